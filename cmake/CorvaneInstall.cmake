@@ -1,0 +1,24 @@
+# What `cmake --install` lays down: libraries, tool, headers, a CMake package and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+set(targets corvane corvane-tool)
+if(CORVANE_PLATFORM STREQUAL host)
+  list(APPEND targets corvane-host)
+endif()
+install(TARGETS ${targets} EXPORT CorvaneTargets)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
+install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${package_folder})
+file(WRITE ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
+     "include(\${CMAKE_CURRENT_LIST_DIR}/CorvaneTargets.cmake)\n")
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
+              ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake DESTINATION ${package_folder})
+
+# Relative, so that an installation can be moved and `cmake --install --prefix` works.
+file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" PREFIX_FROM_PKGCONFIG "${PREFIX_FROM_PKGCONFIG}")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/corvane.pc.in ${PROJECT_BINARY_DIR}/corvane.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/corvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

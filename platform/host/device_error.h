@@ -1,0 +1,16 @@
+#ifndef CORVANE_HOST_DEVICE_ERROR_H_
+#define CORVANE_HOST_DEVICE_ERROR_H_
+
+#include <stdexcept>
+
+namespace corvane::host {
+
+/// A virtual device that cannot be used or changed: the text names the file and the reason.
+class __attribute__((visibility("default"))) DeviceError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_DEVICE_ERROR_H_

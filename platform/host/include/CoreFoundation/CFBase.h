@@ -1,0 +1,96 @@
+#ifndef __COREFOUNDATION_CFBASE__
+#define __COREFOUNDATION_CFBASE__
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+#define CF_EXTERN_C_BEGIN extern "C" {
+#define CF_EXTERN_C_END }
+#else
+#define CF_EXTERN_C_BEGIN
+#define CF_EXTERN_C_END
+#endif
+
+#define CF_EXPORT extern __attribute__((visibility("default")))
+
+CF_EXTERN_C_BEGIN
+
+typedef unsigned char Boolean;
+typedef unsigned char UInt8;
+typedef signed char SInt8;
+typedef unsigned short UInt16;
+typedef signed short SInt16;
+typedef unsigned int UInt32;
+typedef signed int SInt32;
+typedef uint64_t UInt64;
+typedef int64_t SInt64;
+typedef float Float32;
+typedef double Float64;
+typedef UInt16 UniChar;
+typedef UInt32 UTF32Char;
+
+typedef unsigned long CFTypeID;
+typedef unsigned long CFOptionFlags;
+typedef unsigned long CFHashCode;
+typedef signed long CFIndex;
+
+/// Any object of this library. Absent is null. Objects are counted: a Create or Copy function hands
+/// its caller one reference; a Get function lends what somebody else keeps.
+typedef const void* CFTypeRef;
+
+typedef const struct __CFAllocator* CFAllocatorRef;
+typedef const struct __CFString* CFStringRef;
+typedef struct __CFString* CFMutableStringRef;
+typedef struct __CFError* CFErrorRef;
+
+typedef enum CFComparisonResult
+#ifdef __cplusplus
+    : CFIndex
+#endif
+{ kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1 } CFComparisonResult;
+
+enum { kCFNotFound = -1 };
+
+typedef struct {
+  CFIndex location;
+  CFIndex length;
+} CFRange;
+
+static inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
+  CFRange range;
+  range.location = location;
+  range.length = length;
+  return range;
+}
+
+/// Null stands for the default allocator wherever an allocator is asked for. All objects come from
+/// the C++ heap whatever allocator is named; allocators matter only as the deallocator of bytes
+/// that a caller hands over.
+CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;
+/// Bytes that were obtained with `malloc`, released with `free`.
+CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
+/// Leaves the bytes alone: they stay their owner's.
+CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
+
+CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef object);
+/// `object` itself, with one more reference. A null object ends the program, as it does on the
+/// device.
+CF_EXPORT CFTypeRef CFRetain(CFTypeRef object);
+/// Gives one reference back; the last one frees the object. A null object ends the program.
+CF_EXPORT void CFRelease(CFTypeRef object);
+/// How many references are held. Constants (`CFSTR`, booleans, allocators) report the largest
+/// CFIndex.
+CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef object);
+/// Equal by value: same type, same contents.
+CF_EXPORT Boolean CFEqual(CFTypeRef object1, CFTypeRef object2);
+CF_EXPORT CFHashCode CFHash(CFTypeRef object);
+/// A new text that shows the object's type, address and contents, over several lines for
+/// collections.
+CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef object);
+
+CF_EXTERN_C_END
+
+#endif  // __COREFOUNDATION_CFBASE__

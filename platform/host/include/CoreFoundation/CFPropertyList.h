@@ -1,0 +1,36 @@
+#ifndef __COREFOUNDATION_CFPROPERTYLIST__
+#define __COREFOUNDATION_CFPROPERTYLIST__
+
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFData.h>
+
+CF_EXTERN_C_BEGIN
+
+/// A string, number, boolean, date or data object, or an array or dictionary (with string keys) of
+/// such.
+typedef CFTypeRef CFPropertyListRef;
+
+typedef enum CFPropertyListFormat
+#ifdef __cplusplus
+    : CFIndex
+#endif
+{ kCFPropertyListXMLFormat_v1_0 = 100,
+  kCFPropertyListBinaryFormat_v1_0 = 200 } CFPropertyListFormat;
+
+enum { kCFPropertyListImmutable = 0, kCFPropertyListMutableContainers = 1 };
+
+/// Reads an XML or a binary property list; `*format` (may be null) says which it was. Null when the
+/// bytes are neither, or damaged. `error` is null: off the device nothing more is said.
+CF_EXPORT CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
+                                                         CFOptionFlags options,
+                                                         CFPropertyListFormat* format,
+                                                         CFErrorRef* error);
+/// The bytes of the list in `format`. Null when it holds an object that a property list cannot
+/// hold.
+CF_EXPORT CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef list,
+                                             CFPropertyListFormat format, CFOptionFlags options,
+                                             CFErrorRef* error);
+
+CF_EXTERN_C_END
+
+#endif  // __COREFOUNDATION_CFPROPERTYLIST__

@@ -1,0 +1,109 @@
+#ifndef __COREFOUNDATION_CFSTRING__
+#define __COREFOUNDATION_CFSTRING__
+
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <stdarg.h>
+
+CF_EXTERN_C_BEGIN
+
+typedef UInt32 CFStringEncoding;
+enum {
+  kCFStringEncodingISOLatin1 = 0x0201,
+  kCFStringEncodingASCII = 0x0600,
+  kCFStringEncodingUTF8 = 0x08000100
+};
+
+typedef CFOptionFlags CFStringCompareFlags;
+enum { kCFCompareCaseInsensitive = 1, kCFCompareBackwards = 4, kCFCompareAnchored = 8 };
+
+/// One string object per distinct text for the life of the process; never freed. The text is UTF-8.
+CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
+#ifdef __cplusplus
+#define CFSTR(text)                                                               \
+  ([]() -> CFStringRef {                                                          \
+    static const CFStringRef constant = __CFStringMakeConstantString("" text ""); \
+    return constant;                                                              \
+  }())
+#else
+#define CFSTR(text) __CFStringMakeConstantString("" text "")
+#endif
+
+CF_EXPORT CFTypeID CFStringGetTypeID(void);
+
+/// New strings from bytes in `encoding`. Null when the bytes are not valid in it, or it is not one
+/// of the encodings above.
+CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text,
+                                                CFStringEncoding encoding);
+CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes,
+                                              CFIndex length, CFStringEncoding encoding,
+                                              Boolean isExternalRepresentation);
+CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef allocator, const UniChar* units,
+                                                   CFIndex length);
+CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
+CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef allocator, CFStringRef string,
+                                                  CFRange range);
+
+/// `printf` conversions (each with its flags, width, precision and length), and "%@" for any
+/// object: a string's own text, a number's digits, "true" or "false", another object's contents on
+/// one line,
+/// "(null)" for null. "%s" is UTF-8 (bytes that are not, are taken as Latin-1), "%S"
+/// zero-terminated UTF-16 units, "%C" one unit. Arguments are taken in order. `formatOptions` is
+/// null.
+CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef allocator,
+                                               CFDictionaryRef formatOptions, CFStringRef format,
+                                               ...);
+CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef allocator,
+                                                           CFDictionaryRef formatOptions,
+                                                           CFStringRef format, va_list arguments);
+
+/// Strings that grow. `maxLength` is 0: without limit.
+CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef allocator, CFIndex maxLength);
+CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength,
+                                                       CFStringRef string);
+CF_EXPORT void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
+CF_EXPORT void CFStringAppendCString(CFMutableStringRef string, const char* text,
+                                     CFStringEncoding encoding);
+CF_EXPORT void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef formatOptions,
+                                    CFStringRef format, ...);
+/// Replaces each occurrence of `find` within `range`, left to right and without overlap; returns
+/// how many there were.
+CF_EXPORT CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef find,
+                                         CFStringRef replacement, CFRange range,
+                                         CFStringCompareFlags options);
+
+/// Length in UTF-16 units.
+CF_EXPORT CFIndex CFStringGetLength(CFStringRef string);
+CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index);
+/// The string's bytes and a zero. False, with the buffer left undefined, when they do not fit or
+/// the string has no form in `encoding`.
+CF_EXPORT Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
+                                     CFStringEncoding encoding);
+/// Converts the units of `range`, as many as fit whole into `maxBufferLength` bytes, and returns
+/// how many units were converted; the bytes' number goes to `*usedBufferLength`. A character
+/// without a form in `encoding` becomes `lossByte`, or ends the conversion when that is 0. With a
+/// null buffer only the lengths are found out.
+CF_EXPORT CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
+                                   UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
+                                   CFIndex maxBufferLength, CFIndex* usedBufferLength);
+/// Bytes that `length` units need at most in `encoding`, without a terminating zero.
+CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
+
+CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef string1, CFStringRef string2,
+                                             CFStringCompareFlags options);
+/// Where `find` first occurs, or a location of kCFNotFound. An empty `find` occurs nowhere.
+CF_EXPORT CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCompareFlags options);
+CF_EXPORT Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
+/// White space skipped, an optional sign, decimal digits up to the first other character; 0 without
+/// digits; clamped to 32 bits.
+CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef string);
+CF_EXPORT double CFStringGetDoubleValue(CFStringRef string);
+
+/// A string's own text or another object's description, and a line feed, on standard error;
+/// "(null)" for null.
+CF_EXPORT void CFShow(CFTypeRef object);
+
+CF_EXTERN_C_END
+
+#endif  // __COREFOUNDATION_CFSTRING__

@@ -1,0 +1,59 @@
+#ifndef __IOKIT_IOKITLIB_H
+#define __IOKIT_IOKITLIB_H
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOReturn.h>
+#include <mach/mach.h>
+
+CF_EXTERN_C_BEGIN
+
+/// Objects of the device registry, as counted names of this process: a function that hands one out
+/// adds a reference, IOObjectRelease gives it back.
+typedef mach_port_t io_object_t;
+typedef io_object_t io_registry_entry_t;
+typedef io_object_t io_service_t;
+typedef io_object_t io_iterator_t;
+typedef UInt32 IOOptionBits;
+typedef char io_name_t[128];
+
+#define IO_OBJECT_NULL ((io_object_t)0)
+
+/// Stands for the port that IOMasterPort hands out.
+CF_EXPORT const mach_port_t kIOMasterPortDefault;
+
+/// Stores the port to the registry. kIOReturnNoDevice, with a null port, when the virtual device
+/// cannot be used.
+CF_EXPORT kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort);
+/// Waits until the registry is settled. A virtual device's always is.
+CF_EXPORT kern_return_t IOKitWaitQuiet(mach_port_t masterPort, mach_timespec_t* waitTime);
+
+/// A new dictionary that matches the services of class `name`.
+CF_EXPORT CFMutableDictionaryRef IOServiceMatching(const char* name);
+/// Stores an iterator over the services that match, or a null one when there are none. Takes over the
+/// caller's reference to `matching`, also when it fails.
+CF_EXPORT kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort,
+                                                     CFDictionaryRef matching,
+                                                     io_iterator_t* existing);
+/// The next object, with a reference for the caller; null at the end.
+CF_EXPORT io_object_t IOIteratorNext(io_iterator_t iterator);
+
+/// KERN_INVALID_NAME for a name that this process does not hold.
+CF_EXPORT kern_return_t IOObjectRelease(io_object_t object);
+/// How many references this process holds; 0 for a name that it does not hold.
+CF_EXPORT uint32_t IOObjectGetUserRetainCount(io_object_t object);
+
+/// A new reference to the entry's property; null when it has none of that name.
+CF_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
+                                                    CFAllocatorRef allocator, IOOptionBits options);
+/// Hands `properties` to the entry's driver. The data area service takes one request of four
+/// entries: "VelmoDiagnosticDataSet" (string), "VelmoDiagnosticDataCommit" (boolean),
+/// "VelmoDiagnosticDataOffset" (number) and "VelmoDiagnosticDataBuffer" (data). Fails with
+/// kIOReturnBadArgument for a request of another form or a range outside the set, kIOReturnNotFound
+/// for an unknown set, kIOReturnUnsupported for an entry that takes none, and kIOReturnNoSpace,
+/// kIOReturnNotWritable or kIOReturnIOError as the set's file cannot be written.
+CF_EXPORT kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry,
+                                                       CFTypeRef properties);
+
+CF_EXTERN_C_END
+
+#endif  // __IOKIT_IOKITLIB_H

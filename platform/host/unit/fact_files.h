@@ -1,0 +1,26 @@
+#ifndef CORVANE_PLATFORM_HOST_UNIT_FACT_FILES_H_
+#define CORVANE_PLATFORM_HOST_UNIT_FACT_FILES_H_
+
+#include "platform/cf_ref.h"
+#include "platform/host/unit_facts.h"
+
+/// How a unit's facts stand in its property-list files. Each function takes the dictionary at the
+/// top of one file; what the facts do not speak of is left alone.
+namespace corvane::host {
+
+/// device.plist: "registry" holds, by class or path, each entry's properties; the entry's name,
+/// where it is not the class, is "IORegistryEntryName". "radio" stands beside it.
+void factsFromDevice(CFDictionaryRef device, UnitFacts& facts);
+CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const UnitFacts& facts);
+
+/// nvram.plist: the variables by name.
+void factsFromNvram(CFDictionaryRef nvram, UnitFacts& facts);
+CFRef<CFMutableDictionaryRef> nvramWithFacts(CFDictionaryRef nvram, const UnitFacts& facts);
+
+/// SystemVersion.plist.
+void factsFromVersion(CFDictionaryRef version, UnitFacts& facts);
+CFRef<CFMutableDictionaryRef> versionWithFacts(CFDictionaryRef version, const UnitFacts& facts);
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_PLATFORM_HOST_UNIT_FACT_FILES_H_

@@ -1,0 +1,60 @@
+#include "platform/host/unit/property_file.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform/host/device_error.h"
+#include "platform/host/unit/atomic_file.h"
+
+namespace corvane::host {
+namespace {
+
+[[noreturn]] void fail(const std::filesystem::path& file, const std::string& reason) {
+  throw DeviceError(file.string() + ": " + reason);
+}
+
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_ino == b.st_ino && a.st_dev == b.st_dev && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+}  // namespace
+
+CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto contents = readFile(file, error);
+  if (!contents) fail(file, error.message());
+  CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
+      kCFAllocatorDefault, contents.get(), kCFPropertyListImmutable, nullptr, nullptr));
+  if (!list) fail(file, "is not a property list");
+  if (CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
+    fail(file, "holds a property list that is not a dictionary");
+  }
+  return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
+}
+
+void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef properties) {
+  const CFRef<CFDataRef> contents(CFPropertyListCreateData(
+      kCFAllocatorDefault, properties, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (!contents) fail(file, "cannot hold these properties");
+  const std::error_code error = replaceFile(
+      file,
+      {CFDataGetBytePtr(contents.get()), static_cast<size_t>(CFDataGetLength(contents.get()))},
+      Durability::kDurable);
+  if (error) fail(file, error.message());
+}
+
+CFRef<CFDictionaryRef> CachedPropertyFile::copyProperties() {
+  struct stat now {};
+  if (::stat(_file.c_str(), &now) != 0) {
+    fail(_file, std::error_code(errno, std::generic_category()).message());
+  }
+  const std::lock_guard lock(_mutex);
+  if (!_properties || !isSameFile(now, _readAt)) {
+    _properties = readPropertyFile(_file);
+    _readAt = now;
+  }
+  return CFRef<CFDictionaryRef>::retaining(_properties.get());
+}
+
+}  // namespace corvane::host

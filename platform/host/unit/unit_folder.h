@@ -1,0 +1,55 @@
+#ifndef CORVANE_PLATFORM_HOST_UNIT_UNIT_FOLDER_H_
+#define CORVANE_PLATFORM_HOST_UNIT_UNIT_FOLDER_H_
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "platform/cf_ref.h"
+#include "platform/host/unit/data_sets.h"
+#include "platform/host/unit/property_file.h"
+#include "platform/host/unit_facts.h"
+
+namespace corvane::host {
+
+/// The folder that behaves like one unit:
+///
+///     device.plist   the registry's entries with their properties, the radio
+///     nvram.plist    the NVRAM variables
+///     data/          the data sets
+///     root/          the device's file tree
+///     .lock          the lock that serialises changes
+class UnitFolder {
+ public:
+  /// Opens the unit in `folder`. A folder that is missing, empty or half made gets what it lacks of
+  /// a unit with `facts`. Throws DeviceError when it cannot be used: it is no folder, may not be
+  /// read, holds something else than a unit, or its device.plist is damaged.
+  explicit UnitFolder(std::filesystem::path folder, const UnitFacts& facts = {});
+
+  const std::filesystem::path& path() const { return _folder; }
+  const DataSets& dataSets() const { return _dataSets; }
+
+  /// Where the device's file `devicePath` (absolute) lies.
+  std::filesystem::path filePath(std::string_view devicePath) const;
+
+  /// What device.plist lists under "registry" for the class or path `name`: a dictionary of
+  /// properties, or an array of such when there are several services of one class. Null when the
+  /// unit has none. Throws DeviceError when the file is damaged.
+  CFRef<CFTypeRef> copyRegistryEntries(const std::string& name);
+
+  UnitFacts facts();
+  /// Makes the unit what `facts` says. Only facts that differ are written; what else the files hold
+  /// stays. Throws DeviceError.
+  void setFacts(const UnitFacts& facts);
+
+ private:
+  void createWhatIsMissing(const UnitFacts& facts) const;
+
+  std::filesystem::path _folder;
+  DataSets _dataSets;
+  CachedPropertyFile _deviceFile;
+};
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_PLATFORM_HOST_UNIT_UNIT_FOLDER_H_

@@ -1,0 +1,76 @@
+#ifndef CORVANE_HOST_VIRTUAL_DEVICE_H_
+#define CORVANE_HOST_VIRTUAL_DEVICE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "device_error.h"
+#include "unit_facts.h"
+
+namespace corvane::host {
+
+class UnitFolder;
+
+/// A virtual unit: a folder that behaves like one device, for a station program's own tests.
+///
+///     corvane::host::VirtualDevice unit("/tmp/unit-1");
+///     unit.use();                                        // the platform calls of this process see
+///     it unit.setFaults("IORegistryEntrySetCFProperties=0xe00002bc@2"); runMyStation();
+///     EXPECT_EQ(unit.dataSet("VelmoDiagnosticData")[18], 0xFC);
+///
+/// What cannot be done throws DeviceError, whose text names the file and the reason.
+class __attribute__((visibility("default"))) VirtualDevice {
+ public:
+  /// Opens the unit in `folder`. A missing or empty folder is made into a unit with `facts` first.
+  explicit VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts = {});
+  ~VirtualDevice();
+
+  /// Where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else "corvane/device"
+  /// below "$XDG_STATE_HOME" or "$HOME/.local/state".
+  static std::filesystem::path defaultFolder();
+
+  /// Makes this the unit that the platform calls of this process are about. Handles that were
+  /// obtained before stay with the unit that they came from.
+  void use() const;
+
+  const std::filesystem::path& folder() const;
+  /// Where the device's file `devicePath` (absolute) lies on this machine.
+  std::filesystem::path filePath(std::string_view devicePath) const;
+
+  UnitFacts facts() const;
+  /// Changes the facts that differ; what else the unit's files hold stays.
+  void setFacts(const UnitFacts& facts);
+
+  /// The data set's bytes as the registry publishes them, but for stuck ones.
+  std::vector<uint8_t> dataSet(const std::string& set) const;
+  /// Puts `contents` in the place of the whole data set, of whatever size, committed.
+  void setDataSet(const std::string& set, std::span<const uint8_t> contents);
+  /// Data sets with changes that the next reboot undoes.
+  std::vector<std::string> uncommittedDataSets() const;
+  /// What a restart of the unit does: undoes what was not committed.
+  void reboot();
+
+  /// Replaces the fault rules of this process, which "$CORVANE_FAULTS" set at first, and counts
+  /// calls afresh; an empty text takes all away. Throws DeviceError for a rule that cannot be used.
+  static void setFaults(std::string_view rules);
+
+  /// What NSLog wrote, one message an element, without its time and process. Empty when there is
+  /// none.
+  std::vector<std::string> systemLog() const;
+
+  /// How many registry objects this process holds, over all units.
+  static size_t openHandles();
+
+ private:
+  std::shared_ptr<UnitFolder> _unit;
+};
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_VIRTUAL_DEVICE_H_

@@ -1,0 +1,33 @@
+#include "platform/property.h"
+
+#include <string>
+
+#include "platform/text.h"
+
+namespace corvane {
+namespace {
+
+bool isTrueText(const std::string& text) {
+  size_t at = text.find_first_not_of(" \t\n\v\f\r");
+  if (at == std::string::npos) return false;
+  if (text[at] == '+' || text[at] == '-') ++at;
+  at = text.find_first_not_of('0', at);
+  return at != std::string::npos &&
+         std::string("YyTt123456789").find(text[at]) != std::string::npos;
+}
+
+}  // namespace
+
+bool isTrue(CFTypeRef value) {
+  if (!value) return false;
+  const CFTypeID type = CFGetTypeID(value);
+  if (type == CFBooleanGetTypeID()) return CFBooleanGetValue(static_cast<CFBooleanRef>(value));
+  if (type == CFNumberGetTypeID()) {
+    double number = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberDoubleType, &number);
+    return number != 0;
+  }
+  return type == CFStringGetTypeID() && isTrueText(utf8Bytes(static_cast<CFStringRef>(value)));
+}
+
+}  // namespace corvane

@@ -1,0 +1,76 @@
+#include "testing/unit_test.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+namespace corvane::testing {
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "corvane-test-XXXXXX").string();
+  if (!::mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
+  _path = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code error;
+  std::filesystem::remove_all(_path, error);
+}
+
+UnitTest::UnitTest() : _unit(_folder.path() / "unit") {
+  host::VirtualDevice::setFaults("");
+  _unit.use();
+}
+
+UnitTest::~UnitTest() { host::VirtualDevice::setFaults(""); }
+
+std::vector<std::string> UnitTest::logLines() const {
+  static const std::regex stamp(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )");
+  std::vector<std::string> lines;
+  const auto file = _unit.filePath("/private/var/logs/CorvaneTov/log.txt");
+  for (const std::string& line : splitLines(readText(file))) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_search(line, match, stamp)) << line;
+    lines.push_back(match.suffix());
+  }
+  return lines;
+}
+
+std::string readText(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+void writeText(const std::filesystem::path& file, const std::string& text) {
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << text;
+}
+
+std::vector<std::string> splitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = std::min(text.find('\n', start), text.size());
+    lines.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return lines;
+}
+
+CFRef<CFStringRef> cfString(const std::string& text) {
+  return CFRef<CFStringRef>(
+      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+}
+
+std::string text(CFStringRef string) {
+  if (!string) return "(absent)";
+  std::string bytes(static_cast<size_t>(CFStringGetLength(string)) * 3 + 1, '\0');
+  if (!CFStringGetCString(string, bytes.data(), static_cast<CFIndex>(bytes.size()),
+                          kCFStringEncodingUTF8)) {
+    return "(no UTF-8)";
+  }
+  return bytes.c_str();
+}
+
+}  // namespace corvane::testing

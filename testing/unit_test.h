@@ -1,0 +1,53 @@
+#ifndef CORVANE_TESTING_UNIT_TEST_H_
+#define CORVANE_TESTING_UNIT_TEST_H_
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/cf_ref.h"
+#include "platform/host/virtual_device.h"
+
+namespace corvane::testing {
+
+/// A folder of its own below the system's temporary one, gone with the object.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& path() const { return _path; }
+
+ private:
+  std::filesystem::path _path;
+};
+
+/// A test with a fresh default unit in use, and no fault rules.
+class UnitTest : public ::testing::Test {
+ protected:
+  UnitTest();
+  ~UnitTest() override;
+
+  /// The test log's lines; none when there is no log yet. Each is checked to begin with a time
+  /// stamp, which is left out.
+  std::vector<std::string> logLines() const;
+
+  TemporaryFolder _folder;
+  host::VirtualDevice _unit;
+};
+
+std::string readText(const std::filesystem::path& file);
+void writeText(const std::filesystem::path& file, const std::string& text);
+std::vector<std::string> splitLines(const std::string& text);
+
+CFRef<CFStringRef> cfString(const std::string& text);
+/// The string's text; "(absent)" for null.
+std::string text(CFStringRef string);
+
+}  // namespace corvane::testing
+
+#endif  // CORVANE_TESTING_UNIT_TEST_H_
