@@ -1,0 +1,24 @@
+#ifndef CORVANE_LOG_LOG_COLLECTION_H_
+#define CORVANE_LOG_LOG_COLLECTION_H_
+
+#include <stdbool.h>
+
+#include "../platform/export.h"
+
+CORVANE_EXTERN_C_BEGIN
+
+/// Whether the device's log collection is of the new style: the value of "newLogCollection" in the
+/// property list "/var/logs/CorvaneTov/Expected/logCollection.plist", which is read afresh each
+/// time. A boolean, or a number where nonzero is true; of a string, one that begins with Y, y, T, t
+/// or a digit 1 to 9 (behind white space, a sign and zeros) is true. False when the file or the key
+/// is missing or unusable.
+CORVANE_EXPORT bool newLogCollection(void);
+
+/// Whether the device's logs have been collected: whether the marker file of the selected style
+/// exists, "/private/var/logs/BurnIn/.CorvaneLogsCollected" for the new one,
+/// "/private/var/logs/BurnIn/.logsCollected" for the old.
+CORVANE_EXPORT bool logsCollected(void);
+
+CORVANE_EXTERN_C_END
+
+#endif  // CORVANE_LOG_LOG_COLLECTION_H_

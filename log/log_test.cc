@@ -1,0 +1,201 @@
+#include "log/log.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <thread>
+
+#include "testing/unit_test.h"
+
+namespace corvane {
+namespace {
+
+using corvane::testing::cfString;
+using corvane::testing::readText;
+using corvane::testing::splitLines;
+using corvane::testing::text;
+using ::testing::Test;
+
+class LogTest : public corvane::testing::UnitTest {
+ protected:
+  std::filesystem::path logFile() const {
+    return _unit.filePath("/private/var/logs/CorvaneTov/log.txt");
+  }
+};
+
+TEST_F(LogTest, ALineIsTimeIndentationTestNameAndMessage) {
+  struct Case {
+    CFStringRef message, testName;
+    int32_t indentation;
+    const char* line;
+  };
+  const Case cases[] = {
+      {CFSTR("begin"), CFSTR("Sensor"), 0, "Sensor: begin"},
+      {CFSTR("done"), nullptr, 2, "        done"},
+      {CFSTR("deep"), nullptr, 3, "            deep"},
+      {CFSTR("negative"), nullptr, -1, "negative"},
+      {CFSTR("lowest"), nullptr, INT32_MIN, "lowest"},
+      {CFSTR("empty name"), CFSTR(""), 0, ": empty name"},
+      {nullptr, CFSTR("Sensor"), 1, "    Sensor: "},
+      {nullptr, nullptr, 0, ""},
+      {CFSTR("100 % %@ %d"), CFSTR("%s"), 0, "%s: 100 % %@ %d"},
+  };
+  std::vector<std::string> lines;
+  for (const Case& c : cases) {
+    Log::write(c.message, c.testName, c.indentation);
+    lines.push_back(c.line);
+  }
+  EXPECT_EQ(logLines(), lines);
+  EXPECT_EQ(_unit.systemLog(),
+            (std::vector<std::string>{"begin", "done", "deep", "negative", "lowest", "empty name",
+                                      "(null)", "(null)", "100 % %@ %d"}));
+}
+
+TEST_F(LogTest, TheStampIsTheLocalTime) {
+  ::setenv("TZ", "XXX-5:30", 1);
+  ::tzset();
+  const time_t before = ::time(nullptr);
+  Log::write(CFSTR("now"), nullptr, 0);
+  struct tm stamp {};
+  const std::string line = readText(logFile());
+  ASSERT_NE(::strptime(line.c_str(), "[%Y-%m-%d %H:%M:%S] now", &stamp), nullptr) << line;
+  EXPECT_LE(before, ::mktime(&stamp));
+  EXPECT_LE(::mktime(&stamp), ::time(nullptr));
+}
+
+TEST_F(LogTest, AFinishedLineIsAppendedByteForByte) {
+  Log::write(CFSTR("plain"));
+  Log::write(cfString("Gr\xc3\xb6\xc3\x9f"
+                      "e \xf0\x9f\x94\x8b")
+                 .get());
+  Log::write(cfString(std::string("nul\0inside", 10)).get());
+  Log::write(CFSTR(""));
+  Log::write(nullptr);
+  EXPECT_EQ(readText(logFile()), std::string("plain\nGr\xc3\xb6\xc3\x9f"
+                                             "e \xf0\x9f\x94\x8b\nnul\0inside\n\n",
+                                             31));
+  EXPECT_TRUE(_unit.systemLog().empty());
+}
+
+TEST_F(LogTest, TheDebugTraceLeavesNoTrace) {
+  Log::writeDebug(CFSTR("message"), CFSTR("test"), 1);
+  EXPECT_FALSE(std::filesystem::exists(logFile()));
+  EXPECT_TRUE(_unit.systemLog().empty());
+}
+
+TEST_F(LogTest, StationMessagesQuoteTheirFields) {
+  struct Case {
+    CFStringRef message, sid, msgType;
+    const char* fields;
+  };
+  const Case cases[] = {
+      {CFSTR("result=\"pass\",code=\"0\""), CFSTR("UNIT-42"), CFSTR("status"),
+       "sid=\"UNIT-42\",msg-type=\"status\",result=\"pass\",code=\"0\""},
+      {nullptr, CFSTR("UNIT-42"), CFSTR("status"), "sid=\"UNIT-42\",msg-type=\"status\""},
+      {CFSTR(""), CFSTR("A\"7"), CFSTR("st\"op"), "sid=\"A'7\",msg-type=\"stop\""},
+      {CFSTR("x"), CFSTR("\"\"\""), CFSTR("\"\""), "sid=\"'''\",msg-type=\"\",x"},
+      {nullptr, nullptr, nullptr, "sid=\"(null)\",msg-type=\"(null)\""},
+  };
+  const std::regex stamp(R"(^context="",ts="\d{4}/\d\d/\d\d \d\d:\d\d:\d\d",)");
+  std::string written;
+  for (const Case& c : cases) {
+    const auto line = text(Log::formatPalvireMessage(c.message, c.sid, c.msgType).get());
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(line, match, stamp)) << line;
+    EXPECT_EQ(match.suffix(), c.fields);
+    Log::writePalvireMessage(c.message, c.sid, c.msgType);
+    written += std::regex_replace(line, stamp, "") + "\n";
+  }
+  const std::string log =
+      std::regex_replace(readText(logFile()), std::regex("context=.*?,ts=.*?,"), "");
+  EXPECT_EQ(log, written);
+  EXPECT_TRUE(_unit.systemLog().empty());
+}
+
+TEST_F(LogTest, LinesOfManyThreadsAndProcessesAreNeverTorn) {
+  constexpr int kProcesses = 4, kThreads = 3, kLines = 40;
+  const auto writeLines = [](int process) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+      threads.emplace_back([=] {
+        for (int i = 0; i < kLines; ++i) {
+          const std::string name = std::to_string(process) + "." + std::to_string(thread) + "." +
+                                   std::to_string(i) + " ";
+          // Some lines are far longer than a stdio buffer.
+          Log::write(cfString(name + std::string(i % 10 == 0 ? 20000 : 20, 'x')).get());
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  };
+  std::vector<pid_t> children;
+  for (int process = 0; process < kProcesses; ++process) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      writeLines(process);
+      ::_exit(0);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
+  std::set<std::string> seen;
+  for (const std::string& line : splitLines(readText(logFile()))) {
+    const std::string head = line.substr(0, line.find(' ') + 1);
+    const size_t length = head[head.size() - 2] == '0' ? 20000 : 20;
+    EXPECT_EQ(line, head + std::string(length, 'x'));
+    seen.insert(head);
+  }
+  EXPECT_EQ(seen.size(), size_t{kProcesses * kThreads * kLines});
+}
+
+TEST_F(LogTest, ALineThatCannotBeWrittenIsDroppedInSilence) {
+  const std::filesystem::path directory = logFile().parent_path();
+  std::filesystem::create_directories(directory);
+  std::filesystem::create_symlink("/dev/full", logFile());
+  ::testing::internal::CaptureStderr();
+  Log::write(CFSTR("on a full disk"), nullptr, 0);
+  std::filesystem::remove_all(directory);
+  corvane::testing::writeText(directory, "a file where the directory should be");
+  Log::write(CFSTR("without a directory"), nullptr, 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(_unit.systemLog(), (std::vector<std::string>{"on a full disk", "without a directory"}));
+}
+
+TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {
+  // What of a line reaches the file when the call fails; the next line is whole again.
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
+      {"CFStringCreateWithFormat@1", {"next"}},
+      {"CFStringCreateMutableCopy@1", {"next"}},
+      {"mkdir@1+", {}},
+      {"fopen@1", {"next"}},
+      {"fflush@1", {"line", "next"}},
+      {"fputc@1", {}},
+      {"fclose@1", {"line", "next"}},
+      {"time@1+", {"line", "next"}},
+      {"localtime@1+", {"line", "next"}},
+  };
+  for (const auto& [rule, lines] : cases) {
+    std::filesystem::remove_all(logFile().parent_path());
+    host::VirtualDevice::setFaults(rule);
+    Log::write(CFSTR("line"), nullptr, 0);
+    Log::write(CFSTR("next"), nullptr, 0);
+    host::VirtualDevice::setFaults("");
+    if (std::string_view(rule) == "fputc@1") {
+      EXPECT_TRUE(
+          std::regex_match(readText(logFile()), std::regex("\\[.*\\] line\\[.*\\] next\n")));
+    } else {
+      EXPECT_EQ(logLines(), lines) << rule;
+    }
+    EXPECT_EQ(_unit.systemLog().back(), "next") << rule;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
