@@ -1,0 +1,101 @@
+#include "dataarea/data_area.h"
+
+#include <IOKit/IOKitLib.h>
+
+#include "testing/unit_test.h"
+
+namespace corvane {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class DataAreaTest : public corvane::testing::UnitTest {};
+
+TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
+  struct Case {
+    const char* rule;
+    uint32_t (*call)();
+    uint32_t result;
+    const char* standardError;
+    Strings systemLog;
+  };
+  const Strings noDataArea = {"ControlBits: Get data area failure."};
+  const Case cases[] = {
+      {"IOMasterPort", getMasterPort, 1, "Failed to get master device port.\n", {}},
+      {"IOMasterPort=-1", getMasterPort, 1, "Failed to get master device port.\n", {}},
+      {"IOMasterPort,fwrite", getMasterPort, 1, "", {}},
+      {"IOKitWaitQuiet=0xe00002d6", getDataArea, 0xe00002d6, "", {}},
+      {"IOServiceGetMatchingServices=0xe00002c0", getDataArea, 0xe00002c0, "", {}},
+      {"IOServiceMatching", getDataArea, 0xe00002c2, "", {}},
+      {"IOIteratorNext", getDataArea, 5, "", noDataArea},
+      {"IOObjectRelease", getDataArea, 0, "", {}},
+  };
+  for (const Case& c : cases) {
+    std::filesystem::remove(_unit.filePath("/private/var/log/system.log"));
+    host::VirtualDevice::setFaults(c.rule);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(c.call(), c.result) << c.rule;
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), c.standardError) << c.rule;
+    EXPECT_EQ(_unit.systemLog(), c.systemLog) << c.rule;
+    EXPECT_TRUE(logLines().empty()) << c.rule;
+  }
+}
+
+TEST_F(DataAreaTest, WithoutTheServiceTheHandleIsZeroAndNothingCanBeRead) {
+  host::UnitFacts facts = _unit.facts();
+  facts.dataArea = false;
+  _unit.setFacts(facts);
+  gDataArea = 77;
+  EXPECT_EQ(getDataArea(), 5u);
+  EXPECT_EQ(gDataArea, 0u);
+  const uint8_t* bytes = nullptr;
+  uint32_t length = 0;
+  EXPECT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("VelmoDiagnosticData")), 0u);
+}
+
+TEST_F(DataAreaTest, ASecondLookUpLeavesTheFirstHandleHeld) {
+  const size_t before = host::VirtualDevice::openHandles();
+  ASSERT_EQ(getDataArea(), 0u);
+  const io_object_t first = gDataArea;
+  ASSERT_EQ(getDataArea(), 0u);
+  EXPECT_NE(gDataArea, first);
+  EXPECT_EQ(IOObjectGetUserRetainCount(first), 1u);
+  EXPECT_EQ(host::VirtualDevice::openHandles(), before + 2) << "the iterators are released";
+}
+
+TEST_F(DataAreaTest, ASetsBytesComeWithTheirLengthAndOutliveTheCall) {
+  ASSERT_EQ(getDataArea(), 0u);
+  _unit.setDataSet("Odd", std::vector<uint8_t>{1, 2, 3});
+  _unit.setDataSet("Empty", {});
+  const uint8_t* bytes = nullptr;
+  uint32_t length = 99;
+  ASSERT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("Empty")), 1u);
+  EXPECT_EQ(length, 0u);
+  ASSERT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("Odd")), 1u);
+  EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + length), (std::vector<uint8_t>{1, 2, 3}));
+}
+
+TEST_F(DataAreaTest, OnlyDataIsASet) {
+  const std::filesystem::path file = _unit.folder() / "device.plist";
+  std::string plist = corvane::testing::readText(file);
+  const std::string service = "<key>VelmoDiagnosticDataAccess</key>\n\t\t<dict/>";
+  ASSERT_NE(plist.find(service), std::string::npos) << plist;
+  plist.replace(plist.find(service), service.size(),
+                "<key>VelmoDiagnosticDataAccess</key><dict>"
+                "<key>Text</key><string>no data</string></dict>");
+  corvane::testing::writeText(file, plist);
+
+  ASSERT_EQ(getDataArea(), 0u);
+  const uint8_t* bytes = nullptr;
+  uint32_t length = 99;
+  for (const CFStringRef set : {CFSTR("Text"), CFSTR("Missing"), CFSTR("../device"), CFSTR(""),
+                                static_cast<CFStringRef>(nullptr)}) {
+    EXPECT_EQ(getDataAreaBytePtr(&bytes, &length, set), 0u);
+  }
+  EXPECT_EQ(bytes, nullptr);
+  EXPECT_EQ(length, 99u);
+  EXPECT_TRUE(logLines().empty());
+}
+
+}  // namespace
+}  // namespace corvane
