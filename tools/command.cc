@@ -1,0 +1,34 @@
+#include "tools/command.h"
+
+#include <iostream>
+
+#include "controlbits/control_bits.h"
+
+namespace corvane::tools {
+namespace {
+
+ExitStatus gStatusOfRun = kDone;
+
+}  // namespace
+
+void runs(CLI::App* command, std::function<ExitStatus()> work) {
+  command->final_callback([command, work = std::move(work)] {
+    if (command->get_subcommands().empty()) gStatusOfRun = work();
+  });
+}
+
+ExitStatus statusOfRun() { return gStatusOfRun; }
+
+void addJsonFlag(CLI::App* command, bool& json) {
+  command->add_flag("--json", json, "Print JSON instead of text");
+}
+
+void printJson(const nlohmann::ordered_json& value) {
+  std::cout << value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+}
+
+void requireReady() {
+  if (ControlBits::getReady() != 0) throw CommandError(kNotReady, "the unit is not ready");
+}
+
+}  // namespace corvane::tools

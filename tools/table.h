@@ -1,0 +1,33 @@
+#ifndef CORVANE_TOOLS_TABLE_H_
+#define CORVANE_TOOLS_TABLE_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace corvane::tools {
+
+enum class Align { kLeft, kRight };
+
+struct Column {
+  std::string title;
+  Align align = Align::kLeft;
+};
+
+/// Rows of text under titled columns, each as wide as its widest cell (in bytes).
+class Table {
+ public:
+  explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
+
+  /// `cells` has one text a column.
+  void addRow(std::vector<std::string> cells) { _rows.push_back(std::move(cells)); }
+  void print(std::ostream& out) const;
+
+ private:
+  std::vector<Column> _columns;
+  std::vector<std::vector<std::string>> _rows;
+};
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_TABLE_H_
