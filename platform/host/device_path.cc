@@ -6,7 +6,7 @@ namespace corvane {
 
 std::string devicePath(const char* path) {
   const auto unit = host::unitInUse();
-  return unit ? unit->filePath(path).string() : std::string();
+  return unit ? unit->filePath(path) : std::string();
 }
 
 }  // namespace corvane

@@ -32,7 +32,7 @@ std::string entryPrefix() {
   return prefix;
 }
 
-void append(const std::filesystem::path& file, const std::string& entry) {
+void append(const std::string& file, const std::string& entry) {
   const int log = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
   if (log < 0) return;
   // One call, so that entries of several processes do not mix. A full disk drops the entry.

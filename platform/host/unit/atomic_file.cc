@@ -17,7 +17,7 @@ std::error_code lastError() { return {errno, std::generic_category()}; }
 /// Owns a file descriptor.
 class File {
  public:
-  File(const std::filesystem::path& path, int flags)
+  File(const std::string& path, int flags)
       : _descriptor(::open(path.c_str(), flags | O_CLOEXEC, 0666)) {}
   ~File() {
     if (_descriptor >= 0) ::close(_descriptor);
@@ -67,7 +67,7 @@ std::error_code writeBeside(const std::filesystem::path& file, const std::filesy
 
 void (*gReplaceStepDone)(const char* step) = nullptr;
 
-CFRef<CFMutableDataRef> readFile(const std::filesystem::path& file, std::error_code& error) {
+CFRef<CFMutableDataRef> readFile(const std::string& file, std::error_code& error) {
   const File input(file, O_RDONLY);
   struct stat facts {};
   if (!input || ::fstat(input.descriptor(), &facts) != 0) {
@@ -101,8 +101,10 @@ std::error_code syncFolder(const std::filesystem::path& folder) {
 std::error_code replaceFile(const std::filesystem::path& file, std::span<const uint8_t> contents,
                             Durability durability) {
   // One name, reused: what an interrupted replacement leaves behind is overwritten by the next.
-  const std::filesystem::path beside =
-      file.parent_path() / ("." + file.filename().string() + ".new");
+  std::string name = ".";
+  name += file.filename().native();
+  name += ".new";
+  const std::filesystem::path beside = file.parent_path() / name;
   std::error_code error = writeBeside(file, beside, contents, durability);
   if (!error && ::rename(beside.c_str(), file.c_str()) != 0) error = lastError();
   if (error) {

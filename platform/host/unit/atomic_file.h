@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <string>
 #include <system_error>
 
 #include "platform/cf_ref.h"
@@ -12,7 +13,7 @@
 namespace corvane::host {
 
 /// The whole contents of the file; null, with `error` set, when it cannot be read.
-CFRef<CFMutableDataRef> readFile(const std::filesystem::path& file, std::error_code& error);
+CFRef<CFMutableDataRef> readFile(const std::string& file, std::error_code& error);
 
 enum class Durability { kDurable, kVolatile };
 

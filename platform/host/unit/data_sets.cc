@@ -32,14 +32,15 @@ std::error_code patchFile(const std::filesystem::path& file, CFMutableDataRef ol
 
 }  // namespace
 
-DataSets::DataSets(const std::filesystem::path& folder) : _folder(folder), _data(folder / "data") {}
+DataSets::DataSets(const std::filesystem::path& folder)
+    : _folder(folder), _data((folder / "data").string()) {}
 
-std::filesystem::path DataSets::contentsFile(const std::string& set) const {
-  return _data / (set + ".bin");
+std::string DataSets::contentsFile(const std::string& set) const {
+  return _data + "/" + set + ".bin";
 }
 
-std::filesystem::path DataSets::committedFile(const std::string& set) const {
-  return _data / (set + ".committed");
+std::string DataSets::committedFile(const std::string& set) const {
+  return _data + "/" + set + ".committed";
 }
 
 CFRef<CFMutableDataRef> DataSets::copyContents(const std::string& set) const {
@@ -99,7 +100,7 @@ void DataSets::reboot() const {
     std::error_code error;
     std::filesystem::rename(committedFile(set), contentsFile(set), error);
     if (!error) error = syncFolder(_data);
-    if (error) throw DeviceError(contentsFile(set).string() + ": " + error.message());
+    if (error) throw DeviceError(contentsFile(set) + ": " + error.message());
   }
 }
 

@@ -43,11 +43,11 @@ class CORVANE_EXPORT DataSets {
   void reboot() const;
 
  private:
-  std::filesystem::path contentsFile(const std::string& set) const;
-  std::filesystem::path committedFile(const std::string& set) const;
+  std::string contentsFile(const std::string& set) const;
+  std::string committedFile(const std::string& set) const;
 
   std::filesystem::path _folder;
-  std::filesystem::path _data;
+  std::string _data;
 };
 
 }  // namespace corvane::host

@@ -108,7 +108,10 @@ CFDictionaryRef checkedRegistry(CFDictionaryRef device, const fs::path& file) {
 }  // namespace
 
 UnitFolder::UnitFolder(fs::path folder, const UnitFacts& facts)
-    : _folder(std::move(folder)), _dataSets(_folder), _deviceFile(_folder / kDeviceFile) {
+    : _folder(std::move(folder)),
+      _root((_folder / "root").string()),
+      _dataSets(_folder),
+      _deviceFile(_folder / kDeviceFile) {
   if (isThere(_folder) && !fs::is_directory(_folder)) fail(_folder, "is not a folder");
   if (!isThere(_deviceFile.path())) createWhatIsMissing(facts);
   checkedRegistry(_deviceFile.copyProperties().get(), _deviceFile.path());
@@ -140,8 +143,10 @@ void UnitFolder::createWhatIsMissing(const UnitFacts& facts) const {
   writePropertyFile(_deviceFile.path(), deviceWithFacts(nullptr, facts).get());
 }
 
-fs::path UnitFolder::filePath(std::string_view devicePath) const {
-  return (_folder / "root").concat(devicePath);
+std::string UnitFolder::filePath(std::string_view devicePath) const {
+  std::string path = _root;
+  path += devicePath;
+  return path;
 }
 
 CFRef<CFTypeRef> UnitFolder::copyRegistryEntries(const std::string& name) {

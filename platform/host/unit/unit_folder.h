@@ -30,7 +30,7 @@ class UnitFolder {
   const DataSets& dataSets() const { return _dataSets; }
 
   /// Where the device's file `devicePath` (absolute) lies.
-  std::filesystem::path filePath(std::string_view devicePath) const;
+  std::string filePath(std::string_view devicePath) const;
 
   /// What device.plist lists under "registry" for the class or path `name`: a dictionary of
   /// properties, or an array of such when there are several services of one class. Null when the
@@ -46,6 +46,7 @@ class UnitFolder {
   void createWhatIsMissing(const UnitFacts& facts) const;
 
   std::filesystem::path _folder;
+  std::string _root;
   DataSets _dataSets;
   CachedPropertyFile _deviceFile;
 };

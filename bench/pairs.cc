@@ -1,0 +1,141 @@
+#include "bench/pairs.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace corvane::bench {
+namespace {
+
+constexpr char kSubject[] = "/subject";
+constexpr char kBaseline[] = "/baseline";
+constexpr char kApart[] = "/apart";
+
+std::vector<Pair>& pairs() {
+  static std::vector<Pair> all;
+  return all;
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t middle = values.size() / 2;
+  return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+/// Keeps the microseconds per operation of each repetition instead of printing them.
+class Collector : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.error_occurred) {
+        std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                     run.error_message.c_str());
+        _hasFailed = true;
+      } else if (run.run_type == Run::RT_Iteration) {
+        _times[run.run_name.function_name].push_back(run.real_accumulated_time /
+                                                     static_cast<double>(run.iterations) * 1e6);
+      }
+    }
+  }
+
+  bool hasFailed() const { return _hasFailed; }
+
+  /// The median of what was kept for `side`; nothing when it was not measured.
+  std::optional<double> medianOf(const std::string& side) const {
+    const auto found = _times.find(side);
+    if (found == _times.end()) return {};
+    return median(found->second);
+  }
+
+ private:
+  std::map<std::string, std::vector<double>> _times;
+  bool _hasFailed = false;
+};
+
+struct Result {
+  std::string name;
+  double bound;
+  double subject;
+  double baseline;
+  double apart;
+
+  double ratio() const { return (subject - apart) / baseline; }
+  bool isOver() const { return !(ratio() <= bound); }
+};
+
+/// The pairs of which all sides were measured.
+std::vector<Result> resultsOf(const Collector& measured) {
+  std::vector<Result> results;
+  for (const Pair& pair : pairs()) {
+    const auto subject = measured.medianOf(pair.name + kSubject);
+    const auto baseline = measured.medianOf(pair.name + kBaseline);
+    const auto apart = pair.apart ? measured.medianOf(pair.name + kApart) : 0.0;
+    if (!subject || !baseline || !apart) continue;
+    results.push_back({pair.name, pair.bound, *subject, *baseline, *apart});
+  }
+  return results;
+}
+
+void print(const std::vector<Result>& results) {
+  std::printf("%-28s %12s %12s %12s %7s %7s\n", "pair (medians in us)", "subject", "apart",
+              "baseline", "ratio", "bound");
+  for (const Result& result : results) {
+    std::printf("%-28s %12.3f %12.3f %12.3f %7.2f %7.2f  %s\n", result.name.c_str(), result.subject,
+                result.apart, result.baseline, result.ratio(), result.bound,
+                result.isOver() ? "OVER" : "ok");
+  }
+}
+
+/// The frame's own settings, which the caller's arguments override, put before those.
+std::vector<char*> withDefaults(int argc, char** argv) {
+  static char repetitions[] = "--benchmark_repetitions=41";
+  static char minimumSeconds[] = "--benchmark_min_time=0.05";
+  static char order[] = "--benchmark_enable_random_interleaving=true";
+  std::vector<char*> arguments = {argv[0], repetitions, minimumSeconds, order};
+  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  return arguments;
+}
+
+void registerSide(const std::string& name, Side side) {
+  // By the clock on the wall: what the operations wait for is part of their cost.
+  benchmark::RegisterBenchmark(name.c_str(), side)->UseRealTime();
+}
+
+}  // namespace
+
+bool addPair(const Pair& pair) {
+  pairs().push_back(pair);
+  return true;
+}
+
+int runPairs(int argc, char** argv) {
+  std::vector<char*> arguments = withDefaults(argc, argv);
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+
+  for (const Pair& pair : pairs()) {
+    registerSide(pair.name + kSubject, pair.subject);
+    registerSide(pair.name + kBaseline, pair.baseline);
+    if (pair.apart) registerSide(pair.name + kApart, pair.apart);
+  }
+  Collector measured;
+  benchmark::RunSpecifiedBenchmarks(&measured);
+  benchmark::Shutdown();
+
+  const std::vector<Result> results = resultsOf(measured);
+  if (!results.empty()) print(results);
+  if (measured.hasFailed()) return 1;
+  if (results.empty()) {
+    std::fprintf(stderr, "no pair was measured as a whole\n");
+    return 2;
+  }
+  return std::any_of(results.begin(), results.end(), [](const Result& r) { return r.isOver(); });
+}
+
+}  // namespace corvane::bench

@@ -1,0 +1,19 @@
+#ifndef CORVANE_BENCH_UNIT_H_
+#define CORVANE_BENCH_UNIT_H_
+
+#include "platform/host/virtual_device.h"
+
+namespace corvane::bench {
+
+/// The unit in use, with its data area open, for the library's side of a pair. It and its twin lie
+/// below one temporary folder, which the first call of either makes and the end of the process
+/// removes. Throws when there can be none.
+const host::VirtualDevice& unit();
+
+/// A unit like `unit()` that the library never touches: the bare side of a pair works on the same
+/// file system, with files of the same names and sizes at the same depth.
+const host::VirtualDevice& twin();
+
+}  // namespace corvane::bench
+
+#endif  // CORVANE_BENCH_UNIT_H_
