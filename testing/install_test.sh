@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Installs a build into a temporary prefix and uses it as a station developer would: a program built with
+# nothing but pkg-config, the same with the CMake package; and libcorvane.so exports what it is to
+# export and nothing else.
+#
+#     install_test.sh BUILD_FOLDER CXX [CXXFLAG...]
+set -euo pipefail
+
+build=$1 cxx=$2 source=$(cd "$(dirname "$0")/.." && pwd)
+shift 2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" >/dev/null
+mv "$prefix" "$work/moved"
+prefix=$work/moved
+libraries=$(dirname "$(find "$prefix" -name libcorvane.so)")
+
+echo "== exported names"
+nm --dynamic --defined-only --demangle "$libraries/libcorvane.so" | cut -d' ' -f3- |
+  grep -v '__odr_asan' | LC_ALL=C sort >"$work/exported"
+LC_ALL=C sort "$source/testing/exported_names.txt" | diff - "$work/exported"
+
+echo "== every installed header stands alone"
+for header in $(cd "$prefix/include" && find . -name '*.h' | sort); do
+  "$cxx" "$@" -std=c++20 -Wall -Wextra -Wconversion -Werror -fsyntax-only \
+    -I"$prefix/include" -I"$prefix/include/corvane-host" -x c++ "$prefix/include/$header"
+done
+
+echo "== a program with pkg-config"
+cat >"$work/station.cc" <<'CC'
+#include <corvane-host/virtual_device.h>
+#include <corvane/controlbits/control_bits.h>
+#include <corvane/log/log.h>
+#include <corvane/log/time_helpers.h>
+
+int main(int, char** argv) {
+  corvane::host::VirtualDevice unit(argv[1]);
+  unit.use();
+  if (corvane::ControlBits::getReady() != 0) return 1;
+  corvane::Log::write(CFSTR("hello"), CFSTR("Station"), 0);
+  corvane::ControlBits::writeCorvaneStatus(kCorvaneCotnrolBitsPassed);
+  const corvane::CFRef<CFStringRef> now(stringForTime(getTime()));
+  return now && unit.dataSet("VelmoDiagnosticData")[18] == 0xFC ? 0 : 1;
+}
+CC
+export PKG_CONFIG_PATH=$libraries/pkgconfig
+# Unquoted: both hold several words.
+"$cxx" "$@" -std=c++20 "$work/station.cc" $(pkg-config --cflags --libs corvane) -o "$work/station"
+"$work/station" "$work/unit"
+grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"
+CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed
+
+echo "== a program with the CMake package"
+cat >"$work/CMakeLists.txt" <<'CMAKE'
+cmake_minimum_required(VERSION 3.25)
+project(Station LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 20)
+find_package(Corvane REQUIRED)
+add_executable(station station.cc)
+target_link_libraries(station PRIVATE Corvane::corvane)
+CMAKE
+cmake -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$*" >/dev/null
+cmake --build "$work/build" >/dev/null
+"$work/build/station" "$work/unit"
