@@ -94,8 +94,8 @@ uint64_t computeRound() {
 
 // Redraws the bar in place on a terminal; elsewhere it is printed once, at the end.
 void drawProgress(double fraction) {
-  constexpr int kWidth = 40;
-  const int filled = static_cast<int>(fraction * kWidth);
+  constexpr size_t kWidth = 40;
+  const auto filled = static_cast<size_t>(fraction * kWidth);
   const bool isTerminal = isatty(STDOUT_FILENO) != 0;
   if (!isTerminal && fraction < 1) return;
   std::printf("%sload    [%s%s] %3d %%%s", isTerminal ? "\r" : "", std::string(filled, '#').c_str(),
