@@ -51,6 +51,25 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"
 CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed
 
+echo "== a C program"
+cat >"$work/station.c" <<'C'
+#include <corvane/controlbits/control_bit_byte.h>
+#include <corvane/dataarea/bits.h>
+#include <corvane/dataarea/data_area.h>
+#include <corvane/log/log_collection.h>
+#include <corvane/log/time_helpers.h>
+
+int main(void) {
+  uint8_t byte = 0;
+  if (getMasterPort() || getDataArea()) return 1;
+  if (readBits(18, 1, &byte, CFSTR("VelmoDiagnosticData"))) return 2;
+  return changeTestStatus(&byte, kCorvaneControlBitsFailed) == 1 && byte == 0xFE ? 0 : 3;
+}
+C
+"$cxx" "$@" -x c -std=c11 -Wall -Wextra -Werror "$work/station.c" -x none \
+  $(pkg-config --cflags --libs corvane) -o "$work/c-station"
+CORVANE_DEVICE=$work/unit "$work/c-station"
+
 echo "== a program with the CMake package"
 cat >"$work/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)

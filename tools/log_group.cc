@@ -110,6 +110,15 @@ void printLine(const std::string& line, bool json) {
             << std::flush;
 }
 
+/// Takes the next line that is whole; what is written of the next one stays for a later call.
+bool takeLine(std::ifstream& log, std::string& line) {
+  const std::streampos start = log.tellg();
+  if (std::getline(log, line) && !log.eof()) return true;
+  log.clear();
+  log.seekg(start);
+  return false;
+}
+
 /// Prints the log's last `count` lines, then, when asked to, each line as it comes, until the
 /// reader of the output goes away.
 ExitStatus tail(size_t count, bool follow, bool json) {
@@ -118,17 +127,17 @@ ExitStatus tail(size_t count, bool follow, bool json) {
   if (!log && !follow) throw CommandError(kNo, "there is no test log at " + file);
 
   std::deque<std::string> last;
-  for (std::string line; std::getline(log, line);) {
+  std::string line;
+  while (log.is_open() && takeLine(log, line)) {
     last.push_back(line);
     if (last.size() > count) last.pop_front();
   }
-  for (const std::string& line : last) printLine(line, json);
+  for (const std::string& text : last) printLine(text, json);
 
   while (follow && std::cout) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     if (!log.is_open()) log.open(file);
-    log.clear();
-    for (std::string line; std::getline(log, line);) printLine(line, json);
+    while (log.is_open() && takeLine(log, line)) printLine(line, json);
   }
   return kDone;
 }
