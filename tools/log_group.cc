@@ -33,13 +33,19 @@ std::uintmax_t logSize(const std::string& file) {
   return error ? 0 : size;
 }
 
-/// Runs `write` and sees whether the log grew: the library drops a line that it cannot write.
+bool endsWithWholeLine(const std::string& file) {
+  std::ifstream log(file, std::ios::binary);
+  return log.seekg(-1, std::ios::end) && log.get() == '\n';
+}
+
+/// Runs `write` and sees whether the log grew by whole lines: the library says nothing of a line
+/// that it cannot write, and a disk may be full within one.
 ExitStatus writeToLog(const std::function<void()>& write) {
   const std::string file = devicePath(kLogFile);
   if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
   const std::uintmax_t before = logSize(file);
   write();
-  if (logSize(file) > before) return kDone;
+  if (logSize(file) > before && endsWithWholeLine(file)) return kDone;
   throw CommandError(kNo, "the line could not be written to " + file);
 }
 
