@@ -79,7 +79,7 @@ find_package(Corvane REQUIRED)
 add_executable(station station.cc)
 target_link_libraries(station PRIVATE Corvane::corvane)
 CMAKE
-cmake -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+cmake -G Ninja -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_CXX_FLAGS="$*" >/dev/null
 cmake --build "$work/build" >/dev/null
 "$work/build/station" "$work/unit"
