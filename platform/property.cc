@@ -30,4 +30,15 @@ bool isTrue(CFTypeRef value) {
   return type == CFStringGetTypeID() && isTrueText(utf8Bytes(static_cast<CFStringRef>(value)));
 }
 
+float floatValue(CFTypeRef value) {
+  if (!value) return 0;
+  const CFTypeID type = CFGetTypeID(value);
+  if (type == CFBooleanGetTypeID()) return isTrue(value) ? 1 : 0;
+  float number = 0;
+  if (type == CFNumberGetTypeID()) {
+    CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberFloat32Type, &number);
+  }
+  return number;
+}
+
 }  // namespace corvane

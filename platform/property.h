@@ -10,6 +10,10 @@ namespace corvane {
 /// y, T, t or a digit 1 to 9). False for null and for any other object.
 bool isTrue(CFTypeRef value);
 
+/// The value of a number, nearest in 32 bits, or 1 or 0 for a boolean. 0 for null and for any other
+/// object.
+float floatValue(CFTypeRef value);
+
 }  // namespace corvane
 
 #endif  // CORVANE_PLATFORM_PROPERTY_H_

@@ -30,19 +30,38 @@
   RESULT(IOMasterPort, -536870212)                   \
   RESULT(IOObjectRelease, -536870212)                \
   YIELDS(IORegistryEntryCreateCFProperty)            \
+  RESULT(IORegistryEntryFromPath, 0)                 \
+  RESULT(IORegistryEntryGetName, -536870212)         \
   RESULT(IORegistryEntrySetCFProperties, -536870212) \
+  RESULT(IORegistryEntrySetCFProperty, -536870212)   \
+  RESULT(IOServiceGetMatchingService, 0)             \
   RESULT(IOServiceGetMatchingServices, -536870212)   \
   YIELDS(IOServiceMatching)                          \
+  RESULT(MobileWiFiContainsRadio, 0)                 \
   RESULT(access, -1)                                 \
+  YIELDS(calloc)                                     \
+  YIELDS(ctime)                                      \
   RESULT(fclose, -1)                                 \
   RESULT(fflush, -1)                                 \
   YIELDS(fopen)                                      \
   RESULT(fputc, -1)                                  \
   RESULT(fwrite, 0)                                  \
+  RESULT(host_processor_set_priv, 5)                 \
+  RESULT(host_processor_sets, 5)                     \
   YIELDS(localtime)                                  \
+  RESULT(mach_host_self, 0)                          \
+  RESULT(mach_port_deallocate, 15)                   \
   YIELDS(malloc)                                     \
   RESULT(mkdir, -1)                                  \
-  RESULT(time, -1)
+  RESULT(pid_for_task, 5)                            \
+  RESULT(processor_set_tasks, 5)                     \
+  RESULT(sysctl, -1)                                 \
+  RESULT(task_info, 0x10000003)                      \
+  RESULT(task_name_for_pid, 5)                       \
+  RESULT(task_threads, 0x10000003)                   \
+  RESULT(thread_info, 0x10000003)                    \
+  RESULT(time, -1)                                   \
+  RESULT(vm_deallocate, 1)
 
 namespace corvane::host {
 

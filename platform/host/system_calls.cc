@@ -39,6 +39,14 @@ CORVANE_WRAPPER int __wrap_access(const char* path, int mode) {
   return access(path, mode);
 }
 
+CORVANE_WRAPPER void* __wrap_calloc(size_t count, size_t size) {
+  return isNull(Call::calloc, ENOMEM) ? nullptr : calloc(count, size);
+}
+
+CORVANE_WRAPPER char* __wrap_ctime(const time_t* time) {
+  return isNull(Call::ctime, EOVERFLOW) ? nullptr : ctime(time);
+}
+
 CORVANE_WRAPPER int __wrap_fclose(FILE* file) {
   const int closed = fclose(file);
   return failed<int>(Call::fclose, EIO).value_or(closed);

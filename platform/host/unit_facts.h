@@ -13,6 +13,9 @@ namespace corvane::host {
 struct UnitFacts {
   /// Name of the registry entry "IOPlatformExpertDevice"; begins with the model code.
   std::optional<std::string> model = "T33AP";
+  /// Whether the power source mirrors this machine's own battery and mains supply, and not the
+  /// capacities and the external power here.
+  bool hostPower = false;
   /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in the unit's own
   /// measure.
   std::optional<int64_t> currentCapacity = 80;

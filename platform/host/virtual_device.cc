@@ -4,7 +4,7 @@
 #include <regex>
 
 #include "platform/host/faults.h"
-#include "platform/host/iokit/handles.h"
+#include "platform/host/handles.h"
 #include "platform/host/system_log_file.h"
 #include "platform/host/unit/unit_folder.h"
 #include "platform/host/unit/unit_in_use.h"

@@ -64,7 +64,7 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// none.
   std::vector<std::string> systemLog() const;
 
-  /// How many registry objects this process holds, over all units.
+  /// How many registry objects and Mach ports this process holds, over all units.
   static size_t openHandles();
 
  private:

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "platform/host/faults.h"
 #include "platform/host/device_error.h"
+#include "platform/host/faults.h"
 #include "platform/text.h"
 
 namespace corvane::host {

@@ -1,93 +1,53 @@
 #include <IOKit/IOKitLib.h>
 
+#include <cstring>
 #include <vector>
 
 #include "platform/host/faults.h"
-#include "platform/host/iokit/data_area_driver.h"
-#include "platform/host/iokit/handles.h"
-#include "platform/host/device_error.h"
+#include "platform/host/handles.h"
+#include "platform/host/iokit/registry_entry.h"
+#include "platform/host/unit/properties.h"
 #include "platform/host/unit/unit_in_use.h"
 #include "platform/text.h"
 
 using corvane::CFRef;
 using corvane::utf8Bytes;
 using corvane::host::Call;
-using corvane::host::DeviceError;
 using corvane::host::failing;
+using corvane::host::findHandle;
 using corvane::host::handles;
 using corvane::host::InsideHost;
 using corvane::host::KernelObject;
+using corvane::host::onUnitFiles;
+using corvane::host::registryEntries;
+using corvane::host::RegistryEntry;
 using corvane::host::UnitFolder;
 
 namespace {
 
 constexpr mach_port_t kMasterPort = 0x103;
 
-/// An entry of the registry: the `index`-th of those that the unit lists under `name`.
-struct Entry : KernelObject {
-  std::shared_ptr<UnitFolder> unit;
-  std::string name;
-  CFIndex index;
-
-  Entry(std::shared_ptr<UnitFolder> itsUnit, std::string itsName, CFIndex itsIndex)
-      : unit(std::move(itsUnit)), name(std::move(itsName)), index(itsIndex) {}
-};
-
 struct Iterator : KernelObject {
-  std::vector<std::shared_ptr<Entry>> entries;
+  std::vector<std::shared_ptr<RegistryEntry>> entries;
   size_t next = 0;
 };
-
-template <typename Kind>
-std::shared_ptr<Kind> find(io_object_t handle) {
-  return std::dynamic_pointer_cast<Kind>(handles().find(handle));
-}
-
-/// Runs `work` on the unit's files; what it returns, or `failure` after a report when they are
-/// damaged.
-template <typename Result, typename Work>
-Result onUnitFiles(Result failure, Work work) {
-  try {
-    return work();
-  } catch (const DeviceError& error) {
-    corvane::host::reportUnusable(error.what());
-    return failure;
-  }
-}
-
-/// Whatever the unit lists under `name`, one entry a service.
-std::vector<std::shared_ptr<Entry>> entriesNamed(const std::shared_ptr<UnitFolder>& unit,
-                                                 const std::string& name) {
-  const CFRef<CFTypeRef> listed = unit->copyRegistryEntries(name);
-  CFIndex count = listed ? 1 : 0;
-  if (listed && CFGetTypeID(listed.get()) == CFArrayGetTypeID()) {
-    count = CFArrayGetCount(static_cast<CFArrayRef>(listed.get()));
-  }
-  std::vector<std::shared_ptr<Entry>> entries;
-  for (CFIndex i = 0; i < count; ++i) entries.push_back(std::make_shared<Entry>(unit, name, i));
-  return entries;
-}
-
-/// The property that the unit's files list for the entry; null when it, or the entry, is gone.
-CFRef<CFTypeRef> copyListedProperty(const Entry& entry, CFStringRef key) {
-  const CFRef<CFTypeRef> listed = entry.unit->copyRegistryEntries(entry.name);
-  CFTypeRef properties = listed.get();
-  if (properties && CFGetTypeID(properties) == CFArrayGetTypeID()) {
-    const auto services = static_cast<CFArrayRef>(properties);
-    properties = entry.index < CFArrayGetCount(services)
-                     ? CFArrayGetValueAtIndex(services, entry.index)
-                     : nullptr;
-  }
-  if (!properties) return {};
-  return CFRef<CFTypeRef>::retaining(
-      CFDictionaryGetValue(static_cast<CFDictionaryRef>(properties), key));
-}
 
 /// The class that `matching`, as IOServiceMatching makes it, asks for; empty when it asks for none.
 std::string classMatched(CFDictionaryRef matching) {
   const CFTypeRef name = CFDictionaryGetValue(matching, CFSTR("IOProviderClass"));
   if (!name || CFGetTypeID(name) != CFStringGetTypeID()) return {};
   return utf8Bytes(static_cast<CFStringRef>(name));
+}
+
+/// The services that match. Throws DeviceError.
+std::vector<std::shared_ptr<RegistryEntry>> servicesMatching(
+    const std::shared_ptr<UnitFolder>& unit, CFDictionaryRef matching) {
+  return registryEntries(unit, classMatched(matching));
+}
+
+/// A handle for the first of `entries`; null when there is none.
+io_object_t handleForFirst(const std::vector<std::shared_ptr<RegistryEntry>>& entries) {
+  return entries.empty() ? IO_OBJECT_NULL : handles().add(entries.front());
 }
 
 }  // namespace
@@ -132,15 +92,38 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching
 
   return onUnitFiles(kIOReturnNoDevice, [&] {
     auto iterator = std::make_shared<Iterator>();
-    iterator->entries = entriesNamed(unit, classMatched(matching));
+    iterator->entries = servicesMatching(unit, matching);
     if (!iterator->entries.empty()) *existing = handles().add(iterator);
     return kIOReturnSuccess;
   });
 }
 
+io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
+  const CFRef<CFDictionaryRef> owned(matching);
+  if (const auto result = failing(Call::IOServiceGetMatchingService)) {
+    return static_cast<io_service_t>(*result);
+  }
+  const InsideHost inside;
+  const auto unit = corvane::host::unitInUse();
+  if (!matching || !unit) return IO_OBJECT_NULL;
+  return onUnitFiles(IO_OBJECT_NULL,
+                     [&] { return handleForFirst(servicesMatching(unit, matching)); });
+}
+
+io_registry_entry_t IORegistryEntryFromPath(mach_port_t, const io_string_t path) {
+  if (const auto result = failing(Call::IORegistryEntryFromPath)) {
+    return static_cast<io_registry_entry_t>(*result);
+  }
+  const InsideHost inside;
+  const auto unit = corvane::host::unitInUse();
+  // A path begins with its plane; what else the unit lists are classes.
+  if (!unit || !std::strstr(path, ":/")) return IO_OBJECT_NULL;
+  return onUnitFiles(IO_OBJECT_NULL, [&] { return handleForFirst(registryEntries(unit, path)); });
+}
+
 io_object_t IOIteratorNext(io_iterator_t iterator) {
   if (const auto result = failing(Call::IOIteratorNext)) return static_cast<io_object_t>(*result);
-  const auto found = find<Iterator>(iterator);
+  const auto found = findHandle<Iterator>(iterator);
   if (!found || found->next == found->entries.size()) return IO_OBJECT_NULL;
   return handles().add(found->entries[found->next++]);
 }
@@ -154,21 +137,44 @@ kern_return_t IOObjectRelease(io_object_t object) {
 
 uint32_t IOObjectGetUserRetainCount(io_object_t object) { return handles().references(object); }
 
+kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) {
+  if (const auto result = failing(Call::IORegistryEntryGetName)) {
+    return static_cast<kern_return_t>(*result);
+  }
+  const InsideHost inside;
+  const auto found = findHandle<RegistryEntry>(entry);
+  if (!found) return kIOReturnBadArgument;
+  return onUnitFiles(kIOReturnNoDevice, [&] {
+    const auto text = corvane::host::createString(nameOf(*found));
+    // As many whole characters as there is room for.
+    CFIndex used = 0;
+    CFStringGetBytes(text.get(), CFRangeMake(0, CFStringGetLength(text.get())),
+                     kCFStringEncodingUTF8, '?', false, reinterpret_cast<UInt8*>(name),
+                     sizeof(io_name_t) - 1, &used);
+    name[used] = '\0';
+    return kIOReturnSuccess;
+  });
+}
+
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
                                           CFAllocatorRef, IOOptionBits) {
   if (failing(Call::IORegistryEntryCreateCFProperty)) return nullptr;
   const InsideHost inside;
-  const auto found = find<Entry>(entry);
+  const auto found = findHandle<RegistryEntry>(entry);
   if (!found || !key) return nullptr;
+  return onUnitFiles(CFRef<CFTypeRef>(), [&] { return copyPropertyOf(*found, key); }).release();
+}
 
-  CFRef<CFTypeRef> property;
-  if (found->name == corvane::host::kDataAreaClass) {
-    property = corvane::host::copyDataSetProperty(found->unit->dataSets(), key);
+kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry, CFStringRef propertyName,
+                                           CFTypeRef property) {
+  if (const auto result = failing(Call::IORegistryEntrySetCFProperty)) {
+    return static_cast<kern_return_t>(*result);
   }
-  if (!property) {
-    property = onUnitFiles(CFRef<CFTypeRef>(), [&] { return copyListedProperty(*found, key); });
-  }
-  return property.release();
+  const InsideHost inside;
+  const auto found = findHandle<RegistryEntry>(entry);
+  if (!found) return kIOReturnBadArgument;
+  return onUnitFiles(kIOReturnIOError,
+                     [&] { return setPropertyOf(*found, propertyName, property); });
 }
 
 kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry, CFTypeRef properties) {
@@ -176,11 +182,9 @@ kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry, CFTypeRe
     return static_cast<kern_return_t>(*result);
   }
   const InsideHost inside;
-  const auto found = find<Entry>(entry);
+  const auto found = findHandle<RegistryEntry>(entry);
   if (!found || !properties || CFGetTypeID(properties) != CFDictionaryGetTypeID()) {
     return kIOReturnBadArgument;
   }
-  if (found->name != corvane::host::kDataAreaClass) return kIOReturnUnsupported;
-  return corvane::host::writeDataSet(found->unit->dataSets(),
-                                     static_cast<CFDictionaryRef>(properties));
+  return setPropertiesOf(*found, static_cast<CFDictionaryRef>(properties));
 }

@@ -61,6 +61,7 @@ void factsFromDevice(CFDictionaryRef device, UnitFacts& facts) {
   facts.dataArea = hasEntry(registry, "VelmoDiagnosticDataAccess");
   facts.nvram = hasEntry(registry, "IODTNVRAM") && hasEntry(registry, "IODeviceTree:/options");
   facts.radio = truthIn(device, "radio").value_or(false);
+  facts.hostPower = textIn(device, "power") == "host";
 }
 
 CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const UnitFacts& facts) {
@@ -84,6 +85,9 @@ CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const Unit
   }
   put(changed.get(), "registry", registry.get());
   if (facts.radio != old.radio) putTruth(changed.get(), "radio", facts.radio);
+  if (facts.hostPower != old.hostPower) {
+    putText(changed.get(), "power", facts.hostPower ? "host" : "plist");
+  }
   return changed;
 }
 

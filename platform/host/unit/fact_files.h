@@ -9,7 +9,8 @@
 namespace corvane::host {
 
 /// device.plist: "registry" holds, by class or path, each entry's properties; the entry's name,
-/// where it is not the class, is "IORegistryEntryName". "radio" stands beside it.
+/// where it is not the class, is "IORegistryEntryName". "radio" and "power" ("plist" or "host")
+/// stand beside it.
 void factsFromDevice(CFDictionaryRef device, UnitFacts& facts);
 CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const UnitFacts& facts);
 

@@ -1,6 +1,7 @@
 #include "platform/host/unit/property_file.h"
 
 #include <cerrno>
+#include <ctime>
 #include <system_error>
 
 #include "platform/host/device_error.h"
@@ -18,6 +19,14 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
          a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
+/// Whether the file's last change is so long ago that another one cannot have the same time.
+bool isSettled(const struct stat& file) {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  constexpr time_t kCoarsestStep = 1;
+  return now.tv_sec - file.st_mtim.tv_sec > kCoarsestStep;
+}
+
 }  // namespace
 
 CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file) {
@@ -33,6 +42,13 @@ CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file) {
   return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
 }
 
+CFRef<CFDictionaryRef> readPropertyFileIfPresent(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto status = std::filesystem::symlink_status(file, error);
+  if (status.type() == std::filesystem::file_type::not_found) return {};
+  return readPropertyFile(file);
+}
+
 void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef properties) {
   const CFRef<CFDataRef> contents(CFPropertyListCreateData(
       kCFAllocatorDefault, properties, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
@@ -45,14 +61,15 @@ void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef proper
 }
 
 CFRef<CFDictionaryRef> CachedPropertyFile::copyProperties() {
-  struct stat now {};
-  if (::stat(_file.c_str(), &now) != 0) {
+  struct stat file {};
+  if (::stat(_file.c_str(), &file) != 0) {
     fail(_file, std::error_code(errno, std::generic_category()).message());
   }
   const std::lock_guard lock(_mutex);
-  if (!_properties || !isSameFile(now, _readAt)) {
+  if (!_properties || !_isSettled || !isSameFile(file, _readAt)) {
+    _isSettled = isSettled(file);
     _properties = readPropertyFile(_file);
-    _readAt = now;
+    _readAt = file;
   }
   return CFRef<CFDictionaryRef>::retaining(_properties.get());
 }

@@ -14,6 +14,9 @@ namespace corvane::host {
 /// reason, when it cannot be read or holds something else.
 CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file);
 
+/// The same; null when there is no such file.
+CFRef<CFDictionaryRef> readPropertyFileIfPresent(const std::filesystem::path& file);
+
 /// Puts `properties` in the file's place as XML, durably and whole. Throws DeviceError when it
 /// cannot; the file is as it was then. Callers hold the unit's lock.
 void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef properties);
@@ -32,6 +35,8 @@ class CachedPropertyFile {
   const std::filesystem::path _file;
   std::mutex _mutex;
   struct stat _readAt {};
+  /// Whether `_readAt` tells the file that was read from every later one.
+  bool _isSettled = false;
   CFRef<CFDictionaryRef> _properties;
 };
 

@@ -16,7 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kDeviceFile[] = "device.plist";
-constexpr char kNvramFile[] = "nvram.plist";
 constexpr char kVersionFile[] = "/System/Library/CoreServices/SystemVersion.plist";
 
 [[noreturn]] void fail(const fs::path& file, const std::string& reason) {
@@ -58,22 +57,18 @@ void createFileIfMissing(const fs::path& file, const std::vector<uint8_t>& conte
   check(replaceFile(file, contents, Durability::kDurable), file);
 }
 
-CFRef<CFDictionaryRef> readIfPresent(const fs::path& file) {
-  return isThere(file) ? readPropertyFile(file) : CFRef<CFDictionaryRef>();
-}
-
 /// Writes `changed` unless the file, whose contents were `old`, says so already.
 void writeIfChanged(const fs::path& file, CFDictionaryRef old, CFDictionaryRef changed) {
   if (!old || !CFEqual(old, changed)) writePropertyFile(file, changed);
 }
 
 void setNvramFacts(const fs::path& file, const UnitFacts& facts) {
-  const auto nvram = readIfPresent(file);
+  const auto nvram = readPropertyFileIfPresent(file);
   writeIfChanged(file, nvram.get(), nvramWithFacts(nvram.get(), facts).get());
 }
 
 void setVersionFacts(const fs::path& file, const UnitFacts& facts) {
-  const auto version = readIfPresent(file);
+  const auto version = readPropertyFileIfPresent(file);
   if (!version && !facts.buildVersion) return;
   createFolder(file.parent_path());
   writeIfChanged(file, version.get(), versionWithFacts(version.get(), facts).get());
@@ -83,8 +78,8 @@ void requireDictionary(CFTypeRef value, const fs::path& file, const std::string&
   if (CFGetTypeID(value) != CFDictionaryGetTypeID()) fail(file, what + " is not a dictionary");
 }
 
-/// The file's "registry". Throws DeviceError when it, or an entry in it, is not what it must be.
-CFDictionaryRef checkedRegistry(CFDictionaryRef device, const fs::path& file) {
+/// Throws DeviceError when the file's "registry", or an entry in it, is not what it must be.
+void checkRegistry(CFDictionaryRef device, const fs::path& file) {
   const CFDictionaryRef registry = dictionaryIn(device, "registry");
   if (!registry) fail(file, "has no dictionary \"registry\"");
   const auto count = static_cast<size_t>(CFDictionaryGetCount(registry));
@@ -102,7 +97,14 @@ CFDictionaryRef checkedRegistry(CFDictionaryRef device, const fs::path& file) {
       requireDictionary(CFArrayGetValueAtIndex(services, service), file, what);
     }
   }
-  return registry;
+}
+
+/// Throws DeviceError when the file's "power" is there and is none of what it can be.
+void checkPower(CFDictionaryRef device, const fs::path& file) {
+  if (!CFDictionaryContainsKey(device, CFSTR("power"))) return;
+  const auto power = textIn(device, "power");
+  if (power == "plist" || power == "host") return;
+  fail(file, "\"power\" is neither \"plist\" nor \"host\"");
 }
 
 }  // namespace
@@ -111,10 +113,11 @@ UnitFolder::UnitFolder(fs::path folder, const UnitFacts& facts)
     : _folder(std::move(folder)),
       _root((_folder / "root").string()),
       _dataSets(_folder),
+      _nvram(_folder),
       _deviceFile(_folder / kDeviceFile) {
   if (isThere(_folder) && !fs::is_directory(_folder)) fail(_folder, "is not a folder");
   if (!isThere(_deviceFile.path())) createWhatIsMissing(facts);
-  checkedRegistry(_deviceFile.copyProperties().get(), _deviceFile.path());
+  copyDevice();
 }
 
 void UnitFolder::createWhatIsMissing(const UnitFacts& facts) const {
@@ -138,7 +141,7 @@ void UnitFolder::createWhatIsMissing(const UnitFacts& facts) const {
   createFileIfMissing(_folder / "data/VelmoDiagnosticData.bin", factoryDiagnosticData());
   createFileIfMissing(_folder / "data/VelmoDiagnosticDataSysCfg.bin", factoryConfiguration());
   setVersionFacts(filePath(kVersionFile), facts);
-  setNvramFacts(_folder / kNvramFile, facts);
+  setNvramFacts(_nvram.file(), facts);
   // Last: with this file the unit is complete.
   writePropertyFile(_deviceFile.path(), deviceWithFacts(nullptr, facts).get());
 }
@@ -149,25 +152,40 @@ std::string UnitFolder::filePath(std::string_view devicePath) const {
   return path;
 }
 
-CFRef<CFTypeRef> UnitFolder::copyRegistryEntries(const std::string& name) {
-  const auto device = _deviceFile.copyProperties();
-  const CFDictionaryRef registry = checkedRegistry(device.get(), _deviceFile.path());
-  return CFRef<CFTypeRef>::retaining(CFDictionaryGetValue(registry, createString(name).get()));
+CFRef<CFDictionaryRef> UnitFolder::copyDevice() {
+  auto device = _deviceFile.copyProperties();
+  checkRegistry(device.get(), _deviceFile.path());
+  checkPower(device.get(), _deviceFile.path());
+  return device;
 }
 
-UnitFacts UnitFolder::facts() {
+CFRef<CFTypeRef> UnitFolder::copyRegistryEntries(const std::string& name) {
+  const auto device = copyDevice();
+  return CFRef<CFTypeRef>::retaining(
+      CFDictionaryGetValue(dictionaryIn(device.get(), "registry"), createString(name).get()));
+}
+
+UnitFacts UnitFolder::deviceFacts() {
   UnitFacts facts;
-  factsFromDevice(_deviceFile.copyProperties().get(), facts);
-  factsFromNvram(readIfPresent(_folder / kNvramFile).get(), facts);
-  factsFromVersion(readIfPresent(filePath(kVersionFile)).get(), facts);
+  factsFromDevice(copyDevice().get(), facts);
+  return facts;
+}
+
+bool UnitFolder::hasRadio() { return deviceFacts().radio; }
+bool UnitFolder::hasHostPower() { return deviceFacts().hostPower; }
+
+UnitFacts UnitFolder::facts() {
+  UnitFacts facts = deviceFacts();
+  factsFromNvram(readPropertyFileIfPresent(_nvram.file()).get(), facts);
+  factsFromVersion(readPropertyFileIfPresent(filePath(kVersionFile)).get(), facts);
   return facts;
 }
 
 void UnitFolder::setFacts(const UnitFacts& facts) {
   const FolderLock lock(_folder);
-  const auto device = _deviceFile.copyProperties();
+  const auto device = copyDevice();
   setVersionFacts(filePath(kVersionFile), facts);
-  setNvramFacts(_folder / kNvramFile, facts);
+  setNvramFacts(_nvram.file(), facts);
   writeIfChanged(_deviceFile.path(), device.get(), deviceWithFacts(device.get(), facts).get());
 }
 

@@ -7,6 +7,7 @@
 
 #include "platform/cf_ref.h"
 #include "platform/host/unit/data_sets.h"
+#include "platform/host/unit/nvram.h"
 #include "platform/host/unit/property_file.h"
 #include "platform/host/unit_facts.h"
 
@@ -14,7 +15,7 @@ namespace corvane::host {
 
 /// The folder that behaves like one unit:
 ///
-///     device.plist   the registry's entries with their properties, the radio
+///     device.plist   the registry's entries with their properties, the radio, "power"
 ///     nvram.plist    the NVRAM variables
 ///     data/          the data sets
 ///     root/          the device's file tree
@@ -28,6 +29,7 @@ class UnitFolder {
 
   const std::filesystem::path& path() const { return _folder; }
   const DataSets& dataSets() const { return _dataSets; }
+  const Nvram& nvram() const { return _nvram; }
 
   /// Where the device's file `devicePath` (absolute) lies.
   std::string filePath(std::string_view devicePath) const;
@@ -37,6 +39,10 @@ class UnitFolder {
   /// unit has none. Throws DeviceError when the file is damaged.
   CFRef<CFTypeRef> copyRegistryEntries(const std::string& name);
 
+  /// "radio" and "power" in device.plist. Throws DeviceError when the file is damaged.
+  bool hasRadio();
+  bool hasHostPower();
+
   UnitFacts facts();
   /// Makes the unit what `facts` says. Only facts that differ are written; what else the files hold
   /// stays. Throws DeviceError.
@@ -44,10 +50,14 @@ class UnitFolder {
 
  private:
   void createWhatIsMissing(const UnitFacts& facts) const;
+  /// What device.plist holds. Throws DeviceError when it is damaged.
+  CFRef<CFDictionaryRef> copyDevice();
+  UnitFacts deviceFacts();
 
   std::filesystem::path _folder;
   std::string _root;
   DataSets _dataSets;
+  Nvram _nvram;
   CachedPropertyFile _deviceFile;
 };
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/host/device_error.h"
 #include "platform/host/unit/unit_folder.h"
 
 /// The unit that this process's platform calls are about.
@@ -23,6 +24,18 @@ void useUnit(std::shared_ptr<UnitFolder> unit);
 
 /// Writes what makes the unit unusable to standard error, unless it was the last thing reported.
 void reportUnusable(const std::string& reason);
+
+/// Runs `work` on the unit's files; what it returns, or `failure` after a report when they are
+/// damaged or cannot be changed.
+template <typename Result, typename Work>
+Result onUnitFiles(Result failure, Work work) {
+  try {
+    return work();
+  } catch (const DeviceError& error) {
+    reportUnusable(error.what());
+    return failure;
+  }
+}
 
 }  // namespace corvane::host
 

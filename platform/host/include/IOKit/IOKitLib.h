@@ -15,6 +15,7 @@ typedef io_object_t io_service_t;
 typedef io_object_t io_iterator_t;
 typedef UInt32 IOOptionBits;
 typedef char io_name_t[128];
+typedef char io_string_t[512];
 
 #define IO_OBJECT_NULL ((io_object_t)0)
 
@@ -29,11 +30,15 @@ CF_EXPORT kern_return_t IOKitWaitQuiet(mach_port_t masterPort, mach_timespec_t* 
 
 /// A new dictionary that matches the services of class `name`.
 CF_EXPORT CFMutableDictionaryRef IOServiceMatching(const char* name);
-/// Stores an iterator over the services that match, or a null one when there are none. Takes over the
-/// caller's reference to `matching`, also when it fails.
+/// Stores an iterator over the services that match, or a null one when there are none. Takes over
+/// the caller's reference to `matching`, also when it fails.
 CF_EXPORT kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort,
                                                      CFDictionaryRef matching,
                                                      io_iterator_t* existing);
+/// The first service that matches, with a reference for the caller; null when there is none. Takes
+/// over the caller's reference to `matching`, also when it fails.
+CF_EXPORT io_service_t IOServiceGetMatchingService(mach_port_t masterPort,
+                                                   CFDictionaryRef matching);
 /// The next object, with a reference for the caller; null at the end.
 CF_EXPORT io_object_t IOIteratorNext(io_iterator_t iterator);
 
@@ -41,6 +46,13 @@ CF_EXPORT io_object_t IOIteratorNext(io_iterator_t iterator);
 CF_EXPORT kern_return_t IOObjectRelease(io_object_t object);
 /// How many references this process holds; 0 for a name that it does not hold.
 CF_EXPORT uint32_t IOObjectGetUserRetainCount(io_object_t object);
+
+/// The entry at `path` (its plane, ":" and its place there), with a reference for the caller; null
+/// when there is none.
+CF_EXPORT io_registry_entry_t IORegistryEntryFromPath(mach_port_t masterPort,
+                                                      const io_string_t path);
+/// Stores the entry's name, zero-terminated.
+CF_EXPORT kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 
 /// A new reference to the entry's property; null when it has none of that name.
 CF_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
@@ -53,6 +65,14 @@ CF_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, C
 /// kIOReturnNotWritable or kIOReturnIOError as the set's file cannot be written.
 CF_EXPORT kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry,
                                                        CFTypeRef properties);
+
+/// Hands one property to the entry's driver. NVRAM (the service "IODTNVRAM" and the entry
+/// "IODeviceTree:/options") takes a string, a number, a boolean or data as the new value of the
+/// variable of that name, durably. Fails with kIOReturnBadArgument for a null value, which leaves
+/// the variable as it is, and for one of another kind, kIOReturnUnsupported for an entry that takes
+/// none, and kIOReturnIOError when the variables cannot be read or written.
+CF_EXPORT kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry,
+                                                     CFStringRef propertyName, CFTypeRef property);
 
 CF_EXTERN_C_END
 

@@ -1,5 +1,5 @@
-#ifndef CORVANE_PLATFORM_HOST_IOKIT_HANDLES_H_
-#define CORVANE_PLATFORM_HOST_IOKIT_HANDLES_H_
+#ifndef CORVANE_PLATFORM_HOST_HANDLES_H_
+#define CORVANE_PLATFORM_HOST_HANDLES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -9,14 +9,15 @@
 
 namespace corvane::host {
 
-/// What a handle stands for.
+/// What a handle stands for: an object of the device registry, or the far end of a Mach port.
 class KernelObject {
  public:
   virtual ~KernelObject() = default;
 };
 
 /// The names under which this process holds kernel objects, each with its count of references. A
-/// name is never used twice, so that one that was released stays invalid.
+/// name that was released comes back only when all others have had their turn, so that one kept by
+/// mistake stays invalid.
 class Handles {
  public:
   /// A new name for `object`, with one reference.
@@ -36,14 +37,24 @@ class Handles {
     uint32_t references;
   };
 
+  /// The lower ones are the system's own: the task itself, the master port.
+  static constexpr uint32_t kFirstName = 0x1003;
+  static constexpr uint32_t kStep = 0x100;
+
   std::mutex _mutex;
-  uint32_t _nextName = 0x1003;
+  uint32_t _nextName = kFirstName;
   std::unordered_map<uint32_t, Entry> _entries;
 };
 
 /// This process's.
 Handles& handles();
 
+/// The object of that kind that this process holds as `name`; null when there is none.
+template <typename Kind>
+std::shared_ptr<Kind> findHandle(uint32_t name) {
+  return std::dynamic_pointer_cast<Kind>(handles().find(name));
+}
+
 }  // namespace corvane::host
 
-#endif  // CORVANE_PLATFORM_HOST_IOKIT_HANDLES_H_
+#endif  // CORVANE_PLATFORM_HOST_HANDLES_H_

@@ -1,4 +1,4 @@
-#include "platform/host/iokit/handles.h"
+#include "platform/host/handles.h"
 
 #include <utility>
 
@@ -6,8 +6,9 @@ namespace corvane::host {
 
 uint32_t Handles::add(std::shared_ptr<KernelObject> object) {
   const std::lock_guard lock(_mutex);
-  const uint32_t name = _nextName;
-  _nextName += 0x100;
+  uint32_t name = _nextName;
+  while (name < kFirstName || _entries.contains(name)) name += kStep;
+  _nextName = name + kStep;
   _entries[name] = {std::move(object), 1};
   return name;
 }

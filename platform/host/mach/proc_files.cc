@@ -1,0 +1,101 @@
+#include "platform/host/mach/proc_files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+namespace corvane::host {
+namespace {
+
+/// Of a file that is open for reading; none when it cannot be opened.
+class Descriptor {
+ public:
+  Descriptor(int folder, const char* path)
+      : _descriptor(openat(folder, path, O_RDONLY | O_CLOEXEC)) {}
+  ~Descriptor() {
+    if (_descriptor >= 0) close(_descriptor);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return _descriptor; }
+  explicit operator bool() const { return _descriptor >= 0; }
+
+ private:
+  int _descriptor;
+};
+
+/// Adds the entries of `bytes`, as getdents64 stored them, that are numbers.
+void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
+  while (!bytes.empty()) {
+    const auto* entry = reinterpret_cast<const dirent64*>(bytes.data());
+    const char* const end = entry->d_name + std::strlen(entry->d_name);
+    int32_t id = 0;
+    const auto [at, error] = std::from_chars(entry->d_name, end, id);
+    if (error == std::errc() && at == end) ids.push_back(id);
+    bytes = bytes.subspan(entry->d_reclen);
+  }
+}
+
+}  // namespace
+
+IdPath::IdPath(const char* prefix, int32_t id, const char* file) {
+  std::snprintf(_text.data(), _text.size(), "%s%d/%s", prefix, id, file);
+}
+
+ProcFolder::ProcFolder(const char* path)
+    : _descriptor(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+
+ProcFolder::~ProcFolder() {
+  if (_descriptor >= 0) close(_descriptor);
+}
+
+bool ProcFolder::listNumbers(std::vector<int32_t>& ids) const {
+  alignas(dirent64) std::array<char, size_t{32} * 1024> entries;
+  ids.clear();
+  ssize_t size = 0;
+  while ((size = getdents64(_descriptor, entries.data(), entries.size())) > 0) {
+    addNumbers({entries.data(), static_cast<size_t>(size)}, ids);
+  }
+  std::sort(ids.begin(), ids.end());
+  return size == 0;
+}
+
+std::optional<std::string_view> ProcFolder::readStart(const char* path,
+                                                      std::span<char> buffer) const {
+  const Descriptor file(_descriptor, path);
+  if (!file) return {};
+  const ssize_t size = read(file.get(), buffer.data(), buffer.size());
+  if (size < 0) return {};
+  return std::string_view(buffer.data(), static_cast<size_t>(size));
+}
+
+std::string readWhole(const char* path) {
+  constexpr size_t kStep = 4096;
+  std::string bytes;
+  const Descriptor file(AT_FDCWD, path);
+  if (!file) return bytes;
+  for (size_t used = 0;;) {
+    bytes.resize(used + std::max(kStep, used));
+    const ssize_t size = read(file.get(), bytes.data() + used, bytes.size() - used);
+    if (size > 0) used += static_cast<size_t>(size);
+    if (used == bytes.size()) continue;
+    bytes.resize(used);
+    return bytes;
+  }
+}
+
+std::string linkTarget(const char* path) {
+  std::array<char, PATH_MAX> target;
+  const ssize_t size = readlink(path, target.data(), target.size());
+  return size > 0 ? std::string(target.data(), static_cast<size_t>(size)) : std::string();
+}
+
+}  // namespace corvane::host

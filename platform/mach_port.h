@@ -1,0 +1,60 @@
+#ifndef CORVANE_PLATFORM_MACH_PORT_H_
+#define CORVANE_PLATFORM_MACH_PORT_H_
+
+#include <mach/mach.h>
+
+#include <span>
+
+namespace corvane {
+
+/// Owns one reference to a port that a Mach call handed out, or none.
+class MachPort {
+ public:
+  MachPort() = default;
+  explicit MachPort(mach_port_t owned) : _port(owned) {}
+  MachPort(const MachPort&) = delete;
+  MachPort& operator=(const MachPort&) = delete;
+  ~MachPort() {
+    if (_port != MACH_PORT_NULL) mach_port_deallocate(mach_task_self(), _port);
+  }
+
+  mach_port_t get() const { return _port; }
+  /// Where a call stores the port that it hands out.
+  mach_port_t* out() { return &_port; }
+
+ private:
+  mach_port_t _port = MACH_PORT_NULL;
+};
+
+/// Owns an array of ports that a Mach call handed out, or none; with its ports, or just the array
+/// when their holder releases them one by one.
+class MachPortArray {
+ public:
+  enum class Ports { kOwned, kReleasedByHolder };
+
+  explicit MachPortArray(Ports ports) : _arePortsOwned(ports == Ports::kOwned) {}
+  MachPortArray(const MachPortArray&) = delete;
+  MachPortArray& operator=(const MachPortArray&) = delete;
+  ~MachPortArray() {
+    if (!_array) return;
+    if (_arePortsOwned) {
+      for (const mach_port_t port : ports()) mach_port_deallocate(mach_task_self(), port);
+    }
+    vm_deallocate(mach_task_self(), reinterpret_cast<vm_address_t>(_array),
+                  _count * sizeof(mach_port_t));
+  }
+
+  std::span<const mach_port_t> ports() const { return {_array, _count}; }
+  /// Where a call stores the array that it hands out, and its length.
+  mach_port_t** out() { return &_array; }
+  mach_msg_type_number_t* outCount() { return &_count; }
+
+ private:
+  mach_port_t* _array = nullptr;
+  mach_msg_type_number_t _count = 0;
+  bool _arePortsOwned;
+};
+
+}  // namespace corvane
+
+#endif  // CORVANE_PLATFORM_MACH_PORT_H_

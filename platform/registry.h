@@ -1,0 +1,22 @@
+#ifndef CORVANE_PLATFORM_REGISTRY_H_
+#define CORVANE_PLATFORM_REGISTRY_H_
+
+#include "platform/cf_ref.h"
+#include "platform/io_object.h"
+
+namespace corvane {
+
+/// The first service of class `className`; none when there is none.
+inline IOObject firstService(const char* className, mach_port_t masterPort = kIOMasterPortDefault) {
+  return IOObject(IOServiceGetMatchingService(masterPort, IOServiceMatching(className)));
+}
+
+/// The entry's property; null when it has none of that name.
+inline CFRef<CFTypeRef> copyProperty(const IOObject& entry, CFStringRef name) {
+  return CFRef<CFTypeRef>(
+      IORegistryEntryCreateCFProperty(entry.get(), name, kCFAllocatorDefault, 0));
+}
+
+}  // namespace corvane
+
+#endif  // CORVANE_PLATFORM_REGISTRY_H_
