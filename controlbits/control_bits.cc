@@ -1,8 +1,9 @@
 #include "controlbits/control_bits.h"
 
-#include "controlbits/data_sets.h"
+#include "controlbits/fixed_places.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_area.h"
+#include "dataarea/set_names.h"
 #include "platform/report.h"
 
 namespace corvane {

@@ -2,8 +2,10 @@
 #include <span>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/data_sets.h"
+#include "controlbits/fixed_places.h"
+#include "controlbits/log_line.h"
 #include "dataarea/bits.h"
+#include "dataarea/set_names.h"
 #include "log/log.h"
 #include "platform/text.h"
 
@@ -12,8 +14,6 @@ namespace {
 
 /// `status` of writeControlBits that leaves the status field alone.
 constexpr int32_t kKeepStatus = 4;
-
-void logLine(CFStringRef message) { Log::write(message, CFSTR("Control Bits"), 0); }
 
 void traceByte(CFStringRef format, uint8_t byte) {
   Log::writeDebug(formatText(format, byte).get(), CFSTR("Control Bits"), 0);

@@ -1,9 +1,7 @@
-#ifndef CORVANE_CONTROLBITS_DATA_SETS_H_
-#define CORVANE_CONTROLBITS_DATA_SETS_H_
+#ifndef CORVANE_DATAAREA_SET_NAMES_H_
+#define CORVANE_DATAAREA_SET_NAMES_H_
 
 #include <CoreFoundation/CoreFoundation.h>
-
-#include <cstdint>
 
 namespace corvane {
 
@@ -11,10 +9,6 @@ namespace corvane {
 inline CFStringRef diagnosticDataSet() { return CFSTR("VelmoDiagnosticData"); }
 inline CFStringRef configurationDataSet() { return CFSTR("VelmoDiagnosticDataSysCfg"); }
 
-/// Fixed places among the control-bit bytes.
-inline constexpr uint32_t kLogCollectionOffset = 9;
-inline constexpr uint32_t kSuiteStatusOffset = 18;
-
 }  // namespace corvane
 
-#endif  // CORVANE_CONTROLBITS_DATA_SETS_H_
+#endif  // CORVANE_DATAAREA_SET_NAMES_H_

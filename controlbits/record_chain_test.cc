@@ -1,0 +1,208 @@
+#include "controlbits/record_chain.h"
+
+#include <csignal>
+#include <random>
+
+#include "controlbits/data_set_records.h"
+#include "controlbits/record_script_testing.h"
+#include "dataarea/data_area.h"
+#include "testing/unit_test.h"
+
+namespace corvane {
+namespace {
+
+using testing::Bytes;
+using testing::cfString;
+using testing::MemoryRecords;
+using testing::runRecordScript;
+using Strings = std::vector<std::string>;
+
+/// The record area of a unit, in one of the two widths of the time value.
+template <typename Time>
+class RecordChainTest : public corvane::testing::UnitTest {
+ protected:
+  static constexpr size_t kSize = sizeof(Time) == 8 ? 24 : 16;
+  static constexpr size_t kRoom = sizeof(Time) == 8 ? 13 : 9;
+
+  RecordChainTest() { EXPECT_EQ(getDataArea(), 0u); }
+
+  void fillArea(uint8_t byte) { _unit.setDataSet("VelmoDiagnosticData", Bytes(1024, byte)); }
+
+  bool append(const std::string& message, uint8_t station = 7, int32_t result = 0) {
+    return appendRecord<Time>(_area, {1000, station, result, cfString(message).get()});
+  }
+  RecordChain<Time> chain() { return readChainOf<Time>(_area); }
+  Bytes slot(size_t index) const {
+    const Bytes bytes = _unit.dataSet("VelmoDiagnosticData");
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(128 + kSize * index);
+    return {begin, begin + kSize};
+  }
+
+  DataSetRecords _area;
+};
+
+using Widths = ::testing::Types<int64_t, int32_t>;
+TYPED_TEST_SUITE(RecordChainTest, Widths);
+
+TYPED_TEST(RecordChainTest, AChainGrowsToItsTwentiethSlotAndNoFurther) {
+  this->fillArea(0);  // One record of time 0, the last of its chain.
+  Strings log;
+  for (int number = 1; number < 20; ++number) {
+    const std::string text = std::to_string(number);
+    EXPECT_TRUE(this->append(text));
+    log.push_back("Control Bits: Wrote (" + text + ") to diagnostic record #" + text +
+                  " for station: 7 result: 0");
+  }
+  EXPECT_EQ(this->logLines(), log);
+  const Bytes full = this->_unit.dataSet("VelmoDiagnosticData");
+  EXPECT_FALSE(this->append("over", 8, 6));
+  EXPECT_EQ(this->_unit.dataSet("VelmoDiagnosticData"), full);
+  const Strings lines = this->logLines();
+  EXPECT_EQ(Strings(lines.begin() + 19, lines.end()),
+            (Strings{"Control Bits: Failed to write (over) to diagnostic record for station: 8 "
+                     "result: 6",
+                     "    No room left in the diagnostic record"}));
+
+  const auto chain = this->chain();
+  ASSERT_EQ(chain.records.size(), 20u);
+  EXPECT_EQ(chain.end, ChainEnd::kLastRecord);
+  EXPECT_EQ(chain.records[0].time, 0);
+  EXPECT_EQ(testing::text(messageOf(chain.records[19]).get()), "19");
+  EXPECT_EQ(std::count(full.begin() + 128 + 20 * TestFixture::kSize, full.end(), 0),
+            static_cast<std::ptrdiff_t>(1024 - 128 - 20 * TestFixture::kSize));
+}
+
+TYPED_TEST(RecordChainTest, AnErasedAreaIsFullInTheWideLayoutAndFreeInTheNarrowOne) {
+  this->fillArea(0xFF);
+  const bool isFree = sizeof(TypeParam) == 4;
+  EXPECT_EQ(this->chain().records.size(), isFree ? 0u : 20u);
+  EXPECT_EQ(this->append("x"), isFree);
+  EXPECT_EQ(this->logLines().size(), isFree ? 1u : 2u);
+  EXPECT_EQ(this->chain().records.size(), isFree ? 1u : 20u);
+}
+
+TYPED_TEST(RecordChainTest, ANewRecordInheritsWhatItDoesNotFill) {
+  constexpr size_t kFlags = sizeof(TypeParam) + 1;
+  this->fillArea(0);
+  const std::string first = "0123456789abc";
+  ASSERT_TRUE(this->append(first.substr(0, TestFixture::kRoom), 7, 1));
+  ASSERT_TRUE(this->append("xy", 8, 6));
+  Bytes expected(TestFixture::kSize, 0);
+  expected[0] = 1000 & 0xFF;
+  expected[1] = 1000 >> 8;
+  expected[sizeof(TypeParam)] = 8;
+  expected[kFlags] = 0x20;
+  std::copy_n(first.begin(), TestFixture::kRoom, &expected[kFlags + 1]);
+  expected[kFlags + 1] = 'x';
+  expected[kFlags + 2] = 'y';
+  expected[kFlags + 3] = 0;
+  EXPECT_EQ(this->slot(2), expected);
+  EXPECT_EQ(this->slot(1)[kFlags], 0x50) << "marked as continued";
+  EXPECT_EQ(testing::text(messageOf(this->chain().records[2]).get()), "xy");
+
+  // Bit 7 comes from the record before, too.
+  Bytes bytes = this->_unit.dataSet("VelmoDiagnosticData");
+  bytes[128 + 2 * TestFixture::kSize + kFlags] |= 0x80;
+  this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+  ASSERT_TRUE(this->append("z", 9, -1));
+  EXPECT_EQ(this->slot(3)[kFlags], 0xB0);
+}
+
+TYPED_TEST(RecordChainTest, AMessageHoldsAsManyBytesAsItHasUnitsAndOne) {
+  constexpr size_t kMessage = sizeof(TypeParam) + 2;
+  struct Case {
+    std::string message;
+    std::string bytes;  // What is written of it.
+    std::string shown;  // With "~" for each byte that the field held before.
+  };
+  const Case cases[] = {
+      {"", std::string(1, '\0'), ""},
+      {"\u00e9", "\xC3\xA9", "\u00e9~"},
+      {"\u00e9\u00e9", "\xC3\xA9\xC3", "\u00c3\u00a9\u00c3~"},
+      {"\U0001F600", "\xF0\x9F\x98", "\u00f0\u009f\u0098~"},
+      {std::string("a\0b", 3), std::string("a\0b\0", 4), "a"},
+  };
+  for (const Case& c : cases) {
+    this->fillArea('~');
+    Bytes bytes = this->_unit.dataSet("VelmoDiagnosticData");
+    bytes[128 + kMessage - 1] = 0;
+    this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+    ASSERT_TRUE(this->append(c.message));
+    const Bytes slot = this->slot(1);
+    std::string field(slot.begin() + kMessage, slot.end());
+    EXPECT_EQ(field.substr(0, c.bytes.size()), c.bytes);
+    field.erase(0, c.bytes.size());
+    EXPECT_EQ(field, std::string(field.size(), '~'));
+    const size_t tilde = c.shown.find('~');
+    EXPECT_EQ(testing::text(messageOf(this->chain().records[1]).get()),
+              tilde == std::string::npos ? c.shown : c.shown.substr(0, tilde) + field);
+  }
+}
+
+TYPED_TEST(RecordChainTest, ATextThatFillsTheWholeFieldEndsWithIt) {
+  this->fillArea(0);
+  std::string text;
+  for (size_t i = 0; i < TestFixture::kRoom; ++i) text += "\u00e9";
+  ASSERT_TRUE(this->append(text));
+  ASSERT_TRUE(this->append("behind"));
+  EXPECT_EQ(testing::text(messageOf(this->chain().records[1]).get()),
+            text.substr(0, TestFixture::kRoom + 1));
+}
+
+TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy) {
+  const std::string fits(TestFixture::kRoom, 'm');
+  this->fillArea(0);
+  EXPECT_TRUE(this->append(fits));
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(this->append(fits + "m"), ::testing::KilledBySignal(SIGABRT),
+              "buffer overflow detected");
+  EXPECT_EXIT(this->append(std::string(5000, 'm')), ::testing::KilledBySignal(SIGABRT),
+              "buffer overflow detected");
+}
+
+TYPED_TEST(RecordChainTest, AnUnreadableSlotEndsTheListAndIsNoPlaceForARecord) {
+  Bytes bytes(128 + 3 * TestFixture::kSize - 1, 0);
+  bytes[128 + sizeof(TypeParam) + 1] = 0x40;
+  this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+  // The next slot is not there: its predecessor is marked all the same.
+  EXPECT_TRUE(this->append("x"));
+  EXPECT_EQ(this->slot(1)[sizeof(TypeParam) + 1], 0x40);
+  const CFRef<CFMutableArrayRef> list = listRecords<TypeParam>(this->_area);
+  EXPECT_EQ(CFArrayGetCount(list.get()), 2);
+  EXPECT_FALSE(this->append("x"));
+  const Strings lines = this->logLines();
+  const std::string reading = "Control Bits: Reading Diagnostic Record failed";
+  ASSERT_EQ(lines.size(), 6u);
+  EXPECT_EQ(lines[1],
+            "Control Bits: Failed to write (x) to diagnostic record #2 for station: 7 "
+            "result: -536870206");
+  EXPECT_EQ(lines[2], reading);
+  EXPECT_EQ(lines[3], reading);
+}
+
+TEST(RecordScriptTest, AnyAreaGrowsAsTheModelSays) {
+  std::mt19937 random(20);
+  for (int run = 0; run < 500; ++run) {
+    // Slots that are free, erased, cleared or anything, often enough continued to make long chains.
+    Bytes contents(run % 5 == 0 ? random() % 700 : 700, 0xFF);
+    const size_t slotSize = run % 2 == 0 ? 24 : 16;
+    const uint32_t habit = random() % 4;
+    for (size_t at = 128; at + slotSize <= contents.size(); at += slotSize) {
+      const uint32_t kind = random() % 8 == 0 ? random() % 4 : habit;
+      for (size_t i = 0; i < slotSize; ++i) {
+        if (kind == 0) contents[at + i] = i >= 4 && i < slotSize - 16 ? 0 : 0xFF;
+        if (kind == 1) contents[at + i] = static_cast<uint8_t>(random());
+        if (kind == 2) contents[at + i] = 0;
+      }
+      if (kind != 3 && random() % 2 == 0) contents[at + slotSize - 15] |= 0x40;
+    }
+    Bytes script(random() % 200);
+    for (uint8_t& byte : script) byte = static_cast<uint8_t>(random());
+    EXPECT_EQ(runRecordScript<int64_t>(contents, script), nullptr) << run;
+    EXPECT_EQ(runRecordScript<int32_t>(contents, script), nullptr) << run;
+    if (HasFailure()) break;
+  }
+}
+
+}  // namespace
+}  // namespace corvane

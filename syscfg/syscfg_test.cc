@@ -1,0 +1,377 @@
+#include "syscfg/syscfg.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "syscfg/memory_area_testing.h"
+#include "syscfg/store_model_testing.h"
+#include "syscfg/store_script_testing.h"
+
+namespace corvane::testing {
+namespace {
+
+constexpr uint32_t kOpts = 0x4F505453;
+constexpr uint32_t kMarker = 0x434E5442;
+
+Bytes erased(size_t size = 8192) { return Bytes(size, 0xFF); }
+
+uint32_t below(uint32_t limit, std::mt19937& random) {
+  return static_cast<uint32_t>(random() % limit);
+}
+
+Bytes counting(size_t length) {
+  Bytes bytes(length);
+  std::iota(bytes.begin(), bytes.end(), uint8_t{1});
+  return bytes;
+}
+
+int32_t add(const Store& store, uint32_t key, const Bytes& value) {
+  return syscfg__add_key(store.get(), key, value.data(), value.size());
+}
+
+/// The value of `key`; empty when it is not present.
+Bytes read(const Store& store, uint32_t key) {
+  size_t length = 0;
+  if (syscfg__read_key(store.get(), key, nullptr, &length) != 0) return {};
+  Bytes value(length);
+  EXPECT_EQ(syscfg__read_key(store.get(), key, value.data(), nullptr), 0);
+  return value;
+}
+
+std::vector<uint32_t> list(const Store& store) {
+  std::vector<uint32_t> keys(1000);
+  const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
+  keys.resize(count < 0 ? 0 : static_cast<size_t>(count));
+  return keys;
+}
+
+void put(Bytes& image, size_t at, const Bytes& bytes) {
+  std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+TEST(SyscfgTest, EachByteIsInItsPlaceAfterAddingThreeKeysAndDeletingTheSecond) {
+  const MemoryArea area(erased());
+  const Store store = openStore(area);
+  ASSERT_EQ(add(store, kOpts, {1, 2, 3, 4}), 0);
+  ASSERT_EQ(add(store, 0x11223344, counting(30)), 0);
+  ASSERT_EQ(add(store, 0x55667788, counting(20)), 0);
+
+  Bytes expected = erased();
+  put(expected, 0, {0x67, 0x66, 0x43, 0x53, 84, 0, 0, 0, 0, 0x20, 0, 0});
+  put(expected, 12, {1, 0, 2, 0, 0, 0, 0, 0, 3, 0, 0, 0});
+  put(expected, 24, {0x53, 0x54, 0x50, 0x4F, 1, 2, 3, 4});
+  put(expected, 44,
+      {0x42, 0x54, 0x4E, 0x43, 0x44, 0x33, 0x22, 0x11, 30, 0, 0, 0, 0xE0, 0x1F, 0, 0});
+  put(expected, 64,
+      {0x42, 0x54, 0x4E, 0x43, 0x88, 0x77, 0x66, 0x55, 20, 0, 0, 0, 0xCC, 0x1F, 0, 0});
+  put(expected, 8140, counting(20));
+  put(expected, 8160, counting(30));
+  EXPECT_EQ(imageOf(store), expected);
+
+  ASSERT_EQ(syscfg__del_key(store.get(), 0x11223344), 0);
+  put(expected, 4, {64});
+  put(expected, 20, {2});
+  put(expected, 44,
+      {0x42, 0x54, 0x4E, 0x43, 0x88, 0x77, 0x66, 0x55, 20, 0, 0, 0, 0xEC, 0x1F, 0, 0});
+  put(expected, 64, Bytes(20, 0xFF));
+  put(expected, 8140, Bytes(32, 0xFF));
+  put(expected, 8172, counting(20));
+  EXPECT_EQ(imageOf(store), expected);
+}
+
+TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
+  const struct {
+    const char* what;
+    size_t at;
+    uint32_t word;
+    bool isKept;
+  } cases[] = {
+      {"another magic", 0, 0x67664353, false},
+      {"table_end beyond the image", 4, 8193, false},
+      {"area_size beyond the image", 8, 8193, false},
+      {"table_end beyond area_size", 8, 43, false},
+      {"reserved in use", 16, 1, false},
+      {"table_end at area_size", 8, 44, true},
+      {"table_end at the end", 4, 8192, true},
+      {"another version", 12, 7, true},
+      {"another count", 20, 2, true},
+  };
+  StoreModel model(8192);
+  const Bytes formatted = model.image();
+  model.add(kOpts, {1});
+  for (const auto& [what, at, word, isKept] : cases) {
+    SCOPED_TRACE(what);
+    Bytes contents = model.image();
+    putWord(contents, at, word);
+    const MemoryArea area(contents);
+    const Store store = openStore(area);
+    EXPECT_EQ(imageOf(store), isKept ? contents : formatted);
+    EXPECT_EQ(area.bytes, contents);
+    EXPECT_EQ(area.writes, 0);
+  }
+}
+
+TEST(SyscfgTest, TheAreaChangesOnlyByAFlushOrAWriteBack) {
+  const MemoryArea area(erased());
+  Store store = openStore(area);
+  add(store, 1, {1});
+  store.reset();
+  EXPECT_EQ(area.bytes, erased());
+
+  store = openStore(area);
+  add(store, 2, {2});
+  syscfg__flush(store.get());
+  add(store, 3, {3});
+  store.reset();
+  store = openStore(area);
+  EXPECT_EQ(list(store), std::vector<uint32_t>{2});
+
+  add(store, 4, {4});
+  syscfg__deinit(store.release(), -1);
+  EXPECT_EQ(list(openStore(area)), (std::vector<uint32_t>{2, 4}));
+  EXPECT_EQ(area.writes, 2);
+}
+
+TEST(SyscfgTest, ShortValuesReadBackAsSixteenBytesAndLongOnesExactly) {
+  for (const size_t length : {0U, 1U, 15U, 16U, 17U, 20U}) {
+    SCOPED_TRACE(length);
+    const MemoryArea area(erased());
+    const Store store = openStore(area);
+    ASSERT_EQ(
+        syscfg__add_key(store.get(), kOpts, length ? counting(length).data() : nullptr, length), 0);
+    Bytes expected = counting(length);
+    if (length < 16) expected.resize(16, 0xFF);
+    EXPECT_EQ(read(store, kOpts), expected);
+  }
+}
+
+TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
+  Bytes contents(8192, 0xAA);
+  put(contents, 0, StoreModel(8192).image());
+  std::fill(contents.begin() + 24, contents.end(), uint8_t{0xAA});
+  const MemoryArea area(contents);
+  const Store store = openStore(area);
+  ASSERT_EQ(add(store, 1, {9}), 0);
+  ASSERT_EQ(add(store, 2, counting(17)), 0);
+  EXPECT_EQ(std::count(store->image + 29, store->image + 44, 0xAA), 15);
+  EXPECT_EQ(std::count(store->image + 60, store->image + 64, 0xAA), 4) << "the spare word";
+  EXPECT_EQ(std::count(store->image + 8189, store->image + 8192, 0xAA), 3) << "the padding";
+}
+
+TEST(SyscfgTest, AnAreaHolds408InlineKeys) {
+  const MemoryArea area(erased());
+  const Store store = openStore(area);
+  for (uint32_t key = 0; key < 408; ++key) ASSERT_EQ(add(store, key, counting(16)), 0) << key;
+  EXPECT_EQ(add(store, 408, {}), -1);
+  EXPECT_EQ(add(store, 5, {1}), 0) << "a replaced key makes its own room";
+  EXPECT_EQ(list(store).back(), 5U);
+  EXPECT_EQ(read(store, 407), counting(16));
+}
+
+TEST(SyscfgTest, TheLargestValueOfAnEmptyAreaHas8148Bytes) {
+  const MemoryArea area(erased());
+  const Store store = openStore(area);
+  EXPECT_EQ(add(store, kOpts, counting(8149)), -1);
+  EXPECT_EQ(add(store, kOpts, counting(8148)), 0);
+  EXPECT_EQ(read(store, kOpts), counting(8148));
+}
+
+TEST(SyscfgTest, ReplacingAKeyWithAValueThatDoesNotFitLeavesItAbsent) {
+  for (const size_t length : {size_t{8149}, SIZE_MAX / 2, SIZE_MAX - 3, SIZE_MAX - 2, SIZE_MAX}) {
+    SCOPED_TRACE(length);
+    const MemoryArea area(erased());
+    const Store store = openStore(area);
+    ASSERT_EQ(add(store, kOpts, {1}), 0);
+    EXPECT_EQ(syscfg__add_key(store.get(), kOpts, counting(8149).data(), length), -1);
+    EXPECT_EQ(imageOf(store), StoreModel(8192).image());
+  }
+}
+
+TEST(SyscfgTest, ListingNeedsRoomForAllKeysAndOtherwiseStoresNone) {
+  const MemoryArea area(erased());
+  const Store store = openStore(area);
+  EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), 0);
+  add(store, 1, {});
+  add(store, 2, counting(17));
+  uint32_t keys[] = {77, 77, 77};
+  EXPECT_EQ(syscfg__list_key(store.get(), keys, 1), -1);
+  EXPECT_EQ(keys[0], 77U);
+  EXPECT_EQ(syscfg__list_key(store.get(), keys, 2), 2);
+  EXPECT_EQ(keys[0], 1U);
+  EXPECT_EQ(keys[1], 2U);
+  EXPECT_EQ(keys[2], 77U);
+}
+
+TEST(SyscfgTest, TheMarkerAsAKeyMeansTheFirstIndirectEntryAsIfItWereInline) {
+  const MemoryArea area(erased());
+  const Store store = openStore(area);
+  EXPECT_EQ(read(store, kMarker), Bytes());
+  add(store, 1, {});
+  add(store, 0x02030405, counting(17));
+  EXPECT_EQ(read(store, kMarker),
+            (Bytes{5, 4, 3, 2, 17, 0, 0, 0, 0xEC, 0x1F, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(syscfg__del_key(store.get(), kMarker), 0);
+  EXPECT_EQ(list(store), std::vector<uint32_t>{1});
+  EXPECT_EQ(Bytes(store->image + 8172, store->image + 8189), counting(17)) << "value stays behind";
+}
+
+TEST(SyscfgTest, ValuesAreStackedFromAreaSizeRoundedDownToWords) {
+  Bytes contents = erased(200);
+  put(contents, 0, StoreModel(103).image());
+  const MemoryArea area(contents);
+  const Store store = openStore(area);
+  EXPECT_EQ(add(store, 1, counting(57)), -1);
+  EXPECT_EQ(add(store, 1, counting(56)), 0);
+  EXPECT_EQ(Bytes(store->image + 44, store->image + 100), counting(56));
+}
+
+TEST(SyscfgTest, AnAreaTooSmallForAnEntryIsAnEmptyStoreThatNothingFitsIn) {
+  for (size_t size = 0; size < 44; ++size) {
+    SCOPED_TRACE(size);
+    const MemoryArea area(erased(size));
+    const Store store = openStore(area);
+    EXPECT_EQ(imageOf(store), size < 24 ? erased(size) : StoreModel(size).image());
+    EXPECT_EQ(add(store, kOpts, {}), -1);
+    EXPECT_EQ(syscfg__read_key(store.get(), kOpts, nullptr, nullptr), -1);
+    EXPECT_EQ(syscfg__del_key(store.get(), kOpts), -1);
+    EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), 0);
+  }
+}
+
+TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
+  const struct {
+    const char* what;
+    size_t at;
+    uint32_t word;
+  } cases[] = {
+      {"a length beyond the end", 52, 33},
+      {"a length that wraps when rounded", 52, 0xFFFFFFFF},
+      {"an offset beyond the end", 56, 8193},
+      {"an offset that wraps with the length", 56, 0xFFFFFFF0},
+      {"an offset inside the table", 56, 60},
+      {"an offset inside the header", 56, 0},
+  };
+  StoreModel model(8192);
+  model.add(1, {1});
+  model.add(2, counting(30));
+  model.add(3, counting(20));
+  for (const auto& [what, at, word] : cases) {
+    SCOPED_TRACE(what);
+    Bytes contents = model.image();
+    putWord(contents, at, word);
+    const MemoryArea area(contents);
+    const Store store = openStore(area);
+    EXPECT_EQ(syscfg__read_key(store.get(), 2, nullptr, nullptr), -1);
+    EXPECT_EQ(syscfg__del_key(store.get(), 2), -1);
+    EXPECT_EQ(imageOf(store), contents);
+    EXPECT_EQ(read(store, 3), counting(20));
+    ASSERT_EQ(add(store, 2, counting(40)), 0);
+    EXPECT_EQ(read(store, 2), counting(40));
+    EXPECT_EQ(read(store, 3), counting(20));
+    EXPECT_EQ(list(store), (std::vector<uint32_t>{1, 2, 3, 2}));
+  }
+}
+
+TEST(SyscfgTest, ACountThatTheImageCannotHoldLeavesOnlyReading) {
+  for (const uint32_t count : {409U, 0x7FFFFFFFU, 0xCCCCCCCDU, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(count);
+    StoreModel model(8192);
+    model.add(kOpts, counting(16));
+    Bytes contents = model.image();
+    putWord(contents, 20, count);
+    const MemoryArea area(contents);
+    const Store store = openStore(area);
+    uint32_t key = 77;
+    EXPECT_EQ(syscfg__list_key(store.get(), &key, SIZE_MAX), -1);
+    EXPECT_EQ(key, 77U);
+    EXPECT_EQ(syscfg__del_key(store.get(), kOpts), -1);
+    EXPECT_EQ(add(store, 2, {}), -1);
+    EXPECT_EQ(imageOf(store), contents);
+    EXPECT_EQ(read(store, kOpts), counting(16));
+  }
+}
+
+TEST(SyscfgTest, AnAreaSizeInsideTheHeaderStillTakesInlineKeysButNoOthers) {
+  Bytes contents = StoreModel(8192).image();
+  putWord(contents, 4, 0);
+  putWord(contents, 8, 20);
+  const MemoryArea area(contents);
+  const Store store = openStore(area);
+  EXPECT_EQ(add(store, 1, counting(17)), -1);
+  EXPECT_EQ(imageOf(store), contents);
+  EXPECT_EQ(add(store, 1, counting(16)), 0);
+  EXPECT_EQ(read(store, 1), counting(16));
+}
+
+TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
+  const struct {
+    size_t size;
+    uint32_t keys;
+    size_t longest;
+  } cases[] = {{8192, 600, 30}, {8190, 40, 700}, {303, 12, 60}};
+  std::mt19937 random(20);
+  for (const auto& [size, keys, longest] : cases) {
+    SCOPED_TRACE(size);
+    const MemoryArea area(erased(size));
+    const Store store = openStore(area);
+    StoreModel model(size);
+    for (int step = 0; step < 50000; ++step) {
+      const uint32_t key = kOpts + below(keys, random);
+      const uint32_t kind = below(8, random);
+      if (kind < 5) {
+        Bytes value(random() % (longest + 1));
+        for (uint8_t& byte : value) byte = static_cast<uint8_t>(random());
+        ASSERT_EQ(add(store, key, value), model.add(key, value) ? 0 : -1) << step;
+      } else if (kind == 5) {
+        ASSERT_EQ(syscfg__del_key(store.get(), key), model.remove(key) ? 0 : -1) << step;
+      } else if (kind == 6) {
+        ASSERT_EQ(read(store, key), model.read(key).value_or(Bytes())) << step;
+      } else {
+        ASSERT_EQ(list(store), model.keys()) << step;
+      }
+      ASSERT_TRUE(imageOf(store) == model.image()) << step;
+    }
+  }
+}
+
+/// A word that is likely to lie at, or just beside, a limit of an area of `size` bytes.
+uint32_t hostileWord(std::mt19937& random, size_t size) {
+  const uint32_t words[] = {0,          24,         44,      static_cast<uint32_t>(size),
+                            0x7FFFFFFF, 0xFFFFFFFF, kMarker, static_cast<uint32_t>(random())};
+  return words[random() % std::size(words)] + below(5, random) - 2;
+}
+
+TEST(SyscfgTest, NoDamageMakesTheStoreLeaveItsImage) {
+  std::mt19937 random(21);
+  for (int run = 0; run < 20000; ++run) {
+    const size_t size = random() % 4 ? random() % 400 : 8192;
+    StoreModel model(size);
+    Bytes contents(size, 0xFF);
+    if (size >= 24) {
+      for (int count = 0; count < 8; ++count) {
+        model.add(kScriptKeys[random() % 7], Bytes(random() % 60, 0x42));
+      }
+      contents = model.image();
+      const size_t entries = model.keys().size();
+      for (uint32_t damages = below(5, random); damages > 0; --damages) {
+        const size_t word = 1 + random() % (5 + 5 * entries);
+        if (word != 4) putWord(contents, 4 * word, hostileWord(random, size));
+      }
+    }
+    Bytes script(4 * 12);
+    for (size_t at = 0; at < script.size(); ++at) {
+      const bool isHighByteOfLength = at % 4 == 3;
+      script[at] = static_cast<uint8_t>(isHighByteOfLength ? random() % 50 / 49 : random());
+    }
+    ASSERT_STREQ(StoreScript(contents).run(script), nullptr) << run;
+  }
+}
+
+}  // namespace
+}  // namespace corvane::testing
