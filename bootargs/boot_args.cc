@@ -1,0 +1,89 @@
+#include "bootargs/boot_args.h"
+
+#include "log/log.h"
+#include "platform/registry.h"
+#include "platform/system_log.h"
+#include "platform/text.h"
+
+using corvane::CFRef;
+using corvane::copyProperty;
+using corvane::firstService;
+using corvane::formatText;
+using corvane::IOObject;
+using corvane::Log;
+
+namespace {
+
+/// The platform's white space: blanks of every width and tabs, not line breaks.
+bool isWhiteSpace(UniChar unit) {
+  switch (unit) {
+    case '\t':
+    case ' ':
+    case 0x00A0:
+    case 0x1680:
+    case 0x202F:
+    case 0x205F:
+    case 0x3000:
+      return true;
+    default:
+      return unit >= 0x2000 && unit <= 0x200A;
+  }
+}
+
+CFRef<CFStringRef> trimmed(CFStringRef word) {
+  CFIndex start = 0;
+  CFIndex end = CFStringGetLength(word);
+  while (start < end && isWhiteSpace(CFStringGetCharacterAtIndex(word, start))) ++start;
+  while (start < end && isWhiteSpace(CFStringGetCharacterAtIndex(word, end - 1))) --end;
+  return CFRef<CFStringRef>(
+      CFStringCreateWithSubstring(kCFAllocatorDefault, word, CFRangeMake(start, end - start)));
+}
+
+bool contains(CFStringRef text, CFStringRef word) {
+  return CFStringFind(text, word, 0).location != kCFNotFound;
+}
+
+}  // namespace
+
+CFStringRef copyBootArgs(void) {
+  const IOObject options(IORegistryEntryFromPath(kIOMasterPortDefault, "IODeviceTree:/options"));
+  if (!options) {
+    NSLog(CFSTR("No registry entry for IODeviceTree:/options\n"));
+    return nullptr;
+  }
+  CFRef<CFTypeRef> value = copyProperty(options, CFSTR("boot-args"));
+  if (!value || CFGetTypeID(value.get()) != CFStringGetTypeID()) return nullptr;
+  return static_cast<CFStringRef>(value.release());
+}
+
+bool hasBootArg(CFStringRef word) {
+  const CFRef<CFStringRef> current(copyBootArgs());
+  return current && contains(current.get(), word);
+}
+
+void setBootArgs(CFStringRef value) {
+  mach_port_t masterPort = MACH_PORT_NULL;
+  if (IOMasterPort(bootstrap_port, &masterPort) != KERN_SUCCESS || masterPort == MACH_PORT_NULL) {
+    Log::writeDebug(formatText(CFSTR("Unable to set boot-args: %@"), value).get(), CFSTR("Corvane"),
+                    0);
+    return;
+  }
+  // A missing service and a refused value go unnoticed: nobody is told of either.
+  const IOObject nvram = firstService("IODTNVRAM", masterPort);
+  IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), value);
+}
+
+void addBootArg(CFStringRef word) {
+  if (!word) return;
+  const CFRef<CFStringRef> current(copyBootArgs());
+  const CFRef<CFStringRef> added = trimmed(word);
+  // Adding never creates the variable.
+  if (!current || contains(current.get(), added.get())) return;
+  setBootArgs(formatText(CFSTR("%@ %@"), current.get(), added.get()).get());
+}
+
+void removeBootArg(CFStringRef word) {
+  const CFRef<CFStringRef> current(copyBootArgs());
+  // Written also when it is unchanged, or absent.
+  setBootArgs(corvane::replacingText(current.get(), word, CFSTR("")).get());
+}

@@ -1,0 +1,207 @@
+#include "bootargs/boot_args.h"
+
+#include <chrono>
+#include <functional>
+#include <random>
+
+#include "testing/unit_test.h"
+
+namespace corvane {
+namespace {
+
+using corvane::testing::cfString;
+using corvane::testing::readText;
+using corvane::testing::text;
+using host::UnitFacts;
+using host::VirtualDevice;
+
+constexpr char kNoEntry[] = "No registry entry for IODeviceTree:/options";
+
+class BootArgsTest : public corvane::testing::UnitTest {
+ protected:
+  void start(const std::optional<std::string>& value) {
+    UnitFacts facts;
+    facts.bootArgs = value;
+    _unit.setFacts(facts);
+  }
+
+  std::string variables() const { return readText(_unit.folder() / "nvram.plist"); }
+};
+
+std::string bootArgs() { return text(CFRef<CFStringRef>(copyBootArgs()).get()); }
+void add(const std::string& word) { addBootArg(cfString(word).get()); }
+void remove(const std::string& word) { removeBootArg(cfString(word).get()); }
+void set(const std::string& value) { setBootArgs(cfString(value).get()); }
+bool has(const std::string& word) { return hasBootArg(cfString(word).get()); }
+
+TEST_F(BootArgsTest, AWordIsFoundAsPlainText) {
+  start("debug=1 Alpha");
+  const std::pair<const char*, bool> cases[] = {
+      {"debug=1", true}, {"bug", true},       {"1 A", true},
+      {"alpha", false},  {"debug=12", false}, {"", false},
+  };
+  for (const auto& [word, isFound] : cases) EXPECT_EQ(has(word), isFound) << word;
+  start(std::nullopt);
+  EXPECT_FALSE(has("debug"));
+  EXPECT_TRUE(_unit.systemLog().empty());
+  EXPECT_EQ(VirtualDevice::openHandles(), 0u);
+}
+
+TEST_F(BootArgsTest, EditsWorkOnTheTextAndNotOnItsWords) {
+  struct Case {
+    const char* before;
+    void (*edit)(const std::string&);
+    const char* word;
+    const char* after;
+  };
+  constexpr char kTwo[] = "alpha=1 beta=2";
+  const Case cases[] = {
+      {kTwo, add, " gamma ", "alpha=1 beta=2 gamma"},
+      {kTwo, add, "\t\xC2\xA0gamma\xE3\x80\x80", "alpha=1 beta=2 gamma"},
+      {kTwo, add, "gamma\n", "alpha=1 beta=2 gamma\n"},
+      {kTwo, add, "alpha", kTwo},
+      {kTwo, add, "ha=1", kTwo},
+      {kTwo, add, "  1 beta ", kTwo},
+      {kTwo, add, "ALPHA", "alpha=1 beta=2 ALPHA"},
+      {kTwo, add, " ", "alpha=1 beta=2 "},
+      {"", add, "gamma", " gamma"},
+      {kTwo, remove, "beta=2", "alpha=1 "},
+      {kTwo, remove, "alpha=1", " beta=2"},
+      {kTwo, remove, "a", "lph=1 bet=2"},
+      {kTwo, remove, " a", kTwo},
+      {kTwo, remove, "zeta", kTwo},
+      {kTwo, remove, "", kTwo},
+      {"aaaaa", remove, "aa", "a"},
+      {kTwo, set, "-v", "-v"},
+      {kTwo, set, "", ""},
+      {kTwo, set, "<&> \xC3\xA9", "<&> \xC3\xA9"},
+  };
+  for (const Case& c : cases) {
+    start(c.before);
+    c.edit(c.word);
+    EXPECT_EQ(bootArgs(), c.after) << c.before << " / " << c.word;
+  }
+  EXPECT_TRUE(_unit.systemLog().empty());
+  EXPECT_TRUE(logLines().empty());
+  EXPECT_EQ(VirtualDevice::openHandles(), 0u);
+}
+
+TEST_F(BootArgsTest, OnlySettingCreatesTheVariable) {
+  start(std::nullopt);
+  const std::string none = variables();
+  add("gamma");
+  remove("gamma");
+  EXPECT_EQ(variables(), none);
+  EXPECT_EQ(bootArgs(), "(absent)");
+  set("gamma");
+  EXPECT_EQ(bootArgs(), "gamma");
+  const std::string some = variables();
+  addBootArg(nullptr);
+  setBootArgs(nullptr);
+  EXPECT_EQ(variables(), some);
+}
+
+TEST_F(BootArgsTest, RemovingWritesEvenWhenNothingMatches) {
+  start("alpha");
+  const auto before = std::filesystem::last_write_time(_unit.folder() / "nvram.plist");
+  std::filesystem::last_write_time(_unit.folder() / "nvram.plist", before - std::chrono::hours(1));
+  remove("zeta");
+  EXPECT_GE(std::filesystem::last_write_time(_unit.folder() / "nvram.plist"), before);
+}
+
+TEST_F(BootArgsTest, EachFailureLeavesTheVariableAndItsTrace) {
+  struct Case {
+    const char* rule;
+    const char* read;
+    std::vector<std::string> systemLog;
+  };
+  const std::vector<std::string> quiet;
+  const Case cases[] = {
+      {"IORegistryEntryFromPath", "(absent)", {kNoEntry}},
+      {"IORegistryEntryFromPath=77", "(absent)", quiet},
+      {"IORegistryEntryCreateCFProperty", "(absent)", quiet},
+      {"CFGetTypeID", "(absent)", quiet},
+      {"IOMasterPort", "alpha", quiet},
+      {"IOMasterPort=0", "alpha", quiet},
+      {"IOMasterPort,CFStringCreateWithFormatAndArguments", "alpha", quiet},
+      {"IOServiceMatching", "alpha", quiet},
+      {"IOServiceGetMatchingService", "alpha", quiet},
+      {"IORegistryEntrySetCFProperty", "alpha", quiet},
+      {"CFStringCreateWithFormatAndArguments,CFStringCreateMutableCopy", "alpha", quiet},
+  };
+  for (const Case& c : cases) {
+    start("alpha");
+    const std::string before = variables();
+    const auto under = [&](const std::function<void()>& work) {
+      std::filesystem::remove(_unit.filePath("/private/var/log/system.log"));
+      VirtualDevice::setFaults(c.rule);
+      work();
+      VirtualDevice::setFaults("");
+      EXPECT_EQ(_unit.systemLog(), c.systemLog) << c.rule;
+      EXPECT_EQ(variables(), before) << c.rule;
+    };
+    under([&] { EXPECT_EQ(bootArgs(), c.read) << c.rule; });
+    under([&] { EXPECT_EQ(has("alpha"), c.read[0] == 'a') << c.rule; });
+    under([] { add("gamma"); });
+    under([] { remove("alpha"); });
+    EXPECT_TRUE(logLines().empty()) << c.rule;
+  }
+}
+
+TEST_F(BootArgsTest, AUnitWithoutNvramHasNoBootArgsAndTakesNone) {
+  UnitFacts facts;
+  facts.nvram = false;
+  _unit.setFacts(facts);
+  const std::string before = variables();
+  EXPECT_EQ(bootArgs(), "(absent)");
+  set("alpha");
+  remove("alpha");
+  EXPECT_EQ(variables(), before);
+  EXPECT_EQ(_unit.systemLog(), (std::vector<std::string>{kNoEntry, kNoEntry}));
+}
+
+TEST_F(BootArgsTest, AValueThatIsNoTextIsNone) {
+  corvane::testing::writeText(_unit.folder() / "nvram.plist",
+                              "<plist><dict><key>boot-args</key><data>AQI=</data></dict></plist>");
+  EXPECT_EQ(bootArgs(), "(absent)");
+  EXPECT_FALSE(has("A"));
+}
+
+TEST_F(BootArgsTest, RandomEditsFollowPlainStringEditing) {
+  std::mt19937 random(20261121);
+  const auto randomText = [&](size_t longest) {
+    std::string word;
+    for (size_t left = random() % (longest + 1); left > 0; --left) word += "ab= -"[random() % 5];
+    return word;
+  };
+  std::string model = "a=b";
+  start(model);
+  for (int step = 0; step < 400; ++step) {
+    const std::string word = randomText(3);
+    switch (random() % 8) {
+      case 0:
+        model = randomText(30);
+        set(model);
+        break;
+      case 1:
+      case 2: {
+        remove(word);
+        for (size_t at = 0; !word.empty() && (at = model.find(word, at)) != std::string::npos;) {
+          model.erase(at, word.size());
+        }
+        break;
+      }
+      default: {
+        add(word);
+        const size_t start = std::min(word.find_first_not_of(' '), word.size());
+        const std::string bare = word.substr(start, word.find_last_not_of(' ') + 1 - start);
+        if (bare.empty() || model.find(bare) == std::string::npos) model += " " + bare;
+      }
+    }
+    ASSERT_EQ(bootArgs(), model) << "step " << step;
+    ASSERT_EQ(has(word), !word.empty() && model.find(word) != std::string::npos) << word;
+  }
+}
+
+}  // namespace
+}  // namespace corvane

@@ -1,0 +1,23 @@
+#ifndef CORVANE_DEVICE_POWER_H_
+#define CORVANE_DEVICE_POWER_H_
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#include "../platform/export.h"
+
+CORVANE_EXTERN_C_BEGIN
+
+/// Battery charge in whole percent, truncated: "CurrentCapacity" over "MaxCapacity" of the first
+/// "IOPMPowerSource" service. Not clamped: it may exceed 100, and without a maximum, or with one of
+/// 0, it is 2147483647, or 0 when the current capacity is 0 as well. Returns -1 when the unit has
+/// no power source or the source does not publish its current capacity.
+CORVANE_EXPORT int32_t getBatteryCapacity(void);
+
+/// Whether external power is connected: "ExternalConnected" of the first "IOPMPowerSource" service.
+/// False when the unit has no power source or the source does not tell.
+CORVANE_EXPORT bool externalPowerConnected(void);
+
+CORVANE_EXTERN_C_END
+
+#endif  // CORVANE_DEVICE_POWER_H_
