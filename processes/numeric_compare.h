@@ -1,0 +1,16 @@
+#ifndef CORVANE_PROCESSES_NUMERIC_COMPARE_H_
+#define CORVANE_PROCESSES_NUMERIC_COMPARE_H_
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include "../platform/export.h"
+
+CORVANE_EXTERN_C_BEGIN
+
+/// Compares two texts by their 32-bit integer values, as CFStringGetIntValue reads them. Equal
+/// values are reported as ascending. Same when `receiver` is absent or `other` is no string.
+CORVANE_EXPORT CFComparisonResult numericCompare(CFStringRef receiver, CFTypeRef other);
+
+CORVANE_EXTERN_C_END
+
+#endif  // CORVANE_PROCESSES_NUMERIC_COMPARE_H_

@@ -1,0 +1,235 @@
+#include "processes/processes.h"
+
+#include <mach/mach.h>
+#include <sys/sysctl.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/mach_port.h"
+#include "platform/text.h"
+
+namespace corvane {
+namespace {
+
+using Ports = MachPortArray::Ports;
+
+void report(const char* call, kern_return_t result) {
+  std::printf("[ERROR] %s(): %s\n", call, mach_error_string(result));
+}
+
+void report(const char* call, mach_port_t port, kern_return_t result) {
+  std::printf("[ERROR] %s(%d): %s\n", call, static_cast<int>(port), mach_error_string(result));
+}
+
+CFRef<CFMutableDictionaryRef> newDictionary() {
+  return CFRef<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+}
+
+/// Sets nothing when there is no dictionary or no value.
+void set(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, CFTypeRef value) {
+  if (dictionary && key && value) CFDictionarySetValue(dictionary.get(), key, value);
+}
+
+void setNumber(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, double value) {
+  const CFRef<CFNumberRef> number(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
+  set(dictionary, key, number.get());
+}
+
+/// The hundredths stand unpadded behind the point, as the records' readers know them: 12.05 s is
+/// 12.5.
+void setTime(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, time_value_t time) {
+  const CFRef<CFStringRef> text =
+      formatText(CFSTR("%d.%d"), time.seconds, time.microseconds / 10'000);
+  if (text) setNumber(dictionary, key, CFStringGetDoubleValue(text.get()));
+}
+
+void merge(const CFRef<CFMutableDictionaryRef>& into,
+           const CFRef<CFMutableDictionaryRef>& dictionary) {
+  if (!dictionary) return;
+  const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary.get()));
+  std::vector<const void*> keys(count);
+  std::vector<const void*> values(count);
+  CFDictionaryGetKeysAndValues(dictionary.get(), keys.data(), values.data());
+  for (size_t i = 0; i < count; ++i) set(into, static_cast<CFStringRef>(keys[i]), values[i]);
+}
+
+CFStringRef runStateText(integer_t state) {
+  switch (state) {
+    case TH_STATE_RUNNING:
+      return CFSTR("running");
+    case TH_STATE_STOPPED:
+      return CFSTR("stopped");
+    case TH_STATE_WAITING:
+      return CFSTR("waiting");
+    case TH_STATE_UNINTERRUPTIBLE:
+      return CFSTR("uninterruptible");
+    case TH_STATE_HALTED:
+      return CFSTR("halted");
+    default:
+      return CFSTR("unknown_state");
+  }
+}
+
+struct Free {
+  void operator()(char* bytes) const { std::free(bytes); }
+};
+
+/// The path that the process's argument area begins with; absent when the area cannot be read.
+CFRef<CFStringRef> copyPath(int32_t pid) {
+  int areaName[] = {CTL_KERN, KERN_ARGMAX};
+  int32_t areaSize = 0;
+  size_t length = sizeof areaSize;
+  if (sysctl(areaName, 2, &areaSize, &length, nullptr, 0) != 0 || areaSize <= 0) return {};
+
+  length = static_cast<size_t>(areaSize);
+  const std::unique_ptr<char, Free> area(static_cast<char*>(std::malloc(length)));
+  int argumentsName[] = {CTL_KERN, KERN_PROCARGS2, pid};
+  if (!area || sysctl(argumentsName, 3, area.get(), &length, nullptr, 0) != 0) return {};
+
+  // The argument count comes first: 256 or more fill its second byte, which then passes for the
+  // path.
+  const char* const end = area.get() + length;
+  const char* const path = std::find_if(std::min<const char*>(area.get() + 1, end), end,
+                                        [](char byte) { return byte != '\0'; });
+  if (path == end) return {};
+  return formatText(CFSTR("%s"), std::string(path, std::find(path, end, '\0')).c_str());
+}
+
+}  // namespace
+
+Processes::Processes() { refreshProcesses(); }
+
+CFMutableDictionaryRef Processes::getCachedProcesses() { return _processes.get(); }
+
+CFMutableDictionaryRef Processes::refreshProcesses() {
+  const MachPort host(mach_host_self());
+  _processes.reset();
+  _processes = newDictionary();
+
+  int ownPid = -1;
+  kern_return_t result = pid_for_task(mach_task_self(), &ownPid);
+  if (result != KERN_SUCCESS) {
+    report("pid_for_task", mach_task_self(), result);
+    return _processes.get();
+  }
+  MachPortArray sets(Ports::kOwned);
+  result = host_processor_sets(host.get(), sets.out(), sets.outCount());
+  if (result != KERN_SUCCESS) {
+    report("host_processor_sets", result);
+    return _processes.get();
+  }
+  for (const processor_set_name_t set : sets.ports()) {
+    if (!addProcesses(host.get(), set, ownPid)) break;
+  }
+  return _processes.get();
+}
+
+bool Processes::addProcesses(uint32_t host, uint32_t set, int32_t ownPid) {
+  MachPort control;
+  kern_return_t result = host_processor_set_priv(host, set, control.out());
+  if (result != KERN_SUCCESS) {
+    report("host_processor_set_priv", result);
+    return false;
+  }
+  MachPortArray tasks(Ports::kOwned);
+  result = processor_set_tasks(control.get(), tasks.out(), tasks.outCount());
+  if (result != KERN_SUCCESS) {
+    report("processor_set_tasks", control.get(), result);
+    return false;
+  }
+  return std::ranges::all_of(tasks.ports(), [&](task_t task) { return addProcess(task, ownPid); });
+}
+
+bool Processes::addProcess(uint32_t task, int32_t ownPid) {
+  int pid = -1;
+  const kern_return_t result = pid_for_task(task, &pid);
+  if (result != KERN_SUCCESS) {
+    report("pid_for_task", task, result);
+    return false;
+  }
+  if (pid == ownPid) return true;
+
+  double usage = 0;
+  const CFRef<CFMutableArrayRef> threads(
+      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+  if (!addThreads(threads.get(), task, &usage)) return false;
+
+  const CFRef<CFMutableDictionaryRef> record = newDictionary();
+  set(record, CFSTR("threads"), threads.get());
+  setNumber(record, CFSTR("total_usage"), usage);
+  merge(record, taskInfoForPID(pid));
+  set(_processes, formatText(CFSTR("%d"), pid).get(), record.get());
+  return true;
+}
+
+bool Processes::addThreads(CFMutableArrayRef records, uint32_t task, double* usage) {
+  MachPortArray threads(Ports::kReleasedByHolder);
+  kern_return_t result = task_threads(task, threads.out(), threads.outCount());
+  if (result != KERN_SUCCESS) {
+    report("task_threads", task, result);
+    return false;
+  }
+  for (const thread_act_t thread : threads.ports()) {
+    const CFRef<CFMutableDictionaryRef> record = threadInfoForPort(thread, usage);
+    if (records && record) CFArrayAppendValue(records, record.get());
+    // Each right after its query, so that a pass never holds the ports of all threads at once.
+    result = mach_port_deallocate(mach_task_self(), thread);
+    if (result != KERN_SUCCESS) {
+      report("mach_port_deallocate", thread, result);
+      return false;
+    }
+  }
+  return true;
+}
+
+CFRef<CFMutableDictionaryRef> Processes::taskInfoForPID(int32_t pid) {
+  CFRef<CFMutableDictionaryRef> info = newDictionary();
+  const CFRef<CFStringRef> path = copyPath(pid);
+  const CFStringRef defaultName = pid == 0 ? CFSTR("kernel_task") : CFSTR("[Unknown Name]");
+  set(info, CFSTR("name"), path ? path.get() : defaultName);
+
+  MachPort task;
+  const kern_return_t result = task_name_for_pid(mach_task_self(), pid, task.out());
+  if (result != KERN_SUCCESS) {
+    report("task_name_for_pid", result);
+    return info;
+  }
+  task_thread_times_info_data_t times{};
+  mach_msg_type_number_t count = TASK_THREAD_TIMES_INFO_COUNT;
+  if (task_info(task.get(), TASK_THREAD_TIMES_INFO, reinterpret_cast<task_info_t>(&times),
+                &count) != KERN_SUCCESS) {
+    return info;
+  }
+  setTime(info, CFSTR("user_time"), times.user_time);
+  setTime(info, CFSTR("system_time"), times.system_time);
+  return info;
+}
+
+CFRef<CFMutableDictionaryRef> Processes::threadInfoForPort(uint32_t port, double* usage) {
+  CFRef<CFMutableDictionaryRef> record = newDictionary();
+  thread_basic_info_data_t thread{};
+  mach_msg_type_number_t count = THREAD_BASIC_INFO_COUNT;
+  const kern_return_t result =
+      thread_info(port, THREAD_BASIC_INFO, reinterpret_cast<thread_info_t>(&thread), &count);
+  if (result != KERN_SUCCESS) {
+    std::printf("thread_info(%d) failed: %s\n", static_cast<int>(port), mach_error_string(result));
+    return record;
+  }
+  const double threadUsage = thread.cpu_usage / 10.0;
+  *usage += threadUsage;
+  setNumber(record, CFSTR("cpu_usage"), threadUsage);
+  set(record, CFSTR("run_state"), runStateText(thread.run_state));
+  // Only the idle bit alone counts: a thread without any flag is labelled as swapped, too.
+  set(record, CFSTR("flags"), thread.flags == TH_FLAGS_IDLE ? CFSTR("idle") : CFSTR("swapped"));
+  setTime(record, CFSTR("user_time"), thread.user_time);
+  setTime(record, CFSTR("system_time"), thread.system_time);
+  return record;
+}
+
+}  // namespace corvane
