@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "controlbits/control_bits.h"
+#include "platform/device_path.h"
 
 namespace corvane::tools {
 namespace {
@@ -25,6 +26,18 @@ void addJsonFlag(CLI::App* command, bool& json) {
 
 void printJson(const nlohmann::ordered_json& value) {
   std::cout << value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+}
+
+CFRef<CFStringRef> textArgument(const std::string& text) {
+  CFRef<CFStringRef> string(
+      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+  if (!string) throw CommandError(kUsage, "'" + text + "' is not UTF-8 text");
+  return string;
+}
+
+void requireUnit() {
+  if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
 }
 
 void requireReady() {

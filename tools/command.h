@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/cf_ref.h"
+
 /// What the command groups share.
 namespace corvane::tools {
 
@@ -42,11 +44,27 @@ void addJsonFlag(CLI::App* command, bool& json);
 /// Prints `value`, indented, to standard output. Bytes that are no UTF-8 show as U+FFFD.
 void printJson(const nlohmann::ordered_json& value);
 
+/// `text` as the library takes it, or throws CommandError when it is no UTF-8.
+CFRef<CFStringRef> textArgument(const std::string& text);
+
+/// Opens the unit, or throws CommandError; the platform has said why on standard error.
+void requireUnit();
+
 /// Gets the data area ready, or throws CommandError; the library has said why on standard error.
 void requireReady();
 
 void addStatusGroup(CLI::App& app);
+void addPoisonGroup(CLI::App& app);
+void addRecordGroup(CLI::App& app);
+void addSyscfgGroup(CLI::App& app);
+/// `inspect`, which needs no unit.
+void addInspectGroup(CLI::App& app);
+void addBootArgsGroup(CLI::App& app);
+/// `facts`.
+void addFactsGroup(CLI::App& app);
 void addLogGroup(CLI::App& app);
+/// `ps`, which needs no unit but to write to its log.
+void addPsGroup(CLI::App& app);
 /// The commands that only the virtual device has; none on the device.
 void addDeviceGroup(CLI::App& app);
 

@@ -14,6 +14,8 @@ using host::VirtualDevice;
 
 const std::map<std::string, bool> kYesNo = {{"yes", true}, {"no", false}};
 
+const std::map<std::string, bool> kPowers = {{"plist", false}, {"host", true}};
+
 /// What a unit can lack, with what takes it away.
 const std::map<std::string, void (*)(UnitFacts&)> kRemovals = {
     {"model", [](UnitFacts& facts) { facts.model.reset(); }},
@@ -43,6 +45,7 @@ struct FactOptions {
   std::optional<std::string> model, bootArgs, build;
   std::optional<int64_t> battery, batteryMax;
   std::optional<bool> externalPower, radio;
+  std::optional<bool> hostPower;
   std::vector<std::string> with, without;
 
   void addTo(CLI::App* command) {
@@ -51,6 +54,11 @@ struct FactOptions {
     command->add_option("--battery-max", batteryMax, "Maximum capacity");
     command->add_option("--external-power", externalPower, "Whether it is connected: yes or no")
         ->transform(CLI::CheckedTransformer(kYesNo));
+    command
+        ->add_option("--power", hostPower,
+                     "Where battery and external power come from: plist (the figures here) or\n"
+                     "host (this machine's own)")
+        ->transform(CLI::CheckedTransformer(kPowers));
     command->add_option("--radio", radio, "Whether there is a Wi-Fi radio: yes or no")
         ->transform(CLI::CheckedTransformer(kYesNo));
     command->add_option("--boot-args", bootArgs, "The boot arguments in NVRAM");
@@ -65,7 +73,7 @@ struct FactOptions {
 
   bool isEmpty() const {
     return !model && !bootArgs && !build && !battery && !batteryMax && !externalPower && !radio &&
-           with.empty() && without.empty();
+           !hostPower && with.empty() && without.empty();
   }
 
   void applyTo(UnitFacts& facts) const {
@@ -75,6 +83,7 @@ struct FactOptions {
     if (batteryMax) facts.maxCapacity = batteryMax;
     if (externalPower) facts.externalPower = externalPower;
     if (battery || batteryMax || externalPower) facts.powerSource = true;
+    if (hostPower) facts.hostPower = *hostPower;
     if (radio) facts.radio = *radio;
     if (bootArgs) facts.bootArgs = bootArgs;
     if (build) facts.buildVersion = build;
@@ -102,6 +111,7 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
           {"battery", orNull(facts.currentCapacity)},
           {"batteryMax", orNull(facts.maxCapacity)},
           {"externalPower", orNull(facts.externalPower)},
+          {"power", facts.hostPower ? "host" : "plist"},
           {"radio", facts.radio},
           {"bootArgs", orNull(facts.bootArgs)},
           {"build", orNull(facts.buildVersion)},

@@ -9,11 +9,10 @@
 #include "platform/device_path.h"
 #include "platform/text.h"
 #include "tools/command.h"
+#include "tools/log_file.h"
 
 namespace corvane::tools {
 namespace {
-
-constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
 
 CFRef<CFStringRef> cfString(const std::string& text) {
   CFRef<CFStringRef> string(
@@ -25,28 +24,6 @@ CFRef<CFStringRef> cfString(const std::string& text) {
 
 CFRef<CFStringRef> cfString(const std::optional<std::string>& text) {
   return text ? cfString(*text) : CFRef<CFStringRef>();
-}
-
-std::uintmax_t logSize(const std::string& file) {
-  std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(file, error);
-  return error ? 0 : size;
-}
-
-bool endsWithWholeLine(const std::string& file) {
-  std::ifstream log(file, std::ios::binary);
-  return log.seekg(-1, std::ios::end) && log.get() == '\n';
-}
-
-/// Runs `write` and sees whether the log grew by whole lines: the library says nothing of a line
-/// that it cannot write, and a disk may be full within one.
-ExitStatus writeToLog(const std::function<void()>& write) {
-  const std::string file = devicePath(kLogFile);
-  if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
-  const std::uintmax_t before = logSize(file);
-  write();
-  if (logSize(file) > before && endsWithWholeLine(file)) return kDone;
-  throw CommandError(kNo, "the line could not be written to " + file);
 }
 
 void addWrite(CLI::App* group) {
@@ -75,6 +52,7 @@ void addWrite(CLI::App* group) {
       } else {
         Log::write(message.get(), testName.get(), options->indentation);
       }
+      return size_t{1};
     });
   });
 }
@@ -102,7 +80,10 @@ void addMessage(CLI::App* group) {
                 << "\n";
       return kDone;
     }
-    return writeToLog([&] { Log::writePalvireMessage(fields.get(), sid.get(), type.get()); });
+    return writeToLog([&] {
+      Log::writePalvireMessage(fields.get(), sid.get(), type.get());
+      return size_t{1};
+    });
   });
 }
 

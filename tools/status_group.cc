@@ -1,63 +1,18 @@
-#include <array>
 #include <iostream>
 #include <optional>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/data_sets.h"
+#include "controlbits/fixed_places.h"
 #include "dataarea/data_area.h"
+#include "dataarea/set_names.h"
 #include "tools/command.h"
+#include "tools/control_bit_text.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
 namespace {
 
 constexpr uint32_t kLastControlBitOffset = 127;
-
-const std::map<std::string, int32_t> kStatusNames = {
-    {"passed", kCorvaneCotnrolBitsPassed},
-    {"incomplete", kCorvaneControlBitsIncompleteTest},
-    {"failed", kCorvaneControlBitsFailed},
-    {"not-tested", kCorvaneControlBitsNotTested}};
-
-const std::map<std::string, int32_t> kCollectionNames = {
-    {"complete", kLogCollectionControlBitsComplete},
-    {"incomplete", kLogCollectionControlBitsIncomplete}};
-
-std::string statusName(uint8_t byte, const std::map<std::string, int32_t>& names) {
-  const auto status = static_cast<int32_t>(testStatusOf(byte));
-  for (const auto& [name, value] : names) {
-    if (value == status) return name;
-  }
-  return "status " + std::to_string(status);
-}
-
-int failCount(uint8_t byte) {
-  int count = 0;
-  while (gFailCountMap[count] != failCountCodeOf(byte)) ++count;
-  return count;
-}
-
-std::string hex(uint8_t byte) {
-  std::array<char, 5> text{};
-  std::snprintf(text.data(), text.size(), "0x%02x", byte);
-  return text.data();
-}
-
-/// What the byte at `offset` is for, where it has a fixed use.
-std::string use(uint32_t offset) {
-  if (offset == kLogCollectionOffset) return "log collection";
-  return offset == kSuiteStatusOffset ? "test suite" : "";
-}
-
-nlohmann::ordered_json toJson(uint32_t offset, uint8_t byte) {
-  nlohmann::ordered_json json = {{"offset", offset},
-                                 {"byte", byte},
-                                 {"status", statusName(byte, kStatusNames)},
-                                 {"failCount", failCount(byte)},
-                                 {"upperBits", byte >> 5}};
-  if (!use(offset).empty()) json["use"] = use(offset);
-  return json;
-}
 
 std::vector<uint8_t> readRange(uint32_t from, uint32_t to) {
   const uint8_t* bytes = nullptr;
@@ -91,9 +46,10 @@ ExitStatus show(const ShowOptions& options) {
   for (uint32_t i = 0; i < bytes.size(); ++i) {
     if (options.written && bytes[i] == 0xFF) continue;
     const uint32_t offset = options.from + i;
-    json.push_back(toJson(offset, bytes[i]));
-    table.addRow({std::to_string(offset), hex(bytes[i]), statusName(bytes[i], kStatusNames),
-                  std::to_string(failCount(bytes[i])), use(offset)});
+    json.push_back(controlBitAsJson(offset, bytes[i]));
+    table.addRow({std::to_string(offset), hexByte(bytes[i]),
+                  statusName(bytes[i], testStatusNames()), std::to_string(failCount(bytes[i])),
+                  useOf(offset)});
   }
   if (options.json) {
     printJson(json);
@@ -105,9 +61,9 @@ ExitStatus show(const ShowOptions& options) {
 
 /// Prints one byte, or how it changed.
 void printByte(uint32_t offset, uint8_t byte, bool json) {
-  if (json) return printJson(toJson(offset, byte));
-  std::cout << "offset " << offset << ": " << hex(byte) << ", " << statusName(byte, kStatusNames)
-            << ", fail count " << failCount(byte) << "\n";
+  if (json) return printJson(controlBitAsJson(offset, byte));
+  std::cout << "offset " << offset << ": " << hexByte(byte) << ", "
+            << statusName(byte, testStatusNames()) << ", fail count " << failCount(byte) << "\n";
 }
 
 /// Runs `write` and sees whether the byte at `offset` became what `change` makes of it. The
@@ -121,8 +77,8 @@ ExitStatus changeByte(uint32_t offset, bool json, const std::function<void()>& w
   const uint8_t byte = readByte(offset);
   printByte(offset, byte, json);
   if (byte == wanted) return kDone;
-  throw CommandError(kNo, "the byte at offset " + std::to_string(offset) + " is " + hex(byte) +
-                              ", wanted " + hex(wanted) + "; see \"corvane log tail\"");
+  throw CommandError(kNo, "the byte at offset " + std::to_string(offset) + " is " + hexByte(byte) +
+                              ", wanted " + hexByte(wanted) + "; see \"corvane log tail\"");
 }
 
 void addShow(CLI::App* group) {
@@ -144,7 +100,7 @@ void addSet(CLI::App* group) {
   CLI::App* set = group->add_subcommand("set", "Write one control-bit byte");
   set->add_option("OFFSET", options->offset, "Where the byte lies")->required();
   set->add_option("--status", options->status, "Test status; left alone when not given")
-      ->transform(CLI::CheckedTransformer(kStatusNames));
+      ->transform(CLI::CheckedTransformer(testStatusNames()));
   set->add_option("--count", options->count, "Fail count; left alone when not given")
       ->check(CLI::Range(0, 7));
   addJsonFlag(set, options->json);
@@ -170,8 +126,7 @@ void addSet(CLI::App* group) {
 
 /// A command on one byte of fixed use: shows it, or writes the status given.
 void addFixedByte(CLI::App* group, const std::string& name, const std::string& about,
-                  uint32_t offset, const std::map<std::string, int32_t>& names,
-                  void (*write)(int32_t status)) {
+                  uint32_t offset, const StatusNames& names, void (*write)(int32_t status)) {
   struct Options {
     std::optional<int32_t> status;
     bool json = false;
@@ -206,9 +161,10 @@ void addStatusGroup(CLI::App& app) {
   addShow(group);
   addSet(group);
   addFixedByte(group, "suite", "Show or write the test suite's byte, at offset 18",
-               kSuiteStatusOffset, kStatusNames, &ControlBits::writeCorvaneStatus);
+               kSuiteStatusOffset, testStatusNames(), &ControlBits::writeCorvaneStatus);
   addFixedByte(group, "log-collection", "Show or write the log-collection byte, at offset 9",
-               kLogCollectionOffset, kCollectionNames, &ControlBits::writeLogCollectionStatus);
+               kLogCollectionOffset, logCollectionStatusNames(),
+               &ControlBits::writeLogCollectionStatus);
 }
 
 }  // namespace corvane::tools

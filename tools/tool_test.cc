@@ -82,12 +82,35 @@ TEST_F(ToolTest, WhatDidNotComeAboutIsAFailure) {
 }
 
 TEST_F(ToolTest, WrongUsageIsRefusedBeforeTheUnitIsTouched) {
-  for (const char* arguments :
-       {"", "nonsense", "status set", "status set x --count 1", "status set 20", "log",
-        "status set 20 --count 8", "status set 20 --status 7", "status suite maybe", "device set",
-        "device set --battery much", "device path var/log", "log message x", "log write",
-        "log write x --raw --test y", "status --from 5 --to 4",
-        "device set --without everything"}) {
+  for (const char* arguments : {"",
+                                "nonsense",
+                                "status set",
+                                "status set x --count 1",
+                                "status set 20",
+                                "log",
+                                "status set 20 --count 8",
+                                "bootargs",
+                                "bootargs add",
+                                "bootargs has ''",
+                                "device set --power mains",
+                                "poison",
+                                "poison set",
+                                "poison set 256",
+                                "record add x",
+                                "record add x --station 256 --result 0",
+                                "record add x --station 1 --result 4",
+                                "record add 'fourteen chars' --station 1 --result 0",
+                                "record add 'caf\xC3\xA9' --station 1 --result 0",
+                                "status set 20 --status 7",
+                                "status suite maybe",
+                                "device set",
+                                "device set --battery much",
+                                "device path var/log",
+                                "log message x",
+                                "log write",
+                                "log write x --raw --test y",
+                                "status --from 5 --to 4",
+                                "device set --without everything"}) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.exitStatus, 2) << arguments;
     EXPECT_NE(outcome.errors, "") << arguments;
@@ -98,8 +121,10 @@ TEST_F(ToolTest, WrongUsageIsRefusedBeforeTheUnitIsTouched) {
 }
 
 TEST_F(ToolTest, EveryCommandTeachesItself) {
-  for (const char* command : {"", "status", "status set", "log", "log write", "log message",
-                              "device", "device init", "device set"}) {
+  for (const char* command :
+       {"", "inspect", "syscfg", "syscfg get", "bootargs", "bootargs add", "facts", "poison",
+        "poison set", "record", "record add", "status", "status set", "log", "log write",
+        "log message", "device", "device init", "device set"}) {
     const Outcome outcome = run(std::string(command) + " --help");
     EXPECT_EQ(outcome.exitStatus, 0) << command;
     EXPECT_NE(outcome.output.find(command[0] ? std::string("corvane ") + command : "corvane"),
@@ -117,6 +142,8 @@ TEST_F(ToolTest, AnUnusableUnitIsNamedAndLeftAlone) {
                                 ": is not a folder\nFailed to get master device port.\n"
                                 "Failed to get master port.\ncorvane: the unit is not ready\n");
   EXPECT_EQ(run("log write x").exitStatus, 3);
+  EXPECT_EQ(run("bootargs show").exitStatus, 3);
+  EXPECT_EQ(run("facts").exitStatus, 3);
   EXPECT_EQ(run("device show").exitStatus, 3);
   EXPECT_EQ(readText(unit()), "a file");
 
@@ -155,6 +182,116 @@ TEST_F(ToolTest, AUnitIsMadeChangedAndShown) {
   EXPECT_EQ(run("device path /var/log/x").output, (unit() / "root/var/log/x").string() + "\n");
 }
 
+TEST_F(ToolTest, FactsSayWhatCannotBeRead) {
+  json facts = json::parse(run("facts --json").output);
+  EXPECT_EQ(facts, json::parse(R"({"model": "T33AP", "build": "1A100", "wifi": true,
+      "compass": true, "gyroscope": true, "baseband": true, "batteryPercent": 80,
+      "externalPower": true, "version": {"ProductBuildVersion": "1A100"}})"));
+  EXPECT_EQ(run("device set --model T34AP --battery 53 --without build").exitStatus, 0);
+  EXPECT_EQ(run("device set --without external-power").exitStatus, 0);
+  const Outcome outcome = run("facts");
+  EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
+  EXPECT_EQ(outcome.output,
+            "FACT            VALUE\n"
+            "model           T34AP\n"
+            "build           (cannot be read)\n"
+            "wifi            yes\n"
+            "compass         yes\n"
+            "gyroscope       no\n"
+            "baseband        no\n"
+            "options         (cannot be read)\n"
+            "batteryPercent  52\n"
+            "externalPower   (cannot be read)\n");
+  EXPECT_EQ(run("device set --without model --without battery").exitStatus, 0);
+  EXPECT_EQ(run("device set --power host").exitStatus, 0);
+  EXPECT_EQ(json::parse(run("device show --json").output)["power"], "host");
+  EXPECT_EQ(run("device set --power plist").exitStatus, 0);
+  facts = json::parse(run("facts --json").output);
+  EXPECT_EQ(facts["model"], nullptr);
+  EXPECT_EQ(facts["batteryPercent"], nullptr);
+  EXPECT_EQ(facts["baseband"], true);
+}
+
+TEST_F(ToolTest, BootArgsAreEditedAndReadBack) {
+  struct Case {
+    std::string arguments;
+    int exitStatus;
+    std::string output, errors;
+  };
+  const std::string cut =
+      "corvane: warning: 'a' occurs within other words, which are cut\n"
+      "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n";
+  const Case cases[] = {
+      {"set 'alpha=1 '", 0, "before: \"serial=1\"\nafter:  \"alpha=1 \"\n", ""},
+      {"set alpha=1", 0, "before: \"alpha=1 \"\nafter:  \"alpha=1\"\n", ""},
+      {"add -- ' -v '", 0, "before: \"alpha=1\"\nafter:  \"alpha=1 -v\"\n", ""},
+      {"add -- -v", 0, "before: \"alpha=1 -v\"\nafter:  \"alpha=1 -v\"\n", ""},
+      {"add ha=1", 1, "",
+       "corvane: nothing is added: 'ha=1' occurs within another word of \"alpha=1 -v\"\n"},
+      {"show", 0, "alpha=1 -v\n", ""},
+      {"has alpha=1", 0, "found\n", ""},
+      {"has alpha", 0, "found within other words only\n", ""},
+      {"has beta", 1, "not found\n", ""},
+      {"remove a", 0, "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n", cut},
+      {"remove -- -v", 0, "before: \"lph=1 -v\"\nafter:  \"lph=1 \"\n", ""},
+      {"remove zeta", 0, "before: \"lph=1 \"\nafter:  \"lph=1 \"\n", ""},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = run("bootargs " + c.arguments);
+    EXPECT_EQ(outcome.exitStatus, c.exitStatus) << c.arguments;
+    EXPECT_EQ(outcome.output, c.output) << c.arguments;
+    EXPECT_EQ(outcome.errors, c.errors) << c.arguments;
+  }
+  EXPECT_EQ(json::parse(run("bootargs show --json").output)["bootArgs"], "lph=1 ");
+}
+
+TEST_F(ToolTest, BootArgsThatDidNotChangeAreAFailure) {
+  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperty", 1);
+  for (const char* change : {"add x", "remove serial=1", "set x"}) {
+    const Outcome outcome = run("bootargs " + std::string(change));
+    EXPECT_EQ(outcome.exitStatus, 1) << change;
+    EXPECT_EQ(outcome.errors,
+              "corvane: the change did not come about: boot-args are \"serial=1\"\n");
+    EXPECT_EQ(outcome.output, "") << change;
+  }
+  ::unsetenv("CORVANE_FAULTS");
+
+  EXPECT_EQ(run("device set --without boot-args").exitStatus, 0);
+  for (const char* command : {"show", "has x", "add x", "remove x"}) {
+    const Outcome outcome = run("bootargs " + std::string(command));
+    EXPECT_EQ(outcome.exitStatus, 1) << command;
+    EXPECT_NE(outcome.errors.find("boot-args are not set"), std::string::npos) << command;
+  }
+  EXPECT_EQ(run("bootargs set x").output, "before: (not set)\nafter:  \"x\"\n");
+}
+
+TEST_F(ToolTest, RecordsAreAddedUntilTheChainIsFullAndListed) {
+  EXPECT_EQ(run("record list --json").output, "[]\n");
+  EXPECT_EQ(run("record add 'thirteen char' --station 12 --result 1").exitStatus, 0);
+  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperties@2", 1);
+  EXPECT_EQ(run("record add lost --station 13 --result 2").exitStatus, 1);
+  ::unsetenv("CORVANE_FAULTS");
+  for (int slot = 1; slot < 20; ++slot) {
+    EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 0) << slot;
+  }
+  EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 1);
+  json records = json::parse(run("record list --json").output);
+  ASSERT_EQ(records.size(), 20u);
+  records[0].erase("time");
+  EXPECT_EQ(records[0], json::parse(R"({"offset": 128, "station": 12, "version": 0, "result": 1,
+                                        "message": "thirteen char"})"));
+}
+
+TEST_F(ToolTest, APoisonByteIsSetAndThenStays) {
+  EXPECT_EQ(run("poison clear 24").output, "offset 24: 0xfc, not poisoned\n");
+  EXPECT_EQ(run("poison set 24").output, "offset 24: 0xfe, poisoned\n");
+  const Outcome outcome = run("poison clear 24");
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_NE(outcome.errors.find("not overwritten"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(json::parse(run("poison show 24 --json").output),
+            json::parse(R"({"offset": 24, "byte": 254, "poisoned": true, "final": true})"));
+}
+
 TEST_F(ToolTest, TheLogIsWrittenAndRead) {
   EXPECT_EQ(run("log tail").exitStatus, 1);
   EXPECT_EQ(run("log write 'closed \"x\"' --test Fixture --indent 1").exitStatus, 0);
@@ -171,6 +308,83 @@ TEST_F(ToolTest, TheLogIsWrittenAndRead) {
   writeText(unit() / "root/private/var/logs/BurnIn/.logsCollected", "");
   EXPECT_EQ(run("log collected").output, "collected (old style)\n");
   EXPECT_EQ(json::parse(run("log collected --json").output)["collected"], true);
+}
+
+TEST_F(ToolTest, ConfigurationKeysAreSetReadListedAndDeleted) {
+  const std::string longer = "a value of more than sixteen bytes";
+  const std::filesystem::path file = _folder.path() / "value";
+  writeText(file, std::string("\0\n\xff", 3));
+  EXPECT_EQ(run("syscfg set OPTS 'serial=3'").exitStatus, 0);
+  EXPECT_EQ(run("syscfg set 0x4b455931 --file " + file.string()).exitStatus, 0);
+  EXPECT_EQ(run("syscfg set LONG '" + longer + "'").exitStatus, 0);
+  EXPECT_EQ(run("syscfg set GONE --hex '01 02'").exitStatus, 0);
+  EXPECT_EQ(run("syscfg del GONE").exitStatus, 0);
+  EXPECT_EQ(run("syscfg list").output,
+            "KEY   KIND      LENGTH  VALUE\n"
+            "OPTS  inline        16  serial=3\n"
+            "KEY1  inline        16  0x000a\n"
+            "LONG  indirect      34  " +
+                longer + "\n");
+  EXPECT_EQ(json::parse(run("syscfg list --json").output)[2]["text"], longer);
+
+  EXPECT_EQ(run("syscfg get LONG").output, longer + "\n");
+  EXPECT_EQ(run("syscfg get KEY1").output, "000affffffffffffffffffffffffffff\n");
+  EXPECT_EQ(run("syscfg get KEY1 --text").output, "\\x00\\x0a\n");
+  EXPECT_EQ(run("syscfg get OPTS --hex").output, "73657269616c3d33ffffffffffffffff\n");
+  EXPECT_EQ(run("syscfg get LONG --out " + file.string()).exitStatus, 0);
+  EXPECT_EQ(readText(file), longer);
+  EXPECT_EQ(run("syscfg dump").output, readText(unit() / "data/VelmoDiagnosticDataSysCfg.bin"));
+  EXPECT_EQ(run("syscfg map").output.substr(0, 16), "     0  HHiixx..");
+  EXPECT_EQ(run("syscfg get GONE").exitStatus, 1);
+}
+
+TEST_F(ToolTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
+  const std::filesystem::path area = unit() / "data/VelmoDiagnosticDataSysCfg.bin";
+  EXPECT_EQ(run("syscfg set OPTS kept").exitStatus, 0);
+  const std::string before = readText(area);
+  const std::filesystem::path big = _folder.path() / "big";
+  writeText(big, std::string(8149, 'x'));
+  for (const std::string& change : {"set OPTS --file " + big.string(), std::string("del GONE")}) {
+    EXPECT_EQ(run("syscfg " + change).exitStatus, 1) << change;
+    EXPECT_EQ(readText(area), before) << change;
+  }
+  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperties", 1);
+  EXPECT_EQ(run("syscfg set OPTS lost").exitStatus, 1);
+  EXPECT_EQ(run("syscfg del OPTS").exitStatus, 1);
+  ::unsetenv("CORVANE_FAULTS");
+
+  writeText(area, "SCfg" + before.substr(4));
+  for (const char* command : {"list", "get OPTS", "set OPTS x", "del OPTS"}) {
+    const Outcome outcome = run(std::string("syscfg ") + command);
+    EXPECT_EQ(outcome.exitStatus, 1) << command;
+    EXPECT_NE(outcome.errors.find("holds no store"), std::string::npos) << command;
+  }
+  EXPECT_EQ(readText(area), "SCfg" + before.substr(4));
+  EXPECT_EQ(run("syscfg set OPTS x --format").exitStatus, 0);
+  EXPECT_EQ(run("syscfg get OPTS").output, "x\n");
+  writeText(area, "short");
+  EXPECT_EQ(run("syscfg list").exitStatus, 3);
+}
+
+TEST_F(ToolTest, ADumpIsInspectedWithoutAUnit) {
+  const std::filesystem::path file = _folder.path() / "dump";
+  EXPECT_EQ(run("inspect " + file.string()).exitStatus, 2);
+  EXPECT_EQ(run("inspect " + _folder.path().string()).exitStatus, 2);
+  writeText(file, std::string(1024, '\xff'));
+  const json dump = json::parse(run("inspect --json " + file.string()).output);
+  EXPECT_EQ(dump["kind"], "control-bit bytes and diagnostic records");
+  writeText(file, std::string(2000000, '\0'));
+  const Outcome outcome = run("inspect " + file.string());
+  EXPECT_EQ(outcome.exitStatus, 1);
+  EXPECT_NE(outcome.output.find("unknown, over 1048576 bytes"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(unit()));
+
+  EXPECT_EQ(run("syscfg set LONG 'more than sixteen bytes'").exitStatus, 0);
+  EXPECT_EQ(run("syscfg dump " + file.string()).exitStatus, 0);
+  EXPECT_EQ(run("inspect --map " + file.string()).exitStatus, 0);
+  writeText(file, readText(file).substr(0, 8180));
+  EXPECT_NE(run("inspect " + file.string()).output.find("  8180     12  missing"),
+            std::string::npos);
 }
 
 TEST_F(ToolTest, TwoToolsOnOneUnitLoseNothingOfEachOther) {

@@ -1,0 +1,37 @@
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "syscfg/area_format.h"
+#include "syscfg/store_script_testing.h"
+
+using corvane::testing::Bytes;
+using corvane::testing::StoreScript;
+namespace area = corvane::area;
+
+/// Input: the area's size, whether it gets a header that passes the checks, its first bytes (the
+/// rest is erased flash), and then a script.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzedDataProvider input(data, size);
+  const auto areaSize = input.ConsumeIntegralInRange<size_t>(0, 1024);
+  const bool isHeaderGiven = input.ConsumeBool();
+  const auto known = input.ConsumeIntegralInRange<size_t>(0, areaSize);
+  Bytes contents = input.ConsumeBytes<uint8_t>(known);
+  contents.resize(areaSize, area::kFreeByte);
+  if (isHeaderGiven && areaSize >= area::kHeaderSize) {
+    auto header = area::load<area::Header>(contents.data());
+    header.magic = area::kMagic;
+    header.reserved = 0;
+    header.areaSize %= static_cast<uint32_t>(areaSize + 1);
+    header.tableEnd %= header.areaSize + 1;
+    area::store(contents.data(), header);
+  }
+  if (const char* wrong = StoreScript(contents).run(input.ConsumeRemainingBytes<uint8_t>())) {
+    std::fprintf(stderr, "%s\n", wrong);
+    std::abort();
+  }
+  return 0;
+}

@@ -1,0 +1,28 @@
+#ifndef CORVANE_TOOLS_BYTE_FILE_H_
+#define CORVANE_TOOLS_BYTE_FILE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace corvane::tools {
+
+struct FileBytes {
+  std::vector<uint8_t> bytes;
+  /// False when the file goes on behind them.
+  bool isWhole;
+};
+
+/// The file's bytes, `limit` at most. Throws CommandError (wrong usage) with the file's name and
+/// the reason when it cannot be read.
+FileBytes readFile(const std::string& path, size_t limit);
+
+/// Puts `bytes` in the place of the file at `path`, which has all of them or is as it was. Throws
+/// CommandError with the file's name and the reason.
+void writeFile(const std::string& path, std::span<const uint8_t> bytes);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_BYTE_FILE_H_

@@ -1,0 +1,33 @@
+#ifndef CORVANE_TOOLS_CONTROL_BIT_TEXT_H_
+#define CORVANE_TOOLS_CONTROL_BIT_TEXT_H_
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+
+/// How the tool names what a control-bit byte holds.
+namespace corvane::tools {
+
+/// Names of a status, as people read and type them, with their values.
+using StatusNames = std::map<std::string, int32_t>;
+const StatusNames& testStatusNames();
+const StatusNames& logCollectionStatusNames();
+
+/// The name among `names` of the byte's status; "status 2" when it has none.
+std::string statusName(uint8_t byte, const StatusNames& names);
+
+/// The fail count, 0 to 7, that the byte's code stands for.
+int failCount(uint8_t byte);
+
+/// "0x0a".
+std::string hexByte(uint8_t byte);
+
+/// What the byte at `offset` is for, where it has a fixed use; else empty.
+std::string useOf(size_t offset);
+
+nlohmann::ordered_json controlBitAsJson(size_t offset, uint8_t byte);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_CONTROL_BIT_TEXT_H_

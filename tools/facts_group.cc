@@ -1,0 +1,119 @@
+#include <iostream>
+#include <optional>
+
+#include "controlbits/control_bits.h"
+#include "device/device.h"
+#include "device/options.h"
+#include "device/power.h"
+#include "platform/registry.h"
+#include "platform/text.h"
+#include "tools/command.h"
+#include "tools/table.h"
+#include "tools/value_text.h"
+
+namespace corvane::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json textOrNull(CFStringRef text) { return text ? Json(utf8Bytes(text)) : Json(); }
+
+Json batteryOrNull() {
+  const int32_t percent = getBatteryCapacity();
+  return percent == -1 ? Json() : Json(percent);
+}
+
+/// Null when no power source tells, of which the library makes a no.
+Json externalPowerOrNull() {
+  const IOObject source = firstService("IOPMPowerSource");
+  if (!source || !copyProperty(source, CFSTR("ExternalConnected"))) return {};
+  return externalPowerConnected();
+}
+
+Json optionsOrNull() {
+  const std::optional<std::string> options = readOptions();
+  if (!options) return {};
+  const std::string text = options->substr(0, options->find('\0'));
+  const std::vector<uint8_t> bytes(text.begin(), text.end());
+  return isPlainText(bytes) ? text : escapedText(bytes);
+}
+
+/// The version file's entries, each as text; null when it cannot be read.
+Json versionOrNull() {
+  const CFDictionaryRef version = Device::sharedInstance()->versionDict();
+  if (!version) return {};
+  const auto count = static_cast<size_t>(CFDictionaryGetCount(version));
+  std::vector<const void*> keys(count), values(count);
+  CFDictionaryGetKeysAndValues(version, keys.data(), values.data());
+  Json entries = Json::object();
+  for (size_t i = 0; i < count; ++i) {
+    entries[utf8Bytes(static_cast<CFStringRef>(keys[i]))] =
+        utf8Bytes(formatText(CFSTR("%@"), values[i]).get());
+  }
+  return entries;
+}
+
+Json facts() {
+  const Json model = textOrNull(Device::sharedInstance()->deviceName());
+  Json facts = {{"model", model},
+                {"build", textOrNull(Device::productBuildVersion())},
+                {"wifi", Device::hasWiFi()},
+                {"compass", Device::hasCompass()},
+                {"gyroscope", Device::hasGyro()},
+                {"baseband", Device::hasBaseband()}};
+  if (model.is_string() && model.get<std::string>().starts_with(kModelWithOptions)) {
+    facts["options"] = optionsOrNull();
+  }
+  facts["batteryPercent"] = batteryOrNull();
+  facts["externalPower"] = externalPowerOrNull();
+  facts["version"] = versionOrNull();
+  return facts;
+}
+
+std::string cell(const Json& value) {
+  if (value.is_null()) return "(cannot be read)";
+  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+void printFacts(const Json& facts) {
+  Table table({{"FACT"}, {"VALUE"}});
+  for (const auto& [name, value] : facts.items()) {
+    if (!value.is_object()) {
+      table.addRow({name, cell(value)});
+      continue;
+    }
+    for (const auto& [key, text] : value.items()) {
+      table.addRow({CLI::detail::join(std::vector{name, key}, " "), cell(text)});
+    }
+  }
+  table.print(std::cout);
+  if (facts["model"].is_null()) {
+    std::cout << "Without a model's name, what the device carries is what an unknown model does.\n";
+  }
+}
+
+}  // namespace
+
+void addFactsGroup(CLI::App& app) {
+  const auto json = std::make_shared<bool>(false);
+  CLI::App* command = app.add_subcommand(
+      "facts", "Tell what device this is, what it carries and how it is powered");
+  addJsonFlag(command, *json);
+  command->footer(
+      "Example:\n  corvane facts --json\n\n"
+      "What cannot be read is null in JSON. A unit without its data area can say nothing of the\n"
+      "options that some models' baseband depends on, and then has none.");
+  runs(command, [=] {
+    requireUnit();
+    const Json found = facts();
+    if (*json) {
+      printJson(found);
+    } else {
+      printFacts(found);
+    }
+    return kDone;
+  });
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "tools/area_view.h"
+#include "tools/byte_file.h"
+#include "tools/command.h"
+#include "tools/control_bit_text.h"
+#include "tools/dump_inspector.h"
+#include "tools/record_text.h"
+#include "tools/table.h"
+
+namespace corvane::tools {
+namespace {
+
+/// Far above the size of any data set.
+constexpr size_t kLimit = size_t{1} << 20;
+
+struct Options {
+  std::string file;
+  std::optional<int> timeBits;
+  bool map = false;
+  bool json = false;
+};
+
+std::string kindName(DumpKind kind) {
+  switch (kind) {
+    case DumpKind::kConfiguration:
+      return "configuration area";
+    case DumpKind::kDiagnosticData:
+      return "control-bit bytes and diagnostic records";
+    case DumpKind::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+nlohmann::ordered_json diagnosticDataAsJson(const DiagnosticReport& report) {
+  nlohmann::ordered_json controlBits = nlohmann::ordered_json::array();
+  for (const auto& [offset, byte] : report.controlBits) {
+    controlBits.push_back(controlBitAsJson(offset, byte));
+  }
+  nlohmann::ordered_json records = nlohmann::ordered_json::array();
+  for (const RecordLine& record : report.records) {
+    records.push_back(recordAsJson(record));
+  }
+  return {{"controlBits", controlBits}, {"timeBits", report.timeBits}, {"records", records}};
+}
+
+nlohmann::ordered_json dumpAsJson(const Options& options, const FileBytes& file, const Dump& dump) {
+  nlohmann::ordered_json json = {{"file", options.file},
+                                 {"size", file.bytes.size()},
+                                 {"isWhole", file.isWhole},
+                                 {"kind", kindName(dump.kind)},
+                                 {"reason", dump.reason}};
+  if (dump.area) json.update(areaAsJson(*dump.area, std::span(file.bytes).first(dump.areaSize)));
+  if (dump.diagnosticData) json.update(diagnosticDataAsJson(*dump.diagnosticData));
+  json["damages"] = findingsAsJson(dump.damages);
+  return json;
+}
+
+void printArea(const Dump& dump, std::span<const uint8_t> area, bool withMap) {
+  const AreaReport& report = *dump.area;
+  std::cout << "\n";
+  for (const HeaderCheckResult& check : report.checks) {
+    std::cout << (check.holds ? "  yes  " : "  NO   ") << check.condition << "\n";
+  }
+  const auto found = std::ranges::count_if(report.entries, &AreaEntry::isFound);
+  std::cout << "\nA unit "
+            << (report.isHeaderSound ? "finds " + std::to_string(found) + " of " +
+                                           std::to_string(report.entries.size()) + " entries"
+                                     : "takes it for an empty store, which its next change keeps")
+            << ".\n\n";
+  if (!report.entries.empty()) printEntries(std::cout, report, area);
+  if (withMap) {
+    std::cout << "\n";
+    printMap(std::cout, report, area, isColouredOutput());
+  }
+}
+
+void printDiagnosticData(const DiagnosticReport& report) {
+  std::cout << "\n";
+  Table bytes(
+      {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
+  for (const auto& [offset, byte] : report.controlBits) {
+    bytes.addRow({std::to_string(offset), hexByte(byte), statusName(byte, testStatusNames()),
+                  std::to_string(failCount(byte)), useOf(offset)});
+  }
+  if (report.controlBits.empty()) {
+    std::cout << "No control-bit byte was written.\n";
+  } else {
+    bytes.print(std::cout);
+  }
+
+  std::cout << "\n"
+            << report.records.size() << " diagnostic "
+            << (report.records.size() == 1 ? "record" : "records") << " (times of "
+            << report.timeBits << " bits)\n";
+  if (!report.records.empty()) printRecords(std::cout, report.records);
+}
+
+ExitStatus inspect(const Options& options) {
+  const FileBytes file = readFile(options.file, kLimit);
+  const Dump dump = inspectDump(file.bytes, options.timeBits);
+  const bool isGood = dump.kind != DumpKind::kUnknown && dump.damages.empty();
+  if (options.json) {
+    printJson(dumpAsJson(options, file, dump));
+    return isGood ? kDone : kNo;
+  }
+
+  std::cout << options.file << ": " << kindName(dump.kind) << ", " << (file.isWhole ? "" : "over ")
+            << file.bytes.size() << " bytes: " << dump.reason << "\n";
+  if (dump.area) printArea(dump, std::span(file.bytes).first(dump.areaSize), options.map);
+  if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
+  if (!dump.damages.empty()) {
+    std::cout << "\n";
+    printFindings(std::cout, dump.damages);
+  } else if (isGood) {
+    std::cout << "\nNo damage was found.\n";
+  }
+  return isGood ? kDone : kNo;
+}
+
+}  // namespace
+
+void addInspectGroup(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand(
+      "inspect", "Tell what a raw dump of a unit's data set holds, and what of it is damaged");
+  command->add_option("FILE", options->file, "The dump")->required();
+  command
+      ->add_option("--time-bits", options->timeBits,
+                   "Width of the unit's time values, 32 or 64; found out when not given")
+      ->check(CLI::IsMember({32, 64}));
+  command->add_flag("--map", options->map, "Draw a configuration area's map too");
+  addJsonFlag(command, options->json);
+  command->footer(
+      "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"
+      "cannot be read.\n"
+      "Example:\n  corvane inspect unit-4711.bin --map");
+  runs(command, [=] { return inspect(*options); });
+}
+
+}  // namespace corvane::tools
