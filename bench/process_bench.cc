@@ -1,0 +1,160 @@
+#include <fcntl.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include "bench/pairs.h"
+#include "bench/thread_farm.h"
+#include "processes/processes.h"
+
+namespace corvane::bench {
+namespace {
+
+constexpr size_t kThreads = 5'000;
+constexpr size_t kFewThreads = 1'000;
+constexpr size_t kManyThreads = 20'000;
+constexpr size_t kMostHeapOfAThread = 1024;
+
+/// Keeps the sampler's messages about processes that exit meanwhile out of the table.
+class Silence {
+ public:
+  Silence() : _standardOutput(dup(STDOUT_FILENO)) {
+    std::fflush(stdout);
+    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nothing, STDOUT_FILENO);
+    close(nothing);
+  }
+  ~Silence() {
+    std::fflush(stdout);
+    dup2(_standardOutput, STDOUT_FILENO);
+    close(_standardOutput);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  int _standardOutput;
+};
+
+size_t threadsIn(CFDictionaryRef snapshot) {
+  std::vector<const void*> records(static_cast<size_t>(CFDictionaryGetCount(snapshot)));
+  CFDictionaryGetKeysAndValues(snapshot, nullptr, records.data());
+  size_t threads = 0;
+  for (const void* record : records) {
+    const void* list = CFDictionaryGetValue(static_cast<CFDictionaryRef>(record), CFSTR("threads"));
+    threads += static_cast<size_t>(CFArrayGetCount(static_cast<CFArrayRef>(list)));
+  }
+  return threads;
+}
+
+/// Takes a snapshot that holds the whole farm. A process that exits meanwhile ends a pass early:
+/// its time counts, and there is another.
+bool refresh(Processes& processes, const ThreadFarm& farm) {
+  const CFRef<CFStringRef> last(
+      CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, CFSTR("%d"), int{farm.lastProcess()}));
+  for (int attempt = 0; attempt < 20; ++attempt) {
+    if (CFDictionaryContainsKey(processes.refreshProcesses(), last.get())) return true;
+  }
+  return false;
+}
+
+size_t heapInUse() {
+  const struct mallinfo2 heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
+}
+
+/// What a further snapshot takes for each thread.
+bool isHeapWithinBounds(const ThreadFarm& farm) {
+  Processes first;
+  if (!refresh(first, farm)) return false;
+  const size_t before = heapInUse();
+  Processes second;
+  if (!refresh(second, farm)) return false;
+  const size_t heap = (heapInUse() - before) / threadsIn(second.getCachedProcesses());
+  static const int shown =
+      std::fprintf(stderr, "heap of a thread in a snapshot: %zu bytes\n", heap);
+  return shown > 0 && heap <= kMostHeapOfAThread;
+}
+
+void refreshFarm(benchmark::State& state, size_t threads, size_t times) {
+  const Silence silence;
+  const ThreadFarm& sleepers = farm(threads);
+  if (!isHeapWithinBounds(sleepers)) return state.SkipWithError("heap of a snapshot");
+  Processes processes;
+  for (auto _ : state) {
+    for (size_t i = 0; i < times; ++i) {
+      if (!refresh(processes, sleepers)) return state.SkipWithError("refresh");
+    }
+  }
+}
+
+void refreshThreads(benchmark::State& state) { refreshFarm(state, kThreads, 1); }
+
+bool readBare(const std::vector<std::string>& files) {
+  std::array<char, 4096> buffer;
+  bool hasRead = false;
+  for (const std::string& path : files) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) continue;
+    hasRead |= read(file, buffer.data(), buffer.size()) > 0;
+    close(file);
+  }
+  return hasRead;
+}
+
+void readBareFiles(benchmark::State& state) {
+  farm(kThreads);
+  const ProcFiles files = procFiles();
+  for (auto _ : state) {
+    if (!readBare(files.threads) || !readBare(files.arguments)) {
+      return state.SkipWithError("bare read");
+    }
+  }
+}
+
+void listWithPs(benchmark::State& state) {
+  farm(kThreads);
+  for (auto _ : state) {
+    if (std::system("ps -eLo pid,tid,pcpu,stat,time,comm >/dev/null") != 0) {
+      return state.SkipWithError("ps");
+    }
+  }
+}
+
+/// How often a machine with few threads is gone over for each pass over one with many, so that both
+/// sides query the same number of threads, those of the machine itself included.
+struct Passes {
+  size_t few;
+  size_t manyThreads;
+
+  Passes() {
+    farm(0);
+    const size_t others = procFiles().threads.size();
+    const size_t fewInAll = kFewThreads + others;
+    few = (kManyThreads + others + fewInAll / 2) / fewInAll;
+    manyThreads = few * fewInAll - others;
+  }
+};
+
+const Passes& passes() {
+  static const Passes counts;
+  return counts;
+}
+
+void refreshManyThreads(benchmark::State& state) { refreshFarm(state, passes().manyThreads, 1); }
+
+void refreshFewThreadsOften(benchmark::State& state) {
+  refreshFarm(state, kFewThreads, passes().few);
+}
+
+const bool gPairsAdded =
+    addPair({"process-refresh", 1.3, refreshThreads, readBareFiles}) &&
+    addPair({"process-refresh-to-ps", 0.25, refreshThreads, listWithPs}) &&
+    addPair({"process-refresh-growth", 1.15, refreshManyThreads, refreshFewThreadsOften});
+
+}  // namespace
+}  // namespace corvane::bench
