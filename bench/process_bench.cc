@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -106,11 +107,23 @@ bool readBare(const std::vector<std::string>& files) {
   return hasRead;
 }
 
+bool readBareFolders(const std::vector<std::string>& folders) {
+  static std::array<char, size_t{32} * 1024> entries;
+  bool hasRead = false;
+  for (const std::string& path : folders) {
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0) continue;
+    while (getdents64(folder, entries.data(), entries.size()) > 0) hasRead = true;
+    close(folder);
+  }
+  return hasRead;
+}
+
 void readBareFiles(benchmark::State& state) {
   farm(kThreads);
   const ProcFiles files = procFiles();
   for (auto _ : state) {
-    if (!readBare(files.threads) || !readBare(files.arguments)) {
+    if (!readBareFolders(files.folders) || !readBare(files.threads) || !readBare(files.arguments)) {
       return state.SkipWithError("bare read");
     }
   }

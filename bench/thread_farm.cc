@@ -94,10 +94,12 @@ const ThreadFarm& farm(size_t threads) {
 
 ProcFiles procFiles() {
   ProcFiles files;
+  files.folders = {"/proc"};
   for (const std::string& process : numbersIn("/proc")) {
     if (process == std::to_string(getpid())) continue;
     const std::string folder = "/proc/" + process;
     files.arguments.push_back(folder + "/cmdline");
+    files.folders.push_back(folder + "/task");
     for (const std::string& thread : numbersIn(folder + "/task")) {
       files.threads.push_back(folder + "/task/" + thread + "/stat");
     }

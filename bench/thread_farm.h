@@ -30,9 +30,13 @@ class ThreadFarm {
 /// The farm of that size, which takes the place of the one before unless it has the size already.
 const ThreadFarm& farm(size_t threads);
 
-/// The files in /proc that tell of the machine's threads and of the arguments of its processes.
+/// What in /proc tells of the machine's processes and threads, but for the caller's.
 struct ProcFiles {
+  /// The folders that list processes and threads.
+  std::vector<std::string> folders;
+  /// The files with what each thread does.
   std::vector<std::string> threads;
+  /// The files with the arguments of each process.
   std::vector<std::string> arguments;
 };
 ProcFiles procFiles();

@@ -34,8 +34,8 @@ class LiveScreen {
   void leave();
 
   SignalWait _signals;
-  bool _hasKeys;
   termios _keysBefore{};
+  bool _hasKeys;
 };
 
 }  // namespace corvane::tools

@@ -11,6 +11,7 @@
 
 #include "platform/export.h"
 #include "platform/host/faults.h"
+#include "platform/host/file_descriptor.h"
 #include "platform/host/system_log_file.h"
 #include "platform/host/unit/unit_in_use.h"
 #include "platform/text.h"
@@ -33,11 +34,11 @@ std::string entryPrefix() {
 }
 
 void append(const std::string& file, const std::string& entry) {
-  const int log = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-  if (log < 0) return;
+  const corvane::host::FileDescriptor log(
+      open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+  if (!log) return;
   // One call, so that entries of several processes do not mix. A full disk drops the entry.
-  [[maybe_unused]] const ssize_t written = write(log, entry.data(), entry.size());
-  close(log);
+  [[maybe_unused]] const ssize_t written = write(log.get(), entry.data(), entry.size());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -29,6 +30,8 @@ struct Conversion {
   int precision = -1;
   Width argument = Width::kInt;
   char16_t letter = 0;
+
+  bool isPlain() const { return flags.empty() && width == 0 && precision < 0; }
 };
 
 constexpr std::u16string_view kFlags = u"-+ #0'";
@@ -111,7 +114,7 @@ class Formatter {
         return true;
       case u'd':
       case u'i':
-        appendNumber(conversion, "j", nextSigned(conversion.argument));
+        appendSigned(conversion, nextSigned(conversion.argument));
         return true;
       case u'u':
       case u'o':
@@ -191,6 +194,13 @@ class Formatter {
       default:
         return value;
     }
+  }
+
+  void appendSigned(const Conversion& conversion, intmax_t number) {
+    if (!conversion.isPlain()) return appendNumber(conversion, "j", number);
+    std::array<char, 24> digits;
+    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    appendAscii(_out, {digits.data(), end});
   }
 
   template <typename Number>

@@ -48,8 +48,8 @@ std::shared_ptr<Kind> findTask(mach_port_t port) {
   return port == mach_task_self() ? std::make_shared<Task>(getpid()) : findHandle<Kind>(port);
 }
 
-/// An array as the kernel hands one out, with a new port for each of `objects`. vm_deallocate frees
-/// it.
+/// An array as the kernel hands one out, with a new port to the object made for each of `ids`.
+/// vm_deallocate frees it.
 template <typename Ids, typename MakeObject>
 void handOut(const Ids& ids, MakeObject makeObject, mach_port_t** ports,
              mach_msg_type_number_t* count) {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+
 namespace corvane::host {
 namespace {
 
@@ -47,15 +48,18 @@ std::string executablePath(int32_t pid) {
 
 }  // namespace
 
-std::optional<ThreadStat> Machine::readStat(int32_t pid, int32_t thread) const {
+std::optional<ThreadStat> Machine::readStat(int32_t pid, int32_t thread) {
   const auto stat =
       pid == _openPid
           ? readStatFile(_openFolder, IdPath("", thread, "stat"))
           : readStatFile({}, IdPath(pid == kKernelTask ? kProc : IdPath(kProc, pid, "task/").get(),
                                     thread, "stat"));
-  // Another kind of thread has got the id of the one that is asked about, which has gone.
-  if (stat && stat->isKernelThread != (pid == kKernelTask)) return {};
-  return stat;
+  const bool isOfKernel = pid == kKernelTask;
+  if (!stat || stat->isKernelThread == isOfKernel) return stat;
+  // The thread that was asked about has gone, and one of the other kind has got its id.
+  const auto known = _tasks.find(isOfKernel ? thread : pid);
+  if (known != _tasks.end()) known->second.isKernelThread = stat->isKernelThread;
+  return {};
 }
 
 /// The process of that id; null when there is none.

@@ -46,7 +46,7 @@ class Machine : public TaskSource {
   KnownTask* find(int32_t pid);
   bool listProcesses();
   bool listThreads(int32_t pid);
-  std::optional<ThreadStat> readStat(int32_t pid, int32_t thread) const;
+  std::optional<ThreadStat> readStat(int32_t pid, int32_t thread);
   static integer_t usage(const KnownThread& known, const ThreadStat& stat, int64_t now);
 
   std::mutex _mutex;

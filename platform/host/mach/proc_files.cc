@@ -8,29 +8,15 @@
 #include <array>
 #include <charconv>
 #include <climits>
-#include <cstdio>
 #include <cstring>
 
 namespace corvane::host {
 namespace {
 
-/// Of a file that is open for reading; none when it cannot be opened.
-class Descriptor {
- public:
-  Descriptor(int folder, const char* path)
-      : _descriptor(openat(folder, path, O_RDONLY | O_CLOEXEC)) {}
-  ~Descriptor() {
-    if (_descriptor >= 0) close(_descriptor);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return _descriptor; }
-  explicit operator bool() const { return _descriptor >= 0; }
-
- private:
-  int _descriptor;
-};
+/// A file open for reading; none when it cannot be opened.
+FileDescriptor openToRead(int folder, const char* path) {
+  return FileDescriptor(openat(folder, path, O_RDONLY | O_CLOEXEC));
+}
 
 /// Adds the entries of `bytes`, as getdents64 stored them, that are numbers.
 void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
@@ -46,22 +32,20 @@ void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
 
 }  // namespace
 
-IdPath::IdPath(const char* prefix, int32_t id, const char* file) {
-  std::snprintf(_text.data(), _text.size(), "%s%d/%s", prefix, id, file);
+IdPath::IdPath(std::string_view prefix, int32_t id, std::string_view file) {
+  char* at = std::copy(prefix.begin(), prefix.end(), _text.data());
+  at = std::to_chars(at, _text.data() + _text.size(), id).ptr;
+  *at++ = '/';
+  *std::copy(file.begin(), file.end(), at) = '\0';
 }
 
-ProcFolder::ProcFolder(const char* path)
-    : _descriptor(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
-
-ProcFolder::~ProcFolder() {
-  if (_descriptor >= 0) close(_descriptor);
-}
+ProcFolder::ProcFolder(const char* path) : _folder(openToRead(AT_FDCWD, path)) {}
 
 bool ProcFolder::listNumbers(std::vector<int32_t>& ids) const {
   alignas(dirent64) std::array<char, size_t{32} * 1024> entries;
   ids.clear();
   ssize_t size = 0;
-  while ((size = getdents64(_descriptor, entries.data(), entries.size())) > 0) {
+  while ((size = getdents64(_folder.get(), entries.data(), entries.size())) > 0) {
     addNumbers({entries.data(), static_cast<size_t>(size)}, ids);
   }
   std::sort(ids.begin(), ids.end());
@@ -70,7 +54,7 @@ bool ProcFolder::listNumbers(std::vector<int32_t>& ids) const {
 
 std::optional<std::string_view> ProcFolder::readStart(const char* path,
                                                       std::span<char> buffer) const {
-  const Descriptor file(_descriptor, path);
+  const FileDescriptor file = openToRead(_folder.get(), path);
   if (!file) return {};
   const ssize_t size = read(file.get(), buffer.data(), buffer.size());
   if (size < 0) return {};
@@ -80,7 +64,7 @@ std::optional<std::string_view> ProcFolder::readStart(const char* path,
 std::string readWhole(const char* path) {
   constexpr size_t kStep = 4096;
   std::string bytes;
-  const Descriptor file(AT_FDCWD, path);
+  const FileDescriptor file = openToRead(AT_FDCWD, path);
   if (!file) return bytes;
   for (size_t used = 0;;) {
     bytes.resize(used + std::max(kStep, used));

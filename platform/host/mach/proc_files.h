@@ -7,15 +7,16 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "platform/host/file_descriptor.h"
 
 namespace corvane::host {
 
-/// "PREFIX/ID/FILE", put together without touching the heap.
+/// `prefix`, the id, "/" and `file`: a path in /proc, put together without touching the heap.
 class IdPath {
  public:
-  IdPath(const char* prefix, int32_t id, const char* file);
+  IdPath(std::string_view prefix, int32_t id, std::string_view file);
 
   const char* get() const { return _text.data(); }
 
@@ -29,12 +30,6 @@ class ProcFolder {
  public:
   ProcFolder() = default;
   explicit ProcFolder(const char* path);
-  ProcFolder(ProcFolder&& other) noexcept : _descriptor(std::exchange(other._descriptor, -1)) {}
-  ProcFolder& operator=(ProcFolder&& other) noexcept {
-    std::swap(_descriptor, other._descriptor);
-    return *this;
-  }
-  ~ProcFolder();
 
   /// Replaces `ids` by the entries that are numbers, in rising order. False when the folder cannot
   /// be read.
@@ -45,7 +40,7 @@ class ProcFolder {
   std::optional<std::string_view> readStart(const char* path, std::span<char> buffer) const;
 
  private:
-  int _descriptor = -1;
+  FileDescriptor _folder;
 };
 
 /// The whole file; empty when it cannot be read.

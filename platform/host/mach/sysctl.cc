@@ -11,7 +11,6 @@
 
 using corvane::host::Call;
 using corvane::host::failing;
-using corvane::host::TaskSource;
 using corvane::host::taskSource;
 
 namespace {

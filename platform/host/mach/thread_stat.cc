@@ -3,6 +3,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 
 namespace corvane::host {
@@ -12,6 +13,14 @@ constexpr uint64_t kKernelThreadFlag = 0x00200000;
 
 /// Where the fields stand, as /proc's manual counts them.
 constexpr int kState = 3, kFlags = 9, kUserTime = 14, kSystemTime = 15, kStartTime = 22;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+uint64_t number(const char* digits, const char* end) {
+  uint64_t value = 0;
+  std::from_chars(digits, end, value);
+  return value;
+}
 
 }  // namespace
 
@@ -25,15 +34,14 @@ std::optional<ThreadStat> parseThreadStat(std::string_view line) {
   stat.state = nameEnd[2];
   const char* at = nameEnd + 3;
   for (int field = kState + 1; field <= kStartTime; ++field) {
-    while (at < end && (*at == ' ' || *at == '-')) ++at;
-    uint64_t value = 0;
-    const auto [next, error] = std::from_chars(at, end, value);
-    if (error != std::errc()) return {};
-    at = next;
-    if (field == kFlags) stat.isKernelThread = (value & kKernelThreadFlag) != 0;
-    if (field == kUserTime) stat.userTicks = value;
-    if (field == kSystemTime) stat.systemTicks = value;
-    if (field == kStartTime) stat.startTicks = value;
+    at = std::find_if(at, end, isDigit);
+    const char* const start = at;
+    at = std::find_if_not(at, end, isDigit);
+    if (at == start) return {};
+    if (field == kFlags) stat.isKernelThread = (number(start, at) & kKernelThreadFlag) != 0;
+    if (field == kUserTime) stat.userTicks = number(start, at);
+    if (field == kSystemTime) stat.systemTicks = number(start, at);
+    if (field == kStartTime) stat.startTicks = number(start, at);
   }
   return stat;
 }

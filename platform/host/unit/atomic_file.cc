@@ -14,23 +14,9 @@ namespace {
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
-/// Owns a file descriptor.
-class File {
- public:
-  File(const std::string& path, int flags)
-      : _descriptor(::open(path.c_str(), flags | O_CLOEXEC, 0666)) {}
-  ~File() {
-    if (_descriptor >= 0) ::close(_descriptor);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-
-  int descriptor() const { return _descriptor; }
-  explicit operator bool() const { return _descriptor >= 0; }
-
- private:
-  int _descriptor;
-};
+FileDescriptor openFile(const std::string& path, int flags) {
+  return FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC, 0666));
+}
 
 void stepDone(const char* step) {
   if (gReplaceStepDone) gReplaceStepDone(step);
@@ -49,16 +35,16 @@ std::error_code writeAll(int descriptor, std::span<const uint8_t> bytes) {
 /// Writes the new contents beside the file, with the file's permissions when there is one.
 std::error_code writeBeside(const std::filesystem::path& file, const std::filesystem::path& beside,
                             std::span<const uint8_t> contents, Durability durability) {
-  const File output(beside, O_WRONLY | O_CREAT | O_TRUNC);
+  const FileDescriptor output = openFile(beside, O_WRONLY | O_CREAT | O_TRUNC);
   if (!output) return lastError();
   struct stat old {};
-  if (::stat(file.c_str(), &old) == 0 && ::fchmod(output.descriptor(), old.st_mode & 07777) != 0) {
+  if (::stat(file.c_str(), &old) == 0 && ::fchmod(output.get(), old.st_mode & 07777) != 0) {
     return lastError();
   }
   stepDone("created");
-  if (const std::error_code error = writeAll(output.descriptor(), contents)) return error;
+  if (const std::error_code error = writeAll(output.get(), contents)) return error;
   stepDone("written");
-  if (durability == Durability::kDurable && ::fsync(output.descriptor()) != 0) return lastError();
+  if (durability == Durability::kDurable && ::fsync(output.get()) != 0) return lastError();
   stepDone("synced");
   return {};
 }
@@ -68,9 +54,9 @@ std::error_code writeBeside(const std::filesystem::path& file, const std::filesy
 void (*gReplaceStepDone)(const char* step) = nullptr;
 
 CFRef<CFMutableDataRef> readFile(const std::string& file, std::error_code& error) {
-  const File input(file, O_RDONLY);
+  const FileDescriptor input = openFile(file, O_RDONLY);
   struct stat facts {};
-  if (!input || ::fstat(input.descriptor(), &facts) != 0) {
+  if (!input || ::fstat(input.get(), &facts) != 0) {
     error = lastError();
     return {};
   }
@@ -78,7 +64,7 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, std::error_code& error
   CFDataSetLength(data.get(), facts.st_size);
   CFIndex filled = 0;
   while (filled < facts.st_size) {
-    const ssize_t count = ::read(input.descriptor(), CFDataGetMutableBytePtr(data.get()) + filled,
+    const ssize_t count = ::read(input.get(), CFDataGetMutableBytePtr(data.get()) + filled,
                                  static_cast<size_t>(facts.st_size - filled));
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
@@ -93,8 +79,8 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, std::error_code& error
 }
 
 std::error_code syncFolder(const std::filesystem::path& folder) {
-  const File directory(folder, O_RDONLY | O_DIRECTORY);
-  if (!directory || ::fsync(directory.descriptor()) != 0) return lastError();
+  const FileDescriptor directory = openFile(folder, O_RDONLY | O_DIRECTORY);
+  if (!directory || ::fsync(directory.get()) != 0) return lastError();
   return {};
 }
 
@@ -119,19 +105,14 @@ std::error_code replaceFile(const std::filesystem::path& file, std::span<const u
 
 FolderLock::FolderLock(const std::filesystem::path& folder) {
   const std::filesystem::path name = folder / ".lock";
-  _file = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  int locked = _file;
-  if (_file >= 0) {
+  _file = openFile(name, O_RDWR | O_CREAT);
+  int locked = _file ? 0 : -1;
+  if (_file) {
     do {
-      locked = ::flock(_file, LOCK_EX);
+      locked = ::flock(_file.get(), LOCK_EX);
     } while (locked != 0 && errno == EINTR);
   }
-  if (locked >= 0) return;
-  const std::error_code error = lastError();
-  if (_file >= 0) ::close(_file);
-  throw DeviceError(name.string() + ": " + error.message());
+  if (locked != 0) throw DeviceError(name.string() + ": " + lastError().message());
 }
-
-FolderLock::~FolderLock() { ::close(_file); }
 
 }  // namespace corvane::host

@@ -9,6 +9,7 @@
 
 #include "platform/cf_ref.h"
 #include "platform/export.h"
+#include "platform/host/file_descriptor.h"
 
 namespace corvane::host {
 
@@ -35,12 +36,9 @@ class FolderLock {
  public:
   /// Waits for the lock of the unit in `folder`; throws DeviceError when there can be none.
   explicit FolderLock(const std::filesystem::path& folder);
-  ~FolderLock();
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
 
  private:
-  int _file;
+  FileDescriptor _file;
 };
 
 }  // namespace corvane::host
