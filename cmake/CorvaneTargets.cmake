@@ -25,10 +25,6 @@ target_include_directories(
   corvane PRIVATE ${PROJECT_SOURCE_DIR}
   INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
-# Templates of the standard library are instantiated with default visibility; they stay inside.
-file(WRITE ${PROJECT_BINARY_DIR}/corvane.map "{ local: _ZNS*; _ZNKS*; _ZS*; _ZT?S*; };\n")
-target_link_options(corvane PRIVATE -Wl,--version-script=${PROJECT_BINARY_DIR}/corvane.map)
-
 # corvane_headers(bits.h ...): headers of this folder that a program may include.
 function(corvane_headers)
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
