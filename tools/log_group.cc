@@ -14,18 +14,6 @@
 namespace corvane::tools {
 namespace {
 
-CFRef<CFStringRef> cfString(const std::string& text) {
-  CFRef<CFStringRef> string(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
-  if (!string) throw CommandError(kUsage, "'" + text + "' is not UTF-8 text");
-  return string;
-}
-
-CFRef<CFStringRef> cfString(const std::optional<std::string>& text) {
-  return text ? cfString(*text) : CFRef<CFStringRef>();
-}
-
 void addWrite(CLI::App* group) {
   struct Options {
     std::string message;
@@ -44,8 +32,8 @@ void addWrite(CLI::App* group) {
       ->excludes(indent);
   command->footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
   runs(command, [=] {
-    const auto message = cfString(options->message);
-    const auto testName = cfString(options->test);
+    const auto message = textArgument(options->message);
+    const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
     return writeToLog([&] {
       if (options->raw) {
         Log::write(message.get());
@@ -72,9 +60,9 @@ void addMessage(CLI::App* group) {
   command->footer(
       "Example:\n  corvane log message --sid UNIT-42 --type status 'result=\"pass\",code=\"0\"'");
   runs(command, [=] {
-    const auto fields = cfString(options->fields);
-    const auto sid = cfString(options->sid);
-    const auto type = cfString(options->type);
+    const auto fields = textArgument(options->fields);
+    const auto sid = textArgument(options->sid);
+    const auto type = textArgument(options->type);
     if (options->print) {
       std::cout << utf8Bytes(Log::formatPalvireMessage(fields.get(), sid.get(), type.get()).get())
                 << "\n";
@@ -150,7 +138,7 @@ void addCollected(CLI::App* group) {
   addJsonFlag(command, *json);
   command->footer("Exit status: 0 when they were, 1 when not.");
   runs(command, [=] {
-    if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
+    requireUnit();
     const bool collected = logsCollected();
     const char* style = newLogCollection() ? "new" : "old";
     if (*json) {
