@@ -4,7 +4,7 @@
 #include <random>
 
 #include "controlbits/data_set_records.h"
-#include "controlbits/record_script_testing.h"
+#include "controlbits/testing/record_script.h"
 #include "dataarea/data_area.h"
 #include "testing/unit_test.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tools/dump_inspector.h"
+#include "tools/inspect/dump_inspector.h"
 
 /// Input: a dump. Whatever it is, the inspector answers, and damage lies inside the dump or is
 /// missing from it.

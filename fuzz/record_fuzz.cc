@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "controlbits/record_script_testing.h"
+#include "controlbits/testing/record_script.h"
 
 using corvane::testing::Bytes;
 using corvane::testing::runRecordScript;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "syscfg/area_format.h"
-#include "syscfg/store_script_testing.h"
+#include "syscfg/testing/store_script.h"
 
 using corvane::testing::Bytes;
 using corvane::testing::StoreScript;

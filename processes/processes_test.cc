@@ -3,7 +3,7 @@
 #include <functional>
 #include <set>
 
-#include "processes/scripted_kernel_testing.h"
+#include "host/mach/testing/scripted_kernel.h"
 #include "testing/unit_test.h"
 
 namespace corvane {

@@ -1,6 +1,6 @@
+#include "host/mach/testing/scripted_kernel.h"
 #include "processes/numeric_compare.h"
 #include "processes/processes.h"
-#include "processes/scripted_kernel_testing.h"
 #include "testing/unit_test.h"
 
 namespace corvane {

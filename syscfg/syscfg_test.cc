@@ -9,9 +9,9 @@
 #include <random>
 #include <vector>
 
-#include "syscfg/memory_area_testing.h"
-#include "syscfg/store_model_testing.h"
-#include "syscfg/store_script_testing.h"
+#include "syscfg/testing/memory_area.h"
+#include "syscfg/testing/store_model.h"
+#include "syscfg/testing/store_script.h"
 
 namespace corvane::testing {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "host/virtual_device.h"
 #include "platform/cf_ref.h"
-#include "platform/host/virtual_device.h"
 
 namespace corvane::testing {
 

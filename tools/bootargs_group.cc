@@ -4,7 +4,7 @@
 #include "bootargs/boot_args.h"
 #include "platform/text.h"
 #include "tools/command.h"
-#include "tools/value_text.h"
+#include "tools/inspect/value_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -70,13 +70,13 @@ void print(const Change& change, bool json) {
 }
 
 [[noreturn]] void failUnwritten(const std::optional<std::string>& after) {
-  throw CommandError(kNo, "the change did not come about: boot-args are " + shown(after));
+  throw CommandError(kFailed, "the change did not come about: boot-args are " + shown(after));
 }
 
 ExitStatus show(bool json) {
   const auto value = currentValue();
   if (json) printJson({{"bootArgs", asJson(value)}});
-  if (!value) throw CommandError(kNo, kNotSet);
+  if (!value) throw CommandError(kFailed, kNotSet);
   if (!json) std::cout << *value << "\n";
   return kDone;
 }
@@ -90,22 +90,22 @@ ExitStatus has(const std::string& word, bool json) {
   } else if (value) {
     std::cout << (asWord ? "found\n" : found ? "found within other words only\n" : "not found\n");
   }
-  if (!value) throw CommandError(kNo, kNotSet);
-  return found ? kDone : kNo;
+  if (!value) throw CommandError(kFailed, kNotSet);
+  return found ? kDone : kFailed;
 }
 
 ExitStatus add(const std::string& argument, bool json) {
   const auto before = currentValue();
   if (!before) {
-    throw CommandError(
-        kNo, std::string(kNotSet) + "; adding never creates them, \"corvane bootargs set\" does");
+    throw CommandError(kFailed, std::string(kNotSet) +
+                                    "; adding never creates them, \"corvane bootargs set\" does");
   }
   const std::string word = withoutBlanksAround(argument);
   if (word.empty()) throw CommandError(kUsage, "the word is blank");
   const Occurrences found = occurrencesOf(word, *before);
   if (found.withinWords && !found.asWord) {
     throw CommandError(
-        kNo, "nothing is added: '" + word + "' occurs within another word of " + shown(before));
+        kFailed, "nothing is added: '" + word + "' occurs within another word of " + shown(before));
   }
   addBootArg(textArgument(word).get());
   const auto after = currentValue();
@@ -116,7 +116,7 @@ ExitStatus add(const std::string& argument, bool json) {
 
 ExitStatus remove(const std::string& argument, bool json) {
   const auto before = currentValue();
-  if (!before) throw CommandError(kNo, kNotSet);
+  if (!before) throw CommandError(kFailed, kNotSet);
   const auto word = textArgument(argument);
   const std::string wanted =
       utf8Bytes(replacingText(textArgument(*before).get(), word.get(), CFSTR("")).get());
@@ -158,7 +158,7 @@ CLI::Option* addCommand(CLI::App* group, const std::string& name, const std::str
   CLI::App* command = group->add_subcommand(name, about);
   addJsonFlag(command, options->json);
   command->footer(footer);
-  runs(command, [=] { return work(options->text, options->json); });
+  setAction(command, [=] { return work(options->text, options->json); });
   return command->add_option(argument, options->text, "Behind \"--\" when it begins with a dash")
       ->required();
 }
@@ -178,7 +178,7 @@ void addBootArgsGroup(CLI::App& app) {
   CLI::App* showCommand = group->add_subcommand("show", "Print the boot arguments");
   addJsonFlag(showCommand, *json);
   showCommand->footer("Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.");
-  runs(showCommand, [=] { return show(*json); });
+  setAction(showCommand, [=] { return show(*json); });
 
   addCommand(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
              "Example:\n  corvane bootargs has debug && echo debugging\n\n"

@@ -49,7 +49,7 @@ FileBytes readFile(const std::string& path, size_t limit) {
 void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
   std::error_code error;
   if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
-    if (!writeTo(path, bytes)) fail(kNo, path);
+    if (!writeTo(path, bytes)) fail(kFailed, path);
     return;
   }
   // Through links, so that a link stays one.
@@ -61,7 +61,7 @@ void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
   const int reason = errno;
   std::filesystem::remove(partial, error);
   errno = reason;
-  fail(kNo, path);
+  fail(kFailed, path);
 }
 
 }  // namespace corvane::tools

@@ -12,7 +12,7 @@ ExitStatus gStatusOfRun = kDone;
 
 }  // namespace
 
-void runs(CLI::App* command, std::function<ExitStatus()> work) {
+void setAction(CLI::App* command, std::function<ExitStatus()> work) {
   command->final_callback([command, work = std::move(work)] {
     if (command->get_subcommands().empty()) gStatusOfRun = work();
   });

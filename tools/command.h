@@ -15,7 +15,7 @@ namespace corvane::tools {
 /// Exit statuses, for scripts.
 enum ExitStatus {
   kDone = 0,
-  kNo = 1,        ///< The answer is no, or what was asked for did not come about.
+  kFailed = 1,    ///< The answer is no, or what was asked for did not come about.
   kUsage = 2,     ///< The command line is wrong.
   kNotReady = 3,  ///< The unit cannot be used.
 };
@@ -33,7 +33,7 @@ class CommandError : public std::runtime_error {
 
 /// Makes `command` run `work` when the command line names it and no command below it. What `work`
 /// returns is the tool's exit status.
-void runs(CLI::App* command, std::function<ExitStatus()> work);
+void setAction(CLI::App* command, std::function<ExitStatus()> work);
 
 /// The exit status of the command that ran.
 ExitStatus statusOfRun();

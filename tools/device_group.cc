@@ -1,7 +1,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "platform/host/virtual_device.h"
+#include "host/virtual_device.h"
 #include "tools/command.h"
 #include "tools/table.h"
 
@@ -152,12 +152,12 @@ void addInit(CLI::App* group) {
   options->addTo(command);
   command->footer(
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
-  runs(command, [=] {
+  setAction(command, [=] {
     return onDevice([&] {
       const std::filesystem::path folder = VirtualDevice::defaultFolder();
       if (std::filesystem::exists(folder / "device.plist")) {
-        throw CommandError(kNo, "there is a unit in " + folder.string() +
-                                    " already; \"corvane device set\" changes it");
+        throw CommandError(kFailed, "there is a unit in " + folder.string() +
+                                        " already; \"corvane device set\" changes it");
       }
       UnitFacts facts;
       options->applyTo(facts);
@@ -175,7 +175,7 @@ void addSet(CLI::App* group) {
       "Examples:\n"
       "  corvane device set --battery 15 --external-power no\n"
       "  corvane device set --without data-area");
-  runs(command, [=] {
+  setAction(command, [=] {
     if (options->isEmpty()) throw CommandError(kUsage, "device set needs something to set");
     return onDevice([&] {
       VirtualDevice unit(VirtualDevice::defaultFolder());
@@ -191,7 +191,7 @@ void addShow(CLI::App* group) {
   const auto json = std::make_shared<bool>(false);
   CLI::App* command = group->add_subcommand("show", "Tell what the unit is");
   addJsonFlag(command, *json);
-  runs(command, [=] {
+  setAction(command, [=] {
     return onDevice([&] {
       const VirtualDevice unit(VirtualDevice::defaultFolder());
       if (*json) {
@@ -210,7 +210,7 @@ void addPath(CLI::App* group) {
       group->add_subcommand("path", "Print where the unit's folder, or a file of it, is");
   command->add_option("FILE", *file, "A file as the device knows it, such as /var/log/system.log");
   command->footer("Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
-  runs(command, [=] {
+  setAction(command, [=] {
     std::filesystem::path path = VirtualDevice::defaultFolder();
     if (!file->empty() && file->front() != '/') {
       throw CommandError(kUsage, "'" + *file + "' is no absolute path on the device");
@@ -224,7 +224,7 @@ void addPath(CLI::App* group) {
 void addReboot(CLI::App* group) {
   CLI::App* command =
       group->add_subcommand("reboot", "Restart the unit: what was not committed is undone");
-  runs(command, [=] {
+  setAction(command, [=] {
     return onDevice([&] {
       VirtualDevice(VirtualDevice::defaultFolder()).reboot();
       return kDone;

@@ -8,8 +8,8 @@
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "tools/command.h"
+#include "tools/inspect/value_text.h"
 #include "tools/table.h"
-#include "tools/value_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -104,7 +104,7 @@ void addFactsGroup(CLI::App& app) {
       "Example:\n  corvane facts --json\n\n"
       "What cannot be read is null in JSON. A unit without its data area can say nothing of the\n"
       "options that some models' baseband depends on, and then has none.");
-  runs(command, [=] {
+  setAction(command, [=] {
     requireUnit();
     const Json found = facts();
     if (*json) {

@@ -3,12 +3,12 @@
 #include <memory>
 #include <optional>
 
-#include "tools/area_view.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"
-#include "tools/dump_inspector.h"
-#include "tools/record_text.h"
+#include "tools/inspect/area_view.h"
+#include "tools/inspect/dump_inspector.h"
+#include "tools/inspect/record_text.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -106,7 +106,7 @@ ExitStatus inspect(const Options& options) {
   const bool isGood = dump.kind != DumpKind::kUnknown && dump.damages.empty();
   if (options.json) {
     printJson(dumpAsJson(options, file, dump));
-    return isGood ? kDone : kNo;
+    return isGood ? kDone : kFailed;
   }
 
   std::cout << options.file << ": " << kindName(dump.kind) << ", " << (file.isWhole ? "" : "over ")
@@ -119,7 +119,7 @@ ExitStatus inspect(const Options& options) {
   } else if (isGood) {
     std::cout << "\nNo damage was found.\n";
   }
-  return isGood ? kDone : kNo;
+  return isGood ? kDone : kFailed;
 }
 
 }  // namespace
@@ -139,7 +139,7 @@ void addInspectGroup(CLI::App& app) {
       "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"
       "cannot be read.\n"
       "Example:\n  corvane inspect unit-4711.bin --map");
-  runs(command, [=] { return inspect(*options); });
+  setAction(command, [=] { return inspect(*options); });
 }
 
 }  // namespace corvane::tools

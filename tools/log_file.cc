@@ -33,8 +33,8 @@ ExitStatus writeToLog(const std::function<size_t()>& write) {
   const std::uintmax_t before = sizeOf(file);
   const size_t lines = write();
   if (linesFrom(file, before) >= lines) return kDone;
-  throw CommandError(kNo, (lines == 1 ? "the line" : "the lines") +
-                              std::string(" could not be written to ") + file);
+  throw CommandError(kFailed, (lines == 1 ? "the line" : "the lines") +
+                                  std::string(" could not be written to ") + file);
 }
 
 }  // namespace corvane::tools

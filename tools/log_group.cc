@@ -31,7 +31,7 @@ void addWrite(CLI::App* group) {
       ->excludes(test)
       ->excludes(indent);
   command->footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
-  runs(command, [=] {
+  setAction(command, [=] {
     const auto message = textArgument(options->message);
     const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
     return writeToLog([&] {
@@ -59,7 +59,7 @@ void addMessage(CLI::App* group) {
   command->add_flag("--print", options->print, "Print the message instead of writing it");
   command->footer(
       "Example:\n  corvane log message --sid UNIT-42 --type status 'result=\"pass\",code=\"0\"'");
-  runs(command, [=] {
+  setAction(command, [=] {
     const auto fields = textArgument(options->fields);
     const auto sid = textArgument(options->sid);
     const auto type = textArgument(options->type);
@@ -99,7 +99,7 @@ bool takeLine(std::ifstream& log, std::string& line) {
 ExitStatus tail(size_t count, bool follow, bool json) {
   const std::string file = devicePath(kLogFile);
   std::ifstream log(file);
-  if (!log && !follow) throw CommandError(kNo, "there is no test log at " + file);
+  if (!log && !follow) throw CommandError(kFailed, "there is no test log at " + file);
 
   std::deque<std::string> last;
   std::string line;
@@ -128,7 +128,7 @@ void addTail(CLI::App* group) {
   command->add_option("-n,--lines", options->count, "How many lines")->capture_default_str();
   command->add_flag("-f,--follow", options->follow, "Go on with each line as it is written");
   command->add_flag("--json", options->json, "Print each line as a JSON string");
-  runs(command, [=] { return tail(options->count, options->follow, options->json); });
+  setAction(command, [=] { return tail(options->count, options->follow, options->json); });
 }
 
 void addCollected(CLI::App* group) {
@@ -137,7 +137,7 @@ void addCollected(CLI::App* group) {
       group->add_subcommand("collected", "Tell whether the device's logs were collected");
   addJsonFlag(command, *json);
   command->footer("Exit status: 0 when they were, 1 when not.");
-  runs(command, [=] {
+  setAction(command, [=] {
     requireUnit();
     const bool collected = logsCollected();
     const char* style = newLogCollection() ? "new" : "old";
@@ -146,7 +146,7 @@ void addCollected(CLI::App* group) {
     } else {
       std::cout << (collected ? "collected" : "not collected") << " (" << style << " style)\n";
     }
-    return collected ? kDone : kNo;
+    return collected ? kDone : kFailed;
   });
 }
 

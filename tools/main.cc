@@ -47,7 +47,7 @@ int run(int argc, char** argv) {
   }
   if (!std::cout.flush()) {
     std::cerr << "corvane: standard output cannot be written\n";
-    return kNo;
+    return kFailed;
   }
   return statusOfRun();
 }
@@ -59,6 +59,6 @@ int main(int argc, char** argv) {
     return run(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << "corvane: " << error.what() << "\n";
-    return corvane::tools::kNo;
+    return corvane::tools::kFailed;
   }
 }

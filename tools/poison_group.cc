@@ -40,14 +40,14 @@ ExitStatus change(uint8_t offset, bool isSet, bool json) {
   const uint8_t before = readByte(offset);
   ControlBits::writePoisonByte(offset, isSet);
   if (isPoisonFinal(offset, before)) {
-    throw CommandError(
-        kNo, place(offset) + " is " + hexByte(before) + ": a failure, which is not overwritten");
+    throw CommandError(kFailed, place(offset) + " is " + hexByte(before) +
+                                    ": a failure, which is not overwritten");
   }
   const uint8_t after = readByte(offset);
   const uint8_t wanted = poisonByte(offset, isSet);
   if (after != wanted) {
-    throw CommandError(kNo, place(offset) + " is " + hexByte(after) + ", wanted " +
-                                hexByte(wanted) + "; see \"corvane log tail\"");
+    throw CommandError(kFailed, place(offset) + " is " + hexByte(after) + ", wanted " +
+                                    hexByte(wanted) + "; see \"corvane log tail\"");
   }
   printByte(offset, after, json);
   return kDone;
@@ -66,7 +66,7 @@ void addCommand(CLI::App* group, const std::string& name, const std::string& abo
       ->check(CLI::Range(0, 255));
   addJsonFlag(command, options->json);
   command->footer("Example:\n  corvane poison " + name + " 24");
-  runs(command, [=] { return work(static_cast<uint8_t>(options->offset), options->json); });
+  setAction(command, [=] { return work(static_cast<uint8_t>(options->offset), options->json); });
 }
 
 }  // namespace

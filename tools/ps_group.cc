@@ -3,12 +3,12 @@
 
 #include "tools/byte_file.h"
 #include "tools/command.h"
-#include "tools/live_screen.h"
 #include "tools/log_file.h"
-#include "tools/process_plot.h"
-#include "tools/process_recording.h"
-#include "tools/process_sample.h"
-#include "tools/process_table.h"
+#include "tools/ps/live_screen.h"
+#include "tools/ps/process_plot.h"
+#include "tools/ps/process_recording.h"
+#include "tools/ps/process_sample.h"
+#include "tools/ps/process_table.h"
 
 namespace corvane::tools {
 namespace {
@@ -51,7 +51,7 @@ ExitStatus print(const Options& options) {
     }
   }
   if (sample.failure.empty()) return kDone;
-  throw CommandError(kNo, "some processes are missing: " + sample.failure);
+  throw CommandError(kFailed, "some processes are missing: " + sample.failure);
 }
 
 /// The line above the live table.
@@ -172,7 +172,7 @@ void addPsGroup(CLI::App& app) {
       "  corvane ps --watch 2\n"
       "  corvane ps --record run.jsonl --for 60 --every 0.5\n"
       "  corvane ps --plot run.jsonl --output run.svg");
-  runs(group, [=] { return run(*options); });
+  setAction(group, [=] { return run(*options); });
 }
 
 }  // namespace corvane::tools

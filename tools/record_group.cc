@@ -6,7 +6,7 @@
 #include "dataarea/data_area.h"
 #include "dataarea/set_names.h"
 #include "tools/command.h"
-#include "tools/record_text.h"
+#include "tools/inspect/record_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -74,7 +74,7 @@ ExitStatus add(const AddOptions& options) {
   const Chain before = readUnitChain();
   if (!ControlBits::writeDiagnosticsRecord(static_cast<uint8_t>(options.station), options.result,
                                            message.get())) {
-    throw CommandError(kNo, "there is no room for a further record; see \"corvane log tail\"");
+    throw CommandError(kFailed, "there is no room for a further record; see \"corvane log tail\"");
   }
 
   const Chain after = readUnitChain();
@@ -91,7 +91,7 @@ ExitStatus add(const AddOptions& options) {
       return kDone;
     }
   }
-  throw CommandError(kNo, "the record does not read back; see \"corvane log tail\"");
+  throw CommandError(kFailed, "the record does not read back; see \"corvane log tail\"");
 }
 
 void addAdd(CLI::App* group) {
@@ -109,7 +109,7 @@ void addAdd(CLI::App* group) {
       ->check(CLI::Range(0, 3));
   addJsonFlag(command, options->json);
   command->footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
-  runs(command, [=] { return add(*options); });
+  setAction(command, [=] { return add(*options); });
 }
 
 void addList(CLI::App* group) {
@@ -117,7 +117,7 @@ void addList(CLI::App* group) {
   CLI::App* command = group->add_subcommand("list", "Print the records, the first one first");
   addJsonFlag(command, *json);
   command->footer("Example:\n  corvane record list --json");
-  runs(command, [=] { return list(*json); });
+  setAction(command, [=] { return list(*json); });
 }
 
 }  // namespace

@@ -77,8 +77,9 @@ ExitStatus changeByte(uint32_t offset, bool json, const std::function<void()>& w
   const uint8_t byte = readByte(offset);
   printByte(offset, byte, json);
   if (byte == wanted) return kDone;
-  throw CommandError(kNo, "the byte at offset " + std::to_string(offset) + " is " + hexByte(byte) +
-                              ", wanted " + hexByte(wanted) + "; see \"corvane log tail\"");
+  throw CommandError(kFailed, "the byte at offset " + std::to_string(offset) + " is " +
+                                  hexByte(byte) + ", wanted " + hexByte(wanted) +
+                                  "; see \"corvane log tail\"");
 }
 
 void addShow(CLI::App* group) {
@@ -87,7 +88,7 @@ void addShow(CLI::App* group) {
   group->add_option("--to", options->to, "Last offset")->capture_default_str();
   group->add_flag("--written", options->written, "Only bytes that are not 0xff");
   addJsonFlag(group, options->json);
-  runs(group, [=] { return show(*options); });
+  setAction(group, [=] { return show(*options); });
 }
 
 void addSet(CLI::App* group) {
@@ -105,7 +106,7 @@ void addSet(CLI::App* group) {
       ->check(CLI::Range(0, 7));
   addJsonFlag(set, options->json);
   set->footer("Example:\n  corvane status set 20 --status failed --count 2");
-  runs(set, [=] {
+  setAction(set, [=] {
     if (!options->status && !options->count) {
       throw CommandError(kUsage, "status set needs --status, --count or both");
     }
@@ -136,7 +137,7 @@ void addFixedByte(CLI::App* group, const std::string& name, const std::string& a
   command->add_option("STATUS", options->status, "What to write; without it the byte is shown")
       ->transform(CLI::CheckedTransformer(names));
   addJsonFlag(command, options->json);
-  runs(command, [=] {
+  setAction(command, [=] {
     if (options->status) {
       return changeByte(
           offset, options->json, [&] { write(*options->status); },

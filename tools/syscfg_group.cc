@@ -6,12 +6,12 @@
 #include <optional>
 
 #include "controlbits/control_bits.h"
-#include "tools/area_report.h"
-#include "tools/area_view.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
+#include "tools/inspect/area_report.h"
+#include "tools/inspect/area_view.h"
+#include "tools/inspect/value_text.h"
 #include "tools/memory_store.h"
-#include "tools/value_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -37,7 +37,7 @@ std::string whyNoStore(const AreaReport& report) {
 }
 
 void requireStore(const AreaReport& report) {
-  if (!report.isHeaderSound) throw CommandError(kNo, whyNoStore(report));
+  if (!report.isHeaderSound) throw CommandError(kFailed, whyNoStore(report));
 }
 
 uint32_t keyOf(const std::string& text) {
@@ -56,14 +56,14 @@ bool hasKey(const MemoryStore& store, uint32_t key) {
 }
 
 CommandError noSuchKey(uint32_t key) {
-  return {kNo,
+  return {kFailed,
           "there is no key " + keyName(key) + "; \"corvane syscfg list\" shows those there are"};
 }
 
 /// The library leaves its failures in the logs only: what counts is what can be read back.
 void requireArea(std::span<const uint8_t> wanted) {
   if (!std::ranges::equal(readArea(), wanted)) {
-    throw CommandError(kNo,
+    throw CommandError(kFailed,
                        "the configuration area does not read back as it should; the system log "
                        "and \"corvane log tail\" say more");
   }
@@ -148,18 +148,18 @@ ExitStatus set(const SetOptions& options) {
       std::ranges::all_of(area, [](uint8_t byte) { return byte == area::kFreeByte; });
   if (!report.isHeaderSound && !isErased && !options.format) {
     throw CommandError(
-        kNo, whyNoStore(report) + "; --format replaces all that it holds with an empty store");
+        kFailed, whyNoStore(report) + "; --format replaces all that it holds with an empty store");
   }
 
   // Tried on a copy first: the library would leave the unit without the key when there is no room.
   const MemoryStore trial(area);
   if (syscfg__add_key(trial.get(), key, value.data(), value.size()) != 0) {
     const AreaReport left = reportOnArea(trial.image());
-    throw CommandError(kNo, "a value of " + std::to_string(value.size()) +
-                                (value.size() == kDeviceAreaSize ? " bytes or more" : " bytes") +
-                                " does not fit: entry and value can have " +
-                                std::to_string(left.freeEnd - left.freeBegin) +
-                                " bytes; nothing was changed");
+    throw CommandError(
+        kFailed, "a value of " + std::to_string(value.size()) +
+                     (value.size() == kDeviceAreaSize ? " bytes or more" : " bytes") +
+                     " does not fit: entry and value can have " +
+                     std::to_string(left.freeEnd - left.freeBegin) + " bytes; nothing was changed");
   }
   ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
   requireArea(trial.image());
@@ -222,7 +222,7 @@ void addList(CLI::App* group) {
   command->footer(
       "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
       "Example:\n  corvane syscfg list --json");
-  runs(command, [=] { return list(*json); });
+  setAction(command, [=] { return list(*json); });
 }
 
 void addGet(CLI::App* group) {
@@ -243,7 +243,7 @@ void addGet(CLI::App* group) {
       "most\n"
       "16 bytes reads back as 16; free bytes (0xff) at their end are no part of the text.\n"
       "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 --out opts.bin");
-  runs(command, [=] { return get(*options); });
+  setAction(command, [=] { return get(*options); });
 }
 
 void addSet(CLI::App* group) {
@@ -261,7 +261,7 @@ void addSet(CLI::App* group) {
       "Examples:\n"
       "  corvane syscfg set OPTS \"serial=3 soak\"\n"
       "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
-  runs(command, [=] { return set(*options); });
+  setAction(command, [=] { return set(*options); });
 }
 
 void addDel(CLI::App* group) {
@@ -269,7 +269,7 @@ void addDel(CLI::App* group) {
   CLI::App* command = group->add_subcommand("del", "Remove a key and its value");
   addKey(command, *key);
   command->footer("Example:\n  corvane syscfg del OPTS");
-  runs(command, [=] { return del(*key); });
+  setAction(command, [=] { return del(*key); });
 }
 
 void addDump(CLI::App* group) {
@@ -277,7 +277,7 @@ void addDump(CLI::App* group) {
   CLI::App* command = group->add_subcommand("dump", "Save the raw area, 8192 bytes");
   command->add_option("FILE", *file, "Where to; without it, standard output");
   command->footer("Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
-  runs(command, [=] { return dump(*file); });
+  setAction(command, [=] { return dump(*file); });
 }
 
 void addMap(CLI::App* group) {
@@ -288,7 +288,7 @@ void addMap(CLI::App* group) {
   command->footer(
       "In colour on a terminal, unless the variable NO_COLOR is set.\n"
       "Example:\n  corvane syscfg map");
-  runs(command, [=] { return map(*json); });
+  setAction(command, [=] { return map(*json); });
 }
 
 }  // namespace

@@ -1,0 +1,28 @@
+#include "host/corefoundation/date.h"
+
+#include <array>
+#include <cmath>
+#include <ctime>
+
+#include "host/corefoundation/description.h"
+
+void __CFDate::appendText(std::u16string& out, corvane::host::Layout) const {
+  // Some 30,000 years; beyond them, and for what is no number, there is no calendar date to show.
+  constexpr CFAbsoluteTime kShown = 1e12;
+  if (!(std::fabs(_at) < kShown)) {
+    out += u"(no date)";
+    return;
+  }
+  const time_t seconds = static_cast<time_t>(std::floor(_at)) + corvane::host::kDateEpoch;
+  tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::array<char, 64> text;
+  const size_t length = strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S +0000", &parts);
+  corvane::host::appendAscii(out, {text.data(), length});
+}
+
+CFTypeID CFDateGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kDate); }
+
+CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) { return new __CFDate(at); }
+
+CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) { return date->at(); }

@@ -1,0 +1,206 @@
+#include "host/corefoundation/dictionary.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+
+#include "host/corefoundation/callbacks.h"
+#include "host/corefoundation/description.h"
+#include "host/faults.h"
+
+using corvane::host::appendAscii;
+using corvane::host::appendElement;
+using corvane::host::Call;
+using corvane::host::injectedFault;
+using corvane::host::Layout;
+
+namespace {
+
+/// Room for the first entries; most dictionaries never need more.
+constexpr size_t kUsualCount = 5;
+/// Up to here walking the entries is as quick as an index.
+constexpr size_t kCountWithoutIndex = 8;
+
+}  // namespace
+
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
+    0, corvane::host::retainValue, corvane::host::releaseValue, CFCopyDescription, CFEqual, CFHash};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
+    0, corvane::host::retainValue, corvane::host::releaseValue, CFCopyDescription, CFEqual};
+
+__CFDictionary::__CFDictionary(const CFDictionaryKeyCallBacks* keyCallBacks,
+                               const CFDictionaryValueCallBacks* valueCallBacks)
+    : _callBacks(corvane::host::interned(
+          CallBacks{keyCallBacks != nullptr ? *keyCallBacks : CFDictionaryKeyCallBacks{},
+                    valueCallBacks != nullptr ? *valueCallBacks : CFDictionaryValueCallBacks{}})) {}
+
+__CFDictionary::~__CFDictionary() {
+  for (const Entry& entry : _entries) {
+    corvane::host::release(_callBacks->key, entry.key);
+    corvane::host::release(_callBacks->value, entry.value);
+  }
+}
+
+bool __CFDictionary::equals(const Object& other) const {
+  const auto& dictionary = static_cast<const __CFDictionary&>(other);
+  if (_entries.size() != dictionary._entries.size()) return false;
+  if (_callBacks->key.equal != dictionary._callBacks->key.equal) return false;
+  if (_callBacks->value.equal != dictionary._callBacks->value.equal) return false;
+  return std::ranges::all_of(_entries, [&](const Entry& entry) {
+    const Entry* same = dictionary.find(entry.key);
+    return same != nullptr && corvane::host::equal(_callBacks->value, entry.value, same->value);
+  });
+}
+
+void __CFDictionary::appendText(std::u16string& out, Layout layout) const {
+  if (layout.lines) {
+    corvane::host::appendHead(out, *this);
+    appendAscii(out, "count = " + std::to_string(_entries.size()));
+  } else {
+    out += u'{';
+  }
+  for (const Entry& entry : _entries) {
+    if (layout.lines) corvane::host::appendLine(out, layout.depth + 1);
+    appendElement(out, entry.key, _callBacks->key.copyDescription, layout);
+    out += u" = ";
+    appendElement(out, entry.value, _callBacks->value.copyDescription, layout);
+    if (!layout.lines) out += u"; ";
+  }
+  if (layout.lines) corvane::host::appendLine(out, layout.depth);
+  out += u'}';
+}
+
+CFHashCode __CFDictionary::keyHash(const void* key) const {
+  return _callBacks->key.hash != nullptr ? _callBacks->key.hash(key)
+                                         : std::hash<const void*>()(key);
+}
+
+size_t __CFDictionary::position(const void* key) const {
+  if (_index == nullptr) {
+    const auto found = std::ranges::find_if(_entries, [&](const Entry& entry) {
+      return corvane::host::equal(_callBacks->key, entry.key, key);
+    });
+    return static_cast<size_t>(found - _entries.begin());
+  }
+  for (auto [at, end] = _index->equal_range(keyHash(key)); at != end; ++at) {
+    if (corvane::host::equal(_callBacks->key, _entries[at->second].key, key)) return at->second;
+  }
+  return _entries.size();
+}
+
+const __CFDictionary::Entry* __CFDictionary::find(const void* key) const {
+  const size_t at = position(key);
+  return at < _entries.size() ? &_entries[at] : nullptr;
+}
+
+void __CFDictionary::reserve(CFIndex capacity) {
+  constexpr CFIndex kMost = 4096;
+  if (capacity > 0) _entries.reserve(static_cast<size_t>(std::min(capacity, kMost)));
+}
+
+void __CFDictionary::append(const void* key, const void* value) {
+  if (_entries.capacity() == 0) _entries.reserve(kUsualCount);
+  _entries.push_back({corvane::host::retained(_callBacks->key, key),
+                      corvane::host::retained(_callBacks->value, value)});
+
+  // Equal keys of different addresses need a hash of their own to meet in an index.
+  const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
+  if (!canIndex || _entries.size() <= kCountWithoutIndex) return;
+  if (_index == nullptr) _index = std::make_unique<Index>();
+  for (size_t at = _index->size(); at < _entries.size(); ++at) {
+    _index->emplace(keyHash(_entries[at].key), at);
+  }
+}
+
+void __CFDictionary::add(const void* key, const void* value) {
+  if (find(key) == nullptr) append(key, value);
+}
+
+void __CFDictionary::set(const void* key, const void* value) {
+  const size_t at = position(key);
+  if (at == _entries.size()) return append(key, value);
+  const void* const old = _entries[at].value;
+  _entries[at].value = corvane::host::retained(_callBacks->value, value);
+  corvane::host::release(_callBacks->value, old);
+}
+
+void __CFDictionary::remove(const void* key) {
+  const size_t at = position(key);
+  if (at == _entries.size()) return;
+  const Entry removed = _entries[at];
+  if (_index != nullptr) dropFromIndex(removed.key, at);
+  _entries.erase(_entries.begin() + static_cast<ptrdiff_t>(at));
+  corvane::host::release(_callBacks->key, removed.key);
+  corvane::host::release(_callBacks->value, removed.value);
+}
+
+void __CFDictionary::dropFromIndex(const void* key, size_t position) {
+  auto [at, end] = _index->equal_range(keyHash(key));
+  _index->erase(std::find_if(at, end, [&](const auto& item) { return item.second == position; }));
+  for (auto& item : *_index) {
+    if (item.second > position) --item.second;
+  }
+}
+
+CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kDictionary); }
+
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values,
+                                   CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
+                                   const CFDictionaryValueCallBacks* valueCallBacks) {
+  auto* dictionary = new __CFDictionary(keyCallBacks, valueCallBacks);
+  dictionary->reserve(count);
+  for (CFIndex index = 0; index < count; ++index) dictionary->add(keys[index], values[index]);
+  return dictionary;
+}
+
+CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacity,
+                                                 const CFDictionaryKeyCallBacks* keyCallBacks,
+                                                 const CFDictionaryValueCallBacks* valueCallBacks) {
+  if (injectedFault(Call::CFDictionaryCreateMutable)) return nullptr;
+  auto* dictionary = new __CFDictionary(keyCallBacks, valueCallBacks);
+  dictionary->reserve(capacity);
+  return dictionary;
+}
+
+CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
+                                                     CFDictionaryRef dictionary) {
+  const auto& callBacks = dictionary->callBacks();
+  auto* copy = new __CFDictionary(&callBacks.key, &callBacks.value);
+  copy->reserve(CFDictionaryGetCount(dictionary));
+  for (const auto& [key, value] : dictionary->entries()) copy->add(key, value);
+  return copy;
+}
+
+CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) {
+  return static_cast<CFIndex>(dictionary->entries().size());
+}
+
+Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
+  return dictionary->find(key) != nullptr;
+}
+
+const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
+  if (injectedFault(Call::CFDictionaryGetValue)) return nullptr;
+  const auto* entry = dictionary->find(key);
+  return entry != nullptr ? entry->value : nullptr;
+}
+
+void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
+                                  const void** values) {
+  for (const auto& [key, value] : dictionary->entries()) {
+    if (keys != nullptr) *keys++ = key;
+    if (values != nullptr) *values++ = value;
+  }
+}
+
+void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+  dictionary->add(key, value);
+}
+
+void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+  dictionary->set(key, value);
+}
+
+void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key) {
+  dictionary->remove(key);
+}

@@ -1,0 +1,36 @@
+#ifndef CORVANE_HOST_COREFOUNDATION_ENCODING_H_
+#define CORVANE_HOST_COREFOUNDATION_ENCODING_H_
+
+#include <CoreFoundation/CFString.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace corvane::host {
+
+/// The text that `bytes` spell in `encoding`; nothing when they are not valid in it.
+std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding);
+
+/// The text of `bytes` as UTF-8, or as Latin-1 when they are not valid UTF-8.
+std::u16string decodeAny(std::string_view bytes);
+
+struct Encoded {
+  size_t units = 0;
+  size_t bytes = 0;
+};
+
+/// Writes the first characters of `text` to `buffer`, as many as fit whole into `room` bytes, and
+/// returns how much was converted. A character without a form in `encoding` becomes `lossByte`, or
+/// ends the conversion when that is 0. With a null buffer there is no limit and nothing is written.
+Encoded encode(std::u16string_view text, CFStringEncoding encoding, uint8_t lossByte,
+               uint8_t* buffer, size_t room);
+
+/// All of `text`, lone surrogates as `lossByte`; nothing when there are some and that is 0.
+std::optional<std::string> utf8Of(std::u16string_view text, uint8_t lossByte);
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_COREFOUNDATION_ENCODING_H_

@@ -1,0 +1,68 @@
+#ifndef CORVANE_HOST_COREFOUNDATION_NUMBER_H_
+#define CORVANE_HOST_COREFOUNDATION_NUMBER_H_
+
+#include <CoreFoundation/CFNumber.h>
+
+#include <cstdint>
+
+#include "host/corefoundation/object.h"
+
+struct __CFBoolean final : corvane::host::Object {
+ public:
+  constexpr __CFBoolean(Lifetime lifetime, bool value) : Object(lifetime), _value(value) {}
+
+  corvane::host::Type type() const override { return corvane::host::Type::kBoolean; }
+  const char* typeName() const override { return "CFBoolean"; }
+  CFHashCode hash() const override { return _value; }
+  void appendText(std::u16string& out, corvane::host::Layout) const override {
+    out += _value ? u"true" : u"false";
+  }
+
+  bool value() const { return _value; }
+
+ private:
+  bool _value;
+};
+
+/// A number in the form it was given in.
+struct __CFNumber final : corvane::host::Object {
+ public:
+  /// The public stored types under their own values, and integers too large for the signed ones.
+  enum class Form : uint8_t {
+    kSInt8 = kCFNumberSInt8Type,
+    kSInt16 = kCFNumberSInt16Type,
+    kSInt32 = kCFNumberSInt32Type,
+    kSInt64 = kCFNumberSInt64Type,
+    kFloat32 = kCFNumberFloat32Type,
+    kFloat64 = kCFNumberFloat64Type,
+    kUInt64
+  };
+
+  explicit __CFNumber(int64_t value, Form form = Form::kSInt64) : _integer(value), _form(form) {}
+  explicit __CFNumber(double value, Form form = Form::kFloat64) : _real(value), _form(form) {}
+  /// An integer of either range.
+  explicit __CFNumber(uint64_t value)
+      : _integer(static_cast<int64_t>(value)),
+        _form(_integer < 0 ? Form::kUInt64 : Form::kSInt64) {}
+
+  corvane::host::Type type() const override { return corvane::host::Type::kNumber; }
+  const char* typeName() const override { return "CFNumber"; }
+  bool equals(const Object& other) const override;
+  CFHashCode hash() const override;
+  void appendText(std::u16string& out, corvane::host::Layout) const override;
+
+  Form form() const { return _form; }
+  bool isReal() const { return _form == Form::kFloat32 || _form == Form::kFloat64; }
+  double real() const { return _real; }
+  /// Of a number above the signed range the bits.
+  int64_t integer() const { return _integer; }
+
+ private:
+  union {
+    int64_t _integer;
+    double _real;
+  };
+  Form _form;
+};
+
+#endif  // CORVANE_HOST_COREFOUNDATION_NUMBER_H_

@@ -1,0 +1,119 @@
+#include "host/corefoundation/object.h"
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "host/corefoundation/description.h"
+#include "host/faults.h"
+
+using corvane::host::asObject;
+using corvane::host::Call;
+using corvane::host::Constant;
+using corvane::host::endProgram;
+using corvane::host::injectedFault;
+using corvane::host::Layout;
+using corvane::host::Object;
+using corvane::host::Type;
+
+struct __CFAllocator final : Object {
+  using Object::Object;
+  Type type() const override { return Type::kAllocator; }
+  const char* typeName() const override { return "CFAllocator"; }
+  void appendText(std::u16string& out, Layout) const override {
+    corvane::host::appendAddress(out, this);
+  }
+};
+
+namespace {
+
+constinit Constant<__CFAllocator> gMalloc;
+constinit Constant<__CFAllocator> gNull;
+
+const Object& required(CFTypeRef object, const char* function) {
+  if (object == nullptr) endProgram(function, "the object is null");
+  return *asObject(object);
+}
+
+}  // namespace
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+const CFAllocatorRef kCFAllocatorMalloc = &gMalloc.object;
+const CFAllocatorRef kCFAllocatorNull = &gNull.object;
+
+namespace corvane::host {
+
+void Object::retain() const {
+  if (_count.load(std::memory_order_relaxed) == kImmortal) return;
+  _count.fetch_add(1, std::memory_order_relaxed);
+}
+
+void Object::release() const {
+  if (_count.load(std::memory_order_relaxed) == kImmortal) return;
+  if (_count.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+CFIndex Object::retainCount() const {
+  const uint32_t count = _count.load(std::memory_order_relaxed);
+  return count == kImmortal ? std::numeric_limits<CFIndex>::max() : static_cast<CFIndex>(count);
+}
+
+const Object* liveObject(const void* pointer) {
+  if (pointer == nullptr || reinterpret_cast<uintptr_t>(pointer) % alignof(Object) != 0) return {};
+
+  // The kernel copies what a load could fault on.
+  std::array<std::byte, sizeof(Object)> image;
+  const iovec here{image.data(), image.size()};
+  const iovec there{const_cast<void*>(pointer), image.size()};
+  if (process_vm_readv(getpid(), &here, 1, &there, 1, 0) != ssize_t{sizeof(Object)}) return {};
+
+  const Object& known = gNull.object;
+  const auto magicOffset = reinterpret_cast<const std::byte*>(&known._magic) -
+                           reinterpret_cast<const std::byte*>(&known);
+  uint32_t magic = 0;
+  std::memcpy(&magic, image.data() + magicOffset, sizeof(magic));
+  return magic == Object::kMagic ? asObject(pointer) : nullptr;
+}
+
+bool equalObjects(const Object& object1, const Object& object2) {
+  if (&object1 == &object2) return true;
+  return object1.type() == object2.type() && object1.equals(object2);
+}
+
+const void* retainValue(CFAllocatorRef, const void* value) { return CFRetain(value); }
+void releaseValue(CFAllocatorRef, const void* value) { CFRelease(value); }
+
+void endProgram(const char* function, const char* reason) {
+  std::fprintf(stderr, "%s: %s\n", function, reason);
+  std::abort();
+}
+
+}  // namespace corvane::host
+
+CFTypeID CFGetTypeID(CFTypeRef object) {
+  if (const auto result = injectedFault(Call::CFGetTypeID)) return static_cast<CFTypeID>(*result);
+  return static_cast<CFTypeID>(required(object, "CFGetTypeID").type());
+}
+
+CFTypeRef CFRetain(CFTypeRef object) {
+  required(object, "CFRetain").retain();
+  return object;
+}
+
+void CFRelease(CFTypeRef object) { required(object, "CFRelease").release(); }
+
+CFIndex CFGetRetainCount(CFTypeRef object) {
+  return required(object, "CFGetRetainCount").retainCount();
+}
+
+Boolean CFEqual(CFTypeRef object1, CFTypeRef object2) {
+  return equalObjects(required(object1, "CFEqual"), required(object2, "CFEqual"));
+}
+
+CFHashCode CFHash(CFTypeRef object) { return required(object, "CFHash").hash(); }

@@ -1,0 +1,101 @@
+#ifndef CORVANE_HOST_COREFOUNDATION_OBJECT_H_
+#define CORVANE_HOST_COREFOUNDATION_OBJECT_H_
+
+#include <CoreFoundation/CFBase.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace corvane::host {
+
+enum class Type : CFTypeID {
+  kAllocator = 1,
+  kArray,
+  kBoolean,
+  kData,
+  kDate,
+  kDictionary,
+  kNumber,
+  kString
+};
+
+/// How an object is written as text.
+struct Layout {
+  /// Collections on several lines, one entry a line; otherwise all on one line.
+  bool lines = false;
+  /// How many collections the object lies in.
+  int depth = 0;
+};
+
+/// What every CFTypeRef points at: the counted base of all objects.
+class Object {
+ public:
+  enum class Lifetime { kCounted, kImmortal };
+
+  constexpr explicit Object(Lifetime lifetime = Lifetime::kCounted)
+      : _count(lifetime == Lifetime::kImmortal ? kImmortal : 1) {}
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+
+  virtual Type type() const = 0;
+  /// The type's name as descriptions show it.
+  virtual const char* typeName() const = 0;
+  /// Whether the contents are the same as those of `other`, which is of the same type.
+  virtual bool equals(const Object& other) const { return this == &other; }
+  virtual CFHashCode hash() const { return reinterpret_cast<CFHashCode>(this); }
+  virtual void appendText(std::u16string& out, Layout layout) const = 0;
+  /// Collections describe themselves in full when they are written on several lines.
+  virtual bool isCollection() const { return false; }
+
+  void retain() const;
+  /// The last reference destroys the object.
+  void release() const;
+  /// The largest CFIndex for an immortal object.
+  CFIndex retainCount() const;
+
+ protected:
+  virtual constexpr ~Object() {
+    // A volatile store: the compiler may not drop it although the object ends here.
+    *const_cast<volatile uint32_t*>(&_magic) = 0;
+  }
+
+ private:
+  friend const Object* liveObject(const void* pointer);
+
+  static constexpr uint32_t kMagic = 0xC0FE0B1E;
+  static constexpr uint32_t kImmortal = UINT32_MAX;
+
+  uint32_t _magic = kMagic;
+  mutable std::atomic<uint32_t> _count;
+};
+
+/// Storage of a constant object: initialised before any code runs and never destroyed.
+template <typename T>
+union Constant {
+  template <typename... Arguments>
+  constexpr explicit Constant(Arguments... arguments)
+      : object(Object::Lifetime::kImmortal, arguments...) {}
+  constexpr ~Constant() {}
+  T object;
+};
+
+inline const Object* asObject(CFTypeRef reference) { return static_cast<const Object*>(reference); }
+
+/// The object at `pointer` when there provably lives one, otherwise null. Any pointer may be asked
+/// about, even one that is no address at all.
+const Object* liveObject(const void* pointer);
+
+bool equalObjects(const Object& object1, const Object& object2);
+
+/// The retain and release callbacks of collections that hold objects.
+const void* retainValue(CFAllocatorRef allocator, const void* value);
+void releaseValue(CFAllocatorRef allocator, const void* value);
+
+/// Reports on standard error what was wrong in the call of `function`, and aborts.
+[[noreturn]] void endProgram(const char* function, const char* reason);
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_COREFOUNDATION_OBJECT_H_

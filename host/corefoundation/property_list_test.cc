@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+
+#include "host/corefoundation/testing/objects.h"
+
+namespace corvane::host {
+namespace {
+
+constexpr CFPropertyListFormat kFormats[] = {kCFPropertyListXMLFormat_v1_0,
+                                             kCFPropertyListBinaryFormat_v1_0};
+
+CFRef<CFPropertyListRef> read(std::string_view bytes, CFPropertyListFormat* format = nullptr) {
+  return CFRef(CFPropertyListCreateWithData(nullptr, makeData(bytes).get(),
+                                            kCFPropertyListMutableContainers, format, nullptr));
+}
+
+CFRef<CFPropertyListRef> readXml(const std::string& contents) {
+  return read("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + contents +
+              "</plist>\n");
+}
+
+/// The list's bytes; "no list" when it cannot be written.
+std::string written(CFPropertyListRef list, CFPropertyListFormat format) {
+  const CFRef data(CFPropertyListCreateData(nullptr, list, format, 0, nullptr));
+  if (!data) return "no list";
+  return {reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+          static_cast<size_t>(CFDataGetLength(data.get()))};
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string all;
+  for (int index = 0; index < count; ++index) all += text;
+  return all;
+}
+
+TEST(PropertyListTest, EverythingAListHoldsSurvivesBothFormats) {
+  const CFRef list = readXml(
+      "<dict><key>text &amp; ä😀</key><string>&lt;ä😀&gt;</string><key>empty</key><string></string>"
+      "<key>numbers</key><array><integer>0</integer><integer>-1</integer>"
+      "<integer>-9223372036854775808</integer><integer>18446744073709551615</integer>"
+      "<real>0.1</real><real>-1e300</real></array><key>yes</key><true/><key>no</key><false/>"
+      "<key>data</key><data>AQID</data><key>none</key><data></data>"
+      "<key>nested</key><dict><key>in</key><array/></dict></dict>");
+  ASSERT_TRUE(list);
+  EXPECT_EQ(shown(list.get()),
+            "{text & ä😀 = <ä😀>; empty = ; numbers = (0, -1, -9223372036854775808, "
+            "18446744073709551615, 0.1, -1e+300); yes = true; no = false; data = <010203>; "
+            "none = <>; nested = {in = (); }; }");
+  for (const CFPropertyListFormat format : kFormats) {
+    CFPropertyListFormat found{};
+    const CFRef again = read(written(list.get(), format), &found);
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(CFEqual(again.get(), list.get())) << shown(again.get());
+    EXPECT_EQ(found, format);
+  }
+}
+
+TEST(PropertyListTest, DatesSurviveBothFormats) {
+  for (const char* date : {"2001-01-01T00:00:05Z", "1970-01-01T00:00:00Z", "2100-02-28T23:59:59Z",
+                           "1850-06-01T12:00:00Z"}) {
+    const CFRef list = readXml("<array><date>" + std::string(date) + "</date></array>");
+    std::string expected = date;
+    expected.replace(10, 1, " ").replace(19, 1, " +0000");
+    EXPECT_EQ(shown(list.get()), "(" + expected + ")");
+    for (const CFPropertyListFormat format : kFormats) {
+      const CFRef again = read(written(list.get(), format));
+      EXPECT_TRUE(again && CFEqual(again.get(), list.get())) << date;
+    }
+  }
+}
+
+TEST(PropertyListTest, WhatIsNoWholeListGivesNull) {
+  const std::string whole = "<plist><array><string>text</string></array></plist>";
+  ASSERT_TRUE(read(whole));
+  for (const std::string& damaged :
+       {std::string(), std::string("text"), whole.substr(0, 30), std::string("bplist00"),
+        std::string("<plist></plist>"), std::string("<plist><bogus/></plist>"),
+        std::string("<plist><string>\xFF</string></plist>"),
+        std::string("<plist><dict><string>no key</string></dict></plist>")}) {
+    EXPECT_FALSE(read(damaged)) << damaged;
+  }
+}
+
+TEST(PropertyListTest, DamagedBinaryListsNeverCrash) {
+  const CFRef list = readXml(
+      "<dict><key>a</key><array><integer>300</integer><string>äöü</string><real>1.5</real></array>"
+      "<key>b</key><dict><key>c</key><data>AQIDBAUGBwg=</data></dict></dict>");
+  const std::string whole = written(list.get(), kCFPropertyListBinaryFormat_v1_0);
+  for (size_t size = 0; size < whole.size(); ++size) EXPECT_FALSE(read(whole.substr(0, size)));
+
+  std::mt19937 random(3);
+  for (unsigned round = 0; round < 20000; ++round) {
+    std::string damaged = whole;
+    for (unsigned change = 0; change < 1 + round % 3; ++change) {
+      damaged[random() % damaged.size()] = static_cast<char>(random());
+    }
+    const CFRef survivor = read(damaged);
+    if (survivor) {
+      EXPECT_NE(shown(survivor.get()), "no string");
+    }
+  }
+}
+
+TEST(PropertyListTest, NestingIsBounded) {
+  const auto nested = [](int depth) {
+    return readXml(repeated("<array>", depth) + repeated("</array>", depth));
+  };
+  EXPECT_TRUE(nested(500));
+  EXPECT_FALSE(nested(600));
+  EXPECT_FALSE(nested(200000));
+
+  const CFRef endless(CFArrayCreateMutable(nullptr, 0, nullptr));
+  CFArrayAppendValue(endless.get(), endless.get());
+  EXPECT_EQ(written(endless.get(), kCFPropertyListXMLFormat_v1_0), "no list");
+}
+
+/// Arrays of ten references to the next array, `depth` of them.
+std::string multiplied(int depth) {
+  std::string list = "bplist00";
+  std::string offsets;
+  for (int level = 0; level < depth; ++level) {
+    offsets += static_cast<char>(list.size() >> 8);
+    offsets += static_cast<char>(list.size());
+    list += level + 1 < depth ? "\xAA" + std::string(10, static_cast<char>(level + 1)) : "\xA0";
+  }
+  const size_t table = list.size();
+  list += offsets + std::string(6, '\0') + "\x02\x01" + std::string(7, '\0');
+  list += static_cast<char>(depth);
+  list += std::string(14, '\0');
+  list += static_cast<char>(table >> 8);
+  list += static_cast<char>(table);
+  return list;
+}
+
+TEST(PropertyListTest, BinaryListThatMultipliesItselfIsRefused) {
+  EXPECT_TRUE(read(multiplied(3)));
+  EXPECT_FALSE(read(multiplied(20)));
+}
+
+TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
+  const CFRef dictionary = makeDictionary();
+  CFDictionarySetValue(dictionary.get(), makeNumber(1).get(), CFSTR("value"));
+  const UniChar lone = 0xD800;
+  const CFRef malformed(CFStringCreateWithCharacters(nullptr, &lone, 1));
+  const CFRef withZero = makeString(std::string_view("a\0b", 3));
+  for (const CFTypeRef object : {CFTypeRef{dictionary.get()}, CFTypeRef{malformed.get()},
+                                 CFTypeRef{withZero.get()}, CFTypeRef{kCFAllocatorNull}}) {
+    for (const CFPropertyListFormat format : kFormats) {
+      EXPECT_EQ(written(object, format), "no list");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace corvane::host

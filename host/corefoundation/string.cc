@@ -1,0 +1,160 @@
+#include "host/corefoundation/string.h"
+
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+
+#include "host/corefoundation/encoding.h"
+#include "host/corefoundation/string_format.h"
+#include "host/faults.h"
+
+using corvane::host::Call;
+using corvane::host::decode;
+using corvane::host::encode;
+using corvane::host::Encoded;
+using corvane::host::endProgram;
+using corvane::host::formatted;
+using corvane::host::injectedFault;
+
+namespace {
+
+CFStringRef newString(std::optional<std::u16string> text) {
+  return text ? new __CFString(*std::move(text)) : nullptr;
+}
+
+std::string_view bytesView(const void* bytes, CFIndex length) {
+  return {static_cast<const char*>(bytes), static_cast<size_t>(length)};
+}
+
+}  // namespace
+
+bool __CFString::equals(const Object& other) const {
+  return _text == static_cast<const __CFString&>(other)._text;
+}
+
+CFHashCode __CFString::hash() const { return std::hash<std::u16string>()(_text); }
+
+std::u16string_view __CFString::units(CFRange range, const char* function) const {
+  const auto length = static_cast<CFIndex>(_text.size());
+  if (range.location < 0 || range.length < 0 || range.location > length ||
+      range.length > length - range.location) {
+    endProgram(function, "the range does not lie within the string");
+  }
+  return std::u16string_view(_text).substr(static_cast<size_t>(range.location),
+                                           static_cast<size_t>(range.length));
+}
+
+CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kString); }
+
+CFStringRef __CFStringMakeConstantString(const char* text) {
+  static std::mutex& mutex = *new std::mutex;
+  static auto& constants = *new std::unordered_map<std::string, __CFString>;
+  const std::lock_guard lock(mutex);
+  const auto found = constants.find(text);
+  if (found != constants.end()) return &found->second;
+  return &constants
+              .try_emplace(text, corvane::host::Object::Lifetime::kImmortal,
+                           corvane::host::decodeAny(text))
+              .first->second;
+}
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding) {
+  if (injectedFault(Call::CFStringCreateWithCString)) return nullptr;
+  return newString(decode(text, encoding));
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length,
+                                    CFStringEncoding encoding, Boolean) {
+  if (injectedFault(Call::CFStringCreateWithBytes)) return nullptr;
+  if (length < 0) return nullptr;
+  return newString(decode(bytesView(bytes, length), encoding));
+}
+
+CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* units, CFIndex length) {
+  if (length < 0) return nullptr;
+  return newString(std::u16string(units, units + length));
+}
+
+CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
+  if (!string->isFixed()) return newString(string->text());
+  string->retain();
+  return string;
+}
+
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
+  return newString(std::u16string(string->units(range, "CFStringCreateWithSubstring")));
+}
+
+CFStringRef CFStringCreateWithFormat(CFAllocatorRef, CFDictionaryRef, CFStringRef format, ...) {
+  if (injectedFault(Call::CFStringCreateWithFormat)) return nullptr;
+  va_list arguments;
+  va_start(arguments, format);
+  const CFStringRef string = newString(formatted(format->text(), arguments));
+  va_end(arguments);
+  return string;
+}
+
+CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef,
+                                                 CFStringRef format, va_list arguments) {
+  if (injectedFault(Call::CFStringCreateWithFormatAndArguments)) return nullptr;
+  return newString(formatted(format->text(), arguments));
+}
+
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) {
+  if (injectedFault(Call::CFStringCreateMutable)) return nullptr;
+  return new __CFString({}, __CFString::Kind::kGrowing);
+}
+
+CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
+  if (injectedFault(Call::CFStringCreateMutableCopy)) return nullptr;
+  return new __CFString(string->text(), __CFString::Kind::kGrowing);
+}
+
+void CFStringAppend(CFMutableStringRef string, CFStringRef appended) {
+  string->text() += appended->text();
+}
+
+void CFStringAppendCString(CFMutableStringRef string, const char* text, CFStringEncoding encoding) {
+  if (const auto units = decode(text, encoding)) string->text() += *units;
+}
+
+void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef, CFStringRef format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  string->text() += formatted(format->text(), arguments);
+  va_end(arguments);
+}
+
+CFIndex CFStringGetLength(CFStringRef string) {
+  return static_cast<CFIndex>(string->text().size());
+}
+
+UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
+  return string->units({index, 1}, "CFStringGetCharacterAtIndex").front();
+}
+
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
+                           CFStringEncoding encoding) {
+  if (buffer == nullptr || bufferSize < 1) return false;
+  const Encoded done = encode(string->text(), encoding, 0, reinterpret_cast<uint8_t*>(buffer),
+                              static_cast<size_t>(bufferSize) - 1);
+  if (done.units != string->text().size()) return false;
+  buffer[done.bytes] = '\0';
+  return true;
+}
+
+CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
+                         UInt8 lossByte, Boolean, UInt8* buffer, CFIndex maxBufferLength,
+                         CFIndex* usedBufferLength) {
+  const auto room = static_cast<size_t>(maxBufferLength < 0 ? 0 : maxBufferLength);
+  const Encoded done =
+      encode(string->units(range, "CFStringGetBytes"), encoding, lossByte, buffer, room);
+  if (usedBufferLength != nullptr) *usedBufferLength = static_cast<CFIndex>(done.bytes);
+  return static_cast<CFIndex>(done.units);
+}
+
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
+  // A surrogate pair takes four bytes, so that no single unit takes more than three.
+  return encoding == kCFStringEncodingUTF8 ? 3 * length : length;
+}

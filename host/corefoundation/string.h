@@ -1,0 +1,38 @@
+#ifndef CORVANE_HOST_COREFOUNDATION_STRING_H_
+#define CORVANE_HOST_COREFOUNDATION_STRING_H_
+
+#include <CoreFoundation/CFString.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "host/corefoundation/object.h"
+
+/// A text as UTF-16 units, which need not be well-formed.
+struct __CFString final : corvane::host::Object {
+ public:
+  enum class Kind { kFixed, kGrowing };
+
+  explicit __CFString(std::u16string text, Kind kind = Kind::kFixed)
+      : _text(std::move(text)), _kind(kind) {}
+  __CFString(Lifetime lifetime, std::u16string text) : Object(lifetime), _text(std::move(text)) {}
+
+  corvane::host::Type type() const override { return corvane::host::Type::kString; }
+  const char* typeName() const override { return "CFString"; }
+  bool equals(const Object& other) const override;
+  CFHashCode hash() const override;
+  void appendText(std::u16string& out, corvane::host::Layout) const override { out += _text; }
+
+  const std::u16string& text() const { return _text; }
+  std::u16string& text() { return _text; }
+  bool isFixed() const { return _kind == Kind::kFixed; }
+  /// The units of `range`; one that does not lie within the text ends the program.
+  std::u16string_view units(CFRange range, const char* function) const;
+
+ private:
+  std::u16string _text;
+  Kind _kind = Kind::kFixed;
+};
+
+#endif  // CORVANE_HOST_COREFOUNDATION_STRING_H_

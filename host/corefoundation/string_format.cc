@@ -1,0 +1,284 @@
+#include "host/corefoundation/string_format.h"
+
+#include <CoreFoundation/CFBase.h>
+#include <utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include "host/corefoundation/description.h"
+#include "host/corefoundation/encoding.h"
+#include "host/corefoundation/object.h"
+
+namespace corvane::host {
+namespace {
+
+enum class Width { kInt, kChar, kShort, kLong, kLongLong, kSize, kPointer, kMax, kLongDouble };
+
+/// One conversion of a format, from its '%' on.
+struct Conversion {
+  std::string flags;
+  int width = 0;
+  /// Negative when there is none.
+  int precision = -1;
+  Width argument = Width::kInt;
+  char16_t letter = 0;
+
+  bool isPlain() const { return flags.empty() && width == 0 && precision < 0; }
+};
+
+constexpr std::u16string_view kFlags = u"-+ #0'";
+
+/// Walks a format and its arguments side by side, and gathers the text.
+class Formatter {
+ public:
+  Formatter(std::u16string_view format, va_list arguments) : _format(format) {
+    va_copy(_arguments, arguments);
+  }
+  ~Formatter() { va_end(_arguments); }
+  Formatter(const Formatter&) = delete;
+  Formatter& operator=(const Formatter&) = delete;
+
+  std::u16string run() {
+    _out.reserve(_format.size() + kUsualGrowth);
+    while (_at < _format.size()) {
+      const size_t start = std::min(_format.find(u'%', _at), _format.size());
+      _out += _format.substr(_at, start - _at);
+      _at = start;
+      if (_at == _format.size()) break;
+      const auto conversion = parse();
+      if (!conversion || !append(*conversion)) _out += _format.substr(start, _at - start);
+    }
+    return std::move(_out);
+  }
+
+ private:
+  static constexpr size_t kUsualGrowth = 64;
+
+  /// The next unit of the format, which is consumed when it is `unit`.
+  bool accept(char16_t unit) {
+    if (_at >= _format.size() || _format[_at] != unit) return false;
+    ++_at;
+    return true;
+  }
+
+  /// A "*" or a row of digits; 0 when there is neither.
+  int parseCount() {
+    if (accept(u'*')) return va_arg(_arguments, int);
+    int64_t count = 0;
+    while (_at < _format.size() && _format[_at] >= u'0' && _format[_at] <= u'9') {
+      count = std::min<int64_t>(10 * count + (_format[_at++] - u'0'), INT32_MAX);
+    }
+    return static_cast<int>(count);
+  }
+
+  Width parseArgument() {
+    if (accept(u'h')) return accept(u'h') ? Width::kChar : Width::kShort;
+    if (accept(u'l')) return accept(u'l') ? Width::kLongLong : Width::kLong;
+    if (accept(u'q')) return Width::kLongLong;
+    if (accept(u'z')) return Width::kSize;
+    if (accept(u't')) return Width::kPointer;
+    if (accept(u'j')) return Width::kMax;
+    if (accept(u'L')) return Width::kLongDouble;
+    return Width::kInt;
+  }
+
+  /// Nothing when the format ends inside the conversion.
+  std::optional<Conversion> parse() {
+    Conversion conversion;
+    ++_at;
+    while (_at < _format.size() && kFlags.find(_format[_at]) != kFlags.npos) {
+      const auto flag = static_cast<char>(_format[_at++]);
+      if (conversion.flags.find(flag) == std::string::npos) conversion.flags += flag;
+    }
+    conversion.width = parseCount();
+    if (accept(u'.')) conversion.precision = parseCount();
+    conversion.argument = parseArgument();
+    if (_at == _format.size()) return {};
+    conversion.letter = _format[_at++];
+    return conversion;
+  }
+
+  /// False when the conversion is none that exists; no argument is consumed then.
+  bool append(const Conversion& conversion) {
+    switch (conversion.letter) {
+      case u'%':
+        _out += u'%';
+        return true;
+      case u'd':
+      case u'i':
+        appendSigned(conversion, nextSigned(conversion.argument));
+        return true;
+      case u'u':
+      case u'o':
+      case u'x':
+      case u'X':
+        appendNumber(conversion, "j", nextUnsigned(conversion.argument));
+        return true;
+      case u'a':
+      case u'A':
+      case u'e':
+      case u'E':
+      case u'f':
+      case u'F':
+      case u'g':
+      case u'G':
+        if (conversion.argument == Width::kLongDouble) {
+          appendNumber(conversion, "L", va_arg(_arguments, long double));
+        } else {
+          appendNumber(conversion, "", va_arg(_arguments, double));
+        }
+        return true;
+      case u'c':
+        appendPadded(conversion, std::u16string(1, static_cast<uint8_t>(va_arg(_arguments, int))));
+        return true;
+      case u'C':
+        appendPadded(conversion, std::u16string(1, static_cast<char16_t>(va_arg(_arguments, int))));
+        return true;
+      case u's':
+        appendPadded(conversion, narrowText(va_arg(_arguments, const char*), conversion.precision));
+        return true;
+      case u'S':
+        appendPadded(conversion,
+                     wideText(va_arg(_arguments, const UniChar*), conversion.precision));
+        return true;
+      case u'p':
+        appendPadded(conversion, addressText(va_arg(_arguments, const void*)));
+        return true;
+      case u'@':
+        appendObject(conversion, va_arg(_arguments, CFTypeRef));
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  intmax_t nextSigned(Width width) {
+    switch (width) {
+      case Width::kChar:
+        return static_cast<signed char>(va_arg(_arguments, int));
+      case Width::kShort:
+        return static_cast<short>(va_arg(_arguments, int));
+      case Width::kLong:
+        return va_arg(_arguments, long);
+      case Width::kLongLong:
+      case Width::kLongDouble:
+        return va_arg(_arguments, long long);
+      case Width::kSize:
+      case Width::kPointer:
+        return va_arg(_arguments, ptrdiff_t);
+      case Width::kMax:
+        return va_arg(_arguments, intmax_t);
+      case Width::kInt:
+        break;
+    }
+    return va_arg(_arguments, int);
+  }
+
+  uintmax_t nextUnsigned(Width width) {
+    const auto value = static_cast<uintmax_t>(nextSigned(width));
+    switch (width) {
+      case Width::kChar:
+        return static_cast<unsigned char>(value);
+      case Width::kShort:
+        return static_cast<unsigned short>(value);
+      case Width::kInt:
+        return static_cast<unsigned int>(value);
+      default:
+        return value;
+    }
+  }
+
+  void appendSigned(const Conversion& conversion, intmax_t number) {
+    if (!conversion.isPlain()) return appendNumber(conversion, "j", number);
+    std::array<char, 24> digits;
+    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+    appendAscii(_out, {digits.data(), end});
+  }
+
+  template <typename Number>
+  void appendNumber(const Conversion& conversion, const char* length, Number number) {
+    const std::string format =
+        '%' + conversion.flags + "*.*" + length + static_cast<char>(conversion.letter);
+    std::array<char, 128> small;
+    const int needed = std::snprintf(small.data(), small.size(), format.c_str(), conversion.width,
+                                     conversion.precision, number);
+    if (needed < 0) return;
+    const auto size = static_cast<size_t>(needed);
+    if (size < small.size()) return appendAscii(_out, {small.data(), size});
+
+    std::string large(size, '\0');
+    std::snprintf(large.data(), size + 1, format.c_str(), conversion.width, conversion.precision,
+                  number);
+    appendAscii(_out, large);
+  }
+
+  /// At most `precision` bytes are looked at when that is not negative.
+  static std::u16string narrowText(const char* bytes, int precision) {
+    if (bytes == nullptr) bytes = "(null)";
+    if (precision < 0) return decodeAny(bytes);
+    const auto limit = static_cast<size_t>(precision);
+    std::string_view text(bytes, strnlen(bytes, limit));
+    if (text.size() == limit) {
+      // The limit may have cut the last character in two.
+      const auto valid =
+          static_cast<size_t>(utf8::find_invalid(text.begin(), text.end()) - text.begin());
+      if (text.size() - valid < 4) text = text.substr(0, valid);
+    }
+    return decodeAny(text);
+  }
+
+  static std::u16string wideText(const UniChar* units, int precision) {
+    if (units == nullptr) return u"(null)";
+    std::u16string text;
+    while (precision-- != 0 && *units != 0) text += static_cast<char16_t>(*units++);
+    return text;
+  }
+
+  static std::u16string addressText(const void* address) {
+    std::u16string text;
+    appendAddress(text, address);
+    return text;
+  }
+
+  void appendObject(const Conversion& conversion, CFTypeRef object) {
+    std::u16string text;
+    if (object == nullptr) {
+      text = u"(null)";
+    } else {
+      asObject(object)->appendText(text, {});
+    }
+    if (conversion.precision >= 0) text = text.substr(0, static_cast<size_t>(conversion.precision));
+    appendPadded(conversion, text);
+  }
+
+  void appendPadded(const Conversion& conversion, std::u16string_view text) {
+    // A negative width, which only "*" can bring, aligns to the left as the flag does.
+    const bool left = conversion.width < 0 || conversion.flags.find('-') != std::string::npos;
+    const auto width = static_cast<size_t>(std::abs(int64_t{conversion.width}));
+    const size_t padding = width > text.size() ? width - text.size() : 0;
+    if (!left) _out.append(padding, u' ');
+    _out += text;
+    if (left) _out.append(padding, u' ');
+  }
+
+  std::u16string_view _format;
+  va_list _arguments;
+  size_t _at = 0;
+  std::u16string _out;
+};
+
+}  // namespace
+
+std::u16string formatted(std::u16string_view format, va_list arguments) {
+  return Formatter(format, arguments).run();
+}
+
+}  // namespace corvane::host

@@ -1,0 +1,84 @@
+#include "host/faults.h"
+
+#include <IOKit/IOKitLib.h>
+
+#include "host/virtual_device.h"
+#include "testing/unit_test.h"
+
+namespace corvane::host {
+namespace {
+
+class FaultsTest : public corvane::testing::UnitTest {
+ protected:
+  static kern_return_t askForPort() {
+    mach_port_t port = 0;
+    return IOMasterPort(bootstrap_port, &port);
+  }
+};
+
+TEST_F(FaultsTest, ARuleFailsTheCallsThatItCounts) {
+  struct Case {
+    const char* rules;
+    std::vector<kern_return_t> results;
+  };
+  const Case cases[] = {
+      {"IOMasterPort", {kIOReturnError, kIOReturnError, kIOReturnError}},
+      {"IOMasterPort=7@2", {0, 7, 0}},
+      {"IOMasterPort=-0x7@2+", {0, -7, -7}},
+      {"IOMasterPort=0xe00002c0@0x1", {kIOReturnNoDevice, 0, 0}},
+      {"IOMasterPort=1@1,IOMasterPort=010@3,CFNumberCreate", {1, 0, 8}},
+      {"", {0, 0, 0}},
+  };
+  for (const Case& c : cases) {
+    VirtualDevice::setFaults(c.rules);
+    for (const kern_return_t result : c.results) EXPECT_EQ(askForPort(), result) << c.rules;
+  }
+}
+
+TEST_F(FaultsTest, ARuleThatCannotBeUsedChangesNothingAndSaysWhy) {
+  VirtualDevice::setFaults("IOMasterPort=9");
+  const std::pair<const char*, const char*> cases[] = {
+      {"IOMasterPort=0,Nonsense@1", "'Nonsense@1' names no platform function"},
+      {"IOMasterPort@0", "occurrence"},
+      {"IOMasterPort@", "occurrence"},
+      {"IOMasterPort@1++", "occurrence"},
+      {"IOMasterPort=", "result"},
+      {"IOMasterPort=1x", "result"},
+      {"IOMasterPort= 1", "result"},
+      {"CFNumberCreate=3", "can only yield null"},
+      {"stuck:A", "stuck:SET:OFFSET=BYTE"},
+      {"stuck:A:1=256", "0xFF"},
+      {"stuck:A:-1=2", "offset"},
+      {"stuck::1=2", "stuck:SET:OFFSET=BYTE"},
+      {",", "names no platform function"},
+  };
+  for (const auto& [rules, reason] : cases) {
+    try {
+      VirtualDevice::setFaults(rules);
+      ADD_FAILURE() << rules << " was taken";
+    } catch (const DeviceError& error) {
+      EXPECT_NE(std::string(error.what()).find(reason), std::string::npos) << error.what();
+    }
+    EXPECT_EQ(askForPort(), 9) << rules;
+  }
+}
+
+TEST_F(FaultsTest, TheHostsOwnCallsAreNeitherCountedNorFailed) {
+  VirtualDevice::setFaults("CFStringCreateWithCString,CFDictionaryGetValue,CFGetTypeID");
+  io_iterator_t services = 0;
+  EXPECT_EQ(IOServiceGetMatchingServices(0, IOServiceMatching("IOPMPowerSource"), &services), 0);
+  EXPECT_EQ(IOObjectRelease(services), 0);
+}
+
+TEST(FaultsDeathTest, ABadRuleInTheEnvironmentEndsTheProgram) {
+  EXPECT_EXIT(
+      {
+        ::setenv("CORVANE_FAULTS", "IOMasterPorts", 1);
+        mach_port_t port = 0;
+        IOMasterPort(bootstrap_port, &port);
+      },
+      ::testing::ExitedWithCode(2), "names no platform function[^$]*IOMasterPort\n");
+}
+
+}  // namespace
+}  // namespace corvane::host

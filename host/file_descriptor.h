@@ -1,0 +1,35 @@
+#ifndef CORVANE_HOST_FILE_DESCRIPTOR_H_
+#define CORVANE_HOST_FILE_DESCRIPTOR_H_
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace corvane::host {
+
+/// Owns an open file, or none.
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  /// Takes over what `open` returned; a negative number is none.
+  explicit FileDescriptor(int owned) : _descriptor(owned) {}
+  FileDescriptor(FileDescriptor&& other) noexcept
+      : _descriptor(std::exchange(other._descriptor, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(_descriptor, other._descriptor);
+    return *this;
+  }
+  ~FileDescriptor() {
+    if (_descriptor >= 0) ::close(_descriptor);
+  }
+
+  int get() const { return _descriptor; }
+  explicit operator bool() const { return _descriptor >= 0; }
+
+ private:
+  int _descriptor = -1;
+};
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_FILE_DESCRIPTOR_H_

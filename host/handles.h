@@ -1,0 +1,60 @@
+#ifndef CORVANE_HOST_HANDLES_H_
+#define CORVANE_HOST_HANDLES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+namespace corvane::host {
+
+/// What a handle stands for: an object of the device registry, or the far end of a Mach port.
+class KernelObject {
+ public:
+  virtual ~KernelObject() = default;
+};
+
+/// The names under which this process holds kernel objects, each with its count of references. A
+/// name that was released comes back only when all others have had their turn, so that one kept by
+/// mistake stays invalid.
+class Handles {
+ public:
+  /// A new name for `object`, with one reference.
+  uint32_t add(std::shared_ptr<KernelObject> object);
+  /// Null for a name that is not held.
+  std::shared_ptr<KernelObject> find(uint32_t name);
+  /// Gives one reference back, and the name with the last. False for a name that is not held.
+  bool release(uint32_t name);
+  /// 0 for a name that is not held.
+  uint32_t references(uint32_t name);
+  /// How many names are held.
+  size_t count();
+
+ private:
+  struct Entry {
+    std::shared_ptr<KernelObject> object;
+    uint32_t references;
+  };
+
+  /// The lower ones are the system's own: the task itself, the master port.
+  static constexpr uint32_t kFirstName = 0x1003;
+  static constexpr uint32_t kStep = 0x100;
+
+  std::mutex _mutex;
+  uint32_t _nextName = kFirstName;
+  std::unordered_map<uint32_t, Entry> _entries;
+};
+
+/// This process's.
+Handles& handles();
+
+/// The object of that kind that this process holds as `name`; null when there is none.
+template <typename Kind>
+std::shared_ptr<Kind> findHandle(uint32_t name) {
+  return std::dynamic_pointer_cast<Kind>(handles().find(name));
+}
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_HANDLES_H_

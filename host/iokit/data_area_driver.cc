@@ -1,0 +1,72 @@
+#include "host/iokit/data_area_driver.h"
+
+#include <vector>
+
+#include "host/device_error.h"
+#include "host/faults.h"
+#include "platform/text.h"
+
+namespace corvane::host {
+namespace {
+
+/// The value of `request` under a key of the text `name`, when it is of type `type`; else null. The
+/// request's own key comparison is not used: a driver gets a request by content, and the request
+/// may compare keys by identity.
+CFTypeRef valueOf(CFDictionaryRef request, CFStringRef name, CFTypeID type) {
+  const auto count = static_cast<size_t>(CFDictionaryGetCount(request));
+  std::vector<const void*> keys(count), values(count);
+  CFDictionaryGetKeysAndValues(request, keys.data(), values.data());
+  for (size_t i = 0; i < count; ++i) {
+    if (CFEqual(keys[i], name)) return CFGetTypeID(values[i]) == type ? values[i] : nullptr;
+  }
+  return nullptr;
+}
+
+kern_return_t returnCode(const std::error_code& error) {
+  if (!error) return kIOReturnSuccess;
+  if (error == std::errc::no_such_file_or_directory) return kIOReturnNotFound;
+  if (error == std::errc::invalid_argument) return kIOReturnBadArgument;
+  if (error == std::errc::no_space_on_device) return kIOReturnNoSpace;
+  if (error == std::errc::permission_denied || error == std::errc::read_only_file_system ||
+      error == std::errc::operation_not_permitted) {
+    return kIOReturnNotWritable;
+  }
+  return kIOReturnIOError;
+}
+
+}  // namespace
+
+CFRef<CFTypeRef> copyDataSetProperty(const DataSets& sets, CFStringRef set) {
+  const std::string name = utf8Bytes(set);
+  CFRef<CFMutableDataRef> contents = sets.copyContents(name);
+  if (!contents) return {};
+  applyStuckBytes(name, {CFDataGetMutableBytePtr(contents.get()),
+                         static_cast<size_t>(CFDataGetLength(contents.get()))});
+  return CFRef<CFTypeRef>(contents.release());
+}
+
+kern_return_t writeDataSet(const DataSets& sets, CFDictionaryRef request) {
+  const auto set = static_cast<CFStringRef>(
+      valueOf(request, CFSTR("VelmoDiagnosticDataSet"), CFStringGetTypeID()));
+  const auto commit = static_cast<CFBooleanRef>(
+      valueOf(request, CFSTR("VelmoDiagnosticDataCommit"), CFBooleanGetTypeID()));
+  const auto offset = static_cast<CFNumberRef>(
+      valueOf(request, CFSTR("VelmoDiagnosticDataOffset"), CFNumberGetTypeID()));
+  const auto buffer = static_cast<CFDataRef>(
+      valueOf(request, CFSTR("VelmoDiagnosticDataBuffer"), CFDataGetTypeID()));
+  int64_t start = -1;
+  if (!set || !commit || !offset || !buffer ||
+      !CFNumberGetValue(offset, kCFNumberSInt64Type, &start) || start < 0) {
+    return kIOReturnBadArgument;
+  }
+  try {
+    return returnCode(
+        sets.write(utf8Bytes(set), static_cast<uint64_t>(start),
+                   {CFDataGetBytePtr(buffer), static_cast<size_t>(CFDataGetLength(buffer))},
+                   CFBooleanGetValue(commit)));
+  } catch (const DeviceError&) {
+    return kIOReturnNotWritable;  // The unit's lock cannot be had.
+  }
+}
+
+}  // namespace corvane::host

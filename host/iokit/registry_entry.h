@@ -1,0 +1,44 @@
+#ifndef CORVANE_HOST_IOKIT_REGISTRY_ENTRY_H_
+#define CORVANE_HOST_IOKIT_REGISTRY_ENTRY_H_
+
+#include <IOKit/IOKitLib.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/handles.h"
+#include "host/unit/unit_folder.h"
+#include "platform/cf_ref.h"
+
+namespace corvane::host {
+
+/// An entry of the registry: the `index`-th of those that the unit lists under the class or path
+/// `key`.
+struct RegistryEntry : KernelObject {
+  RegistryEntry(std::shared_ptr<UnitFolder> itsUnit, std::string itsKey, CFIndex itsIndex)
+      : unit(std::move(itsUnit)), key(std::move(itsKey)), index(itsIndex) {}
+
+  std::shared_ptr<UnitFolder> unit;
+  std::string key;
+  CFIndex index;
+};
+
+/// Whatever the unit lists under `key`, one entry a service. Throws DeviceError.
+std::vector<std::shared_ptr<RegistryEntry>> registryEntries(const std::shared_ptr<UnitFolder>& unit,
+                                                            const std::string& key);
+
+/// The entry's "IORegistryEntryName", else its class, or what its path ends in. Throws DeviceError.
+std::string nameOf(const RegistryEntry& entry);
+
+/// Null when the entry, or its property, is not there. Throws DeviceError.
+CFRef<CFTypeRef> copyPropertyOf(const RegistryEntry& entry, CFStringRef property);
+
+/// Hands a property, or several, to the entry's driver; the results of IORegistryEntrySetCFProperty
+/// and IORegistryEntrySetCFProperties. The first throws DeviceError.
+kern_return_t setPropertyOf(const RegistryEntry& entry, CFStringRef property, CFTypeRef value);
+kern_return_t setPropertiesOf(const RegistryEntry& entry, CFDictionaryRef properties);
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_IOKIT_REGISTRY_ENTRY_H_

@@ -1,0 +1,222 @@
+#include "tools/inspect/area_report.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <set>
+
+#include "tools/inspect/value_text.h"
+#include "tools/memory_store.h"
+
+namespace corvane::tools {
+namespace {
+
+using Bytes = std::span<const uint8_t>;
+
+std::string hexNumber(uint32_t number) {
+  std::string digits;
+  do {
+    digits.insert(digits.begin(), "0123456789abcdef"[number & 0xF]);
+  } while ((number >>= 4) != 0);
+  return "0x" + digits;
+}
+
+/// Builds a report step by step.
+class Reporter {
+ public:
+  explicit Reporter(Bytes image) : _image(image) {}
+
+  AreaReport run() {
+    if (_image.size() < area::kHeaderSize) {
+      damage(0, _image.size(), "too short for a header of 24 bytes");
+      return _report;
+    }
+    checkHeader();
+    readEntries();
+    checkValues();
+    checkFreeSpace();
+    askTheStore();
+    for (const AreaEntry& entry : _report.entries) {
+      if (!entry.fault.empty()) {
+        damage(entry.offset, area::kEntrySize, keyName(entry.key) + ": " + entry.fault);
+      }
+    }
+    std::ranges::stable_sort(_report.damages, {}, &Finding::offset);
+    return _report;
+  }
+
+ private:
+  void damage(size_t offset, size_t length, const std::string& reason) {
+    _report.damages.push_back({offset, length, reason});
+  }
+
+  void damagedWord(size_t offset, const std::string& reason) {
+    damage(offset, sizeof(uint32_t), reason);
+  }
+
+  void checkHeader() {
+    const auto header = area::load<area::Header>(_image.data());
+    _report.header = header;
+    for (const area::HeaderCheck& check : area::kHeaderChecks) {
+      _report.checks.push_back({check.condition, check.holds(header, _image.size())});
+    }
+    _report.isHeaderSound = area::isHeaderSound(_image.data(), _image.size());
+
+    if (header.magic != area::kMagic) {
+      damagedWord(offsetof(area::Header, magic),
+                  "magic is " + hexNumber(header.magic) + ", not " + hexNumber(area::kMagic));
+    }
+    if (header.tableEnd != area::entryOffset(header.count)) {
+      damagedWord(offsetof(area::Header, tableEnd),
+                  "table_end is " + std::to_string(header.tableEnd) + ", but " +
+                      std::to_string(header.count) + " entries end at " +
+                      std::to_string(area::entryOffset(header.count)));
+    }
+    if (header.areaSize == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
+      damage(_image.size(), kDeviceAreaSize - _image.size(), "missing");
+    } else if (header.areaSize != _image.size()) {
+      damagedWord(offsetof(area::Header, areaSize), "area_size is " +
+                                                        std::to_string(header.areaSize) + ", not " +
+                                                        std::to_string(_image.size()));
+    }
+    if (header.version != area::kVersion) {
+      damagedWord(offsetof(area::Header, version), "version is " + hexNumber(header.version) +
+                                                       ", not " + hexNumber(area::kVersion) +
+                                                       " (no unit looks at it)");
+    }
+    if (header.reserved != 0) {
+      damagedWord(offsetof(area::Header, reserved),
+                  "reserved is " + hexNumber(header.reserved) + ", not 0");
+    }
+    if (header.count > area::entryCapacity(_image.size())) {
+      damagedWord(offsetof(area::Header, count),
+                  "count is " + std::to_string(header.count) + ", and there is room for " +
+                      std::to_string(area::entryCapacity(_image.size())) + " entries");
+    }
+  }
+
+  /// As many entries as the count claims; when that cannot be, as many as end at table_end.
+  size_t entryCount() const {
+    const area::Header& header = *_report.header;
+    const size_t capacity = area::entryCapacity(_image.size());
+    if (header.count <= capacity) return header.count;
+    const size_t byTableEnd = area::entryCapacity(header.tableEnd);
+    return area::entryOffset(byTableEnd) == header.tableEnd && byTableEnd <= capacity ? byTableEnd
+                                                                                      : 0;
+  }
+
+  void readEntries() {
+    const size_t count = entryCount();
+    _report.freeBegin = area::entryOffset(count);
+    _report.freeEnd =
+        std::clamp(area::freeEnd(_image.data(), count), _report.freeBegin, _image.size());
+    std::set<uint32_t> keys;
+    for (size_t index = 0; index < count; ++index) {
+      AreaEntry entry = readEntry(area::entryOffset(index));
+      if (entry.fault.empty() && !keys.insert(entry.key).second) {
+        entry.fault = "an earlier entry has the same key and hides this one";
+      }
+      _report.entries.push_back(entry);
+    }
+  }
+
+  AreaEntry readEntry(size_t offset) {
+    const uint8_t* bytes = &_image[offset];
+    if (!area::isIndirect(bytes)) {
+      return {area::keyOf(bytes), false, offset, offset + offsetof(area::InlineEntry, value),
+              area::kInlineRoom,  ""};
+    }
+    const auto fields = area::load<area::IndirectEntry>(bytes);
+    AreaEntry entry = {fields.key, true, offset, fields.offset, fields.length, ""};
+    const std::string place = "its value, " + std::to_string(fields.length) + " bytes at " +
+                              std::to_string(fields.offset) + ", ";
+    const size_t areaEnd = std::min<size_t>(_report.header->areaSize, _image.size());
+    switch (area::checkValue(fields.offset, fields.length, _report.freeBegin, areaEnd)) {
+      case area::ValueFault::kInsideTable:
+        entry.fault = place + "begins inside the table";
+        break;
+      case area::ValueFault::kOutsideImage:
+        entry.fault = place + "ends outside the area";
+        break;
+      case area::ValueFault::kNone:
+        if (fields.offset % sizeof(uint32_t) != 0) entry.fault = place + "is not at a whole word";
+        if (area::roundUp(fields.length) <= area::kInlineRoom) {
+          entry.fault = place + "is so short that it belongs inside the entry";
+        }
+        break;
+    }
+    if (fields.spare != 0xFFFFFFFF) {
+      damagedWord(offset + offsetof(area::IndirectEntry, spare),
+                  keyName(fields.key) + ": spare is " + hexNumber(fields.spare) +
+                      ", though nothing ever writes it");
+    }
+    return entry;
+  }
+
+  /// Values are packed: each ends where the one above it begins.
+  void checkValues() {
+    std::vector<AreaEntry*> values;
+    for (AreaEntry& entry : _report.entries) {
+      if (entry.isIndirect && entry.fault.empty()) values.push_back(&entry);
+    }
+    std::ranges::stable_sort(values, std::greater<>(), &AreaEntry::valueOffset);
+    size_t above = std::min<size_t>(_report.header->areaSize, _image.size()) & ~size_t{3};
+    const AreaEntry* upper = nullptr;
+    for (AreaEntry* entry : values) {
+      const size_t end = entry->valueOffset + area::roundUp(entry->valueLength);
+      if (end > above && upper) entry->fault = "its value runs into that of " + keyName(upper->key);
+      if (end < above) damage(end, above - end, "belongs to no sound value and is not free space");
+      above = entry->valueOffset;
+      upper = entry;
+    }
+  }
+
+  /// Free space is 0xFF. Written bytes close to each other are one finding.
+  void checkFreeSpace() {
+    constexpr size_t kApart = 16;
+    size_t begin = 0, end = 0;
+    const auto flush = [&] {
+      if (end > begin) damage(begin, end - begin, "free space that is not 0xff");
+    };
+    for (size_t at = _report.freeBegin; at < _report.freeEnd; ++at) {
+      if (_image[at] == area::kFreeByte) continue;
+      if (end == begin || at > end + kApart) {
+        flush();
+        begin = at;
+      }
+      end = at + 1;
+    }
+    flush();
+  }
+
+  /// What a unit finds is what the store itself says of the same bytes.
+  void askTheStore() {
+    const MemoryStore store(_image);
+    std::vector<uint8_t> value(std::max(_image.size(), area::kInlineRoom));
+    for (AreaEntry& entry : _report.entries) {
+      size_t length = 0;
+      if (syscfg__read_key(store.get(), entry.key, value.data(), &length) != 0) continue;
+      entry.isFound = std::ranges::equal(std::span(value).first(length), valueOf(entry, _image)) &&
+                      _report.isHeaderSound;
+    }
+  }
+
+  Bytes _image;
+  AreaReport _report;
+};
+
+}  // namespace
+
+AreaReport reportOnArea(std::span<const uint8_t> image) { return Reporter(image).run(); }
+
+std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
+  const size_t begin = std::min(entry.valueOffset, image.size());
+  return image.subspan(begin, std::min(entry.valueLength, image.size() - begin));
+}
+
+std::span<const uint8_t> withoutFreeBytes(std::span<const uint8_t> value) {
+  while (!value.empty() && value.back() == area::kFreeByte) value = value.first(value.size() - 1);
+  return value;
+}
+
+}  // namespace corvane::tools

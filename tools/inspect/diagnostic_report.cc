@@ -1,0 +1,135 @@
+#include "tools/inspect/diagnostic_report.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <ctime>
+
+#include "tools/inspect/record_text.h"
+#include "tools/inspect/value_text.h"
+
+namespace corvane::tools {
+namespace {
+
+using Bytes = std::span<const uint8_t>;
+
+/// Whether a station's clock can show it: from 1970 on, and before free slots' time.
+constexpr bool isClockTime(int64_t time) { return time >= 0 && time < int64_t{kFreeSlotTime}; }
+
+bool isFilledWith(Bytes bytes, uint8_t byte) {
+  return std::ranges::all_of(bytes, [byte](uint8_t each) { return each == byte; });
+}
+
+/// Builds a report step by step.
+template <typename Time>
+class Reporter {
+ public:
+  explicit Reporter(Bytes contents) : _contents(contents) {}
+
+  DiagnosticReport run() {
+    _report.timeBits = 8 * sizeof(Time);
+    readControlBits();
+    if (_contents.size() < slotOffset<Time>(kRecordSlots)) {
+      damage(_contents.size(), slotOffset<Time>(kRecordSlots) - _contents.size(),
+             "missing: the dump ends before the record slots do");
+    }
+    readRecords();
+    checkSlotsBehindRecords();
+    std::ranges::stable_sort(_report.damages, {}, &Finding::offset);
+    return _report;
+  }
+
+ private:
+  using Record = DiagnosticRecord<Time>;
+
+  void damage(size_t offset, size_t length, const std::string& reason) {
+    _report.damages.push_back({offset, length, reason});
+  }
+
+  void readControlBits() {
+    const size_t count = std::min<size_t>(_contents.size(), kFirstRecordOffset);
+    for (size_t offset = 0; offset < count; ++offset) {
+      if (_contents[offset] != 0xFF) _report.controlBits.push_back({offset, _contents[offset]});
+    }
+  }
+
+  void readRecords() {
+    const RecordChain<Time> chain =
+        readChain<Time>([this](size_t slot) { return recordInSlot<Time>(_contents, slot); });
+    for (size_t slot = 0; slot < chain.records.size(); ++slot) {
+      _report.records.push_back(recordLine(slot, chain.records[slot]));
+      _report.plausibility += checkRecord(slot, chain.records[slot]) ? 1 : -1;
+    }
+    const bool isCut = chain.end == ChainEnd::kFreeSlot || chain.end == ChainEnd::kLastSlot;
+    if (isCut && !chain.records.empty()) {
+      damage(slotOffset<Time>(chain.records.size() - 1) + offsetof(Record, flags), 1,
+             "record " + std::to_string(chain.records.size()) +
+                 " says that another follows, and none does");
+    }
+  }
+
+  /// Whether the record's fields hold what a station writes.
+  bool checkRecord(size_t slot, const Record& record) {
+    const size_t offset = slotOffset<Time>(slot);
+    const std::string name = "record " + std::to_string(slot + 1) + ": ";
+    const size_t damagesBefore = _report.damages.size();
+    if (!isClockTime(record.time)) {
+      damage(offset, sizeof(Time),
+             name + "its time, " + std::to_string(record.time) + ", is none that a clock shows");
+    }
+    if (versionOf(record) != 0) {
+      damage(offset + offsetof(Record, flags), 1,
+             name + "its version is " + std::to_string(versionOf(record)) + ", not 0");
+    }
+    const auto end = std::ranges::find(record.message, '\0');
+    if (std::any_of(std::begin(record.message), end, [](char character) {
+          return isControlCharacter(static_cast<uint8_t>(character));
+        })) {
+      damage(offset + offsetof(Record, message), sizeof(record.message),
+             name + "its message holds control characters");
+    }
+    return _report.damages.size() == damagesBefore;
+  }
+
+  /// They are free, or were never made ready for records.
+  void checkSlotsBehindRecords() {
+    for (size_t slot = _report.records.size(); slot < kRecordSlots; ++slot) {
+      const auto record = recordInSlot<Time>(_contents, slot);
+      if (!record) return;
+      const Bytes bytes = _contents.subspan(slotOffset<Time>(slot), sizeof(Record));
+      if (isFreeSlot(*record)) {
+        ++_report.plausibility;
+      } else if (!isFilledWith(bytes, 0xFF) && !isFilledWith(bytes, 0)) {
+        --_report.plausibility;
+        damage(slotOffset<Time>(slot), sizeof(Record),
+               "slot " + std::to_string(slot + 1) + " lies behind the last record and is not free");
+      }
+    }
+  }
+
+  Bytes _contents;
+  DiagnosticReport _report;
+};
+
+}  // namespace
+
+DiagnosticReport reportOnDiagnosticData(Bytes contents) {
+  DiagnosticReport wide = Reporter<int64_t>(contents).run();
+  DiagnosticReport narrow = Reporter<int32_t>(contents).run();
+  return narrow.plausibility > wide.plausibility ? narrow : wide;
+}
+
+DiagnosticReport reportOnDiagnosticData(Bytes contents, int timeBits) {
+  return timeBits == 32 ? Reporter<int32_t>(contents).run() : Reporter<int64_t>(contents).run();
+}
+
+std::string timeText(int64_t time) {
+  const auto seconds = static_cast<time_t>(time);
+  struct tm utc {};
+  if (!isClockTime(time) || !gmtime_r(&seconds, &utc)) return "(no time)";
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &utc);
+  return text.data();
+}
+
+}  // namespace corvane::tools

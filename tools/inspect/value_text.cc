@@ -1,0 +1,129 @@
+#include "tools/inspect/value_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "platform/cf_ref.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr std::string_view kDigits = "0123456789abcdef";
+
+bool isPrintable(uint8_t byte) { return byte >= ' ' && byte <= '~'; }
+
+/// The digit's value; 16 when it is none.
+size_t digitOf(char character) {
+  const auto lower =
+      static_cast<char>(character >= 'A' && character <= 'F' ? character + 32 : character);
+  return std::min(kDigits.find(lower), kDigits.size());
+}
+
+std::optional<uint32_t> parseNumber(std::string_view digits) {
+  if (digits.empty() || digits.size() > 8) return std::nullopt;
+  uint32_t number = 0;
+  for (const char character : digits) {
+    const size_t digit = digitOf(character);
+    if (digit == kDigits.size()) return std::nullopt;
+    number = number << 4 | static_cast<uint32_t>(digit);
+  }
+  return number;
+}
+
+bool isUtf8(std::span<const uint8_t> bytes) {
+  return static_cast<bool>(CFRef<CFStringRef>(
+      CFStringCreateWithBytes(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()),
+                              kCFStringEncodingUTF8, false)));
+}
+
+}  // namespace
+
+std::optional<uint32_t> parseKey(std::string_view text) {
+  if (text.starts_with("0x") || text.starts_with("0X")) return parseNumber(text.substr(2));
+  if (text.size() != 4) return std::nullopt;
+  uint32_t key = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<uint8_t>(character);
+    if (!isPrintable(byte)) return std::nullopt;
+    key = key << 8 | byte;
+  }
+  return key;
+}
+
+std::string keyName(uint32_t key) {
+  std::string name;
+  for (int shift = 24; shift >= 0; shift -= 8) name += static_cast<char>(key >> shift & 0xFF);
+  if (parseKey(name) == key) return name;
+  std::array<char, 11> number{};
+  std::snprintf(number.data(), number.size(), "0x%08x", key);
+  return number.data();
+}
+
+std::string hexText(std::span<const uint8_t> bytes) {
+  std::string text;
+  text.reserve(2 * bytes.size());
+  for (const uint8_t byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+std::optional<std::vector<uint8_t>> parseHex(std::string_view text) {
+  std::vector<uint8_t> bytes;
+  size_t at = 0;
+  while ((at = text.find_first_not_of(" \t\r\n", at)) != std::string_view::npos) {
+    const auto byte = parseNumber(text.substr(at, 2));
+    if (!byte || at + 2 > text.size()) return std::nullopt;
+    bytes.push_back(static_cast<uint8_t>(*byte));
+    at += 2;
+  }
+  return bytes;
+}
+
+bool isControlCharacter(uint8_t byte) {
+  return (byte < ' ' && byte != '\t' && byte != '\n') || byte == 0x7F;
+}
+
+bool isPlainText(std::span<const uint8_t> bytes) {
+  for (size_t at = 0; at < bytes.size(); ++at) {
+    const uint8_t byte = bytes[at];
+    if (isControlCharacter(byte)) return false;
+    // The control characters U+0080 to U+009F.
+    if (byte == 0xC2 && at + 1 < bytes.size() && bytes[at + 1] < 0xA0) return false;
+  }
+  return isUtf8(bytes);
+}
+
+std::string escapedText(std::span<const uint8_t> bytes) {
+  std::string text;
+  for (const uint8_t byte : bytes) {
+    if (byte == '\\') {
+      text += "\\\\";
+    } else if (isPrintable(byte)) {
+      text += static_cast<char>(byte);
+    } else {
+      text += "\\x" + hexText({&byte, 1});
+    }
+  }
+  return text;
+}
+
+std::string preview(std::span<const uint8_t> value, size_t width) {
+  std::string text;
+  if (isPlainText(value)) {
+    text.assign(value.begin(), value.end());
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+  } else {
+    text = "0x" + hexText(value.first(std::min(value.size(), width)));
+  }
+  if (text.size() <= width) return text;
+  size_t end = width - 3;
+  // Not inside a character of several bytes.
+  while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end) + "...";
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,155 @@
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+
+#include "testing/unit_test.h"
+#include "tools/ps/process_plot.h"
+#include "tools/ps/process_recording.h"
+
+namespace corvane::tools {
+namespace {
+
+using corvane::testing::readText;
+using corvane::testing::splitLines;
+using corvane::testing::writeText;
+
+ProcessSample process(int32_t pid, const std::string& name, double usage) {
+  ProcessSample process;
+  process.pid = pid;
+  process.name = name;
+  process.usage = usage;
+  return process;
+}
+
+size_t countOf(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+class PsTest : public ::testing::Test {
+ protected:
+  struct Outcome {
+    int exitStatus;
+    std::string output;
+    std::string errors;
+  };
+
+  Outcome run(const std::string& arguments, const std::string& faults = "") const {
+    const std::filesystem::path errors = _folder.path() / "errors";
+    const std::string command = "CORVANE_DEVICE='" + file("unit") + "' CORVANE_FAULTS='" + faults +
+                                "' " CORVANE_TOOL " ps " + arguments + " 2>" + errors.string();
+    FILE* pipe = ::popen(command.c_str(), "r");
+    std::string output;
+    std::array<char, 4096> chunk;
+    while (const size_t count = std::fread(chunk.data(), 1, chunk.size(), pipe)) {
+      output.append(chunk.data(), count);
+    }
+    return {WEXITSTATUS(::pclose(pipe)), output, readText(errors)};
+  }
+
+  std::string file(const std::string& name) const { return (_folder.path() / name).string(); }
+
+  corvane::testing::TemporaryFolder _folder;
+};
+
+TEST_F(PsTest, ProcessesAreShownAsAskedFor) {
+  const auto shown = nlohmann::json::parse(run("--json --threads --sort cpu --top 3").output);
+  ASSERT_EQ(shown.size(), 3u);
+  EXPECT_GE(shown[0]["cpu"], shown[1]["cpu"]);
+  EXPECT_EQ(shown[0]["threads"].size(), shown[0]["threadCount"]);
+
+  const Outcome table = run("--top 1");
+  EXPECT_EQ(table.exitStatus, 0) << table.errors;
+  const std::vector<std::string> lines = splitLines(table.output);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_TRUE(lines[0].starts_with("PID  CPU%  ") && lines[0].ends_with("  NAME")) << lines[0];
+  EXPECT_TRUE(lines[1].starts_with("  0  ") && lines[1].ends_with("  kernel_task")) << lines[1];
+}
+
+TEST_F(PsTest, APassThatAProcessEndsEarlyIsMadeWholeByTheNext) {
+  const Outcome outcome = run("--json", "pid_for_task@4");
+  EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
+  EXPECT_GT(nlohmann::json::parse(outcome.output).size(), 3u);
+}
+
+TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {
+  writeText(file("kept"), "text\n");
+  writeText(file("empty"), "");
+  struct Case {
+    std::string arguments;
+    const char* faults;
+    int exitStatus;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {"", "processor_set_tasks", 1, "processor_set_tasks("},
+      {"--json", "host_processor_set_priv", 1, "host_processor_set_priv()"},
+      {"--log", "fopen@2+", 1, "could not be written to"},
+      {"--watch 1 </dev/null", "", 2, "needs a terminal"},
+      {"--sort size", "", 2, "--sort"},
+      {"--json --watch 1", "", 2, "excludes"},
+      {"--record " + file("new"), "", 2, "--for"},
+      {"--record " + file("kept") + " --for 1", "", 1, "kept: File exists"},
+      {"--plot " + file("kept"), "", 2, "kept:1: no line of a recording"},
+      {"--plot " + file("empty"), "", 2, "holds no sample"},
+      {"--plot " + file("missing"), "", 2, "missing: No such file"},
+  };
+  for (const Case& c : cases) {
+    const Outcome outcome = run(c.arguments, c.faults);
+    EXPECT_EQ(outcome.exitStatus, c.exitStatus) << c.arguments;
+    EXPECT_NE(outcome.errors.find(c.reason), std::string::npos) << c.arguments << outcome.errors;
+    EXPECT_EQ(outcome.output, "") << c.arguments;
+  }
+  EXPECT_EQ(readText(file("kept")), "text\n");
+}
+
+TEST_F(PsTest, TheReportStandsInTheLog) {
+  const Outcome outcome = run("--log");
+  EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
+  const auto log = splitLines(readText(file("unit/root/private/var/logs/CorvaneTov/log.txt")));
+  ASSERT_GT(log.size(), 3u);
+  EXPECT_TRUE(log[0].ends_with("    PID\tCPU%\tUsr\tSys\t\tName")) << log[0];
+  EXPECT_TRUE(log[2].ends_with("\t\tkernel_task")) << log[2];
+}
+
+TEST_F(PsTest, ARecordingHasALineASampleAndCanBePlotted) {
+  const std::string recording = file("run.jsonl");
+  EXPECT_EQ(run("--record " + recording + " --for 0.6 --every 0.2 --top 4").exitStatus, 0);
+  EXPECT_EQ(splitLines(readText(recording)).size(), 3u);
+  std::vector<RecordedSample> samples = readRecording(recording);
+  ASSERT_EQ(samples.size(), 3u);
+  EXPECT_NEAR(samples[2].time - samples[0].time, 0.4, 0.3);
+  EXPECT_EQ(samples[1].processes.size(), 4u);
+  EXPECT_EQ(run("--plot " + recording + " --output " + file("run.svg")).exitStatus, 0);
+  EXPECT_EQ(run("--plot " + recording).output, readText(file("run.svg")));
+
+  writeText(recording, readText(recording) + R"({"time": 1, "proc)");
+  EXPECT_EQ(readRecording(recording).size(), 3u) << "a line that was cut short does not count";
+}
+
+TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {
+  const std::vector<RecordedSample> samples = {
+      {100, {process(1, "/bin/<a&\"b\x01", 50), process(2, "/bin/idle", 0.5)}},
+      {101, {process(1, "/bin/<a&\"b\x01", 150)}},
+      {102, {process(2, "/bin/idle", 0.5), process(3, "/bin/late", 20)}},
+      {103, {process(1, "/bin/<a&\"b\x01", 100), process(3, "/bin/late", 20)}}};
+  const std::string svg = plotSvg(samples, 2);
+  EXPECT_EQ(countOf(svg, "<g><title>"), 2u);
+  EXPECT_EQ(svg.find("idle"), svg.npos);
+  EXPECT_NE(svg.find("<title>/bin/&lt;a&amp;&quot;b? (1)</title>"), svg.npos) << svg;
+  EXPECT_NE(svg.find("mean 100.0 %, peak 150.0 %"), svg.npos);
+  // From the left edge up by a third of the frame's height a sample; then alone at the right edge.
+  EXPECT_NE(svg.find("d=\"M64.0 314.7L282.7 64.0M720.0 189.3\""), svg.npos) << svg;
+  EXPECT_EQ(countOf(svg, "<circle"), 1u);
+  EXPECT_TRUE(svg.ends_with("</svg>\n"));
+}
+
+TEST(PlotTest, OneSampleOfNothingIsAChartToo) {
+  EXPECT_EQ(countOf(plotSvg({{5, {}}}, 8), "<path"), 0u);
+  EXPECT_EQ(countOf(plotSvg({{5, {process(1, "", 0)}}}, 8), "<circle"), 1u);
+}
+
+}  // namespace
+}  // namespace corvane::tools
