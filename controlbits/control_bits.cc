@@ -1,9 +1,9 @@
 #include "controlbits/control_bits.h"
 
-#include "controlbits/fixed_places.h"
+#include "controlbits/conventions.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_area.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "platform/report.h"
 
 namespace corvane {

@@ -3,7 +3,7 @@
 
 #include "controlbits/record_chain.h"
 #include "dataarea/bits.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "log/log.h"
 
 namespace corvane {

@@ -1,9 +1,9 @@
 #include "controlbits/poison_byte.h"
 
 #include "controlbits/control_bits.h"
-#include "controlbits/log_line.h"
+#include "controlbits/conventions.h"
 #include "dataarea/bits.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
 

@@ -2,10 +2,9 @@
 #include <span>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/fixed_places.h"
-#include "controlbits/log_line.h"
+#include "controlbits/conventions.h"
 #include "dataarea/bits.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/text.h"
 

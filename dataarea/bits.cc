@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "dataarea/data_area.h"
-#include "dataarea/failure.h"
+#include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/cf_ref.h"
 #include "platform/text.h"

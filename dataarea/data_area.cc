@@ -3,7 +3,7 @@
 #include <IOKit/IOKitLib.h>
 #include <mach/mach.h>
 
-#include "dataarea/failure.h"
+#include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/cf_ref.h"
 #include "platform/io_object.h"

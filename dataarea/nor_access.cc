@@ -4,8 +4,7 @@
 #include <cstdlib>
 
 #include "dataarea/bits.h"
-#include "dataarea/failure.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "platform/system_log.h"
 
 using corvane::configurationDataSet;

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "controlbits/control_bit_byte.h"
-#include "controlbits/fixed_places.h"
+#include "controlbits/conventions.h"
 
 namespace corvane::tools {
 

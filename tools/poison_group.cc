@@ -3,7 +3,7 @@
 #include "controlbits/control_bits.h"
 #include "controlbits/poison_byte.h"
 #include "dataarea/bits.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"
 

@@ -4,7 +4,7 @@
 
 #include "controlbits/control_bits.h"
 #include "dataarea/data_area.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/inspect/record_text.h"
 

@@ -2,9 +2,9 @@
 #include <optional>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/fixed_places.h"
+#include "controlbits/conventions.h"
 #include "dataarea/data_area.h"
-#include "dataarea/set_names.h"
+#include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"
 #include "tools/table.h"
