@@ -5,10 +5,16 @@
 
 namespace corvane::host {
 
-/// A virtual device that cannot be used or changed: the text names the file and the reason.
+/// A virtual device cannot be used or changed; the text names the file and the reason.
 class __attribute__((visibility("default"))) DeviceError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// Another process or thread has held the unit's lock for too long.
+class __attribute__((visibility("default"))) UnitBusyError : public DeviceError {
+ public:
+  using DeviceError::DeviceError;
 };
 
 }  // namespace corvane::host

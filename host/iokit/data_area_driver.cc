@@ -4,6 +4,7 @@
 
 #include "host/device_error.h"
 #include "host/faults.h"
+#include "host/unit/unit_in_use.h"
 #include "platform/text.h"
 
 namespace corvane::host {
@@ -64,6 +65,9 @@ kern_return_t writeDataSet(const DataSets& sets, CFDictionaryRef request) {
         sets.write(utf8Bytes(set), static_cast<uint64_t>(start),
                    {CFDataGetBytePtr(buffer), static_cast<size_t>(CFDataGetLength(buffer))},
                    CFBooleanGetValue(commit)));
+  } catch (const UnitBusyError& error) {
+    reportUnusable(error.what());
+    return kIOReturnCannotLock;
   } catch (const DeviceError&) {
     return kIOReturnNotWritable;  // The unit's lock cannot be had.
   }

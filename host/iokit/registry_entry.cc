@@ -3,6 +3,7 @@
 #include "host/iokit/data_area_driver.h"
 #include "host/linux/host_power.h"
 #include "host/unit/properties.h"
+#include "host/unit/unit_in_use.h"
 
 namespace corvane::host {
 namespace {
@@ -77,7 +78,12 @@ kern_return_t setPropertyOf(const RegistryEntry& entry, CFStringRef property, CF
   if (!property || CFStringGetLength(property) == 0 || !value || !isVariable(value)) {
     return kIOReturnBadArgument;
   }
-  entry.unit->nvram().setVariable(property, value);
+  try {
+    entry.unit->nvram().setVariable(property, value);
+  } catch (const UnitBusyError& error) {
+    reportUnusable(error.what());
+    return kIOReturnCannotLock;
+  }
   return kIOReturnSuccess;
 }
 

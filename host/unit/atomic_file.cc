@@ -1,13 +1,10 @@
 #include "host/unit/atomic_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-
-#include "host/device_error.h"
 
 namespace corvane::host {
 namespace {
@@ -101,18 +98,6 @@ std::error_code replaceFile(const std::filesystem::path& file, std::span<const u
   if (durability == Durability::kDurable) error = syncFolder(file.parent_path());
   stepDone("folder synced");
   return error;
-}
-
-FolderLock::FolderLock(const std::filesystem::path& folder) {
-  const std::filesystem::path name = folder / ".lock";
-  _file = openFile(name, O_RDWR | O_CREAT);
-  int locked = _file ? 0 : -1;
-  if (_file) {
-    do {
-      locked = ::flock(_file.get(), LOCK_EX);
-    } while (locked != 0 && errno == EINTR);
-  }
-  if (locked != 0) throw DeviceError(name.string() + ": " + lastError().message());
 }
 
 }  // namespace corvane::host

@@ -31,16 +31,6 @@ std::error_code syncFolder(const std::filesystem::path& folder);
 /// stop the process there.
 extern CORVANE_EXPORT void (*gReplaceStepDone)(const char* step);
 
-/// Holds the unit's lock, which serialises changes across threads and processes, while it exists.
-class FolderLock {
- public:
-  /// Waits for the lock of the unit in `folder`; throws DeviceError when there can be none.
-  explicit FolderLock(const std::filesystem::path& folder);
-
- private:
-  FileDescriptor _file;
-};
-
 }  // namespace corvane::host
 
 #endif  // CORVANE_HOST_UNIT_ATOMIC_FILE_H_

@@ -4,6 +4,7 @@
 
 #include "host/device_error.h"
 #include "host/unit/atomic_file.h"
+#include "host/unit_lock.h"
 
 namespace corvane::host {
 namespace {
@@ -52,7 +53,7 @@ CFRef<CFMutableDataRef> DataSets::copyContents(const std::string& set) const {
 std::error_code DataSets::write(const std::string& set, uint64_t offset,
                                 std::span<const uint8_t> bytes, bool commit) const {
   if (!isSetName(set)) return make_error_code(std::errc::no_such_file_or_directory);
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
 
   std::error_code error;
   const auto current = readFile(contentsFile(set), error);
@@ -77,7 +78,7 @@ std::error_code DataSets::write(const std::string& set, uint64_t offset,
 
 std::error_code DataSets::replace(const std::string& set, std::span<const uint8_t> contents) const {
   if (!isSetName(set)) return make_error_code(std::errc::invalid_argument);
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
   std::error_code error = replaceFile(contentsFile(set), contents, Durability::kDurable);
   if (!error) std::filesystem::remove(committedFile(set), error);
   return error;
@@ -95,7 +96,7 @@ std::vector<std::string> DataSets::uncommittedSets() const {
 }
 
 void DataSets::reboot() const {
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
   for (const std::string& set : uncommittedSets()) {
     std::error_code error;
     std::filesystem::rename(committedFile(set), contentsFile(set), error);

@@ -3,6 +3,7 @@
 #include "host/unit/atomic_file.h"
 #include "host/unit/properties.h"
 #include "host/unit/property_file.h"
+#include "host/unit_lock.h"
 
 namespace corvane::host {
 
@@ -13,7 +14,7 @@ CFRef<CFTypeRef> Nvram::copyVariable(CFStringRef name) const {
 }
 
 void Nvram::setVariable(CFStringRef name, CFTypeRef value) const {
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
   const auto variables = copyForChange(readPropertyFileIfPresent(file()).get());
   CFDictionarySetValue(variables.get(), name, value);
   writePropertyFile(file(), variables.get());

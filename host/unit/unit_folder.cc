@@ -8,6 +8,7 @@
 #include "host/unit/fact_files.h"
 #include "host/unit/factory_images.h"
 #include "host/unit/properties.h"
+#include "host/unit_lock.h"
 #include "platform/text.h"
 
 namespace corvane::host {
@@ -125,7 +126,7 @@ void UnitFolder::createWhatIsMissing(const UnitFacts& facts) const {
   if (!holdsOnlyUnitFiles(_folder)) {
     fail(_folder, "is no unit: it holds other files and no device.plist");
   }
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
   if (isThere(_deviceFile.path())) return;
 
   for (const char* directory : {"/private/var/log", "/private/var/logs"}) {
@@ -182,7 +183,7 @@ UnitFacts UnitFolder::facts() {
 }
 
 void UnitFolder::setFacts(const UnitFacts& facts) {
-  const FolderLock lock(_folder);
+  const UnitLock lock(_folder);
   const auto device = copyDevice();
   setVersionFacts(filePath(kVersionFile), facts);
   setNvramFacts(_nvram.file(), facts);

@@ -14,6 +14,7 @@ typedef kern_return_t IOReturn;
 #define kIOReturnBadArgument iokit_common_err(0x2c2)
 #define kIOReturnUnsupported iokit_common_err(0x2c7)
 #define kIOReturnIOError iokit_common_err(0x2ca)
+#define kIOReturnCannotLock iokit_common_err(0x2cc)
 #define kIOReturnNotWritable iokit_common_err(0x2cf)
 #define kIOReturnNoSpace iokit_common_err(0x2db)
 #define kIOReturnNotFound iokit_common_err(0x2f0)
