@@ -1,10 +1,13 @@
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "bootargs/boot_args.h"
 #include "platform/text.h"
 #include "tools/command.h"
 #include "tools/inspect/value_text.h"
+#include "tools/json_output.h"
 
 namespace corvane::tools {
 namespace {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "tools/command.h"
+#include "tools/command_error.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,6 +1,6 @@
 #include "tools/command.h"
 
-#include <iostream>
+#include <CLI/CLI.hpp>
 
 #include "controlbits/control_bits.h"
 #include "platform/device_path.h"
@@ -22,10 +22,6 @@ ExitStatus statusOfRun() { return gStatusOfRun; }
 
 void addJsonFlag(CLI::App* command, bool& json) {
   command->add_flag("--json", json, "Print JSON instead of text");
-}
-
-void printJson(const nlohmann::ordered_json& value) {
-  std::cout << value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
 }
 
 CFRef<CFStringRef> textArgument(const std::string& text) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "controlbits/control_bit_byte.h"
 #include "controlbits/conventions.h"

@@ -1,8 +1,11 @@
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "host/virtual_device.h"
 #include "tools/command.h"
+#include "tools/json_output.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

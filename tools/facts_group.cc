@@ -1,4 +1,6 @@
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "controlbits/control_bits.h"
@@ -9,6 +11,7 @@
 #include "platform/text.h"
 #include "tools/command.h"
 #include "tools/inspect/value_text.h"
+#include "tools/json_output.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

@@ -1,6 +1,8 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "tools/byte_file.h"
@@ -9,6 +11,7 @@
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/record_text.h"
+#include "tools/json_output.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "tools/command.h"
+#include "tools/command_error.h"
 
 namespace corvane::tools {
 

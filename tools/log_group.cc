@@ -1,7 +1,9 @@
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <deque>
 #include <fstream>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "log/log.h"
@@ -9,6 +11,7 @@
 #include "platform/device_path.h"
 #include "platform/text.h"
 #include "tools/command.h"
+#include "tools/json_output.h"
 #include "tools/log_file.h"
 
 namespace corvane::tools {

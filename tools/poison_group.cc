@@ -1,4 +1,6 @@
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"
 #include "controlbits/poison_byte.h"
@@ -6,6 +8,7 @@
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"
+#include "tools/json_output.h"
 
 namespace corvane::tools {
 namespace {

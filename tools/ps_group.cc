@@ -1,8 +1,11 @@
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "tools/byte_file.h"
 #include "tools/command.h"
+#include "tools/json_output.h"
 #include "tools/log_file.h"
 #include "tools/ps/live_screen.h"
 #include "tools/ps/process_plot.h"
@@ -44,7 +47,7 @@ ExitStatus print(const Options& options) {
     for (const ProcessSample& process : sample.processes) {
       json.push_back(jsonOf(process, options.threads));
     }
-    printJson(json);
+    printJson({{"processes", json}});
   } else {
     for (const std::string& line : tableOf(sample.processes, options.threads)) {
       std::cout << line << "\n";

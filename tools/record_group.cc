@@ -1,12 +1,15 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <ctime>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/inspect/record_text.h"
+#include "tools/json_output.h"
 
 namespace corvane::tools {
 namespace {
@@ -44,7 +47,7 @@ ExitStatus list(bool json) {
   }
   nlohmann::ordered_json array = nlohmann::ordered_json::array();
   for (const RecordLine& line : lines) array.push_back(recordAsJson(line));
-  printJson(array);
+  printJson({{"records", array}});
   return kDone;
 }
 

@@ -1,4 +1,6 @@
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "controlbits/control_bits.h"
@@ -7,6 +9,7 @@
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"
+#include "tools/json_output.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -52,7 +55,7 @@ ExitStatus show(const ShowOptions& options) {
                   useOf(offset)});
   }
   if (options.json) {
-    printJson(json);
+    printJson({{"bytes", json}});
   } else {
     table.print(std::cout);
   }

@@ -1,8 +1,10 @@
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "controlbits/control_bits.h"
@@ -11,6 +13,7 @@
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
+#include "tools/json_output.h"
 #include "tools/memory_store.h"
 
 namespace corvane::tools {
@@ -74,7 +77,7 @@ ExitStatus list(bool json) {
   const AreaReport report = reportOnArea(area);
   requireStore(report);
   if (json) {
-    printJson(entriesAsJson(report, area));
+    printJson({{"entries", entriesAsJson(report, area)}});
   } else {
     printEntries(std::cout, report, area);
   }

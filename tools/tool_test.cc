@@ -57,7 +57,7 @@ TEST_F(ToolTest, AByteIsSetAndShown) {
             "     9  0xfd  incomplete           0  log collection\n"
             "    18  0xfc  passed               0  test suite\n"
             "    20  0xf2  failed               2\n");
-  const json bytes = json::parse(run("status --from 18 --to 20 --json").output);
+  const json bytes = json::parse(run("status --from 18 --to 20 --json").output)["bytes"];
   ASSERT_EQ(bytes.size(), 3u);
   EXPECT_EQ(bytes[1]["status"], "not-tested");
   EXPECT_EQ(bytes[2], json::parse(R"({"offset": 20, "byte": 242, "status": "failed",
@@ -184,7 +184,7 @@ TEST_F(ToolTest, AUnitIsMadeChangedAndShown) {
 
 TEST_F(ToolTest, FactsSayWhatCannotBeRead) {
   json facts = json::parse(run("facts --json").output);
-  EXPECT_EQ(facts, json::parse(R"({"model": "T33AP", "build": "1A100", "wifi": true,
+  EXPECT_EQ(facts, json::parse(R"({"schema": 1, "model": "T33AP", "build": "1A100", "wifi": true,
       "compass": true, "gyroscope": true, "baseband": true, "batteryPercent": 80,
       "externalPower": true, "version": {"ProductBuildVersion": "1A100"}})"));
   EXPECT_EQ(run("device set --model T34AP --battery 53 --without build").exitStatus, 0);
@@ -266,7 +266,7 @@ TEST_F(ToolTest, BootArgsThatDidNotChangeAreAFailure) {
 }
 
 TEST_F(ToolTest, RecordsAreAddedUntilTheChainIsFullAndListed) {
-  EXPECT_EQ(run("record list --json").output, "[]\n");
+  EXPECT_EQ(json::parse(run("record list --json").output)["records"], json::array());
   EXPECT_EQ(run("record add 'thirteen char' --station 12 --result 1").exitStatus, 0);
   ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperties@2", 1);
   EXPECT_EQ(run("record add lost --station 13 --result 2").exitStatus, 1);
@@ -275,7 +275,7 @@ TEST_F(ToolTest, RecordsAreAddedUntilTheChainIsFullAndListed) {
     EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 0) << slot;
   }
   EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 1);
-  json records = json::parse(run("record list --json").output);
+  json records = json::parse(run("record list --json").output)["records"];
   ASSERT_EQ(records.size(), 20u);
   records[0].erase("time");
   EXPECT_EQ(records[0], json::parse(R"({"offset": 128, "station": 12, "version": 0, "result": 1,
@@ -288,8 +288,9 @@ TEST_F(ToolTest, APoisonByteIsSetAndThenStays) {
   const Outcome outcome = run("poison clear 24");
   EXPECT_EQ(outcome.exitStatus, 1);
   EXPECT_NE(outcome.errors.find("not overwritten"), std::string::npos) << outcome.errors;
-  EXPECT_EQ(json::parse(run("poison show 24 --json").output),
-            json::parse(R"({"offset": 24, "byte": 254, "poisoned": true, "final": true})"));
+  EXPECT_EQ(
+      json::parse(run("poison show 24 --json").output),
+      json::parse(R"({"schema": 1, "offset": 24, "byte": 254, "poisoned": true, "final": true})"));
 }
 
 TEST_F(ToolTest, TheLogIsWrittenAndRead) {
@@ -325,7 +326,7 @@ TEST_F(ToolTest, ConfigurationKeysAreSetReadListedAndDeleted) {
             "KEY1  inline        16  0x000a\n"
             "LONG  indirect      34  " +
                 longer + "\n");
-  EXPECT_EQ(json::parse(run("syscfg list --json").output)[2]["text"], longer);
+  EXPECT_EQ(json::parse(run("syscfg list --json").output)["entries"][2]["text"], longer);
 
   EXPECT_EQ(run("syscfg get LONG").output, longer + "\n");
   EXPECT_EQ(run("syscfg get KEY1").output, "000affffffffffffffffffffffffffff\n");
@@ -395,7 +396,7 @@ TEST_F(ToolTest, TwoToolsOnOneUnitLoseNothingOfEachOther) {
     script += commandLine("status set " + offset + " --status passed --count 1") + " >/dev/null & ";
   }
   ASSERT_EQ(std::system((script + "wait").c_str()), 0);
-  const json bytes = json::parse(run("status --written --json").output);
+  const json bytes = json::parse(run("status --written --json").output)["bytes"];
   EXPECT_EQ(bytes.size(), 8u);
 }
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>

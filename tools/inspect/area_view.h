@@ -2,7 +2,7 @@
 #define CORVANE_TOOLS_INSPECT_AREA_VIEW_H_
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <ostream>
 #include <span>
 

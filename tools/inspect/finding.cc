@@ -1,5 +1,7 @@
 #include "tools/inspect/finding.h"
 
+#include <nlohmann/json.hpp>
+
 #include "tools/table.h"
 
 namespace corvane::tools {

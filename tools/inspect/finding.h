@@ -2,7 +2,7 @@
 #define CORVANE_TOOLS_INSPECT_FINDING_H_
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <ostream>
 #include <string>
 #include <vector>

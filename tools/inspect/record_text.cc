@@ -1,5 +1,6 @@
 #include "tools/inspect/record_text.h"
 
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "tools/inspect/value_text.h"

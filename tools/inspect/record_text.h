@@ -1,7 +1,7 @@
 #ifndef CORVANE_TOOLS_INSPECT_RECORD_TEXT_H_
 #define CORVANE_TOOLS_INSPECT_RECORD_TEXT_H_
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <ostream>
 #include <string>
 #include <vector>

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tools/command.h"
+#include "tools/command_error.h"
 
 namespace corvane::tools {
 namespace {

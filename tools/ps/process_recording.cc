@@ -8,7 +8,9 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 
+#include "tools/json_output.h"
 #include "tools/ps/process_table.h"
 #include "tools/signal_wait.h"
 
@@ -33,7 +35,7 @@ std::string lineOf(const std::vector<ProcessSample>& processes) {
   for (const ProcessSample& process : processes) {
     json["processes"].push_back(jsonOf(process, false));
   }
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return jsonLine(json);
 }
 
 RecordedSample sampleOf(const nlohmann::json& json) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/command.h"
+#include "tools/command_error.h"
 #include "tools/ps/process_sample.h"
 
 namespace corvane::tools {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "platform/text.h"
-#include "tools/command.h"
+#include "tools/command_error.h"
 #include "tools/ps/sampler_messages.h"
 
 namespace corvane::tools {

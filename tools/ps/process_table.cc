@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tools/table.h"

@@ -1,7 +1,7 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_TABLE_H_
 #define CORVANE_TOOLS_PS_PROCESS_TABLE_H_
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 

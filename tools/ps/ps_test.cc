@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "testing/unit_test.h"
 #include "tools/ps/process_plot.h"
@@ -55,7 +56,8 @@ class PsTest : public ::testing::Test {
 };
 
 TEST_F(PsTest, ProcessesAreShownAsAskedFor) {
-  const auto shown = nlohmann::json::parse(run("--json --threads --sort cpu --top 3").output);
+  const auto shown =
+      nlohmann::json::parse(run("--json --threads --sort cpu --top 3").output)["processes"];
   ASSERT_EQ(shown.size(), 3u);
   EXPECT_GE(shown[0]["cpu"], shown[1]["cpu"]);
   EXPECT_EQ(shown[0]["threads"].size(), shown[0]["threadCount"]);
@@ -71,7 +73,7 @@ TEST_F(PsTest, ProcessesAreShownAsAskedFor) {
 TEST_F(PsTest, APassThatAProcessEndsEarlyIsMadeWholeByTheNext) {
   const Outcome outcome = run("--json", "pid_for_task@4");
   EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
-  EXPECT_GT(nlohmann::json::parse(outcome.output).size(), 3u);
+  EXPECT_GT(nlohmann::json::parse(outcome.output)["processes"].size(), 3u);
 }
 
 TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {

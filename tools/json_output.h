@@ -1,0 +1,23 @@
+#ifndef CORVANE_TOOLS_JSON_OUTPUT_H_
+#define CORVANE_TOOLS_JSON_OUTPUT_H_
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+/// How the tool writes JSON. Every document, and every line of a stream, is an object whose first
+/// field is "schema", the version of the fields that docs/json.md lists. The functions take the
+/// object without that field. Bytes that are not UTF-8 show as U+FFFD.
+namespace corvane::tools {
+
+/// Raised when a field is renamed, removed or changes its meaning; not when one is added.
+inline constexpr int kJsonSchema = 1;
+
+/// Prints a document, indented, to standard output.
+void printJson(const nlohmann::ordered_json& object);
+
+/// Returns a stream's line, with its line feed.
+std::string jsonLine(const nlohmann::ordered_json& object);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_JSON_OUTPUT_H_
