@@ -2,7 +2,7 @@
 
 include(CMakePackageConfigHelpers)
 
-set(targets corvane corvane-tool)
+set(targets corvane corvane-station corvane-tool)
 if(CORVANE_PLATFORM STREQUAL host)
   list(APPEND targets corvane-host)
 endif()
@@ -20,5 +20,9 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
 # Relative, so that an installation can be moved and `cmake --install --prefix` works.
 file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" PREFIX_FROM_PKGCONFIG "${PREFIX_FROM_PKGCONFIG}")
-configure_file(${PROJECT_SOURCE_DIR}/cmake/corvane.pc.in ${PROJECT_BINARY_DIR}/corvane.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/corvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(package corvane corvane-station)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc
+                 @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -51,6 +51,12 @@ export PKG_CONFIG_PATH=$libraries/pkgconfig
 grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"
 CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed
 
+echo "== the burn-in station with pkg-config"
+"$cxx" "$@" -std=c++20 "$source"/examples/burn_in_station.cc "$source"/examples/load/*.cc \
+  $(pkg-config --cflags --libs corvane-station) -o "$work/burn_in_station"
+CORVANE_DEVICE=$work/burnt-in "$work/burn_in_station" --seconds 1 --memory 1 --folder "$work" |
+  grep -q '^result  passed'
+
 echo "== a C program"
 cat >"$work/station.c" <<'C'
 #include <corvane/controlbits/control_bit_byte.h>

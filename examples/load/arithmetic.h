@@ -1,0 +1,14 @@
+#ifndef EXAMPLES_LOAD_ARITHMETIC_H_
+#define EXAMPLES_LOAD_ARITHMETIC_H_
+
+#include <string>
+
+namespace load {
+
+/// Some milliseconds of integer, floating-point and vector work whose results are known to the last
+/// bit. Returns which of them came out wrong and as what, or an empty text.
+std::string arithmeticRound();
+
+}  // namespace load
+
+#endif  // EXAMPLES_LOAD_ARITHMETIC_H_

@@ -1,0 +1,34 @@
+#ifndef EXAMPLES_LOAD_EVERY_CORE_H_
+#define EXAMPLES_LOAD_EVERY_CORE_H_
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// What a station puts on a machine to see whether it holds.
+namespace load {
+
+/// How a core did.
+struct CoreResult {
+  int core = 0;
+  /// Rounds that it finished.
+  long rounds = 0;
+  /// What went wrong in its first bad round; empty when nothing did.
+  std::string fault;
+};
+
+/// One round of work; returns what went wrong, or an empty text.
+using Round = std::function<std::string()>;
+
+/// Keeps every core busy until the time is over or `keepsGoing`, which this thread calls again and
+/// again with the fraction done, returns false. Each core has a thread of its own, pinned to it
+/// where the system can, which makes its round with `makeRound` and repeats it, at least once; a
+/// core whose round fails stops.
+std::vector<CoreResult> onEveryCore(std::chrono::milliseconds duration,
+                                    const std::function<Round(int core)>& makeRound,
+                                    const std::function<bool(double fraction)>& keepsGoing);
+
+}  // namespace load
+
+#endif  // EXAMPLES_LOAD_EVERY_CORE_H_

@@ -1,0 +1,56 @@
+#ifndef CORVANE_STATION_COMMAND_LINE_H_
+#define CORVANE_STATION_COMMAND_LINE_H_
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../platform/export.h"
+#include "station.h"
+
+namespace corvane::station {
+
+/// The command line of a station program: the station's own options beside the kit's, which are
+/// --results FILE, --unit ID, --quiet and --help.
+///
+///     int seconds = 10;
+///     CommandLine line("Burns a unit in.");
+///     line.addNumber("--seconds", seconds, 1, 86400, "how long the load runs");
+///     return line.run(argc, argv, kStation, [&](Run& run) { ... });
+class CORVANE_EXPORT CommandLine {
+ public:
+  /// `purpose` is the first line of the help text.
+  explicit CommandLine(std::string_view purpose);
+
+  /// Adds an option "NAME N" that sets `value` to a whole decimal number, `least` to `most`.
+  void addNumber(std::string_view name, int& value, int least, int most, std::string_view help);
+  /// Adds an option "NAME TEXT".
+  void addText(std::string_view name, std::string& value, std::string_view help);
+  /// Adds an option without a value, which sets `value`.
+  void addFlag(std::string_view name, bool& value, std::string_view help);
+
+  /// Reads the arguments, runs the station and returns the exit status for `main`: the outcome's,
+  /// 0 after --help, or 2, with a line on standard error, for arguments that are wrong.
+  int run(int argc, char** argv, const Profile& profile, const std::function<void(Run&)>& body);
+
+ private:
+  struct Option {
+    std::string name;
+    std::string valueName;  ///< Empty when the option has no value.
+    std::string help;
+    /// Stores the value; what is wrong with it, or an empty text.
+    std::function<std::string(std::string_view)> store;
+  };
+
+  const Option* find(std::string_view name) const;
+  std::string parse(int argc, char** argv, bool& wantsHelp) const;
+  void printHelp(std::string_view program) const;
+
+  std::string _purpose;
+  std::vector<Option> _options;
+};
+
+}  // namespace corvane::station
+
+#endif  // CORVANE_STATION_COMMAND_LINE_H_

@@ -1,0 +1,39 @@
+#ifndef CORVANE_STATION_CONSOLE_H_
+#define CORVANE_STATION_CONSOLE_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/unit_facts.h"
+#include "station/unit_marks.h"
+
+namespace corvane::station {
+
+/// What an operator sees of a run, on standard output except for errors.
+class Console {
+ public:
+  explicit Console(bool isQuiet) : _isQuiet(isQuiet) {}
+
+  /// Prints a line that begins with `subject`, in a column of its own.
+  void line(std::string_view subject, std::string_view text);
+  void facts(const UnitFacts& facts);
+  /// `when` is "before" or "after".
+  void statusByte(std::string_view when, uint32_t offset, uint8_t value);
+  void records(const std::vector<Record>& records);
+  /// Prints a line on standard error.
+  void error(std::string_view text);
+  /// Draws a bar in place; only on a terminal.
+  void progress(std::string_view phase, double fraction);
+
+ private:
+  void clearProgress();
+
+  bool _isQuiet;
+  bool _hasProgress = false;
+};
+
+}  // namespace corvane::station
+
+#endif  // CORVANE_STATION_CONSOLE_H_

@@ -1,0 +1,98 @@
+#include "station/results_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <random>
+
+namespace corvane::station {
+namespace {
+
+/// 16 hexadecimal digits that no other run has.
+std::string newRunId() {
+  std::random_device random;
+  char text[17];
+  std::snprintf(text, sizeof text, "%08x%08x", random(), random());
+  return text;
+}
+
+/// Whether a run that was cut off left the file's last line without its end.
+bool endsInsideLine(int file) {
+  struct stat facts = {};
+  if (::fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode) || facts.st_size == 0) return false;
+  char last = '\n';
+  return ::pread(file, &last, 1, facts.st_size - 1) == 1 && last != '\n';
+}
+
+}  // namespace
+
+std::string timeNow() {
+  const auto now = std::chrono::system_clock::now();
+  const time_t seconds = std::chrono::system_clock::to_time_t(now);
+  const auto milliseconds =
+      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  struct tm local = {};
+  ::localtime_r(&seconds, &local);
+  char date[32] = "";
+  char zone[8] = "";
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
+  std::strftime(zone, sizeof zone, "%z", &local);
+  char text[64];
+  std::snprintf(text, sizeof text, "%s.%03d%.3s:%s", date, static_cast<int>(milliseconds), zone,
+                std::strlen(zone) == 5 ? zone + 3 : "00");
+  return text;
+}
+
+ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(newRunId()) {
+  if (path.empty()) return;
+  _file = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  // A pipe or a terminal takes lines as well.
+  if (_file < 0) _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  if (_file < 0) fail(errno);
+}
+
+ResultsFile::~ResultsFile() {
+  if (_file >= 0) ::close(_file);
+}
+
+void ResultsFile::identify(const std::string& station, const std::string& unit) {
+  _station = station;
+  _unit = unit;
+}
+
+void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields) {
+  if (_file < 0) return;
+  nlohmann::ordered_json line = {{"schema", kResultsSchema}, {"type", type},
+                                 {"time", timeNow()},        {"run", _run},
+                                 {"station", _station},      {"unit", nullptr}};
+  if (!_unit.empty()) line["unit"] = _unit;
+  line.update(fields);
+  std::string text =
+      line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  if (endsInsideLine(_file)) text.insert(0, "\n");
+
+  ssize_t written = 0;
+  do {
+    written = ::write(_file, text.data(), text.size());
+  } while (written < 0 && errno == EINTR);
+  if (written < 0) fail(errno);
+  if (static_cast<size_t>(written) != text.size()) fail(ENOSPC);
+}
+
+void ResultsFile::sync() {
+  if (_file < 0 || ::fsync(_file) == 0) return;
+  if (errno != EINVAL && errno != EROFS) fail(errno);  // What cannot be synced, such as a pipe.
+}
+
+void ResultsFile::fail(int error) const {
+  throw ResultsError("results file " + _path.string() + ": " + std::strerror(error));
+}
+
+}  // namespace corvane::station

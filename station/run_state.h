@@ -1,0 +1,103 @@
+#ifndef CORVANE_STATION_RUN_STATE_H_
+#define CORVANE_STATION_RUN_STATE_H_
+
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/console.h"
+#include "station/interruption.h"
+#include "station/results_file.h"
+#include "station/station.h"
+#include "station/unit_marks.h"
+
+namespace corvane::station {
+
+/// A run from its begin to its end. What stations call may come from any thread; the rest belongs
+/// to the thread that made the object.
+class RunState {
+ public:
+  /// Opens the results. Throws ResultsError.
+  RunState(const Profile& profile, const RunOptions& options);
+
+  /// Runs the station; once.
+  Outcome execute(const std::function<void(Run&)>& body);
+
+  /// What Run and Phase offer.
+  bool phase(std::string_view name, const std::function<void(Phase&)>& body);
+  bool measure(std::string_view name, double value, std::string_view unit, const Limits& limits);
+  void fail(std::string_view reason);
+  void log(std::string_view text, int indentation);
+  void progress(double fraction);
+  bool wait(std::chrono::milliseconds duration) { return _interruption.wait(duration); }
+  bool isInterrupted() const { return _interruption.signal() != 0; }
+  void setRecordText(std::string_view text);
+  uint32_t count() const { return _count; }
+  bool isPassing() const;
+
+ private:
+  struct PhaseInProgress {
+    std::string name;
+    std::chrono::steady_clock::time_point begin;
+    std::vector<std::string> failures;
+  };
+
+  /// Refuses the unit, or marks it.
+  void begin();
+  void refuseUnlessFit(const UnitFacts& facts, const std::vector<Record>& records) const;
+  void runBody(const std::function<void(Run&)>& body);
+  void endPhase();
+  /// Leaves the result on the unit and reads it back.
+  Outcome leaveVerdict();
+  /// After a failed write: takes a verdict that the status byte may hold away again.
+  void withdrawVerdict() noexcept;
+  Outcome leaveIncomplete();
+  /// Ends what stations call; returns false when the run was interrupted by then.
+  bool claimEnd();
+  /// The status byte as the unit has it; null when it is not known.
+  nlohmann::ordered_json statusAfter() const;
+  /// Reports the run's end; the outcome changes when the results cannot take it.
+  void finish(Outcome& outcome, const nlohmann::ordered_json& after);
+  /// Ends the process for a body that does not return after a signal.
+  void abandon(int signal);
+
+  /// Records a failure: `recordText` tells it in a record, `reason` elsewhere.
+  void addFailure(std::string_view recordText, const std::string& reason);
+  std::string recordTextFor(bool isPassed);
+  void report(const char* type, const nlohmann::ordered_json& fields);
+  void writeLog(std::string_view text, int indentation) const;
+
+  const Profile _profile;
+  std::string _unit;
+  Console _console;
+  ResultsFile _results;
+  std::string _resultsError;
+  const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+
+  std::optional<MarkedByte> _status;
+  std::optional<MarkedByte> _poison;
+  std::vector<Record> _records;
+  int _failCount = 0;
+  uint32_t _count = 0;
+
+  mutable std::mutex _lock;
+  std::optional<PhaseInProgress> _phase;
+  size_t _phaseCount = 0;
+  std::vector<std::string> _failures;
+  std::string _failureText;
+  std::string _recordText;
+  bool _isCutShort = false;
+  bool _isEnding = false;
+
+  /// Last, so that nothing of the above goes while its thread may use it.
+  Interruption _interruption;
+};
+
+}  // namespace corvane::station
+
+#endif  // CORVANE_STATION_RUN_STATE_H_

@@ -1,0 +1,178 @@
+#ifndef CORVANE_STATION_STATION_H_
+#define CORVANE_STATION_STATION_H_
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../platform/export.h"
+
+/// The station kit: what a station program is written with. A station describes itself in a Profile
+/// and hands `run` its work; the kit marks the unit before the work, leaves the result after it,
+/// and reads back every write:
+///
+///     const Profile kStation = {.name = "burn-in", .number = 7, .statusOffset = 20,
+///                               .poisonOffset = 21, .runCountKey = "BRUN"};
+///     const Outcome outcome = run(kStation, {}, [](Run& run) {
+///       run.phase("speaker", [](Phase& phase) {
+///         phase.measure("loudness", measureLoudness(), "dB", {.lower = 60, .upper = 75});
+///       });
+///     });
+///     return outcome.exitStatus();
+///
+/// A main program with options is written with `<corvane/station/command_line.h>`. One run at a
+/// time in a process.
+namespace corvane::station {
+
+/// Bounds of a measurement, both inclusive; an absent one does not bound.
+struct Limits {
+  std::optional<double> lower = std::nullopt;
+  std::optional<double> upper = std::nullopt;
+};
+
+/// What a station asks of a unit. A unit that does not meet one, or of which it cannot be read, is
+/// refused before anything is written to it.
+struct Conditions {
+  /// Lowest battery charge in percent; not asked while external power is connected, nor when 0.
+  int lowestBattery = 0;
+  /// External power must be connected.
+  bool externalPower = false;
+  /// Models that the station takes, each the beginning of a model name ("T33"); empty takes all.
+  std::vector<std::string> models = {};
+  /// Poison bytes of earlier stations, none of which may be set.
+  std::vector<uint32_t> earlierPoisonOffsets = {};
+};
+
+/// What makes a station itself: its names and its places on a unit.
+struct Profile {
+  /// In the log, the results and the record of a passed unit.
+  std::string name;
+  /// The station's number in its records.
+  uint8_t number = 0;
+  /// Its control-bit byte in "VelmoDiagnosticData", 0 to 127.
+  uint32_t statusOffset = 0;
+  /// Its poison byte there, 0 to 127; another than the control-bit byte.
+  uint32_t poisonOffset = 0;
+  /// The configuration key, four characters, that counts the station's runs on the unit.
+  std::string runCountKey;
+  /// The configuration key whose text identifies the unit (its serial number) when RunOptions do
+  /// not; empty when there is none.
+  std::string unitKey = {};
+  Conditions conditions = {};
+};
+
+struct RunOptions {
+  /// Where results are appended as JSON lines (docs/results.md); empty writes none.
+  std::filesystem::path results = {};
+  /// Identifies the unit in the results.
+  std::string unit = {};
+  /// Prints only errors.
+  bool isQuiet = false;
+};
+
+enum class Verdict {
+  kPassed,      ///< Every phase passed; the unit holds "passed", no poison, and a record of it.
+  kFailed,      ///< A phase failed; the unit holds "failed", one more failure, poison and a record.
+  kIncomplete,  ///< SIGINT, SIGTERM or SIGHUP ended the run; the unit holds "incomplete".
+  kRefused,     ///< The unit does not meet a condition, is poisoned, or has no free record slot;
+                ///< nothing was written to it.
+  kUntrusted,   ///< The unit does not hold what was written to it, or cannot be read or written;
+                ///< or the results cannot be written.
+  kMisused,     ///< The profile is wrong or the results cannot be opened; the unit was not used.
+};
+
+/// How a run ended.
+struct Outcome {
+  Verdict verdict = Verdict::kMisused;
+  /// What failed, and for an untrusted unit the byte, key or record and what it holds. Empty when
+  /// the run passed.
+  std::string reason;
+  /// The signal that ended an incomplete run.
+  int signal = 0;
+
+  /// 0 passed, 1 failed, 2 misused, 3 refused or untrusted, 128 + signal incomplete.
+  CORVANE_EXPORT int exitStatus() const;
+};
+
+class RunState;
+
+/// A phase in progress. Every operation may be called from any thread, until the phase's body
+/// returns.
+class CORVANE_EXPORT Phase {
+ public:
+  Phase(const Phase&) = delete;
+  Phase& operator=(const Phase&) = delete;
+
+  /// Reports a measurement. Returns whether `value` lies inside `limits`; one outside, or one that
+  /// is not a finite number, fails the phase.
+  bool measure(std::string_view name, double value, std::string_view unit = {}, Limits limits = {});
+
+  /// Fails the phase. The first failure's reason becomes the text of the run's record, so its first
+  /// 13 bytes should tell.
+  void fail(std::string_view reason);
+
+  /// Appends a line to the test log.
+  void log(std::string_view text);
+
+  /// Shows how much of the phase is done, 0 to 1, on a terminal.
+  void progress(double fraction);
+
+  /// Sleeps; returns false at once when the run is interrupted, and the body should then return.
+  /// A body that does not return within three seconds of the signal is ended with the process.
+  bool wait(std::chrono::milliseconds duration);
+  bool isInterrupted() const;
+
+ private:
+  friend class RunState;
+  explicit Phase(RunState& state) : _state(state) {}
+
+  RunState& _state;
+};
+
+/// A run in progress.
+class CORVANE_EXPORT Run {
+ public:
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
+
+  /// Runs `body` as the phase `name`, and returns whether it passed: nothing failed in it, and
+  /// nothing was thrown. An exception fails the run and ends it: like after an interruption, every
+  /// further phase returns false without running. Phases do not nest; a phase begun inside another
+  /// fails it.
+  bool phase(std::string_view name, const std::function<void(Phase&)>& body);
+
+  /// Appends a line to the test log.
+  void log(std::string_view text);
+
+  /// The text of the record that a passed run leaves, in place of "NAME ok". A record holds 13
+  /// bytes of UTF-8 (9 where the platform's time value has 32 bits): a longer text is cut after a
+  /// whole character, with a notice in the log and the results.
+  void setRecordText(std::string_view text);
+
+  /// The number of this run among this station's runs on the unit, from 1.
+  uint32_t count() const;
+  /// Whether nothing failed yet.
+  bool isPassing() const;
+
+ private:
+  friend class RunState;
+  explicit Run(RunState& state) : _state(state) {}
+
+  RunState& _state;
+};
+
+/// Runs a station on the unit. First refuses a unit by the profile's conditions, marks its status
+/// byte incomplete and counts the run; then calls `body`; then leaves poison byte, record and,
+/// last, the status with the fail count, and reads all of them back. A run without a phase fails,
+/// and so does one whose body throws. Nothing is thrown from here.
+CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
+                           const std::function<void(Run&)>& body) noexcept;
+
+}  // namespace corvane::station
+
+#endif  // CORVANE_STATION_STATION_H_
