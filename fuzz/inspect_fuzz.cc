@@ -5,11 +5,11 @@
 
 #include "tools/inspect/dump_inspector.h"
 
-/// Input: a dump. Whatever it is, the inspector answers, and damage lies inside the dump or is
+/// Input: a dump. The inspector has an answer to any bytes, and each finding is inside the dump or
 /// missing from it.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const corvane::tools::Dump dump = corvane::tools::inspectDump({data, size});
-  for (const corvane::tools::Finding& finding : dump.damages) {
+  for (const corvane::tools::Finding& finding : dump.findings) {
     if (finding.offset + finding.length <= size || finding.reason.starts_with("missing")) continue;
     std::fprintf(stderr, "%s: %zu bytes at %zu\n", finding.reason.c_str(), finding.length,
                  finding.offset);

@@ -1,5 +1,7 @@
 #include "tools/byte_file.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -31,7 +33,8 @@ bool writeTo(const std::filesystem::path& path, std::span<const uint8_t> bytes) 
 }  // namespace
 
 FileBytes readFile(const std::string& path, size_t limit) {
-  const File file(std::fopen(path.c_str(), "rb"));
+  const File file(path == "-" ? ::fdopen(::dup(STDIN_FILENO), "rb")
+                              : std::fopen(path.c_str(), "rb"));
   if (!file) fail(kUsage, path);
   std::vector<uint8_t> bytes;
   std::vector<uint8_t> chunk(size_t{64} * 1024);

@@ -15,8 +15,8 @@ struct FileBytes {
   bool isWhole;
 };
 
-/// The file's bytes, `limit` at most. Throws CommandError (wrong usage) with the file's name and
-/// the reason when it cannot be read.
+/// Returns at most `limit` bytes of the file, or of standard input for "-". Throws CommandError
+/// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);
 
 /// Puts `bytes` in the place of the file at `path`, which has all of them or is as it was. Throws

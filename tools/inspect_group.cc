@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -10,22 +11,25 @@
 #include "tools/control_bit_text.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_inspector.h"
-#include "tools/inspect/record_text.h"
+#include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
 namespace {
 
-/// Far above the size of any data set.
+/// Far above the size of any data set, in bytes.
 constexpr size_t kLimit = size_t{1} << 20;
 
 struct Options {
   std::string file;
-  std::optional<int> timeBits;
+  DumpHints hints;
   bool map = false;
   bool json = false;
 };
+
+const std::map<std::string, DumpKind> kKinds = {{"data", DumpKind::kDiagnosticData},
+                                                {"syscfg", DumpKind::kConfiguration}};
 
 std::string kindName(DumpKind kind) {
   switch (kind) {
@@ -59,7 +63,7 @@ nlohmann::ordered_json dumpAsJson(const Options& options, const FileBytes& file,
                                  {"reason", dump.reason}};
   if (dump.area) json.update(areaAsJson(*dump.area, std::span(file.bytes).first(dump.areaSize)));
   if (dump.diagnosticData) json.update(diagnosticDataAsJson(*dump.diagnosticData));
-  json["damages"] = findingsAsJson(dump.damages);
+  json["findings"] = findingsAsJson(dump.findings);
   return json;
 }
 
@@ -73,7 +77,7 @@ void printArea(const Dump& dump, std::span<const uint8_t> area, bool withMap) {
   std::cout << "\nA unit "
             << (report.isHeaderSound ? "finds " + std::to_string(found) + " of " +
                                            std::to_string(report.entries.size()) + " entries"
-                                     : "takes it for an empty store, which its next change keeps")
+                                     : "treats it as an empty store, which its next change writes")
             << ".\n\n";
   if (!report.entries.empty()) printEntries(std::cout, report, area);
   if (withMap) {
@@ -105,8 +109,8 @@ void printDiagnosticData(const DiagnosticReport& report) {
 
 ExitStatus inspect(const Options& options) {
   const FileBytes file = readFile(options.file, kLimit);
-  const Dump dump = inspectDump(file.bytes, options.timeBits);
-  const bool isGood = dump.kind != DumpKind::kUnknown && dump.damages.empty();
+  const Dump dump = inspectDump(file.bytes, options.hints);
+  const bool isGood = dump.kind != DumpKind::kUnknown && dump.findings.empty();
   if (options.json) {
     printJson(dumpAsJson(options, file, dump));
     return isGood ? kDone : kFailed;
@@ -116,9 +120,9 @@ ExitStatus inspect(const Options& options) {
             << file.bytes.size() << " bytes: " << dump.reason << "\n";
   if (dump.area) printArea(dump, std::span(file.bytes).first(dump.areaSize), options.map);
   if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
-  if (!dump.damages.empty()) {
+  if (!dump.findings.empty()) {
     std::cout << "\n";
-    printFindings(std::cout, dump.damages);
+    printFindings(std::cout, dump.findings);
   } else if (isGood) {
     std::cout << "\nNo damage was found.\n";
   }
@@ -130,13 +134,18 @@ ExitStatus inspect(const Options& options) {
 void addInspectGroup(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand(
-      "inspect", "Tell what a raw dump of a unit's data set holds, and what of it is damaged");
-  command->add_option("FILE", options->file, "The dump")->required();
+      "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");
+  command->add_option("FILE", options->file, "The dump; - reads standard input")->required();
   command
-      ->add_option("--time-bits", options->timeBits,
-                   "Width of the unit's time values, 32 or 64; found out when not given")
+      ->add_option("--as", options->hints.kind,
+                   "What the dump is: data (control-bit bytes and records) or syscfg (a\n"
+                   "configuration area); guessed when not given")
+      ->transform(CLI::CheckedTransformer(kKinds));
+  command
+      ->add_option("--time-bits", options->hints.timeBits,
+                   "Width of the unit's time values, 32 or 64; guessed when not given")
       ->check(CLI::IsMember({32, 64}));
-  command->add_flag("--map", options->map, "Draw a configuration area's map too");
+  command->add_flag("--map", options->map, "Also draw the map of a configuration area");
   addJsonFlag(command, options->json);
   command->footer(
       "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"

@@ -8,7 +8,7 @@
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
-#include "tools/inspect/record_text.h"
+#include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
 
 namespace corvane::tools {

@@ -12,6 +12,7 @@
 #include "tools/command.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/area_view.h"
+#include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
 #include "tools/memory_store.h"
@@ -81,7 +82,7 @@ ExitStatus list(bool json) {
   } else {
     printEntries(std::cout, report, area);
   }
-  if (!report.damages.empty()) {
+  if (!report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
   }
   return kDone;
@@ -98,20 +99,20 @@ struct GetOptions {
 ExitStatus get(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
   const Bytes area = readArea();
-  requireStore(reportOnArea(area));
+  const AreaReport report = reportOnArea(area);
+  requireStore(report);
+  const auto entry = std::ranges::find_if(
+      report.entries, [key](const AreaEntry& each) { return each.isFound && each.key == key; });
+  if (entry == report.entries.end()) throw noSuchKey(key);
   Bytes value(kDeviceAreaSize);
-  const auto length = static_cast<size_t>(ControlBits::readSystemConfig(value.data(), key));
-  if (length == 0) throw noSuchKey(key);
-  value.resize(length);
+  value.resize(static_cast<size_t>(ControlBits::readSystemConfig(value.data(), key)));
 
-  // Only a value of this length can lie inside its entry, followed by free bytes.
-  const bool isInline = length == area::kInlineRoom;
-  const std::span<const uint8_t> text = isInline ? withoutFreeBytes(value) : value;
+  const std::span<const uint8_t> text = entry->isIndirect ? value : withoutFreeBytes(value);
   if (!options.file.empty()) {
     writeFile(options.file, value);
   } else if (options.json) {
     nlohmann::ordered_json json = {{"key", keyName(key)}, {"code", key}};
-    json.update(valueAsJson(value, !isInline));
+    json.update(valueAsJson(value, text));
     printJson(json);
   } else if (options.hex || (!options.text && !isPlainText(text))) {
     std::cout << hexText(value) << "\n";
@@ -206,9 +207,9 @@ ExitStatus map(bool json) {
   }
   printMap(std::cout, report, area, isColouredOutput());
   if (!report.isHeaderSound) std::cout << "A unit takes the area for an empty store.\n";
-  if (!report.damages.empty()) {
+  if (!report.findings.empty()) {
     std::cout << "\n";
-    printFindings(std::cout, report.damages);
+    printFindings(std::cout, report.findings);
   }
   return kDone;
 }

@@ -28,30 +28,30 @@ class Reporter {
 
   AreaReport run() {
     if (_image.size() < area::kHeaderSize) {
-      damage(0, _image.size(), "too short for a header of 24 bytes");
+      report(0, _image.size(), "too short for a header of 24 bytes");
       return _report;
     }
     checkHeader();
     readEntries();
     checkValues();
     checkFreeSpace();
-    askTheStore();
+    lookUpEntries();
     for (const AreaEntry& entry : _report.entries) {
       if (!entry.fault.empty()) {
-        damage(entry.offset, area::kEntrySize, keyName(entry.key) + ": " + entry.fault);
+        report(entry.offset, area::kEntrySize, keyName(entry.key) + ": " + entry.fault);
       }
     }
-    std::ranges::stable_sort(_report.damages, {}, &Finding::offset);
+    std::ranges::stable_sort(_report.findings, {}, &Finding::offset);
     return _report;
   }
 
  private:
-  void damage(size_t offset, size_t length, const std::string& reason) {
-    _report.damages.push_back({offset, length, reason});
+  void report(size_t offset, size_t length, const std::string& reason) {
+    _report.findings.push_back({offset, length, reason});
   }
 
-  void damagedWord(size_t offset, const std::string& reason) {
-    damage(offset, sizeof(uint32_t), reason);
+  void reportWord(size_t offset, const std::string& reason) {
+    report(offset, sizeof(uint32_t), reason);
   }
 
   void checkHeader() {
@@ -63,39 +63,40 @@ class Reporter {
     _report.isHeaderSound = area::isHeaderSound(_image.data(), _image.size());
 
     if (header.magic != area::kMagic) {
-      damagedWord(offsetof(area::Header, magic),
-                  "magic is " + hexNumber(header.magic) + ", not " + hexNumber(area::kMagic));
+      reportWord(offsetof(area::Header, magic),
+                 "magic is " + hexNumber(header.magic) + ", not " + hexNumber(area::kMagic));
     }
     if (header.tableEnd != area::entryOffset(header.count)) {
-      damagedWord(offsetof(area::Header, tableEnd),
-                  "table_end is " + std::to_string(header.tableEnd) + ", but " +
-                      std::to_string(header.count) + " entries end at " +
-                      std::to_string(area::entryOffset(header.count)));
+      reportWord(offsetof(area::Header, tableEnd),
+                 "table_end is " + std::to_string(header.tableEnd) + ", but " +
+                     std::to_string(header.count) + " entries end at " +
+                     std::to_string(area::entryOffset(header.count)));
     }
     if (header.areaSize == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
-      damage(_image.size(), kDeviceAreaSize - _image.size(), "missing");
+      report(_image.size(), kDeviceAreaSize - _image.size(), "missing");
     } else if (header.areaSize != _image.size()) {
-      damagedWord(offsetof(area::Header, areaSize), "area_size is " +
-                                                        std::to_string(header.areaSize) + ", not " +
-                                                        std::to_string(_image.size()));
+      reportWord(offsetof(area::Header, areaSize), "area_size is " +
+                                                       std::to_string(header.areaSize) + ", not " +
+                                                       std::to_string(_image.size()));
     }
     if (header.version != area::kVersion) {
-      damagedWord(offsetof(area::Header, version), "version is " + hexNumber(header.version) +
-                                                       ", not " + hexNumber(area::kVersion) +
-                                                       " (no unit looks at it)");
+      reportWord(offsetof(area::Header, version), "version is " + hexNumber(header.version) +
+                                                      ", not " + hexNumber(area::kVersion) +
+                                                      " (no unit looks at it)");
     }
     if (header.reserved != 0) {
-      damagedWord(offsetof(area::Header, reserved),
-                  "reserved is " + hexNumber(header.reserved) + ", not 0");
+      reportWord(offsetof(area::Header, reserved),
+                 "reserved is " + hexNumber(header.reserved) + ", not 0");
     }
     if (header.count > area::entryCapacity(_image.size())) {
-      damagedWord(offsetof(area::Header, count),
-                  "count is " + std::to_string(header.count) + ", and there is room for " +
-                      std::to_string(area::entryCapacity(_image.size())) + " entries");
+      reportWord(offsetof(area::Header, count),
+                 "count is " + std::to_string(header.count) + ", and there is room for " +
+                     std::to_string(area::entryCapacity(_image.size())) + " entries");
     }
   }
 
-  /// As many entries as the count claims; when that cannot be, as many as end at table_end.
+  /// Returns the count in the header or, when the area cannot hold that many, the number of entries
+  /// that end at table_end.
   size_t entryCount() const {
     const area::Header& header = *_report.header;
     const size_t capacity = area::entryCapacity(_image.size());
@@ -146,14 +147,14 @@ class Reporter {
         break;
     }
     if (fields.spare != 0xFFFFFFFF) {
-      damagedWord(offset + offsetof(area::IndirectEntry, spare),
-                  keyName(fields.key) + ": spare is " + hexNumber(fields.spare) +
-                      ", though nothing ever writes it");
+      reportWord(offset + offsetof(area::IndirectEntry, spare),
+                 keyName(fields.key) + ": spare is " + hexNumber(fields.spare) +
+                     ", though nothing ever writes it");
     }
     return entry;
   }
 
-  /// Values are packed: each ends where the one above it begins.
+  /// Checks that values are packed: each ends where the one above it begins.
   void checkValues() {
     std::vector<AreaEntry*> values;
     for (AreaEntry& entry : _report.entries) {
@@ -165,18 +166,18 @@ class Reporter {
     for (AreaEntry* entry : values) {
       const size_t end = entry->valueOffset + area::roundUp(entry->valueLength);
       if (end > above && upper) entry->fault = "its value runs into that of " + keyName(upper->key);
-      if (end < above) damage(end, above - end, "belongs to no sound value and is not free space");
+      if (end < above) report(end, above - end, "belongs to no sound value and is not free space");
       above = entry->valueOffset;
       upper = entry;
     }
   }
 
-  /// Free space is 0xFF. Written bytes close to each other are one finding.
+  /// Checks that free space is 0xFF. Reports written bytes close to each other as one finding.
   void checkFreeSpace() {
     constexpr size_t kApart = 16;
     size_t begin = 0, end = 0;
     const auto flush = [&] {
-      if (end > begin) damage(begin, end - begin, "free space that is not 0xff");
+      if (end > begin) report(begin, end - begin, "free space that is not 0xff");
     };
     for (size_t at = _report.freeBegin; at < _report.freeEnd; ++at) {
       if (_image[at] == area::kFreeByte) continue;
@@ -189,15 +190,18 @@ class Reporter {
     flush();
   }
 
-  /// What a unit finds is what the store itself says of the same bytes.
-  void askTheStore() {
+  /// Marks the entries that a unit finds, by looking them up in the store itself. A lookup returns
+  /// the first entry of a key, so a duplicate with the same value stays hidden.
+  void lookUpEntries() {
     const MemoryStore store(_image);
+    std::set<uint32_t> found;
     std::vector<uint8_t> value(std::max(_image.size(), area::kInlineRoom));
     for (AreaEntry& entry : _report.entries) {
       size_t length = 0;
       if (syscfg__read_key(store.get(), entry.key, value.data(), &length) != 0) continue;
-      entry.isFound = std::ranges::equal(std::span(value).first(length), valueOf(entry, _image)) &&
-                      _report.isHeaderSound;
+      entry.isFound = _report.isHeaderSound &&
+                      std::ranges::equal(std::span(value).first(length), valueOf(entry, _image)) &&
+                      found.insert(entry.key).second;
     }
   }
 
@@ -212,6 +216,11 @@ AreaReport reportOnArea(std::span<const uint8_t> image) { return Reporter(image)
 std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
   const size_t begin = std::min(entry.valueOffset, image.size());
   return image.subspan(begin, std::min(entry.valueLength, image.size() - begin));
+}
+
+std::span<const uint8_t> writtenValueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
+  const std::span<const uint8_t> value = valueOf(entry, image);
+  return entry.isIndirect ? value : withoutFreeBytes(value);
 }
 
 std::span<const uint8_t> withoutFreeBytes(std::span<const uint8_t> value) {

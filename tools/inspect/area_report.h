@@ -12,7 +12,7 @@
 
 namespace corvane::tools {
 
-/// Size of the configuration area of every device.
+/// Size of the configuration area of every device, in bytes.
 inline constexpr size_t kDeviceAreaSize = 8192;
 
 /// One entry of a configuration area's table.
@@ -23,9 +23,9 @@ struct AreaEntry {
   size_t offset;
   size_t valueOffset;
   size_t valueLength;
-  /// Why it is not sound; empty when it is.
+  /// What is wrong with the entry; empty when it is sound.
   std::string fault;
-  /// Whether a unit finds this value under this key.
+  /// Whether a unit that looks up the key finds this entry.
   bool isFound = false;
 };
 
@@ -34,28 +34,31 @@ struct HeaderCheckResult {
   bool holds;
 };
 
-/// What a configuration area holds, whatever state it is in.
+/// What a configuration area holds, in whatever state it is.
 struct AreaReport {
-  /// Absent when the area is too small for one.
+  /// Absent when the area is too small for a header.
   std::optional<area::Header> header;
   std::vector<HeaderCheckResult> checks;
-  /// Whether all checks hold; without that, a unit takes the area for an empty store.
+  /// Whether all checks hold. If not, a unit treats the area as an empty store.
   bool isHeaderSound = false;
-  /// In table order, as many as are claimed and the area has.
+  /// In table order. As many as the header claims and the area can hold.
   std::vector<AreaEntry> entries;
   size_t freeBegin = 0;
   size_t freeEnd = 0;
   /// By offset.
-  std::vector<Finding> damages;
+  std::vector<Finding> findings;
 };
 
 AreaReport reportOnArea(std::span<const uint8_t> image);
 
-/// The bytes of the entry's value that the area has.
+/// Returns the bytes of the entry's value that lie inside `image`.
 std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image);
 
-/// A value as it was probably written: one that is kept inside its entry does not record its
-/// length, and free bytes follow it there.
+/// Returns the value as it was probably written: without the free bytes at its end, for an inline
+/// entry, which does not record the length of its value.
+std::span<const uint8_t> writtenValueOf(const AreaEntry& entry, std::span<const uint8_t> image);
+
+/// Returns `value` without the free bytes (0xFF) at its end.
 std::span<const uint8_t> withoutFreeBytes(std::span<const uint8_t> value);
 
 }  // namespace corvane::tools

@@ -7,10 +7,12 @@
 #include <cstring>
 #include <iomanip>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/table.h"
 
@@ -22,7 +24,7 @@ using Bytes = std::span<const uint8_t>;
 constexpr size_t kPreviewWidth = 40;
 
 /// What a byte of the area belongs to: its character in the map, its colour and its name. Values
-/// take turns between two characters, so that neighbours can be told apart.
+/// alternate between two characters, so that neighbours can be told apart.
 struct Part {
   char mark;
   const char* colour;
@@ -39,7 +41,7 @@ constexpr Part kUnused = {'?', "", "unused"};
 constexpr const Part* kLegend[] = {&kHeader, &kInline,    &kIndirect, &kFree,
                                    &kValue,  &kNextValue, &kDamaged,  &kUnused};
 
-/// The part that each byte of the area belongs to.
+/// Assigns each byte of the area to a part.
 class Map {
  public:
   Map(const AreaReport& report, Bytes image) : _parts(image.size(), &kUnused) {
@@ -55,11 +57,11 @@ class Map {
       mark(values[index]->valueOffset, area::roundUp(values[index]->valueLength),
            index % 2 == 0 ? kValue : kNextValue);
     }
-    for (const Finding& damage : report.damages) mark(damage.offset, damage.length, kDamaged);
+    for (const Finding& finding : report.findings) mark(finding.offset, finding.length, kDamaged);
   }
 
-  /// What stands for a run of bytes: damage, else what lies there first, and free space only when
-  /// nothing else does.
+  /// Returns the part shown for a run of bytes: damage if there is any, else the first part that is
+  /// not free space.
   const Part& partOf(size_t begin, size_t length) const {
     const auto cell = std::span(_parts).subspan(begin, std::min(length, _parts.size() - begin));
     if (std::ranges::find(cell, &kDamaged) != cell.end()) return kDamaged;
@@ -109,11 +111,11 @@ void printSummary(std::ostream& out, const AreaReport& report, size_t size) {
 
 }  // namespace
 
-nlohmann::ordered_json valueAsJson(Bytes value, bool isIndirect) {
-  const Bytes text = isIndirect ? value : withoutFreeBytes(value);
+nlohmann::ordered_json valueAsJson(Bytes value, Bytes written) {
   nlohmann::ordered_json json = {{"length", value.size()}, {"hex", hexText(value)}};
-  json["text"] = isPlainText(text) ? nlohmann::ordered_json(std::string(text.begin(), text.end()))
-                                   : nlohmann::ordered_json(nullptr);
+  json["text"] = isPlainText(written)
+                     ? nlohmann::ordered_json(std::string(written.begin(), written.end()))
+                     : nlohmann::ordered_json(nullptr);
   return json;
 }
 
@@ -128,7 +130,7 @@ nlohmann::ordered_json entriesAsJson(const AreaReport& report, Bytes image) {
                                    {"found", entry.isFound},
                                    {"fault", nullptr}};
     if (entry.fault.empty()) {
-      json.update(valueAsJson(valueOf(entry, image), entry.isIndirect));
+      json.update(valueAsJson(valueOf(entry, image), writtenValueOf(entry, image)));
     } else {
       json["fault"] = entry.fault;
       json["length"] = entry.valueLength;
@@ -154,18 +156,16 @@ nlohmann::ordered_json areaAsJson(const AreaReport& report, Bytes image) {
           {"isHeaderSound", report.isHeaderSound},
           {"entries", entriesAsJson(report, image)},
           {"free", {{"offset", report.freeBegin}, {"length", report.freeEnd - report.freeBegin}}},
-          {"damages", findingsAsJson(report.damages)}};
+          {"findings", findingsAsJson(report.findings)}};
 }
 
 void printEntries(std::ostream& out, const AreaReport& report, Bytes image) {
   Table table({{"KEY"}, {"KIND"}, {"LENGTH", Align::kRight}, {"VALUE"}});
   for (const AreaEntry& entry : report.entries) {
-    const Bytes value = valueOf(entry, image);
-    table.addRow({keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
-                  std::to_string(entry.valueLength),
-                  entry.fault.empty()
-                      ? preview(entry.isIndirect ? value : withoutFreeBytes(value), kPreviewWidth)
-                      : "(damaged)"});
+    table.addRow(
+        {keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
+         std::to_string(entry.valueLength),
+         entry.fault.empty() ? preview(writtenValueOf(entry, image), kPreviewWidth) : "(damaged)"});
   }
   table.print(out);
 }

@@ -2,8 +2,8 @@
 #define CORVANE_TOOLS_INSPECT_AREA_VIEW_H_
 
 #include <cstdint>
+#include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
-#include <ostream>
 #include <span>
 
 #include "tools/inspect/area_report.h"
@@ -11,20 +11,21 @@
 /// How the tool shows a configuration area; `image` is the area that the report is about.
 namespace corvane::tools {
 
-/// A value as its bytes, and as text when it is plain text.
-nlohmann::ordered_json valueAsJson(std::span<const uint8_t> value, bool isIndirect);
+/// Returns the value as its bytes and, when it is plain text, as text. `written` is the part of
+/// `value` that was probably written.
+nlohmann::ordered_json valueAsJson(std::span<const uint8_t> value,
+                                   std::span<const uint8_t> written);
 
-/// Header, checks, entries, free space and damages.
+/// Returns header, checks, entries, free space and findings.
 nlohmann::ordered_json areaAsJson(const AreaReport& report, std::span<const uint8_t> image);
 nlohmann::ordered_json entriesAsJson(const AreaReport& report, std::span<const uint8_t> image);
 void printEntries(std::ostream& out, const AreaReport& report, std::span<const uint8_t> image);
 
-/// Draws where header, entries, free space and values lie, with a legend, in at most 80 columns;
-/// with terminal colours when asked to.
+/// Draws where header, entries, free space and values are, with a legend, in at most 80 columns.
 void printMap(std::ostream& out, const AreaReport& report, std::span<const uint8_t> image,
               bool coloured);
 
-/// Whether standard output is a terminal that shows colours, and the user wants them.
+/// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
 bool isColouredOutput();
 
 }  // namespace corvane::tools

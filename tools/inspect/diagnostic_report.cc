@@ -1,11 +1,8 @@
 #include "tools/inspect/diagnostic_report.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <ctime>
 
-#include "tools/inspect/record_text.h"
 #include "tools/inspect/value_text.h"
 
 namespace corvane::tools {
@@ -13,8 +10,8 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-/// Whether a station's clock can show it: from 1970 on, and before free slots' time.
-constexpr bool isClockTime(int64_t time) { return time >= 0 && time < int64_t{kFreeSlotTime}; }
+/// Whether a station's clock can show the time.
+constexpr bool isClockTime(int64_t time) { return time >= 0 && time <= int64_t{kFreeSlotTime}; }
 
 bool isFilledWith(Bytes bytes, uint8_t byte) {
   return std::ranges::all_of(bytes, [byte](uint8_t each) { return each == byte; });
@@ -28,22 +25,23 @@ class Reporter {
 
   DiagnosticReport run() {
     _report.timeBits = 8 * sizeof(Time);
+    _report.recordSize = sizeof(Record);
     readControlBits();
     if (_contents.size() < slotOffset<Time>(kRecordSlots)) {
-      damage(_contents.size(), slotOffset<Time>(kRecordSlots) - _contents.size(),
+      report(_contents.size(), slotOffset<Time>(kRecordSlots) - _contents.size(),
              "missing: the dump ends before the record slots do");
     }
     readRecords();
-    checkSlotsBehindRecords();
-    std::ranges::stable_sort(_report.damages, {}, &Finding::offset);
+    checkSlotsAfterRecords();
+    std::ranges::stable_sort(_report.findings, {}, &Finding::offset);
     return _report;
   }
 
  private:
   using Record = DiagnosticRecord<Time>;
 
-  void damage(size_t offset, size_t length, const std::string& reason) {
-    _report.damages.push_back({offset, length, reason});
+  void report(size_t offset, size_t length, const std::string& reason) {
+    _report.findings.push_back({offset, length, reason});
   }
 
   void readControlBits() {
@@ -62,37 +60,39 @@ class Reporter {
     }
     const bool isCut = chain.end == ChainEnd::kFreeSlot || chain.end == ChainEnd::kLastSlot;
     if (isCut && !chain.records.empty()) {
-      damage(slotOffset<Time>(chain.records.size() - 1) + offsetof(Record, flags), 1,
+      report(slotOffset<Time>(chain.records.size() - 1) + offsetof(Record, flags), 1,
              "record " + std::to_string(chain.records.size()) +
-                 " says that another follows, and none does");
+                 " says that another one follows, but the chain ends");
     }
   }
 
-  /// Whether the record's fields hold what a station writes.
+  /// Reports what no station writes into a record. Returns whether the record is sound.
   bool checkRecord(size_t slot, const Record& record) {
     const size_t offset = slotOffset<Time>(slot);
     const std::string name = "record " + std::to_string(slot + 1) + ": ";
-    const size_t damagesBefore = _report.damages.size();
+    const size_t findingsBefore = _report.findings.size();
     if (!isClockTime(record.time)) {
-      damage(offset, sizeof(Time),
-             name + "its time, " + std::to_string(record.time) + ", is none that a clock shows");
+      report(offset, sizeof(Time),
+             name + "its time, " + std::to_string(record.time) + ", is not a clock's");
+    } else if (record.time == int64_t{kFreeSlotTime}) {
+      report(offset, sizeof(Time), name + "its time, 4294967295, marks a free slot");
     }
     if (versionOf(record) != 0) {
-      damage(offset + offsetof(Record, flags), 1,
+      report(offset + offsetof(Record, flags), 1,
              name + "its version is " + std::to_string(versionOf(record)) + ", not 0");
     }
     const auto end = std::ranges::find(record.message, '\0');
     if (std::any_of(std::begin(record.message), end, [](char character) {
           return isControlCharacter(static_cast<uint8_t>(character));
         })) {
-      damage(offset + offsetof(Record, message), sizeof(record.message),
+      report(offset + offsetof(Record, message), sizeof(record.message),
              name + "its message holds control characters");
     }
-    return _report.damages.size() == damagesBefore;
+    return _report.findings.size() == findingsBefore;
   }
 
-  /// They are free, or were never made ready for records.
-  void checkSlotsBehindRecords() {
+  /// Checks that the other slots are free, or were never prepared for records.
+  void checkSlotsAfterRecords() {
     for (size_t slot = _report.records.size(); slot < kRecordSlots; ++slot) {
       const auto record = recordInSlot<Time>(_contents, slot);
       if (!record) return;
@@ -101,8 +101,8 @@ class Reporter {
         ++_report.plausibility;
       } else if (!isFilledWith(bytes, 0xFF) && !isFilledWith(bytes, 0)) {
         --_report.plausibility;
-        damage(slotOffset<Time>(slot), sizeof(Record),
-               "slot " + std::to_string(slot + 1) + " lies behind the last record and is not free");
+        report(slotOffset<Time>(slot), sizeof(Record),
+               "slot " + std::to_string(slot + 1) + " lies after the last record and is not free");
       }
     }
   }
@@ -121,15 +121,6 @@ DiagnosticReport reportOnDiagnosticData(Bytes contents) {
 
 DiagnosticReport reportOnDiagnosticData(Bytes contents, int timeBits) {
   return timeBits == 32 ? Reporter<int32_t>(contents).run() : Reporter<int64_t>(contents).run();
-}
-
-std::string timeText(int64_t time) {
-  const auto seconds = static_cast<time_t>(time);
-  struct tm utc {};
-  if (!isClockTime(time) || !gmtime_r(&seconds, &utc)) return "(no time)";
-  std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &utc);
-  return text.data();
 }
 
 }  // namespace corvane::tools

@@ -1,12 +1,15 @@
 #ifndef CORVANE_TOOLS_INSPECT_DIAGNOSTIC_REPORT_H_
 #define CORVANE_TOOLS_INSPECT_DIAGNOSTIC_REPORT_H_
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "controlbits/diagnostic_record.h"
+#include "platform/text.h"
 #include "tools/inspect/finding.h"
 
 namespace corvane::tools {
@@ -23,29 +26,43 @@ struct RecordLine {
   uint8_t station;
   int32_t version;
   int32_t result;
+  /// As the library returns it: bytes that are not UTF-8 are taken as Latin-1.
   std::string message;
+  /// The message's bytes as they are in the slot.
+  std::string bytes;
 };
 
-/// What the bytes of the data set "VelmoDiagnosticData" hold, whatever state they are in.
+template <typename Time>
+RecordLine recordLine(size_t slot, const DiagnosticRecord<Time>& record) {
+  const char* begin = std::begin(record.message);
+  return {slotOffset<Time>(slot),
+          record.time,
+          record.station,
+          versionOf(record),
+          resultOf(record),
+          utf8Bytes(messageOf(record).get()),
+          {begin, std::find(begin, std::end(record.message), '\0')}};
+}
+
+/// What the bytes of the data set "VelmoDiagnosticData" hold, in whatever state they are.
 struct DiagnosticReport {
-  /// Width of a record's time value, 64 or 32: the one that makes more sense of the bytes.
+  /// Width of a record's time value in bits, 64 or 32: the one that makes more sense of the bytes.
   int timeBits = 0;
-  /// How much sense: sound records and free slots, less what is neither.
+  /// Size of a slot in bytes.
+  size_t recordSize = 0;
+  /// The number of sound records and free slots, minus the number of slots that are neither.
   int plausibility = 0;
   /// The control-bit bytes that are not 0xFF.
   std::vector<WrittenByte> controlBits;
   std::vector<RecordLine> records;
   /// By offset.
-  std::vector<Finding> damages;
+  std::vector<Finding> findings;
 };
 
 DiagnosticReport reportOnDiagnosticData(std::span<const uint8_t> contents);
 
-/// The report for records whose time value has `timeBits` bits, 64 or 32.
+/// Returns the report for records whose time value has `timeBits` bits, 64 or 32.
 DiagnosticReport reportOnDiagnosticData(std::span<const uint8_t> contents, int timeBits);
-
-/// "2026-11-16 08:30:00 UTC"; "(no time)" when it is none that a clock shows.
-std::string timeText(int64_t time);
 
 }  // namespace corvane::tools
 

@@ -7,29 +7,47 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-/// Size of the data set "VelmoDiagnosticData" on most units; it may be another.
+/// Size of the data set "VelmoDiagnosticData" on most units; others are possible.
 constexpr size_t kDiagnosticDataSize = 1024;
 
-/// Why the bytes are a configuration area; empty when they are none.
+/// 2000-01-01. Zeroed bytes read as a record of 1970, which no station's clock shows.
+constexpr int64_t kEarliestStationTime = 946684800;
+
+/// Returns why the bytes are a configuration area; empty when they are not.
 std::string signsOfConfiguration(Bytes contents) {
   if (contents.size() < area::kHeaderSize) return "";
   const auto header = area::load<area::Header>(contents.data());
   if (header.magic == area::kMagic) return "it begins with the magic number";
-  // A damaged magic number, when the other words fit each other.
+  // The magic number may be damaged while the other words fit each other.
   const int fitting = (header.version == area::kVersion) + (header.reserved == 0) +
                       (header.areaSize == kDeviceAreaSize) +
                       (header.tableEnd == area::entryOffset(header.count));
-  if (fitting >= 3) return "its header is one but for the magic number";
+  if (fitting >= 3) return "its header fits except for the magic number";
   return "";
 }
 
-/// Why the bytes are control-bit bytes and records; empty when they are not. Stations leave bits
-/// 5-7 of their bytes set, and the record slots make sense.
-std::string signsOfDiagnosticData(Bytes contents, const DiagnosticReport& report) {
-  if (contents.size() < kFirstRecordOffset) return "";
+/// Whether the bytes begin like control-bit bytes, whose bits 5-7 stations leave set.
+bool beginsLikeControlBits(Bytes contents) {
   const auto unusedBitsSet = std::ranges::count_if(contents.first(kFirstRecordOffset),
                                                    [](uint8_t byte) { return byte >= 0xE0; });
-  if (unusedBitsSet < kFirstRecordOffset * 3 / 4) return "";
+  return unusedBitsSet >= kFirstRecordOffset * 3 / 4;
+}
+
+/// Whether the record slots alone show that the bytes are diagnostic data: they hold a sound record
+/// of a plausible time, and nothing that is neither a record nor a free slot.
+bool hasSoundRecords(Bytes contents, const DiagnosticReport& report) {
+  return contents.size() >= kFirstRecordOffset + kRecordSlots * report.recordSize &&
+         report.findings.empty() && std::ranges::any_of(report.records, [](const auto& record) {
+           return record.time >= kEarliestStationTime;
+         });
+}
+
+/// Returns why the bytes are control-bit bytes and records; empty when they are not.
+std::string signsOfDiagnosticData(Bytes contents, const DiagnosticReport& report) {
+  if (contents.size() < kFirstRecordOffset) return "";
+  if (!beginsLikeControlBits(contents)) {
+    return hasSoundRecords(contents, report) ? "it holds sound records at offset 128" : "";
+  }
   if (contents.size() == kDiagnosticDataSize) {
     return "it has 1024 bytes and begins like control-bit bytes";
   }
@@ -39,7 +57,6 @@ std::string signsOfDiagnosticData(Bytes contents, const DiagnosticReport& report
   return "it begins like control-bit bytes and goes on like records";
 }
 
-/// Why nothing can be made of the bytes.
 std::string reasonForUnknown(Bytes contents) {
   if (contents.empty()) return "it is empty";
   const uint8_t first = contents.front();
@@ -50,33 +67,45 @@ std::string reasonForUnknown(Bytes contents) {
   return "it has no header of a configuration area and does not begin like control-bit bytes";
 }
 
+Dump configurationDump(Bytes contents, std::string reason) {
+  Dump dump;
+  dump.kind = DumpKind::kConfiguration;
+  dump.reason = std::move(reason);
+  dump.areaSize = std::min(contents.size(), kDeviceAreaSize);
+  dump.area = reportOnArea(contents.first(dump.areaSize));
+  dump.findings = dump.area->findings;
+  if (contents.size() > kDeviceAreaSize) {
+    dump.findings.push_back(
+        {kDeviceAreaSize, contents.size() - kDeviceAreaSize, "lies after the area"});
+  }
+  return dump;
+}
+
+Dump diagnosticDump(DiagnosticReport report, std::string reason) {
+  Dump dump;
+  dump.kind = DumpKind::kDiagnosticData;
+  dump.reason = std::move(reason);
+  dump.findings = report.findings;
+  dump.diagnosticData = std::move(report);
+  return dump;
+}
+
 }  // namespace
 
-Dump inspectDump(Bytes contents, std::optional<int> timeBits) {
-  Dump dump;
-  dump.reason = signsOfConfiguration(contents);
-  if (!dump.reason.empty()) {
-    dump.kind = DumpKind::kConfiguration;
-    dump.areaSize = std::min(contents.size(), kDeviceAreaSize);
-    dump.area = reportOnArea(contents.first(dump.areaSize));
-    dump.damages = dump.area->damages;
-    if (contents.size() > kDeviceAreaSize) {
-      dump.damages.push_back(
-          {kDeviceAreaSize, contents.size() - kDeviceAreaSize, "lies behind the area"});
-    }
-    return dump;
-  }
-  const DiagnosticReport report =
-      timeBits ? reportOnDiagnosticData(contents, *timeBits) : reportOnDiagnosticData(contents);
-  dump.reason = signsOfDiagnosticData(contents, report);
-  if (!dump.reason.empty()) {
-    dump.kind = DumpKind::kDiagnosticData;
-    dump.diagnosticData = report;
-    dump.damages = report.damages;
-    return dump;
-  }
-  dump.reason = reasonForUnknown(contents);
-  return dump;
+Dump inspectDump(Bytes contents, const DumpHints& hints) {
+  const std::string asTold = "as the caller says";
+  if (hints.kind == DumpKind::kConfiguration) return configurationDump(contents, asTold);
+  DiagnosticReport report = hints.timeBits ? reportOnDiagnosticData(contents, *hints.timeBits)
+                                           : reportOnDiagnosticData(contents);
+  if (hints.kind == DumpKind::kDiagnosticData) return diagnosticDump(std::move(report), asTold);
+
+  std::string reason = signsOfConfiguration(contents);
+  if (!reason.empty()) return configurationDump(contents, reason);
+  reason = signsOfDiagnosticData(contents, report);
+  if (!reason.empty()) return diagnosticDump(std::move(report), reason);
+  Dump unknown;
+  unknown.reason = reasonForUnknown(contents);
+  return unknown;
 }
 
 }  // namespace corvane::tools

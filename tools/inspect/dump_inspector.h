@@ -15,22 +15,27 @@ namespace corvane::tools {
 
 enum class DumpKind { kConfiguration, kDiagnosticData, kUnknown };
 
-/// What a raw dump of one of a unit's data sets turned out to be. Any bytes have an answer.
+/// What a raw dump of one of a unit's data sets holds. Every input has an answer.
 struct Dump {
   DumpKind kind = DumpKind::kUnknown;
-  /// What was seen that makes it of this kind.
+  /// Why the dump is taken to be of this kind.
   std::string reason;
-  /// For a dump of the kind. The area is the first `areaSize` bytes of the dump.
+  /// Set for a configuration area: the first `areaSize` bytes of the dump.
   std::optional<AreaReport> area;
   size_t areaSize = 0;
   std::optional<DiagnosticReport> diagnosticData;
-  /// All damage, by offset.
-  std::vector<Finding> damages;
+  /// All findings, by offset.
+  std::vector<Finding> findings;
 };
 
-/// Finds out what `contents` are. `timeBits` is the width of the records' time values, 64 or 32;
-/// without it, the one that makes more sense of them.
-Dump inspectDump(std::span<const uint8_t> contents, std::optional<int> timeBits = {});
+/// What the caller knows about a dump; the rest is guessed.
+struct DumpHints {
+  std::optional<DumpKind> kind;
+  /// Width of the records' time values in bits, 64 or 32.
+  std::optional<int> timeBits;
+};
+
+Dump inspectDump(std::span<const uint8_t> contents, const DumpHints& hints = {});
 
 }  // namespace corvane::tools
 

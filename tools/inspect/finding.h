@@ -2,22 +2,16 @@
 #define CORVANE_TOOLS_INSPECT_FINDING_H_
 
 #include <cstddef>
-#include <nlohmann/json_fwd.hpp>
-#include <ostream>
 #include <string>
-#include <vector>
 
 namespace corvane::tools {
 
-/// Bytes that are not as they ought to be, and why.
+/// Bytes of a data set that are not what they should be, and the reason.
 struct Finding {
   size_t offset;
   size_t length;
   std::string reason;
 };
-
-void printFindings(std::ostream& out, const std::vector<Finding>& findings);
-nlohmann::ordered_json findingsAsJson(const std::vector<Finding>& findings);
 
 }  // namespace corvane::tools
 

@@ -13,7 +13,7 @@ constexpr std::string_view kDigits = "0123456789abcdef";
 
 bool isPrintable(uint8_t byte) { return byte >= ' ' && byte <= '~'; }
 
-/// The digit's value; 16 when it is none.
+/// Returns the digit's value, or 16 for another character.
 size_t digitOf(char character) {
   const auto lower =
       static_cast<char>(character >= 'A' && character <= 'F' ? character + 32 : character);

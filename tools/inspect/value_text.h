@@ -11,30 +11,32 @@
 /// Keys and values of the configuration area as people type and read them.
 namespace corvane::tools {
 
-/// Four printable characters, or 0x and up to eight digits; nothing for any other text.
+/// Parses four printable characters, or 0x and up to eight digits. Returns nothing for other text.
 std::optional<uint32_t> parseKey(std::string_view text);
 
-/// The key's four characters, or 0x and eight digits when they would not be read as this key.
+/// Returns the key's four characters, or 0x and eight digits when the characters would not parse as
+/// this key.
 std::string keyName(uint32_t key);
 
-/// "0a1b2c".
+/// Returns lower-case digits without a separator: "0a1b2c".
 std::string hexText(std::span<const uint8_t> bytes);
 
-/// The bytes that pairs of digits, apart or together, stand for; nothing for any other text.
+/// Parses pairs of digits, with or without white space between them. Returns nothing for other
+/// text.
 std::optional<std::vector<uint8_t>> parseHex(std::string_view text);
 
-/// Whether text has no use for it: an ASCII control character other than tab and line end.
+/// Returns whether the byte is an ASCII control character other than tab and line feed.
 bool isControlCharacter(uint8_t byte);
 
-/// Whether the bytes are text that a terminal can be shown: UTF-8 without control characters other
-/// than tab and line end.
+/// Returns whether the bytes are text that is safe on a terminal: UTF-8 without control characters
+/// other than tab and line feed.
 bool isPlainText(std::span<const uint8_t> bytes);
 
-/// The bytes as ASCII text, with backslashes doubled and what cannot be printed as \x1b.
+/// Returns the bytes as ASCII text, with backslashes doubled and unprintable bytes as \x1b.
 std::string escapedText(std::span<const uint8_t> bytes);
 
-/// The value on one line of `width` characters at most: its text when it is plain, else its digits.
-/// A value cut short ends in "...".
+/// Returns the value on one line of at most `width` characters: its text when it is plain, else its
+/// hexadecimal digits. A shortened value ends in "...".
 std::string preview(std::span<const uint8_t> value, size_t width);
 
 }  // namespace corvane::tools
