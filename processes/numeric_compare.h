@@ -7,8 +7,9 @@
 
 CORVANE_EXTERN_C_BEGIN
 
-/// Compares two texts by their 32-bit integer values, as CFStringGetIntValue reads them. Equal
-/// values are reported as ascending. Same when `receiver` is absent or `other` is no string.
+/// Compares two strings by their 32-bit integer values, as CFStringGetIntValue reads them. Returns
+/// kCFCompareLessThan for equal values, and kCFCompareEqualTo when `receiver` is null or `other` is
+/// not a string.
 CORVANE_EXPORT CFComparisonResult numericCompare(CFStringRef receiver, CFTypeRef other);
 
 CORVANE_EXTERN_C_END

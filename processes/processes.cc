@@ -12,6 +12,7 @@
 
 #include "platform/mach_port.h"
 #include "platform/text.h"
+#include "processes/sampler_messages.h"
 
 namespace corvane {
 namespace {
@@ -19,11 +20,11 @@ namespace {
 using Ports = MachPortArray::Ports;
 
 void report(const char* call, kern_return_t result) {
-  std::printf("[ERROR] %s(): %s\n", call, mach_error_string(result));
+  std::printf(kCallFailed, call, mach_error_string(result));
 }
 
 void report(const char* call, mach_port_t port, kern_return_t result) {
-  std::printf("[ERROR] %s(%d): %s\n", call, static_cast<int>(port), mach_error_string(result));
+  std::printf(kCallOnPortFailed, call, static_cast<int>(port), mach_error_string(result));
 }
 
 CFRef<CFMutableDictionaryRef> newDictionary() {
@@ -31,7 +32,7 @@ CFRef<CFMutableDictionaryRef> newDictionary() {
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
 }
 
-/// Sets nothing when there is no dictionary or no value.
+/// Does nothing when any of the three is null.
 void set(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, CFTypeRef value) {
   if (dictionary && key && value) CFDictionarySetValue(dictionary.get(), key, value);
 }
@@ -41,8 +42,8 @@ void setNumber(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key,
   set(dictionary, key, number.get());
 }
 
-/// The hundredths stand unpadded behind the point, as the records' readers know them: 12.05 s is
-/// 12.5.
+/// The hundredths follow the point without a leading zero, as readers of the records expect: 12.05
+/// s is stored as 12.5.
 void setTime(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, time_value_t time) {
   const CFRef<CFStringRef> text =
       formatText(CFSTR("%d.%d"), time.seconds, time.microseconds / 10'000);
@@ -80,7 +81,8 @@ struct Free {
   void operator()(char* bytes) const { std::free(bytes); }
 };
 
-/// The path that the process's argument area begins with; absent when the area cannot be read.
+/// Returns the path at the beginning of the process's argument area, or null when the area cannot
+/// be read.
 CFRef<CFStringRef> copyPath(int32_t pid) {
   int areaName[] = {CTL_KERN, KERN_ARGMAX};
   int32_t areaSize = 0;
@@ -92,8 +94,8 @@ CFRef<CFStringRef> copyPath(int32_t pid) {
   int argumentsName[] = {CTL_KERN, KERN_PROCARGS2, pid};
   if (!area || sysctl(argumentsName, 3, area.get(), &length, nullptr, 0) != 0) return {};
 
-  // The argument count comes first: 256 or more fill its second byte, which then passes for the
-  // path.
+  // The scan starts within the argument count, which comes first: of 256 arguments or more the
+  // count's second byte is not zero and is taken for the path.
   const char* const end = area.get() + length;
   const char* const path = std::find_if(std::min<const char*>(area.get() + 1, end), end,
                                         [](char byte) { return byte != '\0'; });
@@ -178,7 +180,7 @@ bool Processes::addThreads(CFMutableArrayRef records, uint32_t task, double* usa
   for (const thread_act_t thread : threads.ports()) {
     const CFRef<CFMutableDictionaryRef> record = threadInfoForPort(thread, usage);
     if (records && record) CFArrayAppendValue(records, record.get());
-    // Each right after its query, so that a pass never holds the ports of all threads at once.
+    // Released right after its query, so that a pass never holds the ports of all threads at once.
     result = mach_port_deallocate(mach_task_self(), thread);
     if (result != KERN_SUCCESS) {
       report("mach_port_deallocate", thread, result);
@@ -197,7 +199,7 @@ CFRef<CFMutableDictionaryRef> Processes::taskInfoForPID(int32_t pid) {
   MachPort task;
   const kern_return_t result = task_name_for_pid(mach_task_self(), pid, task.out());
   if (result != KERN_SUCCESS) {
-    report("task_name_for_pid", result);
+    report(kUnnamedTaskCall, result);
     return info;
   }
   task_thread_times_info_data_t times{};
@@ -218,14 +220,14 @@ CFRef<CFMutableDictionaryRef> Processes::threadInfoForPort(uint32_t port, double
   const kern_return_t result =
       thread_info(port, THREAD_BASIC_INFO, reinterpret_cast<thread_info_t>(&thread), &count);
   if (result != KERN_SUCCESS) {
-    std::printf("thread_info(%d) failed: %s\n", static_cast<int>(port), mach_error_string(result));
+    std::printf(kThreadQueryFailed, static_cast<int>(port), mach_error_string(result));
     return record;
   }
   const double threadUsage = thread.cpu_usage / 10.0;
   *usage += threadUsage;
   setNumber(record, CFSTR("cpu_usage"), threadUsage);
   set(record, CFSTR("run_state"), runStateText(thread.run_state));
-  // Only the idle bit alone counts: a thread without any flag is labelled as swapped, too.
+  // Only the idle bit alone means idle. A thread without any flag is labelled "swapped" as well.
   set(record, CFSTR("flags"), thread.flags == TH_FLAGS_IDLE ? CFSTR("idle") : CFSTR("swapped"));
   setTime(record, CFSTR("user_time"), thread.user_time);
   setTime(record, CFSTR("system_time"), thread.system_time);

@@ -231,7 +231,7 @@ TEST_F(ProcessesTest, ATaskThatExitsMeanwhileEndsThePassBeforeItself) {
 }
 
 TEST_F(ProcessesTest, AThreadThatHasGoneLeavesAnEmptyRecord) {
-  _kernel.tasks().back().threads = {_thread, {{}, true}};
+  _kernel.tasks().back().threads = {_thread, {{}, MACH_SEND_INVALID_DEST}};
   std::string record;
   printed([&] { record = recordOf(Processes().getCachedProcesses(), "20"); });
   EXPECT_EQ(record.substr(0, record.find("; name")),

@@ -19,7 +19,7 @@ std::vector<CFStringRef> sortedKeys(CFDictionaryRef processes) {
   return keys;
 }
 
-/// 0 when the record has no such figure.
+/// Returns 0 when the record has no such figure.
 double figure(CFDictionaryRef record, CFStringRef key) {
   const CFTypeRef number = record ? CFDictionaryGetValue(record, key) : nullptr;
   float value = 0;
@@ -50,3 +50,11 @@ void Processes::prettyPrintToLog() {
 }
 
 }  // namespace corvane
+
+CFComparisonResult numericCompare(CFStringRef receiver, CFTypeRef other) {
+  if (!receiver || !other || CFGetTypeID(other) != CFStringGetTypeID()) return kCFCompareEqualTo;
+  const SInt32 value1 = CFStringGetIntValue(receiver);
+  const SInt32 value2 = CFStringGetIntValue(static_cast<CFStringRef>(other));
+  // Equal values are ascending, too.
+  return value1 > value2 ? kCFCompareGreaterThan : kCFCompareLessThan;
+}

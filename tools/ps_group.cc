@@ -111,10 +111,13 @@ ExitStatus run(const Options& options) {
   if (options.watch > 0) return watch(options);
   if (!options.plot.empty()) return plot(options);
   if (options.recording.empty()) return print(options);
-  return record(options.recording, Seconds(options.length), Seconds(options.interval),
-                [&](std::vector<ProcessSample>& processes) {
-                  arrange(processes, options.order.value_or(Order::kUsage), options.top);
-                });
+  ProcessSampler sampler;
+  ClockPace pace;
+  return record(options.recording, {Seconds(options.length), Seconds(options.interval)}, pace, [&] {
+    Sample sample = sampler.take();
+    arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
+    return std::move(sample.processes);
+  });
 }
 
 }  // namespace

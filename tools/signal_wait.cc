@@ -47,11 +47,11 @@ void SignalWait::wait(std::chrono::steady_clock::time_point end, int input) {
   pselect(input + 1, &inputs, nullptr, nullptr, &time, &_maskBefore);
 }
 
-bool SignalWait::took(int signal) {
-  volatile sig_atomic_t& hasCome = gHasCome[static_cast<size_t>(signal)];
-  const bool took = hasCome != 0;
-  hasCome = 0;
-  return took;
+bool SignalWait::hasCome(int signal) {
+  volatile sig_atomic_t& mark = gHasCome[static_cast<size_t>(signal)];
+  const bool hasCome = mark != 0;
+  mark = 0;
+  return hasCome;
 }
 
 }  // namespace corvane::tools

@@ -8,8 +8,8 @@
 
 namespace corvane::tools {
 
-/// Holds signals back while it exists, but for the time in `wait`, so that they come only where the
-/// program can end or change what it does. One at a time.
+/// Holds signals back while it exists, except during `wait`, so that they arrive only where the
+/// program can end or change what it does. Only one may exist at a time.
 class SignalWait {
  public:
   explicit SignalWait(std::vector<int> signals);
@@ -21,8 +21,8 @@ class SignalWait {
   /// not negative), whichever comes first.
   void wait(std::chrono::steady_clock::time_point end, int input = -1);
 
-  /// Whether the signal has come since this was last asked about it.
-  bool took(int signal);
+  /// Returns whether the signal has come since the last call for it.
+  bool hasCome(int signal);
 
  private:
   std::vector<int> _signals;

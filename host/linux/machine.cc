@@ -1,18 +1,20 @@
 #include "host/linux/machine.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <ctime>
 
 namespace corvane::host {
 namespace {
 
-constexpr char kProc[] = "/proc/";
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
+/// For how long a process that was seen alive counts as alive.
+constexpr int64_t kSeenAliveFor = kNanosecondsPerSecond / 1'000;
 
 int64_t nanosecondsSinceBoot() {
   timespec now{};
@@ -20,53 +22,69 @@ int64_t nanosecondsSinceBoot() {
   return now.tv_sec * kNanosecondsPerSecond + now.tv_nsec;
 }
 
-int64_t nanosecondsOfTicks(uint64_t ticks) {
-  return static_cast<int64_t>(ticks) *
-         (kNanosecondsPerSecond / static_cast<int64_t>(ticksPerSecond()));
+/// What a call fails with that found `errno` set by reading /proc.
+kern_return_t failure() {
+  switch (errno) {
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+      return KERN_RESOURCE_SHORTAGE;
+    default:
+      return MACH_SEND_INVALID_DEST;
+  }
 }
-
-bool isRunning(int32_t pid) { return pid > 0 && (kill(pid, 0) == 0 || errno == EPERM); }
-
-/// The line is longer, but what is read of it comes first.
-using StatBuffer = std::array<char, 1024>;
 
 std::optional<ThreadStat> readStatFile(const ProcFolder& folder, const IdPath& path) {
-  StatBuffer buffer;
+  // The line is longer, but the fields of interest come first.
+  std::array<char, 1024> buffer;
   const auto line = folder.readStart(path.get(), buffer);
-  return line ? parseThreadStat(*line) : std::nullopt;
+  if (!line) return {};
+  errno = ESRCH;
+  return parseThreadStat(*line);
 }
 
-/// The executable's path as it was when the process began.
-std::string executablePath(int32_t pid) {
-  constexpr std::string_view kDeleted = " (deleted)";
-  std::string path = linkTarget(IdPath(kProc, pid, "exe").get());
-  if (path.ends_with(kDeleted) && access(path.c_str(), F_OK) != 0) {
-    path.resize(path.size() - kDeleted.size());
-  }
-  return path;
+/// Removes what is no argument from the contents of a `cmdline` file. A program that writes a title
+/// over its arguments leaves one text there and zeros up to the end of its old arguments.
+void trimArguments(std::string& words) {
+  if (words.empty()) return;
+  const size_t zeros = words.size() - 1 - words.find_last_not_of('\0');
+  const bool isOneText = words.find('\0') + zeros == words.size();
+  if (isOneText && zeros > 2) words.resize(words.size() - zeros + 1);
+  if (words.back() != '\0') words += '\0';
 }
 
 }  // namespace
 
-std::optional<ThreadStat> Machine::readStat(int32_t pid, int32_t thread) {
-  const auto stat =
-      pid == _openPid
-          ? readStatFile(_openFolder, IdPath("", thread, "stat"))
-          : readStatFile({}, IdPath(pid == kKernelTask ? kProc : IdPath(kProc, pid, "task/").get(),
-                                    thread, "stat"));
+std::shared_ptr<TaskSource> newMachine() { return std::make_shared<Machine>(); }
+
+Machine::Machine() : Machine("/proc", nanosecondsSinceBoot) {}
+
+Machine::Machine(std::string procFolder, Clock clock)
+    : _proc(std::move(procFolder) + "/"), _clock(clock) {}
+
+kern_return_t Machine::readStat(int32_t pid, int32_t thread, ThreadStat& stat) {
   const bool isOfKernel = pid == kKernelTask;
-  if (!stat || stat->isKernelThread == isOfKernel) return stat;
-  // The thread that was asked about has gone, and one of the other kind has got its id.
+  const auto read =
+      pid == _open.pid
+          ? readStatFile(_open.folder, IdPath("", thread, "stat"))
+          : readStatFile(
+                {}, IdPath(isOfKernel ? _proc : IdPath(_proc, pid, "task/").get(), thread, "stat"));
+  if (!read) return failure();
+  if (read->isKernelThread == isOfKernel) {
+    stat = *read;
+    return KERN_SUCCESS;
+  }
+  // The thread in question has gone, and one of the other kind has got its id.
   const auto known = _tasks.find(isOfKernel ? thread : pid);
-  if (known != _tasks.end()) known->second.isKernelThread = stat->isKernelThread;
-  return {};
+  if (known != _tasks.end()) known->second.isKernelThread = read->isKernelThread;
+  return MACH_SEND_INVALID_DEST;
 }
 
-/// The process of that id; null when there is none.
+/// Returns the process or kernel thread of this id, or null with the reason in `errno`.
 Machine::KnownTask* Machine::find(int32_t pid) {
   const auto [task, isNew] = _tasks.try_emplace(pid);
   if (!isNew || pid == kKernelTask) return &task->second;
-  const auto stat = readStatFile({}, IdPath(kProc, pid, "stat"));
+  const auto stat = readStatFile({}, IdPath(_proc, pid, "stat"));
   if (!stat) {
     _tasks.erase(task);
     return nullptr;
@@ -75,89 +93,103 @@ Machine::KnownTask* Machine::find(int32_t pid) {
   return &task->second;
 }
 
-/// Fills `_ids` with all processes that there are, and forgets the others.
-bool Machine::listProcesses() {
-  if (!ProcFolder(kProc).listNumbers(_ids)) return false;
+/// Lists all processes, kernel threads among them, and forgets those that are not there any more.
+kern_return_t Machine::listProcesses(std::vector<int32_t>& pids) {
+  const ProcFolder folder(_proc.c_str());
+  if (!folder || !folder.listNumbers(pids)) {
+    if (failure() == KERN_RESOURCE_SHORTAGE) return KERN_RESOURCE_SHORTAGE;
+    pids.clear();
+  }
+  if (pids.empty()) {
+    if (!_hasReported)
+      std::fprintf(stderr, "corvane: no processes are listed in %s\n", _proc.c_str());
+    _hasReported = true;
+    return KERN_FAILURE;
+  }
   ++_listings;
-  std::erase_if(_ids, [this](int32_t pid) {
+  bool isShortOfMeans = false;
+  std::erase_if(pids, [&](int32_t pid) {
     KnownTask* const task = find(pid);
     if (task) task->seenIn = _listings;
+    isShortOfMeans |= !task && failure() == KERN_RESOURCE_SHORTAGE;
     return !task;
   });
+  if (isShortOfMeans) return KERN_RESOURCE_SHORTAGE;
   std::erase_if(_tasks, [this](const auto& task) {
     return task.first != kKernelTask && task.second.seenIn != _listings;
   });
-  return true;
+  return KERN_SUCCESS;
 }
 
-/// Fills `_ids` with the task's threads, and forgets its others.
-bool Machine::listThreads(int32_t pid) {
+/// Opens the folder of the process's threads unless it is open and the process was just seen alive.
+kern_return_t Machine::openTask(int32_t pid) {
+  const int64_t now = _clock();
+  if (_open.pid == pid && now - _open.aliveAt < kSeenAliveFor) return KERN_SUCCESS;
+  const KnownTask* const task = find(pid);
+  if (!task) return failure();
+  if (task->isKernelThread) return MACH_SEND_INVALID_DEST;
+  _open = {};
+  ProcFolder folder(IdPath(_proc, pid, "task").get());
+  if (!folder) return failure();
+  _open = {pid, std::move(folder), false, now};
+  return KERN_SUCCESS;
+}
+
+/// Lists the task's threads, and forgets those that are not there any more.
+kern_return_t Machine::listThreads(int32_t pid, std::vector<int32_t>& ids) {
   if (pid == kKernelTask) {
-    if (!listProcesses()) return false;
-    std::erase_if(_ids, [this](int32_t id) { return !_tasks[id].isKernelThread; });
+    const kern_return_t result = listProcesses(ids);
+    if (result != KERN_SUCCESS) return result;
+    std::erase_if(ids, [this](int32_t id) { return !_tasks[id].isKernelThread; });
   } else {
-    _openPid = pid;
-    _openFolder = ProcFolder(IdPath(kProc, pid, "task").get());
-    if (!_openFolder.listNumbers(_ids)) return false;
+    if (_open.isListed) _open = {};
+    const kern_return_t result = openTask(pid);
+    if (result != KERN_SUCCESS) return result;
+    if (!_open.folder.listNumbers(ids)) return failure();
+    _open.isListed = true;
   }
   KnownTask* const task = find(pid);
-  if (!task) return false;
+  if (!task) return failure();
 
-  std::vector<KnownThread> threads(_ids.size());
+  std::vector<KnownThread> threads(ids.size());
   auto known = task->threads.begin();
-  for (size_t i = 0; i < _ids.size(); ++i) {
-    while (known != task->threads.end() && known->id < _ids[i]) ++known;
-    if (known != task->threads.end() && known->id == _ids[i]) threads[i] = *known;
-    threads[i].id = _ids[i];
+  for (size_t i = 0; i < ids.size(); ++i) {
+    while (known != task->threads.end() && known->id < ids[i]) ++known;
+    if (known != task->threads.end() && known->id == ids[i]) threads[i] = *known;
+    threads[i].id = ids[i];
     threads[i].isUncounted = false;
   }
   task->threads = std::move(threads);
-  return true;
+  return KERN_SUCCESS;
 }
 
-std::optional<std::vector<int32_t>> Machine::tasks() {
+kern_return_t Machine::tasks(std::vector<int32_t>& pids) {
   const std::lock_guard lock(_mutex);
-  if (!listProcesses()) return {};
-  std::vector<int32_t> pids = {kKernelTask};
-  std::copy_if(_ids.begin(), _ids.end(), std::back_inserter(pids),
-               [this](int32_t pid) { return !_tasks[pid].isKernelThread; });
-  return pids;
+  const kern_return_t result = listProcesses(pids);
+  if (result != KERN_SUCCESS) return result;
+  std::erase_if(pids, [this](int32_t pid) { return _tasks[pid].isKernelThread; });
+  pids.insert(pids.begin(), kKernelTask);
+  return KERN_SUCCESS;
 }
 
-bool Machine::hasTask(int32_t pid) {
+kern_return_t Machine::findTask(int32_t pid) {
   const std::lock_guard lock(_mutex);
-  if (pid == kKernelTask) return true;
-  if (!isRunning(pid)) return false;
-  const KnownTask* task = find(pid);
-  return task && !task->isKernelThread;
+  if (pid == kKernelTask || pid == getpid()) return KERN_SUCCESS;
+  return openTask(pid);
 }
 
-std::optional<std::vector<int32_t>> Machine::threads(int32_t pid) {
+kern_return_t Machine::threads(int32_t pid, std::vector<int32_t>& ids) {
   const std::lock_guard lock(_mutex);
-  if (!listThreads(pid)) return {};
-  return _ids;
+  return listThreads(pid, ids);
 }
 
-/// In thousandths of one processor.
-integer_t Machine::usage(const KnownThread& known, const ThreadStat& stat, int64_t now) {
-  const bool isSame = known.askedAt != 0 && known.stat.startTicks == stat.startTicks;
-  const int64_t since = isSame ? known.askedAt : nanosecondsOfTicks(stat.startTicks);
-  const uint64_t before = isSame ? known.stat.userTicks + known.stat.systemTicks : 0;
-  const uint64_t after = stat.userTicks + stat.systemTicks;
-  if (after <= before) return 0;
-
-  const int64_t used = nanosecondsOfTicks(after - before);
-  const int64_t elapsed = std::max(now - since, nanosecondsOfTicks(1));
-  // Ticks are coarse: over a short time a thread seems to have used more than there was.
-  return static_cast<integer_t>(
-      std::min<int64_t>(used / (elapsed / TH_USAGE_SCALE), TH_USAGE_SCALE));
-}
-
-std::optional<thread_basic_info_data_t> Machine::threadInfo(int32_t pid, int32_t thread) {
+kern_return_t Machine::threadInfo(int32_t pid, int32_t thread, thread_basic_info_data_t& info) {
   const std::lock_guard lock(_mutex);
-  const auto stat = readStat(pid, thread);
-  if (!stat) return {};
-  const int64_t now = nanosecondsSinceBoot();
+  ThreadStat stat;
+  const kern_return_t result = readStat(pid, thread, stat);
+  if (result != KERN_SUCCESS) return result;
+  const int64_t now = _clock();
+  if (pid == _open.pid) _open.aliveAt = now;
   KnownThread unlisted;
   KnownThread* known = &unlisted;
   if (KnownTask* const task = find(pid)) {
@@ -165,47 +197,76 @@ std::optional<thread_basic_info_data_t> Machine::threadInfo(int32_t pid, int32_t
     if (listed != task->threads.end() && listed->id == thread) known = &*listed;
   }
 
-  thread_basic_info_data_t info{};
-  info.user_time = timeOfTicks(stat->userTicks);
-  info.system_time = timeOfTicks(stat->systemTicks);
-  info.cpu_usage = usage(*known, *stat, now);
-  setRunState(stat->state, info);
-  *known = {thread, true, now, *stat};
-  return info;
+  info.user_time = timeOfTicks(stat.userTicks);
+  info.system_time = timeOfTicks(stat.systemTicks);
+  info.cpu_usage = known->usage.add(stat, now);
+  setRunState(stat.state, info);
+  known->isUncounted = true;
+  known->userTicks = stat.userTicks;
+  known->systemTicks = stat.systemTicks;
+  return KERN_SUCCESS;
 }
 
-std::optional<task_thread_times_info_data_t> Machine::taskTimes(int32_t pid) {
+kern_return_t Machine::taskTimes(int32_t pid, task_thread_times_info_data_t& times) {
   const std::lock_guard lock(_mutex);
-  if (pid != kKernelTask && !isRunning(pid)) return {};
-  KnownTask* task = find(pid);
-  if (!task) return {};
+  kern_return_t result = pid == kKernelTask ? KERN_SUCCESS : openTask(pid);
+  if (result != KERN_SUCCESS) return result;
+  KnownTask* const task = find(pid);
+  if (!task) return failure();
   if (std::ranges::none_of(task->threads, &KnownThread::isUncounted)) {
-    if (!listThreads(pid)) return {};
-    task = find(pid);
+    std::vector<int32_t> ids;
+    result = listThreads(pid, ids);
+    if (result != KERN_SUCCESS) return result;
   }
   uint64_t userTicks = 0;
   uint64_t systemTicks = 0;
   for (KnownThread& thread : task->threads) {
-    const auto stat = thread.isUncounted ? thread.stat : readStat(pid, thread.id);
+    ThreadStat stat{.userTicks = thread.userTicks, .systemTicks = thread.systemTicks};
+    if (!thread.isUncounted && readStat(pid, thread.id, stat) != KERN_SUCCESS) continue;
     thread.isUncounted = false;
-    if (!stat) continue;
-    userTicks += stat->userTicks;
-    systemTicks += stat->systemTicks;
+    userTicks += stat.userTicks;
+    systemTicks += stat.systemTicks;
   }
-  _openPid = -1;
-  _openFolder = {};
-  return task_thread_times_info_data_t{timeOfTicks(userTicks), timeOfTicks(systemTicks)};
+  _open = {};
+  times = {timeOfTicks(userTicks), timeOfTicks(systemTicks)};
+  return KERN_SUCCESS;
 }
 
-std::optional<TaskSource::Arguments> Machine::arguments(int32_t pid) {
-  Arguments arguments{executablePath(pid), {}};
-  if (arguments.path.empty()) return {};
-  std::string& words = arguments.words;
-  words = readWhole(IdPath(kProc, pid, "cmdline").get());
-  // A program that writes its title over its arguments leaves zeros behind it, which are none.
-  words.erase(words.find_last_not_of('\0') + 1);
-  if (!words.empty()) words += '\0';
-  return arguments;
+kern_return_t Machine::arguments(int32_t pid, Arguments& arguments) {
+  // Only a live thread has a program, and the first of a process may end before the others.
+  const std::string process = _proc + std::to_string(pid);
+  std::string holder = process;
+  std::string path = linkTarget((holder + "/exe").c_str());
+  if (path.empty() && errno == ENOENT) {
+    std::vector<int32_t> ids;
+    const ProcFolder folder((process + "/task").c_str());
+    if (folder) folder.listNumbers(ids);
+    for (size_t i = 0; path.empty() && i < ids.size(); ++i) {
+      holder = process + "/task/" + std::to_string(ids[i]);
+      path = linkTarget((holder + "/exe").c_str());
+    }
+  }
+  if (path.empty()) return failure() == KERN_RESOURCE_SHORTAGE ? failure() : KERN_FAILURE;
+  constexpr std::string_view kDeleted = " (deleted)";
+  if (path.ends_with(kDeleted) && access(path.c_str(), F_OK) != 0) {
+    path.resize(path.size() - kDeleted.size());
+  }
+  auto words = readWhole((holder + "/cmdline").c_str());
+  if (!words) return failure();
+  trimArguments(*words);
+  arguments = {std::move(path), std::move(*words)};
+  return KERN_SUCCESS;
+}
+
+kern_return_t Machine::name(int32_t pid, std::string& name) {
+  if (pid == kKernelTask) {
+    name = "kernel_task";
+    return KERN_SUCCESS;
+  }
+  const auto text = readWhole(IdPath(_proc, pid, "comm").get());
+  if (!text) return failure();
+  name = text->substr(0, text->find_last_not_of('\n') + 1);
+  return KERN_SUCCESS;
 }
 
 }  // namespace corvane::host

@@ -2,61 +2,80 @@
 #define CORVANE_HOST_LINUX_MACHINE_H_
 
 #include <mutex>
+#include <string>
 #include <unordered_map>
 
 #include "host/linux/proc_files.h"
 #include "host/linux/thread_stat.h"
+#include "host/linux/usage_history.h"
 #include "host/mach/task_source.h"
+#include "platform/export.h"
 
 namespace corvane::host {
 
 /// The machine that this process runs on, read from /proc: a task is a process, and all kernel
-/// threads together are the threads of the kernel task. A thread costs one open, read and close;
-/// only what is needed to tell what it used since it was last asked about is kept of it, and
-/// nothing of what has gone.
-class Machine : public TaskSource {
+/// threads together are the threads of the kernel task. Reading a thread costs one open, read and
+/// close. Of each thread only what its CPU usage needs is kept, and nothing of what has gone.
+class CORVANE_EXPORT Machine : public TaskSource {
  public:
-  std::optional<std::vector<int32_t>> tasks() override;
-  bool hasTask(int32_t pid) override;
-  std::optional<std::vector<int32_t>> threads(int32_t pid) override;
-  std::optional<thread_basic_info_data_t> threadInfo(int32_t pid, int32_t thread) override;
+  /// Returns nanoseconds since boot.
+  using Clock = int64_t (*)();
+
+  Machine();
+  /// For tests: reads a folder that stands for /proc, and another clock.
+  Machine(std::string procFolder, Clock clock);
+
+  /// Reports on standard error, once, when there are no processes to list.
+  kern_return_t tasks(std::vector<int32_t>& pids) override;
+  /// A process that was seen alive less than a millisecond ago counts as alive.
+  kern_return_t findTask(int32_t pid) override;
+  kern_return_t threads(int32_t pid, std::vector<int32_t>& ids) override;
+  kern_return_t threadInfo(int32_t pid, int32_t thread, thread_basic_info_data_t& info) override;
   /// A thread that was asked about since its task's threads were listed counts with that reading,
   /// so that a pass over all tasks reads each thread once.
-  std::optional<task_thread_times_info_data_t> taskTimes(int32_t pid) override;
-  std::optional<Arguments> arguments(int32_t pid) override;
+  kern_return_t taskTimes(int32_t pid, task_thread_times_info_data_t& times) override;
+  kern_return_t arguments(int32_t pid, Arguments& arguments) override;
+  kern_return_t name(int32_t pid, std::string& name) override;
 
  private:
-  /// A thread as it was when it was last asked about.
   struct KnownThread {
     int32_t id = 0;
-    /// Whether its times are yet to be counted by `taskTimes`.
+    /// Whether the times of its last reading are yet to be counted by `taskTimes`.
     bool isUncounted = false;
-    /// 0 before it was asked about. In nanoseconds since boot.
-    int64_t askedAt = 0;
-    ThreadStat stat;
+    uint64_t userTicks = 0;
+    uint64_t systemTicks = 0;
+    UsageHistory usage;
   };
   struct KnownTask {
     bool isKernelThread = false;
     /// The listing of processes that it was last seen in.
     uint64_t seenIn = 0;
-    /// In rising order of their ids.
+    /// In ascending order of their ids.
     std::vector<KnownThread> threads;
+  };
+  /// The folder of a process's threads, kept open until its times are asked for.
+  struct OpenTask {
+    int32_t pid = -1;
+    ProcFolder folder;
+    bool isListed = false;
+    /// When the process was last seen alive, in nanoseconds since boot.
+    int64_t aliveAt = 0;
   };
 
   KnownTask* find(int32_t pid);
-  bool listProcesses();
-  bool listThreads(int32_t pid);
-  std::optional<ThreadStat> readStat(int32_t pid, int32_t thread);
-  static integer_t usage(const KnownThread& known, const ThreadStat& stat, int64_t now);
+  kern_return_t listProcesses(std::vector<int32_t>& pids);
+  kern_return_t listThreads(int32_t pid, std::vector<int32_t>& ids);
+  kern_return_t openTask(int32_t pid);
+  kern_return_t readStat(int32_t pid, int32_t thread, ThreadStat& stat);
+  std::string executablePath(int32_t pid);
 
+  const std::string _proc;
+  const Clock _clock;
   std::mutex _mutex;
   uint64_t _listings = 0;
   std::unordered_map<int32_t, KnownTask> _tasks;
-  /// What was listed last.
-  std::vector<int32_t> _ids;
-  /// The threads of the process that was listed last, until its times were asked for.
-  int32_t _openPid = -1;
-  ProcFolder _openFolder;
+  OpenTask _open;
+  bool _hasReported = false;
 };
 
 }  // namespace corvane::host

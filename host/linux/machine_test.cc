@@ -1,203 +1,268 @@
+#include "host/linux/machine.h"
+
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <functional>
-#include <thread>
+#include <algorithm>
 
-#include "processes/processes.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
 namespace {
 
-using Seconds = std::chrono::duration<double>;
+using corvane::testing::writeText;
+using Ids = std::vector<int32_t>;
 
-Seconds timeOf(clockid_t clock) {
-  timespec time{};
-  clock_gettime(clock, &time);
-  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
+int64_t gNow;
 
-/// Uses that much processor time.
-void burn(Seconds time) {
-  while (timeOf(CLOCK_THREAD_CPUTIME_ID) < time) continue;
-}
-
-/// A process that does `work` and then sleeps.
-class Child {
- public:
-  explicit Child(const std::function<void()>& work = [] {}) : _pid(fork()) {
-    if (_pid != 0) return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    work();
-    for (;;) pause();
-  }
-  ~Child() {
-    kill(_pid, SIGKILL);
-    waitpid(_pid, nullptr, 0);
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-
-  pid_t pid() const { return _pid; }
-
-  /// The processor time that it has used, by its own clock.
-  Seconds used() const {
-    clockid_t clock = 0;
-    clock_getcpuclockid(_pid, &clock);
-    return timeOf(clock);
-  }
-
- private:
-  pid_t _pid;
-};
-
-double number(CFDictionaryRef record, CFStringRef key) {
-  double value = -1;
-  const CFTypeRef found = CFDictionaryGetValue(record, key);
-  if (found) CFNumberGetValue(static_cast<CFNumberRef>(found), kCFNumberDoubleType, &value);
-  return value;
-}
-
-std::string textOf(CFDictionaryRef record, CFStringRef key) {
-  return corvane::testing::text(static_cast<CFStringRef>(CFDictionaryGetValue(record, key)));
-}
-
-CFArrayRef threadsOf(CFDictionaryRef process) {
-  return static_cast<CFArrayRef>(CFDictionaryGetValue(process, CFSTR("threads")));
-}
-
-CFIndex threadCount(CFDictionaryRef process) { return CFArrayGetCount(threadsOf(process)); }
-
-CFDictionaryRef threadOf(CFDictionaryRef process, CFIndex index) {
-  return static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(threadsOf(process), index));
-}
-
-class MachineTest : public corvane::testing::UnitTest {
+/// A folder that stands for /proc. A test scripts the clock, too: no expectation depends on how
+/// much processor time the test gets.
+class MachineTest : public ::testing::Test {
  protected:
-  /// The record of `pid` in a new snapshot. Processes of this machine that exit meanwhile end a
-  /// pass early: then there is another.
-  CFDictionaryRef sample(pid_t pid) {
-    const auto key = corvane::testing::cfString(std::to_string(pid));
-    const void* record = nullptr;
-    ::testing::internal::CaptureStdout();
-    for (int attempt = 0; !record && attempt < 100; ++attempt) {
-      record = CFDictionaryGetValue(_processes.refreshProcesses(), key.get());
-    }
-    _output = ::testing::internal::GetCapturedStdout();
-    if (!record) throw std::runtime_error("no snapshot holds the process");
-    return static_cast<CFDictionaryRef>(record);
+  MachineTest() { gNow = 0; }
+
+  struct Stat {
+    std::string name = "name";
+    char state = 'S';
+    uint64_t user = 0, system = 0, start = 0;
+    bool isKernelThread = false;
+  };
+
+  static std::string line(const Stat& stat) {
+    const std::string ticks = std::to_string(stat.user) + " " + std::to_string(stat.system);
+    return "1 (" + stat.name + ") " + stat.state + " 1 1 1 0 -1 " +
+           (stat.isKernelThread ? "2097152" : "4194304") + " 1 1 0 0 " + ticks + " 0 0 20 0 1 0 " +
+           std::to_string(stat.start) + " 1 1 1\n";
   }
 
-  /// A sample in which the process's first thread is in that state, or the last of many.
-  CFDictionaryRef sampleInState(pid_t pid, const std::string& state) {
-    CFDictionaryRef record = sample(pid);
-    for (int i = 0; i < 100 && textOf(threadOf(record, 0), CFSTR("run_state")) != state; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      record = sample(pid);
-    }
-    return record;
+  /// Puts a thread there. The first of a process has the process's id.
+  void put(int32_t pid, int32_t thread, const Stat& stat) const {
+    const auto folder = process(pid) / "task" / std::to_string(thread);
+    std::filesystem::create_directories(folder);
+    writeText(folder / "stat", line(stat));
+    if (thread == pid) writeText(process(pid) / "stat", line(stat));
   }
 
-  Processes _processes;
-  std::string _output;
+  std::filesystem::path process(int32_t pid) const { return _folder.path() / std::to_string(pid); }
+
+  thread_basic_info_data_t threadInfo(int32_t pid, int32_t thread) {
+    thread_basic_info_data_t info{};
+    EXPECT_EQ(_machine.threadInfo(pid, thread, info), KERN_SUCCESS);
+    return info;
+  }
+
+  /// Opens files until there are no descriptors left, and closes them with itself.
+  class NoDescriptorsLeft {
+   public:
+    NoDescriptorsLeft() {
+      getrlimit(RLIMIT_NOFILE, &_before);
+      const int next = dup(STDIN_FILENO);
+      close(next);
+      const rlimit none = {static_cast<rlim_t>(next), _before.rlim_max};
+      setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &_before); }
+
+   private:
+    rlimit _before{};
+  };
+
+  corvane::testing::TemporaryFolder _folder;
+  Machine _machine{_folder.path().string(), [] { return gNow; }};
 };
 
-TEST_F(MachineTest, ABusyProcessShowsWhatItUsedSinceTheLastSample) {
-  const Child child([] { burn(Seconds(60)); });
-  sample(child.pid());
-  const Seconds usedBefore = child.used();
-  const auto before = std::chrono::steady_clock::now();
-  std::this_thread::sleep_for(std::chrono::seconds(1));
-  const CFDictionaryRef record = sample(child.pid());
-  const Seconds elapsed = std::chrono::steady_clock::now() - before;
-  const double share = 100 * ((child.used() - usedBefore) / elapsed);
-
-  EXPECT_GT(share, 10) << "this machine is too busy to tell";
-  EXPECT_NEAR(number(record, CFSTR("total_usage")), share, 6);
-  EXPECT_EQ(textOf(threadOf(record, 0), CFSTR("run_state")), "running");
-  EXPECT_EQ(textOf(record, CFSTR("name")),
-            std::filesystem::read_symlink("/proc/self/exe").string());
-}
-
-TEST_F(MachineTest, ASleepingProcessUsesNothing) {
-  const Child child;
-  sampleInState(child.pid(), "waiting");
-  const CFDictionaryRef later = sample(child.pid());
-  EXPECT_EQ(number(later, CFSTR("total_usage")), 0);
-  EXPECT_EQ(textOf(threadOf(later, 0), CFSTR("run_state")), "waiting");
-  EXPECT_EQ(textOf(threadOf(later, 0), CFSTR("flags")), "swapped");
-}
-
-TEST_F(MachineTest, StoppedAndExitedProcessesShowAsSuch) {
-  const Child stopped;
-  kill(stopped.pid(), SIGSTOP);
-  EXPECT_EQ(textOf(threadOf(sampleInState(stopped.pid(), "stopped"), 0), CFSTR("run_state")),
-            "stopped");
-  const Child zombie([] { _exit(0); });
-  const CFDictionaryRef record = sampleInState(zombie.pid(), "halted");
-  EXPECT_EQ(textOf(threadOf(record, 0), CFSTR("run_state")), "halted");
-  EXPECT_EQ(textOf(record, CFSTR("name")), "[Unknown Name]");
-}
-
-TEST_F(MachineTest, AThreadMayHaveAnyName) {
-  for (const char* name : {"a b", ") R 1 2 3", "((", "\n) Z (\n", ")"}) {
-    const Child child([&] { prctl(PR_SET_NAME, name); });
-    const CFDictionaryRef record = sampleInState(child.pid(), "waiting");
-    EXPECT_EQ(textOf(threadOf(record, 0), CFSTR("run_state")), "waiting") << name;
-    EXPECT_LT(number(threadOf(record, 0), CFSTR("user_time")), 5) << name;
+TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
+  struct Reading {
+    int64_t milliseconds;
+    uint64_t start, user, system;
+    integer_t usage;
+  };
+  // Ticks are of 10 ms.
+  const Reading readings[] = {
+      {10'000, 900, 20, 5, 250},  // Over its life of a second.
+      {10'050, 900, 20, 10, 285}, {10'249, 900, 20, 20, 320},
+      {10'250, 900, 20, 20, 600},  // Since the first reading.
+      {10'300, 900, 20, 20, 500}, {10'499, 900, 30, 20, 501},
+      {10'500, 900, 30, 20, 400},                                // Since the one at 10,250.
+      {11'500, 900, 30, 20, 0},   {12'000, 900, 230, 20, 1000},  // More than there was.
+      {13'000, 1250, 10, 0, 200},                                // Another thread of the same id.
+      {13'000, 1300, 1, 0, 1000},                                // One that has just begun.
+  };
+  for (const Reading& reading : readings) {
+    gNow = reading.milliseconds * 1'000'000;
+    put(7, 7, {.user = reading.user, .system = reading.system, .start = reading.start});
+    Ids ids;
+    ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
+    ASSERT_EQ(_machine.threads(7, ids), KERN_SUCCESS);
+    EXPECT_EQ(threadInfo(7, 7).cpu_usage, reading.usage) << reading.milliseconds;
   }
 }
 
-TEST_F(MachineTest, OnlyTheTimesOfLiveThreadsCount) {
-  const Child child([] { std::thread(burn, Seconds(0.5)).join(); });
-  CFDictionaryRef record = sample(child.pid());
-  for (int i = 0; i < 500 && (child.used() < Seconds(0.5) || threadCount(record) > 1); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    record = sample(child.pid());
+TEST_F(MachineTest, EachStateHasItsCodeWhateverTheThreadsName) {
+  struct Case {
+    const char* name;
+    char state;
+    integer_t runState, flags;
+  };
+  const Case cases[] = {
+      {"a b", 'R', TH_STATE_RUNNING, 0},       {") R 1 2 3", 'S', TH_STATE_WAITING, 0},
+      {"((", 'T', TH_STATE_STOPPED, 0},        {"\n) Z (\n", 't', TH_STATE_STOPPED, 0},
+      {")", 'D', TH_STATE_UNINTERRUPTIBLE, 0}, {"", 'Z', TH_STATE_HALTED, 0},
+      {"x", 'X', TH_STATE_HALTED, 0},          {"i", 'I', TH_STATE_WAITING, TH_FLAGS_IDLE}};
+  for (const Case& c : cases) {
+    put(7, 7, {.name = c.name, .state = c.state, .user = 1234, .system = 99});
+    const thread_basic_info_data_t info = threadInfo(7, 7);
+    EXPECT_EQ(info.run_state, c.runState) << c.name;
+    EXPECT_EQ(info.flags, c.flags) << c.name;
+    EXPECT_EQ(info.user_time.seconds, 12) << c.name;
+    EXPECT_EQ(info.user_time.microseconds, 340'000) << c.name;
+    EXPECT_EQ(info.system_time.microseconds, 990'000) << c.name;
   }
-  ASSERT_GE(child.used(), Seconds(0.5));
-  ASSERT_EQ(threadCount(record), 1);
-  EXPECT_LT(number(record, CFSTR("user_time")), 0.3);
+  writeText(process(7) / "task/7/stat", line({}).substr(0, 40));
+  thread_basic_info_data_t info;
+  EXPECT_EQ(_machine.threadInfo(7, 7, info), MACH_SEND_INVALID_DEST) << "a line cut short";
+}
+
+TEST_F(MachineTest, ATasksTimesAreThoseOfItsLiveThreads) {
+  put(7, 7, {.user = 100});
+  put(7, 8, {.user = 200, .system = 5});
+  put(7, 9, {.user = 400});
+  Ids ids;
+  ASSERT_EQ(_machine.threads(7, ids), KERN_SUCCESS);
+  EXPECT_EQ(ids, (Ids{7, 8, 9}));
+  threadInfo(7, 8);
+  put(7, 8, {.user = 800});
+  std::filesystem::remove_all(process(7) / "task/9");
+  task_thread_times_info_data_t times;
+  ASSERT_EQ(_machine.taskTimes(7, times), KERN_SUCCESS);
+  EXPECT_EQ(times.user_time.seconds, 3) << "thread 8 as it was just read, and 9 has gone";
+  EXPECT_EQ(times.system_time.microseconds, 50'000);
+  ASSERT_EQ(_machine.taskTimes(7, times), KERN_SUCCESS);
+  EXPECT_EQ(times.user_time.seconds, 9) << "read anew";
 }
 
 TEST_F(MachineTest, KernelThreadsAreTheThreadsOfTaskZero) {
-  const CFDictionaryRef kernel = sample(0);
-  EXPECT_EQ(textOf(kernel, CFSTR("name")), "kernel_task");
-  size_t kernelThreads = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    if (entry.path().filename().string().find_first_not_of("0123456789") != std::string::npos) {
-      continue;
-    }
-    const std::string stat = corvane::testing::readText(entry.path() / "stat");
-    const std::string fields = stat.substr(std::min(stat.size(), stat.rfind(')') + 1));
-    char state = 0;
-    long flags = 0;
-    if (std::sscanf(fields.c_str(), " %c %*d %*d %*d %*d %*d %ld", &state, &flags) != 2) continue;
-    const bool isKernelThread = (flags & 0x00200000) != 0;
-    kernelThreads += isKernelThread;
-    const auto key = corvane::testing::cfString(entry.path().filename().string());
-    if (isKernelThread) {
-      EXPECT_FALSE(CFDictionaryContainsKey(_processes.getCachedProcesses(), key.get()))
-          << entry.path();
-    }
-  }
-  EXPECT_NEAR(static_cast<double>(threadCount(kernel)), static_cast<double>(kernelThreads), 20);
+  put(2, 2, {.isKernelThread = true});
+  put(3, 3, {.user = 100, .isKernelThread = true});
+  put(7, 7, {});
+  Ids ids;
+  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
+  EXPECT_EQ(ids, (Ids{0, 7}));
+  ASSERT_EQ(_machine.threads(0, ids), KERN_SUCCESS);
+  EXPECT_EQ(ids, (Ids{2, 3}));
+  EXPECT_EQ(threadInfo(0, 3).user_time.seconds, 1);
+  EXPECT_EQ(_machine.findTask(3), MACH_SEND_INVALID_DEST);
+
+  put(3, 3, {});
+  thread_basic_info_data_t info;
+  EXPECT_EQ(_machine.threadInfo(0, 3, info), MACH_SEND_INVALID_DEST) << "a process has its id now";
+  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
+  EXPECT_EQ(ids, (Ids{0, 3, 7}));
 }
 
-TEST_F(MachineTest, RefreshesLeaveNoPortAndNoFileBehind) {
+TEST_F(MachineTest, ArgumentsAreAsTheProgramGotThem) {
+  using namespace std::string_literals;
+  struct Case {
+    const char* link;
+    std::string area, words;
+  };
+  const Case cases[] = {
+      {"/bin/a", "a\0b\0"s, "a\0b\0"s},     {"/bin/a", "a\0\0x\0\0"s, "a\0\0x\0\0"s},
+      {"/bin/a", "a\0\0"s, "a\0\0"s},       {"/bin/a", "a: a title\0\0\0\0"s, "a: a title\0"s},
+      {"/bin/a", "no end", "no end\0"s},    {"/bin/a", "", ""},
+      {"/bin/a (deleted)", "a\0"s, "a\0"s},
+  };
+  put(7, 7, {});
+  put(7, 8, {});
+  // The first thread has ended: only a live one knows its program.
+  for (const char* holder : {"", "task/8"}) {
+    for (const Case& c : cases) {
+      std::filesystem::remove(process(7) / holder / "exe");
+      std::filesystem::create_symlink(c.link, process(7) / holder / "exe");
+      writeText(process(7) / holder / "cmdline", c.area);
+      TaskSource::Arguments arguments;
+      ASSERT_EQ(_machine.arguments(7, arguments), KERN_SUCCESS);
+      EXPECT_EQ(arguments.path, "/bin/a");
+      EXPECT_EQ(arguments.words, c.words);
+    }
+    std::filesystem::remove(process(7) / holder / "exe");
+    writeText(process(7) / holder / "cmdline", "");
+  }
+  TaskSource::Arguments arguments;
+  EXPECT_EQ(_machine.arguments(7, arguments), KERN_FAILURE);
+  writeText(process(7) / "comm", "short\n");
+  std::string name;
+  EXPECT_EQ(_machine.name(7, name), KERN_SUCCESS);
+  EXPECT_EQ(name, "short");
+}
+
+TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
+  put(7, 7, {});
+  std::filesystem::create_symlink("/bin/a", process(7) / "exe");
+  Ids ids;
+  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
+  thread_basic_info_data_t info;
+  task_thread_times_info_data_t times;
+  TaskSource::Arguments arguments;
+  std::string name;
+  const NoDescriptorsLeft none;
+  EXPECT_EQ(_machine.tasks(ids), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.findTask(7), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.threads(7, ids), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.threads(0, ids), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.threadInfo(7, 7, info), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.taskTimes(7, times), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.arguments(7, arguments), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.name(7, name), KERN_RESOURCE_SHORTAGE);
+}
+
+TEST_F(MachineTest, AnEmptyProcIsReportedOnce) {
+  ::testing::internal::CaptureStderr();
+  Ids ids;
+  EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
+  EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "corvane: no processes are listed in " + _folder.path().string() + "/\n");
+}
+
+TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };
-  sample(1);
-  const size_t ports = VirtualDevice::openHandles();
+  const pid_t child = fork();
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (;;) pause();
+  }
   const auto files = openFiles();
-  for (int i = 0; i < 30; ++i) sample(1);
-  EXPECT_EQ(VirtualDevice::openHandles(), ports);
+  Machine machine;
+  Ids ids;
+  ASSERT_EQ(machine.tasks(ids), KERN_SUCCESS);
+  EXPECT_TRUE(std::ranges::count(ids, child) && std::ranges::count(ids, getpid()));
+  EXPECT_EQ(machine.findTask(child), KERN_SUCCESS);
+  ASSERT_EQ(machine.threads(child, ids), KERN_SUCCESS);
+  EXPECT_EQ(ids, Ids{child});
+  thread_basic_info_data_t info;
+  EXPECT_EQ(machine.threadInfo(child, child, info), KERN_SUCCESS);
+  task_thread_times_info_data_t times;
+  EXPECT_EQ(machine.taskTimes(child, times), KERN_SUCCESS);
+  TaskSource::Arguments arguments;
+  EXPECT_EQ(machine.arguments(child, arguments), KERN_SUCCESS);
+  EXPECT_EQ(arguments.path, std::filesystem::read_symlink("/proc/self/exe"));
   EXPECT_EQ(openFiles(), files);
+
+  machine.findTask(child);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  usleep(2'000);
+  EXPECT_EQ(machine.findTask(child), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(machine.threads(child, ids), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(machine.threadInfo(child, child, info), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(machine.taskTimes(child, times), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(machine.arguments(child, arguments), KERN_FAILURE);
 }
 
 }  // namespace

@@ -13,12 +13,12 @@
 namespace corvane::host {
 namespace {
 
-/// A file open for reading; none when it cannot be opened.
+/// Opens the file for reading. Returns none, with the reason in `errno`, when that fails.
 FileDescriptor openToRead(int folder, const char* path) {
   return FileDescriptor(openat(folder, path, O_RDONLY | O_CLOEXEC));
 }
 
-/// Adds the entries of `bytes`, as getdents64 stored them, that are numbers.
+/// Adds those of the entries, as getdents64 stored them, that are numbers.
 void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
   while (!bytes.empty()) {
     const auto* entry = reinterpret_cast<const dirent64*>(bytes.data());
@@ -33,6 +33,9 @@ void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
 }  // namespace
 
 IdPath::IdPath(std::string_view prefix, int32_t id, std::string_view file) {
+  constexpr size_t kMostOfId = 16;
+  _text.front() = '\0';
+  if (prefix.size() + kMostOfId + file.size() > _text.size()) return;
   char* at = std::copy(prefix.begin(), prefix.end(), _text.data());
   at = std::to_chars(at, _text.data() + _text.size(), id).ptr;
   *at++ = '/';
@@ -61,15 +64,16 @@ std::optional<std::string_view> ProcFolder::readStart(const char* path,
   return std::string_view(buffer.data(), static_cast<size_t>(size));
 }
 
-std::string readWhole(const char* path) {
+std::optional<std::string> readWhole(const char* path) {
   constexpr size_t kStep = 4096;
-  std::string bytes;
   const FileDescriptor file = openToRead(AT_FDCWD, path);
-  if (!file) return bytes;
+  if (!file) return {};
+  std::string bytes;
   for (size_t used = 0;;) {
     bytes.resize(used + std::max(kStep, used));
     const ssize_t size = read(file.get(), bytes.data() + used, bytes.size() - used);
-    if (size > 0) used += static_cast<size_t>(size);
+    if (size < 0) return {};
+    used += static_cast<size_t>(size);
     if (used == bytes.size()) continue;
     bytes.resize(used);
     return bytes;

@@ -2,6 +2,7 @@
 #define CORVANE_HOST_LINUX_PROC_FILES_H_
 
 #include <array>
+#include <climits>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -13,40 +14,46 @@
 
 namespace corvane::host {
 
-/// `prefix`, the id, "/" and `file`: a path in /proc, put together without touching the heap.
+/// A path that ends in an id and, below it, a file: "/proc/", 12 and "stat" make "/proc/12/stat".
+/// Made without touching the heap.
 class IdPath {
  public:
+  /// A path that would be too long becomes "".
   IdPath(std::string_view prefix, int32_t id, std::string_view file);
 
   const char* get() const { return _text.data(); }
 
  private:
-  std::array<char, 64> _text;
+  std::array<char, PATH_MAX> _text;
 };
 
-/// A folder of /proc, or none, kept open so that what lies in it is found without going over its
-/// own path again.
+/// An open folder of /proc, or no folder. Its files are found without walking its own path again.
+/// What fails leaves its reason in `errno`.
 class ProcFolder {
  public:
   ProcFolder() = default;
   explicit ProcFolder(const char* path);
 
-  /// Replaces `ids` by the entries that are numbers, in rising order. False when the folder cannot
-  /// be read.
+  explicit operator bool() const { return static_cast<bool>(_folder); }
+
+  /// Replaces `ids` by the entries that are numbers, in ascending order. Returns false when the
+  /// folder cannot be read.
   bool listNumbers(std::vector<int32_t>& ids) const;
 
-  /// The beginning of the file at `path`, which counts from the folder unless it is absolute, as
-  /// one read gives it in `buffer`; nothing when that cannot be done.
+  /// Returns the beginning of a file, as one read gives it in `buffer`, or nothing when it cannot
+  /// be read. `path` is relative to the folder unless it is absolute.
   std::optional<std::string_view> readStart(const char* path, std::span<char> buffer) const;
 
  private:
   FileDescriptor _folder;
 };
 
-/// The whole file; empty when it cannot be read.
-std::string readWhole(const char* path);
+/// Returns the contents of the file, or nothing, with the reason in `errno`, when it cannot be
+/// read.
+std::optional<std::string> readWhole(const char* path);
 
-/// Where the link at `path` points; empty when that cannot be told.
+/// Returns the target of the symbolic link, or "", with the reason in `errno`, when it cannot be
+/// read.
 std::string linkTarget(const char* path);
 
 }  // namespace corvane::host

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint64_t kKernelThreadFlag = 0x00200000;
 
-/// Where the fields stand, as /proc's manual counts them.
+/// The fields' numbers, as the manual page of /proc counts them.
 constexpr int kState = 3, kFlags = 9, kUserTime = 14, kSystemTime = 15, kStartTime = 22;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -25,7 +25,7 @@ uint64_t number(const char* digits, const char* end) {
 }  // namespace
 
 std::optional<ThreadStat> parseThreadStat(std::string_view line) {
-  // The name may hold anything, parentheses and line feeds too; behind it come only numbers.
+  // The name may hold anything, including parentheses and line feeds. Only numbers follow it.
   const auto* const nameEnd = static_cast<const char*>(memrchr(line.data(), ')', line.size()));
   const char* const end = line.data() + line.size();
   if (!nameEnd || end - nameEnd < 3) return {};

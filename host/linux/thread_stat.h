@@ -9,7 +9,7 @@
 
 namespace corvane::host {
 
-/// What a thread's line in /proc tells of it. Times are in clock ticks, the start's since boot.
+/// What the `stat` file of a thread says. Times are in clock ticks, the start time since boot.
 struct ThreadStat {
   char state = 0;
   bool isKernelThread = false;
@@ -18,15 +18,15 @@ struct ThreadStat {
   uint64_t startTicks = 0;
 };
 
-/// Nothing when the line is none or is cut short.
+/// Returns nothing when the line is not that of a thread or is cut short.
 std::optional<ThreadStat> parseThreadStat(std::string_view line);
 
-/// Clock ticks of one second.
+/// Returns the number of clock ticks in a second.
 uint64_t ticksPerSecond();
 
 time_value_t timeOfTicks(uint64_t ticks);
 
-/// The kernel's state and flags of a thread in Linux's `state`.
+/// Sets the run state and the flags that correspond to Linux's `state`.
 void setRunState(char state, thread_basic_info_data_t& info);
 
 }  // namespace corvane::host

@@ -2,8 +2,6 @@
 
 #include <mutex>
 
-#include "host/linux/machine.h"
-
 namespace corvane::host {
 namespace {
 
@@ -25,7 +23,7 @@ std::shared_ptr<TaskSource> taskSource() {
   SourceInUse& source = sourceInUse();
   const std::lock_guard lock(source.mutex);
   if (source.other) return source.other;
-  if (!source.machine) source.machine = std::make_shared<Machine>();
+  if (!source.machine) source.machine = newMachine();
   return source.machine;
 }
 

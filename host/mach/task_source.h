@@ -5,45 +5,54 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/export.h"
 
 namespace corvane::host {
 
 /// The process id of the kernel task.
 inline constexpr int32_t kKernelTask = 0;
 
-/// What the Mach calls and sysctl measure: the tasks and threads of a machine, by their ids.
-/// Nothing (or false) stands for a task or thread that is gone. Calls may come from any thread.
-class __attribute__((visibility("default"))) TaskSource {
+/// What the Mach calls and sysctl measure: the tasks and threads of a machine, by their ids. Calls
+/// may come from any thread. Each returns KERN_SUCCESS and stores its answer, or stores nothing and
+/// returns MACH_SEND_INVALID_DEST when the task or thread has gone, KERN_RESOURCE_SHORTAGE when
+/// this process lacks the means to find out (file descriptors, memory), or KERN_FAILURE.
+class CORVANE_EXPORT TaskSource {
  public:
   struct Arguments {
-    /// Of the executable.
+    /// The executable's path.
     std::string path;
-    /// Each argument with a zero behind it.
+    /// The arguments, each ended by a zero.
     std::string words;
   };
 
   virtual ~TaskSource() = default;
 
-  /// The process ids of all tasks, the caller's own among them. Nothing when they cannot be listed.
-  virtual std::optional<std::vector<int32_t>> tasks() = 0;
-  virtual bool hasTask(int32_t pid) = 0;
+  /// The process ids of all tasks, including the caller's own.
+  virtual kern_return_t tasks(std::vector<int32_t>& pids) = 0;
+  /// Whether the task exists.
+  virtual kern_return_t findTask(int32_t pid) = 0;
   /// The ids of the task's threads.
-  virtual std::optional<std::vector<int32_t>> threads(int32_t pid) = 0;
-  virtual std::optional<thread_basic_info_data_t> threadInfo(int32_t pid, int32_t thread) = 0;
-  /// What the task's live threads used.
-  virtual std::optional<task_thread_times_info_data_t> taskTimes(int32_t pid) = 0;
-  /// Nothing also when the path cannot be read.
-  virtual std::optional<Arguments> arguments(int32_t pid) = 0;
+  virtual kern_return_t threads(int32_t pid, std::vector<int32_t>& ids) = 0;
+  virtual kern_return_t threadInfo(int32_t pid, int32_t thread, thread_basic_info_data_t& info) = 0;
+  /// The sums over the task's live threads.
+  virtual kern_return_t taskTimes(int32_t pid, task_thread_times_info_data_t& times) = 0;
+  /// Fails with KERN_FAILURE when the path cannot be read.
+  virtual kern_return_t arguments(int32_t pid, Arguments& arguments) = 0;
+  /// The kernel's short name of the task.
+  virtual kern_return_t name(int32_t pid, std::string& name) = 0;
 };
 
-/// The source in use: the machine that this process runs on, unless another was put in its place.
+/// The machine that this process runs on. Each system that the host platform runs on defines it.
+std::shared_ptr<TaskSource> newMachine();
+
+/// The source in use: the machine, unless a test put another source in its place.
 std::shared_ptr<TaskSource> taskSource();
 
-/// Puts `source` in the place of the machine; null puts the machine back. For tests.
-__attribute__((visibility("default"))) void useTaskSource(std::shared_ptr<TaskSource> source);
+/// Replaces the source in use; null puts the machine back. For tests.
+CORVANE_EXPORT void useTaskSource(std::shared_ptr<TaskSource> source);
 
 }  // namespace corvane::host
 

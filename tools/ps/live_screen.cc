@@ -89,19 +89,19 @@ void LiveScreen::show(const std::vector<std::string>& lines, size_t titles) {
 LiveScreen::Event LiveScreen::wait(std::chrono::steady_clock::time_point end) {
   _signals.wait(end, _hasKeys ? STDIN_FILENO : -1);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    if (_signals.took(signal)) return Event::kEnd;
+    if (_signals.hasCome(signal)) return Event::kEnd;
   }
-  if (_signals.took(SIGTSTP)) {
+  if (_signals.hasCome(SIGTSTP)) {
     leave();
     raise(SIGSTOP);
     enter();
     return Event::kRedraw;
   }
-  if (_signals.took(SIGCONT)) {
+  if (_signals.hasCome(SIGCONT)) {
     enter();
     return Event::kRedraw;
   }
-  if (_signals.took(SIGWINCH)) return Event::kRedraw;
+  if (_signals.hasCome(SIGWINCH)) return Event::kRedraw;
   if (std::chrono::steady_clock::now() >= end) return Event::kTime;
   char key = 0;
   const bool isKey = _hasKeys && read(STDIN_FILENO, &key, 1) == 1;

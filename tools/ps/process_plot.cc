@@ -133,16 +133,20 @@ class Axes {
   double _start, _length, _step, _most;
 };
 
-/// The lines between samples that follow each other, and a mark at each sample that has none.
+/// Lines between samples that follow each other, and a mark at each sample without a neighbour.
 std::string curve(const Series& series, const std::vector<RecordedSample>& samples,
                   const Axes& axes, const char* colour) {
+  const auto areNeighbours = [&](size_t left, size_t right) {
+    return right < series.points.size() &&
+           series.points[left].sample + 1 == series.points[right].sample &&
+           samples[series.points[right].sample].missed == 0;
+  };
   std::string path;
   std::string marks;
   for (size_t i = 0; i < series.points.size(); ++i) {
     const auto [sample, usage] = series.points[i];
-    const bool follows = i > 0 && series.points[i - 1].sample + 1 == sample;
-    const bool isFollowed =
-        i + 1 < series.points.size() && series.points[i + 1].sample == sample + 1;
+    const bool follows = i > 0 && areNeighbours(i - 1, i);
+    const bool isFollowed = areNeighbours(i, i + 1);
     const double x = axes.x(samples[sample].time);
     path += print("%c%.1f %.1f", follows ? 'L' : 'M', x, axes.y(usage));
     if (follows || isFollowed) continue;

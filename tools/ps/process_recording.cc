@@ -12,7 +12,6 @@
 
 #include "tools/json_output.h"
 #include "tools/ps/process_table.h"
-#include "tools/signal_wait.h"
 
 namespace corvane::tools {
 namespace {
@@ -28,11 +27,11 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
   throw CommandError(kFailed, file + ": " + std::strerror(errno));
 }
 
-std::string lineOf(const std::vector<ProcessSample>& processes) {
-  const Seconds now = std::chrono::system_clock::now().time_since_epoch();
-  nlohmann::ordered_json json = {{"time", std::round(now.count() * 1000) / 1000},
+std::string lineOf(const RecordedSample& sample) {
+  nlohmann::ordered_json json = {{"time", std::round(sample.time * 1000) / 1000},
+                                 {"missed", sample.missed},
                                  {"processes", nlohmann::ordered_json::array()}};
-  for (const ProcessSample& process : processes) {
+  for (const ProcessSample& process : sample.processes) {
     json["processes"].push_back(jsonOf(process, false));
   }
   return jsonLine(json);
@@ -41,6 +40,7 @@ std::string lineOf(const std::vector<ProcessSample>& processes) {
 RecordedSample sampleOf(const nlohmann::json& json) {
   RecordedSample sample;
   json.at("time").get_to(sample.time);
+  sample.missed = json.value("missed", int64_t{0});
   for (const nlohmann::json& process : json.at("processes")) {
     ProcessSample& added = sample.processes.emplace_back();
     process.at("pid").get_to(added.pid);
@@ -52,31 +52,44 @@ RecordedSample sampleOf(const nlohmann::json& json) {
 
 }  // namespace
 
-ExitStatus record(const std::string& file, Seconds length, Seconds interval,
-                  const std::function<void(std::vector<ProcessSample>&)>& arranged) {
-  SignalWait signals({SIGINT, SIGTERM, SIGHUP});
-  ProcessSampler sampler;
-  sampler.take();
+Seconds ClockPace::now() { return Clock::now() - _start; }
+
+bool ClockPace::waitUntil(Seconds time) {
+  _signals.wait(_start + std::chrono::duration_cast<Clock::duration>(time));
+  return !(_signals.hasCome(SIGINT) || _signals.hasCome(SIGTERM) || _signals.hasCome(SIGHUP));
+}
+
+ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
+                  const std::function<std::vector<ProcessSample>()>& sample) {
   const File output(std::fopen(file.c_str(), "wx"));
   if (!output) fail(file);
-
-  const auto count = static_cast<int64_t>(std::max(1.0, std::floor(length / interval + 1e-9)));
-  const Clock::time_point start = Clock::now();
-  for (int64_t i = 1; i <= count; ++i) {
-    const auto next =
-        start + std::chrono::duration_cast<Clock::duration>(interval * static_cast<double>(i));
-    signals.wait(next);
-    if (signals.took(SIGINT) || signals.took(SIGTERM) || signals.took(SIGHUP)) {
-      std::cerr << "corvane: interrupted after " << i - 1 << " of " << count << " samples\n";
+  sample();
+  // The first line needs a reading to measure from.
+  const Seconds begin = pace.now() + std::max(Seconds(0), kLeastUsageTime - plan.interval);
+  // The clock may be set while the recording runs; its lines stay in order.
+  const Seconds epoch = std::chrono::system_clock::now().time_since_epoch() - pace.now();
+  const auto count =
+      static_cast<int64_t>(std::max(1.0, std::floor(plan.length / plan.interval + 1e-9)));
+  int64_t written = 0;
+  for (int64_t due = 1; due <= count; ++due) {
+    if (!pace.waitUntil(begin + plan.interval * static_cast<double>(due))) {
+      std::cerr << "corvane: interrupted after " << written << " of " << count << " samples\n";
       return kFailed;
     }
-    Sample sample = sampler.take();
-    arranged(sample.processes);
-    const std::string line = lineOf(sample.processes);
+    const Seconds now = pace.now();
+    const auto latest = static_cast<int64_t>(
+        std::min(static_cast<double>(count), std::floor((now - begin) / plan.interval + 1e-9)));
+    const int64_t missed = std::max<int64_t>(0, latest - due);
+    due += missed;
+    const std::string line = lineOf({(epoch + now).count(), missed, sample()});
     if (std::fwrite(line.data(), 1, line.size(), output.get()) != line.size() ||
         std::fflush(output.get()) != 0) {
       fail(file);
     }
+    ++written;
+  }
+  if (written < count) {
+    std::cerr << "corvane: " << count - written << " of " << count << " samples were missed\n";
   }
   return kDone;
 }

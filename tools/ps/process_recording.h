@@ -8,27 +8,55 @@
 
 #include "tools/command_error.h"
 #include "tools/ps/process_sample.h"
+#include "tools/signal_wait.h"
 
 namespace corvane::tools {
 
-using Seconds = std::chrono::duration<double>;
-
-/// What one line of a recording tells: {"time": SECONDS, "processes": [{"pid": ...}, ...]}.
+/// One line of a recording: {"time": SECONDS, "missed": COUNT, "processes": [{"pid": ...}, ...]}.
 struct RecordedSample {
   /// Seconds since 1970.
   double time = 0;
+  /// How many samples were due since the line before and were not taken, because the program was
+  /// stopped or had no processor.
+  int64_t missed = 0;
   /// Without their threads.
   std::vector<ProcessSample> processes;
 };
 
-/// Takes a sample every so often for that long, and writes each, as `arranged` leaves it, to a new
-/// file as one line of JSON. An interrupt ends the recording early (kFailed) with whole lines.
-/// Throws CommandError when the file is there already or cannot be written.
-ExitStatus record(const std::string& file, Seconds length, Seconds interval,
-                  const std::function<void(std::vector<ProcessSample>&)>& arranged);
+/// The time of a recording, which tests script.
+class Pace {
+ public:
+  virtual ~Pace() = default;
+  /// Returns the time since the recording began.
+  virtual Seconds now() = 0;
+  /// Waits until this time. Returns false when the recording must end.
+  virtual bool waitUntil(Seconds time) = 0;
+};
 
-/// Throws CommandError with the file's name, the line and the reason when it is no recording. A
-/// last line that was cut short does not count.
+/// The clock's time. SIGINT, SIGTERM and SIGHUP end the recording.
+class ClockPace : public Pace {
+ public:
+  Seconds now() override;
+  bool waitUntil(Seconds time) override;
+
+ private:
+  const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+  SignalWait _signals{{SIGINT, SIGTERM, SIGHUP}};
+};
+
+struct RecordingPlan {
+  Seconds length;
+  Seconds interval;
+};
+
+/// Writes what `sample` returns at each interval to a new file, one line of JSON each. Samples that
+/// cannot be taken in time are skipped. Returns kFailed when the pace ends the recording early,
+/// with whole lines in the file. Throws CommandError when the file exists or cannot be written.
+ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
+                  const std::function<std::vector<ProcessSample>()>& sample);
+
+/// Throws CommandError with the file's name, the line and the reason when the file is not a
+/// recording. A last line that was cut short does not count.
 std::vector<RecordedSample> readRecording(const std::string& file);
 
 }  // namespace corvane::tools

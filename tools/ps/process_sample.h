@@ -1,6 +1,7 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
 #define CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,6 +11,11 @@
 #include "processes/processes.h"
 
 namespace corvane::tools {
+
+using Seconds = std::chrono::duration<double>;
+
+/// The shortest time over which the kernel's usage figures are measured.
+inline constexpr Seconds kLeastUsageTime(0.25);
 
 /// Usage is in percent of one processor, times are in seconds, as the library reckons them.
 struct ThreadSample {

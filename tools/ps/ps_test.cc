@@ -116,27 +116,65 @@ TEST_F(PsTest, TheReportStandsInTheLog) {
   EXPECT_TRUE(log[2].ends_with("\t\tkernel_task")) << log[2];
 }
 
-TEST_F(PsTest, ARecordingHasALineASampleAndCanBePlotted) {
-  const std::string recording = file("run.jsonl");
-  EXPECT_EQ(run("--record " + recording + " --for 0.6 --every 0.2 --top 4").exitStatus, 0);
-  EXPECT_EQ(splitLines(readText(recording)).size(), 3u);
-  std::vector<RecordedSample> samples = readRecording(recording);
-  ASSERT_EQ(samples.size(), 3u);
-  EXPECT_NEAR(samples[2].time - samples[0].time, 0.4, 0.3);
-  EXPECT_EQ(samples[1].processes.size(), 4u);
-  EXPECT_EQ(run("--plot " + recording + " --output " + file("run.svg")).exitStatus, 0);
-  EXPECT_EQ(run("--plot " + recording).output, readText(file("run.svg")));
+/// Time that passes only while the recording waits, and in one stall.
+struct ScriptedPace : Pace {
+  Seconds time{0};
+  std::vector<double> waits;
+  double stallAt = 0;
+  double stall = 0;
+  double end = 1e9;
 
-  writeText(recording, readText(recording) + R"({"time": 1, "proc)");
-  EXPECT_EQ(readRecording(recording).size(), 3u) << "a line that was cut short does not count";
+  Seconds now() override { return time; }
+  bool waitUntil(Seconds until) override {
+    waits.push_back(until.count());
+    time = until + Seconds(until.count() == stallAt ? stall : 0);
+    return until.count() < end;
+  }
+};
+
+TEST_F(PsTest, SamplesThatWereMissedStayAGap) {
+  ScriptedPace pace;
+  pace.stallAt = 2;
+  pace.stall = 3.5;
+  int taken = 0;
+  const auto sample = [&] {
+    ++taken;
+    return std::vector{process(1, "/bin/<\xff", 12.5)};
+  };
+  EXPECT_EQ(record(file("run"), {Seconds(8), Seconds(1)}, pace, sample), kDone);
+  EXPECT_EQ(pace.waits, (std::vector<double>{1, 2, 6, 7, 8}));
+  EXPECT_EQ(taken, 6) << "one to measure from, and one a line";
+  const std::vector<RecordedSample> samples = readRecording(file("run"));
+  ASSERT_EQ(samples.size(), 5u);
+  EXPECT_NEAR(samples[1].time - samples[0].time, 4.5, 0.01);
+  EXPECT_NEAR(samples[2].time - samples[1].time, 0.5, 0.01);
+  EXPECT_EQ(samples[1].missed, 3);
+  EXPECT_EQ(samples[2].missed, 0);
+  EXPECT_EQ(samples[4].processes[0].usage, 12.5);
+  EXPECT_EQ(samples[4].processes[0].name, "/bin/<\uFFFD");
+
+  writeText(file("run"), readText(file("run")) + R"({"time": 1, "proc)");
+  EXPECT_EQ(readRecording(file("run")).size(), 5u) << "a line that was cut short does not count";
+
+  ScriptedPace interrupted;
+  interrupted.end = 0.45;
+  EXPECT_EQ(record(file("short"), {Seconds(1), Seconds(0.1)}, interrupted, sample), kFailed);
+  EXPECT_EQ(readRecording(file("short")).size(), 2u) << "after the quarter of a second it needs";
+}
+
+TEST_F(PsTest, ARecordingOfThisMachineCanBePlotted) {
+  EXPECT_EQ(run("--record " + file("run") + " --for 0.3 --every 0.3 --top 4").exitStatus, 0);
+  EXPECT_EQ(readRecording(file("run")).at(0).processes.size(), 4u);
+  EXPECT_EQ(run("--plot " + file("run") + " --output " + file("run.svg")).exitStatus, 0);
+  EXPECT_EQ(run("--plot " + file("run")).output, readText(file("run.svg")));
 }
 
 TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {
   const std::vector<RecordedSample> samples = {
-      {100, {process(1, "/bin/<a&\"b\x01", 50), process(2, "/bin/idle", 0.5)}},
-      {101, {process(1, "/bin/<a&\"b\x01", 150)}},
-      {102, {process(2, "/bin/idle", 0.5), process(3, "/bin/late", 20)}},
-      {103, {process(1, "/bin/<a&\"b\x01", 100), process(3, "/bin/late", 20)}}};
+      {100, 0, {process(1, "/bin/<a&\"b\x01", 50), process(2, "/bin/idle", 0.5)}},
+      {101, 0, {process(1, "/bin/<a&\"b\x01", 150)}},
+      {102, 0, {process(2, "/bin/idle", 0.5), process(3, "/bin/late", 20)}},
+      {103, 0, {process(1, "/bin/<a&\"b\x01", 100), process(3, "/bin/late", 20)}}};
   const std::string svg = plotSvg(samples, 2);
   EXPECT_EQ(countOf(svg, "<g><title>"), 2u);
   EXPECT_EQ(svg.find("idle"), svg.npos);
@@ -149,8 +187,8 @@ TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {
 }
 
 TEST(PlotTest, OneSampleOfNothingIsAChartToo) {
-  EXPECT_EQ(countOf(plotSvg({{5, {}}}, 8), "<path"), 0u);
-  EXPECT_EQ(countOf(plotSvg({{5, {process(1, "", 0)}}}, 8), "<circle"), 1u);
+  EXPECT_EQ(countOf(plotSvg({{5, 0, {}}}, 8), "<path"), 0u);
+  EXPECT_EQ(countOf(plotSvg({{5, 0, {process(1, "", 0)}}}, 8), "<circle"), 1u);
 }
 
 }  // namespace

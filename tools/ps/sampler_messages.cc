@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
-#include <string_view>
+
+#include "processes/sampler_messages.h"
 
 namespace corvane::tools {
 
@@ -31,13 +32,7 @@ std::string SamplerMessages::endOfPass() {
   std::rewind(_messages);
   std::array<char, 512> line;
   while (std::fgets(line.data(), static_cast<int>(line.size()), _messages)) {
-    // A task that cannot be named costs its times only, and the pass goes on.
-    std::string_view message(line.data());
-    constexpr std::string_view kMark = "[ERROR] ";
-    if (!message.starts_with(kMark)) continue;
-    message.remove_prefix(kMark.size());
-    if (message.starts_with("task_name_for_pid")) continue;
-    return std::string(message.substr(0, message.find('\n')));
+    if (isEndOfPass(line.data())) return std::string(textOfMessage(line.data()));
   }
   return {};
 }

@@ -7,6 +7,7 @@ typedef int kern_return_t;
 #define KERN_INVALID_ADDRESS 1
 #define KERN_INVALID_ARGUMENT 4
 #define KERN_FAILURE 5
+#define KERN_RESOURCE_SHORTAGE 6
 #define KERN_INVALID_NAME 15
 #define KERN_INVALID_TASK 16
 #define KERN_INVALID_HOST 22

@@ -22,9 +22,10 @@ CORVANE_MACH_EXPORT mach_port_t mach_task_self_;
 /// Ports are counted names of this process: a call that hands one out adds a reference, which
 /// mach_port_deallocate gives back. Arrays that a call hands out are given back with vm_deallocate,
 /// their ports one by one. A call on a port whose task or thread has gone, or on a name that is not
-/// held, fails with MACH_SEND_INVALID_DEST; on a port of another kind with KERN_INVALID_ARGUMENT.
+/// held, fails with MACH_SEND_INVALID_DEST; on a port of another kind with KERN_INVALID_ARGUMENT;
+/// and when this process lacks file descriptors for an answer, with KERN_RESOURCE_SHORTAGE.
 
-/// KERN_INVALID_NAME for a name that this process does not hold.
+/// Fails with KERN_INVALID_NAME for a name that this process does not hold.
 CORVANE_MACH_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
 /// Frees an array that a call handed out; `size` is in bytes.
 CORVANE_MACH_EXPORT kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address,
@@ -38,14 +39,15 @@ CORVANE_MACH_EXPORT kern_return_t host_processor_sets(host_priv_t host_priv,
 CORVANE_MACH_EXPORT kern_return_t host_processor_set_priv(host_priv_t host_priv,
                                                           processor_set_name_t set_name,
                                                           processor_set_t* set);
-/// One port a process of this machine, and one for the kernel task.
+/// Hands out a port for each process of this machine, and one for the kernel task.
 CORVANE_MACH_EXPORT kern_return_t processor_set_tasks(processor_set_t processor_set,
                                                       task_array_t* task_list,
                                                       mach_msg_type_number_t* task_listCnt);
 
-/// KERN_FAILURE when the task has gone.
+/// Fails with KERN_FAILURE when the task has gone.
 CORVANE_MACH_EXPORT kern_return_t pid_for_task(mach_port_name_t t, int* x);
-/// A port that only names the task. KERN_FAILURE when there is no such process.
+/// Hands out a port that only names the task. Fails with KERN_FAILURE when there is no such
+/// process.
 CORVANE_MACH_EXPORT kern_return_t task_name_for_pid(mach_port_name_t target_tport, int pid,
                                                     mach_port_name_t* tn);
 CORVANE_MACH_EXPORT kern_return_t task_threads(task_t target_task, thread_act_array_t* act_list,
@@ -54,8 +56,9 @@ CORVANE_MACH_EXPORT kern_return_t task_threads(task_t target_task, thread_act_ar
 CORVANE_MACH_EXPORT kern_return_t task_info(task_name_t target_task, task_flavor_t flavor,
                                             task_info_t task_info_out,
                                             mach_msg_type_number_t* task_info_outCnt);
-/// Flavour THREAD_BASIC_INFO. The CPU usage is what the thread used since this process last asked
-/// about it, over the thread's life the first time; policy, suspend count and sleep time are 0.
+/// Flavour THREAD_BASIC_INFO. The CPU usage is what the thread used since this process asked about
+/// it at least a quarter of a second ago, or over the thread's life when it has not yet. Policy,
+/// suspend count and sleep time are 0.
 CORVANE_MACH_EXPORT kern_return_t thread_info(thread_act_t target_act, thread_flavor_t flavor,
                                               thread_info_t thread_info_out,
                                               mach_msg_type_number_t* thread_info_outCnt);

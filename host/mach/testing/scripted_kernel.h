@@ -9,20 +9,21 @@
 
 namespace corvane::testing {
 
-/// Tasks and threads as a test puts them, in the place of the machine's while one exists.
+/// Tasks and threads that a test scripts. They replace the machine's while the object exists.
 class ScriptedKernel {
  public:
   struct Thread {
     thread_basic_info_data_t info{};
-    bool hasGone = false;
+    kern_return_t failure = KERN_SUCCESS;
   };
   struct Task {
     int32_t pid = 0;
     std::vector<Thread> threads = {};
     std::string path = {};
+    std::string name = {};
     int arguments = 1;
     task_thread_times_info_data_t times{};
-    /// When the task exits; it is listed in any case.
+    /// When the task exits. It is listed in any case.
     enum { kNever, kBeforeItIsAskedForItsId, kBeforeItsThreadsAreListed } exits = kNever;
   };
 
@@ -44,38 +45,42 @@ class ScriptedKernel {
       return nullptr;
     }
 
-    std::optional<std::vector<int32_t>> tasks() override {
-      std::vector<int32_t> pids;
+    kern_return_t tasks(std::vector<int32_t>& pids) override {
       for (const Task& task : script) pids.push_back(task.pid);
-      return pids;
+      return KERN_SUCCESS;
     }
-    bool hasTask(int32_t pid) override {
+    kern_return_t findTask(int32_t pid) override {
       const Task* task = find(pid);
-      return task && task->exits != Task::kBeforeItIsAskedForItsId;
+      const bool exists = task && task->exits != Task::kBeforeItIsAskedForItsId;
+      return exists ? KERN_SUCCESS : MACH_SEND_INVALID_DEST;
     }
-    std::optional<std::vector<int32_t>> threads(int32_t pid) override {
+    kern_return_t threads(int32_t pid, std::vector<int32_t>& ids) override {
       const Task* task = find(pid);
-      if (!task || task->exits != Task::kNever) return {};
-      std::vector<int32_t> indices;
-      for (const Thread& thread : task->threads) {
-        indices.push_back(static_cast<int32_t>(&thread - task->threads.data()));
-      }
-      return indices;
+      if (!task || task->exits != Task::kNever) return MACH_SEND_INVALID_DEST;
+      for (size_t i = 0; i < task->threads.size(); ++i) ids.push_back(static_cast<int32_t>(i));
+      return KERN_SUCCESS;
     }
-    std::optional<thread_basic_info_data_t> threadInfo(int32_t pid, int32_t index) override {
+    kern_return_t threadInfo(int32_t pid, int32_t index, thread_basic_info_data_t& info) override {
       const Thread& thread = find(pid)->threads[static_cast<size_t>(index)];
-      if (thread.hasGone) return {};
-      return thread.info;
+      info = thread.info;
+      return thread.failure;
     }
-    std::optional<task_thread_times_info_data_t> taskTimes(int32_t pid) override {
-      return find(pid)->times;
+    kern_return_t taskTimes(int32_t pid, task_thread_times_info_data_t& times) override {
+      times = find(pid)->times;
+      return KERN_SUCCESS;
     }
-    std::optional<Arguments> arguments(int32_t pid) override {
+    kern_return_t arguments(int32_t pid, Arguments& arguments) override {
       const Task* task = find(pid);
-      if (!task || task->path.empty()) return {};
-      std::string words;
-      for (int i = 0; i < task->arguments; ++i) words += std::string("word") + '\0';
-      return Arguments{task->path, words};
+      if (!task || task->path.empty()) return KERN_FAILURE;
+      arguments.path = task->path;
+      for (int i = 0; i < task->arguments; ++i) arguments.words += std::string("word") + '\0';
+      return KERN_SUCCESS;
+    }
+    kern_return_t name(int32_t pid, std::string& name) override {
+      const Task* task = find(pid);
+      if (!task) return MACH_SEND_INVALID_DEST;
+      name = task->name;
+      return KERN_SUCCESS;
     }
   };
 
