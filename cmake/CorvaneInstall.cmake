@@ -17,6 +17,16 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
               ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake DESTINATION ${package_folder})
 
+# The CoreFoundation that this was built with.
+if(CORVANE_COREFOUNDATION)
+  cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
+  set(COREFOUNDATION_CFLAGS "-isystem ${COREFOUNDATION_INCLUDE_DIR}")
+  set(COREFOUNDATION_LIBS "-Wl,-rpath,${folder} ${COREFOUNDATION_LIBRARY}")
+else()
+  set(COREFOUNDATION_CFLAGS "-I\${includedir}/corvane-corefoundation")
+  set(COREFOUNDATION_LIBS "-lcorvane-corefoundation")
+endif()
+
 # Relative, so that an installation can be moved and `cmake --install --prefix` works.
 file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" PREFIX_FROM_PKGCONFIG "${PREFIX_FROM_PKGCONFIG}")

@@ -15,6 +15,8 @@ if(CORVANE_SANITIZE)
 endif()
 
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+# A library outside the system's folders, such as another CoreFoundation, is found where it was linked.
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH TRUE)
 
 # Each subsystem folder adds its sources to this one target.
 add_library(corvane SHARED)

@@ -1,5 +1,7 @@
 #include "host/faults.h"
 
+#include <IOKit/IOKitLib.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -12,20 +14,18 @@
 namespace corvane::host {
 namespace {
 
-enum class Failure { kResult, kNull };
+constexpr std::optional<int64_t> kNull;
 
 struct NamedCall {
   std::string_view name;
-  Failure failure;
-  int64_t result;
+  /// kNull when the function can only fail by yielding null.
+  std::optional<int64_t> result;
 };
 
 constexpr auto kCalls = std::to_array<NamedCall>({
-#define CORVANE_FAULT_RESULT(name, result) {#name, Failure::kResult, result},
-#define CORVANE_FAULT_YIELDS(name) {#name, Failure::kNull, 0},
-    CORVANE_FAULT_CALLS(CORVANE_FAULT_RESULT, CORVANE_FAULT_YIELDS)
-#undef CORVANE_FAULT_RESULT
-#undef CORVANE_FAULT_YIELDS
+#define CALL(where, function, result) {#function, result},
+#include "host/fault_calls.inc"
+#undef CALL
 });
 
 struct CallRule {
@@ -100,11 +100,11 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
   while (call < kCalls.size() && kCalls[call].name != name) ++call;
   if (call == kCalls.size()) return "names no platform function" + whatCanBeNamed();
 
-  CallRule parsed{call, kCalls[call].result};
+  CallRule parsed{call, kCalls[call].result.value_or(0)};
   if (resultText) {
     const auto result = parseNumber(*resultText);
     if (!result) return "has a result that is no number";
-    if (kCalls[call].failure == Failure::kNull && *result != 0) {
+    if (!kCalls[call].result && *result != 0) {
       return "gives a result to a function that can only yield null";
     }
     parsed.result = *result;
@@ -188,17 +188,12 @@ RuleBook& ruleBook() {
   return book;
 }
 
-thread_local int tInsideHost = 0;
-
 }  // namespace
 
 std::optional<int64_t> injectedFault(Call call) {
-  if (!ruleBook().armed() || tInsideHost > 0) return {};
+  if (!ruleBook().armed()) return {};
   return ruleBook().injectedFault(static_cast<size_t>(call));
 }
-
-ScopedHostCall::ScopedHostCall() { ++tInsideHost; }
-ScopedHostCall::~ScopedHostCall() { --tInsideHost; }
 
 void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) {
   if (ruleBook().armed()) ruleBook().applyStuckBytes(set, contents);

@@ -9,7 +9,6 @@
 #include <ctime>
 #include <string>
 
-#include "host/faults.h"
 #include "host/file_descriptor.h"
 #include "host/system_log_file.h"
 #include "host/unit/unit_in_use.h"
@@ -44,7 +43,6 @@ void append(const std::string& file, const std::string& entry) {
 }  // namespace
 
 extern "C" CORVANE_EXPORT void NSLog(CFStringRef format, ...) {
-  const corvane::host::ScopedHostCall inside;
   const auto unit = corvane::host::unitInUse();
   if (!unit) return;
 

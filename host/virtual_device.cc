@@ -12,7 +12,6 @@
 namespace corvane::host {
 
 VirtualDevice::VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts) {
-  const ScopedHostCall inside;
   _unit = std::make_shared<UnitFolder>(std::filesystem::absolute(folder), facts);
 }
 
@@ -28,18 +27,11 @@ std::filesystem::path VirtualDevice::filePath(std::string_view devicePath) const
   return _unit->filePath(devicePath);
 }
 
-UnitFacts VirtualDevice::facts() const {
-  const ScopedHostCall inside;
-  return _unit->facts();
-}
+UnitFacts VirtualDevice::facts() const { return _unit->facts(); }
 
-void VirtualDevice::setFacts(const UnitFacts& facts) {
-  const ScopedHostCall inside;
-  _unit->setFacts(facts);
-}
+void VirtualDevice::setFacts(const UnitFacts& facts) { _unit->setFacts(facts); }
 
 std::vector<uint8_t> VirtualDevice::dataSet(const std::string& set) const {
-  const ScopedHostCall inside;
   const auto contents = _unit->dataSets().copyContents(set);
   if (!contents) throw DeviceError(_unit->path().string() + " has no data set " + set);
   const uint8_t* bytes = CFDataGetBytePtr(contents.get());
@@ -47,7 +39,6 @@ std::vector<uint8_t> VirtualDevice::dataSet(const std::string& set) const {
 }
 
 void VirtualDevice::setDataSet(const std::string& set, std::span<const uint8_t> contents) {
-  const ScopedHostCall inside;
   const std::error_code error = _unit->dataSets().replace(set, contents);
   if (error) throw DeviceError("data set " + set + ": " + error.message());
 }
@@ -56,10 +47,7 @@ std::vector<std::string> VirtualDevice::uncommittedDataSets() const {
   return _unit->dataSets().uncommittedSets();
 }
 
-void VirtualDevice::reboot() {
-  const ScopedHostCall inside;
-  _unit->dataSets().reboot();
-}
+void VirtualDevice::reboot() { _unit->dataSets().reboot(); }
 
 void VirtualDevice::setFaults(std::string_view rules) {
   if (const std::string fault = setFaultRules(rules); !fault.empty()) throw DeviceError(fault);

@@ -9,7 +9,6 @@ int32_t mobileWiFiContainsRadio() {
   if (const auto result = host::injectedFault(host::Call::MobileWiFiContainsRadio)) {
     return static_cast<int32_t>(*result);
   }
-  const host::ScopedHostCall inside;
   const auto unit = host::unitInUse();
   if (!unit) return 0;
   return host::onUnitFiles(0, [&] { return unit->hasRadio() ? 1 : 0; });

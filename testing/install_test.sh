@@ -15,6 +15,8 @@ cmake --install "$build" --prefix "$prefix" >/dev/null
 mv "$prefix" "$work/moved"
 prefix=$work/moved
 libraries=$(dirname "$(find "$prefix" -name libcorvane.so)")
+# What pkg-config says stands unquoted below: it is several words.
+export PKG_CONFIG_PATH=$libraries/pkgconfig
 
 echo "== exported names"
 nm --dynamic --defined-only --demangle "$libraries/libcorvane.so" | cut -d' ' -f3- |
@@ -24,7 +26,7 @@ LC_ALL=C sort "$source/testing/exported_names.txt" | diff - "$work/exported"
 echo "== every installed header stands alone"
 for header in $(cd "$prefix/include" && find . -name '*.h' | sort); do
   "$cxx" "$@" -std=c++20 -Wall -Wextra -Wconversion -Werror -fsyntax-only \
-    -I"$prefix/include" -I"$prefix/include/corvane-host" -x c++ "$prefix/include/$header"
+    $(pkg-config --cflags corvane) -x c++ "$prefix/include/$header"
 done
 
 echo "== a program with pkg-config"
@@ -44,8 +46,6 @@ int main(int, char** argv) {
   return now && unit.dataSet("VelmoDiagnosticData")[18] == 0xFC ? 0 : 1;
 }
 CC
-export PKG_CONFIG_PATH=$libraries/pkgconfig
-# Unquoted: both hold several words.
 "$cxx" "$@" -std=c++20 "$work/station.cc" $(pkg-config --cflags --libs corvane) -o "$work/station"
 "$work/station" "$work/unit"
 grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"

@@ -8,17 +8,17 @@
 
 #include "host/corefoundation/object.h"
 
-struct __CFArray final : corvane::host::Object {
+struct __CFArray final : cf::Object {
  public:
   /// `callBacks` may be null: bare pointers.
   explicit __CFArray(const CFArrayCallBacks* callBacks);
   ~__CFArray() override;
 
-  corvane::host::Type type() const override { return corvane::host::Type::kArray; }
+  cf::Type type() const override { return cf::Type::kArray; }
   const char* typeName() const override { return "CFArray"; }
   bool equals(const Object& other) const override;
   CFHashCode hash() const override { return _values.size(); }
-  void appendText(std::u16string& out, corvane::host::Layout layout) const override;
+  void appendText(std::u16string& out, cf::Layout layout) const override;
   bool isCollection() const override { return true; }
 
   std::span<const void* const> values() const { return _values; }

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <type_traits>
 
-namespace corvane::host {
+namespace cf {
 
 /// One copy of `callBacks` for the life of the process, the same for equal ones. A program has a
 /// handful of sets of them and any number of collections, each of which keeps but a pointer.
@@ -40,6 +40,6 @@ bool equal(const CallBacks& callBacks, const void* value1, const void* value2) {
   return value1 == value2 || (callBacks.equal != nullptr && callBacks.equal(value1, value2));
 }
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_CALLBACKS_H_

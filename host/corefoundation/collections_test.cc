@@ -9,7 +9,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 std::vector<std::string> keysOf(CFDictionaryRef dictionary) {
@@ -159,4 +159,4 @@ TEST(DictionaryTest, RandomChangesLeaveWhatAListOfPairsHolds) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

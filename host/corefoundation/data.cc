@@ -7,12 +7,6 @@
 #include <new>
 #include <string_view>
 
-#include "host/faults.h"
-
-using corvane::host::Call;
-using corvane::host::endProgram;
-using corvane::host::injectedFault;
-
 namespace {
 
 std::string_view asText(std::span<const uint8_t> bytes) {
@@ -41,7 +35,7 @@ bool __CFData::equals(const Object& other) const {
 
 CFHashCode __CFData::hash() const { return std::hash<std::string_view>()(asText(bytes())); }
 
-void __CFData::appendText(std::u16string& out, corvane::host::Layout) const {
+void __CFData::appendText(std::u16string& out, cf::Layout) const {
   static constexpr std::u16string_view kDigits = u"0123456789abcdef";
   out += u'<';
   for (const uint8_t byte : bytes()) {
@@ -74,17 +68,15 @@ void __CFData::append(std::span<const uint8_t> bytes) {
   _length += bytes.size();
 }
 
-CFTypeID CFDataGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kData); }
+CFTypeID CFDataGetTypeID() { return static_cast<CFTypeID>(cf::Type::kData); }
 
 CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
-  if (injectedFault(Call::CFDataCreate)) return nullptr;
   if (length < 0) return nullptr;
   return __CFData::create({bytes, static_cast<size_t>(length)});
 }
 
 CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef, const UInt8* bytes, CFIndex length,
                                       CFAllocatorRef bytesDeallocator) {
-  if (injectedFault(Call::CFDataCreateWithBytesNoCopy)) return nullptr;
   if (length < 0) return nullptr;
   const auto owner = bytesDeallocator == kCFAllocatorNull ? __CFData::Owner::kSomebodyElse
                                                           : __CFData::Owner::kBuffer;
@@ -95,22 +87,18 @@ CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex) {
   return new __CFData(nullptr, 0, __CFData::Owner::kBuffer);
 }
 
-CFIndex CFDataGetLength(CFDataRef data) {
-  if (const auto result = injectedFault(Call::CFDataGetLength))
-    return static_cast<CFIndex>(*result);
-  return static_cast<CFIndex>(data->bytes().size());
-}
+CFIndex CFDataGetLength(CFDataRef data) { return static_cast<CFIndex>(data->bytes().size()); }
 
 const UInt8* CFDataGetBytePtr(CFDataRef data) { return data->bytes().data(); }
 
 UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data) { return data->bytes().data(); }
 
 void CFDataSetLength(CFMutableDataRef data, CFIndex length) {
-  if (length < 0) endProgram("CFDataSetLength", "the length is negative");
+  if (length < 0) cf::endProgram("CFDataSetLength", "the length is negative");
   data->setLength(static_cast<size_t>(length));
 }
 
 void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length) {
-  if (length < 0) endProgram("CFDataAppendBytes", "the length is negative");
+  if (length < 0) cf::endProgram("CFDataAppendBytes", "the length is negative");
   data->append({bytes, static_cast<size_t>(length)});
 }

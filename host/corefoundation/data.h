@@ -10,7 +10,7 @@
 #include "host/corefoundation/object.h"
 
 /// Bytes: in the object's own allocation, in a buffer from `malloc`, or lent by somebody else.
-struct __CFData final : corvane::host::Object {
+struct __CFData final : cf::Object {
  public:
   enum class Owner : uint8_t { kObject, kBuffer, kSomebodyElse };
 
@@ -23,11 +23,11 @@ struct __CFData final : corvane::host::Object {
   // Copied contents lie behind the object, so that its size is not that of its type.
   static void operator delete(void* object) { ::operator delete(object); }
 
-  corvane::host::Type type() const override { return corvane::host::Type::kData; }
+  cf::Type type() const override { return cf::Type::kData; }
   const char* typeName() const override { return "CFData"; }
   bool equals(const Object& other) const override;
   CFHashCode hash() const override;
-  void appendText(std::u16string& out, corvane::host::Layout) const override;
+  void appendText(std::u16string& out, cf::Layout) const override;
 
   std::span<const uint8_t> bytes() const { return {_bytes, _length}; }
   std::span<uint8_t> bytes() { return {_bytes, _length}; }

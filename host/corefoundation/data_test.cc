@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 std::string bytesOf(CFDataRef data) {
@@ -46,4 +46,4 @@ TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

@@ -7,18 +7,18 @@
 
 #include "host/corefoundation/object.h"
 
-struct __CFDate final : corvane::host::Object {
+struct __CFDate final : cf::Object {
  public:
   explicit __CFDate(CFAbsoluteTime at) : _at(at) {}
 
-  corvane::host::Type type() const override { return corvane::host::Type::kDate; }
+  cf::Type type() const override { return cf::Type::kDate; }
   const char* typeName() const override { return "CFDate"; }
   bool equals(const Object& other) const override {
     return _at == static_cast<const __CFDate&>(other)._at;
   }
   CFHashCode hash() const override { return std::hash<CFAbsoluteTime>()(_at); }
   /// Date and time to the second, in UTC.
-  void appendText(std::u16string& out, corvane::host::Layout) const override;
+  void appendText(std::u16string& out, cf::Layout) const override;
 
   CFAbsoluteTime at() const { return _at; }
 
@@ -26,11 +26,11 @@ struct __CFDate final : corvane::host::Object {
   CFAbsoluteTime _at;
 };
 
-namespace corvane::host {
+namespace cf {
 
 /// Seconds from 1970-01-01 to 2001-01-01.
 inline constexpr int64_t kDateEpoch = 978307200;
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_DATE_H_

@@ -9,7 +9,7 @@
 #include "host/corefoundation/string.h"
 #include "platform/cf_ref.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 /// A collection may hold itself; deeper levels are left out.
@@ -52,7 +52,7 @@ void appendHead(std::u16string& out, const Object& object) {
 void appendElement(std::u16string& out, const void* element,
                    CFStringRef (*copyDescription)(const void*), Layout layout) {
   if (copyDescription != nullptr && copyDescription != CFCopyDescription) {
-    const CFRef text(copyDescription(element));
+    const corvane::CFRef text(copyDescription(element));
     if (text) out += text.get()->text();
     return;
   }
@@ -71,20 +71,20 @@ void appendLine(std::u16string& out, int depth) {
   out.append(kIndentation * static_cast<size_t>(depth), u' ');
 }
 
-}  // namespace corvane::host
+}  // namespace cf
 
 CFStringRef CFCopyDescription(CFTypeRef object) {
-  if (object == nullptr) corvane::host::endProgram("CFCopyDescription", "the object is null");
-  return new __CFString(corvane::host::describe(*corvane::host::asObject(object)));
+  if (object == nullptr) cf::endProgram("CFCopyDescription", "the object is null");
+  return new __CFString(cf::describe(*cf::asObject(object)));
 }
 
 void CFShow(CFTypeRef object) {
   std::u16string text = u"(null)";
-  if (const auto* shown = corvane::host::asObject(object)) {
-    const bool isText = shown->type() == corvane::host::Type::kString;
-    text = isText ? static_cast<CFStringRef>(object)->text() : corvane::host::describe(*shown);
+  if (const auto* shown = cf::asObject(object)) {
+    const bool isText = shown->type() == cf::Type::kString;
+    text = isText ? static_cast<CFStringRef>(object)->text() : cf::describe(*shown);
   }
   text += u'\n';
-  const std::string bytes = *corvane::host::utf8Of(text, '?');
+  const std::string bytes = *cf::utf8Of(text, '?');
   std::fwrite(bytes.data(), 1, bytes.size(), stderr);
 }

@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/object.h"
 
-namespace corvane::host {
+namespace cf {
 
 void appendAscii(std::u16string& out, std::string_view text);
 /// "0x" and lower-case hex digits.
@@ -23,6 +23,6 @@ void appendElement(std::u16string& out, const void* element,
 /// A line feed and the indentation of an entry in a collection of depth `depth`.
 void appendLine(std::u16string& out, int depth);
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_DESCRIPTION_H_

@@ -7,7 +7,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 /// The text with its addresses, which differ from run to run, taken out.
@@ -78,4 +78,4 @@ TEST(DescriptionTest, CollectionThatHoldsItselfIsCutShort) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

@@ -6,13 +6,6 @@
 
 #include "host/corefoundation/callbacks.h"
 #include "host/corefoundation/description.h"
-#include "host/faults.h"
-
-using corvane::host::appendAscii;
-using corvane::host::appendElement;
-using corvane::host::Call;
-using corvane::host::injectedFault;
-using corvane::host::Layout;
 
 namespace {
 
@@ -24,20 +17,20 @@ constexpr size_t kCountWithoutIndex = 8;
 }  // namespace
 
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
-    0, corvane::host::retainValue, corvane::host::releaseValue, CFCopyDescription, CFEqual, CFHash};
+    0, cf::retainValue, cf::releaseValue, CFCopyDescription, CFEqual, CFHash};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
-    0, corvane::host::retainValue, corvane::host::releaseValue, CFCopyDescription, CFEqual};
+    0, cf::retainValue, cf::releaseValue, CFCopyDescription, CFEqual};
 
 __CFDictionary::__CFDictionary(const CFDictionaryKeyCallBacks* keyCallBacks,
                                const CFDictionaryValueCallBacks* valueCallBacks)
-    : _callBacks(corvane::host::interned(
+    : _callBacks(cf::interned(
           CallBacks{keyCallBacks != nullptr ? *keyCallBacks : CFDictionaryKeyCallBacks{},
                     valueCallBacks != nullptr ? *valueCallBacks : CFDictionaryValueCallBacks{}})) {}
 
 __CFDictionary::~__CFDictionary() {
   for (const Entry& entry : _entries) {
-    corvane::host::release(_callBacks->key, entry.key);
-    corvane::host::release(_callBacks->value, entry.value);
+    cf::release(_callBacks->key, entry.key);
+    cf::release(_callBacks->value, entry.value);
   }
 }
 
@@ -48,25 +41,25 @@ bool __CFDictionary::equals(const Object& other) const {
   if (_callBacks->value.equal != dictionary._callBacks->value.equal) return false;
   return std::ranges::all_of(_entries, [&](const Entry& entry) {
     const Entry* same = dictionary.find(entry.key);
-    return same != nullptr && corvane::host::equal(_callBacks->value, entry.value, same->value);
+    return same != nullptr && cf::equal(_callBacks->value, entry.value, same->value);
   });
 }
 
-void __CFDictionary::appendText(std::u16string& out, Layout layout) const {
+void __CFDictionary::appendText(std::u16string& out, cf::Layout layout) const {
   if (layout.lines) {
-    corvane::host::appendHead(out, *this);
-    appendAscii(out, "count = " + std::to_string(_entries.size()));
+    cf::appendHead(out, *this);
+    cf::appendAscii(out, "count = " + std::to_string(_entries.size()));
   } else {
     out += u'{';
   }
   for (const Entry& entry : _entries) {
-    if (layout.lines) corvane::host::appendLine(out, layout.depth + 1);
-    appendElement(out, entry.key, _callBacks->key.copyDescription, layout);
+    if (layout.lines) cf::appendLine(out, layout.depth + 1);
+    cf::appendElement(out, entry.key, _callBacks->key.copyDescription, layout);
     out += u" = ";
-    appendElement(out, entry.value, _callBacks->value.copyDescription, layout);
+    cf::appendElement(out, entry.value, _callBacks->value.copyDescription, layout);
     if (!layout.lines) out += u"; ";
   }
-  if (layout.lines) corvane::host::appendLine(out, layout.depth);
+  if (layout.lines) cf::appendLine(out, layout.depth);
   out += u'}';
 }
 
@@ -77,13 +70,12 @@ CFHashCode __CFDictionary::keyHash(const void* key) const {
 
 size_t __CFDictionary::position(const void* key) const {
   if (_index == nullptr) {
-    const auto found = std::ranges::find_if(_entries, [&](const Entry& entry) {
-      return corvane::host::equal(_callBacks->key, entry.key, key);
-    });
+    const auto found = std::ranges::find_if(
+        _entries, [&](const Entry& entry) { return cf::equal(_callBacks->key, entry.key, key); });
     return static_cast<size_t>(found - _entries.begin());
   }
   for (auto [at, end] = _index->equal_range(keyHash(key)); at != end; ++at) {
-    if (corvane::host::equal(_callBacks->key, _entries[at->second].key, key)) return at->second;
+    if (cf::equal(_callBacks->key, _entries[at->second].key, key)) return at->second;
   }
   return _entries.size();
 }
@@ -100,8 +92,7 @@ void __CFDictionary::reserve(CFIndex capacity) {
 
 void __CFDictionary::append(const void* key, const void* value) {
   if (_entries.capacity() == 0) _entries.reserve(kUsualCount);
-  _entries.push_back({corvane::host::retained(_callBacks->key, key),
-                      corvane::host::retained(_callBacks->value, value)});
+  _entries.push_back({cf::retained(_callBacks->key, key), cf::retained(_callBacks->value, value)});
 
   // Equal keys of different addresses need a hash of their own to meet in an index.
   const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
@@ -120,8 +111,8 @@ void __CFDictionary::set(const void* key, const void* value) {
   const size_t at = position(key);
   if (at == _entries.size()) return append(key, value);
   const void* const old = _entries[at].value;
-  _entries[at].value = corvane::host::retained(_callBacks->value, value);
-  corvane::host::release(_callBacks->value, old);
+  _entries[at].value = cf::retained(_callBacks->value, value);
+  cf::release(_callBacks->value, old);
 }
 
 void __CFDictionary::remove(const void* key) {
@@ -130,8 +121,8 @@ void __CFDictionary::remove(const void* key) {
   const Entry removed = _entries[at];
   if (_index != nullptr) dropFromIndex(removed.key, at);
   _entries.erase(_entries.begin() + static_cast<ptrdiff_t>(at));
-  corvane::host::release(_callBacks->key, removed.key);
-  corvane::host::release(_callBacks->value, removed.value);
+  cf::release(_callBacks->key, removed.key);
+  cf::release(_callBacks->value, removed.value);
 }
 
 void __CFDictionary::dropFromIndex(const void* key, size_t position) {
@@ -142,7 +133,7 @@ void __CFDictionary::dropFromIndex(const void* key, size_t position) {
   }
 }
 
-CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kDictionary); }
+CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDictionary); }
 
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values,
                                    CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -156,7 +147,6 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
-  if (injectedFault(Call::CFDictionaryCreateMutable)) return nullptr;
   auto* dictionary = new __CFDictionary(keyCallBacks, valueCallBacks);
   dictionary->reserve(capacity);
   return dictionary;
@@ -180,7 +170,6 @@ Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-  if (injectedFault(Call::CFDictionaryGetValue)) return nullptr;
   const auto* entry = dictionary->find(key);
   return entry != nullptr ? entry->value : nullptr;
 }

@@ -12,7 +12,7 @@
 #include "host/corefoundation/object.h"
 
 /// Entries in the order of their insertion; an index by hash joins them once they are many.
-struct __CFDictionary final : corvane::host::Object {
+struct __CFDictionary final : cf::Object {
  public:
   struct Entry {
     const void* key;
@@ -28,11 +28,11 @@ struct __CFDictionary final : corvane::host::Object {
                  const CFDictionaryValueCallBacks* valueCallBacks);
   ~__CFDictionary() override;
 
-  corvane::host::Type type() const override { return corvane::host::Type::kDictionary; }
+  cf::Type type() const override { return cf::Type::kDictionary; }
   const char* typeName() const override { return "CFDictionary"; }
   bool equals(const Object& other) const override;
   CFHashCode hash() const override { return _entries.size(); }
-  void appendText(std::u16string& out, corvane::host::Layout layout) const override;
+  void appendText(std::u16string& out, cf::Layout layout) const override;
   bool isCollection() const override { return true; }
 
   const CallBacks& callBacks() const { return *_callBacks; }

@@ -6,7 +6,7 @@
 #include <array>
 #include <iterator>
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 using Bytes = std::array<uint8_t, 4>;
@@ -105,4 +105,4 @@ std::optional<std::string> utf8Of(std::u16string_view text, uint8_t lossByte) {
   return bytes;
 }
 
-}  // namespace corvane::host
+}  // namespace cf

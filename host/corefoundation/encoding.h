@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace corvane::host {
+namespace cf {
 
 /// The text that `bytes` spell in `encoding`; nothing when they are not valid in it.
 std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding);
@@ -31,6 +31,6 @@ Encoded encode(std::u16string_view text, CFStringEncoding encoding, uint8_t loss
 /// All of `text`, lone surrogates as `lossByte`; nothing when there are some and that is 0.
 std::optional<std::string> utf8Of(std::u16string_view text, uint8_t lossByte);
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_ENCODING_H_

@@ -10,11 +10,7 @@
 #include <utility>
 
 #include "host/corefoundation/description.h"
-#include "host/faults.h"
 
-using corvane::host::Call;
-using corvane::host::Constant;
-using corvane::host::injectedFault;
 using Form = __CFNumber::Form;
 
 namespace {
@@ -22,8 +18,8 @@ namespace {
 // Numbers are kept by the hundred thousand.
 static_assert(sizeof(__CFNumber) <= 32);
 
-constinit Constant<__CFBoolean> gTrue(true);
-constinit Constant<__CFBoolean> gFalse(false);
+constinit cf::Constant<__CFBoolean> gTrue(true);
+constinit cf::Constant<__CFBoolean> gFalse(false);
 
 template <typename T>
 T valueAt(const void* address) {
@@ -142,7 +138,7 @@ bool __CFNumber::equals(const Object& other) const {
 
 CFHashCode __CFNumber::hash() const { return std::hash<uint64_t>()(canonical(*this).second); }
 
-void __CFNumber::appendText(std::u16string& out, corvane::host::Layout) const {
+void __CFNumber::appendText(std::u16string& out, cf::Layout) const {
   std::array<char, 32> text;
   char* const end = text.data() + text.size();
   std::to_chars_result written{};
@@ -159,19 +155,18 @@ void __CFNumber::appendText(std::u16string& out, corvane::host::Layout) const {
     default:
       written = std::to_chars(text.data(), end, _integer);
   }
-  corvane::host::appendAscii(out, {text.data(), written.ptr});
+  cf::appendAscii(out, {text.data(), written.ptr});
 }
 
 const CFBooleanRef kCFBooleanTrue = &gTrue.object;
 const CFBooleanRef kCFBooleanFalse = &gFalse.object;
 
-CFTypeID CFBooleanGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kBoolean); }
+CFTypeID CFBooleanGetTypeID() { return static_cast<CFTypeID>(cf::Type::kBoolean); }
 Boolean CFBooleanGetValue(CFBooleanRef boolean) { return boolean->value(); }
 
-CFTypeID CFNumberGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kNumber); }
+CFTypeID CFNumberGetTypeID() { return static_cast<CFTypeID>(cf::Type::kNumber); }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
-  if (injectedFault(Call::CFNumberCreate)) return nullptr;
   switch (storedType(type)) {
     case kCFNumberSInt8Type:
       return new __CFNumber(int64_t{valueAt<int8_t>(value)}, Form::kSInt8);

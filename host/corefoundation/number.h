@@ -7,14 +7,14 @@
 
 #include "host/corefoundation/object.h"
 
-struct __CFBoolean final : corvane::host::Object {
+struct __CFBoolean final : cf::Object {
  public:
   constexpr __CFBoolean(Lifetime lifetime, bool value) : Object(lifetime), _value(value) {}
 
-  corvane::host::Type type() const override { return corvane::host::Type::kBoolean; }
+  cf::Type type() const override { return cf::Type::kBoolean; }
   const char* typeName() const override { return "CFBoolean"; }
   CFHashCode hash() const override { return _value; }
-  void appendText(std::u16string& out, corvane::host::Layout) const override {
+  void appendText(std::u16string& out, cf::Layout) const override {
     out += _value ? u"true" : u"false";
   }
 
@@ -25,7 +25,7 @@ struct __CFBoolean final : corvane::host::Object {
 };
 
 /// A number in the form it was given in.
-struct __CFNumber final : corvane::host::Object {
+struct __CFNumber final : cf::Object {
  public:
   /// The public stored types under their own values, and integers too large for the signed ones.
   enum class Form : uint8_t {
@@ -45,11 +45,11 @@ struct __CFNumber final : corvane::host::Object {
       : _integer(static_cast<int64_t>(value)),
         _form(_integer < 0 ? Form::kUInt64 : Form::kSInt64) {}
 
-  corvane::host::Type type() const override { return corvane::host::Type::kNumber; }
+  cf::Type type() const override { return cf::Type::kNumber; }
   const char* typeName() const override { return "CFNumber"; }
   bool equals(const Object& other) const override;
   CFHashCode hash() const override;
-  void appendText(std::u16string& out, corvane::host::Layout) const override;
+  void appendText(std::u16string& out, cf::Layout) const override;
 
   Form form() const { return _form; }
   bool isReal() const { return _form == Form::kFloat32 || _form == Form::kFloat64; }

@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 template <typename T>
@@ -84,4 +84,4 @@ TEST(NumberTest, NumbersOfOneValueAreEqualInWhateverForm) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

@@ -11,34 +11,22 @@
 #include <limits>
 
 #include "host/corefoundation/description.h"
-#include "host/faults.h"
 
-using corvane::host::asObject;
-using corvane::host::Call;
-using corvane::host::Constant;
-using corvane::host::endProgram;
-using corvane::host::injectedFault;
-using corvane::host::Layout;
-using corvane::host::Object;
-using corvane::host::Type;
-
-struct __CFAllocator final : Object {
+struct __CFAllocator final : cf::Object {
   using Object::Object;
-  Type type() const override { return Type::kAllocator; }
+  cf::Type type() const override { return cf::Type::kAllocator; }
   const char* typeName() const override { return "CFAllocator"; }
-  void appendText(std::u16string& out, Layout) const override {
-    corvane::host::appendAddress(out, this);
-  }
+  void appendText(std::u16string& out, cf::Layout) const override { cf::appendAddress(out, this); }
 };
 
 namespace {
 
-constinit Constant<__CFAllocator> gMalloc;
-constinit Constant<__CFAllocator> gNull;
+constinit cf::Constant<__CFAllocator> gMalloc;
+constinit cf::Constant<__CFAllocator> gNull;
 
-const Object& required(CFTypeRef object, const char* function) {
-  if (object == nullptr) endProgram(function, "the object is null");
-  return *asObject(object);
+const cf::Object& required(CFTypeRef object, const char* function) {
+  if (object == nullptr) cf::endProgram(function, "the object is null");
+  return *cf::asObject(object);
 }
 
 }  // namespace
@@ -47,7 +35,7 @@ const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFAllocatorRef kCFAllocatorMalloc = &gMalloc.object;
 const CFAllocatorRef kCFAllocatorNull = &gNull.object;
 
-namespace corvane::host {
+namespace cf {
 
 void Object::retain() const {
   if (_count.load(std::memory_order_relaxed) == kImmortal) return;
@@ -94,10 +82,9 @@ void endProgram(const char* function, const char* reason) {
   std::abort();
 }
 
-}  // namespace corvane::host
+}  // namespace cf
 
 CFTypeID CFGetTypeID(CFTypeRef object) {
-  if (const auto result = injectedFault(Call::CFGetTypeID)) return static_cast<CFTypeID>(*result);
   return static_cast<CFTypeID>(required(object, "CFGetTypeID").type());
 }
 
@@ -113,7 +100,7 @@ CFIndex CFGetRetainCount(CFTypeRef object) {
 }
 
 Boolean CFEqual(CFTypeRef object1, CFTypeRef object2) {
-  return equalObjects(required(object1, "CFEqual"), required(object2, "CFEqual"));
+  return cf::equalObjects(required(object1, "CFEqual"), required(object2, "CFEqual"));
 }
 
 CFHashCode CFHash(CFTypeRef object) { return required(object, "CFHash").hash(); }

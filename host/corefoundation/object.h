@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace corvane::host {
+namespace cf {
 
 enum class Type : CFTypeID {
   kAllocator = 1,
@@ -96,6 +96,6 @@ void releaseValue(CFAllocatorRef allocator, const void* value);
 /// Reports on standard error what was wrong in the call of `function`, and aborts.
 [[noreturn]] void endProgram(const char* function, const char* reason);
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_OBJECT_H_

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "host/corefoundation/testing/objects.h"
-#include "host/virtual_device.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 TEST(ObjectTest, ReferencesAreCounted) {
@@ -63,21 +62,5 @@ TEST(ObjectDeathTest, NullIsReportedAndEndsTheProgram) {
   EXPECT_DEATH(CFRetain(nullptr), "CFRetain: ");
 }
 
-TEST(ObjectTest, EachCallOfTheProgramCountsOnceForTheFaultRules) {
-  VirtualDevice::setFaults("CFStringCreateWithBytes@2,CFNumberCreate@2,CFDataGetLength=7@2");
-  EXPECT_TRUE(makeString("first"));
-  EXPECT_FALSE(makeString("second"));
-  EXPECT_TRUE(makeString("third"));
-
-  EXPECT_TRUE(makeNumber(1));
-  const CFRef list = makeData("<plist><array><integer>1</integer></array></plist>");
-  EXPECT_TRUE(CFRef(CFPropertyListCreateWithData(nullptr, list.get(), 0, nullptr, nullptr)));
-  EXPECT_FALSE(makeNumber(2));
-
-  EXPECT_NE(CFDataGetLength(list.get()), 7);
-  EXPECT_EQ(CFDataGetLength(list.get()), 7);
-  VirtualDevice::setFaults("");
-}
-
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

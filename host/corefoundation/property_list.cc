@@ -17,21 +17,12 @@
 #include "host/corefoundation/number.h"
 #include "host/corefoundation/property_list_safety.h"
 #include "host/corefoundation/string.h"
-#include "host/faults.h"
 #include "platform/cf_ref.h"
 
-using corvane::CFRef;
-using corvane::host::asObject;
-using corvane::host::Call;
-using corvane::host::decode;
-using corvane::host::injectedFault;
-using corvane::host::kDateEpoch;
-using corvane::host::kDeepestPropertyList;
-using corvane::host::Object;
-using corvane::host::Type;
-using corvane::host::utf8Of;
-
+namespace cf {
 namespace {
+
+using corvane::CFRef;
 
 struct FreeNode {
   void operator()(plist_t node) const { plist_free(node); }
@@ -204,7 +195,7 @@ Node write(const Object* object, int depth);
 plist_t writeArray(const __CFArray& array, int depth) {
   Node node(plist_new_array());
   for (const void* value : array.values()) {
-    Node item = write(corvane::host::liveObject(value), depth + 1);
+    Node item = write(liveObject(value), depth + 1);
     if (!item) return nullptr;
     plist_array_append_item(node.get(), item.release());
   }
@@ -214,10 +205,10 @@ plist_t writeArray(const __CFArray& array, int depth) {
 plist_t writeDictionary(const __CFDictionary& dictionary, int depth) {
   Node node(plist_new_dict());
   for (const auto& [key, value] : dictionary.entries()) {
-    const Object* name = corvane::host::liveObject(key);
+    const Object* name = liveObject(key);
     if (name == nullptr || name->type() != Type::kString) return nullptr;
     const auto text = listText(*static_cast<const __CFString*>(name));
-    Node item = write(corvane::host::liveObject(value), depth + 1);
+    Node item = write(liveObject(value), depth + 1);
     if (!text || !item) return nullptr;
     plist_dict_set_item(node.get(), text->c_str(), item.release());
   }
@@ -257,27 +248,27 @@ Node write(const Object* object, int depth) {
 }
 
 }  // namespace
+}  // namespace cf
 
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, CFOptionFlags,
                                                CFPropertyListFormat* format, CFErrorRef* error) {
-  if (injectedFault(Call::CFPropertyListCreateWithData)) return nullptr;
   if (error != nullptr) *error = nullptr;
   if (data == nullptr) return nullptr;
   const auto bytes = data->bytes();
   const std::string_view list(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   const bool isBinary = list.starts_with("bplist00");
-  const bool isSafe = isBinary ? corvane::host::isSafeBinary(list) : corvane::host::isSafeXml(list);
+  const bool isSafe = isBinary ? cf::isSafeBinary(list) : cf::isSafeXml(list);
   if (list.empty() || !isSafe) return nullptr;
 
   plist_t root = nullptr;
   const auto parse = isBinary ? plist_from_bin : plist_from_xml;
   parse(list.data(), static_cast<uint32_t>(list.size()), &root);
-  const Node owner(root);
+  const cf::Node owner(root);
   if (root == nullptr) return nullptr;
   if (format != nullptr) {
     *format = isBinary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
   }
-  return read(root).release();
+  return cf::read(root).release();
 }
 
 CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
@@ -285,14 +276,14 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
   if (error != nullptr) *error = nullptr;
   const bool isBinary = format == kCFPropertyListBinaryFormat_v1_0;
   if (!isBinary && format != kCFPropertyListXMLFormat_v1_0) return nullptr;
-  const Node node = write(asObject(list), 0);
+  const cf::Node node = cf::write(cf::asObject(list), 0);
   if (!node) return nullptr;
 
   char* bytes = nullptr;
   uint32_t length = 0;
   const auto print = isBinary ? plist_to_bin : plist_to_xml;
   print(node.get(), &bytes, &length);
-  const Memory owner(bytes);
+  const cf::Memory owner(bytes);
   if (bytes == nullptr) return nullptr;
   return __CFData::create({reinterpret_cast<const uint8_t*>(bytes), length});
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 /// In bytes of the list, with kNodeCost for each node besides.
@@ -168,4 +168,4 @@ bool isSafeBinary(std::string_view list) {
   return list.size() <= kLargest && BinaryList(list).isSafe();
 }
 
-}  // namespace corvane::host
+}  // namespace cf

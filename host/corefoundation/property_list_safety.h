@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-namespace corvane::host {
+namespace cf {
 
 /// How many collections may lie in one another in a property list.
 inline constexpr int kDeepestPropertyList = 512;
@@ -14,6 +14,6 @@ bool isSafeXml(std::string_view list);
 /// False also for a damaged list.
 bool isSafeBinary(std::string_view list);
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_PROPERTY_LIST_SAFETY_H_

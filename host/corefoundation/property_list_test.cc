@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 constexpr CFPropertyListFormat kFormats[] = {kCFPropertyListXMLFormat_v1_0,
@@ -155,4 +155,4 @@ TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

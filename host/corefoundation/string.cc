@@ -7,15 +7,6 @@
 
 #include "host/corefoundation/encoding.h"
 #include "host/corefoundation/string_format.h"
-#include "host/faults.h"
-
-using corvane::host::Call;
-using corvane::host::decode;
-using corvane::host::encode;
-using corvane::host::Encoded;
-using corvane::host::endProgram;
-using corvane::host::formatted;
-using corvane::host::injectedFault;
 
 namespace {
 
@@ -39,13 +30,13 @@ std::u16string_view __CFString::units(CFRange range, const char* function) const
   const auto length = static_cast<CFIndex>(_text.size());
   if (range.location < 0 || range.length < 0 || range.location > length ||
       range.length > length - range.location) {
-    endProgram(function, "the range does not lie within the string");
+    cf::endProgram(function, "the range does not lie within the string");
   }
   return std::u16string_view(_text).substr(static_cast<size_t>(range.location),
                                            static_cast<size_t>(range.length));
 }
 
-CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(corvane::host::Type::kString); }
+CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(cf::Type::kString); }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
   static std::mutex& mutex = *new std::mutex;
@@ -53,22 +44,18 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
   const std::lock_guard lock(mutex);
   const auto found = constants.find(text);
   if (found != constants.end()) return &found->second;
-  return &constants
-              .try_emplace(text, corvane::host::Object::Lifetime::kImmortal,
-                           corvane::host::decodeAny(text))
+  return &constants.try_emplace(text, cf::Object::Lifetime::kImmortal, cf::decodeAny(text))
               .first->second;
 }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding) {
-  if (injectedFault(Call::CFStringCreateWithCString)) return nullptr;
-  return newString(decode(text, encoding));
+  return newString(cf::decode(text, encoding));
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length,
                                     CFStringEncoding encoding, Boolean) {
-  if (injectedFault(Call::CFStringCreateWithBytes)) return nullptr;
   if (length < 0) return nullptr;
-  return newString(decode(bytesView(bytes, length), encoding));
+  return newString(cf::decode(bytesView(bytes, length), encoding));
 }
 
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* units, CFIndex length) {
@@ -87,27 +74,23 @@ CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRa
 }
 
 CFStringRef CFStringCreateWithFormat(CFAllocatorRef, CFDictionaryRef, CFStringRef format, ...) {
-  if (injectedFault(Call::CFStringCreateWithFormat)) return nullptr;
   va_list arguments;
   va_start(arguments, format);
-  const CFStringRef string = newString(formatted(format->text(), arguments));
+  const CFStringRef string = newString(cf::formatted(format->text(), arguments));
   va_end(arguments);
   return string;
 }
 
 CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef,
                                                  CFStringRef format, va_list arguments) {
-  if (injectedFault(Call::CFStringCreateWithFormatAndArguments)) return nullptr;
-  return newString(formatted(format->text(), arguments));
+  return newString(cf::formatted(format->text(), arguments));
 }
 
 CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) {
-  if (injectedFault(Call::CFStringCreateMutable)) return nullptr;
   return new __CFString({}, __CFString::Kind::kGrowing);
 }
 
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
-  if (injectedFault(Call::CFStringCreateMutableCopy)) return nullptr;
   return new __CFString(string->text(), __CFString::Kind::kGrowing);
 }
 
@@ -116,13 +99,13 @@ void CFStringAppend(CFMutableStringRef string, CFStringRef appended) {
 }
 
 void CFStringAppendCString(CFMutableStringRef string, const char* text, CFStringEncoding encoding) {
-  if (const auto units = decode(text, encoding)) string->text() += *units;
+  if (const auto units = cf::decode(text, encoding)) string->text() += *units;
 }
 
 void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef, CFStringRef format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  string->text() += formatted(format->text(), arguments);
+  string->text() += cf::formatted(format->text(), arguments);
   va_end(arguments);
 }
 
@@ -137,8 +120,9 @@ UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
                            CFStringEncoding encoding) {
   if (buffer == nullptr || bufferSize < 1) return false;
-  const Encoded done = encode(string->text(), encoding, 0, reinterpret_cast<uint8_t*>(buffer),
-                              static_cast<size_t>(bufferSize) - 1);
+  const cf::Encoded done =
+      cf::encode(string->text(), encoding, 0, reinterpret_cast<uint8_t*>(buffer),
+                 static_cast<size_t>(bufferSize) - 1);
   if (done.units != string->text().size()) return false;
   buffer[done.bytes] = '\0';
   return true;
@@ -148,8 +132,8 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
                          UInt8 lossByte, Boolean, UInt8* buffer, CFIndex maxBufferLength,
                          CFIndex* usedBufferLength) {
   const auto room = static_cast<size_t>(maxBufferLength < 0 ? 0 : maxBufferLength);
-  const Encoded done =
-      encode(string->units(range, "CFStringGetBytes"), encoding, lossByte, buffer, room);
+  const cf::Encoded done =
+      cf::encode(string->units(range, "CFStringGetBytes"), encoding, lossByte, buffer, room);
   if (usedBufferLength != nullptr) *usedBufferLength = static_cast<CFIndex>(done.bytes);
   return static_cast<CFIndex>(done.units);
 }

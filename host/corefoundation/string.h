@@ -10,7 +10,7 @@
 #include "host/corefoundation/object.h"
 
 /// A text as UTF-16 units, which need not be well-formed.
-struct __CFString final : corvane::host::Object {
+struct __CFString final : cf::Object {
  public:
   enum class Kind { kFixed, kGrowing };
 
@@ -18,11 +18,11 @@ struct __CFString final : corvane::host::Object {
       : _text(std::move(text)), _kind(kind) {}
   __CFString(Lifetime lifetime, std::u16string text) : Object(lifetime), _text(std::move(text)) {}
 
-  corvane::host::Type type() const override { return corvane::host::Type::kString; }
+  cf::Type type() const override { return cf::Type::kString; }
   const char* typeName() const override { return "CFString"; }
   bool equals(const Object& other) const override;
   CFHashCode hash() const override;
-  void appendText(std::u16string& out, corvane::host::Layout) const override { out += _text; }
+  void appendText(std::u16string& out, cf::Layout) const override { out += _text; }
 
   const std::u16string& text() const { return _text; }
   std::u16string& text() { return _text; }

@@ -17,7 +17,7 @@
 #include "host/corefoundation/encoding.h"
 #include "host/corefoundation/object.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 enum class Width { kInt, kChar, kShort, kLong, kLongLong, kSize, kPointer, kMax, kLongDouble };
@@ -281,4 +281,4 @@ std::u16string formatted(std::u16string_view format, va_list arguments) {
   return Formatter(format, arguments).run();
 }
 
-}  // namespace corvane::host
+}  // namespace cf

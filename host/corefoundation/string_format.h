@@ -5,12 +5,12 @@
 #include <string>
 #include <string_view>
 
-namespace corvane::host {
+namespace cf {
 
 /// The text of `format` with its conversions replaced by `arguments`, of which a copy is walked.
 /// What is no conversion that CFStringCreateWithFormat knows, stands in the text as it is.
 std::u16string formatted(std::u16string_view format, va_list arguments);
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_STRING_FORMAT_H_

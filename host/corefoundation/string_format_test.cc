@@ -5,7 +5,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 template <typename... Arguments>
@@ -102,4 +102,4 @@ TEST(StringFormatTest, FormattedTextIsAppended) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace corvane::host {
+namespace cf {
 namespace {
 
 constexpr std::array<UniChar, 3> kLoneSurrogate = {'a', 0xD83D, 'b'};
@@ -194,4 +194,4 @@ TEST(StringTest, NumbersAreReadFromTheStartOfATextOnly) {
 }
 
 }  // namespace
-}  // namespace corvane::host
+}  // namespace cf

@@ -20,7 +20,6 @@ using corvane::host::KernelObject;
 using corvane::host::onUnitFiles;
 using corvane::host::registryEntries;
 using corvane::host::RegistryEntry;
-using corvane::host::ScopedHostCall;
 using corvane::host::UnitFolder;
 
 namespace {
@@ -70,7 +69,6 @@ kern_return_t IOKitWaitQuiet(mach_port_t, mach_timespec_t*) {
 
 CFMutableDictionaryRef IOServiceMatching(const char* name) {
   if (injectedFault(Call::IOServiceMatching)) return nullptr;
-  const ScopedHostCall inside;
   const CFMutableDictionaryRef matching = CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
   const CFRef<CFStringRef> className(
@@ -86,7 +84,6 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching
   if (const auto result = injectedFault(Call::IOServiceGetMatchingServices)) {
     return static_cast<kern_return_t>(*result);
   }
-  const ScopedHostCall inside;
   if (!matching) return kIOReturnBadArgument;
   const auto unit = corvane::host::unitInUse();
   if (!unit) return kIOReturnNoDevice;
@@ -104,7 +101,6 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
   if (const auto result = injectedFault(Call::IOServiceGetMatchingService)) {
     return static_cast<io_service_t>(*result);
   }
-  const ScopedHostCall inside;
   const auto unit = corvane::host::unitInUse();
   if (!matching || !unit) return IO_OBJECT_NULL;
   return onUnitFiles(IO_OBJECT_NULL,
@@ -115,7 +111,6 @@ io_registry_entry_t IORegistryEntryFromPath(mach_port_t, const io_string_t path)
   if (const auto result = injectedFault(Call::IORegistryEntryFromPath)) {
     return static_cast<io_registry_entry_t>(*result);
   }
-  const ScopedHostCall inside;
   const auto unit = corvane::host::unitInUse();
   // A path begins with its plane; what else the unit lists are classes.
   if (!unit || !std::strstr(path, ":/")) return IO_OBJECT_NULL;
@@ -143,7 +138,6 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) 
   if (const auto result = injectedFault(Call::IORegistryEntryGetName)) {
     return static_cast<kern_return_t>(*result);
   }
-  const ScopedHostCall inside;
   const auto found = findHandle<RegistryEntry>(entry);
   if (!found) return kIOReturnBadArgument;
   return onUnitFiles(kIOReturnNoDevice, [&] {
@@ -161,7 +155,6 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) 
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
                                           CFAllocatorRef, IOOptionBits) {
   if (injectedFault(Call::IORegistryEntryCreateCFProperty)) return nullptr;
-  const ScopedHostCall inside;
   const auto found = findHandle<RegistryEntry>(entry);
   if (!found || !key) return nullptr;
   return onUnitFiles(CFRef<CFTypeRef>(), [&] { return copyPropertyOf(*found, key); }).release();
@@ -172,7 +165,6 @@ kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry, CFStringRe
   if (const auto result = injectedFault(Call::IORegistryEntrySetCFProperty)) {
     return static_cast<kern_return_t>(*result);
   }
-  const ScopedHostCall inside;
   const auto found = findHandle<RegistryEntry>(entry);
   if (!found) return kIOReturnBadArgument;
   return onUnitFiles(kIOReturnIOError,
@@ -183,7 +175,6 @@ kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry, CFTypeRe
   if (const auto result = injectedFault(Call::IORegistryEntrySetCFProperties)) {
     return static_cast<kern_return_t>(*result);
   }
-  const ScopedHostCall inside;
   const auto found = findHandle<RegistryEntry>(entry);
   if (!found || !properties || CFGetTypeID(properties) != CFDictionaryGetTypeID()) {
     return kIOReturnBadArgument;

@@ -7,7 +7,6 @@
 #include <mutex>
 
 #include "host/device_error.h"
-#include "host/faults.h"
 #include "platform/report.h"
 
 namespace corvane::host {
@@ -44,7 +43,6 @@ std::filesystem::path stateFolder() {
 void openDefaultUnit(InUse& state) {
   state.isOpened = true;
   try {
-    const ScopedHostCall inside;
     state.unit = std::make_shared<UnitFolder>(defaultUnitFolder());
   } catch (const DeviceError& error) {
     state.lastReport = error.what();

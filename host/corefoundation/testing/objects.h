@@ -8,7 +8,9 @@
 
 #include "platform/cf_ref.h"
 
-namespace corvane::host {
+namespace cf {
+
+using corvane::CFRef;
 
 inline CFRef<CFStringRef> makeString(std::string_view utf8) {
   return CFRef(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
@@ -49,6 +51,6 @@ inline std::string shown(CFTypeRef object) {
   return textOf(text.get());
 }
 
-}  // namespace corvane::host
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_TESTING_OBJECTS_H_

@@ -3,9 +3,10 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOReturn.h>
+#include <host_export.h>
 #include <mach/mach.h>
 
-CF_EXTERN_C_BEGIN
+CORVANE_HOST_EXTERN_C_BEGIN
 
 /// Objects of the device registry, as counted names of this process: a function that hands one out
 /// adds a reference, IOObjectRelease gives it back.
@@ -20,60 +21,63 @@ typedef char io_string_t[512];
 #define IO_OBJECT_NULL ((io_object_t)0)
 
 /// Stands for the port that IOMasterPort hands out.
-CF_EXPORT const mach_port_t kIOMasterPortDefault;
+CORVANE_HOST_EXPORT const mach_port_t kIOMasterPortDefault;
 
 /// Stores the port to the registry. kIOReturnNoDevice, with a null port, when the virtual device
 /// cannot be used.
-CF_EXPORT kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort);
+CORVANE_HOST_EXPORT kern_return_t IOMasterPort(mach_port_t bootstrapPort, mach_port_t* masterPort);
 /// Waits until the registry is settled. A virtual device's always is.
-CF_EXPORT kern_return_t IOKitWaitQuiet(mach_port_t masterPort, mach_timespec_t* waitTime);
+CORVANE_HOST_EXPORT kern_return_t IOKitWaitQuiet(mach_port_t masterPort, mach_timespec_t* waitTime);
 
 /// A new dictionary that matches the services of class `name`.
-CF_EXPORT CFMutableDictionaryRef IOServiceMatching(const char* name);
+CORVANE_HOST_EXPORT CFMutableDictionaryRef IOServiceMatching(const char* name);
 /// Stores an iterator over the services that match, or a null one when there are none. Takes over
 /// the caller's reference to `matching`, also when it fails.
-CF_EXPORT kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort,
-                                                     CFDictionaryRef matching,
-                                                     io_iterator_t* existing);
+CORVANE_HOST_EXPORT kern_return_t IOServiceGetMatchingServices(mach_port_t masterPort,
+                                                               CFDictionaryRef matching,
+                                                               io_iterator_t* existing);
 /// The first service that matches, with a reference for the caller; null when there is none. Takes
 /// over the caller's reference to `matching`, also when it fails.
-CF_EXPORT io_service_t IOServiceGetMatchingService(mach_port_t masterPort,
-                                                   CFDictionaryRef matching);
+CORVANE_HOST_EXPORT io_service_t IOServiceGetMatchingService(mach_port_t masterPort,
+                                                             CFDictionaryRef matching);
 /// The next object, with a reference for the caller; null at the end.
-CF_EXPORT io_object_t IOIteratorNext(io_iterator_t iterator);
+CORVANE_HOST_EXPORT io_object_t IOIteratorNext(io_iterator_t iterator);
 
 /// KERN_INVALID_NAME for a name that this process does not hold.
-CF_EXPORT kern_return_t IOObjectRelease(io_object_t object);
+CORVANE_HOST_EXPORT kern_return_t IOObjectRelease(io_object_t object);
 /// How many references this process holds; 0 for a name that it does not hold.
-CF_EXPORT uint32_t IOObjectGetUserRetainCount(io_object_t object);
+CORVANE_HOST_EXPORT uint32_t IOObjectGetUserRetainCount(io_object_t object);
 
 /// The entry at `path` (its plane, ":" and its place there), with a reference for the caller; null
 /// when there is none.
-CF_EXPORT io_registry_entry_t IORegistryEntryFromPath(mach_port_t masterPort,
-                                                      const io_string_t path);
+CORVANE_HOST_EXPORT io_registry_entry_t IORegistryEntryFromPath(mach_port_t masterPort,
+                                                                const io_string_t path);
 /// Stores the entry's name, zero-terminated.
-CF_EXPORT kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
+CORVANE_HOST_EXPORT kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 
 /// A new reference to the entry's property; null when it has none of that name.
-CF_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
-                                                    CFAllocatorRef allocator, IOOptionBits options);
+CORVANE_HOST_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry,
+                                                              CFStringRef key,
+                                                              CFAllocatorRef allocator,
+                                                              IOOptionBits options);
 /// Hands `properties` to the entry's driver. The data area service takes one request of four
 /// entries: "VelmoDiagnosticDataSet" (string), "VelmoDiagnosticDataCommit" (boolean),
 /// "VelmoDiagnosticDataOffset" (number) and "VelmoDiagnosticDataBuffer" (data). Fails with
 /// kIOReturnBadArgument for a request of another form or a range outside the set, kIOReturnNotFound
 /// for an unknown set, kIOReturnUnsupported for an entry that takes none, and kIOReturnNoSpace,
 /// kIOReturnNotWritable or kIOReturnIOError as the set's file cannot be written.
-CF_EXPORT kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry,
-                                                       CFTypeRef properties);
+CORVANE_HOST_EXPORT kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry,
+                                                                 CFTypeRef properties);
 
 /// Hands one property to the entry's driver. NVRAM (the service "IODTNVRAM" and the entry
 /// "IODeviceTree:/options") takes a string, a number, a boolean or data as the new value of the
 /// variable of that name, durably. Fails with kIOReturnBadArgument for a null value, which leaves
 /// the variable as it is, and for one of another kind, kIOReturnUnsupported for an entry that takes
 /// none, and kIOReturnIOError when the variables cannot be read or written.
-CF_EXPORT kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry,
-                                                     CFStringRef propertyName, CFTypeRef property);
+CORVANE_HOST_EXPORT kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry,
+                                                               CFStringRef propertyName,
+                                                               CFTypeRef property);
 
-CF_EXTERN_C_END
+CORVANE_HOST_EXTERN_C_END
 
 #endif  // __IOKIT_IOKITLIB_H

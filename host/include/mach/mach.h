@@ -1,22 +1,19 @@
 #ifndef _MACH_MACH_H_
 #define _MACH_MACH_H_
 
+#include <host_export.h>
 #include <mach/mach_error.h>
 #include <mach/mach_types.h>
 #include <mach/task_info.h>
 #include <mach/thread_info.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-#define CORVANE_MACH_EXPORT extern __attribute__((visibility("default")))
+CORVANE_HOST_EXTERN_C_BEGIN
 
 /// The port through which a task finds the system's services.
-CORVANE_MACH_EXPORT mach_port_t bootstrap_port;
+CORVANE_HOST_EXPORT mach_port_t bootstrap_port;
 
 /// The calling task's own port; not counted.
-CORVANE_MACH_EXPORT mach_port_t mach_task_self_;
+CORVANE_HOST_EXPORT mach_port_t mach_task_self_;
 #define mach_task_self() mach_task_self_
 
 /// Ports are counted names of this process: a call that hands one out adds a reference, which
@@ -26,47 +23,43 @@ CORVANE_MACH_EXPORT mach_port_t mach_task_self_;
 /// and when this process lacks file descriptors for an answer, with KERN_RESOURCE_SHORTAGE.
 
 /// Fails with KERN_INVALID_NAME for a name that this process does not hold.
-CORVANE_MACH_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
+CORVANE_HOST_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
 /// Frees an array that a call handed out; `size` is in bytes.
-CORVANE_MACH_EXPORT kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address,
+CORVANE_HOST_EXPORT kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address,
                                                 vm_size_t size);
 
-CORVANE_MACH_EXPORT mach_port_t mach_host_self(void);
+CORVANE_HOST_EXPORT mach_port_t mach_host_self(void);
 /// The name ports of the host's processor sets. A virtual device has one set.
-CORVANE_MACH_EXPORT kern_return_t host_processor_sets(host_priv_t host_priv,
+CORVANE_HOST_EXPORT kern_return_t host_processor_sets(host_priv_t host_priv,
                                                       processor_set_name_array_t* processor_sets,
                                                       mach_msg_type_number_t* processor_setsCnt);
-CORVANE_MACH_EXPORT kern_return_t host_processor_set_priv(host_priv_t host_priv,
+CORVANE_HOST_EXPORT kern_return_t host_processor_set_priv(host_priv_t host_priv,
                                                           processor_set_name_t set_name,
                                                           processor_set_t* set);
 /// Hands out a port for each process of this machine, and one for the kernel task.
-CORVANE_MACH_EXPORT kern_return_t processor_set_tasks(processor_set_t processor_set,
+CORVANE_HOST_EXPORT kern_return_t processor_set_tasks(processor_set_t processor_set,
                                                       task_array_t* task_list,
                                                       mach_msg_type_number_t* task_listCnt);
 
 /// Fails with KERN_FAILURE when the task has gone.
-CORVANE_MACH_EXPORT kern_return_t pid_for_task(mach_port_name_t t, int* x);
+CORVANE_HOST_EXPORT kern_return_t pid_for_task(mach_port_name_t t, int* x);
 /// Hands out a port that only names the task. Fails with KERN_FAILURE when there is no such
 /// process.
-CORVANE_MACH_EXPORT kern_return_t task_name_for_pid(mach_port_name_t target_tport, int pid,
+CORVANE_HOST_EXPORT kern_return_t task_name_for_pid(mach_port_name_t target_tport, int pid,
                                                     mach_port_name_t* tn);
-CORVANE_MACH_EXPORT kern_return_t task_threads(task_t target_task, thread_act_array_t* act_list,
+CORVANE_HOST_EXPORT kern_return_t task_threads(task_t target_task, thread_act_array_t* act_list,
                                                mach_msg_type_number_t* act_listCnt);
 /// Flavour TASK_THREAD_TIMES_INFO.
-CORVANE_MACH_EXPORT kern_return_t task_info(task_name_t target_task, task_flavor_t flavor,
+CORVANE_HOST_EXPORT kern_return_t task_info(task_name_t target_task, task_flavor_t flavor,
                                             task_info_t task_info_out,
                                             mach_msg_type_number_t* task_info_outCnt);
 /// Flavour THREAD_BASIC_INFO. The CPU usage is what the thread used since this process asked about
 /// it at least a quarter of a second ago, or over the thread's life when it has not yet. Policy,
 /// suspend count and sleep time are 0.
-CORVANE_MACH_EXPORT kern_return_t thread_info(thread_act_t target_act, thread_flavor_t flavor,
+CORVANE_HOST_EXPORT kern_return_t thread_info(thread_act_t target_act, thread_flavor_t flavor,
                                               thread_info_t thread_info_out,
                                               mach_msg_type_number_t* thread_info_outCnt);
 
-#undef CORVANE_MACH_EXPORT
-
-#ifdef __cplusplus
-}
-#endif
+CORVANE_HOST_EXTERN_C_END
 
 #endif  // _MACH_MACH_H_

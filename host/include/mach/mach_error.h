@@ -1,19 +1,16 @@
 #ifndef _MACH_ERROR_
 #define _MACH_ERROR_
 
+#include <host_export.h>
 #include <mach/kern_return.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+CORVANE_HOST_EXTERN_C_BEGIN
 
 typedef kern_return_t mach_error_t;
 
 /// The platform's text for a return code, such as "(os/kern) failure". Never freed.
-extern __attribute__((visibility("default"))) char* mach_error_string(mach_error_t error_value);
+CORVANE_HOST_EXPORT char* mach_error_string(mach_error_t error_value);
 
-#ifdef __cplusplus
-}
-#endif
+CORVANE_HOST_EXTERN_C_END
 
 #endif  // _MACH_ERROR_

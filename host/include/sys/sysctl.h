@@ -1,11 +1,10 @@
 #ifndef _SYS_SYSCTL_H_
 #define _SYS_SYSCTL_H_
 
+#include <host_export.h>
 #include <sys/types.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+CORVANE_HOST_EXTERN_C_BEGIN
 
 #define CTL_KERN 1
 #define KERN_ARGMAX 8
@@ -32,12 +31,9 @@ struct kinfo_proc {
 /// Returns 0 with the number of bytes stored in `*oldlenp`, or -1 with `errno` EINVAL (no such
 /// process, or one whose path cannot be read), ENOENT (no such name), ENOMEM (too small a buffer,
 /// or too few file descriptors) or EPERM (`newp` is not null: nothing here can be set).
-extern __attribute__((visibility("default"))) int sysctl(int* name, unsigned int namelen,
-                                                         void* oldp, size_t* oldlenp, void* newp,
-                                                         size_t newlen);
+CORVANE_HOST_EXPORT int sysctl(int* name, unsigned int namelen, void* oldp, size_t* oldlenp,
+                               void* newp, size_t newlen);
 
-#ifdef __cplusplus
-}
-#endif
+CORVANE_HOST_EXTERN_C_END
 
 #endif  // _SYS_SYSCTL_H_
