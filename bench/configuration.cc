@@ -5,12 +5,13 @@
 #include "bench/pairs.h"
 #include "bench/unit.h"
 #include "controlbits/control_bits.h"
+#include "dataarea/nor_access.h"
 #include "syscfg/syscfg.h"
 
 namespace corvane::bench {
 namespace {
 
-using Area = std::array<uint8_t, 8192>;
+using Area = std::array<uint8_t, kConfigurationAreaSize>;
 
 constexpr uint32_t kFirstKey = 0x4B000000;
 constexpr uint32_t kKeys = 408;

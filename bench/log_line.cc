@@ -12,9 +12,6 @@
 namespace corvane::bench {
 namespace {
 
-constexpr char kLogFolder[] = "/private/var/logs/CorvaneTov";
-constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
-
 CFStringRef message() { return CFSTR("Battery temperature 25.4 is within 10.0 to 40.0"); }
 CFStringRef testName() { return CFSTR("Thermal"); }
 
@@ -79,7 +76,7 @@ void writeLine(benchmark::State& state) {
 
 void appendBareLine(benchmark::State& state) {
   const std::string& line = loggedLine();
-  const std::string folder = twin().filePath(kLogFolder).string();
+  const std::string folder = twin().filePath(kLogFile).parent_path().string();
   const std::string file = twin().filePath(kLogFile).string();
   const EmptyLogs logs;
   for (auto _ : state) {

@@ -1,9 +1,29 @@
 #include <ctime>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/data_set_records.h"
+#include "controlbits/record_chain.h"
+#include "dataarea/bits.h"
+#include "dataarea/data_sets.h"
+#include "log/log.h"
 
 namespace corvane {
+namespace {
+
+/// The records of the unit's data set, written permanently and reported on in the test log.
+class DataSetRecords final : public RecordArea {
+ public:
+  uint32_t read(uint32_t offset, uint32_t length, void* destination) override {
+    return readBits(offset, length, destination, diagnosticDataSet());
+  }
+  uint32_t write(uint32_t offset, uint32_t length, const void* bytes) override {
+    return writeBits(offset, length, bytes, 1, diagnosticDataSet());
+  }
+  void report(CFStringRef message, CFStringRef testName, int32_t indentation) override {
+    Log::write(message, testName, indentation);
+  }
+};
+
+}  // namespace
 
 CFRef<CFMutableArrayRef> ControlBits::readDiagnosticRecord() {
   DataSetRecords area;

@@ -3,9 +3,7 @@
 #include <csignal>
 #include <random>
 
-#include "controlbits/data_set_records.h"
 #include "controlbits/testing/record_script.h"
-#include "dataarea/data_area.h"
 #include "testing/unit_test.h"
 
 namespace corvane {
@@ -17,28 +15,25 @@ using testing::MemoryRecords;
 using testing::runRecordScript;
 using Strings = std::vector<std::string>;
 
-/// The record area of a unit, in one of the two widths of the time value.
+/// A record area in one of the two widths of the time value.
 template <typename Time>
-class RecordChainTest : public corvane::testing::UnitTest {
+class RecordChainTest : public ::testing::Test {
  protected:
   static constexpr size_t kSize = sizeof(Time) == 8 ? 24 : 16;
   static constexpr size_t kRoom = sizeof(Time) == 8 ? 13 : 9;
 
-  RecordChainTest() { EXPECT_EQ(getDataArea(), 0u); }
-
-  void fillArea(uint8_t byte) { _unit.setDataSet("VelmoDiagnosticData", Bytes(1024, byte)); }
+  void fillArea(uint8_t byte) { _area.bytes.assign(1024, byte); }
 
   bool append(const std::string& message, uint8_t station = 7, int32_t result = 0) {
     return appendRecord<Time>(_area, {1000, station, result, cfString(message).get()});
   }
-  RecordChain<Time> chain() { return readChainOf<Time>(_area); }
+  RecordChain<Time> chain() { return readChain<Time>(_area.bytes); }
   Bytes slot(size_t index) const {
-    const Bytes bytes = _unit.dataSet("VelmoDiagnosticData");
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(128 + kSize * index);
+    const auto begin = _area.bytes.begin() + static_cast<std::ptrdiff_t>(128 + kSize * index);
     return {begin, begin + kSize};
   }
 
-  DataSetRecords _area;
+  MemoryRecords _area{{}};
 };
 
 using Widths = ::testing::Types<int64_t, int32_t>;
@@ -53,11 +48,11 @@ TYPED_TEST(RecordChainTest, AChainGrowsToItsTwentiethSlotAndNoFurther) {
     log.push_back("Control Bits: Wrote (" + text + ") to diagnostic record #" + text +
                   " for station: 7 result: 0");
   }
-  EXPECT_EQ(this->logLines(), log);
-  const Bytes full = this->_unit.dataSet("VelmoDiagnosticData");
+  EXPECT_EQ(this->_area.reports, log);
+  const Bytes full = this->_area.bytes;
   EXPECT_FALSE(this->append("over", 8, 6));
-  EXPECT_EQ(this->_unit.dataSet("VelmoDiagnosticData"), full);
-  const Strings lines = this->logLines();
+  EXPECT_EQ(this->_area.bytes, full);
+  const Strings lines = this->_area.reports;
   EXPECT_EQ(Strings(lines.begin() + 19, lines.end()),
             (Strings{"Control Bits: Failed to write (over) to diagnostic record for station: 8 "
                      "result: 6",
@@ -77,7 +72,7 @@ TYPED_TEST(RecordChainTest, AnErasedAreaIsFullInTheWideLayoutAndFreeInTheNarrowO
   const bool isFree = sizeof(TypeParam) == 4;
   EXPECT_EQ(this->chain().records.size(), isFree ? 0u : 20u);
   EXPECT_EQ(this->append("x"), isFree);
-  EXPECT_EQ(this->logLines().size(), isFree ? 1u : 2u);
+  EXPECT_EQ(this->_area.reports.size(), isFree ? 1u : 2u);
   EXPECT_EQ(this->chain().records.size(), isFree ? 1u : 20u);
 }
 
@@ -101,9 +96,9 @@ TYPED_TEST(RecordChainTest, ANewRecordInheritsWhatItDoesNotFill) {
   EXPECT_EQ(testing::text(messageOf(this->chain().records[2]).get()), "xy");
 
   // Bit 7 comes from the record before, too.
-  Bytes bytes = this->_unit.dataSet("VelmoDiagnosticData");
+  Bytes bytes = this->_area.bytes;
   bytes[128 + 2 * TestFixture::kSize + kFlags] |= 0x80;
-  this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+  this->_area.bytes = bytes;
   ASSERT_TRUE(this->append("z", 9, -1));
   EXPECT_EQ(this->slot(3)[kFlags], 0xB0);
 }
@@ -124,9 +119,9 @@ TYPED_TEST(RecordChainTest, AMessageHoldsAsManyBytesAsItHasUnitsAndOne) {
   };
   for (const Case& c : cases) {
     this->fillArea('~');
-    Bytes bytes = this->_unit.dataSet("VelmoDiagnosticData");
+    Bytes bytes = this->_area.bytes;
     bytes[128 + kMessage - 1] = 0;
-    this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+    this->_area.bytes = bytes;
     ASSERT_TRUE(this->append(c.message));
     const Bytes slot = this->slot(1);
     std::string field(slot.begin() + kMessage, slot.end());
@@ -163,21 +158,19 @@ TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy)
 TYPED_TEST(RecordChainTest, AnUnreadableSlotEndsTheListAndIsNoPlaceForARecord) {
   Bytes bytes(128 + 3 * TestFixture::kSize - 1, 0);
   bytes[128 + sizeof(TypeParam) + 1] = 0x40;
-  this->_unit.setDataSet("VelmoDiagnosticData", bytes);
+  this->_area.bytes = bytes;
   // The next slot is not there: its predecessor is marked all the same.
   EXPECT_TRUE(this->append("x"));
   EXPECT_EQ(this->slot(1)[sizeof(TypeParam) + 1], 0x40);
   const CFRef<CFMutableArrayRef> list = listRecords<TypeParam>(this->_area);
   EXPECT_EQ(CFArrayGetCount(list.get()), 2);
   EXPECT_FALSE(this->append("x"));
-  const Strings lines = this->logLines();
-  const std::string reading = "Control Bits: Reading Diagnostic Record failed";
-  ASSERT_EQ(lines.size(), 6u);
-  EXPECT_EQ(lines[1],
-            "Control Bits: Failed to write (x) to diagnostic record #2 for station: 7 "
-            "result: -536870206");
-  EXPECT_EQ(lines[2], reading);
-  EXPECT_EQ(lines[3], reading);
+  const std::string begin = "Control Bits: ", reading = begin + "Reading Diagnostic Record failed";
+  EXPECT_EQ(this->_area.reports,
+            (Strings{begin + "Failed to write (x) to diagnostic record #2 for station: 7 result: 5",
+                     reading, reading,
+                     begin + "Failed to write (x) to diagnostic record for station: 7 result: 0",
+                     "    No room left in the diagnostic record"}));
 }
 
 TEST(RecordScriptTest, AnyAreaGrowsAsTheModelSays) {

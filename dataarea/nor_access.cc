@@ -9,32 +9,27 @@
 
 using corvane::configurationDataSet;
 
-namespace {
-
-constexpr uint32_t kAreaSize = 8192;
-
-}  // namespace
-
 const nor_access_table ferrox_nor_access = {ferrox_nor_size, ferrox_nor_read, ferrox_nor_write,
                                             nullptr};
 
 uint8_t* _sysCfg = nullptr;
 
-size_t ferrox_nor_size(const nor_access_table*) { return kAreaSize; }
+size_t ferrox_nor_size(const nor_access_table*) { return kConfigurationAreaSize; }
 
 void ferrox_nor_read(const nor_access_table* access, void* destination) {
-  if (!_sysCfg) _sysCfg = static_cast<uint8_t*>(std::calloc(kAreaSize, 1));
-  const uint32_t status =
-      _sysCfg ? readBits(0, kAreaSize, _sysCfg, configurationDataSet()) : corvane::kDataAreaFailure;
+  if (!_sysCfg) _sysCfg = static_cast<uint8_t*>(std::calloc(kConfigurationAreaSize, 1));
+  const uint32_t status = _sysCfg
+                              ? readBits(0, kConfigurationAreaSize, _sysCfg, configurationDataSet())
+                              : corvane::kDataAreaFailure;
   if (status != 0) NSLog(CFSTR("Failed to read sysCfg: Error %d"), status);
 
   const size_t size = access->size(access);
-  const size_t staged = _sysCfg ? std::min<size_t>(size, kAreaSize) : 0;
+  const size_t staged = _sysCfg ? std::min<size_t>(size, kConfigurationAreaSize) : 0;
   std::fill_n(std::copy_n(_sysCfg, staged, static_cast<uint8_t*>(destination)), size - staged,
               uint8_t{0});
 }
 
 void ferrox_nor_write(const nor_access_table*, const void* source) {
-  const uint32_t status = writeBits(0, kAreaSize, source, 1, configurationDataSet());
+  const uint32_t status = writeBits(0, kConfigurationAreaSize, source, 1, configurationDataSet());
   if (status != 0) NSLog(CFSTR("Failed to write sysCfg: Error %d"), status);
 }

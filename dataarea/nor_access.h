@@ -8,6 +8,9 @@
 
 CORVANE_EXTERN_C_BEGIN
 
+/// Size of the configuration area in bytes. No value of its key store is longer.
+enum { kConfigurationAreaSize = 8192 };
+
 /// How a key store reaches the area that it keeps its keys in; a store over something else than the
 /// device's flash (a file, a dump) is made by filling in a table of one's own.
 typedef struct nor_access_table nor_access_table;
@@ -30,7 +33,7 @@ extern CORVANE_EXPORT const nor_access_table ferrox_nor_access;
 /// first success. Null until the first `ferrox_nor_read` makes it; never freed.
 extern CORVANE_EXPORT uint8_t* _sysCfg;
 
-/// 8192.
+/// Returns `kConfigurationAreaSize`.
 CORVANE_EXPORT size_t ferrox_nor_size(const nor_access_table* access);
 
 /// Reads the area and fills `destination` with as many bytes of it as the table's `size` says. A

@@ -1,11 +1,9 @@
 #include "device/device.h"
 
 #include <cstring>
-#include <initializer_list>
-#include <string_view>
 
 #include "controlbits/control_bits.h"
-#include "device/options.h"
+#include "device/models.h"
 #include "platform/device_path.h"
 #include "platform/files.h"
 #include "platform/registry.h"
@@ -18,13 +16,6 @@ namespace {
 
 Device* gSharedInstance = nullptr;
 
-/// Whether the device's name begins with one of the model codes. No name begins with none.
-bool isModel(std::initializer_list<std::string_view> codes) {
-  const std::string name = utf8Bytes(Device::sharedInstance()->deviceName());
-  return std::any_of(codes.begin(), codes.end(),
-                     [&name](std::string_view code) { return name.starts_with(code); });
-}
-
 bool optionsHoldUmts() {
   ControlBits::getReady();
   ControlBits::readArea();
@@ -36,6 +27,25 @@ bool optionsHoldUmts() {
   // As text: both end at the value's first zero byte.
   NSLog(CFSTR("Syscfg OPTS: %s"), options->c_str());
   return std::strstr(options->c_str(), "UMTS") != nullptr;
+}
+
+bool isPresent(Presence presence) {
+  switch (presence) {
+    case Presence::kNo:
+      return false;
+    case Presence::kYes:
+      return true;
+    case Presence::kRadioQuery:
+      return mobileWiFiContainsRadio() != 0;
+    case Presence::kOptions:
+      return optionsHoldUmts();
+  }
+  return false;
+}
+
+/// Returns whether the device has the part, by its name, which is asked for once.
+bool hasPart(Presence Model::*part) {
+  return isPresent(modelOf(utf8Bytes(Device::sharedInstance()->deviceName())).*part);
 }
 
 }  // namespace
@@ -75,18 +85,12 @@ CFStringRef Device::productBuildVersion() {
                                                             : nullptr;
 }
 
-bool Device::hasWiFi() {
-  if (isModel({"T31", "T32"})) return mobileWiFiContainsRadio() != 0;
-  return true;
-}
+bool Device::hasWiFi() { return hasPart(&Model::wifi); }
 
-bool Device::hasCompass() { return isModel({"T32", "T33", "T34", "T35"}); }
+bool Device::hasCompass() { return hasPart(&Model::compass); }
 
-bool Device::hasGyro() { return isModel({"T33", "T36", "T35"}); }
+bool Device::hasGyro() { return hasPart(&Model::gyroscope); }
 
-bool Device::hasBaseband() {
-  if (isModel({kModelWithOptions})) return optionsHoldUmts();
-  return !isModel({"T37", "T36", "T38"});
-}
+bool Device::hasBaseband() { return hasPart(&Model::baseband); }
 
 }  // namespace corvane

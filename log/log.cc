@@ -7,24 +7,36 @@
 #include <mutex>
 #include <string>
 
-#include "log/time_helpers.h"
-#include "log/time_text.h"
+#include "log/local_time.h"
 #include "platform/device_path.h"
 #include "platform/files.h"
+#include "platform/scoped_file.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
 
 namespace corvane {
 namespace {
 
-constexpr char kLogDirectory[] = "/private/var/logs/CorvaneTov";
-constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
+/// A line with more levels of indentation is dropped: 4 MiB of blanks are no line that anybody
+/// wrote on purpose.
+constexpr int32_t kMostLevels = 1 << 20;
 
-/// The current local time, through the process's shared record as every log line takes it; all zero
-/// when the clock cannot be converted.
-struct tm localTimeNow() {
-  const struct tm* now = getTime();
-  return now ? *now : tm{};
+/// Returns the whole line; null when it cannot be made.
+CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int32_t indentation) {
+  const CFRef<CFStringRef> prefix =
+      timeText(CFSTR("[%04d-%02d-%02d %02d:%02d:%02d] "), localTimeNow());
+  if (!prefix || indentation > kMostLevels) return {};
+  CFRef<CFMutableStringRef> line(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, prefix.get()));
+  if (!line) return line;
+  for (int32_t level = 0; level < indentation; ++level) {
+    CFStringAppend(line.get(), CFSTR("    "));
+  }
+  if (testName) {
+    CFStringAppend(line.get(), testName);
+    CFStringAppend(line.get(), CFSTR(": "));
+  }
+  if (message) CFStringAppend(line.get(), message);
+  return line;
 }
 
 /// Never destroyed: static destructors log too.
@@ -35,41 +47,32 @@ std::mutex& fileLock() {
 
 }  // namespace
 
-void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) {
-  const CFRef<CFStringRef> prefix =
-      timeText(CFSTR("[%04d-%02d-%02d %02d:%02d:%02d] "), localTimeNow());
-  const CFRef<CFMutableStringRef> line(
-      prefix ? CFStringCreateMutableCopy(kCFAllocatorDefault, 0, prefix.get()) : nullptr);
-  if (line) {
-    for (int32_t level = 0; level < indentation; ++level) {
-      CFStringAppend(line.get(), CFSTR("    "));
-    }
-    if (testName) {
-      CFStringAppend(line.get(), testName);
-      CFStringAppend(line.get(), CFSTR(": "));
-    }
-    if (message) CFStringAppend(line.get(), message);
-  }
+void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) try {
+  const auto line = lineOf(message, testName, indentation);
   NSLog(CFSTR("%@"), message);
-  if (line) write(line.get());
+  write(line.get());
+} catch (...) {
+  // Without memory the line is dropped.
 }
 
-void Log::write(CFStringRef line) {
+void Log::write(CFStringRef line) try {
   if (!line) return;
-  const std::lock_guard lock(fileLock());
-  createDirectories(devicePath(kLogDirectory));
-
-  std::FILE* file = std::fopen(devicePath(kLogFile).c_str(), "a");
-  if (!file) return;
   const std::string bytes = utf8Bytes(line);
-  // A buffer that holds the whole record makes it one append, which no other process can split.
+  const std::string path = devicePath(kLogFile);
+  // A buffer that holds the whole line makes it one append, which no other process can split.
   const size_t room = std::max<size_t>(bytes.size() + 2, BUFSIZ);
   const auto buffer = std::make_unique_for_overwrite<char[]>(room);
-  std::setvbuf(file, buffer.get(), _IOFBF, room);
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fputc('\n', file);
-  std::fflush(file);
-  std::fclose(file);
+
+  const std::lock_guard lock(fileLock());
+  createDirectories(path.substr(0, path.rfind('/')));
+  const ScopedFile file(std::fopen(path.c_str(), "ae"));
+  if (!file) return;
+  std::setvbuf(file.get(), buffer.get(), _IOFBF, room);
+  std::fwrite(bytes.data(), 1, bytes.size(), file.get());
+  std::fputc('\n', file.get());
+  std::fflush(file.get());
+} catch (...) {
+  // Without memory the line is dropped.
 }
 
 void Log::writeDebug(CFStringRef, CFStringRef, int32_t) {}

@@ -10,9 +10,12 @@
 
 namespace corvane {
 
-/// The test log: the device's file "/private/var/logs/CorvaneTov/log.txt", UTF-8, one record a
-/// line, only ever appended to. Any thread may call any operation; lines of several threads and
-/// processes never mix. Nothing here reports a failure: a line that cannot be written is dropped.
+/// The device's path of the test log.
+inline constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
+
+/// The test log: the file `kLogFile`, UTF-8, one record a line, only ever appended to. Any thread
+/// may call any operation; lines of several threads and processes never mix. Nothing here reports a
+/// failure: a line that cannot be written is dropped.
 class CORVANE_EXPORT Log {
  public:
   Log() = delete;

@@ -1,6 +1,6 @@
 #include "log/time_helpers.h"
 
-#include "log/time_text.h"
+#include "log/local_time.h"
 
 using corvane::wrappingAdd;
 using corvane::wrappingSubtract;

@@ -16,7 +16,7 @@ namespace {
 
 const CFStringRef kDiagnosticSet = CFSTR("VelmoDiagnosticData");
 const CFStringRef kConfigurationSet = CFSTR("VelmoDiagnosticDataSysCfg");
-constexpr size_t kConfigurationSize = 8192;
+constexpr uint32_t kConfigurationSize = kConfigurationAreaSize;
 
 std::string hex(uint32_t value, int digits = 2) {
   char text[16];

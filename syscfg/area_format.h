@@ -1,18 +1,16 @@
 #ifndef CORVANE_SYSCFG_AREA_FORMAT_H_
 #define CORVANE_SYSCFG_AREA_FORMAT_H_
 
-#include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
+#include <span>
 
-/// The bytes of a key store's area: a header, a table of entries behind it, free space, and the
-/// longer values packed downward from the area's end. Words are 32 bits, little-endian and of any
-/// alignment; offsets count bytes from the start of the area. The bytes may be damaged in any way:
-/// a function that takes an image's size reads nothing outside it.
+/// The byte layout of a key store's area: a header, the table of entries after it, free space, and
+/// the longer values packed downward from the area's end. Words are 32 bits, little-endian and of
+/// any alignment; offsets count bytes from the start of the area. The bytes may be damaged in any
+/// way: a function that takes an image's size reads nothing outside it.
 namespace corvane::area {
 
 inline constexpr uint32_t kMagic = 0x53436667;           // "SCfg"
@@ -22,7 +20,7 @@ inline constexpr uint8_t kFreeByte = 0xFF;
 
 struct Header {
   uint32_t magic;
-  /// Offset of the first byte behind the entries; only the header checks look at it.
+  /// Offset of the first byte after the entries; only the header checks look at it.
   uint32_t tableEnd;
   /// May be less than the size of the image.
   uint32_t areaSize;
@@ -32,7 +30,7 @@ struct Header {
   uint32_t count;
 };
 
-/// An entry that holds its value itself. How long the value was is not recorded.
+/// An entry that holds its value itself. The value's length is not recorded.
 struct InlineEntry {
   uint32_t key;
   uint8_t value[16];
@@ -55,7 +53,7 @@ static_assert(sizeof(Header) == kHeaderSize && offsetof(Header, count) == 20);
 static_assert(sizeof(InlineEntry) == kEntrySize && offsetof(InlineEntry, value) == 4);
 static_assert(sizeof(IndirectEntry) == kEntrySize && offsetof(IndirectEntry, spare) == 16);
 
-/// `word` between this machine's byte order and the area's.
+/// Converts a word between this machine's byte order and the area's.
 inline uint32_t swapForArea(uint32_t word) {
   return std::endian::native == std::endian::little ? word : __builtin_bswap32(word);
 }
@@ -71,33 +69,19 @@ inline void storeWord(uint8_t* at, uint32_t word) {
   std::memcpy(at, &word, sizeof(word));
 }
 
-/// A struct that consists of words only: `Header` or `IndirectEntry`.
+/// Reads and writes a struct of words: `Header` or `IndirectEntry`.
 template <typename Words>
-Words load(const uint8_t* at) {
-  std::array<uint32_t, sizeof(Words) / sizeof(uint32_t)> words;
-  for (uint32_t& word : words) {
-    word = loadWord(at);
-    at += sizeof(word);
-  }
-  return std::bit_cast<Words>(words);
-}
-
+Words load(const uint8_t* at);
 template <typename Words>
-void store(uint8_t* at, const Words& fields) {
-  for (const uint32_t word :
-       std::bit_cast<std::array<uint32_t, sizeof(Words) / sizeof(uint32_t)>>(fields)) {
-    storeWord(at, word);
-    at += sizeof(word);
-  }
-}
+void store(uint8_t* at, const Words& fields);
 
-/// `length` in whole words; below SIZE_MAX - 2.
-inline constexpr size_t roundUp(size_t length) { return (length + 3) & ~size_t{3}; }
+/// Rounds `length`, which is below SIZE_MAX - 2, up to whole words.
+constexpr size_t roundUp(size_t length) { return (length + 3) & ~size_t{3}; }
 
-inline constexpr size_t entryOffset(size_t index) { return kHeaderSize + kEntrySize * index; }
+constexpr size_t entryOffset(size_t index) { return kHeaderSize + kEntrySize * index; }
 
-/// How many entries an image of `size` bytes has room for.
-inline constexpr size_t entryCapacity(size_t size) {
+/// Returns how many entries an image of `size` bytes has room for.
+constexpr size_t entryCapacity(size_t size) {
   return size < kHeaderSize ? 0 : (size - kHeaderSize) / kEntrySize;
 }
 
@@ -106,64 +90,34 @@ struct HeaderCheck {
   const char* condition;
   bool (*holds)(const Header& header, size_t size);
 };
-inline constexpr HeaderCheck kHeaderChecks[] = {
-    {"magic is 0x53436667", [](const Header& header, size_t) { return header.magic == kMagic; }},
-    {"table_end is inside the image",
-     [](const Header& header, size_t size) { return header.tableEnd <= size; }},
-    {"area_size is inside the image",
-     [](const Header& header, size_t size) { return header.areaSize <= size; }},
-    {"table_end is inside the area",
-     [](const Header& header, size_t) { return header.tableEnd <= header.areaSize; }},
-    {"reserved is 0", [](const Header& header, size_t) { return header.reserved == 0; }},
-};
 
-/// Whether the image has a header and all checks hold. `count` is none of them.
-inline bool isHeaderSound(const uint8_t* image, size_t size) {
-  if (size < kHeaderSize) return false;
-  const Header header = load<Header>(image);
-  return std::all_of(
-      std::begin(kHeaderChecks), std::end(kHeaderChecks),
-      [&header, size](const HeaderCheck& check) { return check.holds(header, size); });
-}
+/// Returns the five conditions, in the order in which they are checked.
+std::span<const HeaderCheck> headerChecks();
 
-/// The number of entries that the header claims, also more than the image can hold; 0 without a
-/// header.
-inline size_t claimedCount(const uint8_t* image, size_t size) {
-  return size < kHeaderSize ? 0 : loadWord(image + offsetof(Header, count));
-}
+/// Returns whether the image has a header and all checks hold. `count` is not checked.
+bool isHeaderSound(const uint8_t* image, size_t size);
+
+/// Returns the number of entries that the header claims, which may be more than the image can
+/// hold; 0 when the image has no header.
+size_t claimedCount(const uint8_t* image, size_t size);
 
 inline bool isIndirect(const uint8_t* entry) { return loadWord(entry) == kIndirectMarker; }
 
-/// The key of an entry of either kind.
+/// Returns the key of an entry of either kind.
 inline uint32_t keyOf(const uint8_t* entry) {
   return loadWord(entry + (isIndirect(entry) ? offsetof(IndirectEntry, key) : 0));
 }
 
 enum class ValueFault { kNone, kInsideTable, kOutsideImage };
 
-/// What keeps a value of `length` bytes from lying at `offset` of an image of `size` bytes whose
-/// table ends at `tableEnd`.
-inline ValueFault checkValue(size_t offset, size_t length, size_t tableEnd, size_t size) {
-  if (offset < tableEnd) return ValueFault::kInsideTable;
-  if (offset > size || length > size - offset || roundUp(length) > size - offset) {
-    return ValueFault::kOutsideImage;
-  }
-  return ValueFault::kNone;
-}
+/// Returns what keeps a value of `length` bytes from lying at `offset` of an image of `size` bytes
+/// whose table ends at `tableEnd`.
+ValueFault checkValue(size_t offset, size_t length, size_t tableEnd, size_t size);
 
-/// Where free space ends: the lowest value's offset, or the area's end in whole words. `count` is
-/// the number of entries, all inside the image. An offset inside the table is damage, not a value's
-/// place, and is passed over.
-inline size_t freeEnd(const uint8_t* image, size_t count) {
-  size_t end = loadWord(image + offsetof(Header, areaSize)) & ~size_t{3};
-  for (size_t index = 0; index < count; ++index) {
-    const uint8_t* entry = image + entryOffset(index);
-    if (!isIndirect(entry)) continue;
-    const size_t offset = loadWord(entry + offsetof(IndirectEntry, offset));
-    if (offset >= entryOffset(count)) end = std::min(end, offset);
-  }
-  return end;
-}
+/// Returns where free space ends: the lowest value's offset, or the area's end in whole words.
+/// `count` is the number of entries, all of which lie inside the image. An offset inside the table
+/// is damage and is ignored.
+size_t freeEnd(const uint8_t* image, size_t count);
 
 }  // namespace corvane::area
 

@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-#include "syscfg/testing/memory_area.h"
+#include "syscfg/memory_store.h"
 #include "syscfg/testing/store_model.h"
 #include "syscfg/testing/store_script.h"
 
@@ -31,12 +31,12 @@ Bytes counting(size_t length) {
   return bytes;
 }
 
-int32_t add(const Store& store, uint32_t key, const Bytes& value) {
+int32_t add(const ScopedStore& store, uint32_t key, const Bytes& value) {
   return syscfg__add_key(store.get(), key, value.data(), value.size());
 }
 
 /// The value of `key`; empty when it is not present.
-Bytes read(const Store& store, uint32_t key) {
+Bytes read(const ScopedStore& store, uint32_t key) {
   size_t length = 0;
   if (syscfg__read_key(store.get(), key, nullptr, &length) != 0) return {};
   Bytes value(length);
@@ -44,7 +44,7 @@ Bytes read(const Store& store, uint32_t key) {
   return value;
 }
 
-std::vector<uint32_t> list(const Store& store) {
+std::vector<uint32_t> list(const ScopedStore& store) {
   std::vector<uint32_t> keys(1000);
   const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
   keys.resize(count < 0 ? 0 : static_cast<size_t>(count));
@@ -57,7 +57,7 @@ void put(Bytes& image, size_t at, const Bytes& bytes) {
 
 TEST(SyscfgTest, EachByteIsInItsPlaceAfterAddingThreeKeysAndDeletingTheSecond) {
   const MemoryArea area(erased());
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   ASSERT_EQ(add(store, kOpts, {1, 2, 3, 4}), 0);
   ASSERT_EQ(add(store, 0x11223344, counting(30)), 0);
   ASSERT_EQ(add(store, 0x55667788, counting(20)), 0);
@@ -110,7 +110,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
     Bytes contents = model.image();
     putWord(contents, at, word);
     const MemoryArea area(contents);
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     EXPECT_EQ(imageOf(store), isKept ? contents : formatted);
     EXPECT_EQ(area.bytes, contents);
     EXPECT_EQ(area.writes, 0);
@@ -119,7 +119,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
 
 TEST(SyscfgTest, TheAreaChangesOnlyByAFlushOrAWriteBack) {
   const MemoryArea area(erased());
-  Store store = openStore(area);
+  ScopedStore store = openStore(area);
   add(store, 1, {1});
   store.reset();
   EXPECT_EQ(area.bytes, erased());
@@ -142,7 +142,7 @@ TEST(SyscfgTest, ShortValuesReadBackAsSixteenBytesAndLongOnesExactly) {
   for (const size_t length : {0U, 1U, 15U, 16U, 17U, 20U}) {
     SCOPED_TRACE(length);
     const MemoryArea area(erased());
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     ASSERT_EQ(
         syscfg__add_key(store.get(), kOpts, length ? counting(length).data() : nullptr, length), 0);
     Bytes expected = counting(length);
@@ -156,7 +156,7 @@ TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
   put(contents, 0, StoreModel(8192).image());
   std::fill(contents.begin() + 24, contents.end(), uint8_t{0xAA});
   const MemoryArea area(contents);
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   ASSERT_EQ(add(store, 1, {9}), 0);
   ASSERT_EQ(add(store, 2, counting(17)), 0);
   EXPECT_EQ(std::count(store->image + 29, store->image + 44, 0xAA), 15);
@@ -166,7 +166,7 @@ TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
 
 TEST(SyscfgTest, AnAreaHolds408InlineKeys) {
   const MemoryArea area(erased());
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   for (uint32_t key = 0; key < 408; ++key) ASSERT_EQ(add(store, key, counting(16)), 0) << key;
   EXPECT_EQ(add(store, 408, {}), -1);
   EXPECT_EQ(add(store, 5, {1}), 0) << "a replaced key makes its own room";
@@ -176,7 +176,7 @@ TEST(SyscfgTest, AnAreaHolds408InlineKeys) {
 
 TEST(SyscfgTest, TheLargestValueOfAnEmptyAreaHas8148Bytes) {
   const MemoryArea area(erased());
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   EXPECT_EQ(add(store, kOpts, counting(8149)), -1);
   EXPECT_EQ(add(store, kOpts, counting(8148)), 0);
   EXPECT_EQ(read(store, kOpts), counting(8148));
@@ -186,7 +186,7 @@ TEST(SyscfgTest, ReplacingAKeyWithAValueThatDoesNotFitLeavesItAbsent) {
   for (const size_t length : {size_t{8149}, SIZE_MAX / 2, SIZE_MAX - 3, SIZE_MAX - 2, SIZE_MAX}) {
     SCOPED_TRACE(length);
     const MemoryArea area(erased());
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     ASSERT_EQ(add(store, kOpts, {1}), 0);
     EXPECT_EQ(syscfg__add_key(store.get(), kOpts, counting(8149).data(), length), -1);
     EXPECT_EQ(imageOf(store), StoreModel(8192).image());
@@ -195,7 +195,7 @@ TEST(SyscfgTest, ReplacingAKeyWithAValueThatDoesNotFitLeavesItAbsent) {
 
 TEST(SyscfgTest, ListingNeedsRoomForAllKeysAndOtherwiseStoresNone) {
   const MemoryArea area(erased());
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), 0);
   add(store, 1, {});
   add(store, 2, counting(17));
@@ -210,7 +210,7 @@ TEST(SyscfgTest, ListingNeedsRoomForAllKeysAndOtherwiseStoresNone) {
 
 TEST(SyscfgTest, TheMarkerAsAKeyMeansTheFirstIndirectEntryAsIfItWereInline) {
   const MemoryArea area(erased());
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   EXPECT_EQ(read(store, kMarker), Bytes());
   add(store, 1, {});
   add(store, 0x02030405, counting(17));
@@ -225,7 +225,7 @@ TEST(SyscfgTest, ValuesAreStackedFromAreaSizeRoundedDownToWords) {
   Bytes contents = erased(200);
   put(contents, 0, StoreModel(103).image());
   const MemoryArea area(contents);
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   EXPECT_EQ(add(store, 1, counting(57)), -1);
   EXPECT_EQ(add(store, 1, counting(56)), 0);
   EXPECT_EQ(Bytes(store->image + 44, store->image + 100), counting(56));
@@ -235,7 +235,7 @@ TEST(SyscfgTest, AnAreaTooSmallForAnEntryIsAnEmptyStoreThatNothingFitsIn) {
   for (size_t size = 0; size < 44; ++size) {
     SCOPED_TRACE(size);
     const MemoryArea area(erased(size));
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     EXPECT_EQ(imageOf(store), size < 24 ? erased(size) : StoreModel(size).image());
     EXPECT_EQ(add(store, kOpts, {}), -1);
     EXPECT_EQ(syscfg__read_key(store.get(), kOpts, nullptr, nullptr), -1);
@@ -266,7 +266,7 @@ TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
     Bytes contents = model.image();
     putWord(contents, at, word);
     const MemoryArea area(contents);
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     EXPECT_EQ(syscfg__read_key(store.get(), 2, nullptr, nullptr), -1);
     EXPECT_EQ(syscfg__del_key(store.get(), 2), -1);
     EXPECT_EQ(imageOf(store), contents);
@@ -286,7 +286,7 @@ TEST(SyscfgTest, ACountThatTheImageCannotHoldLeavesOnlyReading) {
     Bytes contents = model.image();
     putWord(contents, 20, count);
     const MemoryArea area(contents);
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     uint32_t key = 77;
     EXPECT_EQ(syscfg__list_key(store.get(), &key, SIZE_MAX), -1);
     EXPECT_EQ(key, 77U);
@@ -302,7 +302,7 @@ TEST(SyscfgTest, AnAreaSizeInsideTheHeaderStillTakesInlineKeysButNoOthers) {
   putWord(contents, 4, 0);
   putWord(contents, 8, 20);
   const MemoryArea area(contents);
-  const Store store = openStore(area);
+  const ScopedStore store = openStore(area);
   EXPECT_EQ(add(store, 1, counting(17)), -1);
   EXPECT_EQ(imageOf(store), contents);
   EXPECT_EQ(add(store, 1, counting(16)), 0);
@@ -319,7 +319,7 @@ TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
   for (const auto& [size, keys, longest] : cases) {
     SCOPED_TRACE(size);
     const MemoryArea area(erased(size));
-    const Store store = openStore(area);
+    const ScopedStore store = openStore(area);
     StoreModel model(size);
     for (int step = 0; step < 50000; ++step) {
       const uint32_t key = kOpts + below(keys, random);

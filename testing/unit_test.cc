@@ -5,6 +5,8 @@
 #include <iterator>
 #include <regex>
 
+#include "log/log.h"
+
 namespace corvane::testing {
 
 TemporaryFolder::TemporaryFolder() {
@@ -28,7 +30,7 @@ UnitTest::~UnitTest() { host::VirtualDevice::setFaults(""); }
 std::vector<std::string> UnitTest::logLines() const {
   static const std::regex stamp(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )");
   std::vector<std::string> lines;
-  const auto file = _unit.filePath("/private/var/logs/CorvaneTov/log.txt");
+  const auto file = _unit.filePath(kLogFile);
   for (const std::string& line : splitLines(readText(file))) {
     std::smatch match;
     EXPECT_TRUE(std::regex_search(line, match, stamp)) << line;

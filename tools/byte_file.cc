@@ -6,17 +6,12 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
+#include "platform/scoped_file.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 [[noreturn]] void fail(ExitStatus status, const std::string& path) {
   throw CommandError(status, path + ": " + std::strerror(errno));
@@ -24,7 +19,7 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 
 /// Writes a new file, or into what is no regular file.
 bool writeTo(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
-  File file(std::fopen(path.c_str(), "wb"));
+  ScopedFile file(std::fopen(path.c_str(), "wb"));
   if (!file) return false;
   const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
   return std::fclose(file.release()) == 0 && isWritten;
@@ -33,8 +28,8 @@ bool writeTo(const std::filesystem::path& path, std::span<const uint8_t> bytes) 
 }  // namespace
 
 FileBytes readFile(const std::string& path, size_t limit) {
-  const File file(path == "-" ? ::fdopen(::dup(STDIN_FILENO), "rb")
-                              : std::fopen(path.c_str(), "rb"));
+  const ScopedFile file(path == "-" ? ::fdopen(::dup(STDIN_FILENO), "rb")
+                                    : std::fopen(path.c_str(), "rb"));
   if (!file) fail(kUsage, path);
   std::vector<uint8_t> bytes;
   std::vector<uint8_t> chunk(size_t{64} * 1024);

@@ -5,7 +5,7 @@
 
 #include "controlbits/control_bits.h"
 #include "device/device.h"
-#include "device/options.h"
+#include "device/models.h"
 #include "device/power.h"
 #include "platform/registry.h"
 #include "platform/text.h"
@@ -64,7 +64,7 @@ Json facts() {
                 {"compass", Device::hasCompass()},
                 {"gyroscope", Device::hasGyro()},
                 {"baseband", Device::hasBaseband()}};
-  if (model.is_string() && model.get<std::string>().starts_with(kModelWithOptions)) {
+  if (model.is_string() && modelOf(model.get<std::string>()).baseband == Presence::kOptions) {
     facts["options"] = optionsOrNull();
   }
   facts["batteryPercent"] = batteryOrNull();

@@ -4,12 +4,10 @@
 #include <cstdint>
 #include <functional>
 
+#include "log/log.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
-
-/// The test log, as the device knows it.
-inline constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
 
 /// Runs `write` and sees whether the log grew by the number of whole lines that it returns: the
 /// library says nothing of a line that it cannot write, and a disk may be full within one. Throws

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"
+#include "controlbits/record_chain.h"
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
@@ -25,8 +26,7 @@ Chain readUnitChain() {
     throw CommandError(kNotReady, "the records cannot be read");
   }
   const std::span contents(bytes, length);
-  Chain chain =
-      readChain<time_t>([contents](size_t slot) { return recordInSlot<time_t>(contents, slot); });
+  Chain chain = readChain<time_t>(contents);
   if (chain.end == ChainEnd::kUnreadable) {
     throw CommandError(kNotReady, "the data set ends after " + std::to_string(length) +
                                       " bytes, before the chain of records does");

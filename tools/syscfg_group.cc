@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "controlbits/control_bits.h"
+#include "syscfg/memory_store.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/inspect/area_report.h"
@@ -15,7 +16,6 @@
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/memory_store.h"
 
 namespace corvane::tools {
 namespace {

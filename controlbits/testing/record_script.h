@@ -1,13 +1,16 @@
 #ifndef CORVANE_CONTROLBITS_TESTING_RECORD_SCRIPT_H_
 #define CORVANE_CONTROLBITS_TESTING_RECORD_SCRIPT_H_
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "controlbits/record_chain.h"
+#include "platform/text.h"
 
 namespace corvane::testing {
 
@@ -28,11 +31,13 @@ class MemoryRecords final : public RecordArea {
     std::memcpy(&bytes[offset], source, length);
     return 0;
   }
-  void report(CFStringRef message, CFStringRef, int32_t) override {
-    reports.push_back(utf8Bytes(message));
+  void report(CFStringRef message, CFStringRef testName, int32_t indentation) override {
+    reports.push_back(std::string(4 * static_cast<size_t>(indentation), ' ') +
+                      (testName ? utf8Bytes(testName) + ": " : "") + utf8Bytes(message));
   }
 
   Bytes bytes;
+  /// As lines of the test log.
   std::vector<std::string> reports;
 };
 

@@ -8,9 +8,15 @@
 #include <utility>
 #include <vector>
 
-#include "syscfg/testing/memory_area.h"
+#include "syscfg/memory_store.h"
 
 namespace corvane::testing {
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes imageOf(const ScopedStore& store) {
+  return {store->image, store->image + store->size};
+}
 
 inline void putWord(Bytes& image, size_t at, size_t word) {
   for (size_t index = 0; index < 4; ++index) {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "syscfg/area_format.h"
-#include "syscfg/testing/memory_area.h"
+#include "syscfg/testing/store_model.h"
 
 namespace corvane::testing {
 
@@ -28,7 +28,7 @@ class StoreScript {
   /// Each step is four bytes: operation, key, and the value's length.
   const char* run(const Bytes& script) {
     if (const char* wrong = checkRoundTrip()) return wrong;
-    Store store = openStore(_area);
+    ScopedStore store = openStore(_area);
     for (size_t at = 0; at + 4 <= script.size(); at += 4) {
       const uint32_t key = kScriptKeys[script[at + 1] % std::size(kScriptKeys)];
       const size_t length = script[at + 2] + size_t{256} * (script[at + 3] % 64);
@@ -67,7 +67,7 @@ class StoreScript {
                                                     : "a written area was formatted again";
   }
 
-  static std::optional<std::vector<uint32_t>> listKeys(const Store& store) {
+  static std::optional<std::vector<uint32_t>> listKeys(const ScopedStore& store) {
     std::vector<uint32_t> keys(store->size);
     const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
     if (count < 0) return std::nullopt;
@@ -75,7 +75,7 @@ class StoreScript {
     return keys;
   }
 
-  static std::optional<Bytes> readKey(const Store& store, uint32_t key) {
+  static std::optional<Bytes> readKey(const ScopedStore& store, uint32_t key) {
     Bytes value(store->size);
     size_t length = 0;
     if (syscfg__read_key(store.get(), key, value.data(), &length) != 0) return std::nullopt;
@@ -84,7 +84,7 @@ class StoreScript {
     return value;
   }
 
-  static const char* checkAdd(const Store& store, uint32_t key, const Bytes& value) {
+  static const char* checkAdd(const ScopedStore& store, uint32_t key, const Bytes& value) {
     const auto keys = listKeys(store);
     if (syscfg__add_key(store.get(), key, value.data(), value.size()) != 0) return nullptr;
     if (!keys) return "a table beyond the image was added to";
@@ -100,18 +100,18 @@ class StoreScript {
     return nullptr;
   }
 
-  static const char* checkDelete(const Store& store, uint32_t key) {
+  static const char* checkDelete(const ScopedStore& store, uint32_t key) {
     const Bytes before = imageOf(store);
     const bool isDeleted = syscfg__del_key(store.get(), key) == 0;
     return isDeleted || imageOf(store) == before ? nullptr : "a refused delete changed the image";
   }
 
-  static const char* checkRead(const Store& store, uint32_t key) {
+  static const char* checkRead(const ScopedStore& store, uint32_t key) {
     const auto value = readKey(store, key);
     return !value || value->size() <= store->size ? nullptr : "a value is longer than the area";
   }
 
-  static const char* checkList(const Store& store, size_t capacity) {
+  static const char* checkList(const ScopedStore& store, size_t capacity) {
     std::vector<uint32_t> keys(capacity);
     const int32_t count = syscfg__list_key(store.get(), keys.data(), capacity);
     if (count < -1 || count > static_cast<int32_t>(capacity)) return "a list exceeds its capacity";

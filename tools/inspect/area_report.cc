@@ -5,8 +5,8 @@
 #include <functional>
 #include <set>
 
+#include "syscfg/memory_store.h"
 #include "tools/inspect/value_text.h"
-#include "tools/memory_store.h"
 
 namespace corvane::tools {
 namespace {
@@ -57,7 +57,7 @@ class Reporter {
   void checkHeader() {
     const auto header = area::load<area::Header>(_image.data());
     _report.header = header;
-    for (const area::HeaderCheck& check : area::kHeaderChecks) {
+    for (const area::HeaderCheck& check : area::headerChecks()) {
       _report.checks.push_back({check.condition, check.holds(header, _image.size())});
     }
     _report.isHeaderSound = area::isHeaderSound(_image.data(), _image.size());

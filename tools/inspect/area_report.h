@@ -7,13 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "dataarea/nor_access.h"
 #include "syscfg/area_format.h"
 #include "tools/inspect/finding.h"
 
 namespace corvane::tools {
 
 /// Size of the configuration area of every device, in bytes.
-inline constexpr size_t kDeviceAreaSize = 8192;
+inline constexpr size_t kDeviceAreaSize = kConfigurationAreaSize;
 
 /// One entry of a configuration area's table.
 struct AreaEntry {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "controlbits/record_chain.h"
 #include "tools/inspect/value_text.h"
 
 namespace corvane::tools {
@@ -52,8 +53,7 @@ class Reporter {
   }
 
   void readRecords() {
-    const RecordChain<Time> chain =
-        readChain<Time>([this](size_t slot) { return recordInSlot<Time>(_contents, slot); });
+    const auto chain = readChain<Time>(_contents);
     for (size_t slot = 0; slot < chain.records.size(); ++slot) {
       _report.records.push_back(recordLine(slot, chain.records[slot]));
       _report.plausibility += checkRecord(slot, chain.records[slot]) ? 1 : -1;

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <random>
 
-#include "tools/memory_store.h"
+#include "syscfg/memory_store.h"
 
 namespace corvane::tools {
 namespace {

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/scoped_file.h"
 #include "tools/json_output.h"
 #include "tools/ps/process_table.h"
 
@@ -17,11 +17,6 @@ namespace corvane::tools {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 [[noreturn]] void fail(const std::string& file) {
   throw CommandError(kFailed, file + ": " + std::strerror(errno));
@@ -61,7 +56,7 @@ bool ClockPace::waitUntil(Seconds time) {
 
 ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
                   const std::function<std::vector<ProcessSample>()>& sample) {
-  const File output(std::fopen(file.c_str(), "wx"));
+  const ScopedFile output(std::fopen(file.c_str(), "wx"));
   if (!output) fail(file);
   sample();
   // The first line needs a reading to measure from.

@@ -1,0 +1,17 @@
+#ifndef CORVANE_PLATFORM_SCOPED_FILE_H_
+#define CORVANE_PLATFORM_SCOPED_FILE_H_
+
+#include <cstdio>
+#include <memory>
+
+namespace corvane {
+
+struct FileCloser {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+/// An open stream, which is closed with its owner.
+using ScopedFile = std::unique_ptr<std::FILE, FileCloser>;
+
+}  // namespace corvane
+
+#endif  // CORVANE_PLATFORM_SCOPED_FILE_H_
