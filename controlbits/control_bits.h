@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "../dataarea/nor_access.h"
 #include "../platform/cf_ref.h"
 #include "../platform/export.h"
 #include "control_bit_byte.h"

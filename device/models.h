@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "controlbits/control_bits.h"
-#include "dataarea/nor_access.h"
 
 namespace corvane {
 
