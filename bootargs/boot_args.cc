@@ -1,5 +1,7 @@
 #include "bootargs/boot_args.h"
 
+#include <exception>
+
 #include "log/log.h"
 #include "platform/registry.h"
 #include "platform/system_log.h"
@@ -45,7 +47,7 @@ bool contains(CFStringRef text, CFStringRef word) {
 
 }  // namespace
 
-CFStringRef copyBootArgs(void) {
+CFStringRef copyBootArgs(void) try {
   const IOObject options(IORegistryEntryFromPath(kIOMasterPortDefault, "IODeviceTree:/options"));
   if (!options) {
     NSLog(CFSTR("No registry entry for IODeviceTree:/options\n"));
@@ -54,14 +56,18 @@ CFStringRef copyBootArgs(void) {
   CFRef<CFTypeRef> value = copyProperty(options, CFSTR("boot-args"));
   if (!value || CFGetTypeID(value.get()) != CFStringGetTypeID()) return nullptr;
   return static_cast<CFStringRef>(value.release());
+} catch (const std::exception&) {
+  return nullptr;
 }
 
-bool hasBootArg(CFStringRef word) {
+bool hasBootArg(CFStringRef word) try {
   const CFRef<CFStringRef> current(copyBootArgs());
   return current && contains(current.get(), word);
+} catch (const std::exception&) {
+  return false;
 }
 
-void setBootArgs(CFStringRef value) {
+void setBootArgs(CFStringRef value) try {
   mach_port_t masterPort = MACH_PORT_NULL;
   if (IOMasterPort(bootstrap_port, &masterPort) != KERN_SUCCESS || masterPort == MACH_PORT_NULL) {
     Log::writeDebug(formatText(CFSTR("Unable to set boot-args: %@"), value).get(), CFSTR("Corvane"),
@@ -71,19 +77,22 @@ void setBootArgs(CFStringRef value) {
   // A missing service and a refused value go unnoticed: nobody is told of either.
   const IOObject nvram = firstService("IODTNVRAM", masterPort);
   IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), value);
+} catch (const std::exception&) {
 }
 
-void addBootArg(CFStringRef word) {
+void addBootArg(CFStringRef word) try {
   if (!word) return;
   const CFRef<CFStringRef> current(copyBootArgs());
   const CFRef<CFStringRef> added = trimmed(word);
   // Adding never creates the variable.
   if (!current || contains(current.get(), added.get())) return;
   setBootArgs(formatText(CFSTR("%@ %@"), current.get(), added.get()).get());
+} catch (const std::exception&) {
 }
 
-void removeBootArg(CFStringRef word) {
+void removeBootArg(CFStringRef word) try {
   const CFRef<CFStringRef> current(copyBootArgs());
   // Written also when it is unchanged, or absent.
   setBootArgs(corvane::replacingText(current.get(), word, CFSTR("")).get());
+} catch (const std::exception&) {
 }

@@ -1,4 +1,5 @@
 #include <ctime>
+#include <exception>
 
 #include "controlbits/control_bits.h"
 #include "controlbits/record_chain.h"
@@ -25,15 +26,19 @@ class DataSetRecords final : public RecordArea {
 
 }  // namespace
 
-CFRef<CFMutableArrayRef> ControlBits::readDiagnosticRecord() {
+CFRef<CFMutableArrayRef> ControlBits::readDiagnosticRecord() try {
   DataSetRecords area;
   return listRecords<time_t>(area);
+} catch (const std::exception&) {
+  return {};
 }
 
 bool ControlBits::writeDiagnosticsRecord(uint8_t station, int32_t testResult,
-                                         CFStringRef diagnosticData) {
+                                         CFStringRef diagnosticData) try {
   DataSetRecords area;
   return appendRecord<time_t>(area, {time(nullptr), station, testResult, diagnosticData});
+} catch (const std::exception&) {
+  return false;
 }
 
 }  // namespace corvane

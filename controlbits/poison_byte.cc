@@ -1,5 +1,7 @@
 #include "controlbits/poison_byte.h"
 
+#include <exception>
+
 #include "controlbits/control_bits.h"
 #include "controlbits/conventions.h"
 #include "dataarea/bits.h"
@@ -9,7 +11,7 @@
 
 namespace corvane {
 
-void ControlBits::writePoisonByte(uint8_t offset, bool setPoisonByte) {
+void ControlBits::writePoisonByte(uint8_t offset, bool setPoisonByte) try {
   uint8_t byte = 0;
   if (readBits(offset, 1, &byte, diagnosticDataSet()) != 0) {
     return logLine(CFSTR("Read Poison Byte failed"));
@@ -25,6 +27,7 @@ void ControlBits::writePoisonByte(uint8_t offset, bool setPoisonByte) {
   if (writeBits(offset, 1, &byte, 1, diagnosticDataSet()) != 0) {
     logLine(CFSTR("Writing Poison Byte failed"));
   }
+} catch (const std::exception&) {
 }
 
 }  // namespace corvane

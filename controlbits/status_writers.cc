@@ -1,4 +1,5 @@
 #include <array>
+#include <exception>
 #include <span>
 
 #include "controlbits/control_bits.h"
@@ -54,7 +55,7 @@ void writeFixedByte(uint32_t offset, int32_t status, const FixedByteTexts& texts
 
 }  // namespace
 
-void ControlBits::writeControlBits(int32_t offset, int32_t status, int32_t count) {
+void ControlBits::writeControlBits(int32_t offset, int32_t status, int32_t count) try {
   const auto place = static_cast<uint32_t>(offset);
   uint8_t byte = readByte(place, CFSTR("readBits failed during writeControlBits"));
 
@@ -69,9 +70,10 @@ void ControlBits::writeControlBits(int32_t offset, int32_t status, int32_t count
 
   logLine(CFSTR("writeControlBits perform the changes"));
   writeByte(place, byte, CFSTR("writeControlBits failed (result=%d)"));
+} catch (const std::exception&) {
 }
 
-void ControlBits::writeCorvaneStatus(int32_t status) {
+void ControlBits::writeCorvaneStatus(int32_t status) try {
   const std::array statusLines = {
       CFSTR("writeStatus kCorvaneCotnrolBitsPassed"),
       CFSTR("writeStatus kCorvaneControlBitsIncompleteTest"),
@@ -83,9 +85,10 @@ void ControlBits::writeCorvaneStatus(int32_t status) {
                   CFSTR("FATAL ERROR bad Corvane state passed to "
                         "writeCorvaneStatus:(CorvaneControlBitStatus)status"),
                   CFSTR("writeCorvaneStatus perform the changes")});
+} catch (const std::exception&) {
 }
 
-void ControlBits::writeLogCollectionStatus(int32_t status) {
+void ControlBits::writeLogCollectionStatus(int32_t status) try {
   const std::array statusLines = {
       CFSTR("writeStatus kLogCollectionControlBitsComplete"),
       CFSTR("writeStatus kLogCollectionControlBitsIncomplete"),
@@ -95,6 +98,7 @@ void ControlBits::writeLogCollectionStatus(int32_t status) {
                   CFSTR("FATAL ERROR bad Log Collection state passed to "
                         "writeLogCollectionStatus:(LogCollectionControlBitStatus)status"),
                   CFSTR("writeLogCollectionStatus perform the changes")});
+} catch (const std::exception&) {
 }
 
 }  // namespace corvane

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include "dataarea/data_area.h"
@@ -86,7 +87,7 @@ uint32_t verify(uint32_t offset, uint32_t length, const void* bytes, CFStringRef
 
 }  // namespace
 
-uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringRef set) {
+uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringRef set) try {
   Log::writeDebug(CFSTR("Read bits"), CFSTR("Control Bits"), 0);
   const uint8_t* bytes = nullptr;
   uint32_t available = 0;
@@ -103,10 +104,12 @@ uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringR
   if (length > 0) std::memcpy(destination, bytes + offset, length);
   Log::writeDebug(CFSTR("Read bits success"), nullptr, 1);
   return 0;
+} catch (const std::exception&) {
+  return kDataAreaFailure;
 }
 
 uint32_t writeBits(uint32_t offset, uint32_t length, const void* bytes, int32_t commit,
-                   CFStringRef set) {
+                   CFStringRef set) try {
   Log::writeDebug(CFSTR("Write bits"), CFSTR("Control Bits"), 0);
   const int64_t wideOffset = offset;
   const CFRef<CFNumberRef> offsetNumber(
@@ -131,4 +134,6 @@ uint32_t writeBits(uint32_t offset, uint32_t length, const void* bytes, int32_t 
   const uint32_t result = sendRequest(request.get());
   if (result != 0 || length == 0) return result;
   return verify(offset, length, bytes, set);
+} catch (const std::exception&) {
+  return kDataAreaFailure;
 }

@@ -3,6 +3,8 @@
 #include <IOKit/IOKitLib.h>
 #include <mach/mach.h>
 
+#include <exception>
+
 #include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/cf_ref.h"
@@ -18,13 +20,15 @@ using corvane::Log;
 uint32_t gMasterPort = 0;
 uint32_t gDataArea = 0;
 
-uint32_t getMasterPort(void) {
+uint32_t getMasterPort(void) try {
   if (IOMasterPort(bootstrap_port, &gMasterPort) == KERN_SUCCESS) return 0;
   corvane::reportOnStandardError("Failed to get master device port.\n");
   return 1;
+} catch (const std::exception&) {
+  return 1;
 }
 
-uint32_t getDataArea(void) {
+uint32_t getDataArea(void) try {
   mach_timespec_t waitTime = {20, 0};
   kern_return_t result = IOKitWaitQuiet(gMasterPort, &waitTime);
   if (result != KERN_SUCCESS) return static_cast<uint32_t>(result);
@@ -39,9 +43,11 @@ uint32_t getDataArea(void) {
   if (gDataArea != IO_OBJECT_NULL) return 0;
   NSLog(CFSTR("ControlBits: Get data area failure."));
   return kDataAreaFailure;
+} catch (const std::exception&) {
+  return kDataAreaFailure;
 }
 
-uint32_t getDataAreaBytePtr(const uint8_t** bytes, uint32_t* length, CFStringRef set) {
+uint32_t getDataAreaBytePtr(const uint8_t** bytes, uint32_t* length, CFStringRef set) try {
   // Keeps the bytes readable until the next call; the caller copies them at once.
   static CFRef<CFTypeRef> current;
 
@@ -60,4 +66,6 @@ uint32_t getDataAreaBytePtr(const uint8_t** bytes, uint32_t* length, CFStringRef
   *bytes = CFDataGetBytePtr(data);
   current = std::move(property);
   return 1;
+} catch (const std::exception&) {
+  return 0;
 }

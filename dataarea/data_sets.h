@@ -4,14 +4,24 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
+#include <exception>
 
 namespace corvane {
 
-/// The data set of the control-bit bytes and the diagnostic records.
-inline CFStringRef diagnosticDataSet() { return CFSTR("VelmoDiagnosticData"); }
+/// The data set of the control-bit bytes and the diagnostic records. Null, which names no data set,
+/// when there is no memory for its name.
+inline CFStringRef diagnosticDataSet() noexcept try {
+  return CFSTR("VelmoDiagnosticData");
+} catch (const std::exception&) {
+  return nullptr;
+}
 
-/// The data set that holds the configuration area.
-inline CFStringRef configurationDataSet() { return CFSTR("VelmoDiagnosticDataSysCfg"); }
+/// The data set that holds the configuration area; null as above.
+inline CFStringRef configurationDataSet() noexcept try {
+  return CFSTR("VelmoDiagnosticDataSysCfg");
+} catch (const std::exception&) {
+  return nullptr;
+}
 
 /// What the data-area functions return for a failure of their own. Where a platform call fails they
 /// return its code instead.

@@ -2,12 +2,23 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <exception>
 
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "platform/system_log.h"
 
 using corvane::configurationDataSet;
+
+namespace {
+
+/// Writes a line of the system log; without memory there is none.
+void report(CFStringRef (*format)(), uint32_t status) try {
+  NSLog(format(), status);
+} catch (const std::exception&) {
+}
+
+}  // namespace
 
 const nor_access_table ferrox_nor_access = {ferrox_nor_size, ferrox_nor_read, ferrox_nor_write,
                                             nullptr};
@@ -21,7 +32,7 @@ void ferrox_nor_read(const nor_access_table* access, void* destination) {
   const uint32_t status = _sysCfg
                               ? readBits(0, kConfigurationAreaSize, _sysCfg, configurationDataSet())
                               : corvane::kDataAreaFailure;
-  if (status != 0) NSLog(CFSTR("Failed to read sysCfg: Error %d"), status);
+  if (status != 0) report([] { return CFSTR("Failed to read sysCfg: Error %d"); }, status);
 
   const size_t size = access->size(access);
   const size_t staged = _sysCfg ? std::min<size_t>(size, kConfigurationAreaSize) : 0;
@@ -31,5 +42,5 @@ void ferrox_nor_read(const nor_access_table* access, void* destination) {
 
 void ferrox_nor_write(const nor_access_table*, const void* source) {
   const uint32_t status = writeBits(0, kConfigurationAreaSize, source, 1, configurationDataSet());
-  if (status != 0) NSLog(CFSTR("Failed to write sysCfg: Error %d"), status);
+  if (status != 0) report([] { return CFSTR("Failed to write sysCfg: Error %d"); }, status);
 }

@@ -1,6 +1,9 @@
 #include "device/device.h"
 
+#include <cstddef>
 #include <cstring>
+#include <exception>
+#include <new>
 
 #include "controlbits/control_bits.h"
 #include "device/models.h"
@@ -29,7 +32,8 @@ bool optionsHoldUmts() {
   return std::strstr(options->c_str(), "UMTS") != nullptr;
 }
 
-bool isPresent(Presence presence) {
+/// Returns whether the device has the part. Without memory to find out, it has none.
+bool isPresent(Presence presence) try {
   switch (presence) {
     case Presence::kNo:
       return false;
@@ -41,11 +45,15 @@ bool isPresent(Presence presence) {
       return optionsHoldUmts();
   }
   return false;
+} catch (const std::exception&) {
+  return false;
 }
 
-/// Returns whether the device has the part, by its name, which is asked for once.
-bool hasPart(Presence Model::*part) {
-  return isPresent(modelOf(utf8Bytes(Device::sharedInstance()->deviceName())).*part);
+/// Returns the device's model, for which its name is asked for once.
+const Model& model() try {
+  return modelOf(utf8Bytes(Device::sharedInstance()->deviceName()));
+} catch (const std::exception&) {
+  return kUnknownModel;
 }
 
 }  // namespace
@@ -53,11 +61,13 @@ bool hasPart(Presence Model::*part) {
 Device* Device::sharedInstance() { return gSharedInstance ? gSharedInstance : init(); }
 
 Device* Device::init() {
-  if (!gSharedInstance) gSharedInstance = new Device;
+  // In static storage, so that there is an instance without memory, too.
+  alignas(Device) static std::byte storage[sizeof(Device)];
+  if (!gSharedInstance) gSharedInstance = new (storage) Device;
   return gSharedInstance;
 }
 
-CFStringRef Device::deviceName() {
+CFStringRef Device::deviceName() try {
   if (_deviceName) return _deviceName.get();
   const IOObject expert = firstService("IOPlatformExpertDevice");
   if (!expert) return nullptr;
@@ -67,30 +77,36 @@ CFStringRef Device::deviceName() {
     _deviceName.reset(CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8));
   }
   return _deviceName.get();
+} catch (const std::exception&) {
+  return nullptr;
 }
 
-CFDictionaryRef Device::versionDict() {
+CFDictionaryRef Device::versionDict() try {
   if (!_versionDict) {
     _versionDict =
         copyDictionaryFromFile(devicePath("/System/Library/CoreServices/SystemVersion.plist"));
   }
   return _versionDict.get();
+} catch (const std::exception&) {
+  return nullptr;
 }
 
-CFStringRef Device::productBuildVersion() {
+CFStringRef Device::productBuildVersion() try {
   const CFDictionaryRef version = sharedInstance()->versionDict();
   if (!version) return nullptr;
   const CFTypeRef build = CFDictionaryGetValue(version, CFSTR("ProductBuildVersion"));
   return build && CFGetTypeID(build) == CFStringGetTypeID() ? static_cast<CFStringRef>(build)
                                                             : nullptr;
+} catch (const std::exception&) {
+  return nullptr;
 }
 
-bool Device::hasWiFi() { return hasPart(&Model::wifi); }
+bool Device::hasWiFi() { return isPresent(model().wifi); }
 
-bool Device::hasCompass() { return hasPart(&Model::compass); }
+bool Device::hasCompass() { return isPresent(model().compass); }
 
-bool Device::hasGyro() { return hasPart(&Model::gyroscope); }
+bool Device::hasGyro() { return isPresent(model().gyroscope); }
 
-bool Device::hasBaseband() { return hasPart(&Model::baseband); }
+bool Device::hasBaseband() { return isPresent(model().baseband); }
 
 }  // namespace corvane

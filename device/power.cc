@@ -1,5 +1,7 @@
 #include "device/power.h"
 
+#include <exception>
+
 #include "log/log.h"
 #include "platform/property.h"
 #include "platform/registry.h"
@@ -19,7 +21,7 @@ constexpr char kPowerSource[] = "IOPMPowerSource";
 
 }  // namespace
 
-int32_t getBatteryCapacity(void) {
+int32_t getBatteryCapacity(void) try {
   const IOObject source = firstService(kPowerSource);
   if (!source) return -1;
   const CFRef<CFTypeRef> current = copyProperty(source, CFSTR("CurrentCapacity"));
@@ -32,11 +34,15 @@ int32_t getBatteryCapacity(void) {
   Log::writeDebug(corvane::formatText(CFSTR("Battery Capacity = %d"), percent).get(),
                   CFSTR("Corvane"), 0);
   return percent;
+} catch (const std::exception&) {
+  return -1;
 }
 
-bool externalPowerConnected(void) {
+bool externalPowerConnected(void) try {
   const IOObject source = firstService(kPowerSource);
   if (!source) return false;
   const CFRef<CFTypeRef> connected = copyProperty(source, CFSTR("ExternalConnected"));
   return corvane::isTrue(connected.get());
+} catch (const std::exception&) {
+  return false;
 }

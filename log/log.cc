@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -51,7 +52,7 @@ void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) 
   const auto line = lineOf(message, testName, indentation);
   NSLog(CFSTR("%@"), message);
   write(line.get());
-} catch (...) {
+} catch (const std::exception&) {
   // Without memory the line is dropped.
 }
 
@@ -71,7 +72,7 @@ void Log::write(CFStringRef line) try {
   std::fwrite(bytes.data(), 1, bytes.size(), file.get());
   std::fputc('\n', file.get());
   std::fflush(file.get());
-} catch (...) {
+} catch (const std::exception&) {
   // Without memory the line is dropped.
 }
 
@@ -82,7 +83,7 @@ void Log::writePalvireMessage(CFStringRef message, CFStringRef sid, CFStringRef 
 }
 
 CFRef<CFStringRef> Log::formatPalvireMessage(CFStringRef message, CFStringRef sid,
-                                             CFStringRef msgType) {
+                                             CFStringRef msgType) try {
   const CFRef<CFStringRef> time = timeText(CFSTR("%04d/%02d/%02d %02d:%02d:%02d"), localTimeNow());
   const CFRef<CFStringRef> sidText = replacingText(sid, CFSTR("\""), CFSTR("'"));
   const CFRef<CFStringRef> typeText = replacingText(msgType, CFSTR("\""), CFSTR(""));
@@ -90,6 +91,8 @@ CFRef<CFStringRef> Log::formatPalvireMessage(CFStringRef message, CFStringRef si
   return formatText(CFSTR("context=\"\",ts=\"%@\",sid=\"%@\",msg-type=\"%@\"%@%@"), time.get(),
                     sidText.get(), typeText.get(), hasMessage ? CFSTR(",") : CFSTR(""),
                     message ? message : CFSTR(""));
+} catch (const std::exception&) {
+  return {};
 }
 
 }  // namespace corvane

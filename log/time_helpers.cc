@@ -1,5 +1,7 @@
 #include "log/time_helpers.h"
 
+#include <exception>
+
 #include "log/local_time.h"
 
 using corvane::wrappingAdd;
@@ -10,12 +12,14 @@ struct tm* getTime(void) {
   return localtime(&now);
 }
 
-CFStringRef stringForTime(const struct tm* time) {
+CFStringRef stringForTime(const struct tm* time) try {
   return corvane::timeText(CFSTR("%04d-%02d-%02d %02d:%02d:%02d"), *time).release();
+} catch (const std::exception&) {
+  return nullptr;
 }
 
 CFStringRef getTimeDifference(int32_t startHour, int32_t startMinute, int32_t startSecond,
-                              int32_t endHour, int32_t endMinute, int32_t endSecond) {
+                              int32_t endHour, int32_t endMinute, int32_t endSecond) try {
   int32_t hours = wrappingSubtract(endHour, startHour);
   if (endHour < startHour) hours = wrappingAdd(hours, 24);
 
@@ -32,4 +36,6 @@ CFStringRef getTimeDifference(int32_t startHour, int32_t startMinute, int32_t st
   }
   return CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, CFSTR("%02d:%02d:%02d"), hours,
                                   minutes, seconds);
+} catch (const std::exception&) {
+  return nullptr;
 }

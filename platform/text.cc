@@ -27,11 +27,12 @@ std::string utf8Bytes(CFStringRef string) {
 
 CFRef<CFStringRef> replacingText(CFStringRef text, CFStringRef find, CFStringRef replacement) {
   if (!text) return {};
-  const CFMutableStringRef copy = CFStringCreateMutableCopy(kCFAllocatorDefault, 0, text);
+  CFRef<CFMutableStringRef> copy(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, text));
   if (copy) {
-    CFStringFindAndReplace(copy, find, replacement, CFRangeMake(0, CFStringGetLength(copy)), 0);
+    CFStringFindAndReplace(copy.get(), find, replacement,
+                           CFRangeMake(0, CFStringGetLength(copy.get())), 0);
   }
-  return CFRef<CFStringRef>(copy);
+  return CFRef<CFStringRef>(copy.release());
 }
 
 }  // namespace corvane

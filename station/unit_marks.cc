@@ -99,12 +99,6 @@ const char* statusName(uint8_t controlBitByte) {
   return kNames[testStatusOf(controlBitByte)];
 }
 
-int failCountOf(uint8_t controlBitByte) {
-  const auto* code = std::find(std::begin(gFailCountMap), std::end(gFailCountMap),
-                               failCountCodeOf(controlBitByte));
-  return static_cast<int>(code - std::begin(gFailCountMap));
-}
-
 void MarkedByte::write(uint8_t value) {
   const uint32_t result = writeBits(_offset, 1, &value, 1, kDiagnosticSet);
   _value = value;

@@ -42,8 +42,6 @@ uint8_t readUnitByte(uint32_t offset);
 
 /// "passed", "incomplete", "failed" or "not-tested".
 const char* statusName(uint8_t controlBitByte);
-/// The fail count, 0 to 7, of a control-bit byte.
-int failCountOf(uint8_t controlBitByte);
 /// One of a station's places: a byte of "VelmoDiagnosticData" and what was last written there.
 class MarkedByte {
  public:

@@ -31,12 +31,6 @@ std::string statusName(uint8_t byte, const StatusNames& names) {
   return "status " + std::to_string(status);
 }
 
-int failCount(uint8_t byte) {
-  int count = 0;
-  while (gFailCountMap[count] != failCountCodeOf(byte)) ++count;
-  return count;
-}
-
 std::string hexByte(uint8_t byte) {
   std::array<char, 5> text{};
   std::snprintf(text.data(), text.size(), "0x%02x", byte);
@@ -52,7 +46,7 @@ nlohmann::ordered_json controlBitAsJson(size_t offset, uint8_t byte) {
   nlohmann::ordered_json json = {{"offset", offset},
                                  {"byte", byte},
                                  {"status", statusName(byte, testStatusNames())},
-                                 {"failCount", failCount(byte)},
+                                 {"failCount", failCountOf(byte)},
                                  {"upperBits", byte >> 5}};
   if (!useOf(offset).empty()) json["use"] = useOf(offset);
   return json;

@@ -17,9 +17,6 @@ const StatusNames& logCollectionStatusNames();
 /// The name among `names` of the byte's status; "status 2" when it has none.
 std::string statusName(uint8_t byte, const StatusNames& names);
 
-/// The fail count, 0 to 7, that the byte's code stands for.
-int failCount(uint8_t byte);
-
 /// "0x0a".
 std::string hexByte(uint8_t byte);
 

@@ -51,7 +51,7 @@ ExitStatus show(const ShowOptions& options) {
     const uint32_t offset = options.from + i;
     json.push_back(controlBitAsJson(offset, bytes[i]));
     table.addRow({std::to_string(offset), hexByte(bytes[i]),
-                  statusName(bytes[i], testStatusNames()), std::to_string(failCount(bytes[i])),
+                  statusName(bytes[i], testStatusNames()), std::to_string(failCountOf(bytes[i])),
                   useOf(offset)});
   }
   if (options.json) {
@@ -66,7 +66,7 @@ ExitStatus show(const ShowOptions& options) {
 void printByte(uint32_t offset, uint8_t byte, bool json) {
   if (json) return printJson(controlBitAsJson(offset, byte));
   std::cout << "offset " << offset << ": " << hexByte(byte) << ", "
-            << statusName(byte, testStatusNames()) << ", fail count " << failCount(byte) << "\n";
+            << statusName(byte, testStatusNames()) << ", fail count " << failCountOf(byte) << "\n";
 }
 
 /// Runs `write` and sees whether the byte at `offset` became what `change` makes of it. The

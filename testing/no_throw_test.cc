@@ -1,0 +1,120 @@
+#include <atomic>
+#include <climits>
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+#include "bootargs/boot_args.h"
+#include "controlbits/control_bits.h"
+#include "dataarea/bits.h"
+#include "dataarea/data_area.h"
+#include "device/device.h"
+#include "device/power.h"
+#include "log/log.h"
+#include "log/log_collection.h"
+#include "log/time_helpers.h"
+#include "testing/unit_test.h"
+
+namespace {
+
+/// How many allocations succeed before each one fails; negative: none fails.
+std::atomic<long> gAllowedAllocations = -1;
+std::atomic<bool> gHasFailed = false;
+
+}  // namespace
+
+// The platform stand-in's own functions may lose what they hold when memory runs out.
+extern "C" CORVANE_EXPORT int __lsan_is_turned_off() { return 1; }
+
+void* operator new(size_t size) {
+  long allowed = gAllowedAllocations.load();
+  while (allowed > 0 && !gAllowedAllocations.compare_exchange_weak(allowed, allowed - 1)) {
+  }
+  if (allowed == 0) {
+    gHasFailed = true;
+    throw std::bad_alloc();
+  }
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace corvane {
+namespace {
+
+using testing::cfString;
+
+class NoThrowTest : public corvane::testing::UnitTest {};
+
+TEST_F(NoThrowTest, NoOperationThrowsWhenMemoryRunsOutAtAnyPoint) {
+  ASSERT_EQ(ControlBits::getReady(), 0);
+  Log::write(CFSTR("made before"), nullptr, 0);
+  const CFRef<CFStringRef> text = cfString("text"), word = cfString("word");
+  const CFStringRef set = CFSTR("VelmoDiagnosticData");
+  const uint8_t byte = 0x41;
+  uint8_t read = 0;
+  const uint8_t* bytes = nullptr;
+  uint32_t length = 0;
+  const struct tm epoch {};
+  const std::pair<const char*, std::function<void()>> operations[] = {
+      {"getMasterPort", [] { getMasterPort(); }},
+      {"getDataArea", [] { getDataArea(); }},
+      {"getDataAreaBytePtr", [&] { getDataAreaBytePtr(&bytes, &length, set); }},
+      {"readBits", [&] { readBits(0, 1, &read, set); }},
+      {"writeBits", [&] { writeBits(0, 1, &byte, 1, set); }},
+      {"writeBits without a set", [&] { writeBits(0, 1, &byte, 1, nullptr); }},
+      {"getReady", [] { ControlBits::getReady(); }},
+      {"readControlBitsBytes", [&] { ControlBits::readControlBitsBytes(&read, 1); }},
+      {"writeControlBits", [] { ControlBits::writeControlBits(30, 1, 9); }},
+      {"writeCorvaneStatus", [] { ControlBits::writeCorvaneStatus(5); }},
+      {"writeLogCollectionStatus", [] { ControlBits::writeLogCollectionStatus(5); }},
+      {"writePoisonByte", [] { ControlBits::writePoisonByte(200, true); }},
+      {"readDiagnosticRecord", [] { ControlBits::readDiagnosticRecord(); }},
+      {"writeDiagnosticsRecord", [&] { ControlBits::writeDiagnosticsRecord(1, 2, text.get()); }},
+      {"copyBootArgs", [] { CFRef<CFStringRef>{copyBootArgs()}; }},
+      {"hasBootArg", [&] { hasBootArg(word.get()); }},
+      {"addBootArg", [&] { addBootArg(word.get()); }},
+      {"removeBootArg", [&] { removeBootArg(word.get()); }},
+      {"deviceName", [] { Device::sharedInstance()->deviceName(); }},
+      {"hasBaseband", [] { Device::hasBaseband(); }},
+      {"hasWiFi", [] { Device::hasWiFi(); }},
+      {"productBuildVersion", [] { Device::productBuildVersion(); }},
+      {"getBatteryCapacity", [] { getBatteryCapacity(); }},
+      {"externalPowerConnected", [] { externalPowerConnected(); }},
+      {"write", [&] { Log::write(text.get(), word.get(), 3); }},
+      {"writePalvireMessage",
+       [&] { Log::writePalvireMessage(text.get(), word.get(), word.get()); }},
+      {"logsCollected", [] { logsCollected(); }},
+      {"stringForTime", [&] { CFRef<CFStringRef>{stringForTime(&epoch)}; }},
+      {"getTimeDifference", [] { CFRef<CFStringRef>{getTimeDifference(1, 2, 3, 4, 5, 6)}; }},
+  };
+  ::testing::internal::CaptureStderr();
+  for (const auto& [name, operation] : operations) {
+    long allowed = -1;
+    do {
+      gHasFailed = false;
+      gAllowedAllocations = ++allowed;
+      try {
+        operation();
+        gAllowedAllocations = -1;
+      } catch (...) {
+        gAllowedAllocations = -1;
+        ADD_FAILURE() << name << " throws after " << allowed << " allocations";
+      }
+    } while (gHasFailed && allowed < 2000);
+    EXPECT_LT(allowed, 2000) << name;
+  }
+  ::testing::internal::GetCapturedStderr();
+}
+
+TEST_F(NoThrowTest, AnEndlessIndentationDropsTheLine) {
+  Log::write(CFSTR("dropped"), nullptr, INT_MAX);
+  Log::write(CFSTR("kept"), nullptr, 100'000);
+  ASSERT_EQ(logLines().size(), 1u);
+  EXPECT_EQ(logLines()[0], std::string(400'000, ' ') + "kept");
+  EXPECT_EQ(_unit.systemLog(), (std::vector<std::string>{"dropped", "kept"}));
+}
+
+}  // namespace
+}  // namespace corvane
