@@ -1,33 +1,38 @@
 #!/usr/bin/env bash
-# Installs a build into a temporary prefix and uses it as a station developer would: a program built with
-# nothing but pkg-config, the same with the CMake package; and libcorvane.so exports what it is to
-# export and nothing else.
+# Installs a build into a temporary prefix, whose path has blanks, and uses it as a station developer would:
+# a program built with nothing but pkg-config, the same with the CMake package; and libcorvane.so exports what
+# it is to export and nothing else.
 #
 #     install_test.sh BUILD_FOLDER CXX [CXXFLAG...]
 set -euo pipefail
 
 build=$1 cxx=$2 source=$(cd "$(dirname "$0")/.." && pwd)
 shift 2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+work=$(mktemp -d)/"a path with blanks"
+mkdir "$work"
+trap 'rm -rf "$(dirname "$work")"' EXIT
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
 mv "$prefix" "$work/moved"
 prefix=$work/moved
 libraries=$(dirname "$(find "$prefix" -name libcorvane.so)")
-# What pkg-config says stands unquoted below: it is several words.
 export PKG_CONFIG_PATH=$libraries/pkgconfig
+# What pkg-config prints is quoted for a shell.
+header_flags=() flags=() station_flags=()
+eval "header_flags=($(pkg-config --cflags corvane))"
+eval "flags=($(pkg-config --cflags --libs corvane))"
+eval "station_flags=($(pkg-config --cflags --libs corvane-station))"
 
 echo "== exported names"
-nm --dynamic --defined-only --demangle "$libraries/libcorvane.so" | cut -d' ' -f3- |
-  grep -v '__odr_asan' | LC_ALL=C sort >"$work/exported"
-LC_ALL=C sort "$source/testing/exported_names.txt" | diff - "$work/exported"
+"$source/testing/exported_names_test.sh" "$libraries/libcorvane.so"
 
 echo "== every installed header stands alone"
-for header in $(cd "$prefix/include" && find . -name '*.h' | sort); do
+cd "$prefix/include"
+find . -name '*.h' -print0 | while IFS= read -r -d '' header; do
   "$cxx" "$@" -std=c++20 -Wall -Wextra -Wconversion -Werror -fsyntax-only \
-    $(pkg-config --cflags corvane) -x c++ "$prefix/include/$header"
+    "${header_flags[@]}" -include "$header" -x c++ /dev/null
 done
+cd "$work"
 
 echo "== a program with pkg-config"
 cat >"$work/station.cc" <<'CC'
@@ -46,14 +51,14 @@ int main(int, char** argv) {
   return now && unit.dataSet("VelmoDiagnosticData")[18] == 0xFC ? 0 : 1;
 }
 CC
-"$cxx" "$@" -std=c++20 "$work/station.cc" $(pkg-config --cflags --libs corvane) -o "$work/station"
+"$cxx" "$@" -std=c++20 "$work/station.cc" "${flags[@]}" -o "$work/station"
 "$work/station" "$work/unit"
 grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"
 CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed
 
 echo "== the burn-in station with pkg-config"
 "$cxx" "$@" -std=c++20 "$source"/examples/burn_in_station.cc "$source"/examples/load/*.cc \
-  $(pkg-config --cflags --libs corvane-station) -o "$work/burn_in_station"
+  "${station_flags[@]}" -o "$work/burn_in_station"
 CORVANE_DEVICE=$work/burnt-in "$work/burn_in_station" --seconds 1 --memory 1 --folder "$work" |
   grep -q '^result  passed'
 
@@ -73,7 +78,7 @@ int main(void) {
 }
 C
 "$cxx" "$@" -x c -std=c11 -Wall -Wextra -Werror "$work/station.c" -x none \
-  $(pkg-config --cflags --libs corvane) -o "$work/c-station"
+  "${flags[@]}" -o "$work/c-station"
 CORVANE_DEVICE=$work/unit "$work/c-station"
 
 echo "== a program with the CMake package"
