@@ -22,7 +22,7 @@
 using corvane::station::CommandLine;
 using corvane::station::Phase;
 using corvane::station::Profile;
-using corvane::station::Run;
+using corvane::station::TestRun;
 
 namespace {
 
@@ -84,7 +84,7 @@ void loadCores(Phase& phase, const Options& options, const char* unit, double pe
   watch.measure(phase);
 }
 
-void burnIn(Run& run, const Options& options) {
+void burnIn(TestRun& run, const Options& options) {
   run.phase("arithmetic", [&](Phase& phase) {
     loadCores(phase, options, "rounds/s", 1, [&](int core) -> load::Round {
       if (core == options.badCore) return [] { return std::string("pretends to be bad"); };
@@ -115,5 +115,5 @@ int main(int argc, char** argv) {
   line.addNumber("--memory", options.memoryPercent, 1, 90, "percent of the free memory to walk");
   line.addNumber("--bad-core", options.badCore, 0, 4095, "pretends that this core is bad");
   line.addText("--folder", options.folder, "where the storage is checked");
-  return line.run(argc, argv, kBurnIn, [&](Run& run) { burnIn(run, options); });
+  return line.run(argc, argv, kBurnIn, [&](TestRun& run) { burnIn(run, options); });
 }

@@ -87,7 +87,7 @@ void CommandLine::printHelp(std::string_view program) const {
 }
 
 int CommandLine::run(int argc, char** argv, const Profile& profile,
-                     const std::function<void(Run&)>& body) {
+                     const std::function<void(TestRun&)>& body) {
   std::string results;
   RunOptions options;
   CommandLine line(*this);

@@ -17,7 +17,7 @@ namespace corvane::station {
 ///     int seconds = 10;
 ///     CommandLine line("Burns a unit in.");
 ///     line.addNumber("--seconds", seconds, 1, 86400, "how long the load runs");
-///     return line.run(argc, argv, kStation, [&](Run& run) { ... });
+///     return line.run(argc, argv, kStation, [&](TestRun& run) { ... });
 class CORVANE_EXPORT CommandLine {
  public:
   /// `purpose` is the first line of the help text.
@@ -32,7 +32,7 @@ class CORVANE_EXPORT CommandLine {
 
   /// Reads the arguments, runs the station and returns the exit status for `main`: the outcome's,
   /// 0 after --help, or 2, with a line on standard error, for arguments that are wrong.
-  int run(int argc, char** argv, const Profile& profile, const std::function<void(Run&)>& body);
+  int run(int argc, char** argv, const Profile& profile, const std::function<void(TestRun&)>& body);
 
  private:
   struct Option {

@@ -117,7 +117,7 @@ RunState::RunState(const Profile& profile, const RunOptions& options)
   _results.identify(profile.name, options.unit);
 }
 
-Outcome RunState::execute(const std::function<void(Run&)>& body) {
+Outcome RunState::execute(const std::function<void(TestRun&)>& body) {
   Outcome outcome;
   try {
     begin();
@@ -193,8 +193,8 @@ void RunState::refuseUnlessFit(const UnitFacts& facts, const std::vector<Record>
 
 // ---- During
 
-void RunState::runBody(const std::function<void(Run&)>& body) {
-  Run run(*this);
+void RunState::runBody(const std::function<void(TestRun&)>& body) {
+  TestRun run(*this);
   try {
     body(run);
   } catch (const std::exception& error) {

@@ -26,9 +26,9 @@ class RunState {
   RunState(const Profile& profile, const RunOptions& options);
 
   /// Runs the station; once.
-  Outcome execute(const std::function<void(Run&)>& body);
+  Outcome execute(const std::function<void(TestRun&)>& body);
 
-  /// What Run and Phase offer.
+  /// What TestRun and Phase offer.
   bool phase(std::string_view name, const std::function<void(Phase&)>& body);
   bool measure(std::string_view name, double value, std::string_view unit, const Limits& limits);
   void fail(std::string_view reason);
@@ -50,7 +50,7 @@ class RunState {
   /// Refuses the unit, or marks it.
   void begin();
   void refuseUnlessFit(const UnitFacts& facts, const std::vector<Record>& records) const;
-  void runBody(const std::function<void(Run&)>& body);
+  void runBody(const std::function<void(TestRun&)>& body);
   void endPhase();
   /// Leaves the result on the unit and reads it back.
   Outcome leaveVerdict();

@@ -67,16 +67,16 @@ void Phase::progress(double fraction) { _state.progress(fraction); }
 bool Phase::wait(std::chrono::milliseconds duration) { return _state.wait(duration); }
 bool Phase::isInterrupted() const { return _state.isInterrupted(); }
 
-bool Run::phase(std::string_view name, const std::function<void(Phase&)>& body) {
+bool TestRun::phase(std::string_view name, const std::function<void(Phase&)>& body) {
   return _state.phase(name, body);
 }
-void Run::log(std::string_view text) { _state.log(text, 1); }
-void Run::setRecordText(std::string_view text) { _state.setRecordText(text); }
-uint32_t Run::count() const { return _state.count(); }
-bool Run::isPassing() const { return _state.isPassing(); }
+void TestRun::log(std::string_view text) { _state.log(text, 1); }
+void TestRun::setRecordText(std::string_view text) { _state.setRecordText(text); }
+uint32_t TestRun::count() const { return _state.count(); }
+bool TestRun::isPassing() const { return _state.isPassing(); }
 
 Outcome run(const Profile& profile, const RunOptions& options,
-            const std::function<void(Run&)>& body) noexcept {
+            const std::function<void(TestRun&)>& body) noexcept {
   try {
     const std::string fault = faultOf(profile);
     if (!fault.empty()) return misused(profile, fault);

@@ -18,7 +18,7 @@
 ///
 ///     const Profile kStation = {.name = "burn-in", .number = 7, .statusOffset = 20,
 ///                               .poisonOffset = 21, .runCountKey = "BRUN"};
-///     const Outcome outcome = run(kStation, {}, [](Run& run) {
+///     const Outcome outcome = run(kStation, {}, [](TestRun& run) {
 ///       run.phase("speaker", [](Phase& phase) {
 ///         phase.measure("loudness", measureLoudness(), "dB", {.lower = 60, .upper = 75});
 ///       });
@@ -135,10 +135,10 @@ class CORVANE_EXPORT Phase {
 };
 
 /// A run in progress.
-class CORVANE_EXPORT Run {
+class CORVANE_EXPORT TestRun {
  public:
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
+  TestRun(const TestRun&) = delete;
+  TestRun& operator=(const TestRun&) = delete;
 
   /// Runs `body` as the phase `name`, and returns whether it passed: nothing failed in it, and
   /// nothing was thrown. An exception fails the run and ends it: like after an interruption, every
@@ -161,7 +161,7 @@ class CORVANE_EXPORT Run {
 
  private:
   friend class RunState;
-  explicit Run(RunState& state) : _state(state) {}
+  explicit TestRun(RunState& state) : _state(state) {}
 
   RunState& _state;
 };
@@ -171,7 +171,7 @@ class CORVANE_EXPORT Run {
 /// last, the status with the fail count, and reads all of them back. A run without a phase fails,
 /// and so does one whose body throws. Nothing is thrown from here.
 CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
-                           const std::function<void(Run&)>& body) noexcept;
+                           const std::function<void(TestRun&)>& body) noexcept;
 
 }  // namespace corvane::station
 

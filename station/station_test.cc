@@ -1,0 +1,357 @@
+#include "station/station.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "station/command_line.h"
+#include "station/record_text.h"
+#include "testing/unit_test.h"
+
+namespace corvane::station {
+namespace {
+
+using corvane::testing::readText;
+using corvane::testing::splitLines;
+using corvane::testing::UnitTest;
+using nlohmann::json;
+
+const Profile kStation = {
+    .name = "speaker", .number = 8, .statusOffset = 20, .poisonOffset = 21, .runCountKey = "SPKR"};
+
+/// What a unit's files hold, read by this test's own understanding of their layout.
+struct Held {
+  explicit Held(const std::filesystem::path& unit) {
+    const std::string data = readText(unit / "data/VelmoDiagnosticData.bin");
+    status = static_cast<uint8_t>(data[20]);
+    poison = static_cast<uint8_t>(data[21]);
+    for (size_t slot = 128; slot < 128 + 20 * 24; slot += 24) {
+      const auto flags = static_cast<uint8_t>(data[slot + 9]);
+      if (data.substr(slot, 8) == std::string("\xFF\xFF\xFF\xFF\0\0\0\0", 8) && (flags & 0x40))
+        break;
+      records.push_back(std::to_string(static_cast<uint8_t>(data[slot + 8])) + "/" +
+                        std::to_string(flags >> 4 & 3) + "/" + data.substr(slot + 10, 14).c_str());
+      if (!(flags & 0x40)) break;
+    }
+    const std::string area = readText(unit / "data/VelmoDiagnosticDataSysCfg.bin");
+    const auto word = [&](size_t offset) {
+      uint32_t value = 0;
+      std::memcpy(&value, &area[offset], sizeof value);
+      return value;
+    };
+    for (size_t entry = 24; entry < 24 + 20 * word(20); entry += 20) {
+      const uint32_t key = word(entry);
+      keys[{static_cast<char>(key >> 24), static_cast<char>(key >> 16), static_cast<char>(key >> 8),
+            static_cast<char>(key)}] = word(entry + 4);
+    }
+  }
+
+  uint8_t status = 0;
+  uint8_t poison = 0;
+  std::vector<std::string> records;  ///< "STATION/RESULT/TEXT"
+  std::map<std::string, uint32_t> keys;
+};
+
+void passingBody(TestRun& run) {
+  run.phase("tone", [](Phase& phase) { phase.measure("loudness", 61, "dB", {.lower = 60}); });
+}
+void failingBody(TestRun& run) {
+  run.phase("tone", [](Phase& phase) { phase.measure("loudness", 59, "dB", {.lower = 60}); });
+}
+
+class StationTest : public UnitTest {
+ protected:
+  std::filesystem::path resultsFile() const { return _folder.path() / "results.jsonl"; }
+  Outcome runStation(const std::function<void(TestRun&)>& body, const Profile& profile = kStation) {
+    return run(profile, {.results = resultsFile(), .unit = "SN1", .isQuiet = true}, body);
+  }
+  std::vector<json> results() const {
+    std::vector<json> lines;
+    for (const std::string& line : splitLines(readText(resultsFile()))) {
+      lines.push_back(json::parse(line));
+    }
+    return lines;
+  }
+  Held held() const { return Held(_unit.folder()); }
+  void setByte(size_t offset, uint8_t value) {
+    std::vector<uint8_t> data = _unit.dataSet("VelmoDiagnosticData");
+    data[offset] = value;
+    _unit.setDataSet("VelmoDiagnosticData", data);
+  }
+};
+
+TEST_F(StationTest, ARunLeavesItsVerdictCountAndRecord) {
+  EXPECT_EQ(runStation(passingBody).exitStatus(), 0);
+  EXPECT_EQ(held().status, 0xFC);
+  EXPECT_EQ(held().poison, 0xFC);
+  const Outcome failed = runStation(failingBody);
+  EXPECT_EQ(failed.exitStatus(), 1);
+  EXPECT_EQ(failed.reason, "tone: loudness is 59 dB, outside at least 60");
+  EXPECT_EQ(held().status, 0xFA) << "failed, one failure";
+  EXPECT_EQ(held().poison, 0xFE);
+  setByte(21, 0xFF);  // What a repair bench does.
+  EXPECT_EQ(runStation(passingBody).exitStatus(), 0);
+  EXPECT_EQ(held().status, 0xF8) << "passed, one failure";
+  EXPECT_EQ(held().records,
+            (std::vector<std::string>{"8/0/speaker ok", "8/2/loudness", "8/0/speaker ok"}));
+  EXPECT_EQ(held().keys.at("SPKR"), 3u);
+  EXPECT_NE(readText(_unit.filePath("/private/var/logs/CorvaneTov/log.txt"))
+                .find(R"(sid="speaker",msg-type="status",result="fail")"),
+            std::string::npos);
+}
+
+TEST_F(StationTest, WhatFailsARun) {
+  const struct {
+    const char* record;
+    std::function<void(TestRun&)> body;
+  } cases[] = {
+      {"no phase", [](TestRun&) {}},
+      {"crackles",
+       [](TestRun& run) { run.phase("p", [](Phase& phase) { phase.fail("crackles"); }); }},
+      {"p", [](TestRun& run) { run.phase("p", [](Phase&) { throw std::runtime_error("x"); }); }},
+      {"p", [](TestRun& run) { run.phase("p", [](Phase&) { throw 5; }); }},
+      {"exception",
+       [](TestRun& run) {
+         passingBody(run);
+         throw std::runtime_error("x");
+       }},
+      {"p", [](TestRun& run) { run.phase("p", [&](Phase&) { run.phase("q", [](Phase&) {}); }); }},
+      {"nan",
+       [](TestRun& run) { run.phase("p", [](Phase& phase) { phase.measure("nan", NAN); }); }},
+      {"high",
+       [](TestRun& run) {
+         run.phase("p", [](Phase& phase) { phase.measure("high", 2.1, "", {.upper = 2}); });
+         passingBody(run);
+       }},
+  };
+  for (const auto& [record, body] : cases) {
+    setByte(21, 0xFF);
+    EXPECT_EQ(runStation(body).verdict, Verdict::kFailed) << record;
+    EXPECT_EQ(held().status & 3, 2) << record;
+    EXPECT_EQ(held().poison, 0xFE) << record;
+    EXPECT_EQ(held().records.back(), std::string("8/2/") + record);
+  }
+  EXPECT_EQ(held().status, 0xEA) << "failed, and no more than seven failures";
+}
+
+TEST_F(StationTest, NoPhaseRunsAfterOneThatThrew) {
+  bool hasRun = false;
+  runStation([&](TestRun& run) {
+    EXPECT_FALSE(run.phase("p", [](Phase&) { throw 5; }));
+    EXPECT_FALSE(run.phase("q", [&](Phase&) { hasRun = true; }));
+  });
+  EXPECT_FALSE(hasRun);
+}
+
+TEST_F(StationTest, AnUnfitUnitIsRefusedAndLeftAlone) {
+  host::UnitFacts facts = _unit.facts();
+  facts.currentCapacity = 19;
+  facts.externalPower = false;
+  _unit.setFacts(facts);
+  Profile profile = kStation;
+  const auto expectRefusal = [&](const std::string& reason) {
+    const std::vector<uint8_t> before = _unit.dataSet("VelmoDiagnosticData");
+    const Outcome outcome = runStation(passingBody, profile);
+    EXPECT_EQ(outcome.exitStatus(), 3);
+    EXPECT_NE(outcome.reason.find(reason), std::string::npos) << outcome.reason;
+    EXPECT_EQ(_unit.dataSet("VelmoDiagnosticData"), before);
+    EXPECT_EQ(held().keys.count("SPKR"), 0u);
+    EXPECT_EQ(results().back()["verdict"], "refused");
+    profile.conditions = {};
+  };
+  profile.conditions.lowestBattery = 20;
+  expectRefusal("the battery's charge is 19 %");
+  profile.conditions.externalPower = true;
+  expectRefusal("external power is not connected");
+  profile.conditions.models = {"T31", "T35"};
+  expectRefusal("the model is T33AP");
+  setByte(30, 0xFE);
+  profile.conditions.earlierPoisonOffsets = {30};
+  expectRefusal("byte 30 holds 0xfe");
+  setByte(21, 0x02);
+  expectRefusal("byte 21 holds 0x02");
+  setByte(21, 0xFF);
+  std::vector<uint8_t> data = _unit.dataSet("VelmoDiagnosticData");
+  std::fill_n(data.begin() + 128, 20 * 24, uint8_t{0x41});
+  _unit.setDataSet("VelmoDiagnosticData", data);
+  expectRefusal("the chain of records is full: it holds 20");
+}
+
+TEST_F(StationTest, AConfigurationAreaThatIsNoStoreIsNotOverwritten) {
+  std::vector<uint8_t> area(8192, 0xFF);
+  area[5000] = 7;
+  _unit.setDataSet("VelmoDiagnosticDataSysCfg", area);
+  const Outcome outcome = runStation(passingBody);
+  EXPECT_EQ(outcome.verdict, Verdict::kUntrusted);
+  EXPECT_NE(outcome.reason.find("its header is damaged"), std::string::npos) << outcome.reason;
+  EXPECT_EQ(_unit.dataSet("VelmoDiagnosticDataSysCfg"), area);
+}
+
+TEST_F(StationTest, ARecordsTextIsCutAfterAWholeCharacter) {
+  const struct {
+    const char* text;
+    const char* fitting;
+  } cases[] = {{"thirteen char", "thirteen char"},
+               {"fourteen chars", "fourteen char"},
+               {"caf\xC3\xA9 caf\xC3\xA9 caf", "caf\xC3\xA9 caf\xC3\xA9 c"},
+               {"twelve char \xC3\xA9", "twelve char "},
+               {"\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A",
+                "\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A"},
+               {"a\nb\x7F\xC2\x85", "a?b??"},
+               {"\xFFx", "?x"}};
+  for (const auto& [text, fitting] : cases) {
+    EXPECT_EQ(textForRecord(text), fitting);
+    EXPECT_EQ(runStation([&](TestRun& run) {
+                run.setRecordText(text);
+                passingBody(run);
+              }).verdict,
+              Verdict::kPassed)
+        << text;
+    EXPECT_EQ(held().records.back(), std::string("8/0/") + fitting);
+  }
+}
+
+TEST_F(StationTest, ResultsTellTheRun) {
+  runStation([](TestRun& run) {
+    run.setRecordText("a text that is too long");
+    passingBody(run);
+  });
+  runStation(failingBody);
+  const std::vector<json> lines = results();
+  std::vector<std::string> types;
+  for (const json& line : lines) {
+    types.push_back(line["type"]);
+    EXPECT_EQ(line["schema"], 1);
+    EXPECT_EQ(line["station"], "speaker");
+    EXPECT_EQ(line["unit"], "SN1");
+  }
+  EXPECT_EQ(types, (std::vector<std::string>{"begin", "phaseBegin", "measurement", "phase",
+                                             "notice", "end", "begin", "phaseBegin", "measurement",
+                                             "phase", "end"}));
+  EXPECT_EQ(lines[0]["run"], lines[5]["run"]);
+  EXPECT_NE(lines[0]["run"], lines[6]["run"]);
+  EXPECT_EQ(lines[0]["facts"]["model"], "T33AP");
+  EXPECT_EQ(lines[0]["before"], json::parse(R"({"byte":255,"status":"not-tested","failCount":0})"));
+  EXPECT_EQ(lines[6]["count"], 2);
+  EXPECT_EQ(lines[8]["value"], 59.0);
+  EXPECT_EQ(lines[8]["lower"], 60.0);
+  EXPECT_EQ(lines[8]["upper"], nullptr);
+  EXPECT_EQ(lines[8]["inside"], false);
+  EXPECT_EQ(lines[9]["verdict"], "failed");
+  EXPECT_EQ(lines[10]["after"], json::parse(R"({"byte":250,"status":"failed","failCount":1})"));
+}
+
+TEST_F(StationTest, WithoutResultsThereIsNoVerdict) {
+  Outcome outcome =
+      run(kStation, {.results = _folder.path() / "no/folder", .isQuiet = true}, passingBody);
+  EXPECT_EQ(outcome.exitStatus(), 2);
+  EXPECT_EQ(held().status, 0xFF);
+  outcome = run(kStation, {.results = "/dev/full", .isQuiet = true}, passingBody);
+  EXPECT_EQ(outcome.exitStatus(), 3);
+  EXPECT_EQ(outcome.reason, "results file /dev/full: No space left on device");
+  EXPECT_NE(held().status & 3, 0) << "not passed";
+}
+
+TEST_F(StationTest, AWrongProfileIsRefusedBeforeTheUnitIsUsed) {
+  const std::function<void(Profile&)> mistakes[] = {
+      [](Profile& profile) { profile.name = ""; },
+      [](Profile& profile) { profile.statusOffset = 128; },
+      [](Profile& profile) { profile.poisonOffset = 128; },
+      [](Profile& profile) { profile.poisonOffset = 20; },
+      [](Profile& profile) { profile.runCountKey = "SPK"; },
+      [](Profile& profile) { profile.runCountKey = "CNTB"; },
+      [](Profile& profile) { profile.unitKey = "serial"; },
+      [](Profile& profile) { profile.conditions.earlierPoisonOffsets = {128}; }};
+  for (const auto& mistake : mistakes) {
+    Profile profile = kStation;
+    mistake(profile);
+    EXPECT_EQ(runStation(passingBody, profile).exitStatus(), 2);
+  }
+  EXPECT_FALSE(std::filesystem::exists(resultsFile()));
+  EXPECT_EQ(held().status, 0xFF);
+}
+
+TEST_F(StationTest, TheCommandLineIsCheckedBeforeTheUnitIsUsed) {
+  int number = 0;
+  std::string text;
+  bool flag = false;
+  CommandLine line("Tests.");
+  line.addNumber("--number", number, 1, 9, "a number");
+  line.addText("--text", text, "a text");
+  line.addFlag("--flag", flag, "a flag");
+  const auto runWith = [&](std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), {"/bin/speaker", "--quiet"});
+    return line.run(static_cast<int>(arguments.size()), const_cast<char**>(arguments.data()),
+                    kStation, passingBody);
+  };
+  const std::vector<const char*> wrong[] = {{"--number", "10"},
+                                            {"--number", "0"},
+                                            {"--number", "5x"},
+                                            {"--number", ""},
+                                            {"--number"},
+                                            {"--numbers", "5"},
+                                            {"5"},
+                                            {"--flag=yes"},
+                                            {"--text", ""}};
+  for (const auto& arguments : wrong) EXPECT_EQ(runWith(arguments), 2) << arguments[0];
+  EXPECT_EQ(held().status, 0xFF);
+  const std::string results = "--results=" + resultsFile().string();
+  EXPECT_EQ(runWith({"--number=7", "--text", "a b", "--flag", results.c_str(), "--unit", "SN2"}),
+            0);
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(text, "a b");
+  EXPECT_TRUE(flag);
+  EXPECT_EQ(this->results().back()["unit"], "SN2");
+}
+
+/// Runs the station in a process of its own; `kill` is called with its id.
+int runInChild(const std::function<int()>& station, const std::function<void(pid_t)>& kill) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(station());
+  kill(child);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+void waitForLine(const std::filesystem::path& file, const std::string& text) {
+  for (int i = 0; i < 1000 && readText(file).find(text) == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
+  const std::function<void(Phase&)> bodies[] = {
+      [](Phase& phase) { EXPECT_FALSE(phase.wait(std::chrono::minutes(1))); },
+      [](Phase&) { std::this_thread::sleep_for(std::chrono::minutes(1)); }};
+  for (const auto& body : bodies) {
+    std::filesystem::remove(resultsFile());
+    const int status = runInChild(
+        [&] {
+          return runStation([&](TestRun& run) {
+                   run.phase("slow", body);
+                   run.phase("later", [](Phase&) { ::_exit(99); });
+                 })
+              .exitStatus();
+        },
+        [&](pid_t child) {
+          waitForLine(resultsFile(), "phaseBegin");
+          ::kill(child, SIGTERM);
+        });
+    EXPECT_EQ(status, 128 + SIGTERM);
+    EXPECT_EQ(held().status & 3, 1);
+    EXPECT_EQ(results().back()["type"], "end");
+    EXPECT_EQ(results().back()["verdict"], "incomplete");
+    EXPECT_NE(readText(_unit.filePath("/private/var/logs/CorvaneTov/log.txt"))
+                  .find("speaker: end: incomplete: interrupted by SIGTERM"),
+              std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace corvane::station
