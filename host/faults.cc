@@ -168,6 +168,15 @@ class RuleBook {
     return {};
   }
 
+  std::map<std::string, uint64_t> callsMade() {
+    const std::lock_guard lock(_mutex);
+    std::map<std::string, uint64_t> calls;
+    for (size_t call = 0; call < kCalls.size(); ++call) {
+      if (_counts[call] > 0) calls.emplace(kCalls[call].name, _counts[call]);
+    }
+    return calls;
+  }
+
   void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) {
     const std::lock_guard lock(_mutex);
     for (const StuckByte& byte : _rules.stuck) {
@@ -200,5 +209,7 @@ void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) {
 }
 
 std::string setFaultRules(std::string_view rules) { return ruleBook().replace(rules); }
+
+std::map<std::string, uint64_t> callsMade() { return ruleBook().callsMade(); }
 
 }  // namespace corvane::host

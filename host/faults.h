@@ -2,6 +2,7 @@
 #define CORVANE_HOST_FAULTS_H_
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -27,6 +28,10 @@ void applyStuckBytes(std::string_view set, std::span<uint8_t> contents);
 /// Replaces this process's rules and starts counting afresh. Returns what is wrong with the first
 /// rule that cannot be used, and changes nothing then; an empty text when all is well.
 std::string setFaultRules(std::string_view rules);
+
+/// How often each function that a rule can name was called since the rules were set; those that
+/// were not called are left out. Calls are counted only while there are rules.
+std::map<std::string, uint64_t> callsMade();
 
 }  // namespace corvane::host
 

@@ -53,6 +53,8 @@ void VirtualDevice::setFaults(std::string_view rules) {
   if (const std::string fault = setFaultRules(rules); !fault.empty()) throw DeviceError(fault);
 }
 
+std::map<std::string, uint64_t> VirtualDevice::callsMade() { return host::callsMade(); }
+
 std::vector<std::string> VirtualDevice::systemLog() const {
   static const std::regex prefix(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} .*?\[\d+:\d+\] )");
   std::vector<std::string> messages;

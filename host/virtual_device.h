@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -59,6 +60,9 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// Replaces the fault rules of this process, which "$CORVANE_FAULTS" set at first, and counts
   /// calls afresh; an empty text takes all away. Throws DeviceError for a rule that cannot be used.
   static void setFaults(std::string_view rules);
+  /// How often this process called each function that a rule can name since it set its rules;
+  /// counted only while there are rules. With it a test fails a call's first and last occurrence.
+  static std::map<std::string, uint64_t> callsMade();
 
   /// What NSLog wrote, one message an element, without its time and process. Empty when there is
   /// none.

@@ -1,0 +1,186 @@
+// No fault, stuck byte or kill makes a station say what the unit does not hold.
+
+#include <signal.h>
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "controlbits/control_bits.h"
+#include "station/station.h"
+#include "station/testing/speaker_station.h"
+
+namespace corvane::station {
+namespace {
+
+using corvane::testing::readText;
+using corvane::testing::splitLines;
+using corvane::testing::UnitTest;
+using host::VirtualDevice;
+
+constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
+
+/// A station on units that another station used: a record, and a configuration key.
+class TrustTest : public UnitTest {
+ protected:
+  TrustTest() {
+    const uint32_t value = 4711;
+    EXPECT_EQ(ControlBits::getReady(), 0);
+    ControlBits::writeSystemConfig(reinterpret_cast<const uint8_t*>(&value), 4, kOtherKey);
+    ControlBits::writeDiagnosticsRecord(3, 0, CFSTR("earlier"));
+  }
+
+  /// A copy of the unit, in use.
+  VirtualDevice freshUnit() const {
+    const std::filesystem::path folder = _folder.path() / "copy";
+    std::filesystem::remove_all(folder);
+    std::filesystem::copy(
+        _unit.folder(), folder,
+        std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks);
+    VirtualDevice unit(folder);
+    unit.use();
+    return unit;
+  }
+
+  /// Runs the station on a fresh unit under `rules` and checks that what it says of its run is what
+  /// the unit's files hold.
+  Verdict tryRules(const std::string& rules, const std::function<void(TestRun&)>& body) {
+    const VirtualDevice unit = freshUnit();
+    const uint8_t statusBefore = Held(unit.folder()).status;
+    VirtualDevice::setFaults(rules);
+    const Outcome outcome = run(kStation, {.isQuiet = true}, body);
+    _callsMade = VirtualDevice::callsMade();
+    VirtualDevice::setFaults("");
+
+    SCOPED_TRACE(rules + ": " + outcome.reason);
+    const Held held(unit.folder());
+    _recordsOfOthers = held.records;
+    _otherKey = held.keys.at("KEEP");
+    if (outcome.verdict == Verdict::kPassed || outcome.verdict == Verdict::kFailed) {
+      const bool isPassed = outcome.verdict == Verdict::kPassed;
+      EXPECT_EQ(held.status, isPassed ? 0xFC : 0xFA);
+      EXPECT_EQ(held.poison, isPassed ? 0xFC : 0xFE);
+      EXPECT_EQ(held.records.size(), 2u);
+      EXPECT_EQ(held.records.back(), isPassed ? "8/0/speaker ok" : "8/2/loudness");
+      EXPECT_EQ(held.keys.at("SPKR"), 1u);
+    } else {
+      EXPECT_EQ(outcome.exitStatus(), 3);
+      EXPECT_NE(outcome.reason, "");
+      EXPECT_TRUE(held.status == statusBefore || (held.status & 3) == 1) << int{held.status};
+    }
+    return outcome.verdict;
+  }
+
+  /// The same with a fault that leaves what the unit's memory holds alone: nothing of other
+  /// stations may be lost.
+  Verdict tryCallFault(const std::string& rules, const std::function<void(TestRun&)>& body) {
+    const Verdict verdict = tryRules(rules, body);
+    EXPECT_EQ(_otherKey, 4711u) << rules;
+    EXPECT_EQ(_recordsOfOthers[0], "3/0/earlier") << rules;
+    return verdict;
+  }
+
+  std::vector<std::string> _recordsOfOthers;
+  uint32_t _otherKey = 0;
+  std::map<std::string, uint64_t> _callsMade;
+};
+
+class FailedCallTest : public TrustTest,
+                       public ::testing::WithParamInterface<void (*)(TestRun&)> {};
+
+TEST_P(FailedCallTest, NoFailedCallMakesAStationLie) {
+  tryCallFault("sysctl@1000000", GetParam());  // Counts the calls and fails none.
+  const std::map<std::string, uint64_t> callsMade = _callsMade;
+  EXPECT_GT(callsMade.at("IORegistryEntrySetCFProperties"), 4u);
+  int distrusted = 0;
+  for (const auto& [call, count] : callsMade) {
+    for (const uint64_t occurrence : std::set<uint64_t>{1, 2, count}) {
+      const std::string rule = call + "@" + std::to_string(occurrence);
+      distrusted += tryCallFault(rule, GetParam()) == Verdict::kUntrusted;
+    }
+  }
+  EXPECT_GT(distrusted, 10);
+}
+
+TEST_P(FailedCallTest, NoLostWriteMakesAStationLie) {
+  const std::string write = "IORegistryEntrySetCFProperties";
+  EXPECT_EQ(tryCallFault(write, GetParam()), Verdict::kUntrusted);
+  EXPECT_EQ(tryCallFault(write + "=0", GetParam()), Verdict::kUntrusted);
+  const uint64_t writes = 7;  // Of a run; the test of each call sees that there are so many.
+  for (uint64_t lost = 1; lost <= writes; ++lost) {
+    tryCallFault(write + "=0@" + std::to_string(lost), GetParam());
+    tryCallFault(write + "=0@" + std::to_string(lost) + "+", GetParam());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Verdicts, FailedCallTest, ::testing::Values(passingBody, failingBody));
+
+TEST_F(TrustTest, NoStuckByteMakesAStationLie) {
+  std::vector<std::string> bytes;
+  const auto add = [&](const char* set, size_t first, size_t last) {
+    for (size_t offset = first; offset <= last; ++offset) {
+      bytes.push_back("stuck:" + std::string(set) + ":" + std::to_string(offset) + "=");
+    }
+  };
+  add("VelmoDiagnosticData", 20, 21);
+  add("VelmoDiagnosticData", 128 + 24, 128 + 24 + 23);  // Its record's slot.
+  add("VelmoDiagnosticDataSysCfg", 20, 23);             // The number of keys.
+  add("VelmoDiagnosticDataSysCfg", 44, 51);             // Its key and the count.
+  int distrusted = 0;
+  for (const std::string& byte : bytes) {
+    for (const char* value : {"0x00", "0x02", "0x40", "0xfc", "0xfd", "0xff"}) {
+      distrusted += tryRules(byte + value, passingBody) == Verdict::kUntrusted;
+    }
+    tryRules(byte + "0xfe", failingBody);
+  }
+  EXPECT_GT(distrusted, 50);
+}
+
+TEST_F(TrustTest, AKilledRunShowsNoVerdictBeforeItsPhasesRan) {
+  constexpr int kKills = 60;
+  const std::filesystem::path results = _folder.path() / "results.jsonl";
+  const auto station = [&] {
+    return run(kStation, {.results = results, .isQuiet = true},
+               [](TestRun& run) {
+                 for (const char* name : {"one", "two", "three"}) {
+                   run.phase(name, [](Phase& phase) { phase.wait(std::chrono::milliseconds(4)); });
+                 }
+               })
+        .exitStatus();
+  };
+  freshUnit();
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(runInChild(station, [](pid_t) {}), 0);
+  const auto whole = std::chrono::steady_clock::now() - begin;
+
+  std::mt19937 random(20261121);
+  int verdicts = 0;
+  for (int i = 0; i < kKills; ++i) {
+    std::filesystem::remove(results);
+    const VirtualDevice unit = freshUnit();
+    runInChild(station, [&](pid_t child) {
+      std::this_thread::sleep_for(whole * std::uniform_real_distribution(0.0, 1.1)(random));
+      ::kill(child, SIGKILL);
+    });
+    const std::string text = readText(results);
+    EXPECT_TRUE(text.empty() || text.ends_with('\n'));
+    std::set<std::string> phases;
+    for (const std::string& line : splitLines(text)) {
+      const auto parsed = nlohmann::json::parse(line);
+      if (parsed["type"] == "phase") phases.insert(parsed["phase"]);
+    }
+    const Held held(unit.folder());
+    if ((held.status & 1) != 0) continue;  // Incomplete, or not tested yet.
+    ++verdicts;
+    EXPECT_EQ(phases.size(), 3u) << "the unit shows a verdict of a run that did not finish";
+    EXPECT_EQ(held.status, 0xFC);
+    EXPECT_EQ(held.poison, 0xFC);
+    EXPECT_EQ(held.records.back(), "8/0/speaker ok");
+  }
+  EXPECT_LT(verdicts, kKills);
+}
+
+}  // namespace
+}  // namespace corvane::station
