@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <span>
 
 #include "controlbits/control_bits.h"
 #include "dataarea/bits.h"
@@ -50,6 +51,20 @@ std::optional<std::vector<uint8_t>> valueOf(const MemoryStore& store, uint32_t k
   if (syscfg__read_key(store.get(), key, value.data(), &length) != 0) return std::nullopt;
   value.resize(length);
   return value;
+}
+
+/// Whether the area is a key store whose header agrees with itself, so that a key which is added
+/// lands in free space: it opens as it stands, and adding and removing a key restores the header.
+bool isStore(const std::vector<uint8_t>& area) {
+  constexpr size_t kHeaderSize = 24;
+  constexpr uint32_t kKeyOfNobody = 0xFFFFFFFE;
+  const uint8_t value[4] = {};
+  MemoryStore store(area);
+  if (!std::ranges::equal(store.image(), area)) return false;
+  if (syscfg__add_key(store.get(), kKeyOfNobody, value, sizeof value) == 0) {
+    syscfg__del_key(store.get(), kKeyOfNobody);
+  }
+  return std::ranges::equal(store.image().first(kHeaderSize), std::span(area).first(kHeaderSize));
 }
 
 int numberIn(CFDictionaryRef record, CFStringRef key) {
@@ -117,12 +132,11 @@ void MarkedByte::verify() const {
 
 RunCounter::RunCounter(std::string_view key)
     : _name(key), _key(packKey(key)), _area(readConfiguration()) {
-  const MemoryStore store(_area);
-  const bool isStore = std::ranges::equal(store.image(), _area);
   const bool isBlank = std::ranges::count(_area, _area[0]) == static_cast<ptrdiff_t>(_area.size());
-  if (!isStore && !isBlank) {
+  if (!isBlank && !isStore(_area)) {
     throw UntrustedUnit("the configuration area holds no key store: its header is damaged");
   }
+  const MemoryStore store(_area);
   const auto value = valueOf(store, _key);
   if (!value) return;
   constexpr size_t kInlineSize = 16;
