@@ -1,17 +1,24 @@
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
+#include <iomanip>
 #include <iostream>
-#include <nlohmann/json.hpp>
+#include <sstream>
 #include <thread>
 
 #include "tools/byte_file.h"
 #include "tools/command.h"
-#include "tools/json_output.h"
 #include "tools/log_file.h"
 #include "tools/ps/live_screen.h"
+#include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_recording.h"
 #include "tools/ps/process_sample.h"
 #include "tools/ps/process_table.h"
+#include "tools/ps/snapshot_log.h"
 
 namespace corvane::tools {
 namespace {
@@ -34,42 +41,44 @@ struct Options {
   std::string output;
 };
 
+/// The columns of the terminal that standard output is; nothing when it is something else.
+std::optional<size_t> terminalWidth() {
+  winsize size{};
+  if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {};
+  return size.ws_col > 0 ? std::optional<size_t>(size.ws_col) : std::nullopt;
+}
+
 ExitStatus print(const Options& options) {
-  ProcessSampler sampler;
-  Sample sample = sampler.take();
+  Sample sample = takeSample();
   if (options.over > 0) {
-    std::this_thread::sleep_for(Seconds(options.over));
-    sample = sampler.take();
+    std::this_thread::sleep_for(std::max(Seconds(options.over), kLeastUsageTime));
+    sample = takeSample();
   }
   arrange(sample.processes, options.order.value_or(Order::kPid), options.top);
   if (options.json) {
-    nlohmann::ordered_json json = nlohmann::ordered_json::array();
-    for (const ProcessSample& process : sample.processes) {
-      json.push_back(jsonOf(process, options.threads));
-    }
-    printJson({{"processes", json}});
+    printJson(std::cout, sample.processes, options.threads);
   } else {
-    for (const std::string& line : tableOf(sample.processes, options.threads)) {
+    for (const std::string& line : tableOf(sample.processes, options.threads, terminalWidth())) {
       std::cout << line << "\n";
     }
   }
   if (sample.failure.empty()) return kDone;
-  throw CommandError(kFailed, "some processes are missing: " + sample.failure);
+  throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
 }
 
 /// The line above the live table.
 std::string headline(const Sample& sample, bool isFirst) {
   size_t threads = 0;
-  double usage = 0;
+  integer_t usage = 0;
   for (const ProcessSample& process : sample.processes) {
     threads += process.threads.size();
     usage += process.usage;
   }
-  char text[200];
-  std::snprintf(text, sizeof text, "%zu processes, %zu threads, %.1f %% CPU %s    q: quit",
-                sample.processes.size(), threads, usage,
+  std::array<char, 200> text;
+  std::snprintf(text.data(), text.size(), "%zu processes, %zu threads, %.1f %% CPU %s    q: quit",
+                sample.processes.size(), threads, percentOf(usage),
                 isFirst ? "over their lives" : "since the last look");
-  return text;
+  return text.data();
 }
 
 ExitStatus watch(const Options& options) {
@@ -77,17 +86,16 @@ ExitStatus watch(const Options& options) {
   constexpr size_t kTitles = 2;
   const auto interval = std::chrono::duration_cast<Clock::duration>(Seconds(options.watch));
   LiveScreen screen;
-  ProcessSampler sampler;
   for (bool isFirst = true;; isFirst = false) {
     const Clock::time_point next = Clock::now() + interval;
-    Sample sample = sampler.take();
-    std::vector<std::string> lines = {headline(sample, isFirst)};
+    Sample sample = takeSample();
     arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
-    const std::vector<std::string> table = tableOf(sample.processes, options.threads);
-    lines.insert(lines.end(), table.begin(), table.end());
 
     LiveScreen::Event event;
     do {
+      std::vector<std::string> lines = {headline(sample, isFirst)};
+      const auto table = tableOf(sample.processes, options.threads, screen.width());
+      lines.insert(lines.end(), table.begin(), table.end());
       screen.show(lines, kTitles);
       event = screen.wait(next);
     } while (event == LiveScreen::Event::kRedraw);
@@ -111,43 +119,77 @@ ExitStatus run(const Options& options) {
   if (options.watch > 0) return watch(options);
   if (!options.plot.empty()) return plot(options);
   if (options.recording.empty()) return print(options);
-  ProcessSampler sampler;
   ClockPace pace;
   return record(options.recording, {Seconds(options.length), Seconds(options.interval)}, pace, [&] {
-    Sample sample = sampler.take();
+    Sample sample = takeSample();
     arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
     return std::move(sample.processes);
   });
+}
+
+/// Accepts decimal numbers from `least` to `most` and nothing else that could pass for a number.
+CLI::Validator decimal(double least, double most) {
+  std::ostringstream range;
+  range << std::setprecision(9) << "a number from " << least << " to " << most;
+  return CLI::Validator(
+      [=, text = range.str()](const std::string& argument) {
+        double value = 0;
+        const char* const end = argument.data() + argument.size();
+        const auto [at, error] = std::from_chars(argument.data(), end, value);
+        const bool isGood = error == std::errc() && at == end && value >= least && value <= most;
+        return isGood ? std::string() : "\"" + argument + "\" is not " + text;
+      },
+      "");
+}
+
+/// Accepts decimal whole numbers from 1 on.
+CLI::Validator count() {
+  return CLI::Validator(
+      [](const std::string& argument) {
+        size_t value = 0;
+        const char* const end = argument.data() + argument.size();
+        const auto [at, error] = std::from_chars(argument.data(), end, value);
+        const bool isGood = error == std::errc() && at == end && value >= 1;
+        return isGood ? std::string() : "\"" + argument + "\" is not a whole number from 1 on";
+      },
+      "");
 }
 
 }  // namespace
 
 void addPsGroup(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  CLI::App* group = app.add_subcommand("ps", "Show what each process uses of the processors");
-  const CLI::Range time(0.05, 1e6);
+  CLI::App* group = app.add_subcommand("ps", "Show the CPU usage of each process");
+  const CLI::Validator time = decimal(0.05, 1e6);
   constexpr char kSeconds[] = "SECONDS", kFile[] = "FILE";
-  group->add_flag("--threads", options->threads, "Show each thread, too");
-  group->add_option("--sort", options->order, "By pid, cpu or name")
-      ->transform(CLI::CheckedTransformer(kOrders))
-      ->option_text("ORDER");
-  group->add_option("--top", options->top, "Only the first so many")->option_text("COUNT");
-  auto* over = group
-                   ->add_option("--over", options->over,
-                                "Measure over so many seconds, not over each thread's life")
-                   ->check(time)
-                   ->option_text(kSeconds);
+  auto* threads = group->add_flag("--threads", options->threads, "Show each thread as well");
+  auto* sort = group->add_option("--sort", options->order, "By pid, cpu or name")
+                   ->transform(CLI::CheckedTransformer(kOrders))
+                   ->option_text("ORDER");
+  auto* top = group->add_option("--top", options->top, "Only the first COUNT processes")
+                  ->check(count())
+                  ->option_text("COUNT");
+  auto* over =
+      group
+          ->add_option("--over", options->over,
+                       "Measure over this many seconds, at least 0.25, instead of over each "
+                       "thread's life")
+          ->check(time)
+          ->option_text(kSeconds);
   auto* json = group->add_flag("--json", options->json, "Print JSON instead of text");
 
-  auto* log = group->add_flag("--log", options->log, "Write the report to the test log instead");
+  auto* log = group->add_flag("--log", options->log,
+                              "Write the library's report to the test log instead. Its times have "
+                              "their own form: 12.05 s reads 12.5");
   auto* watch = group
                     ->add_option("--watch", options->watch,
-                                 "A live view with a new sample every so many seconds")
+                                 "Show a live view with a new sample every so many seconds")
                     ->check(time)
                     ->option_text(kSeconds);
   auto* record = group
                      ->add_option("--record", options->recording,
-                                  "Write samples to this new file, one line of JSON each")
+                                  "Write samples to this new file, one line of JSON each. Samples "
+                                  "that are missed are left out")
                      ->option_text(kFile);
   auto* length = group->add_option("--for", options->length, "How many seconds to record")
                      ->check(time)
@@ -172,7 +214,13 @@ void addPsGroup(CLI::App& app) {
       if (mode != other) mode->excludes(other);
     }
   }
+  // What a mode would ignore is refused.
+  log->excludes(threads)->excludes(sort)->excludes(top);
+  record->excludes(threads);
+  plot->excludes(threads)->excludes(sort);
   group->footer(
+      "Times are in seconds. A process whose path cannot be read shows the kernel's short name for "
+      "it in brackets.\n\n"
       "Examples:\n"
       "  corvane ps --over 1 --sort cpu --top 10\n"
       "  corvane ps --watch 2\n"

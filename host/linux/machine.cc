@@ -101,8 +101,7 @@ kern_return_t Machine::listProcesses(std::vector<int32_t>& pids) {
     pids.clear();
   }
   if (pids.empty()) {
-    if (!_hasReported)
-      std::fprintf(stderr, "corvane: no processes are listed in %s\n", _proc.c_str());
+    if (!_hasReported) std::fprintf(stderr, "corvane: %s lists no processes\n", _proc.c_str());
     _hasReported = true;
     return KERN_FAILURE;
   }

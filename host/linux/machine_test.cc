@@ -225,7 +225,7 @@ TEST_F(MachineTest, AnEmptyProcIsReportedOnce) {
   EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
   EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "corvane: no processes are listed in " + _folder.path().string() + "/\n");
+            "corvane: " + _folder.path().string() + "/ lists no processes\n");
 }
 
 TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {

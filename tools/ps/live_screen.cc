@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "tools/command_error.h"
+#include "tools/ps/text_columns.h"
 
 namespace corvane::tools {
 namespace {
@@ -32,16 +33,6 @@ winsize screenSize() {
     size.ws_col = 80;
   }
   return size;
-}
-
-/// The beginning of a line of UTF-8 that fills at most `columns`.
-std::string fitting(const std::string& line, size_t columns) {
-  const auto isCharacterStart = [](char byte) { return (byte & 0xC0) != 0x80; };
-  size_t end = 0;
-  for (size_t used = 0; end < line.size(); ++end) {
-    if (isCharacterStart(line[end]) && used++ == columns) break;
-  }
-  return line.substr(0, end);
 }
 
 }  // namespace
@@ -72,6 +63,8 @@ void LiveScreen::leave() {
   if (_hasKeys) tcsetattr(STDIN_FILENO, TCSANOW, &_keysBefore);
 }
 
+size_t LiveScreen::width() const { return screenSize().ws_col; }
+
 void LiveScreen::show(const std::vector<std::string>& lines, size_t titles) {
   const winsize size = screenSize();
   const size_t count = std::min<size_t>(lines.size(), size.ws_row);
@@ -79,7 +72,7 @@ void LiveScreen::show(const std::vector<std::string>& lines, size_t titles) {
   for (size_t i = 0; i < count; ++i) {
     if (i > 0) text += "\r\n";
     if (i < titles) text += kBold;
-    text += fitting(lines[i], size.ws_col);
+    text += beginning(lines[i], size.ws_col);
     if (i < titles) text += kPlain;
     text += kRestOfLine;
   }

@@ -11,22 +11,25 @@
 
 namespace corvane::tools {
 
-/// The terminal as a screen that is redrawn in place. It is as it was before once this is gone, and
-/// while the program is stopped.
+/// The terminal as a screen that is redrawn in place. The destructor restores the terminal, and so
+/// does a stop of the program while it lasts.
 class LiveScreen {
  public:
-  /// Throws CommandError when standard output is no terminal.
+  /// Throws CommandError when standard output is not a terminal.
   LiveScreen();
   ~LiveScreen();
   LiveScreen(const LiveScreen&) = delete;
   LiveScreen& operator=(const LiveScreen&) = delete;
 
-  /// Shows as much of `lines` as there is room for. The first `titles` of them stand out.
+  /// Returns the number of columns.
+  size_t width() const;
+
+  /// Shows as much of `lines` as there is room for, the first `titles` of them in bold.
   void show(const std::vector<std::string>& lines, size_t titles);
 
   enum class Event { kTime, kRedraw, kEnd };
-  /// Waits until `end`, until the screen must be drawn anew, or until it is to end: an interrupt, a
-  /// hang-up, or the key "q".
+  /// Waits until `end`, until the screen must be redrawn, or until the view must end: on an
+  /// interrupt, a hang-up, or the key "q".
   Event wait(std::chrono::steady_clock::time_point end);
 
  private:

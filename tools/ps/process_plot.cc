@@ -7,6 +7,10 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <string_view>
+
+#include "tools/printable.h"
+#include "tools/ps/text_columns.h"
 
 namespace corvane::tools {
 namespace {
@@ -15,7 +19,7 @@ namespace {
 constexpr double kWidth = 1000, kLeft = 64, kRight = 720, kTop = 64, kBottom = 440, kHeight = 500;
 constexpr double kLegendStep = 40;
 
-/// Told apart also by those who do not see all colours.
+/// Colours that people with colour blindness can tell apart, too.
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
                                  "#e69f00", "#56b4e9", "#444444", "#8c5a2b"};
 
@@ -28,31 +32,35 @@ __attribute__((format(printf, 1, 2))) std::string print(const char* format, ...)
   return text.data();
 }
 
-/// `text` as it stands in XML; what XML cannot hold shows as "?".
-std::string escaped(const std::string& text) {
+/// Returns the text as XML content. What XML cannot hold shows as "\x1b" or "?".
+std::string escaped(std::string_view text) {
+  // U+FFFE and U+FFFF, the only characters that are neither controls nor allowed.
+  constexpr std::string_view kForbidden = "\xEF\xBF\xBE", kForbiddenToo = "\xEF\xBF\xBF";
+  const std::string shown = printable(text);
   std::string out;
-  for (const char c : text) {
-    if (c == '&') {
+  for (std::string_view rest = shown; !rest.empty(); rest.remove_prefix(1)) {
+    if (rest.starts_with(kForbidden) || rest.starts_with(kForbiddenToo)) {
+      out += '?';
+      rest.remove_prefix(kForbidden.size() - 1);
+    } else if (rest[0] == '&') {
       out += "&amp;";
-    } else if (c == '<') {
+    } else if (rest[0] == '<') {
       out += "&lt;";
-    } else if (c == '"') {
-      out += "&quot;";
+    } else if (rest[0] == '>') {
+      out += "&gt;";
     } else {
-      out += static_cast<unsigned char>(c) < 0x20 ? '?' : c;
+      out += rest[0];
     }
   }
   return out;
 }
 
-/// The file's name at the end of a path, shortened by whole characters of UTF-8.
+/// Returns the file's name at the end of a path, shortened to the room that the legend has.
 std::string shortName(const std::string& path) {
   constexpr size_t kMost = 18;
-  std::string name = path.substr(path.find_last_of('/') + 1);
-  if (name.size() <= kMost) return name;
-  size_t end = kMost;
-  while (end > 0 && (name[end] & 0xC0) == 0x80) --end;
-  return name.substr(0, end) + "...";
+  const std::string name = printable(path.substr(path.find_last_of('/') + 1));
+  if (columnsOf(name) <= kMost) return name;
+  return std::string(beginning(name, kMost - 1)) + "…";
 }
 
 struct Point {
@@ -60,7 +68,7 @@ struct Point {
   double usage;
 };
 
-/// A process over time; one of the same id under another name is another one.
+/// A process over time. One of the same id with another name is another process.
 struct Series {
   int32_t pid;
   std::string name;
@@ -72,7 +80,7 @@ struct Series {
 std::vector<Series> busiest(const std::vector<RecordedSample>& samples, size_t count) {
   std::map<std::pair<int32_t, std::string>, Series> byProcess;
   for (size_t i = 0; i < samples.size(); ++i) {
-    for (const ProcessSample& process : samples[i].processes) {
+    for (const RecordedProcess& process : samples[i].processes) {
       Series& series = byProcess[{process.pid, process.name}];
       series.pid = process.pid;
       series.name = process.name;
@@ -88,7 +96,7 @@ std::vector<Series> busiest(const std::vector<RecordedSample>& samples, size_t c
   return all;
 }
 
-/// A step of 1, 2 or 5 times a power of ten that divides `range` into at most `most` parts.
+/// Returns a step of 1, 2 or 5 times a power of ten that divides `range` into at most `most` parts.
 double niceStep(double range, int most) {
   const double least = range / most;
   const double power = std::pow(10, std::floor(std::log10(least)));
@@ -98,7 +106,7 @@ double niceStep(double range, int most) {
   return 10 * power;
 }
 
-/// Where times and usages lie in the document.
+/// Maps times and usages to places in the document.
 class Axes {
  public:
   Axes(const std::vector<RecordedSample>& samples, double peak)
@@ -202,7 +210,7 @@ std::string plotSvg(const std::vector<RecordedSample>& samples, size_t count) {
   svg += axes.grid();
   svg += print("<text class=\"small\" x=\"%g\" y=\"%g\" text-anchor=\"middle\">seconds</text>\n",
                (kLeft + kRight) / 2, kBottom + 42);
-  // The busiest last, so that it lies on top.
+  // The busiest comes last, so that it lies on top.
   for (size_t i = shown.size(); i-- > 0;) {
     svg += curve(shown[i], samples, axes, kColours[i % kColours.size()]);
   }

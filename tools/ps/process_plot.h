@@ -8,8 +8,8 @@
 
 namespace corvane::tools {
 
-/// A chart of what the `count` processes that used most in all used over time, as an SVG document
-/// that needs nothing else.
+/// Returns a chart of the CPU usage over time of the `count` processes that used most in total, as
+/// a self-contained SVG document. There must be a sample.
 std::string plotSvg(const std::vector<RecordedSample>& samples, size_t count);
 
 }  // namespace corvane::tools

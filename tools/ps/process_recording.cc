@@ -1,47 +1,90 @@
 #include "tools/ps/process_recording.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "platform/scoped_file.h"
 #include "tools/json_output.h"
-#include "tools/ps/process_table.h"
+#include "tools/ps/process_json.h"
 
 namespace corvane::tools {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using nlohmann::json;
 
 [[noreturn]] void fail(const std::string& file) {
   throw CommandError(kFailed, file + ": " + std::strerror(errno));
 }
 
-std::string lineOf(const RecordedSample& sample) {
-  nlohmann::ordered_json json = {{"time", std::round(sample.time * 1000) / 1000},
-                                 {"missed", sample.missed},
-                                 {"processes", nlohmann::ordered_json::array()}};
-  for (const ProcessSample& process : sample.processes) {
-    json["processes"].push_back(jsonOf(process, false));
+std::string lineOf(Seconds time, int64_t missed, const std::vector<ProcessSample>& processes) {
+  std::array<char, 128> head;
+  std::snprintf(head.data(), head.size(),
+                R"({"schema":%d,"time":%.3f,"missed":%)" PRId64 R"(,"processes":[)", kJsonSchema,
+                time.count(), missed);
+  std::string line = head.data();
+  for (const ProcessSample& process : processes) {
+    if (&process != &processes.front()) line += ",";
+    line += jsonText(process);
   }
-  return jsonLine(json);
+  return line + "]}\n";
 }
 
-RecordedSample sampleOf(const nlohmann::json& json) {
-  RecordedSample sample;
-  json.at("time").get_to(sample.time);
-  sample.missed = json.value("missed", int64_t{0});
-  for (const nlohmann::json& process : json.at("processes")) {
-    ProcessSample& added = sample.processes.emplace_back();
-    process.at("pid").get_to(added.pid);
-    process.at("name").get_to(added.name);
-    process.at("cpu").get_to(added.usage);
+/// What is wrong with a line.
+class LineError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+const json& fieldOf(const json& object, const char* name) {
+  const auto field = object.is_object() ? object.find(name) : object.end();
+  if (!object.is_object() || field == object.end()) {
+    throw LineError(std::string("\"") + name + "\" is missing");
   }
+  return *field;
+}
+
+/// Returns the field's number, which must be from 0 to `most`.
+double numberOf(const json& object, const char* name, double most) {
+  const json& field = fieldOf(object, name);
+  const double number = field.is_number() ? field.get<double>() : -1;
+  if (number >= 0 && number <= most) return number;
+  std::array<char, 128> text;
+  std::snprintf(text.data(), text.size(), "\"%s\" is not a number from 0 to %.15g", name, most);
+  throw LineError(text.data());
+}
+
+RecordedProcess processOf(const json& object) {
+  // The most that a farm of processors could use, and the ids that there are.
+  constexpr double kMostPercent = 1e9, kMostId = INT32_MAX;
+  const json& name = fieldOf(object, "name");
+  if (!name.is_string()) throw LineError("\"name\" is not a text");
+  return {static_cast<int32_t>(numberOf(object, "pid", kMostId)), name.get<std::string>(),
+          numberOf(object, "cpu", kMostPercent)};
+}
+
+RecordedSample sampleOf(const std::string& line) {
+  constexpr double kYear10000 = 253'402'300'800, kMostMissed = 1e12;
+  const json object = json::parse(line, nullptr, false);
+  if (object.is_discarded()) throw LineError("it is not JSON");
+  RecordedSample sample;
+  sample.time = numberOf(object, "time", kYear10000);
+  // Recordings of earlier versions say nothing about missed samples.
+  if (object.contains("missed")) {
+    sample.missed = static_cast<int64_t>(numberOf(object, "missed", kMostMissed));
+  }
+  const json& processes = fieldOf(object, "processes");
+  if (!processes.is_array()) throw LineError("\"processes\" is not a list");
+  for (const json& process : processes) sample.processes.push_back(processOf(process));
   return sample;
 }
 
@@ -76,7 +119,7 @@ ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace
         std::min(static_cast<double>(count), std::floor((now - begin) / plan.interval + 1e-9)));
     const int64_t missed = std::max<int64_t>(0, latest - due);
     due += missed;
-    const std::string line = lineOf({(epoch + now).count(), missed, sample()});
+    const std::string line = lineOf(epoch + now, missed, sample());
     if (std::fwrite(line.data(), 1, line.size(), output.get()) != line.size() ||
         std::fflush(output.get()) != 0) {
       fail(file);
@@ -92,18 +135,26 @@ ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace
 std::vector<RecordedSample> readRecording(const std::string& file) {
   std::ifstream input(file, std::ios::binary);
   if (!input) throw CommandError(kUsage, file + ": " + std::strerror(errno));
+  return readRecording(input, file);
+}
+
+std::vector<RecordedSample> readRecording(std::istream& input, const std::string& name) {
   std::vector<RecordedSample> samples;
   size_t number = 0;
   for (std::string line; std::getline(input, line) && !input.eof();) {
     ++number;
     try {
-      samples.push_back(sampleOf(nlohmann::json::parse(line)));
-    } catch (const nlohmann::json::exception& error) {
-      throw CommandError(kUsage, file + ":" + std::to_string(number) +
-                                     ": no line of a recording: " + error.what());
+      RecordedSample sample = sampleOf(line);
+      if (!samples.empty() && sample.time < samples.back().time) {
+        throw LineError("it is earlier than the line before");
+      }
+      samples.push_back(std::move(sample));
+    } catch (const LineError& error) {
+      throw CommandError(kUsage, name + ":" + std::to_string(number) +
+                                     ": not a line of a recording: " + error.what());
     }
   }
-  if (samples.empty()) throw CommandError(kUsage, file + ": holds no sample");
+  if (samples.empty()) throw CommandError(kUsage, name + ": holds no sample");
   return samples;
 }
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <functional>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,13 @@
 
 namespace corvane::tools {
 
+struct RecordedProcess {
+  int32_t pid = 0;
+  std::string name;
+  /// Percent of one processor.
+  double usage = 0;
+};
+
 /// One line of a recording: {"time": SECONDS, "missed": COUNT, "processes": [{"pid": ...}, ...]}.
 struct RecordedSample {
   /// Seconds since 1970.
@@ -19,8 +27,7 @@ struct RecordedSample {
   /// How many samples were due since the line before and were not taken, because the program was
   /// stopped or had no processor.
   int64_t missed = 0;
-  /// Without their threads.
-  std::vector<ProcessSample> processes;
+  std::vector<RecordedProcess> processes;
 };
 
 /// The time of a recording, which tests script.
@@ -55,9 +62,12 @@ struct RecordingPlan {
 ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
                   const std::function<std::vector<ProcessSample>()>& sample);
 
-/// Throws CommandError with the file's name, the line and the reason when the file is not a
-/// recording. A last line that was cut short does not count.
+/// Throws CommandError (wrong usage) with the file's name, the line and the reason when the file is
+/// not a recording. A last line that was cut short does not count.
 std::vector<RecordedSample> readRecording(const std::string& file);
+
+/// Reads a recording that messages call `name`.
+std::vector<RecordedSample> readRecording(std::istream& input, const std::string& name);
 
 }  // namespace corvane::tools
 

@@ -1,14 +1,13 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
 #define CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
 
+#include <mach/mach.h>
+
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "processes/processes.h"
 
 namespace corvane::tools {
 
@@ -17,54 +16,61 @@ using Seconds = std::chrono::duration<double>;
 /// The shortest time over which the kernel's usage figures are measured.
 inline constexpr Seconds kLeastUsageTime(0.25);
 
-/// Usage is in percent of one processor, times are in seconds, as the library reckons them.
+/// What the kernel says about one thread.
 struct ThreadSample {
-  /// Nothing when the thread could not be queried; the rest is empty then, too.
-  std::optional<double> usage;
-  std::string state;
-  std::string flags;
-  double user = 0;
-  double system = 0;
+  /// Of TH_USAGE_SCALE, which is one processor.
+  integer_t usage = 0;
+  integer_t runState = 0;
+  integer_t flags = 0;
+  time_value_t user{};
+  time_value_t system{};
 };
 
 struct ProcessSample {
   int32_t pid = 0;
+  /// The executable's path, or the kernel's short name in brackets when the path cannot be read.
   std::string name;
-  double usage = 0;
-  /// Nothing when the process could not be queried.
-  std::optional<double> user;
-  std::optional<double> system;
+  /// The sum over the threads.
+  integer_t usage = 0;
+  /// The sums over the live threads; nothing when the process could not be queried.
+  std::optional<task_thread_times_info_data_t> times;
   std::vector<ThreadSample> threads;
 };
 
 struct Sample {
   std::vector<ProcessSample> processes;
-  /// The kernel call at which the sample remained incomplete; empty when it is whole.
+  /// The first kernel call that failed although its process or thread was there, with its reason.
+  /// Empty when the sample is complete.
   std::string failure;
 };
 
-/// Takes samples of all processes but this one through the library. A process that exits meanwhile
-/// ends the library's pass: then further passes add what the first ones did not reach. What the
-/// library reports on standard output is kept out of the tool's own.
-class ProcessSampler {
- public:
-  /// A thread's usage is over its life the first time, then over the time since the last sample.
-  /// Throws CommandError when there is no process to be had.
-  Sample take();
-
- private:
-  std::unique_ptr<Processes> _processes;
-};
-
-/// Writes a snapshot to the test log as the library does it, and returns the number of its lines.
-/// Throws CommandError when no whole snapshot can be had.
-size_t logSnapshot();
+/// Asks the kernel about all processes except this one. What exits meanwhile is left out. A usage
+/// is measured over the time since the last sample, and over the thread's life in the first. Throws
+/// CommandError when there are no processes to be had.
+Sample takeSample();
 
 enum class Order { kPid, kUsage, kName };
 
 /// Sorts by `order` (by usage with the busiest first), equals by process id, and keeps the first
 /// `count`.
 void arrange(std::vector<ProcessSample>& processes, Order order, std::optional<size_t> count);
+
+/// Percent of one processor, exact to the kernel's tenth.
+inline double percentOf(integer_t usage) { return usage / (TH_USAGE_SCALE / 100.0); }
+
+/// Seconds, truncated to hundredths.
+inline double secondsOf(time_value_t time) {
+  constexpr int kHundredths = 100, kMicrosecondsOfOne = 10'000;
+  return (static_cast<double>(time.seconds) * kHundredths +
+          time.microseconds / kMicrosecondsOfOne) /
+         kHundredths;
+}
+
+/// "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".
+const char* stateText(integer_t runState);
+
+/// The process's state is that of the thread with the most to tell. "-" without threads.
+const char* stateText(const ProcessSample& process);
 
 }  // namespace corvane::tools
 

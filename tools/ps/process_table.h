@@ -1,7 +1,7 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_TABLE_H_
 #define CORVANE_TOOLS_PS_PROCESS_TABLE_H_
 
-#include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,11 +9,11 @@
 
 namespace corvane::tools {
 
-/// The processes as lines of a table, the titles first; with a line for each thread on request.
-/// What a terminal could take for a command is replaced in names.
-std::vector<std::string> tableOf(const std::vector<ProcessSample>& processes, bool withThreads);
-
-nlohmann::ordered_json jsonOf(const ProcessSample& process, bool withThreads);
+/// The processes as lines of a table, the titles first; with a line for each thread on request. On
+/// a terminal `width` columns wide, columns are left out until there is room for names, and a long
+/// path loses its beginning.
+std::vector<std::string> tableOf(const std::vector<ProcessSample>& processes, bool withThreads,
+                                 std::optional<size_t> width);
 
 }  // namespace corvane::tools
 

@@ -4,9 +4,13 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "host/mach/testing/scripted_kernel.h"
 #include "testing/unit_test.h"
+#include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_recording.h"
+#include "tools/ps/process_table.h"
+#include "tools/ps/testing/xml_check.h"
 
 namespace corvane::tools {
 namespace {
@@ -15,7 +19,7 @@ using corvane::testing::readText;
 using corvane::testing::splitLines;
 using corvane::testing::writeText;
 
-ProcessSample process(int32_t pid, const std::string& name, double usage) {
+ProcessSample process(int32_t pid, const std::string& name, integer_t usage) {
   ProcessSample process;
   process.pid = pid;
   process.name = name;
@@ -89,12 +93,20 @@ TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {
       {"", "processor_set_tasks", 1, "processor_set_tasks("},
       {"--json", "host_processor_set_priv", 1, "host_processor_set_priv()"},
       {"--log", "fopen@2+", 1, "could not be written to"},
+      {"--log", "host_processor_sets", 1, "sampled: host_processor_sets()"},
       {"--watch 1 </dev/null", "", 2, "needs a terminal"},
       {"--sort size", "", 2, "--sort"},
       {"--json --watch 1", "", 2, "excludes"},
+      {"--log --threads", "", 2, "excludes"},
+      {"--plot x --sort cpu", "", 2, "excludes"},
+      {"--over 0x10", "", 2, "0x10"},
+      {"--over nan", "", 2, "nan"},
+      {"--watch 1e9", "", 2, "1e9"},
+      {"--top -1", "", 2, "-1"},
+      {"--top 0", "", 2, "0"},
       {"--record " + file("new"), "", 2, "--for"},
       {"--record " + file("kept") + " --for 1", "", 1, "kept: File exists"},
-      {"--plot " + file("kept"), "", 2, "kept:1: no line of a recording"},
+      {"--plot " + file("kept"), "", 2, "kept:1: not a line of a recording: it is not JSON"},
       {"--plot " + file("empty"), "", 2, "holds no sample"},
       {"--plot " + file("missing"), "", 2, "missing: No such file"},
   };
@@ -105,6 +117,99 @@ TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {
     EXPECT_EQ(outcome.output, "") << c.arguments;
   }
   EXPECT_EQ(readText(file("kept")), "text\n");
+}
+
+class SampleTest : public ::testing::Test {
+ protected:
+  using Task = corvane::testing::ScriptedKernel::Task;
+
+  SampleTest() {
+    const auto thread = [](integer_t usage, integer_t state, kern_return_t failure) {
+      return corvane::testing::ScriptedKernel::Thread{
+          {{3, 90'000}, {0, 5'000}, usage, 1, state, 0, 0, 0}, failure};
+    };
+    _kernel.tasks().push_back({.pid = 20,
+                               .threads = {thread(13, TH_STATE_WAITING, KERN_SUCCESS),
+                                           thread(18, TH_STATE_RUNNING, KERN_SUCCESS),
+                                           thread(500, TH_STATE_RUNNING, MACH_SEND_INVALID_DEST)},
+                               .path = "/opt/long/path/of/\u5b9f\u884c-program",
+                               .times = {{12, 50'000}, {0, 99'999}}});
+    _kernel.tasks().push_back({.pid = 30, .name = "short\x9b"});
+    _kernel.tasks().push_back({.pid = 40, .exits = Task::kBeforeItIsAskedForItsId});
+    _kernel.tasks().push_back({.pid = 41, .exits = Task::kBeforeItsThreadsAreListed});
+  }
+
+  corvane::testing::ScriptedKernel _kernel;
+};
+
+TEST_F(SampleTest, FiguresAreTheKernelsOwn) {
+  std::ostringstream json;
+  printJson(json, takeSample().processes, true);
+  EXPECT_EQ(json.str(), R"({
+  "schema": 1,
+  "processes": [
+    {"pid":20,"name":"/opt/long/path/of/実行-program","cpu":3.1,"user":12.05,"system":0.09,)"
+                        R"("state":"running","threadCount":2,"threads":[
+      {"cpu":1.3,"state":"waiting","flags":"swapped","user":3.09,"system":0},
+      {"cpu":1.8,"state":"running","flags":"swapped","user":3.09,"system":0}]},
+    {"pid":30,"name":"[short�]","cpu":0,"user":0,"system":0,"state":"-","threadCount":0,)"
+                        R"("threads":[]}
+  ]
+}
+)");
+}
+
+TEST_F(SampleTest, ANameStaysReadableInANarrowTable) {
+  struct Case {
+    std::optional<size_t> width;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {{},
+       {"PID  CPU%   USER  SYSTEM  THREADS  STATE    NAME",
+        " 20   3.1  12.05    0.09        2  running  /opt/long/path/of/\u5b9f\u884c-program",
+        " 30   0.0   0.00    0.00        0  -        [short\\x9b]"}},
+      {49,
+       {"PID  CPU%  THREADS  STATE    NAME",
+        " 20   3.1        2  running  \u2026ath/of/\u5b9f\u884c-program",
+        " 30   0.0        0  -        [short\\x9b]"}},
+      {20, {"PID  CPU%  NAME", " 20   3.1  \u2026-program", " 30   0.0  \u2026ort\\x9b]"}},
+  };
+  for (const Case& c : cases) EXPECT_EQ(tableOf(takeSample().processes, false, c.width), c.lines);
+}
+
+TEST_F(SampleTest, AFailureThatIsNoExitIsTold) {
+  _kernel.tasks()[1].threads[0].failure = KERN_RESOURCE_SHORTAGE;
+  const Sample sample = takeSample();
+  EXPECT_EQ(sample.failure, "thread_info(): (os/kern) resource shortage");
+  EXPECT_EQ(sample.processes.size(), 2u);
+  EXPECT_EQ(sample.processes[0].usage, 18);
+}
+
+TEST(RecordingTest, ADamagedLineIsNamedWithItsReason) {
+  const char* const cases[][2] = {
+      {"[]", "\"time\" is missing"},
+      {R"({"time":-1})", "\"time\" is not a number from 0 to 253402300800"},
+      {R"({"time":1e300})", "\"time\" is not a number"},
+      {R"({"time":6,"missed":"x"})", "\"missed\" is not a number"},
+      {R"({"time":6,"processes":1})", "\"processes\" is not a list"},
+      {R"({"time":6,"processes":[1]})", "\"name\" is missing"},
+      {R"({"time":6,"processes":[{"name":1}]})", "\"name\" is not a text"},
+      {R"({"time":6,"processes":[{"name":"","pid":3e9}]})", "\"pid\" is not a number"},
+      {R"({"time":6,"processes":[{"name":"","pid":1,"cpu":1e10}]})", "\"cpu\" is not a number"},
+      {R"({"time":4,"processes":[]})", "it is earlier than the line before"},
+  };
+  for (const auto& [line, reason] : cases) {
+    std::istringstream input(std::string(R"({"time":5,"processes":[]})") + "\n" + line + "\n");
+    try {
+      readRecording(input, "file");
+      ADD_FAILURE() << line;
+    } catch (const CommandError& error) {
+      EXPECT_TRUE(std::string(error.what())
+                      .starts_with(std::string("file:2: not a line of a recording: ") + reason))
+          << error.what();
+    }
+  }
 }
 
 TEST_F(PsTest, TheReportStandsInTheLog) {
@@ -139,7 +244,7 @@ TEST_F(PsTest, SamplesThatWereMissedStayAGap) {
   int taken = 0;
   const auto sample = [&] {
     ++taken;
-    return std::vector{process(1, "/bin/<\xff", 12.5)};
+    return std::vector{process(1, "/bin/<\xff", 125)};
   };
   EXPECT_EQ(record(file("run"), {Seconds(8), Seconds(1)}, pace, sample), kDone);
   EXPECT_EQ(pace.waits, (std::vector<double>{1, 2, 6, 7, 8}));
@@ -170,25 +275,29 @@ TEST_F(PsTest, ARecordingOfThisMachineCanBePlotted) {
 }
 
 TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {
+  const char* const busy = "/bin/<a&\"b]]>\x01\xff\xC2\x9B\xEF\xBF\xBE\xEF\xBF\xBFz";
   const std::vector<RecordedSample> samples = {
-      {100, 0, {process(1, "/bin/<a&\"b\x01", 50), process(2, "/bin/idle", 0.5)}},
-      {101, 0, {process(1, "/bin/<a&\"b\x01", 150)}},
-      {102, 0, {process(2, "/bin/idle", 0.5), process(3, "/bin/late", 20)}},
-      {103, 0, {process(1, "/bin/<a&\"b\x01", 100), process(3, "/bin/late", 20)}}};
+      {100, 0, {{1, busy, 50}, {2, "/bin/idle", 0.5}}},
+      {101, 0, {{1, busy, 150}}},
+      {102, 0, {{2, "/bin/idle", 0.5}, {3, "/bin/late", 20}}},
+      {103, 0, {{1, busy, 100}, {3, "/bin/late", 20}}},
+      {104, 1, {{1, busy, 100}}},
+  };
   const std::string svg = plotSvg(samples, 2);
+  EXPECT_STREQ(corvane::testing::xmlError(svg), nullptr);
   EXPECT_EQ(countOf(svg, "<g><title>"), 2u);
   EXPECT_EQ(svg.find("idle"), svg.npos);
-  EXPECT_NE(svg.find("<title>/bin/&lt;a&amp;&quot;b? (1)</title>"), svg.npos) << svg;
+  EXPECT_NE(svg.find(R"(<title>/bin/&lt;a&amp;"b]]&gt;\x01\xff\xc2\x9b??z (1)</title>)"), svg.npos);
   EXPECT_NE(svg.find("mean 100.0 %, peak 150.0 %"), svg.npos);
-  // From the left edge up by a third of the frame's height a sample; then alone at the right edge.
-  EXPECT_NE(svg.find("d=\"M64.0 314.7L282.7 64.0M720.0 189.3\""), svg.npos) << svg;
-  EXPECT_EQ(countOf(svg, "<circle"), 1u);
-  EXPECT_TRUE(svg.ends_with("</svg>\n"));
+  // From the left edge up by a third of the frame's height a sample; then alone, twice, because a
+  // sample was missed between.
+  EXPECT_NE(svg.find("d=\"M64.0 314.7L228.0 64.0M556.0 189.3M720.0 189.3\""), svg.npos) << svg;
+  EXPECT_EQ(countOf(svg, "<circle"), 2u);
 }
 
 TEST(PlotTest, OneSampleOfNothingIsAChartToo) {
   EXPECT_EQ(countOf(plotSvg({{5, 0, {}}}, 8), "<path"), 0u);
-  EXPECT_EQ(countOf(plotSvg({{5, 0, {process(1, "", 0)}}}, 8), "<circle"), 1u);
+  EXPECT_EQ(countOf(plotSvg({{5, 0, {{1, "", 0}}}}, 8), "<circle"), 1u);
 }
 
 }  // namespace
