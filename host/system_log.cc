@@ -1,20 +1,25 @@
-#include "platform/system_log.h"
+#include "host/system_log.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <ctime>
+#include <exception>
+#include <filesystem>
 #include <string>
 
 #include "host/file_descriptor.h"
-#include "host/system_log_file.h"
+#include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/export.h"
+#include "platform/system_log.h"
 #include "platform/text.h"
 
+namespace corvane::host {
 namespace {
 
 /// "2026-11-16 00:05:09.250 station[812:1] ", as the device's log begins its entries. The reentrant
@@ -32,27 +37,95 @@ std::string entryPrefix() {
   return prefix;
 }
 
-void append(const std::string& file, const std::string& entry) {
-  const corvane::host::FileDescriptor log(
-      open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666));
+/// Waits until no other process appends. A process that was stopped while it did is not waited for
+/// long: a torn entry is better than a station that hangs.
+void lockForAppend(int log) {
+  constexpr timespec kPause{0, 1000000};
+  for (int attempt = 0; attempt < 200; ++attempt) {
+    if (::flock(log, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+    ::nanosleep(&kPause, nullptr);
+  }
+}
+
+bool writeAll(int log, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(log, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+/// Appends the whole entry, or nothing when the disk is full.
+void append(const std::string& file, std::string entry) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  const FileDescriptor log(::open(file.c_str(), kFlags, 0666));
   if (!log) return;
-  // One call, so that entries of several processes do not mix. A full disk drops the entry.
-  [[maybe_unused]] const ssize_t written = write(log.get(), entry.data(), entry.size());
+  lockForAppend(log.get());
+  struct stat facts {};
+  if (::fstat(log.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return;
+  if (facts.st_size == 0) {
+    giveToOwnerOf(std::filesystem::path(file).parent_path(), file, log.get());
+  } else {
+    // What a killed writer left unfinished gets a line of its own.
+    char last = '\n';
+    if (::pread(log.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n')
+      entry.insert(0, 1, '\n');
+  }
+  if (!writeAll(log.get(), entry)) {
+    [[maybe_unused]] const int truncated = ::ftruncate(log.get(), facts.st_size);
+  }
+}
+
+bool areDigits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// Whether the text has the form of `pattern`, in which "0" stands for a digit.
+bool hasForm(std::string_view text, std::string_view pattern) {
+  if (text.size() != pattern.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (pattern[i] == '0' ? !areDigits(text.substr(i, 1)) : text[i] != pattern[i]) return false;
+  }
+  return true;
 }
 
 }  // namespace
 
-extern "C" CORVANE_EXPORT void NSLog(CFStringRef format, ...) {
-  const auto unit = corvane::host::unitInUse();
-  if (!unit) return;
+std::optional<std::string_view> messageOfEntry(std::string_view line) {
+  constexpr std::string_view kTime = "0000-00-00 00:00:00.000 ";
+  if (!hasForm(line.substr(0, kTime.size()), kTime)) return {};
+  // The first "[PROCESS:THREAD] "; a program's name can have brackets, too.
+  for (size_t open = line.find('[', kTime.size()); open != std::string_view::npos;
+       open = line.find('[', open + 1)) {
+    const size_t close = line.find("] ", open);
+    if (close == std::string_view::npos) return {};
+    const std::string_view ids = line.substr(open + 1, close - open - 1);
+    const size_t colon = ids.find(':');
+    if (colon == std::string_view::npos) continue;
+    if (areDigits(ids.substr(0, colon)) && areDigits(ids.substr(colon + 1))) {
+      return line.substr(close + 2);
+    }
+  }
+  return {};
+}
 
+}  // namespace corvane::host
+
+extern "C" CORVANE_EXPORT void NSLog(CFStringRef format, ...) {
   va_list arguments;
   va_start(arguments, format);
   const corvane::CFRef<CFStringRef> text(
       CFStringCreateWithFormatAndArguments(kCFAllocatorDefault, nullptr, format, arguments));
   va_end(arguments);
-  std::string entry = entryPrefix() + corvane::utf8Bytes(text.get());
-  if (!entry.ends_with('\n')) entry += '\n';
-
-  append(unit->filePath(corvane::host::kSystemLogFile), entry);
+  try {
+    const auto unit = corvane::host::unitInUse();
+    if (!unit) return;
+    std::string entry = corvane::host::entryPrefix() + corvane::utf8Bytes(text.get());
+    if (!entry.ends_with('\n')) entry += '\n';
+    corvane::host::append(unit->filePath(corvane::host::kSystemLogFile), std::move(entry));
+  } catch (const std::exception&) {
+    return;  // An entry that cannot be written is dropped.
+  }
 }

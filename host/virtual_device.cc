@@ -1,18 +1,27 @@
 #include "host/virtual_device.h"
 
-#include <fstream>
-#include <regex>
+#include <algorithm>
 
 #include "host/faults.h"
 #include "host/handles.h"
-#include "host/system_log_file.h"
+#include "host/system_log.h"
 #include "host/unit/unit_folder.h"
 #include "host/unit/unit_in_use.h"
+#include "host/unit/unit_place.h"
 
 namespace corvane::host {
+namespace {
+
+std::span<const uint8_t> bytesOf(CFDataRef data) {
+  return {CFDataGetBytePtr(data), static_cast<size_t>(CFDataGetLength(data))};
+}
+
+}  // namespace
 
 VirtualDevice::VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts) {
-  _unit = std::make_shared<UnitFolder>(std::filesystem::absolute(folder), facts);
+  _unit = withDeviceErrors(folder.c_str(), [&] {
+    return std::make_shared<UnitFolder>(std::filesystem::absolute(folder), facts);
+  });
 }
 
 VirtualDevice::~VirtualDevice() = default;
@@ -27,27 +36,34 @@ std::filesystem::path VirtualDevice::filePath(std::string_view devicePath) const
   return _unit->filePath(devicePath);
 }
 
-UnitFacts VirtualDevice::facts() const { return _unit->facts(); }
+UnitFacts VirtualDevice::facts() const {
+  return withDeviceErrors(folder().c_str(), [&] { return _unit->facts(); });
+}
 
-void VirtualDevice::setFacts(const UnitFacts& facts) { _unit->setFacts(facts); }
+void VirtualDevice::setFacts(const UnitFacts& facts) {
+  withDeviceErrors(folder().c_str(), [&] { _unit->setFacts(facts); });
+}
 
 std::vector<uint8_t> VirtualDevice::dataSet(const std::string& set) const {
-  const auto contents = _unit->dataSets().copyContents(set);
-  if (!contents) throw DeviceError(_unit->path().string() + " has no data set " + set);
-  const uint8_t* bytes = CFDataGetBytePtr(contents.get());
-  return {bytes, bytes + CFDataGetLength(contents.get())};
+  return withDeviceErrors(folder().c_str(), [&] {
+    const auto contents = _unit->dataSets().copyContents(set);
+    if (!contents) throw DeviceError(folder().string() + " has no data set " + set);
+    const auto bytes = bytesOf(contents.get());
+    return std::vector<uint8_t>(bytes.begin(), bytes.end());
+  });
 }
 
 void VirtualDevice::setDataSet(const std::string& set, std::span<const uint8_t> contents) {
-  const std::error_code error = _unit->dataSets().replace(set, contents);
-  if (error) throw DeviceError("data set " + set + ": " + error.message());
+  withDeviceErrors(folder().c_str(), [&] { _unit->dataSets().replace(set, contents); });
 }
 
 std::vector<std::string> VirtualDevice::uncommittedDataSets() const {
-  return _unit->dataSets().uncommittedSets();
+  return withDeviceErrors(folder().c_str(), [&] { return _unit->dataSets().uncommittedSets(); });
 }
 
-void VirtualDevice::reboot() { _unit->dataSets().reboot(); }
+void VirtualDevice::reboot() {
+  withDeviceErrors(folder().c_str(), [&] { _unit->dataSets().reboot(); });
+}
 
 void VirtualDevice::setFaults(std::string_view rules) {
   if (const std::string fault = setFaultRules(rules); !fault.empty()) throw DeviceError(fault);
@@ -56,18 +72,23 @@ void VirtualDevice::setFaults(std::string_view rules) {
 std::map<std::string, uint64_t> VirtualDevice::callsMade() { return host::callsMade(); }
 
 std::vector<std::string> VirtualDevice::systemLog() const {
-  static const std::regex prefix(R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} .*?\[\d+:\d+\] )");
-  std::vector<std::string> messages;
-  std::ifstream log(filePath(kSystemLogFile));
-  for (std::string line; std::getline(log, line);) {
-    std::smatch match;
-    if (std::regex_search(line, match, prefix)) {
-      messages.push_back(match.suffix());
-    } else if (!messages.empty()) {
-      messages.back() += "\n" + line;
+  return withDeviceErrors(folder().c_str(), [&] {
+    std::vector<std::string> messages;
+    const auto log = readFile(_unit->filePath(kSystemLogFile), kLargestSystemLog);
+    if (!log) return messages;
+    const auto bytes = bytesOf(log.get());
+    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    while (!text.empty()) {
+      const std::string_view line = text.substr(0, text.find('\n'));
+      text.remove_prefix(std::min(line.size() + 1, text.size()));
+      if (const auto message = messageOfEntry(line)) {
+        messages.emplace_back(*message);
+      } else if (!messages.empty()) {
+        messages.back().append("\n").append(line);
+      }
     }
-  }
-  return messages;
+    return messages;
+  });
 }
 
 size_t VirtualDevice::openHandles() { return handles().count(); }

@@ -21,11 +21,14 @@ class UnitFolder;
 /// A virtual unit: a folder that behaves like one device, for a station program's own tests.
 ///
 ///     corvane::host::VirtualDevice unit("/tmp/unit-1");
-///     unit.use();                                        // the platform calls of this process see
-///     it unit.setFaults("IORegistryEntrySetCFProperties=0xe00002bc@2"); runMyStation();
+///     unit.use();  // The platform calls of this process are about it.
+///     unit.setFaults("IORegistryEntrySetCFProperties@2");
+///     runMyStation();
 ///     EXPECT_EQ(unit.dataSet("VelmoDiagnosticData")[18], 0xFC);
 ///
-/// What cannot be done throws DeviceError, whose text names the file and the reason.
+/// Whatever cannot be done throws DeviceError, whose text names the file and the reason, and has
+/// changed nothing. Changes are durable when they return and take the unit's lock for themselves; a
+/// program that changes what it has read holds the lock over both (`unit_lock.h`).
 class __attribute__((visibility("default"))) VirtualDevice {
  public:
   /// Opens the unit in `folder`. A missing or empty folder is made into a unit with `facts` first.
@@ -48,24 +51,24 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// Changes the facts that differ; what else the unit's files hold stays.
   void setFacts(const UnitFacts& facts);
 
-  /// The data set's bytes as the registry publishes them, but for stuck ones.
+  /// Returns the data set's bytes as the registry publishes them, without stuck ones.
   std::vector<uint8_t> dataSet(const std::string& set) const;
-  /// Puts `contents` in the place of the whole data set, of whatever size, committed.
+  /// Replaces the whole data set, whatever size it had, and commits that.
   void setDataSet(const std::string& set, std::span<const uint8_t> contents);
   /// Data sets with changes that the next reboot undoes.
   std::vector<std::string> uncommittedDataSets() const;
-  /// What a restart of the unit does: undoes what was not committed.
+  /// Does what a restart of the unit does: undoes what was not committed.
   void reboot();
 
   /// Replaces the fault rules of this process, which "$CORVANE_FAULTS" set at first, and counts
-  /// calls afresh; an empty text takes all away. Throws DeviceError for a rule that cannot be used.
+  /// calls afresh; an empty text removes all. Throws DeviceError for a rule that cannot be used.
   static void setFaults(std::string_view rules);
   /// How often this process called each function that a rule can name since it set its rules;
   /// counted only while there are rules. With it a test fails a call's first and last occurrence.
   static std::map<std::string, uint64_t> callsMade();
 
-  /// What NSLog wrote, one message an element, without its time and process. Empty when there is
-  /// none.
+  /// Returns what NSLog wrote, one message an element, without its time and process. Empty when
+  /// there is none.
   std::vector<std::string> systemLog() const;
 
   /// How many registry objects and Mach ports this process holds, over all units.

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "host/device_error.h"
 #include "host/faults.h"
+#include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/text.h"
 
@@ -24,7 +24,6 @@ CFTypeRef valueOf(CFDictionaryRef request, CFStringRef name, CFTypeID type) {
 }
 
 kern_return_t returnCode(const std::error_code& error) {
-  if (!error) return kIOReturnSuccess;
   if (error == std::errc::no_such_file_or_directory) return kIOReturnNotFound;
   if (error == std::errc::invalid_argument) return kIOReturnBadArgument;
   if (error == std::errc::no_space_on_device) return kIOReturnNoSpace;
@@ -61,15 +60,15 @@ kern_return_t writeDataSet(const DataSets& sets, CFDictionaryRef request) {
     return kIOReturnBadArgument;
   }
   try {
-    return returnCode(
-        sets.write(utf8Bytes(set), static_cast<uint64_t>(start),
-                   {CFDataGetBytePtr(buffer), static_cast<size_t>(CFDataGetLength(buffer))},
-                   CFBooleanGetValue(commit)));
+    sets.write(utf8Bytes(set), static_cast<uint64_t>(start),
+               {CFDataGetBytePtr(buffer), static_cast<size_t>(CFDataGetLength(buffer))},
+               CFBooleanGetValue(commit));
+    return kIOReturnSuccess;
+  } catch (const FileError& error) {
+    return returnCode(error.code());
   } catch (const UnitBusyError& error) {
     reportUnusable(error.what());
     return kIOReturnCannotLock;
-  } catch (const DeviceError&) {
-    return kIOReturnNotWritable;  // The unit's lock cannot be had.
   }
 }
 

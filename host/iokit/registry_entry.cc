@@ -65,7 +65,7 @@ std::string nameOf(const RegistryEntry& entry) {
 CFRef<CFTypeRef> copyPropertyOf(const RegistryEntry& entry, CFStringRef property) {
   CFRef<CFTypeRef> value;
   if (entry.key == kDataAreaClass) value = copyDataSetProperty(entry.unit->dataSets(), property);
-  if (isNvram(entry)) value = entry.unit->nvram().copyVariable(property);
+  if (isNvram(entry)) value = entry.unit->copyNvramVariable(property);
   if (value) return value;
 
   const auto properties = copyProperties(entry);
@@ -79,7 +79,7 @@ kern_return_t setPropertyOf(const RegistryEntry& entry, CFStringRef property, CF
     return kIOReturnBadArgument;
   }
   try {
-    entry.unit->nvram().setVariable(property, value);
+    entry.unit->setNvramVariable(property, value);
   } catch (const UnitBusyError& error) {
     reportUnusable(error.what());
     return kIOReturnCannotLock;

@@ -1,17 +1,24 @@
 #include "host/unit/data_sets.h"
 
-#include <algorithm>
+#include <unistd.h>
 
-#include "host/device_error.h"
-#include "host/unit/atomic_file.h"
+#include <algorithm>
+#include <string_view>
+
+#include "host/unit/unit_file.h"
 #include "host/unit_lock.h"
 
 namespace corvane::host {
 namespace {
 
-/// Whether `set` is the name of a file in the data folder and of nothing else.
+constexpr std::string_view kCommittedSuffix = ".committed";
+
+/// Whether `set` can be the name of a file in the data folder.
 bool isSetName(const std::string& set) {
-  return !set.empty() && set.front() != '.' && set.find('/') == std::string::npos;
+  // A file name has at most 255 bytes, of which the longest temporary name adds 32.
+  constexpr size_t kLongestName = 223;
+  return !set.empty() && set.size() <= kLongestName && set.front() != '.' &&
+         set.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
 std::span<uint8_t> bytesOf(CFMutableDataRef data) {
@@ -23,12 +30,11 @@ bool holdsRange(CFDataRef data, uint64_t offset, uint64_t length) {
   return offset <= size && length <= size - offset;
 }
 
-/// Replaces `file` by its contents `old` with `bytes` put over them at `offset`.
-std::error_code patchFile(const std::filesystem::path& file, CFMutableDataRef old, uint64_t offset,
-                          std::span<const uint8_t> bytes, Durability durability) {
-  const std::span<uint8_t> contents = bytesOf(old);
-  std::copy(bytes.begin(), bytes.end(), contents.begin() + static_cast<ptrdiff_t>(offset));
-  return replaceFile(file, contents, durability);
+/// Puts `bytes` at `offset` of `contents` and returns the whole.
+std::span<const uint8_t> patched(CFMutableDataRef contents, uint64_t offset,
+                                 std::span<const uint8_t> bytes) {
+  std::copy(bytes.begin(), bytes.end(), bytesOf(contents).begin() + static_cast<ptrdiff_t>(offset));
+  return bytesOf(contents);
 }
 
 }  // namespace
@@ -41,55 +47,58 @@ std::string DataSets::contentsFile(const std::string& set) const {
 }
 
 std::string DataSets::committedFile(const std::string& set) const {
-  return _data + "/" + set + ".committed";
+  return (_data + "/" + set).append(kCommittedSuffix);
 }
 
 CFRef<CFMutableDataRef> DataSets::copyContents(const std::string& set) const {
   if (!isSetName(set)) return {};
-  std::error_code error;
-  return readFile(contentsFile(set), error);
+  return readFile(contentsFile(set), kLargestDataSet);
 }
 
-std::error_code DataSets::write(const std::string& set, uint64_t offset,
-                                std::span<const uint8_t> bytes, bool commit) const {
-  if (!isSetName(set)) return make_error_code(std::errc::no_such_file_or_directory);
+void DataSets::write(const std::string& set, uint64_t offset, std::span<const uint8_t> bytes,
+                     bool commit) const {
+  const std::string file = contentsFile(set);
+  if (!isSetName(set)) throw FileError(file, make_error_code(std::errc::no_such_file_or_directory));
   const UnitLock lock(_folder);
-
-  std::error_code error;
-  const auto current = readFile(contentsFile(set), error);
-  if (!current) return error;
-  const auto committed = readFile(committedFile(set), error);
-  if (!committed && error != std::errc::no_such_file_or_directory) return error;
+  const auto current = readFile(file, kLargestDataSet);
+  if (!current) throw FileError(file, make_error_code(std::errc::no_such_file_or_directory));
+  const auto committed = readFile(committedFile(set), kLargestDataSet);
   if (!holdsRange(current.get(), offset, bytes.size()) ||
       (committed && !holdsRange(committed.get(), offset, bytes.size()))) {
-    return make_error_code(std::errc::invalid_argument);
+    throw FileError(file, make_error_code(std::errc::invalid_argument));
   }
 
-  error.clear();
+  // The committed contents first: once a change can be seen, a reboot must not take it away.
+  FileChanges changes;
   if (commit && committed) {
-    error = patchFile(committedFile(set), committed.get(), offset, bytes, Durability::kDurable);
+    changes.prepare(committedFile(set), patched(committed.get(), offset, bytes));
   } else if (!commit && !committed) {
-    error = replaceFile(committedFile(set), bytesOf(current.get()), Durability::kDurable);
+    changes.prepare(committedFile(set), bytesOf(current.get()), Durability::kDurable, file);
   }
-  if (error) return error;
-  return patchFile(contentsFile(set), current.get(), offset, bytes,
-                   commit ? Durability::kDurable : Durability::kVolatile);
+  changes.prepare(file, patched(current.get(), offset, bytes),
+                  commit ? Durability::kDurable : Durability::kVolatile);
+  changes.apply();
 }
 
-std::error_code DataSets::replace(const std::string& set, std::span<const uint8_t> contents) const {
-  if (!isSetName(set)) return make_error_code(std::errc::invalid_argument);
+void DataSets::replace(const std::string& set, std::span<const uint8_t> contents) const {
+  const std::string file = contentsFile(set), committed = committedFile(set);
+  if (!isSetName(set)) throw FileError(file, make_error_code(std::errc::invalid_argument));
+  if (contents.size() > kLargestDataSet) throw FileError(file, FileFault::kTooLarge);
   const UnitLock lock(_folder);
-  std::error_code error = replaceFile(contentsFile(set), contents, Durability::kDurable);
-  if (!error) std::filesystem::remove(committedFile(set), error);
-  return error;
+  FileChanges changes;
+  if (isThere(committed)) changes.prepare(committed, contents);
+  changes.prepare(file, contents);
+  changes.apply();
+  removeCommittedFile(set);
 }
 
 std::vector<std::string> DataSets::uncommittedSets() const {
   std::vector<std::string> sets;
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(_data, error)) {
-    const std::filesystem::path& file = entry.path();
-    if (file.extension() == ".committed") sets.push_back(file.stem().string());
+  if (!isThere(_data)) return sets;
+  for (std::string& name : namesIn(_data)) {
+    if (!name.ends_with(kCommittedSuffix) || name.starts_with('.')) continue;
+    name.resize(name.size() - kCommittedSuffix.size());
+    sets.push_back(std::move(name));
   }
   std::sort(sets.begin(), sets.end());
   return sets;
@@ -97,11 +106,20 @@ std::vector<std::string> DataSets::uncommittedSets() const {
 
 void DataSets::reboot() const {
   const UnitLock lock(_folder);
-  for (const std::string& set : uncommittedSets()) {
-    std::error_code error;
-    std::filesystem::rename(committedFile(set), contentsFile(set), error);
-    if (!error) error = syncFolder(_data);
-    if (error) throw DeviceError(contentsFile(set) + ": " + error.message());
+  const std::vector<std::string> sets = uncommittedSets();
+  FileChanges changes;
+  for (const std::string& set : sets) changes.prepareLink(contentsFile(set), committedFile(set));
+  changes.apply();
+  for (const std::string& set : sets) removeCommittedFile(set);
+}
+
+/// Both files hold the same contents by now, so that nothing is lost when this fails.
+void DataSets::removeCommittedFile(const std::string& set) const {
+  if (::unlink(committedFile(set).c_str()) != 0) return;
+  try {
+    syncFolder(_data);
+  } catch (const FileError&) {
+    return;
   }
 }
 

@@ -1,13 +1,13 @@
-#include "host/unit/data_sets.h"
-
+#include <IOKit/IOKitLib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <thread>
 
-#include "host/unit/atomic_file.h"
+#include "host/iokit/data_area_driver.h"
+#include "platform/io_object.h"
+#include "platform/registry.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
@@ -17,64 +17,29 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr char kSet[] = "VelmoDiagnosticData";
 
-class DataSetsTest : public corvane::testing::UnitTest {
- protected:
-  DataSets sets() const { return DataSets(_unit.folder()); }
-};
+class DataSetsTest : public corvane::testing::UnitTest {};
 
-/// Runs `work` in a child process that is killed after the `step`-th step of a replacement; whether
-/// it came that far.
-template <typename Work>
-bool isKilledAfterStep(int step, Work work) {
-  static int gStepsLeft = 0;
-  const pid_t child = ::fork();
-  if (child == 0) {
-    gStepsLeft = step;
-    gReplaceStepDone = [](const char*) {
-      if (--gStepsLeft == 0) ::kill(::getpid(), SIGKILL);
-    };
-    work();
-    ::_exit(0);
-  }
-  int status = -1;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  return WIFSIGNALED(status);
-}
-
-TEST_F(DataSetsTest, AKillAtAnyStepOfACommitLeavesTheOldOrTheNewContents) {
-  for (const bool hasUncommitted : {false, true}) {
-    int step = 1;
-    for (bool isKilled = true; isKilled; ++step) {
-      _unit.setDataSet(kSet, Bytes(1024, 0x11));
-      if (hasUncommitted) {
-        EXPECT_FALSE(sets().write(kSet, 9, Bytes{0x99}, false));
-      }
-      Bytes old = _unit.dataSet(kSet);
-      Bytes changed = old;
-      std::fill_n(changed.begin() + 100, 500, uint8_t{0x22});
-      isKilled =
-          isKilledAfterStep(step, [&] { (void)sets().write(kSet, 100, Bytes(500, 0x22), true); });
-
-      Bytes now = _unit.dataSet(kSet);
-      EXPECT_TRUE(now == old || now == changed) << "step " << step;
-      EXPECT_TRUE(isKilled || now == changed);
-      _unit.reboot();
-      old[9] = changed[9] = hasUncommitted ? 0x11 : old[9];
-      now = _unit.dataSet(kSet);
-      EXPECT_TRUE(now == old || now == changed) << "step " << step << ", after a reboot";
-
-      // What the kill left behind is in nobody's way.
-      EXPECT_FALSE(sets().write(kSet, 0, Bytes{0x33}, true));
-      EXPECT_EQ(_unit.dataSet(kSet)[0], 0x33);
-    }
-    EXPECT_GT(step, 5);
-  }
+/// Sends the data area's driver a request as programs do.
+kern_return_t write(const std::string& set, int64_t offset, const Bytes& bytes, bool commit) {
+  const IOObject service = firstService(kDataAreaClass);
+  const CFRef<CFMutableDictionaryRef> request(CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  const CFRef<CFNumberRef> start(CFNumberCreate(nullptr, kCFNumberSInt64Type, &offset));
+  const CFRef<CFDataRef> buffer(
+      CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
+  const CFRef<CFStringRef> name = corvane::testing::cfString(set);
+  CFDictionarySetValue(request.get(), CFSTR("VelmoDiagnosticDataSet"), name.get());
+  CFDictionarySetValue(request.get(), CFSTR("VelmoDiagnosticDataCommit"),
+                       commit ? kCFBooleanTrue : kCFBooleanFalse);
+  CFDictionarySetValue(request.get(), CFSTR("VelmoDiagnosticDataOffset"), start.get());
+  CFDictionarySetValue(request.get(), CFSTR("VelmoDiagnosticDataBuffer"), buffer.get());
+  return IORegistryEntrySetCFProperties(service.get(), request.get());
 }
 
 TEST_F(DataSetsTest, UncommittedChangesLastUntilTheReboot) {
-  EXPECT_FALSE(sets().write(kSet, 9, Bytes{1, 2, 3}, false));
-  EXPECT_FALSE(sets().write(kSet, 10, Bytes{7}, true));
-  EXPECT_FALSE(sets().write(kSet, 20, Bytes{8}, false));
+  EXPECT_EQ(write(kSet, 9, {1, 2, 3}, false), kIOReturnSuccess);
+  EXPECT_EQ(write(kSet, 10, {7}, true), kIOReturnSuccess);
+  EXPECT_EQ(write(kSet, 20, {8}, false), kIOReturnSuccess);
   EXPECT_EQ(_unit.uncommittedDataSets(), std::vector<std::string>{kSet});
   Bytes expected = _unit.dataSet(kSet);
   EXPECT_EQ(Bytes(expected.begin() + 9, expected.begin() + 12), (Bytes{1, 7, 3}));
@@ -91,11 +56,14 @@ TEST_F(DataSetsTest, UncommittedChangesLastUntilTheReboot) {
 TEST_F(DataSetsTest, ARefusedWriteChangesNothing) {
   const Bytes before = _unit.dataSet(kSet);
   for (const bool commit : {false, true}) {
-    EXPECT_EQ(sets().write(kSet, 1024, Bytes{1}, commit), std::errc::invalid_argument);
-    EXPECT_EQ(sets().write(kSet, UINT64_MAX, Bytes{1}, commit), std::errc::invalid_argument);
-    EXPECT_EQ(sets().write("Missing", 0, Bytes{1}, commit), std::errc::no_such_file_or_directory);
-    EXPECT_EQ(sets().write("../data/VelmoDiagnosticData", 0, Bytes{1}, commit),
-              std::errc::no_such_file_or_directory);
+    for (const int64_t offset : {int64_t{1024}, INT64_MAX, int64_t{-1}}) {
+      EXPECT_EQ(write(kSet, offset, {1}, commit), kIOReturnBadArgument) << offset;
+    }
+    for (const std::string& set :
+         {std::string("Missing"), std::string("../data/VelmoDiagnosticData"), std::string(300, 'x'),
+          std::string()}) {
+      EXPECT_EQ(write(set, 0, {1}, commit), kIOReturnNotFound) << set;
+    }
   }
   EXPECT_EQ(_unit.dataSet(kSet), before);
   EXPECT_TRUE(_unit.uncommittedDataSets().empty());
@@ -109,10 +77,10 @@ TEST_F(DataSetsTest, WritersAndReadersOfManyProcessesAndThreadsLoseNoByte) {
     if (child == 0) {
       std::vector<std::thread> threads;
       for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([=, this] {
-          const auto place = static_cast<uint64_t>(process * kThreads + thread);
+        threads.emplace_back([=] {
+          const int64_t place = process * kThreads + thread;
           for (uint8_t round = 0; round < kRounds; ++round) {
-            if (sets().write(kSet, place * 2, Bytes{round, round}, true)) ::_exit(1);
+            if (write(kSet, place * 2, {round, round}, true) != kIOReturnSuccess) ::_exit(1);
           }
         });
       }

@@ -2,6 +2,8 @@
 
 #include "host/device_error.h"
 #include "host/unit/properties.h"
+#include "host/unit/property_file.h"
+#include "host/unit/unit_folder.h"
 
 namespace corvane::host {
 namespace {
@@ -10,8 +12,8 @@ bool hasEntry(CFDictionaryRef registry, const std::string& name) {
   return registry && CFDictionaryContainsKey(registry, createString(name).get());
 }
 
-/// The entry `name` of `registry` as it stands, to change; an empty one when it is not there.
-/// Throws DeviceError when it lists several services, of which the facts cannot mean one.
+/// Returns a copy of the entry `name` of `registry` to change; an empty one when there is none.
+/// Throws DeviceError when it lists several services: the facts are about one.
 CFRef<CFMutableDictionaryRef> entryForChange(CFDictionaryRef registry, const std::string& name) {
   const CFDictionaryRef entry = dictionaryIn(registry, name);
   if (!entry && hasEntry(registry, name)) {
@@ -21,13 +23,13 @@ CFRef<CFMutableDictionaryRef> entryForChange(CFDictionaryRef registry, const std
   return copyForChange(entry);
 }
 
-/// Puts an entry where there was none, or takes it away.
+/// Adds an entry without properties unless there is one, or removes it.
 void putPlainEntry(CFMutableDictionaryRef registry, const std::string& name, bool present) {
   if (!present) return put(registry, name, nullptr);
   if (!hasEntry(registry, name)) put(registry, name, createDictionary().get());
 }
 
-/// Puts what `facts` says of the power source over what is there.
+/// Changes the power source where `facts` differ from `old`.
 void putPowerSource(CFMutableDictionaryRef registry, const UnitFacts& old, const UnitFacts& facts) {
   if (!facts.powerSource) return put(registry, "IOPMPowerSource", nullptr);
   const auto power = entryForChange(registry, "IOPMPowerSource");
@@ -48,25 +50,19 @@ bool isSamePower(const UnitFacts& a, const UnitFacts& b) {
          a.maxCapacity == b.maxCapacity && a.externalPower == b.externalPower;
 }
 
-}  // namespace
+/// A fact that is one text of a file of its own.
+struct TextFact {
+  std::string_view file;
+  const char* key;
+  std::optional<std::string> UnitFacts::*value;
+};
 
-void factsFromDevice(CFDictionaryRef device, UnitFacts& facts) {
-  const CFDictionaryRef registry = dictionaryIn(device, "registry");
-  const CFDictionaryRef power = dictionaryIn(registry, "IOPMPowerSource");
-  facts.model = textIn(dictionaryIn(registry, "IOPlatformExpertDevice"), "IORegistryEntryName");
-  facts.powerSource = hasEntry(registry, "IOPMPowerSource");
-  facts.currentCapacity = integerIn(power, "CurrentCapacity");
-  facts.maxCapacity = integerIn(power, "MaxCapacity");
-  facts.externalPower = truthIn(power, "ExternalConnected");
-  facts.dataArea = hasEntry(registry, "VelmoDiagnosticDataAccess");
-  facts.nvram = hasEntry(registry, "IODTNVRAM") && hasEntry(registry, "IODeviceTree:/options");
-  facts.radio = truthIn(device, "radio").value_or(false);
-  facts.hostPower = textIn(device, "power") == "host";
-}
+constexpr TextFact kTextFacts[] = {{kVersionFile, "ProductBuildVersion", &UnitFacts::buildVersion},
+                                   {kNvramFile, "boot-args", &UnitFacts::bootArgs}};
 
+/// Returns the contents of device.plist with the facts in it.
 CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const UnitFacts& facts) {
-  UnitFacts old;
-  factsFromDevice(device, old);
+  const UnitFacts old = factsFromDevice(device);
   CFRef<CFMutableDictionaryRef> changed = copyForChange(device);
   const auto registry = copyForChange(dictionaryIn(device, "registry"));
 
@@ -91,28 +87,47 @@ CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const Unit
   return changed;
 }
 
-void factsFromNvram(CFDictionaryRef nvram, UnitFacts& facts) {
-  facts.bootArgs = textIn(nvram, "boot-args");
+}  // namespace
+
+UnitFacts factsFromDevice(CFDictionaryRef device) {
+  const CFDictionaryRef registry = dictionaryIn(device, "registry");
+  const CFDictionaryRef power = dictionaryIn(registry, "IOPMPowerSource");
+  UnitFacts facts;
+  facts.model = textIn(dictionaryIn(registry, "IOPlatformExpertDevice"), "IORegistryEntryName");
+  facts.powerSource = hasEntry(registry, "IOPMPowerSource");
+  facts.currentCapacity = integerIn(power, "CurrentCapacity");
+  facts.maxCapacity = integerIn(power, "MaxCapacity");
+  facts.externalPower = truthIn(power, "ExternalConnected");
+  facts.dataArea = hasEntry(registry, "VelmoDiagnosticDataAccess");
+  facts.nvram = hasEntry(registry, "IODTNVRAM") && hasEntry(registry, "IODeviceTree:/options");
+  facts.radio = truthIn(device, "radio").value_or(false);
+  facts.hostPower = textIn(device, "power") == "host";
+  return facts;
 }
 
-CFRef<CFMutableDictionaryRef> nvramWithFacts(CFDictionaryRef nvram, const UnitFacts& facts) {
-  CFRef<CFMutableDictionaryRef> changed = copyForChange(nvram);
-  if (facts.bootArgs != textIn(nvram, "boot-args")) {
-    putText(changed.get(), "boot-args", facts.bootArgs);
+UnitFacts factsFromFiles(const std::filesystem::path& folder, CFDictionaryRef device) {
+  UnitFacts facts = factsFromDevice(device);
+  for (const auto& [file, key, value] : kTextFacts) {
+    facts.*value = textIn(readPropertyFile(folder / file).get(), key);
   }
-  return changed;
+  return facts;
 }
 
-void factsFromVersion(CFDictionaryRef version, UnitFacts& facts) {
-  facts.buildVersion = textIn(version, "ProductBuildVersion");
-}
-
-CFRef<CFMutableDictionaryRef> versionWithFacts(CFDictionaryRef version, const UnitFacts& facts) {
-  CFRef<CFMutableDictionaryRef> changed = copyForChange(version);
-  if (facts.buildVersion != textIn(version, "ProductBuildVersion")) {
-    putText(changed.get(), "ProductBuildVersion", facts.buildVersion);
+void prepareFacts(FileChanges& changes, const std::filesystem::path& folder, CFDictionaryRef device,
+                  const UnitFacts& facts) {
+  for (const auto& [name, key, value] : kTextFacts) {
+    const std::filesystem::path file = folder / name;
+    const auto old = readPropertyFile(file);
+    if (textIn(old.get(), key) == facts.*value) continue;
+    const auto changed = copyForChange(old.get());
+    putText(changed.get(), key, facts.*value);
+    createFolders(file.parent_path(), Durability::kDurable);
+    preparePropertyFile(changes, file, changed.get());
   }
-  return changed;
+  const auto changed = deviceWithFacts(device, facts);
+  if (!device || !CFEqual(device, changed.get())) {
+    preparePropertyFile(changes, folder / kDeviceFile, changed.get());
+  }
 }
 
 }  // namespace corvane::host

@@ -1,26 +1,30 @@
 #ifndef CORVANE_HOST_UNIT_FACT_FILES_H_
 #define CORVANE_HOST_UNIT_FACT_FILES_H_
 
+#include <filesystem>
+
+#include "host/unit/unit_file.h"
 #include "host/unit_facts.h"
 #include "platform/cf_ref.h"
 
-/// How a unit's facts stand in its property-list files. Each function takes the dictionary at the
-/// top of one file; what the facts do not speak of is left alone.
+/// Where a unit's facts are kept: in its property-list files, beside what the facts do not cover.
 namespace corvane::host {
 
-/// device.plist: "registry" holds, by class or path, each entry's properties; the entry's name,
-/// where it is not the class, is "IORegistryEntryName". "radio" and "power" ("plist" or "host")
-/// stand beside it.
-void factsFromDevice(CFDictionaryRef device, UnitFacts& facts);
-CFRef<CFMutableDictionaryRef> deviceWithFacts(CFDictionaryRef device, const UnitFacts& facts);
+/// Returns the facts that device.plist, whose contents are `device`, tells. Under "registry" it
+/// holds each entry's properties by class or path; the entry's name, where it is not the class, is
+/// "IORegistryEntryName". "radio" and "power" ("plist" or "host") stand beside it. All other facts
+/// are the default unit's.
+UnitFacts factsFromDevice(CFDictionaryRef device);
 
-/// nvram.plist: the variables by name.
-void factsFromNvram(CFDictionaryRef nvram, UnitFacts& facts);
-CFRef<CFMutableDictionaryRef> nvramWithFacts(CFDictionaryRef nvram, const UnitFacts& facts);
+/// Returns all facts of the unit in `folder`, with those of nvram.plist and SystemVersion.plist.
+/// Throws DeviceError when a file is damaged.
+UnitFacts factsFromFiles(const std::filesystem::path& folder, CFDictionaryRef device);
 
-/// SystemVersion.plist.
-void factsFromVersion(CFDictionaryRef version, UnitFacts& facts);
-CFRef<CFMutableDictionaryRef> versionWithFacts(CFDictionaryRef version, const UnitFacts& facts);
+/// Prepares each file of the unit in `folder` that tells other facts than `facts`, device.plist
+/// last; what the facts do not cover stays. `device` is null when there is no device.plist yet.
+/// Throws DeviceError.
+void prepareFacts(FileChanges& changes, const std::filesystem::path& folder, CFDictionaryRef device,
+                  const UnitFacts& facts);
 
 }  // namespace corvane::host
 

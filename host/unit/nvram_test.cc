@@ -1,12 +1,10 @@
-#include "host/unit/nvram.h"
-
 #include <IOKit/IOKitLib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 
-#include "host/unit/atomic_file.h"
+#include "host/unit/unit_folder.h"
 #include "platform/io_object.h"
 #include "testing/unit_test.h"
 
@@ -106,28 +104,6 @@ TEST_F(NvramTest, ADamagedFileIsNamedOnceAndLeftAlone) {
               "virtual device: " + file().string() + ": " + reason + "\n");
     EXPECT_EQ(readText(file()), contents);
   }
-}
-
-TEST_F(NvramTest, AKillAtAnyStepOfAWriteLeavesTheOldOrTheNewVariables) {
-  static int gStepsLeft = 0;
-  int step = 1;
-  for (bool isKilled = true; isKilled; ++step) {
-    ASSERT_EQ(setText("boot-args", "old"), kIOReturnSuccess);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      gStepsLeft = step;
-      gReplaceStepDone = [](const char*) {
-        if (--gStepsLeft == 0) ::kill(::getpid(), SIGKILL);
-      };
-      ::_exit(setText("boot-args", "new"));
-    }
-    int status = -1;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    isKilled = WIFSIGNALED(status);
-    const std::string now = textOf("boot-args");
-    EXPECT_TRUE(now == "new" || (isKilled && now == "old")) << "step " << step << ": " << now;
-  }
-  EXPECT_GT(step, 5);
 }
 
 TEST_F(NvramTest, ProcessesThatEditAtOnceLoseNothingOfEachOther) {

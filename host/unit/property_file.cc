@@ -1,18 +1,9 @@
 #include "host/unit/property_file.h"
 
-#include <cerrno>
 #include <ctime>
-#include <system_error>
-
-#include "host/device_error.h"
-#include "host/unit/atomic_file.h"
 
 namespace corvane::host {
 namespace {
-
-[[noreturn]] void fail(const std::filesystem::path& file, const std::string& reason) {
-  throw DeviceError(file.string() + ": " + reason);
-}
 
 bool isSameFile(const struct stat& a, const struct stat& b) {
   return a.st_ino == b.st_ino && a.st_dev == b.st_dev && a.st_size == b.st_size &&
@@ -30,46 +21,38 @@ bool isSettled(const struct stat& file) {
 }  // namespace
 
 CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file) {
-  std::error_code error;
-  const auto contents = readFile(file, error);
-  if (!contents) fail(file, error.message());
+  const auto contents = readFile(file, kLargestPropertyFile);
+  if (!contents) return {};
   CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
       kCFAllocatorDefault, contents.get(), kCFPropertyListImmutable, nullptr, nullptr));
-  if (!list) fail(file, "is not a property list");
+  if (!list) failOn(file, "is not a property list");
   if (CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
-    fail(file, "holds a property list that is not a dictionary");
+    failOn(file, "holds a property list that is not a dictionary");
   }
   return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
 }
 
-CFRef<CFDictionaryRef> readPropertyFileIfPresent(const std::filesystem::path& file) {
-  std::error_code error;
-  const auto status = std::filesystem::symlink_status(file, error);
-  if (status.type() == std::filesystem::file_type::not_found) return {};
-  return readPropertyFile(file);
-}
-
-void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef properties) {
+void preparePropertyFile(FileChanges& changes, const std::filesystem::path& file,
+                         CFDictionaryRef properties) {
   const CFRef<CFDataRef> contents(CFPropertyListCreateData(
       kCFAllocatorDefault, properties, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  if (!contents) fail(file, "cannot hold these properties");
-  const std::error_code error = replaceFile(
-      file,
-      {CFDataGetBytePtr(contents.get()), static_cast<size_t>(CFDataGetLength(contents.get()))},
-      Durability::kDurable);
-  if (error) fail(file, error.message());
+  if (!contents) failOn(file, "cannot hold these properties");
+  const auto size = static_cast<size_t>(CFDataGetLength(contents.get()));
+  if (size > kLargestPropertyFile) throw FileError(file, FileFault::kTooLarge);
+  changes.prepare(file, {CFDataGetBytePtr(contents.get()), size});
 }
 
 CFRef<CFDictionaryRef> CachedPropertyFile::copyProperties() {
   struct stat file {};
-  if (::stat(_file.c_str(), &file) != 0) {
-    fail(_file, std::error_code(errno, std::generic_category()).message());
-  }
+  if (::lstat(_file.c_str(), &file) != 0) throw FileError(_file);
   const std::lock_guard lock(_mutex);
   if (!_properties || !_isSettled || !isSameFile(file, _readAt)) {
     _isSettled = isSettled(file);
     _properties = readPropertyFile(_file);
     _readAt = file;
+  }
+  if (!_properties) {
+    throw FileError(_file, std::make_error_code(std::errc::no_such_file_or_directory));
   }
   return CFRef<CFDictionaryRef>::retaining(_properties.get());
 }

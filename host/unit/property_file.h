@@ -6,20 +6,19 @@
 #include <filesystem>
 #include <mutex>
 
+#include "host/unit/unit_file.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::host {
 
-/// The dictionary at the top of the property-list file. Throws DeviceError, naming the file and the
-/// reason, when it cannot be read or holds something else.
+/// Returns the dictionary at the top of the property-list file; null when there is no such file.
+/// Throws DeviceError, naming the file and the reason, when it cannot be read or holds something
+/// else.
 CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file);
 
-/// The same; null when there is no such file.
-CFRef<CFDictionaryRef> readPropertyFileIfPresent(const std::filesystem::path& file);
-
-/// Puts `properties` in the file's place as XML, durably and whole. Throws DeviceError when it
-/// cannot; the file is as it was then. Callers hold the unit's lock.
-void writePropertyFile(const std::filesystem::path& file, CFDictionaryRef properties);
+/// Prepares `properties` to become the file's contents, as XML. Throws DeviceError.
+void preparePropertyFile(FileChanges& changes, const std::filesystem::path& file,
+                         CFDictionaryRef properties);
 
 /// A property-list file that is read again only when it has changed.
 class CachedPropertyFile {
@@ -28,7 +27,7 @@ class CachedPropertyFile {
 
   const std::filesystem::path& path() const { return _file; }
 
-  /// As readPropertyFile.
+  /// As readPropertyFile, but a missing file is an error, too.
   CFRef<CFDictionaryRef> copyProperties();
 
  private:

@@ -6,12 +6,20 @@
 #include <string_view>
 
 #include "host/unit/data_sets.h"
-#include "host/unit/nvram.h"
 #include "host/unit/property_file.h"
 #include "host/unit_facts.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::host {
+
+/// Files of a unit, relative to its folder.
+inline constexpr std::string_view kDeviceFile = "device.plist";
+inline constexpr std::string_view kNvramFile = "nvram.plist";
+inline constexpr std::string_view kVersionFile =
+    "root/System/Library/CoreServices/SystemVersion.plist";
+
+/// The file that NSLog writes to, as the device knows it.
+inline constexpr char kSystemLogFile[] = "/private/var/log/system.log";
 
 /// The folder that behaves like one unit:
 ///
@@ -20,44 +28,50 @@ namespace corvane::host {
 ///     data/          the data sets
 ///     root/          the device's file tree
 ///     .lock          the lock that serialises changes
+///
+/// Every function that reads or changes files throws DeviceError when it cannot; a failed change
+/// has changed nothing.
 class UnitFolder {
  public:
-  /// Opens the unit in `folder`. A folder that is missing, empty or half made gets what it lacks of
-  /// a unit with `facts`. Throws DeviceError when it cannot be used: it is no folder, may not be
-  /// read, holds something else than a unit, or its device.plist is damaged.
+  /// Opens the unit in `folder`. A folder that is missing, empty or half made first gets what it
+  /// lacks of a unit with `facts`, so that a power cut leaves a whole unit or one that the next
+  /// opening completes. Throws DeviceError when the folder cannot be used: it is no folder, cannot
+  /// be read, belongs to somebody else, holds something else than a unit, or its device.plist is
+  /// damaged.
   explicit UnitFolder(std::filesystem::path folder, const UnitFacts& facts = {});
 
   const std::filesystem::path& path() const { return _folder; }
   const DataSets& dataSets() const { return _dataSets; }
-  const Nvram& nvram() const { return _nvram; }
 
   /// Where the device's file `devicePath` (absolute) lies.
   std::string filePath(std::string_view devicePath) const;
 
-  /// What device.plist lists under "registry" for the class or path `name`: a dictionary of
-  /// properties, or an array of such when there are several services of one class. Null when the
-  /// unit has none. Throws DeviceError when the file is damaged.
+  /// Returns what device.plist lists under "registry" for the class or path `name`: a dictionary of
+  /// properties, or an array of these when there are several services of one class. Null when the
+  /// unit has none.
   CFRef<CFTypeRef> copyRegistryEntries(const std::string& name);
 
-  /// "radio" and "power" in device.plist. Throws DeviceError when the file is damaged.
+  /// "radio" and "power" in device.plist.
   bool hasRadio();
   bool hasHostPower();
 
+  /// The NVRAM variable `name`, read afresh from nvram.plist; null when there is none.
+  CFRef<CFTypeRef> copyNvramVariable(CFStringRef name) const;
+  /// Sets an NVRAM variable durably and leaves the others alone.
+  void setNvramVariable(CFStringRef name, CFTypeRef value) const;
+
   UnitFacts facts();
-  /// Makes the unit what `facts` says. Only facts that differ are written; what else the files hold
-  /// stays. Throws DeviceError.
+  /// Gives the unit these facts: all of them or, on an error, none. Only facts that differ are
+  /// written; what else the files hold stays.
   void setFacts(const UnitFacts& facts);
 
  private:
-  void createWhatIsMissing(const UnitFacts& facts) const;
   /// What device.plist holds. Throws DeviceError when it is damaged.
   CFRef<CFDictionaryRef> copyDevice();
-  UnitFacts deviceFacts();
 
   std::filesystem::path _folder;
   std::string _root;
   DataSets _dataSets;
-  Nvram _nvram;
   CachedPropertyFile _deviceFile;
 };
 

@@ -1,12 +1,8 @@
 #include "host/unit/unit_in_use.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <mutex>
 
-#include "host/device_error.h"
+#include "host/unit/unit_place.h"
 #include "platform/report.h"
 
 namespace corvane::host {
@@ -25,41 +21,24 @@ InUse& inUse() {
   return state;
 }
 
-/// The variable's value; nothing when it is unset or empty.
-std::filesystem::path fromEnvironment(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
-
-std::filesystem::path stateFolder() {
-  if (auto folder = fromEnvironment("XDG_STATE_HOME"); !folder.empty()) return folder;
-  std::filesystem::path home = fromEnvironment("HOME");
-  if (home.empty()) {
-    if (const passwd* user = ::getpwuid(::getuid())) home = user->pw_dir;
-  }
-  return home / ".local/state";
+void report(InUse& state, const std::string& reason) {
+  if (state.lastReport == reason) return;
+  state.lastReport = reason;
+  reportOnStandardError("virtual device: " + reason + "\n");
 }
 
 void openDefaultUnit(InUse& state) {
   state.isOpened = true;
+  const std::filesystem::path& folder = defaultUnitFolder();
   try {
-    state.unit = std::make_shared<UnitFolder>(defaultUnitFolder());
+    state.unit =
+        withDeviceErrors(folder.c_str(), [&] { return std::make_shared<UnitFolder>(folder); });
   } catch (const DeviceError& error) {
-    state.lastReport = error.what();
-    reportOnStandardError("virtual device: " + state.lastReport + "\n");
+    report(state, error.what());
   }
 }
 
 }  // namespace
-
-std::filesystem::path defaultUnitFolder() {
-  static const std::filesystem::path folder = [] {
-    std::filesystem::path named = fromEnvironment("CORVANE_DEVICE");
-    return std::filesystem::absolute(named.empty() ? stateFolder() / "corvane/device" : named)
-        .lexically_normal();
-  }();
-  return folder;
-}
 
 std::shared_ptr<UnitFolder> unitInUse() {
   InUse& state = inUse();
@@ -78,9 +57,7 @@ void useUnit(std::shared_ptr<UnitFolder> unit) {
 void reportUnusable(const std::string& reason) {
   InUse& state = inUse();
   const std::lock_guard lock(state.mutex);
-  if (state.lastReport == reason) return;
-  state.lastReport = reason;
-  reportOnStandardError("virtual device: " + reason + "\n");
+  report(state, reason);
 }
 
 }  // namespace corvane::host

@@ -1,22 +1,21 @@
 #ifndef CORVANE_HOST_UNIT_UNIT_IN_USE_H_
 #define CORVANE_HOST_UNIT_UNIT_IN_USE_H_
 
+#include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "host/device_error.h"
+#include "host/unit/unit_file.h"
 #include "host/unit/unit_folder.h"
 
 /// The unit that this process's platform calls are about.
 namespace corvane::host {
 
-/// Where the unit lies unless told otherwise: "$CORVANE_DEVICE", else "corvane/device" below
-/// "$XDG_STATE_HOME" or "$HOME/.local/state". Absolute, as of the first call.
-std::filesystem::path defaultUnitFolder();
-
-/// The unit in use: the one given to `useUnit`, else the default one, which is opened, and made
-/// where it is missing, by the first call. Null when that one cannot be used, which the first call
+/// Returns the unit in use: the one given to `useUnit`, else the default one, which the first call
+/// opens, and makes where it is missing. Null when that one cannot be used, which the first call
 /// reports.
 std::shared_ptr<UnitFolder> unitInUse();
 
@@ -25,16 +24,35 @@ void useUnit(std::shared_ptr<UnitFolder> unit);
 /// Writes what makes the unit unusable to standard error, unless it was the last thing reported.
 void reportUnusable(const std::string& reason);
 
-/// Runs `work` on the unit's files; what it returns, or `failure` after a report when they are
+/// Returns what `work` returns. What the C++ library throws becomes a DeviceError about `unit`, in
+/// this system's own words.
+template <typename Work>
+auto withDeviceErrors(const char* unit, Work work) {
+  try {
+    return work();
+  } catch (const DeviceError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    failOn(unit, "there is not enough memory");
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw FileError(unit, error.code());
+  } catch (const std::exception&) {
+    failOn(unit, "cannot be used");
+  }
+}
+
+/// Returns what `work` on the unit's files returns; `failure`, after a report, when they are
 /// damaged or cannot be changed.
 template <typename Result, typename Work>
 Result onUnitFiles(Result failure, Work work) {
   try {
-    return work();
+    return withDeviceErrors("the unit", work);
   } catch (const DeviceError& error) {
     reportUnusable(error.what());
-    return failure;
+  } catch (const std::bad_alloc&) {
+    // Not even enough for the report.
   }
+  return failure;
 }
 
 }  // namespace corvane::host

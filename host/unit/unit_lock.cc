@@ -11,13 +11,15 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
-#include <system_error>
 #include <thread>
+#include <utility>
 
 #include "host/file_descriptor.h"
 #include "host/linux/lock_holder.h"
+#include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/report.h"
 
@@ -39,18 +41,16 @@ milliseconds patience() {
   return std::chrono::seconds(seconds);
 }
 
-[[noreturn]] void fail(const std::filesystem::path& file, int error) {
-  throw DeviceError(file.string() + ": " + std::generic_category().message(error));
-}
-
-FileDescriptor openLockFile(const std::filesystem::path& file) {
+FileDescriptor openLockFile(const std::filesystem::path& folder) {
+  const std::filesystem::path file = folder / ".lock";
   constexpr int kFlags = O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   FileDescriptor lock(::open(file.c_str(), O_RDWR | kFlags, 0666));
   // A lock that belongs to another user can be had without writing to it.
   if (!lock && errno == EACCES)
     lock = FileDescriptor(::open(file.c_str(), O_RDONLY | kFlags, 0666));
-  if (!lock && errno == ELOOP) throw DeviceError(file.string() + ": is a symbolic link");
-  if (!lock) fail(file, errno);
+  if (!lock && errno == ELOOP) throw FileError(file, FileFault::kSymbolicLink);
+  if (!lock) throw FileError(file);
+  giveToOwnerOf(folder, file, lock.get());
   return lock;
 }
 
@@ -68,7 +68,7 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
   std::chrono::microseconds pause(100);
   while (::flock(lock, LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) fail(folder / ".lock", errno);
+    if (errno != EWOULDBLOCK) throw FileError(folder / ".lock");
     const Clock::time_point now = Clock::now();
     if (now - start >= limit) {
       throw UnitBusyError(folder.string() + ": " + holderText(file) +
@@ -83,6 +83,14 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
     std::this_thread::sleep_for(pause);
     pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause);
   }
+}
+
+/// Whether this process locks the unit for the first time.
+bool isFirst(const std::filesystem::path& folder) {
+  static std::mutex& mutex = *new std::mutex;
+  static auto& known = *new std::set<std::string>;
+  const std::lock_guard lock(mutex);
+  return known.insert(folder.string()).second;
 }
 
 }  // namespace
@@ -103,11 +111,10 @@ struct UnitLock::Hold {
 thread_local UnitLock::Hold* UnitLock::Hold::gFirst = nullptr;
 
 UnitLock::Hold* UnitLock::acquire(const std::filesystem::path& folder) {
-  FileDescriptor lock = openLockFile(folder / ".lock");
+  FileDescriptor lock = openLockFile(folder);
   struct stat file {};
-  if (::fstat(lock.get(), &file) != 0) fail(folder / ".lock", errno);
-  if (!S_ISREG(file.st_mode))
-    throw DeviceError((folder / ".lock").string() + ": is not a regular file");
+  if (::fstat(lock.get(), &file) != 0) throw FileError(folder / ".lock");
+  if (!S_ISREG(file.st_mode)) throw FileError(folder / ".lock", FileFault::kNotRegular);
   const pid_t process = ::getpid();
   for (Hold* hold = Hold::gFirst; hold; hold = hold->next) {
     if (hold->device == file.st_dev && hold->inode == file.st_ino && hold->process == process) {
@@ -116,6 +123,11 @@ UnitLock::Hold* UnitLock::acquire(const std::filesystem::path& folder) {
     }
   }
   waitForLock(lock.get(), file, folder);
+  if (isFirst(folder)) {
+    for (const char* name : {"", "data", "root/System/Library/CoreServices"}) {
+      removeTemporaryFiles(folder / name);
+    }
+  }
   Hold::gFirst = new Hold{file.st_dev, file.st_ino, process, std::move(lock), 1, Hold::gFirst};
   return Hold::gFirst;
 }

@@ -1,9 +1,15 @@
-#include "platform/wifi_radio.h"
-
 #include "host/faults.h"
 #include "host/unit/unit_in_use.h"
+#include "platform/device_path.h"
+#include "platform/wifi_radio.h"
 
+/// What `platform/` asks of the unit in use.
 namespace corvane {
+
+std::string devicePath(const char* path) {
+  const auto unit = host::unitInUse();
+  return unit ? unit->filePath(path) : std::string();
+}
 
 int32_t mobileWiFiContainsRadio() {
   if (const auto result = host::injectedFault(host::Call::MobileWiFiContainsRadio)) {

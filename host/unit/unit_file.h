@@ -1,0 +1,135 @@
+#ifndef CORVANE_HOST_UNIT_UNIT_FILE_H_
+#define CORVANE_HOST_UNIT_UNIT_FILE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "host/device_error.h"
+#include "host/file_descriptor.h"
+#include "platform/cf_ref.h"
+
+/// The only way to the files that a unit is made of. Whoever can write to a unit's folder can put
+/// anything in a file's place, so only regular files of a bounded size are read, nothing is opened
+/// through a symbolic link, and no open waits for another process.
+namespace corvane::host {
+
+/// The largest files that are read, in bytes.
+inline constexpr size_t kLargestDataSet = size_t{64} << 20;
+inline constexpr size_t kLargestPropertyFile = size_t{16} << 20;
+
+/// Reasons that this layer has besides the system's.
+enum class FileFault { kSymbolicLink = 1, kNotRegular, kTooLarge };
+std::error_code make_error_code(FileFault fault);
+
+/// A file cannot be read or changed; the text is "FILE: reason".
+class FileError : public DeviceError {
+ public:
+  FileError(const std::filesystem::path& file, const std::error_code& code);
+  /// Takes the reason from errno.
+  explicit FileError(const std::filesystem::path& file);
+
+  const std::error_code& code() const { return _code; }
+
+ private:
+  std::error_code _code;
+};
+
+/// Throws DeviceError with the text "FILE: reason".
+[[noreturn]] void failOn(const std::filesystem::path& file, const std::string& reason);
+
+/// Returns the file's contents; null when there is no such file. Throws FileError when it cannot be
+/// read, is no regular file, or holds more than `largest` bytes.
+CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest);
+
+/// Whether anything, if only a broken link, is at `path`. Throws FileError when that cannot be
+/// told.
+bool isThere(const std::filesystem::path& path);
+
+/// Names of what the folder holds, except "." and "..". Throws FileError.
+std::vector<std::string> namesIn(const std::filesystem::path& folder);
+
+/// kDurable: when the change returns, no power cut takes it away. kVolatile: after a power cut
+/// there is what was before it or what is after it.
+enum class Durability { kDurable, kVolatile };
+
+/// Makes the folder and what is missing above it. Throws FileError.
+void createFolders(const std::filesystem::path& folder, Durability durability);
+
+/// Makes every creation, renaming and removal in the folder durable. Throws FileError.
+void syncFolder(const std::filesystem::path& folder);
+
+/// Gives `file`, which root has just made in `folder`, to the folder's owner, who could not change
+/// it otherwise. Does nothing for other users. Throws FileError.
+void giveToOwnerOf(const std::filesystem::path& folder, const std::filesystem::path& file,
+                   int descriptor);
+
+/// Whether `name` is one that an interrupted change can leave behind in a folder.
+bool isTemporaryName(std::string_view name);
+
+/// Removes what interrupted changes left in the folder. Callers hold the unit's lock. Failures
+/// leave files that are in nobody's way.
+void removeTemporaryFiles(const std::filesystem::path& folder);
+
+/// Replacements of one or more files that come about together or, on any failure, not at all. Each
+/// file is replaced atomically: readers, kills and power cuts see its old or its new contents.
+/// Callers hold the unit's lock.
+///
+///     FileChanges changes;
+///     changes.prepare(first, contents);    // all that needs space on the disk
+///     changes.prepare(second, contents);
+///     changes.apply();
+class FileChanges {
+ public:
+  FileChanges() = default;
+  /// Removes what was prepared and not applied.
+  ~FileChanges();
+  FileChanges(const FileChanges&) = delete;
+  FileChanges& operator=(const FileChanges&) = delete;
+
+  /// Writes the new contents of `file` to a temporary file beside it, on the disk. They get owner
+  /// and mode of the file that they replace; where there is none, of `model` if given, else the
+  /// folder's owner. Throws FileError.
+  void prepare(const std::filesystem::path& file, std::span<const uint8_t> contents,
+               Durability durability = Durability::kDurable,
+               const std::filesystem::path& model = {});
+
+  /// Prepares `file` to become a second name of `source`, a file of the same folder, which takes no
+  /// space on the disk. Throws FileError.
+  void prepareLink(const std::filesystem::path& file, const std::filesystem::path& source);
+
+  /// Puts everything that was prepared in its place, in order, each durable before the next. When
+  /// that fails, puts back what was there and throws FileError.
+  void apply();
+
+ private:
+  /// What undoing a change takes.
+  enum class Undo { kNothing, kPutBack, kRemove };
+
+  struct Change {
+    std::filesystem::path file;
+    FileDescriptor folder;
+    std::string name;
+    /// In the same folder: the new contents until they are put in place, then what they replaced.
+    std::string temporary;
+    Durability durability;
+    Undo undo = Undo::kNothing;
+  };
+
+  Change& add(const std::filesystem::path& file, Durability durability);
+  static void putInPlace(Change& change);
+  void undoAll();
+
+  std::vector<Change> _changes;
+};
+
+}  // namespace corvane::host
+
+template <>
+struct std::is_error_code_enum<corvane::host::FileFault> : std::true_type {};
+
+#endif  // CORVANE_HOST_UNIT_UNIT_FILE_H_
