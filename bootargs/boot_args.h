@@ -8,31 +8,33 @@
 
 CORVANE_EXTERN_C_BEGIN
 
-/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args", read
-/// afresh each time at the registry entry "IODeviceTree:/options" and written at the service
-/// "IODTNVRAM". They take effect at the next boot. Words are found as plain text, case-sensitive,
-/// also within other words. The editing functions report no failure; two callers that edit at once
-/// can lose one of the edits.
+/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args", which
+/// each call reads afresh from the registry entry "IODeviceTree:/options" and writes to the service
+/// "IODTNVRAM". They take effect at the next boot. A word is searched for as plain, case-sensitive
+/// text and is also found inside longer words. The editing functions report no failure; of two
+/// callers that edit at once, one can lose its edit.
 
-/// A new reference to the boot arguments. Null when the variable is not set, and after a system-log
-/// line when there is no registry entry.
+/// Returns a new reference to the boot arguments. Returns null when the variable is not set, and,
+/// after a line in the system log, when there is no registry entry.
 CORVANE_EXPORT CFStringRef copyBootArgs(void);
 
-/// Whether `word`, which must be given, occurs anywhere in the boot arguments. False when there are
-/// none.
+/// Returns whether `word`, which must not be null, occurs anywhere in the boot arguments; false
+/// when the variable is not set.
 CORVANE_EXPORT bool hasBootArg(CFStringRef word);
 
-/// Makes `value` the boot arguments. Of an absent value the platform decides; off the device it is
-/// refused and the variable stays as it is.
+/// Makes `value` the boot arguments. A null `value` is the platform's affair: off the device it is
+/// refused and the variable stays as it is; on the device it may end the process.
 CORVANE_EXPORT void setBootArgs(CFStringRef value);
 
-/// Puts a blank and `word`, without the white space at its ends, behind the boot arguments. Nothing
-/// is written when `word` is absent, when it occurs anywhere in the boot arguments already, or when
-/// the variable is not set.
+/// Appends a blank and `word`, without the white space at its ends, to the boot arguments. Does
+/// nothing when `word` is null, when it occurs anywhere in the boot arguments, or when the variable
+/// is not set.
 CORVANE_EXPORT void addBootArg(CFStringRef word);
 
-/// Takes every occurrence of `word`, which must be given, out of the boot arguments, left to right,
-/// also out of other words; blanks beside it stay. The result is written in any case.
+/// Removes every occurrence of `word`, which must not be null, from the boot arguments, from left
+/// to right and also inside longer words. Blanks next to it stay. The result is written in any
+/// case; when the variable is not set that is `setBootArgs(NULL)`, which may end the process on the
+/// device: call `hasBootArg` first.
 CORVANE_EXPORT void removeBootArg(CFStringRef word);
 
 CORVANE_EXTERN_C_END

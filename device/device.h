@@ -15,27 +15,40 @@ class CORVANE_EXPORT Device {
   Device& operator=(const Device&) = delete;
   ~Device() = delete;
 
-  /// The instance.
+  /// Both return the instance; a further initialisation leaves it as it is.
   static Device* sharedInstance();
-  /// The instance, which a further initialisation leaves as it is.
   static Device* init();
 
-  /// The model's name, which begins with its code, such as "T33": the name of the registry's
-  /// "IOPlatformExpertDevice". Read until that succeeds once. Null when it cannot be read.
+  /// Returns the model's name, which begins with its code, such as "T33": the name of the registry
+  /// entry "IOPlatformExpertDevice". Returns null when it cannot be read; the next call tries
+  /// again. Once read, the name is kept for the life of the process.
   CFStringRef deviceName();
 
-  /// What the file "/System/Library/CoreServices/SystemVersion.plist" holds. Read until that
-  /// succeeds once. Null when it cannot be read.
+  /// Returns the contents of the file "/System/Library/CoreServices/SystemVersion.plist". Returns
+  /// null when it cannot be read; the next call tries again. Once read, they are kept.
   CFDictionaryRef versionDict();
 
-  /// "ProductBuildVersion" in `versionDict`; null when either is missing.
+  /// Returns "ProductBuildVersion" of `versionDict`; null when either is missing.
   static CFStringRef productBuildVersion();
 
-  /// What the model carries, by its code. A model without a name or with an unknown code has Wi-Fi
-  /// and a baseband and neither a compass nor a gyroscope. Codes T31 and T32 have Wi-Fi when the
-  /// platform's Wi-Fi library finds a radio. Code T34 has a baseband when the configuration value
-  /// "OPTS" holds "UMTS" before its first zero byte, which is looked up, and put into the system
-  /// log, at each call; without that value it has none.
+  /// Return whether the model carries the part, by the code that its name begins with:
+  ///
+  ///     code     hasWiFi      hasCompass   hasGyro   hasBaseband
+  ///     T31      radio        no           no        yes
+  ///     T32      radio        yes          no        yes
+  ///     T33      yes          yes          yes       yes
+  ///     T34      yes          yes          no        options
+  ///     T35      yes          yes          yes       yes
+  ///     T36      yes          no           yes       no
+  ///     T37      yes          no           no        no
+  ///     T38      yes          no           no        no
+  ///     other    yes          no           no        yes
+  ///
+  /// "other" is also a device without a name. "radio": whether the platform's Wi-Fi library finds a
+  /// radio. "options": whether the configuration value "OPTS" holds "UMTS" before its first zero
+  /// byte; false without that value. The last two are asked for at each call. For the options,
+  /// `hasBaseband` calls `ControlBits::getReady`, which takes one more handle of the data area each
+  /// time and never releases it, and leaves a line in the system log.
   static bool hasWiFi();
   static bool hasCompass();
   static bool hasGyro();

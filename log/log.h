@@ -14,19 +14,23 @@ namespace corvane {
 inline constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
 
 /// The test log: the file `kLogFile`, UTF-8, one record a line, only ever appended to. Any thread
-/// may call any operation; lines of several threads and processes never mix. Nothing here reports a
-/// failure: a line that cannot be written is dropped.
+/// may call any operation; lines of several threads and processes never mix. A line feed in a text
+/// is written as it stands and begins a further line without a time. Nothing reports a failure: a
+/// line that cannot be made or written is dropped. A disk that fills up can keep the first part of
+/// a line, without its line feed, so that the next line follows it on the same one.
 class CORVANE_EXPORT Log {
  public:
   Log() = delete;
 
-  /// Appends "[2026-11-16 00:05:09] ", four blanks for each level of `indentation` (none below 1),
-  /// `testName` and ": " (left out when absent), and `message` (nothing when absent). The bare
-  /// message also goes to the system log, before the line is written.
+  /// Appends "[2026-11-16 00:05:09] ", the local time; four blanks for each level of `indentation`,
+  /// none below 1; `testName` and ": ", unless it is null; and `message`, unless it is null. The
+  /// bare message goes to the system log first, where a null one shows as "(null)". Drops the line
+  /// when `indentation` is above 1,048,576.
   static void write(CFStringRef message, CFStringRef testName, int32_t indentation);
 
-  /// Appends `line` as it stands and a line feed. The log's directory is made when it is missing;
-  /// the file is opened and closed for each line, so that the line is with the system on return.
+  /// Appends `line` as it stands and a line feed; nothing when it is null. Creates the log's
+  /// directory when it is missing. The file is opened, flushed and closed for each line, so that
+  /// the system has the line on return.
   static void write(CFStringRef line);
 
   /// The debug trace: does nothing, on purpose.
@@ -36,10 +40,10 @@ class CORVANE_EXPORT Log {
   /// system log gets no copy.
   static void writePalvireMessage(CFStringRef message, CFStringRef sid, CFStringRef msgType);
 
-  /// One line of comma-separated fields: an empty context, the local time ("2026/11/16 00:05:09"),
-  /// `sid` with double quotes turned into apostrophes, `msgType` with double quotes removed, and
-  /// `message` verbatim, which holds the caller's further fields and may be absent or empty. An
-  /// absent `sid` or `msgType` shows as "(null)".
+  /// Returns one line of comma-separated fields: an empty context, the local time ("2026/11/16
+  /// 00:05:09"), `sid` with double quotes turned into apostrophes, `msgType` with double quotes
+  /// removed, and `message` verbatim, which holds the caller's further fields and may be null or
+  /// empty. A null `sid` or `msgType` shows as "(null)". Returns null when the line cannot be made.
   static CFRef<CFStringRef> formatPalvireMessage(CFStringRef message, CFStringRef sid,
                                                  CFStringRef msgType);
 };

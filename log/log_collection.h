@@ -7,15 +7,15 @@
 
 CORVANE_EXTERN_C_BEGIN
 
-/// Whether the device's log collection is of the new style: the value of "newLogCollection" in the
-/// property list "/var/logs/CorvaneTov/Expected/logCollection.plist", which is read afresh each
-/// time. A boolean, or a number where nonzero is true; of a string, one that begins with Y, y, T, t
-/// or a digit 1 to 9 (behind white space, a sign and zeros) is true. False when the file or the key
-/// is missing or unusable.
+/// Returns whether the device's log collection is of the new style: the value of "newLogCollection"
+/// in the property list "/var/logs/CorvaneTov/Expected/logCollection.plist", which each call reads
+/// afresh. The value is a boolean, or a number, where nonzero is true, or a string, which is true
+/// when it begins with Y, y, T, t or a digit 1 to 9 after white space, a sign and zeros. Returns
+/// false when the file or the key is missing or cannot be used.
 CORVANE_EXPORT bool newLogCollection(void);
 
-/// Whether the device's logs have been collected: whether the marker file of the selected style
-/// exists, "/private/var/logs/BurnIn/.CorvaneLogsCollected" for the new one,
+/// Returns whether the device's logs have been collected: whether the marker file of the selected
+/// style exists, "/private/var/logs/BurnIn/.CorvaneLogsCollected" for the new one,
 /// "/private/var/logs/BurnIn/.logsCollected" for the old.
 CORVANE_EXPORT bool logsCollected(void);
 

@@ -9,18 +9,21 @@
 
 CORVANE_EXTERN_C_BEGIN
 
-/// The current local time in whole seconds. The record is the process's one shared record of the C
-/// library's local-time conversion: the next conversion on any thread, and so the next log line or
-/// station message, overwrites it. Never freed. Null when the clock cannot be converted.
+/// Returns the current local time in whole seconds, or null when the clock cannot be converted. The
+/// record is the one that the C library's `localtime` shares among all threads: the next conversion
+/// by anything, a log line and a station message included, overwrites it. Copy it at once; do not
+/// free it.
 CORVANE_EXPORT struct tm* getTime(void);
 
-/// A new string such as "2026-03-05 07:08:09", from the record's six fields as they stand. Null
-/// only when no string can be made.
+/// Returns a new string such as "2026-03-05 07:08:09" from six fields of `time`, which must not be
+/// null and is not checked. Returns null only when no string can be made.
 CORVANE_EXPORT CFStringRef stringForTime(const struct tm* time);
 
-/// A new string such as "01:30:15": end minus start, field by field. An hour, minute or second that
-/// ends below its start borrows from the field above only, so that a minute or hour can come out as
-/// -1 ("01:-1:20"). The readings carry no date: a difference of a day or more cannot be expressed.
+/// Returns a new string such as "01:30:15": end minus start, field by field. The readings carry no
+/// date, so an end hour below the start hour is taken as the next day's and gets 24 added: 23:50:00
+/// to 00:10:00 is "00:20:00". A minute or second below its start borrows from the field above,
+/// which is not normalised again: 10:30:50 to 11:30:10 is "01:-1:20", and 10:50:00 to 10:10:00 is
+/// "-1:20:00". Returns null only when no string can be made.
 CORVANE_EXPORT CFStringRef getTimeDifference(int32_t startHour, int32_t startMinute,
                                              int32_t startSecond, int32_t endHour,
                                              int32_t endMinute, int32_t endSecond);

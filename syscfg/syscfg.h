@@ -10,12 +10,15 @@
 CORVANE_EXTERN_C_BEGIN
 
 /// An open key store: 32-bit keys, by convention four characters with the first in the most
-/// significant byte, and byte values, all in a memory image of the area behind an accessor table.
+/// significant byte, and byte values, in a memory image of the area that an accessor table reaches.
 ///
-/// Results are 0 or -1 unless said otherwise. The area may be damaged flash: an entry whose value
-/// does not lie between the table and the end of the image is not found, and a change that would
-/// leave the image is refused with -1. One thread uses a handle; of two open handles the one
-/// written back last wins.
+/// Functions return 0 or -1 unless stated otherwise. The area may be damaged flash: an entry whose
+/// value does not lie between the table and the end of the image is not found, and a change that
+/// would leave the image is refused with -1. A handle is used by one thread; of two open handles,
+/// the one that is written back last wins.
+///
+/// The key 0x434E5442 ("CNTB") is not a key but marks entries whose value lies outside the table.
+/// Do not use it: adding or deleting it silently destroys the first such entry.
 typedef struct syscfg_handle syscfg_handle;
 struct syscfg_handle {
   /// Size of the image in bytes.
@@ -26,36 +29,40 @@ struct syscfg_handle {
   const nor_access_table* access;
 };
 
-/// Loads the area behind `access`. One without a sound header becomes an empty store, in the image
-/// only; one too small for a header is an empty store that nothing fits in. The caller ends the
-/// handle with `syscfg__deinit`. Never null: the process ends when there is no memory.
+/// Loads the area that `access` reaches and returns a new handle, which the caller ends with
+/// `syscfg__deinit`. An area without a sound header becomes an empty store, in the image only; one
+/// that is too small for a header is an empty store with no room. Never returns null: the process
+/// ends when there is no memory.
 CORVANE_EXPORT syscfg_handle* syscfg__init(const nor_access_table* access);
 
-/// Adds `key` as the last one, with a copy of the `length` bytes at `value` (may be null when
-/// `length` is 0), and removes what it had before. -1 when the value does not fit; the key is then
-/// absent, whatever it had before.
+/// Removes `key` and adds it as the last one with a copy of the `length` bytes at `value`, which
+/// may be null when `length` is 0. Returns -1 when the value does not fit; the key is then absent,
+/// even if it had a value before. An area that claims more entries than it has room for is refused
+/// with -1 and stays as it is, the key's value included.
 CORVANE_EXPORT int32_t syscfg__add_key(syscfg_handle* handle, uint32_t key, const void* value,
                                        size_t length);
 
-/// Removes `key`; -1 when it is not present.
+/// Removes `key`. Returns -1 when it is not present, and when the area claims more entries than it
+/// has room for.
 CORVANE_EXPORT int32_t syscfg__del_key(syscfg_handle* handle, uint32_t key);
 
 /// Copies the value of `key` to `destination` and its length in bytes to `*length`; either may be
-/// null. A value added with at most 16 bytes reads back as 16, so the destination needs room for 16
-/// bytes or the length, whichever is larger. -1, with nothing stored, when the key is not present.
+/// null. A value that was added with at most 16 bytes reads back as 16, so the destination needs
+/// room for 16 bytes or the length, whichever is larger. Returns -1, with nothing stored, when the
+/// key is not present.
 CORVANE_EXPORT int32_t syscfg__read_key(syscfg_handle* handle, uint32_t key, void* destination,
                                         size_t* length);
 
-/// Fills `keys`, an array of `capacity` entries, with the keys in the order they were added, and
-/// returns their number. -1, with nothing stored, when there are more than `capacity` or the area
-/// claims more than it can hold.
+/// Fills `keys`, an array of `capacity` entries, with the keys in the order in which they were
+/// added, and returns their number. Returns -1, with nothing stored, when there are more than
+/// `capacity` or the area claims more than it has room for.
 CORVANE_EXPORT int32_t syscfg__list_key(syscfg_handle* handle, uint32_t* keys, size_t capacity);
 
 /// Stores the whole image through the table's `write`, which reports no status.
 CORVANE_EXPORT void syscfg__flush(syscfg_handle* handle);
 
-/// Frees the handle and its image, after a flush when `writeBack` is not 0; without one, the
-/// changes are dropped.
+/// Frees the handle and its image. Flushes first when `writeBack` is not 0; otherwise the changes
+/// are dropped.
 CORVANE_EXPORT void syscfg__deinit(syscfg_handle* handle, int32_t writeBack);
 
 CORVANE_EXTERN_C_END
