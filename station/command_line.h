@@ -17,7 +17,7 @@ namespace corvane::station {
 ///     int seconds = 10;
 ///     CommandLine line("Burns a unit in.");
 ///     line.addNumber("--seconds", seconds, 1, 86400, "how long the load runs");
-///     return line.run(argc, argv, kStation, [&](TestRun& run) { ... });
+///     return line.run(argc, argv, kStation, [&](TestRun& run) { burnIn(run); });
 class CORVANE_EXPORT CommandLine {
  public:
   /// `purpose` is the first line of the help text.

@@ -34,6 +34,9 @@ find . -name '*.h' -print0 | while IFS= read -r -d '' header; do
 done
 cd "$work"
 
+echo "== the examples in the headers compile"
+"$source/testing/header_examples_test.sh" "$prefix/include" "$cxx" "$@" "${station_flags[@]}"
+
 echo "== a program with pkg-config"
 cat >"$work/station.cc" <<'CC'
 #include <corvane-host/virtual_device.h>
