@@ -4,19 +4,14 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <iterator>
+
+#include "platform/text.h"
 
 namespace corvane {
 
 template <typename Time>
 CFRef<CFStringRef> messageOf(const DiagnosticRecord<Time>& record) {
-  const auto* bytes = reinterpret_cast<const UInt8*>(record.message);
-  const auto length = std::ranges::find(record.message, '\0') - std::begin(record.message);
-  CFRef<CFStringRef> text(
-      CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length, kCFStringEncodingUTF8, false));
-  if (text) return text;
-  return CFRef<CFStringRef>(CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length,
-                                                    kCFStringEncodingISOLatin1, false));
+  return textFromBytes({record.message, strnlen(record.message, sizeof(record.message))});
 }
 
 template <typename Time>

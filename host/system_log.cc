@@ -12,10 +12,10 @@
 #include <filesystem>
 #include <string>
 
-#include "host/file_descriptor.h"
 #include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/export.h"
+#include "platform/file_descriptor.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
 

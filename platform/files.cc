@@ -1,17 +1,42 @@
 #include "platform/files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
+#include <new>
+#include <optional>
+
+#include "platform/file_descriptor.h"
 
 namespace corvane {
 namespace {
 
 bool createDirectory(const std::string& path) {
   return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
+}
+
+/// The contents of the regular file at `path`; nothing when there is none or it cannot be read to
+/// its end.
+std::optional<std::string> readFile(const std::string& path) {
+  // Not held up by a pipe that nobody writes to.
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat facts {};
+  if (!file || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
+
+  std::string bytes;
+  std::array<char, 16384> block;
+  for (;;) {
+    const ssize_t count = ::read(file.get(), block.data(), block.size());
+    if (count == 0) return bytes;
+    if (count > 0) {
+      bytes.append(block.data(), static_cast<size_t>(count));
+    } else if (errno != EINTR) {
+      return {};
+    }
+  }
 }
 
 }  // namespace
@@ -25,19 +50,19 @@ bool createDirectories(const std::string& path) {
 
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return {};
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-
+CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept try {
+  const std::optional<std::string> bytes = readFile(path);
+  if (!bytes) return {};
   const CFRef<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
-                                           reinterpret_cast<const UInt8*>(bytes.data()),
-                                           static_cast<CFIndex>(bytes.size())));
+                                           reinterpret_cast<const UInt8*>(bytes->data()),
+                                           static_cast<CFIndex>(bytes->size())));
   if (!data) return {};
   CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
       kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
   if (!list || CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) return {};
   return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
+} catch (const std::bad_alloc&) {
+  return {};
 }
 
 }  // namespace corvane

@@ -7,16 +7,16 @@
 
 namespace corvane {
 
-/// Makes the directory `path` and what is missing above it, with default attributes. False when it
-/// could not be made.
+/// Makes the directory `path` and what is missing above it, with default attributes. Returns
+/// whether it is there.
 bool createDirectories(const std::string& path);
 
-/// Whether anything is at `path`.
+/// Returns whether anything is at `path`.
 bool fileExists(const std::string& path);
 
-/// The dictionary at the top of the property-list file at `path`; null when the file cannot be read
-/// or holds something else.
-CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path);
+/// Returns the dictionary at the top of the property-list file at `path`. Null when that is no
+/// regular file, cannot be read to its end, does not fit into memory, or holds something else.
+CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept;
 
 }  // namespace corvane
 

@@ -1,5 +1,7 @@
 #include "platform/property.h"
 
+#include <cmath>
+#include <limits>
 #include <string>
 
 #include "platform/text.h"
@@ -14,6 +16,14 @@ bool isTrueText(const std::string& text) {
   at = text.find_first_not_of('0', at);
   return at != std::string::npos &&
          std::string("YyTt123456789").find(text[at]) != std::string::npos;
+}
+
+/// `value` in 32 bits; an infinity beyond their range.
+float nearestFloat(double value) {
+  if (std::fabs(value) <= double{std::numeric_limits<float>::max()}) {
+    return static_cast<float>(value);
+  }
+  return std::copysign(std::numeric_limits<float>::infinity(), value < 0 ? -1.0f : 1.0f);
 }
 
 }  // namespace
@@ -34,6 +44,9 @@ float floatValue(CFTypeRef value) {
   if (!value) return 0;
   const CFTypeID type = CFGetTypeID(value);
   if (type == CFBooleanGetTypeID()) return isTrue(value) ? 1 : 0;
+  if (type == CFStringGetTypeID()) {
+    return nearestFloat(CFStringGetDoubleValue(static_cast<CFStringRef>(value)));
+  }
   float number = 0;
   if (type == CFNumberGetTypeID()) {
     CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberFloat32Type, &number);

@@ -3,6 +3,25 @@
 #include <cstdarg>
 
 namespace corvane {
+namespace {
+
+CFRef<CFStringRef> textIn(CFStringEncoding encoding, std::string_view bytes) {
+  return CFRef<CFStringRef>(
+      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                              static_cast<CFIndex>(bytes.size()), encoding, false));
+}
+
+}  // namespace
+
+CFRef<CFStringRef> textFromUtf8(std::string_view bytes) {
+  return textIn(kCFStringEncodingUTF8, bytes);
+}
+
+CFRef<CFStringRef> textFromBytes(std::string_view bytes) {
+  CFRef<CFStringRef> text = textFromUtf8(bytes);
+  if (!text) text = textIn(kCFStringEncodingISOLatin1, bytes);
+  return text;
+}
 
 CFRef<CFStringRef> formatText(CFStringRef format, ...) {
   va_list arguments;
@@ -15,13 +34,22 @@ CFRef<CFStringRef> formatText(CFStringRef format, ...) {
 
 std::string utf8Bytes(CFStringRef string) {
   if (!string) return {};
-  const CFIndex units = CFStringGetLength(string);
-  const CFIndex room = CFStringGetMaximumSizeForEncoding(units, kCFStringEncodingUTF8);
-  std::string bytes(static_cast<size_t>(room), '\0');
-  CFIndex used = 0;
-  CFStringGetBytes(string, CFRangeMake(0, units), kCFStringEncodingUTF8, '?', false,
-                   reinterpret_cast<UInt8*>(bytes.data()), room, &used);
-  bytes.resize(static_cast<size_t>(used));
+  const CFIndex length = CFStringGetLength(string);
+  std::string bytes;
+  for (CFIndex done = 0; done < length;) {
+    const size_t start = bytes.size();
+    const CFIndex room = CFStringGetMaximumSizeForEncoding(length - done, kCFStringEncodingUTF8);
+    bytes.resize(start + static_cast<size_t>(room));
+    CFIndex used = 0;
+    done += CFStringGetBytes(string, CFRangeMake(done, length - done), kCFStringEncodingUTF8, '?',
+                             false, reinterpret_cast<UInt8*>(&bytes[start]), room, &used);
+    bytes.resize(start + static_cast<size_t>(used));
+    // A CoreFoundation may end at a lone surrogate although it was given a byte to put there.
+    if (done < length) {
+      bytes += '?';
+      ++done;
+    }
+  }
   return bytes;
 }
 

@@ -2,19 +2,30 @@
 #define CORVANE_PLATFORM_TEXT_H_
 
 #include <string>
+#include <string_view>
 
 #include "platform/cf_ref.h"
 
 namespace corvane {
 
-/// A new string from `format`, which is filled as CFStringCreateWithFormat does; null when it
+/// Returns a new string of `bytes`. Null when they are not valid UTF-8 or the string cannot be
+/// made.
+CFRef<CFStringRef> textFromUtf8(std::string_view bytes);
+
+/// Returns a new string of `bytes`, taken as Latin-1 when they are not valid UTF-8. Null when it
 /// cannot be made.
+CFRef<CFStringRef> textFromBytes(std::string_view bytes);
+
+/// Returns a new string from `format`, filled as CFStringCreateWithFormat does. Null when it cannot
+/// be made.
 CFRef<CFStringRef> formatText(CFStringRef format, ...);
 
-/// The string's UTF-8 bytes; empty when it is absent. What has no UTF-8 form shows as "?".
+/// Returns the string's UTF-8 bytes, with "?" for each surrogate that stands alone; no fewer bytes
+/// than the string has UTF-16 units. Empty for null.
 std::string utf8Bytes(CFStringRef string);
 
-/// `text` with each occurrence of `find` replaced by `replacement`; absent when `text` is.
+/// Returns `text` with each occurrence of `find` replaced by `replacement`. Null when `text` is
+/// null or the result cannot be made.
 CFRef<CFStringRef> replacingText(CFStringRef text, CFStringRef find, CFStringRef replacement);
 
 }  // namespace corvane

@@ -10,7 +10,7 @@
 #include "controlbits/control_bits.h"
 #include "controlbits/poison_byte.h"
 #include "log/log.h"
-#include "station/cf_text.h"
+#include "platform/text.h"
 #include "station/record_text.h"
 #include "station/unit_facts.h"
 
@@ -385,7 +385,8 @@ void RunState::finish(Outcome& outcome, const ordered_json& after) {
   const std::string reason = outcome.reason.empty() ? "" : ": " + outcome.reason;
   writeLog("end: " + verdict + reason, 0);
   if (const char* result = stationMessage(outcome.verdict)) {
-    Log::writePalvireMessage(cfText(result).get(), cfText(_profile.name).get(), CFSTR("status"));
+    Log::writePalvireMessage(textFromBytes(result).get(), textFromBytes(_profile.name).get(),
+                             CFSTR("status"));
   }
   report("end", {{"count", _count == 0 ? ordered_json(nullptr) : ordered_json(_count)},
                  {"verdict", verdict},
@@ -437,7 +438,7 @@ void RunState::report(const char* type, const ordered_json& fields) {
 }
 
 void RunState::writeLog(std::string_view text, int indentation) const {
-  Log::write(cfText(text).get(), cfText(_profile.name).get(), indentation);
+  Log::write(textFromBytes(text).get(), textFromBytes(_profile.name).get(), indentation);
 }
 
 }  // namespace corvane::station

@@ -9,7 +9,6 @@
 #include "controlbits/control_bits.h"
 #include "dataarea/bits.h"
 #include "platform/text.h"
-#include "station/cf_text.h"
 #include "syscfg/memory_store.h"
 
 namespace corvane::station {
@@ -88,9 +87,9 @@ std::string recordTime(time_t time) {
 /// The string that makes the library write all of `text`: it writes one byte for each UTF-16 unit
 /// and a zero, so what a character has more is made up for by zeros.
 CFRef<CFStringRef> recordMessage(const std::string& text) {
-  const CFRef<CFStringRef> bare = cfText(text);
+  const CFRef<CFStringRef> bare = textFromBytes(text);
   const size_t units = bare ? static_cast<size_t>(CFStringGetLength(bare.get())) : text.size();
-  return cfText(text + std::string(text.size() - std::min(units, text.size()), '\0'));
+  return textFromBytes(text + std::string(text.size() - std::min(units, text.size()), '\0'));
 }
 
 std::string shown(const Record& record) {

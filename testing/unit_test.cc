@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "log/log.h"
+#include "platform/text.h"
 
 namespace corvane::testing {
 
@@ -59,20 +60,8 @@ std::vector<std::string> splitLines(const std::string& text) {
   return lines;
 }
 
-CFRef<CFStringRef> cfString(const std::string& text) {
-  return CFRef<CFStringRef>(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
-}
+CFRef<CFStringRef> cfString(const std::string& text) { return textFromUtf8(text); }
 
-std::string text(CFStringRef string) {
-  if (!string) return "(absent)";
-  std::string bytes(static_cast<size_t>(CFStringGetLength(string)) * 3 + 1, '\0');
-  if (!CFStringGetCString(string, bytes.data(), static_cast<CFIndex>(bytes.size()),
-                          kCFStringEncodingUTF8)) {
-    return "(no UTF-8)";
-  }
-  return bytes.c_str();
-}
+std::string text(CFStringRef string) { return string ? utf8Bytes(string) : "(absent)"; }
 
 }  // namespace corvane::testing

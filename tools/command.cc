@@ -4,6 +4,7 @@
 
 #include "controlbits/control_bits.h"
 #include "platform/device_path.h"
+#include "platform/text.h"
 
 namespace corvane::tools {
 namespace {
@@ -25,9 +26,7 @@ void addJsonFlag(CLI::App* command, bool& json) {
 }
 
 CFRef<CFStringRef> textArgument(const std::string& text) {
-  CFRef<CFStringRef> string(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+  CFRef<CFStringRef> string = textFromUtf8(text);
   if (!string) throw CommandError(kUsage, "'" + text + "' is not UTF-8 text");
   return string;
 }

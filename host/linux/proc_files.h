@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/file_descriptor.h"
+#include "platform/file_descriptor.h"
 
 namespace corvane::host {
 

@@ -16,9 +16,7 @@ CFTypeRef valueOfType(CFDictionaryRef dictionary, const std::string& key, CFType
 }  // namespace
 
 CFRef<CFStringRef> createString(const std::string& text) {
-  CFRef<CFStringRef> string(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                              static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+  CFRef<CFStringRef> string = textFromUtf8(text);
   if (!string) throw DeviceError("'" + text + "' is not UTF-8 text");
   return string;
 }

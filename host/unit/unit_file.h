@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "host/device_error.h"
-#include "host/file_descriptor.h"
 #include "platform/cf_ref.h"
+#include "platform/file_descriptor.h"
 
 /// The only way to the files that a unit is made of. Whoever can write to a unit's folder can put
 /// anything in a file's place, so only regular files of a bounded size are read, nothing is opened

@@ -17,10 +17,10 @@
 #include <thread>
 #include <utility>
 
-#include "host/file_descriptor.h"
 #include "host/linux/lock_holder.h"
 #include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
+#include "platform/file_descriptor.h"
 #include "platform/report.h"
 
 namespace corvane::host {

@@ -1,17 +1,17 @@
-#ifndef CORVANE_HOST_FILE_DESCRIPTOR_H_
-#define CORVANE_HOST_FILE_DESCRIPTOR_H_
+#ifndef CORVANE_PLATFORM_FILE_DESCRIPTOR_H_
+#define CORVANE_PLATFORM_FILE_DESCRIPTOR_H_
 
 #include <unistd.h>
 
 #include <utility>
 
-namespace corvane::host {
+namespace corvane {
 
-/// Owns an open file, or none.
+/// Owns an open file; closes it. May own none.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
-  /// Takes over what `open` returned; a negative number is none.
+  /// Takes over what `open` returned. A negative number is no file.
   explicit FileDescriptor(int owned) : _descriptor(owned) {}
   FileDescriptor(FileDescriptor&& other) noexcept
       : _descriptor(std::exchange(other._descriptor, -1)) {}
@@ -30,6 +30,6 @@ class FileDescriptor {
   int _descriptor = -1;
 };
 
-}  // namespace corvane::host
+}  // namespace corvane
 
-#endif  // CORVANE_HOST_FILE_DESCRIPTOR_H_
+#endif  // CORVANE_PLATFORM_FILE_DESCRIPTOR_H_

@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cmath>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/property.h"
+#include "platform/text.h"
+#include "testing/unit_test.h"
+
+namespace corvane {
+namespace {
+
+using testing::cfString;
+
+CFRef<CFStringRef> ofUnits(const std::u16string& units) {
+  return CFRef(CFStringCreateWithCharacters(kCFAllocatorDefault,
+                                            reinterpret_cast<const UniChar*>(units.data()),
+                                            static_cast<CFIndex>(units.size())));
+}
+
+TEST(TextTest, EachLoneSurrogateIsAQuestionMarkAndTheRestStays) {
+  const std::pair<std::u16string, std::string> cases[] = {
+      {u"", ""},
+      {u"plain", "plain"},
+      {u"Gerät 😀 €", "Gerät 😀 €"},
+      {u"(pa\xD83D) rest", "(pa?) rest"},
+      {u"\xDC00\xDC00😀\xD83D", "??😀?"},
+  };
+  for (const auto& [units, bytes] : cases) EXPECT_EQ(utf8Bytes(ofUnits(units).get()), bytes);
+  EXPECT_EQ(utf8Bytes(nullptr), "");
+}
+
+TEST(TextTest, BytesThatAreNotUtf8AreLatin1WhereThatIsAsked) {
+  EXPECT_EQ(utf8Bytes(textFromBytes("Gerät").get()), "Gerät");
+  EXPECT_EQ(utf8Bytes(textFromBytes("Ger\xE4t").get()), "Gerät");
+  EXPECT_FALSE(textFromUtf8("Ger\xE4t"));
+}
+
+TEST(PropertyTest, TextsMeanTheNumberTheyBeginWith) {
+  const std::pair<const char*, float> cases[] = {
+      {"80", 80.0f}, {" \t+8.25e1 %", 82.5f}, {"-.5", -0.5f},        {"1e", 1.0f},
+      {"", 0.0f},    {"full", 0.0f},          {"0x10", 0.0f},        {"inf", 0.0f},
+      {"1e9", 1e9f}, {"1e300", INFINITY},     {"-1e400", -INFINITY},
+  };
+  for (const auto& [text, number] : cases) {
+    EXPECT_EQ(floatValue(cfString(text).get()), number) << text;
+  }
+}
+
+TEST(FilesTest, WhatIsNoWholePropertyListOfADictionaryCountsAsMissing) {
+  const testing::TemporaryFolder folder;
+  const std::string file = folder.path() / "list.plist";
+  testing::writeText(file, "<plist><dict><key>a</key><string>b</string></dict></plist>");
+  EXPECT_TRUE(copyDictionaryFromFile(file));
+
+  testing::writeText(file, "<plist><array/></plist>");
+  const std::string pipe = folder.path() / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  // Reading the last one from its start fails with EIO.
+  for (const std::string& path : {file, pipe, folder.path().string(), file + "/below",
+                                  std::string("/dev/zero"), std::string("/proc/self/mem")}) {
+    EXPECT_FALSE(copyDictionaryFromFile(path)) << path;
+  }
+}
+
+}  // namespace
+}  // namespace corvane
