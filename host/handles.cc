@@ -20,7 +20,7 @@ std::shared_ptr<KernelObject> Handles::find(uint32_t name) {
 }
 
 bool Handles::release(uint32_t name) {
-  std::shared_ptr<KernelObject> last;  // Destroyed once the lock is gone.
+  std::shared_ptr<KernelObject> last;  // Destroyed after the lock is released.
   const std::lock_guard lock(_mutex);
   const auto entry = _entries.find(name);
   if (entry == _entries.end()) return false;

@@ -16,17 +16,18 @@ class KernelObject {
 };
 
 /// The names under which this process holds kernel objects, each with its count of references. A
-/// name that was released comes back only when all others have had their turn, so that one kept by
-/// mistake stays invalid.
+/// released name is given out again only after all others, so that one kept by mistake stays
+/// invalid.
 class Handles {
  public:
-  /// A new name for `object`, with one reference.
+  /// Returns a new name for `object`, with one reference.
   uint32_t add(std::shared_ptr<KernelObject> object);
-  /// Null for a name that is not held.
+  /// Returns null for a name that is not held.
   std::shared_ptr<KernelObject> find(uint32_t name);
-  /// Gives one reference back, and the name with the last. False for a name that is not held.
+  /// Drops one reference, and with the last one the name. Returns false for a name that is not
+  /// held.
   bool release(uint32_t name);
-  /// 0 for a name that is not held.
+  /// Returns 0 for a name that is not held.
   uint32_t references(uint32_t name);
   /// How many names are held.
   size_t count();
@@ -37,7 +38,7 @@ class Handles {
     uint32_t references;
   };
 
-  /// The lower ones are the system's own: the task itself, the master port.
+  /// Lower names are the system's own: the task itself, the master port.
   static constexpr uint32_t kFirstName = 0x1003;
   static constexpr uint32_t kStep = 0x100;
 
@@ -46,10 +47,10 @@ class Handles {
   std::unordered_map<uint32_t, Entry> _entries;
 };
 
-/// This process's.
+/// This process's handles.
 Handles& handles();
 
-/// The object of that kind that this process holds as `name`; null when there is none.
+/// Returns the object of that kind that this process holds as `name`; null when there is none.
 template <typename Kind>
 std::shared_ptr<Kind> findHandle(uint32_t name) {
   return std::dynamic_pointer_cast<Kind>(handles().find(name));

@@ -7,17 +7,16 @@
 
 namespace corvane::host {
 
-/// What a unit is. An optional fact without a value is one that the unit does not have: the
-/// registry entry, property, variable or file behind it is missing. As it stands here, the default
-/// unit.
+/// What a unit is; the values here are the default unit's. An optional fact without a value is one
+/// that the unit lacks: its registry entry, property, variable or file is missing.
 struct UnitFacts {
   /// Name of the registry entry "IOPlatformExpertDevice"; begins with the model code.
   std::optional<std::string> model = "T33AP";
-  /// Whether the power source mirrors this machine's own battery and mains supply, and not the
-  /// capacities and the external power here.
+  /// Whether the power source mirrors this machine's own battery and mains supply instead of the
+  /// capacities and the external power below.
   bool hostPower = false;
-  /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in the unit's own
-  /// measure.
+  /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in whatever measure
+  /// the unit uses.
   std::optional<int64_t> currentCapacity = 80;
   std::optional<int64_t> maxCapacity = 100;
   /// "ExternalConnected" of the service "IOPMPowerSource".

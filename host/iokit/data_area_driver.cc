@@ -10,9 +10,9 @@
 namespace corvane::host {
 namespace {
 
-/// The value of `request` under a key of the text `name`, when it is of type `type`; else null. The
-/// request's own key comparison is not used: a driver gets a request by content, and the request
-/// may compare keys by identity.
+/// Returns the value of `request` under the key `name` when it is of type `type`, else null.
+/// Compares keys by content: a driver gets a copy of the request, whose own callbacks may compare
+/// identities.
 CFTypeRef valueOf(CFDictionaryRef request, CFStringRef name, CFTypeID type) {
   const auto count = static_cast<size_t>(CFDictionaryGetCount(request));
   std::vector<const void*> keys(count), values(count);

@@ -6,16 +6,16 @@
 #include "host/unit/data_sets.h"
 #include "platform/cf_ref.h"
 
-/// The driver behind the service "VelmoDiagnosticDataAccess".
+/// The driver of the service "VelmoDiagnosticDataAccess".
 namespace corvane::host {
 
 inline constexpr char kDataAreaClass[] = "VelmoDiagnosticDataAccess";
 
-/// The set's contents as the registry publishes them, stuck bytes included; null when there is
-/// none.
+/// Returns the set's contents as the registry publishes them, with its stuck bytes; null when there
+/// is no such set. Throws DeviceError when the set cannot be read.
 CFRef<CFTypeRef> copyDataSetProperty(const DataSets& sets, CFStringRef set);
 
-/// Carries out a write request; the result of IORegistryEntrySetCFProperties.
+/// Performs a write request and returns the result of IORegistryEntrySetCFProperties.
 kern_return_t writeDataSet(const DataSets& sets, CFDictionaryRef request);
 
 }  // namespace corvane::host

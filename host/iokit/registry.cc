@@ -10,18 +10,9 @@
 #include "host/unit/unit_in_use.h"
 #include "platform/text.h"
 
-using corvane::CFRef;
-using corvane::utf8Bytes;
-using corvane::host::Call;
-using corvane::host::findHandle;
-using corvane::host::handles;
-using corvane::host::injectedFault;
-using corvane::host::KernelObject;
-using corvane::host::onUnitFiles;
-using corvane::host::registryEntries;
-using corvane::host::RegistryEntry;
-using corvane::host::UnitFolder;
+namespace host = corvane::host;
 
+namespace corvane::host {
 namespace {
 
 constexpr mach_port_t kMasterPort = 0x103;
@@ -50,28 +41,31 @@ io_object_t handleForFirst(const std::vector<std::shared_ptr<RegistryEntry>>& en
 }
 
 }  // namespace
+}  // namespace corvane::host
 
 mach_port_t bootstrap_port = 0x707;
 const mach_port_t kIOMasterPortDefault = 0;
 
 kern_return_t IOMasterPort(mach_port_t, mach_port_t* masterPort) {
   *masterPort = MACH_PORT_NULL;
-  if (const auto result = injectedFault(Call::IOMasterPort))
+  if (const auto result = host::injectedFault(host::Call::IOMasterPort)) {
     return static_cast<kern_return_t>(*result);
-  if (!corvane::host::unitInUse()) return kIOReturnNoDevice;
-  *masterPort = kMasterPort;
+  }
+  if (!host::unitInUse()) return kIOReturnNoDevice;
+  *masterPort = host::kMasterPort;
   return kIOReturnSuccess;
 }
 
 kern_return_t IOKitWaitQuiet(mach_port_t, mach_timespec_t*) {
-  return static_cast<kern_return_t>(injectedFault(Call::IOKitWaitQuiet).value_or(kIOReturnSuccess));
+  return static_cast<kern_return_t>(
+      host::injectedFault(host::Call::IOKitWaitQuiet).value_or(kIOReturnSuccess));
 }
 
 CFMutableDictionaryRef IOServiceMatching(const char* name) {
-  if (injectedFault(Call::IOServiceMatching)) return nullptr;
+  if (host::injectedFault(host::Call::IOServiceMatching)) return nullptr;
   const CFMutableDictionaryRef matching = CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-  const CFRef<CFStringRef> className(
+  const corvane::CFRef<CFStringRef> className(
       CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8));
   CFDictionarySetValue(matching, CFSTR("IOProviderClass"), className.get());
   return matching;
@@ -79,69 +73,74 @@ CFMutableDictionaryRef IOServiceMatching(const char* name) {
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,
                                            io_iterator_t* existing) {
-  const CFRef<CFDictionaryRef> owned(matching);
+  const corvane::CFRef<CFDictionaryRef> owned(matching);
   *existing = IO_OBJECT_NULL;
-  if (const auto result = injectedFault(Call::IOServiceGetMatchingServices)) {
+  if (const auto result = host::injectedFault(host::Call::IOServiceGetMatchingServices)) {
     return static_cast<kern_return_t>(*result);
   }
   if (!matching) return kIOReturnBadArgument;
-  const auto unit = corvane::host::unitInUse();
+  const auto unit = host::unitInUse();
   if (!unit) return kIOReturnNoDevice;
 
-  return onUnitFiles(kIOReturnNoDevice, [&] {
-    auto iterator = std::make_shared<Iterator>();
-    iterator->entries = servicesMatching(unit, matching);
-    if (!iterator->entries.empty()) *existing = handles().add(iterator);
+  return host::onUnitFiles(kIOReturnNoDevice, [&] {
+    auto iterator = std::make_shared<host::Iterator>();
+    iterator->entries = host::servicesMatching(unit, matching);
+    if (!iterator->entries.empty()) *existing = host::handles().add(iterator);
     return kIOReturnSuccess;
   });
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
-  const CFRef<CFDictionaryRef> owned(matching);
-  if (const auto result = injectedFault(Call::IOServiceGetMatchingService)) {
+  const corvane::CFRef<CFDictionaryRef> owned(matching);
+  if (const auto result = host::injectedFault(host::Call::IOServiceGetMatchingService)) {
     return static_cast<io_service_t>(*result);
   }
-  const auto unit = corvane::host::unitInUse();
+  const auto unit = host::unitInUse();
   if (!matching || !unit) return IO_OBJECT_NULL;
-  return onUnitFiles(IO_OBJECT_NULL,
-                     [&] { return handleForFirst(servicesMatching(unit, matching)); });
+  return host::onUnitFiles(
+      IO_OBJECT_NULL, [&] { return host::handleForFirst(host::servicesMatching(unit, matching)); });
 }
 
 io_registry_entry_t IORegistryEntryFromPath(mach_port_t, const io_string_t path) {
-  if (const auto result = injectedFault(Call::IORegistryEntryFromPath)) {
+  if (const auto result = host::injectedFault(host::Call::IORegistryEntryFromPath)) {
     return static_cast<io_registry_entry_t>(*result);
   }
-  const auto unit = corvane::host::unitInUse();
+  const auto unit = host::unitInUse();
   // A path begins with its plane; what else the unit lists are classes.
   if (!unit || !std::strstr(path, ":/")) return IO_OBJECT_NULL;
-  return onUnitFiles(IO_OBJECT_NULL, [&] { return handleForFirst(registryEntries(unit, path)); });
+  return host::onUnitFiles(IO_OBJECT_NULL,
+                           [&] { return host::handleForFirst(host::registryEntries(unit, path)); });
 }
 
 io_object_t IOIteratorNext(io_iterator_t iterator) {
-  if (const auto result = injectedFault(Call::IOIteratorNext))
+  if (const auto result = host::injectedFault(host::Call::IOIteratorNext)) {
     return static_cast<io_object_t>(*result);
-  const auto found = findHandle<Iterator>(iterator);
+  }
+  const auto found = host::findHandle<host::Iterator>(iterator);
   if (!found || found->next == found->entries.size()) return IO_OBJECT_NULL;
-  return handles().add(found->entries[found->next++]);
+  return host::onUnitFiles(IO_OBJECT_NULL,
+                           [&] { return host::handles().add(found->entries[found->next++]); });
 }
 
 kern_return_t IOObjectRelease(io_object_t object) {
-  if (const auto result = injectedFault(Call::IOObjectRelease)) {
+  if (const auto result = host::injectedFault(host::Call::IOObjectRelease)) {
     return static_cast<kern_return_t>(*result);
   }
-  return handles().release(object) ? KERN_SUCCESS : KERN_INVALID_NAME;
+  return host::handles().release(object) ? KERN_SUCCESS : KERN_INVALID_NAME;
 }
 
-uint32_t IOObjectGetUserRetainCount(io_object_t object) { return handles().references(object); }
+uint32_t IOObjectGetUserRetainCount(io_object_t object) {
+  return host::handles().references(object);
+}
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) {
-  if (const auto result = injectedFault(Call::IORegistryEntryGetName)) {
+  if (const auto result = host::injectedFault(host::Call::IORegistryEntryGetName)) {
     return static_cast<kern_return_t>(*result);
   }
-  const auto found = findHandle<RegistryEntry>(entry);
+  const auto found = host::findHandle<host::RegistryEntry>(entry);
   if (!found) return kIOReturnBadArgument;
-  return onUnitFiles(kIOReturnNoDevice, [&] {
-    const auto text = corvane::host::createString(nameOf(*found));
+  return host::onUnitFiles(kIOReturnNoDevice, [&] {
+    const auto text = host::createString(host::nameOf(*found));
     // As many whole characters as there is room for.
     CFIndex used = 0;
     CFStringGetBytes(text.get(), CFRangeMake(0, CFStringGetLength(text.get())),
@@ -154,30 +153,34 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) 
 
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
                                           CFAllocatorRef, IOOptionBits) {
-  if (injectedFault(Call::IORegistryEntryCreateCFProperty)) return nullptr;
-  const auto found = findHandle<RegistryEntry>(entry);
+  if (host::injectedFault(host::Call::IORegistryEntryCreateCFProperty)) return nullptr;
+  const auto found = host::findHandle<host::RegistryEntry>(entry);
   if (!found || !key) return nullptr;
-  return onUnitFiles(CFRef<CFTypeRef>(), [&] { return copyPropertyOf(*found, key); }).release();
+  return host::onUnitFiles(corvane::CFRef<CFTypeRef>(),
+                           [&] { return host::copyPropertyOf(*found, key); })
+      .release();
 }
 
 kern_return_t IORegistryEntrySetCFProperty(io_registry_entry_t entry, CFStringRef propertyName,
                                            CFTypeRef property) {
-  if (const auto result = injectedFault(Call::IORegistryEntrySetCFProperty)) {
+  if (const auto result = host::injectedFault(host::Call::IORegistryEntrySetCFProperty)) {
     return static_cast<kern_return_t>(*result);
   }
-  const auto found = findHandle<RegistryEntry>(entry);
+  const auto found = host::findHandle<host::RegistryEntry>(entry);
   if (!found) return kIOReturnBadArgument;
-  return onUnitFiles(kIOReturnIOError,
-                     [&] { return setPropertyOf(*found, propertyName, property); });
+  return host::onUnitFiles(kIOReturnIOError,
+                           [&] { return host::setPropertyOf(*found, propertyName, property); });
 }
 
 kern_return_t IORegistryEntrySetCFProperties(io_registry_entry_t entry, CFTypeRef properties) {
-  if (const auto result = injectedFault(Call::IORegistryEntrySetCFProperties)) {
+  if (const auto result = host::injectedFault(host::Call::IORegistryEntrySetCFProperties)) {
     return static_cast<kern_return_t>(*result);
   }
-  const auto found = findHandle<RegistryEntry>(entry);
+  const auto found = host::findHandle<host::RegistryEntry>(entry);
   if (!found || !properties || CFGetTypeID(properties) != CFDictionaryGetTypeID()) {
     return kIOReturnBadArgument;
   }
-  return setPropertiesOf(*found, static_cast<CFDictionaryRef>(properties));
+  return host::onUnitFiles(kIOReturnIOError, [&] {
+    return host::setPropertiesOf(*found, static_cast<CFDictionaryRef>(properties));
+  });
 }

@@ -8,13 +8,13 @@
 namespace corvane::host {
 namespace {
 
-/// The service and the entry are two names of one thing on the device: the variables can be read
+/// On the device the service and the entry are two names of one thing: the variables can be read
 /// and set at either.
 bool isNvram(const RegistryEntry& entry) {
   return entry.key == "IODTNVRAM" || entry.key == "IODeviceTree:/options";
 }
 
-/// What the unit lists for the entry; null when that is gone.
+/// Returns what the unit lists for the entry; null when that has been removed.
 CFRef<CFDictionaryRef> copyListedProperties(const RegistryEntry& entry) {
   const CFRef<CFTypeRef> listed = entry.unit->copyRegistryEntries(entry.key);
   CFTypeRef properties = listed.get();

@@ -13,8 +13,7 @@
 
 namespace corvane::host {
 
-/// An entry of the registry: the `index`-th of those that the unit lists under the class or path
-/// `key`.
+/// An entry of the registry: the `index`-th that the unit lists under the class or path `key`.
 struct RegistryEntry : KernelObject {
   RegistryEntry(std::shared_ptr<UnitFolder> itsUnit, std::string itsKey, CFIndex itsIndex)
       : unit(std::move(itsUnit)), key(std::move(itsKey)), index(itsIndex) {}
@@ -24,18 +23,19 @@ struct RegistryEntry : KernelObject {
   CFIndex index;
 };
 
-/// Whatever the unit lists under `key`, one entry a service. Throws DeviceError.
+/// Returns what the unit lists under `key`, one entry for each service. Throws DeviceError.
 std::vector<std::shared_ptr<RegistryEntry>> registryEntries(const std::shared_ptr<UnitFolder>& unit,
                                                             const std::string& key);
 
-/// The entry's "IORegistryEntryName", else its class, or what its path ends in. Throws DeviceError.
+/// Returns the entry's "IORegistryEntryName"; without that its class, or the last component of its
+/// path. Throws DeviceError.
 std::string nameOf(const RegistryEntry& entry);
 
-/// Null when the entry, or its property, is not there. Throws DeviceError.
+/// Returns null when the entry or its property is not there. Throws DeviceError.
 CFRef<CFTypeRef> copyPropertyOf(const RegistryEntry& entry, CFStringRef property);
 
-/// Hands a property, or several, to the entry's driver; the results of IORegistryEntrySetCFProperty
-/// and IORegistryEntrySetCFProperties. The first throws DeviceError.
+/// Passes a property, or several, to the entry's driver. They return the results of
+/// IORegistryEntrySetCFProperty and IORegistryEntrySetCFProperties. Both throw DeviceError.
 kern_return_t setPropertyOf(const RegistryEntry& entry, CFStringRef property, CFTypeRef value);
 kern_return_t setPropertiesOf(const RegistryEntry& entry, CFDictionaryRef properties);
 

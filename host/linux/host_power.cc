@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The first line of a supply's file; empty when it cannot be read.
+/// Returns the first line of a supply's file; empty when it cannot be read.
 std::string lineOf(const fs::path& supply, const char* file) {
   std::ifstream stream(supply / file);
   std::string line;
@@ -41,7 +41,7 @@ std::vector<fs::path> suppliesByName() {
   return supplies;
 }
 
-/// A battery that runs the machine, not one in a mouse.
+/// Whether the supply is a battery that powers the machine, not one in a mouse.
 bool isBattery(const fs::path& supply) {
   return lineOf(supply, "type") == "Battery" && lineOf(supply, "scope") != "Device" &&
          lineOf(supply, "present") != "0";
@@ -52,7 +52,7 @@ bool isMains(const fs::path& supply) {
   return type == "Mains" || type == "Wireless" || type.starts_with("USB");
 }
 
-/// Whether any mains supply delivers power; nothing when none tells.
+/// Returns whether any mains supply delivers power; nothing when no supply reports it.
 std::optional<bool> mainsOnline(const std::vector<fs::path>& supplies) {
   std::optional<bool> online;
   for (const fs::path& supply : supplies) {
@@ -68,7 +68,7 @@ struct Charge {
   std::optional<int64_t> current, maximum;
 };
 
-/// By energy or by charge, whichever the battery measures, else in percent.
+/// Returns energy or charge, whichever the battery measures, else its percentage.
 Charge chargeOf(const fs::path& battery) {
   constexpr std::pair<const char*, const char*> kMeasures[] = {{"energy_now", "energy_full"},
                                                                {"charge_now", "charge_full"}};

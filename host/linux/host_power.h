@@ -6,15 +6,15 @@
 
 namespace corvane::host {
 
-/// Where this machine's kernel lists its batteries and mains supplies; tests put a folder of their
-/// own there.
+/// The folder in which this machine's kernel lists its batteries and mains supplies; tests replace
+/// it.
 extern CORVANE_EXPORT const char* gPowerSupplyFolder;
 
-/// Makes a power source's `properties` say what this machine's own battery and mains supply say:
-/// "CurrentCapacity" and "MaxCapacity" of its first battery by name, in the measure that the
-/// battery has, and "ExternalConnected". A machine without a battery has no capacities. Where no
-/// mains supply is listed, external power is what the battery's state tells, and without a battery
-/// it is there: something makes the machine run.
+/// Sets a power source's `properties` from this machine's own battery and mains supply:
+/// "CurrentCapacity" and "MaxCapacity" from the first battery by name, in the battery's own
+/// measure, and "ExternalConnected". A machine without a battery has no capacities. When no mains
+/// supply is listed, a battery that discharges means no external power, and any other state, or no
+/// battery, means external power.
 void putHostPower(CFMutableDictionaryRef properties);
 
 }  // namespace corvane::host

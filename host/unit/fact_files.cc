@@ -97,10 +97,10 @@ UnitFacts factsFromDevice(CFDictionaryRef device) {
   facts.powerSource = hasEntry(registry, "IOPMPowerSource");
   facts.currentCapacity = integerIn(power, "CurrentCapacity");
   facts.maxCapacity = integerIn(power, "MaxCapacity");
-  facts.externalPower = truthIn(power, "ExternalConnected");
+  facts.externalPower = boolIn(power, "ExternalConnected");
   facts.dataArea = hasEntry(registry, "VelmoDiagnosticDataAccess");
   facts.nvram = hasEntry(registry, "IODTNVRAM") && hasEntry(registry, "IODeviceTree:/options");
-  facts.radio = truthIn(device, "radio").value_or(false);
+  facts.radio = boolIn(device, "radio").value_or(false);
   facts.hostPower = textIn(device, "power") == "host";
   return facts;
 }

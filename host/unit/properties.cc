@@ -6,7 +6,7 @@
 namespace corvane::host {
 namespace {
 
-/// The value under `key` when it is of type `type`, else null. Borrowed.
+/// Returns the borrowed value of `key` when it is of type `type`, else null.
 CFTypeRef valueOfType(CFDictionaryRef dictionary, const std::string& key, CFTypeID type) {
   if (!dictionary) return nullptr;
   const CFTypeRef value = CFDictionaryGetValue(dictionary, createString(key).get());
@@ -48,7 +48,7 @@ std::optional<int64_t> integerIn(CFDictionaryRef dictionary, const std::string& 
   return number;
 }
 
-std::optional<bool> truthIn(CFDictionaryRef dictionary, const std::string& key) {
+std::optional<bool> boolIn(CFDictionaryRef dictionary, const std::string& key) {
   const CFTypeRef value = valueOfType(dictionary, key, CFBooleanGetTypeID());
   if (!value) return {};
   return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;

@@ -7,22 +7,22 @@
 
 #include "platform/cf_ref.h"
 
-/// Plain values out of and into property lists, by key. A key that is missing, or whose value is of
-/// another type, reads as nothing; setting nothing removes the key.
+/// Reads and sets plain values in property lists, by key. A missing key and a value of another type
+/// read as nothing; setting nothing removes the key.
 namespace corvane::host {
 
 /// Throws DeviceError for text that is not UTF-8.
 CFRef<CFStringRef> createString(const std::string& text);
 
 CFRef<CFMutableDictionaryRef> createDictionary();
-/// A copy to change; an empty dictionary for null.
+/// Returns a mutable copy; an empty dictionary for null.
 CFRef<CFMutableDictionaryRef> copyForChange(CFDictionaryRef dictionary);
 
-/// Borrowed from `dictionary`, which may be null; null when there is no dictionary under the key.
+/// Returns a dictionary borrowed from `dictionary`, which may be null; null when the key has none.
 CFDictionaryRef dictionaryIn(CFDictionaryRef dictionary, const std::string& key);
 std::optional<std::string> textIn(CFDictionaryRef dictionary, const std::string& key);
 std::optional<int64_t> integerIn(CFDictionaryRef dictionary, const std::string& key);
-std::optional<bool> truthIn(CFDictionaryRef dictionary, const std::string& key);
+std::optional<bool> boolIn(CFDictionaryRef dictionary, const std::string& key);
 
 void put(CFMutableDictionaryRef dictionary, const std::string& key, CFTypeRef value);
 void putText(CFMutableDictionaryRef dictionary, const std::string& key,

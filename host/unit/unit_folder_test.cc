@@ -5,7 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "host/device_error.h"
+#include "platform/io_object.h"
+#include "platform/registry.h"
+#include "platform/system_log.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
@@ -13,99 +18,198 @@ namespace {
 
 namespace fs = std::filesystem;
 using corvane::testing::readText;
-using corvane::testing::TemporaryFolder;
 using corvane::testing::writeText;
 
-/// The reason why there can be no unit in `folder`; empty when there can.
-std::string reasonAgainst(const fs::path& folder) {
+class UnitFolderTest : public ::testing::Test {
+ protected:
+  const corvane::testing::TemporaryFolder _folder;
+  const fs::path _unit = _folder.path() / "unit";
+};
+
+/// Why `work` cannot be done; empty when it can.
+std::string reasonAgainst(const std::function<void()>& work) {
   try {
-    VirtualDevice unit(folder);
+    work();
     return "";
   } catch (const DeviceError& error) {
     return error.what();
   }
 }
 
-TEST(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
-  const TemporaryFolder folder;
+std::string reasonAgainst(const fs::path& folder) {
+  return reasonAgainst([&] { VirtualDevice unit(folder); });
+}
+
+/// Runs `work` as another user in a process of its own; what it says. Only root can.
+std::string asAnotherUser(const std::function<std::string()>& work) {
+  int ends[2];
+  if (::pipe(ends) != 0) return "no pipe";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const std::string said = ::seteuid(65534) == 0 ? work() : "cannot change the user";
+    ::_exit(::write(ends[1], said.data(), said.size()) < 0);
+  }
+  ::close(ends[1]);
+  char said[1000] = "";
+  ::waitpid(child, nullptr, 0);
+  const ssize_t count = ::read(ends[0], said, sizeof said);
+  ::close(ends[0]);
+  return std::string(said, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+}
+
+TEST_F(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
   UnitFacts facts;
   facts.model = "T36AP";
-  const fs::path missing = folder.path() / "a/b/unit";
+  const fs::path missing = _folder.path() / "a/b/unit";
   EXPECT_EQ(VirtualDevice(missing, facts).facts(), facts);
   EXPECT_EQ(VirtualDevice(missing).facts(), facts) << "a unit that is there stays as it is";
   EXPECT_EQ(VirtualDevice(missing).dataSet("VelmoDiagnosticDataSysCfg").size(), 8192u);
   EXPECT_EQ(fs::read_symlink(missing / "root/var"), "private/var");
 
-  const fs::path empty = folder.path() / "empty";
-  fs::create_directory(empty);
-  EXPECT_EQ(VirtualDevice(empty).facts(), UnitFacts());
+  fs::create_directory(_folder.path() / "empty");
+  EXPECT_EQ(VirtualDevice(_folder.path() / "empty").facts(), UnitFacts());
 
-  const fs::path halfMade = folder.path() / "half";
-  writeText(halfMade / "data/VelmoDiagnosticData.bin", "kept");
-  writeText(halfMade / ".device.plist.new", "<pl");
-  EXPECT_EQ(VirtualDevice(halfMade).facts(), UnitFacts());
-  EXPECT_EQ(readText(halfMade / "data/VelmoDiagnosticData.bin"), "kept");
+  writeText(_unit / "data/VelmoDiagnosticData.bin", "kept");
+  writeText(_unit / ".device.plist.0123.new", "<pl");
+  EXPECT_EQ(VirtualDevice(_unit).facts(), UnitFacts());
+  EXPECT_EQ(readText(_unit / "data/VelmoDiagnosticData.bin"), "kept");
 }
 
-TEST(UnitFolderTest, AFolderThatIsNoUnitIsRefusedAndLeftAlone) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "file";
-  writeText(file, "x");
-  EXPECT_EQ(reasonAgainst(file), file.string() + ": is not a folder");
-  EXPECT_NE(reasonAgainst(file / "below").find(": Not a directory"), std::string::npos);
-
-  const fs::path foreign = folder.path() / "foreign";
-  writeText(foreign / "notes.txt", "mine");
-  EXPECT_EQ(reasonAgainst(foreign),
-            foreign.string() + ": is no unit: it holds other files and no device.plist");
-  EXPECT_EQ(std::distance(fs::directory_iterator(foreign), {}), 1);
+TEST_F(UnitFolderTest, WhatIsNoUnitIsRefusedAndLeftAlone) {
+  writeText(_folder.path() / "file", "x");
+  writeText(_folder.path() / "foreign/notes.txt", "mine");
+  fs::create_symlink("loop", _folder.path() / "loop");
+  const std::pair<const char*, const char*> cases[] = {
+      {"file", "is not a folder"},
+      {"file/below", "Not a directory"},
+      {"foreign", "is no unit: it holds other files and no device.plist"},
+      {"loop", "Too many levels of symbolic links"},
+      {"loop/below", "Too many levels of symbolic links"},
+  };
+  for (const auto& [name, reason] : cases) {
+    const fs::path folder = _folder.path() / name;
+    EXPECT_EQ(reasonAgainst(folder), folder.string() + ": " + reason);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path() / "foreign"), {}), 1);
 }
 
-TEST(UnitFolderTest, ADamagedDeviceFileIsNamedAndNotOverwritten) {
-  const TemporaryFolder folder;
-  const fs::path file = folder.path() / "unit/device.plist";
+TEST_F(UnitFolderTest, ADamagedDeviceFileIsNamedAndNotOverwritten) {
+  const fs::path file = _unit / "device.plist";
+  const std::string power = "\"power\" is neither \"plist\" nor \"host\"";
   const std::pair<std::string, std::string> cases[] = {
       {"", "is not a property list"},
-      {"<plist><dict><key>registry</key>", "is not a property list"},
       {"<plist><array/></plist>", "holds a property list that is not a dictionary"},
       {"<plist><dict/></plist>", "has no dictionary \"registry\""},
       {"<plist><dict><key>registry</key><dict><key>A</key><true/></dict></dict></plist>",
        "the registry entry \"A\" is not a dictionary"},
+      {"<plist><dict><key>power</key><true/><key>registry</key><dict/></dict></plist>", power},
+      {"<plist><dict><key>power</key><string>mains</string><key>registry</key><dict/></dict></"
+       "plist>",
+       power},
   };
   for (const auto& [contents, reason] : cases) {
     writeText(file, contents);
-    EXPECT_EQ(reasonAgainst(folder.path() / "unit"), file.string() + ": " + reason);
+    EXPECT_EQ(reasonAgainst(_unit), file.string() + ": " + reason);
     EXPECT_EQ(readText(file), contents);
   }
 }
 
-TEST(UnitFolderTest, AFolderWithoutPermissionIsRefusedInOneLine) {
-  const TemporaryFolder folder;
-  const fs::path unit = folder.path() / "unit";
-  VirtualDevice{unit};
-  ::chmod(folder.path().c_str(), 0755);
-  ::chmod(unit.c_str(), 0);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    if (::geteuid() == 0 && ::seteuid(65534) != 0) ::_exit(2);
-    ::_exit(reasonAgainst(unit).ends_with("unit/device.plist: Permission denied") ? 0 : 1);
+TEST_F(UnitFolderTest, NothingButRegularFilesOfABoundedSizeIsReadOrReplaced) {
+  const std::function<void(const fs::path&)> kinds[] = {
+      [](const fs::path& file) { ::mkfifo(file.c_str(), 0666); },
+      [](const fs::path& file) { fs::create_directory(file); },
+      [this](const fs::path& file) { fs::create_symlink(_folder.path() / "victim", file); },
+      [](const fs::path& file) {
+        writeText(file, "");
+        fs::resize_file(file, uint64_t{1} << 40);
+      },
+  };
+  const std::string reasons[] = {"is not a regular file", "is not a regular file",
+                                 "is a symbolic link", "is larger than any file of a unit"};
+  const std::pair<const char*, void (*)(VirtualDevice&)> files[] = {
+      {"device.plist", [](VirtualDevice& unit) { unit.facts(); }},
+      {"nvram.plist", [](VirtualDevice& unit) { unit.facts(); }},
+      {"root/System/Library/CoreServices/SystemVersion.plist",
+       [](VirtualDevice& unit) { unit.facts(); }},
+      {"data/VelmoDiagnosticData.bin",
+       [](VirtualDevice& unit) { unit.dataSet("VelmoDiagnosticData"); }},
+      {"root/private/var/log/system.log", [](VirtualDevice& unit) { unit.systemLog(); }},
+  };
+  writeText(_folder.path() / "victim", "untouched");
+  for (const auto& [name, read] : files) {
+    for (size_t i = 0; i < std::size(kinds); ++i) {
+      fs::remove_all(_unit);
+      VirtualDevice unit(_unit);
+      unit.use();
+      fs::remove(_unit / name);
+      kinds[i](_unit / name);
+      EXPECT_EQ(reasonAgainst([&] { read(unit); }), (_unit / name).string() + ": " + reasons[i]);
+      NSLog(CFSTR("%@"), CFSTR("dropped, or at the end of the large file"));
+    }
   }
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  ::chmod(unit.c_str(), 0755);
+  fs::remove_all(_unit);
+  VirtualDevice unit(_unit);
+  fs::remove(_unit / ".lock");
+  fs::create_symlink(_folder.path() / "victim", _unit / ".lock");
+  EXPECT_EQ(reasonAgainst([&] { unit.reboot(); }),
+            (_unit / ".lock").string() + ": is a symbolic link");
+  EXPECT_EQ(readText(_folder.path() / "victim"), "untouched");
 }
 
-TEST(UnitFolderTest, ChangedFactsLeaveEverythingElseInTheFiles) {
-  const TemporaryFolder folder;
-  VirtualDevice unit(folder.path() / "unit");
-  const fs::path file = unit.folder() / "device.plist";
-  const std::string odd =
-      "<key>CurrentCapacity</key><string>full</string><key>Note</key><data>AQI=</data>";
+TEST_F(UnitFolderTest, AnotherUsersFolderIsTrustedOnlyIfNamedAndClosedToOthers) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  ::chmod(_folder.path().c_str(), 0755);
+  VirtualDevice{_unit};
+  const auto said = [&] { return asAnotherUser([&] { return reasonAgainst(_unit); }); };
+  EXPECT_EQ(said(), "");
+  ::chmod(_unit.c_str(), 0777);
+  EXPECT_EQ(said(), _unit.string() + ": belongs to another user (0) and everybody can write to it");
+  ::chmod(_unit.c_str(), 0);
+  EXPECT_EQ(said(), _unit.string() + "/device.plist: Permission denied");
+
+  ::chmod(_unit.c_str(), 0755);
+  fs::create_directory(_folder.path() / "corvane");
+  const fs::path byDefault = _folder.path() / "corvane/device";
+  fs::rename(_unit, byDefault);
+  EXPECT_EQ(asAnotherUser([&] {
+              ::unsetenv("CORVANE_DEVICE");
+              ::setenv("XDG_STATE_HOME", _folder.path().c_str(), 1);
+              return reasonAgainst(VirtualDevice::defaultFolder());
+            }),
+            byDefault.string() + ": belongs to another user (0); $CORVANE_DEVICE can name it");
+}
+
+TEST_F(UnitFolderTest, AChangeKeepsTheModeAndByRootTheOwner) {
+  VirtualDevice unit(_unit);
+  unit.use();
+  const uid_t owner = ::geteuid() == 0 ? 65534 : ::geteuid();
+  for (const auto& entry : fs::recursive_directory_iterator(_unit)) {
+    ::lchown(entry.path().c_str(), owner, static_cast<gid_t>(-1));
+    if (entry.is_regular_file()) ::chmod(entry.path().c_str(), 0640);
+  }
+  ::chown(_unit.c_str(), owner, static_cast<gid_t>(-1));
+  UnitFacts facts;
+  facts.model = facts.bootArgs = facts.buildVersion = "changed";
+  unit.setFacts(facts);
+  unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(10));
+  NSLog(CFSTR("%@"), CFSTR("first entry"));
+  for (const auto& entry : fs::recursive_directory_iterator(_unit)) {
+    struct stat file {};
+    ::lstat(entry.path().c_str(), &file);
+    EXPECT_EQ(file.st_uid, owner) << entry.path();
+    if (entry.path().extension() == ".plist" || entry.path().extension() == ".bin") {
+      EXPECT_EQ(file.st_mode & 07777, 0640u) << entry.path();
+    }
+  }
+}
+
+TEST_F(UnitFolderTest, ChangedFactsLeaveEverythingElseInTheFiles) {
+  VirtualDevice unit(_unit);
+  const fs::path file = _unit / "device.plist";
   writeText(file,
             "<plist><dict><key>power</key><string>plist</string><key>registry</key><dict>"
-            "<key>IOPMPowerSource</key><dict>" +
-                odd + "</dict></dict></dict></plist>");
+            "<key>IOPMPowerSource</key><dict><key>CurrentCapacity</key><string>full</string>"
+            "<key>Note</key><data>AQI=</data></dict></dict></dict></plist>");
   UnitFacts facts = unit.facts();
   EXPECT_EQ(facts.model, std::nullopt);
   EXPECT_EQ(facts.currentCapacity, std::nullopt) << "of another type";
@@ -120,14 +224,15 @@ TEST(UnitFolderTest, ChangedFactsLeaveEverythingElseInTheFiles) {
     EXPECT_NE(changed.find(kept), std::string::npos) << changed;
   }
   facts.model = "\xff";
-  EXPECT_THROW(unit.setFacts(facts), DeviceError);
+  facts.bootArgs = "also refused";
+  EXPECT_EQ(reasonAgainst([&] { unit.setFacts(facts); }), "'\xff' is not UTF-8 text");
   EXPECT_EQ(readText(file), changed);
+  EXPECT_EQ(unit.facts().bootArgs, std::nullopt);
 }
 
-TEST(UnitFolderTest, AClassMayHaveSeveralServices) {
-  const TemporaryFolder folder;
-  VirtualDevice unit(folder.path() / "unit");
-  writeText(unit.folder() / "device.plist",
+TEST_F(UnitFolderTest, AClassMayHaveSeveralServices) {
+  VirtualDevice unit(_unit);
+  writeText(_unit / "device.plist",
             "<plist><dict><key>registry</key><dict><key>IOPMPowerSource</key><array>"
             "<dict><key>Name</key><string>first</string></dict>"
             "<dict><key>Name</key><string>second</string></dict>"
@@ -136,16 +241,14 @@ TEST(UnitFolderTest, AClassMayHaveSeveralServices) {
   io_iterator_t services = 0;
   ASSERT_EQ(IOServiceGetMatchingServices(0, IOServiceMatching("IOPMPowerSource"), &services), 0);
   for (const char* name : {"first", "second"}) {
-    const io_object_t service = IOIteratorNext(services);
-    const CFRef<CFTypeRef> value(
-        IORegistryEntryCreateCFProperty(service, CFSTR("Name"), nullptr, 0));
+    const IOObject service(IOIteratorNext(services));
+    const CFRef<CFTypeRef> value = copyProperty(service, CFSTR("Name"));
     EXPECT_EQ(corvane::testing::text(static_cast<CFStringRef>(value.get())), name);
-    EXPECT_EQ(IORegistryEntrySetCFProperties(service, kCFBooleanTrue), kIOReturnBadArgument);
-    EXPECT_EQ(IOObjectRelease(service), 0);
-    EXPECT_EQ(IOObjectRelease(service), KERN_INVALID_NAME);
+    EXPECT_EQ(IORegistryEntrySetCFProperties(service.get(), kCFBooleanTrue), kIOReturnBadArgument);
   }
   EXPECT_EQ(IOIteratorNext(services), 0u);
   EXPECT_EQ(IOObjectRelease(services), 0);
+  EXPECT_EQ(IOObjectRelease(services), KERN_INVALID_NAME);
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
