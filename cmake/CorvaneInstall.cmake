@@ -10,8 +10,13 @@ install(TARGETS ${targets} EXPORT CorvaneTargets)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${package_folder})
-file(WRITE ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
-     "include(\${CMAKE_CURRENT_LIST_DIR}/CorvaneTargets.cmake)\n")
+set(config "include(\${CMAKE_CURRENT_LIST_DIR}/CorvaneTargets.cmake)\n")
+if(NOT BUILD_SHARED_LIBS AND CORVANE_PLATFORM STREQUAL host)
+  # A program links what the static libraries use.
+  string(PREPEND config "include(CMakeFindDependencyMacro)\nfind_dependency(PkgConfig)\n"
+                        "pkg_check_modules(LIBPLIST REQUIRED IMPORTED_TARGET libplist-2.0)\n")
+endif()
+file(WRITE ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake "${config}")
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake

@@ -14,18 +14,60 @@ if(CORVANE_SANITIZE)
   add_link_options(-fsanitize=${CORVANE_SANITIZE})
 endif()
 
+# Unique symbols could not stand in several of the objects that corvane_enclose makes.
+if(NOT BUILD_SHARED_LIBS AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  add_compile_options(-fno-gnu-unique)
+endif()
+
+# Optimised builds carry what Debian's hardening-check asks for.
+include(CheckPIESupported)
+check_pie_supported()
+if(CORVANE_PLATFORM STREQUAL host AND CMAKE_BUILD_TYPE MATCHES "^(Rel|MinSize)" AND NOT CORVANE_SANITIZE)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE
+                      -D_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
+endif()
+
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 # A library outside the system's folders, such as another CoreFoundation, is found where it was linked.
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH TRUE)
 
 # Each subsystem folder adds its sources to this one target.
-add_library(corvane SHARED)
+add_library(corvane)
 add_library(Corvane::corvane ALIAS corvane)
 set_target_properties(corvane PROPERTIES VERSION ${PROJECT_VERSION}
                                          SOVERSION ${PROJECT_VERSION_MAJOR})
+target_compile_features(corvane INTERFACE cxx_std_20)
+
+# A program sees <corvane/...> and <corvane-host/...> in the build as in an installation.
+set(CORVANE_PUBLIC_INCLUDE ${PROJECT_BINARY_DIR}/include)
+file(MAKE_DIRECTORY ${CORVANE_PUBLIC_INCLUDE})
+file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CORVANE_PUBLIC_INCLUDE}/corvane SYMBOLIC)
+file(CREATE_LINK ${PROJECT_SOURCE_DIR}/host ${CORVANE_PUBLIC_INCLUDE}/corvane-host SYMBOLIC)
 target_include_directories(
   corvane PRIVATE ${PROJECT_SOURCE_DIR}
-  INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  INTERFACE $<BUILD_INTERFACE:${CORVANE_PUBLIC_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+# corvane_enclose(target): a static library becomes one object that holds what it shares with the
+# others, and hides what the shared library hides. Without that the fault rules of one library's calls would
+# hold for all of them. To be called in the folder that makes the target.
+function(corvane_enclose target)
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL STATIC_LIBRARY)
+    return()
+  endif()
+  get_property(options TARGET ${target} PROPERTY CORVANE_WRAP_OPTIONS)
+  list(TRANSFORM options REPLACE "^-Wl," "")
+  set(object ${PROJECT_BINARY_DIR}/${target}.o)
+  add_custom_command(
+    TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_LINKER} -r --force-group-allocation ${options} --whole-archive $<TARGET_FILE:${target}>
+            --no-whole-archive $<TARGET_FILE:corvane-formats> $<TARGET_FILE:corvane-platform> -o ${object}
+    COMMAND ${CMAKE_OBJCOPY} --localize-hidden ${object}
+    COMMAND ${CMAKE_COMMAND} -E rm $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_AR} rcs $<TARGET_FILE:${target}> ${object}
+    VERBATIM)
+endfunction()
 
 # corvane_headers(bits.h ...): headers of this folder that a program may include.
 function(corvane_headers)
