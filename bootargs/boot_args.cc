@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "bootargs/white_space.h"
 #include "log/log.h"
 #include "platform/registry.h"
 #include "platform/system_log.h"
@@ -13,33 +14,9 @@ using corvane::firstService;
 using corvane::formatText;
 using corvane::IOObject;
 using corvane::Log;
+using corvane::trimmed;
 
 namespace {
-
-/// The platform's white space: blanks of every width and tabs, not line breaks.
-bool isWhiteSpace(UniChar unit) {
-  switch (unit) {
-    case '\t':
-    case ' ':
-    case 0x00A0:
-    case 0x1680:
-    case 0x202F:
-    case 0x205F:
-    case 0x3000:
-      return true;
-    default:
-      return unit >= 0x2000 && unit <= 0x200A;
-  }
-}
-
-CFRef<CFStringRef> trimmed(CFStringRef word) {
-  CFIndex start = 0;
-  CFIndex end = CFStringGetLength(word);
-  while (start < end && isWhiteSpace(CFStringGetCharacterAtIndex(word, start))) ++start;
-  while (start < end && isWhiteSpace(CFStringGetCharacterAtIndex(word, end - 1))) --end;
-  return CFRef<CFStringRef>(
-      CFStringCreateWithSubstring(kCFAllocatorDefault, word, CFRangeMake(start, end - start)));
-}
 
 bool contains(CFStringRef text, CFStringRef word) {
   return CFStringFind(text, word, 0).location != kCFNotFound;

@@ -1,13 +1,15 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "bootargs/boot_args.h"
+#include "bootargs/white_space.h"
 #include "platform/text.h"
 #include "tools/command.h"
-#include "tools/inspect/value_text.h"
+#include "tools/command_line.h"
 #include "tools/json_output.h"
+#include "tools/printable.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -15,7 +17,6 @@ namespace {
 constexpr char kNotSet[] = "boot-args are not set, or cannot be read";
 
 std::optional<std::string> currentValue() {
-  requireUnit();
   const CFRef<CFStringRef> value(copyBootArgs());
   if (!value) return {};
   return utf8Bytes(value.get());
@@ -23,9 +24,7 @@ std::optional<std::string> currentValue() {
 
 /// Between quotes, so that blanks at the ends can be seen.
 std::string shown(const std::optional<std::string>& value) {
-  if (!value) return "(not set)";
-  const std::vector<uint8_t> bytes(value->begin(), value->end());
-  return "\"" + (isPlainText(bytes) ? *value : escapedText(bytes)) + "\"";
+  return value ? "\"" + printable(*value) + "\"" : "(not set)";
 }
 
 nlohmann::ordered_json asJson(const std::optional<std::string>& value) {
@@ -51,11 +50,6 @@ Occurrences occurrencesOf(const std::string& word, const std::string& value) {
   return found;
 }
 
-std::string withoutBlanksAround(const std::string& word) {
-  const size_t start = std::min(word.find_first_not_of(" \t"), word.size());
-  return word.substr(start, word.find_last_not_of(" \t") + 1 - start);
-}
-
 struct Change {
   std::optional<std::string> before, after;
 };
@@ -73,18 +67,25 @@ void print(const Change& change, bool json) {
 }
 
 [[noreturn]] void failUnwritten(const std::optional<std::string>& after) {
-  throw CommandError(kFailed, "the change did not come about: boot-args are " + shown(after));
+  throw CommandError(kFailed, "the change was not made: boot-args are " + shown(after));
 }
 
 ExitStatus show(bool json) {
+  requireUnit();
   const auto value = currentValue();
   if (json) printJson({{"bootArgs", asJson(value)}});
   if (!value) throw CommandError(kFailed, kNotSet);
-  if (!json) std::cout << *value << "\n";
+  if (!json) std::cout << printable(*value) << "\n";
   return kDone;
 }
 
+void requireWord(const std::string& word) {
+  if (word.empty()) throw CommandError(kUsage, "the word is empty");
+}
+
 ExitStatus has(const std::string& word, bool json) {
+  requireWord(word);
+  requireUnit();
   const auto value = currentValue();
   const bool found = hasBootArg(textArgument(word).get());
   const bool asWord = value && occurrencesOf(word, *value).asWord;
@@ -98,19 +99,22 @@ ExitStatus has(const std::string& word, bool json) {
 }
 
 ExitStatus add(const std::string& argument, bool json) {
+  const CFRef<CFStringRef> trimmedWord = trimmed(textArgument(argument).get());
+  const std::string word = utf8Bytes(trimmedWord.get());
+  if (word.empty()) throw CommandError(kUsage, "the word is blank");
+  requireUnit();
+  const UnitLock lock;
   const auto before = currentValue();
   if (!before) {
     throw CommandError(kFailed, std::string(kNotSet) +
                                     "; adding never creates them, \"corvane bootargs set\" does");
   }
-  const std::string word = withoutBlanksAround(argument);
-  if (word.empty()) throw CommandError(kUsage, "the word is blank");
   const Occurrences found = occurrencesOf(word, *before);
   if (found.withinWords && !found.asWord) {
-    throw CommandError(
-        kFailed, "nothing is added: '" + word + "' occurs within another word of " + shown(before));
+    throw CommandError(kFailed, "nothing is added: '" + printable(word) +
+                                    "' occurs within another word of " + shown(before));
   }
-  addBootArg(textArgument(word).get());
+  addBootArg(trimmedWord.get());
   const auto after = currentValue();
   if (after != (found.asWord ? *before : *before + " " + word)) failUnwritten(after);
   print({before, after}, json);
@@ -118,13 +122,22 @@ ExitStatus add(const std::string& argument, bool json) {
 }
 
 ExitStatus remove(const std::string& argument, bool json) {
+  const auto word = textArgument(argument);
+  requireWord(argument);
+  requireUnit();
+  const UnitLock lock;
   const auto before = currentValue();
   if (!before) throw CommandError(kFailed, kNotSet);
-  const auto word = textArgument(argument);
+  const Occurrences found = occurrencesOf(argument, *before);
+  if (!found.asWord && !found.withinWords) {
+    throw CommandError(kFailed, "nothing is removed: '" + printable(argument) +
+                                    "' does not occur in " + shown(before));
+  }
   const std::string wanted =
       utf8Bytes(replacingText(textArgument(*before).get(), word.get(), CFSTR("")).get());
-  if (occurrencesOf(argument, *before).withinWords) {
-    std::cerr << "corvane: warning: '" << argument << "' occurs within other words, which are cut\n"
+  if (found.withinWords) {
+    std::cerr << "corvane: warning: '" << printable(argument)
+              << "' occurs within other words, which are cut\n"
               << linesOf({before, wanted});
   }
   removeBootArg(word.get());
@@ -135,71 +148,64 @@ ExitStatus remove(const std::string& argument, bool json) {
 }
 
 ExitStatus set(const std::string& value, bool json) {
+  const auto text = textArgument(value);
+  requireUnit();
+  const UnitLock lock;
   const auto before = currentValue();
-  setBootArgs(textArgument(value).get());
+  setBootArgs(text.get());
   const auto after = currentValue();
   if (after != value) failUnwritten(after);
   print({before, after}, json);
   return kDone;
 }
 
-CLI::Validator isNotEmpty() {
-  return CLI::Validator(
-      [](std::string& word) { return word.empty() ? std::string("the word is empty") : ""; }, "",
-      "not empty");
-}
-
-/// A command that takes one text, "--" before it where it begins with "-".
-CLI::Option* addCommand(CLI::App* group, const std::string& name, const std::string& about,
-                        const std::string& argument, const std::string& footer,
-                        ExitStatus (*work)(const std::string&, bool json)) {
+/// Adds a command that takes one text, with "--" before it where it begins with "-".
+void addCommand(Command group, const std::string& name, const std::string& about,
+                const std::string& argument, const std::string& footer,
+                ExitStatus (*work)(const std::string&, bool json)) {
   struct Options {
     std::string text;
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand(name, about);
-  addJsonFlag(command, options->json);
-  command->footer(footer);
-  setAction(command, [=] { return work(options->text, options->json); });
-  return command->add_option(argument, options->text, "Behind \"--\" when it begins with a dash")
-      ->required();
+  Command command = group.add(name, about);
+  command.text(argument, options->text, "After \"--\" when it begins with a dash").required();
+  command.jsonFlag(options->json);
+  command.footer(footer);
+  command.action([=] { return work(options->text, options->json); });
 }
 
 }  // namespace
 
 void addBootArgsGroup(CLI::App& app) {
-  CLI::App* group =
-      app.add_subcommand("bootargs", "Show and edit the kernel boot arguments in NVRAM");
-  group->require_subcommand(1);
-  group->footer(
+  Command group = Command(app).add("bootargs", "Show and edit the kernel boot arguments in NVRAM");
+  group.requireCommand();
+  group.footer(
       "Words are found as plain text, also within other words. A change takes effect at the next\n"
       "boot.\n\n"
       "Example:\n  corvane bootargs add -- -v");
 
   const auto json = std::make_shared<bool>(false);
-  CLI::App* showCommand = group->add_subcommand("show", "Print the boot arguments");
-  addJsonFlag(showCommand, *json);
-  showCommand->footer("Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.");
-  setAction(showCommand, [=] { return show(*json); });
+  Command showCommand = group.add("show", "Print the boot arguments");
+  showCommand.jsonFlag(*json);
+  showCommand.footer("Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.");
+  showCommand.action([=] { return show(*json); });
 
   addCommand(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
              "Example:\n  corvane bootargs has debug && echo debugging\n\n"
              "Exit status: 0 when it does, also within another word, 1 when not.",
-             has)
-      ->check(isNotEmpty());
-  addCommand(
-      group, "add", "Append a word to the boot arguments", "WORD",
-      "Example:\n  corvane bootargs add debug=0x14e\n\n"
-      "A word that is there stays as it is. Exit status: 1 when it was not added, as when it\n"
-      "occurs within another word.",
-      add)
-      ->check(isNotEmpty());
-  addCommand(group, "remove", "Take every occurrence of a word out of the boot arguments", "WORD",
+             has);
+  addCommand(group, "add", "Append a word to the boot arguments", "WORD",
+             "Example:\n  corvane bootargs add debug=0x14e\n\n"
+             "White space around the word is left out. A word that is there stays as it is. Exit "
+             "status: 1\n"
+             "when it was not added, as when it occurs within another word.",
+             add);
+  addCommand(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
              "Example:\n  corvane bootargs remove debug=0x14e\n\n"
-             "Blanks beside it stay. Occurrences within other words go, too, after a warning.",
-             remove)
-      ->check(isNotEmpty());
+             "Blanks beside it stay. Occurrences within other words are removed too, after a\n"
+             "warning. Exit status: 1 when the word does not occur.",
+             remove);
   addCommand(group, "set", "Replace the boot arguments", "VALUE",
              "Example:\n  corvane bootargs set \"serial=1 debug=0x14e\"", set);
 }

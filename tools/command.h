@@ -14,14 +14,8 @@ class App;
 /// What the command groups share.
 namespace corvane::tools {
 
-/// Makes `command` run `work` when the command line names it and no command below it. What `work`
-/// returns is the tool's exit status.
+/// As Command's, for a command that is made with CLI11 itself.
 void setAction(CLI::App* command, std::function<ExitStatus()> work);
-
-/// The exit status of the command that ran.
-ExitStatus statusOfRun();
-
-/// Adds "--json" to a command that prints data.
 void addJsonFlag(CLI::App* command, bool& json);
 
 /// `text` as the library takes it, or throws CommandError when it is no UTF-8.

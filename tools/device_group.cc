@@ -1,11 +1,14 @@
-#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "device/models.h"
+#include "host/unit_lock.h"
 #include "host/virtual_device.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/json_output.h"
+#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -43,6 +46,12 @@ std::vector<std::string> namesOf(const std::map<std::string, void (*)(UnitFacts&
   return names;
 }
 
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
 /// What a command line says of a unit; what it does not say is left as it is.
 struct FactOptions {
   std::optional<std::string> model, bootArgs, build;
@@ -51,27 +60,32 @@ struct FactOptions {
   std::optional<bool> hostPower;
   std::vector<std::string> with, without;
 
-  void addTo(CLI::App* command) {
-    command->add_option("--model", model, "Model name; begins with the code, such as T34");
-    command->add_option("--battery", battery, "Current capacity");
-    command->add_option("--battery-max", batteryMax, "Maximum capacity");
-    command->add_option("--external-power", externalPower, "Whether it is connected: yes or no")
-        ->transform(CLI::CheckedTransformer(kYesNo));
-    command
-        ->add_option("--power", hostPower,
-                     "Where battery and external power come from: plist (the figures here) or\n"
-                     "host (this machine's own)")
-        ->transform(CLI::CheckedTransformer(kPowers));
-    command->add_option("--radio", radio, "Whether there is a Wi-Fi radio: yes or no")
-        ->transform(CLI::CheckedTransformer(kYesNo));
-    command->add_option("--boot-args", bootArgs, "The boot arguments in NVRAM");
-    command->add_option("--build", build, "Build version in the version file");
-    command->add_option("--with", with, "Puts back: power-source, data-area, nvram")
-        ->check(CLI::IsMember(namesOf(kAdditions)));
-    command
-        ->add_option("--without", without,
-                     "Takes away: " + CLI::detail::join(namesOf(kRemovals), ", "))
-        ->check(CLI::IsMember(namesOf(kRemovals)));
+  void addTo(Command command) {
+    constexpr Command::Range kCapacity = {0, std::numeric_limits<int64_t>::max()};
+    command.text("--model", model, "Model name; begins with the code, such as T34");
+    command.number("--battery", battery, "Current capacity", kCapacity);
+    command.number("--battery-max", batteryMax, "Maximum capacity", kCapacity);
+    command.choice("--external-power", externalPower, "Whether it is connected", kYesNo);
+    command.choice("--power", hostPower,
+                   "Source of battery and external power: plist (the figures here) or\n"
+                   "host (this machine's own)",
+                   kPowers);
+    command.choice("--radio", radio, "Whether there is a Wi-Fi radio", kYesNo);
+    command.text("--boot-args", bootArgs, "The boot arguments in NVRAM");
+    command.text("--build", build, "Build version in the version file");
+    command.choices("--with", with, "Puts back: " + joined(namesOf(kAdditions)),
+                    namesOf(kAdditions));
+    command.choices("--without", without, "Removes: " + joined(namesOf(kRemovals)),
+                    namesOf(kRemovals));
+  }
+
+  /// Warns of a model that the library does not know: such a unit is fine, and often a mistake.
+  void warn() const {
+    if (!model || !modelOf(*model).code.empty()) return;
+    std::vector<std::string> codes;
+    for (const Model& known : kModels) codes.emplace_back(known.code);
+    std::cerr << "corvane: warning: '" << printable(*model)
+              << "' begins with no model code that the library knows (" << joined(codes) << ")\n";
   }
 
   bool isEmpty() const {
@@ -141,21 +155,21 @@ void printUnit(const VirtualDevice& unit) {
     } else if (value.is_boolean()) {
       table.addRow({name, value.get<bool>() ? "yes" : "no"});
     } else if (value.is_array()) {
-      table.addRow({name, CLI::detail::join(value.get<std::vector<std::string>>(), ", ")});
+      table.addRow({name, printable(joined(value.get<std::vector<std::string>>()))});
     } else {
-      table.addRow({name, value.is_string() ? value.get<std::string>() : value.dump()});
+      table.addRow({name, value.is_string() ? printable(value.get<std::string>()) : value.dump()});
     }
   }
   table.print(std::cout);
 }
 
-void addInit(CLI::App* group) {
+void addInit(Command group) {
   const auto options = std::make_shared<FactOptions>();
-  CLI::App* command = group->add_subcommand("init", "Make a new unit where there is none");
+  Command command = group.add("init", "Make a new unit where there is none");
   options->addTo(command);
-  command->footer(
+  command.footer(
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
-  setAction(command, [=] {
+  command.action([=] {
     return onDevice([&] {
       const std::filesystem::path folder = VirtualDevice::defaultFolder();
       if (std::filesystem::exists(folder / "device.plist")) {
@@ -164,37 +178,40 @@ void addInit(CLI::App* group) {
       }
       UnitFacts facts;
       options->applyTo(facts);
+      options->warn();
       std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
       return kDone;
     });
   });
 }
 
-void addSet(CLI::App* group) {
+void addSet(Command group) {
   const auto options = std::make_shared<FactOptions>();
-  CLI::App* command = group->add_subcommand("set", "Change what the unit is");
+  Command command = group.add("set", "Change what the unit is");
   options->addTo(command);
-  command->footer(
+  command.footer(
       "Examples:\n"
       "  corvane device set --battery 15 --external-power no\n"
       "  corvane device set --without data-area");
-  setAction(command, [=] {
+  command.action([=] {
     if (options->isEmpty()) throw CommandError(kUsage, "device set needs something to set");
     return onDevice([&] {
       VirtualDevice unit(VirtualDevice::defaultFolder());
+      const host::UnitLock lock(unit.folder());
       UnitFacts facts = unit.facts();
       options->applyTo(facts);
       unit.setFacts(facts);
+      options->warn();
       return kDone;
     });
   });
 }
 
-void addShow(CLI::App* group) {
+void addShow(Command group) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command = group->add_subcommand("show", "Tell what the unit is");
-  addJsonFlag(command, *json);
-  setAction(command, [=] {
+  Command command = group.add("show", "Tell what the unit is");
+  command.jsonFlag(*json);
+  command.action([=] {
     return onDevice([&] {
       const VirtualDevice unit(VirtualDevice::defaultFolder());
       if (*json) {
@@ -207,13 +224,12 @@ void addShow(CLI::App* group) {
   });
 }
 
-void addPath(CLI::App* group) {
+void addPath(Command group) {
   const auto file = std::make_shared<std::string>();
-  CLI::App* command =
-      group->add_subcommand("path", "Print where the unit's folder, or a file of it, is");
-  command->add_option("FILE", *file, "A file as the device knows it, such as /var/log/system.log");
-  command->footer("Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
-  setAction(command, [=] {
+  Command command = group.add("path", "Print where the unit's folder, or a file of it, is");
+  command.file("FILE", *file, "A file as the device knows it, such as /var/log/system.log");
+  command.footer("Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
+  command.action([=] {
     std::filesystem::path path = VirtualDevice::defaultFolder();
     if (!file->empty() && file->front() != '/') {
       throw CommandError(kUsage, "'" + *file + "' is no absolute path on the device");
@@ -224,10 +240,9 @@ void addPath(CLI::App* group) {
   });
 }
 
-void addReboot(CLI::App* group) {
-  CLI::App* command =
-      group->add_subcommand("reboot", "Restart the unit: what was not committed is undone");
-  setAction(command, [=] {
+void addReboot(Command group) {
+  Command command = group.add("reboot", "Restart the unit: what was not committed is undone");
+  command.action([=] {
     return onDevice([&] {
       VirtualDevice(VirtualDevice::defaultFolder()).reboot();
       return kDone;
@@ -238,9 +253,9 @@ void addReboot(CLI::App* group) {
 }  // namespace
 
 void addDeviceGroup(CLI::App& app) {
-  CLI::App* group = app.add_subcommand("device", "Make, show and change the virtual unit");
-  group->require_subcommand(1);
-  group->footer(
+  Command group = Command(app).add("device", "Make, show and change the virtual unit");
+  group.requireCommand();
+  group.footer(
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; any command makes\n"
       "one there when there is none.");
   addInit(group);

@@ -1,4 +1,4 @@
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -10,8 +10,9 @@
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "tools/command.h"
-#include "tools/inspect/value_text.h"
+#include "tools/command_line.h"
 #include "tools/json_output.h"
+#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -33,12 +34,25 @@ Json externalPowerOrNull() {
   return externalPowerConnected();
 }
 
-Json optionsOrNull() {
-  const std::optional<std::string> options = readOptions();
-  if (!options) return {};
-  const std::string text = options->substr(0, options->find('\0'));
-  const std::vector<uint8_t> bytes(text.begin(), text.end());
-  return isPlainText(bytes) ? text : escapedText(bytes);
+bool isConfigurationReadable() {
+  std::vector<uint8_t> area(kConfigurationAreaSize);
+  return ControlBits::getReady() == 0 &&
+         ControlBits::readSysCfgBytes(area.data(), kConfigurationAreaSize) == 0;
+}
+
+/// Adds the options that the baseband of some models depends on, and whether they are set; both
+/// null when the configuration area cannot be read.
+void addOptions(Json& facts) {
+  facts["options"] = nullptr;
+  facts["optionsSet"] = nullptr;
+  if (!isConfigurationReadable()) return;
+  std::optional<std::string> options = readOptions();
+  facts["optionsSet"] = options.has_value();
+  if (!options) return;
+  options->resize(std::min(options->find('\0'), options->size()));
+  // Free bytes follow a short value, whose length the store does not record.
+  options->erase(options->find_last_not_of('\xFF') + 1);
+  facts["options"] = *options;
 }
 
 /// The version file's entries, each as text; null when it cannot be read.
@@ -65,7 +79,7 @@ Json facts() {
                 {"gyroscope", Device::hasGyro()},
                 {"baseband", Device::hasBaseband()}};
   if (model.is_string() && modelOf(model.get<std::string>()).baseband == Presence::kOptions) {
-    facts["options"] = optionsOrNull();
+    addOptions(facts);
   }
   facts["batteryPercent"] = batteryOrNull();
   facts["externalPower"] = externalPowerOrNull();
@@ -76,18 +90,21 @@ Json facts() {
 std::string cell(const Json& value) {
   if (value.is_null()) return "(cannot be read)";
   if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-  return value.is_string() ? value.get<std::string>() : value.dump();
+  return value.is_string() ? printable(value.get<std::string>()) : value.dump();
 }
 
 void printFacts(const Json& facts) {
   Table table({{"FACT"}, {"VALUE"}});
   for (const auto& [name, value] : facts.items()) {
-    if (!value.is_object()) {
+    if (name == "optionsSet") continue;
+    if (name == "options" && facts["optionsSet"] == false) {
+      table.addRow({name, "(the key OPTS is not set)"});
+    } else if (!value.is_object()) {
       table.addRow({name, cell(value)});
-      continue;
-    }
-    for (const auto& [key, text] : value.items()) {
-      table.addRow({CLI::detail::join(std::vector{name, key}, " "), cell(text)});
+    } else {
+      for (const auto& [key, text] : value.items()) {
+        table.addRow({name + " " + printable(key), cell(text)});
+      }
     }
   }
   table.print(std::cout);
@@ -100,14 +117,14 @@ void printFacts(const Json& facts) {
 
 void addFactsGroup(CLI::App& app) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command = app.add_subcommand(
-      "facts", "Tell what device this is, what it carries and how it is powered");
-  addJsonFlag(command, *json);
-  command->footer(
+  Command command =
+      Command(app).add("facts", "Tell what device this is, what it carries and how it is powered");
+  command.jsonFlag(*json);
+  command.footer(
       "Example:\n  corvane facts --json\n\n"
-      "What cannot be read is null in JSON. A unit without its data area can say nothing of the\n"
-      "options that some models' baseband depends on, and then has none.");
-  setAction(command, [=] {
+      "What cannot be read is null in JSON. The baseband of some models depends on the key OPTS;\n"
+      "without a readable one they have none.");
+  command.action([=] {
     requireUnit();
     const Json found = facts();
     if (*json) {

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "controlbits/control_bit_byte.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/control_bit_text.h"

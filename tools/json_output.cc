@@ -21,4 +21,8 @@ void printJson(const ordered_json& object) { std::cout << textOf(object, 2); }
 
 std::string jsonLine(const ordered_json& object) { return textOf(object, -1); }
 
+void printJsonError(int status, const std::string& message) {
+  std::cerr << jsonLine({{"error", {{"status", status}, {"message", message}}}});
+}
+
 }  // namespace corvane::tools

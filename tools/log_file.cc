@@ -1,9 +1,10 @@
 #include "tools/log_file.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <string_view>
 
 #include "platform/device_path.h"
 
@@ -16,13 +17,20 @@ std::uintmax_t sizeOf(const std::string& file) {
   return error ? 0 : size;
 }
 
-/// How many whole lines the file has behind its first `start` bytes; none when the last is cut.
+/// Returns how many whole lines the file has after its first `start` bytes; 0 when the last is cut
+/// short.
 size_t linesFrom(const std::string& file, std::uintmax_t start) {
   std::ifstream log(file, std::ios::binary);
   log.seekg(static_cast<std::streamoff>(start));
-  const std::string lines{std::istreambuf_iterator<char>(log), std::istreambuf_iterator<char>()};
-  if (!lines.ends_with('\n')) return 0;
-  return static_cast<size_t>(std::count(lines.begin(), lines.end(), '\n'));
+  size_t lines = 0;
+  char last = 0;
+  std::array<char, 4096> piece;
+  while (log.read(piece.data(), piece.size()), log.gcount() > 0) {
+    const std::string_view text(piece.data(), static_cast<size_t>(log.gcount()));
+    lines += static_cast<size_t>(std::ranges::count(text, '\n'));
+    last = text.back();
+  }
+  return last == '\n' ? lines : 0;
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <deque>
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <thread>
@@ -11,13 +9,16 @@
 #include "platform/device_path.h"
 #include "platform/text.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/log_file.h"
+#include "tools/log_line.h"
+#include "tools/log_reader.h"
 
 namespace corvane::tools {
 namespace {
 
-void addWrite(CLI::App* group) {
+void addWrite(Command group) {
   struct Options {
     std::string message;
     std::optional<std::string> test;
@@ -25,16 +26,16 @@ void addWrite(CLI::App* group) {
     bool raw = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("write", "Append a line to the test log");
-  command->add_option("MESSAGE", options->message, "What the line says")->required();
-  auto* test = command->add_option("--test", options->test, "The test that it belongs to");
-  auto* indent = command->add_option("--indent", options->indentation, "Levels of indentation")
-                     ->check(CLI::Range(0, 100));
-  command->add_flag("--raw", options->raw, "The line as it stands, without time and system log")
-      ->excludes(test)
-      ->excludes(indent);
-  command->footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
-  setAction(command, [=] {
+  Command command = group.add("write", "Append a line to the test log");
+  command.text("MESSAGE", options->message, "Message of the line").required();
+  const Option test = command.text("--test", options->test, "Name of the test it belongs to");
+  const Option indentation =
+      command.number("--indent", options->indentation, "Levels of indentation", {0, 100});
+  command.flag("--raw", options->raw, "The line as it stands, without time and system log")
+      .excludes(test)
+      .excludes(indentation);
+  command.footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
+  command.action([=] {
     const auto message = textArgument(options->message);
     const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
     return writeToLog([&] {
@@ -48,21 +49,20 @@ void addWrite(CLI::App* group) {
   });
 }
 
-void addMessage(CLI::App* group) {
+void addMessage(Command group) {
   struct Options {
     std::string sid, type, fields;
     bool print = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("message", "Append a station message to the test log");
-  command->add_option("FIELDS", options->fields,
-                      "Further fields, such as 'result=\"pass\",code=\"0\"'");
-  command->add_option("--sid", options->sid, "Station or unit identifier")->required();
-  command->add_option("--type", options->type, "Message type")->required();
-  command->add_flag("--print", options->print, "Print the message instead of writing it");
-  command->footer(
+  Command command = group.add("message", "Append a station message to the test log");
+  command.text("FIELDS", options->fields, "Further fields, such as 'result=\"pass\",code=\"0\"'");
+  command.text("--sid", options->sid, "Station or unit identifier").required();
+  command.text("--type", options->type, "Message type").required();
+  command.flag("--print", options->print, "Print the message instead of writing it");
+  command.footer(
       "Example:\n  corvane log message --sid UNIT-42 --type status 'result=\"pass\",code=\"0\"'");
-  setAction(command, [=] {
+  command.action([=] {
     const auto fields = textArgument(options->fields);
     const auto sid = textArgument(options->sid);
     const auto type = textArgument(options->type);
@@ -79,68 +79,54 @@ void addMessage(CLI::App* group) {
 }
 
 void printLine(const std::string& line, bool json) {
-  if (!json) {
-    std::cout << line << "\n" << std::flush;
-    return;
-  }
-  std::cout << nlohmann::json(line).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-            << "\n"
-            << std::flush;
+  std::cout << (json ? jsonLine(lineAsJson(line)) : lineForPeople(line) + "\n") << std::flush;
 }
 
-/// Takes the next line that is whole; what is written of the next one stays for a later call.
-bool takeLine(std::ifstream& log, std::string& line) {
-  const std::streampos start = log.tellg();
-  if (std::getline(log, line) && !log.eof()) return true;
-  log.clear();
-  log.seekg(start);
-  return false;
-}
-
-/// Prints the log's last `count` lines, then, when asked to, each line as it comes, until the
+/// Prints the log's last `count` lines, then, when asked to, each line as it is written, until the
 /// reader of the output goes away.
 ExitStatus tail(size_t count, bool follow, bool json) {
+  requireUnit();
   const std::string file = devicePath(kLogFile);
-  std::ifstream log(file);
-  if (!log && !follow) throw CommandError(kFailed, "there is no test log at " + file);
-
+  LogReader log(file);
   std::deque<std::string> last;
-  std::string line;
-  while (log.is_open() && takeLine(log, line)) {
-    last.push_back(line);
+  while (auto line = log.next()) {
+    last.push_back(std::move(*line));
     if (last.size() > count) last.pop_front();
   }
-  for (const std::string& text : last) printLine(text, json);
+  if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
+  for (const std::string& line : last) printLine(line, json);
 
   while (follow && std::cout) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    if (!log.is_open()) log.open(file);
-    while (log.is_open() && takeLine(log, line)) printLine(line, json);
+    while (const auto line = log.next()) printLine(*line, json);
   }
   return kDone;
 }
 
-void addTail(CLI::App* group) {
+void addTail(Command group) {
   struct Options {
     size_t count = 10;
     bool follow = false;
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand("tail", "Print the last lines of the test log");
-  command->add_option("-n,--lines", options->count, "How many lines")->capture_default_str();
-  command->add_flag("-f,--follow", options->follow, "Go on with each line as it is written");
-  command->add_flag("--json", options->json, "Print each line as a JSON string");
-  setAction(command, [=] { return tail(options->count, options->follow, options->json); });
+  Command command = group.add("tail", "Print the last lines of the test log");
+  command.number("-n,--lines", options->count, "How many lines; 10 if not given");
+  command.flag("-f,--follow", options->follow, "Go on with each line as it is written");
+  command.flag("--json", options->json, "Print the fields of each line as a line of JSON");
+  command.footer(
+      "A line that begins with \"| \" continues the message above it, or was written without a\n"
+      "time. With --follow, a log that is removed or emptied is followed on from its beginning.\n"
+      "Example:\n  corvane log tail -f");
+  command.action([=] { return tail(options->count, options->follow, options->json); });
 }
 
-void addCollected(CLI::App* group) {
+void addCollected(Command group) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command =
-      group->add_subcommand("collected", "Tell whether the device's logs were collected");
-  addJsonFlag(command, *json);
-  command->footer("Exit status: 0 when they were, 1 when not.");
-  setAction(command, [=] {
+  Command command = group.add("collected", "Tell whether the device's logs were collected");
+  command.jsonFlag(*json);
+  command.footer("Exit status: 0 when they were, 1 when not.");
+  command.action([=] {
     requireUnit();
     const bool collected = logsCollected();
     const char* style = newLogCollection() ? "new" : "old";
@@ -156,9 +142,9 @@ void addCollected(CLI::App* group) {
 }  // namespace
 
 void addLogGroup(CLI::App& app) {
-  CLI::App* group = app.add_subcommand("log", "Write to and read the unit's test log");
-  group->require_subcommand(1);
-  group->footer("Example:\n  corvane log tail -f");
+  Command group = Command(app).add("log", "Write to and read the unit's test log");
+  group.requireCommand();
+  group.footer("Example:\n  corvane log tail -f");
   addWrite(group);
   addMessage(group);
   addTail(group);

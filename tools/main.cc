@@ -1,9 +1,16 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <iostream>
+#include <new>
+#include <string_view>
+#include <system_error>
 
 #include "tools/command.h"
+#include "tools/command_line.h"
+#include "tools/json_output.h"
 
+namespace corvane::tools {
 namespace {
 
 constexpr char kFooter[] = R"(Examples:
@@ -22,8 +29,7 @@ constexpr char kFooter[] = R"(Examples:
 Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
 
-int run(int argc, char** argv) {
-  using namespace corvane::tools;
+ExitStatus run(int argc, char** argv) {
   CLI::App app("Looks at and changes what test stations keep on a unit.", "corvane");
   app.set_version_flag("--version", "corvane " CORVANE_VERSION);
   app.footer(kFooter);
@@ -38,28 +44,40 @@ int run(int argc, char** argv) {
   addPsGroup(app);
   addInspectGroup(app);
   addDeviceGroup(app);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kUsage;
-  } catch (const CommandError& error) {
-    std::cerr << "corvane: " << error.what() << "\n";
-    return error.status();
+  const ExitStatus status = runCommandLine(app, argc, argv);
+  if (!std::cout.flush()) throw CommandError(kFailed, "standard output cannot be written");
+  return status;
+}
+
+/// Prints the error as the command line asks for it, and returns the exit status.
+ExitStatus report(ExitStatus status, const std::string& message, bool asJson) {
+  if (asJson) {
+    printJsonError(status, message);
+  } else {
+    std::cerr << "corvane: " << message << "\n";
   }
-  if (!std::cout.flush()) {
-    std::cerr << "corvane: standard output cannot be written\n";
-    return kFailed;
-  }
-  return statusOfRun();
+  return status;
 }
 
 }  // namespace
+}  // namespace corvane::tools
 
 int main(int argc, char** argv) {
+  using namespace corvane::tools;
+  const auto isWord = [](std::string_view wanted) {
+    return [wanted](const char* word) { return word == wanted; };
+  };
+  char** const end = std::find_if(argv, argv + argc, isWord("--"));
+  const bool asJson = std::any_of(argv, end, isWord("--json"));
   try {
     return run(argc, argv);
+  } catch (const CommandError& error) {
+    return report(error.status(), error.what(), asJson);
+  } catch (const std::bad_alloc&) {
+    return report(kFailed, "there is not enough memory", asJson);
+  } catch (const std::system_error& error) {
+    return report(kFailed, error.code().message(), asJson);
   } catch (const std::exception& error) {
-    std::cerr << "corvane: " << error.what() << "\n";
-    return corvane::tools::kFailed;
+    return report(kFailed, error.what(), asJson);
   }
 }

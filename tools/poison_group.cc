@@ -1,25 +1,34 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"
 #include "controlbits/poison_byte.h"
-#include "dataarea/bits.h"
+#include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/json_output.h"
+#include "tools/quiet_write.h"
+#include "tools/record_field.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
 
 std::string place(uint8_t offset) { return "the byte at offset " + std::to_string(offset); }
 
-uint8_t readByte(uint8_t offset) {
-  uint8_t byte = 0;
-  if (readBits(offset, 1, &byte, diagnosticDataSet()) == 0) return byte;
+/// The whole data set, which has a byte at `offset`.
+std::span<const uint8_t> readDataSet(uint8_t offset) {
+  const uint8_t* bytes = nullptr;
+  uint32_t length = 0;
+  if (getDataAreaBytePtr(&bytes, &length, diagnosticDataSet()) && offset < length) {
+    return {bytes, length};
+  }
   throw CommandError(kNotReady, place(offset) + " cannot be read");
 }
+
+uint8_t readByte(uint8_t offset) { return readDataSet(offset)[offset]; }
 
 void printByte(uint8_t offset, uint8_t byte, bool json) {
   if (json) {
@@ -32,16 +41,26 @@ void printByte(uint8_t offset, uint8_t byte, bool json) {
             << (isPoisoned(offset, byte) ? "poisoned" : "not poisoned") << "\n";
 }
 
-ExitStatus show(uint8_t offset, bool json) {
+struct Options {
+  uint8_t offset = 0;
+  bool force = false;
+  bool json = false;
+};
+
+ExitStatus show(const Options& options) {
   requireReady();
-  printByte(offset, readByte(offset), json);
+  printByte(options.offset, readByte(options.offset), options.json);
   return kDone;
 }
 
-ExitStatus change(uint8_t offset, bool isSet, bool json) {
+ExitStatus change(const Options& options, bool isSet) {
   requireReady();
-  const uint8_t before = readByte(offset);
-  ControlBits::writePoisonByte(offset, isSet);
+  const uint8_t offset = options.offset;
+  const UnitLock lock;
+  const std::span<const uint8_t> contents = readDataSet(offset);
+  if (!options.force) requireNoRecordByte(offset, contents);
+  const uint8_t before = contents[offset];
+  runQuietly([&] { ControlBits::writePoisonByte(offset, isSet); });
   if (isPoisonFinal(offset, before)) {
     throw CommandError(kFailed, place(offset) + " is " + hexByte(before) +
                                     ": a failure, which is not overwritten");
@@ -52,41 +71,38 @@ ExitStatus change(uint8_t offset, bool isSet, bool json) {
     throw CommandError(kFailed, place(offset) + " is " + hexByte(after) + ", wanted " +
                                     hexByte(wanted) + "; see \"corvane log tail\"");
   }
-  printByte(offset, after, json);
+  printByte(offset, after, options.json);
   return kDone;
 }
 
-void addCommand(CLI::App* group, const std::string& name, const std::string& about,
-                const std::function<ExitStatus(uint8_t offset, bool json)>& work) {
-  struct Options {
-    uint32_t offset = 0;
-    bool json = false;
-  };
+void addCommand(Command group, const std::string& name, const std::string& about, bool isChange,
+                const std::function<ExitStatus(const Options&)>& work) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand(name, about);
-  command->add_option("OFFSET", options->offset, "Where the byte lies")
-      ->required()
-      ->check(CLI::Range(0, 255));
-  addJsonFlag(command, options->json);
-  command->footer("Example:\n  corvane poison " + name + " 24");
-  setAction(command, [=] { return work(static_cast<uint8_t>(options->offset), options->json); });
+  Command command = group.add(name, about);
+  command.number("OFFSET", options->offset, "Offset of the byte").required();
+  if (isChange) {
+    command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
+  }
+  command.jsonFlag(options->json);
+  command.footer("Example:\n  corvane poison " + name + " 24");
+  command.action([=] { return work(*options); });
 }
 
 }  // namespace
 
 void addPoisonGroup(CLI::App& app) {
-  CLI::App* group = app.add_subcommand(
+  Command group = Command(app).add(
       "poison", "Mark the unit as failed in a poison byte, which later stations look at");
-  group->require_subcommand(1);
-  group->footer(
+  group.requireCommand();
+  group.footer(
       "Example:\n  corvane poison set 24\n\n"
       "A failure at an offset below 128 is final: it can be neither set again nor cleared.\n"
-      "From offset 128 on, poison bytes lie among the diagnostic records.");
-  addCommand(group, "set", "Mark the unit as failed",
-             [](uint8_t offset, bool json) { return change(offset, true, json); });
-  addCommand(group, "clear", "Take the mark away, where there is no failure yet",
-             [](uint8_t offset, bool json) { return change(offset, false, json); });
-  addCommand(group, "show", "Tell whether the unit is marked", show);
+      "From offset 128 on, a poison byte is a byte of a diagnostic record.");
+  addCommand(group, "set", "Mark the unit as failed", true,
+             [](const Options& options) { return change(options, true); });
+  addCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128", true,
+             [](const Options& options) { return change(options, false); });
+  addCommand(group, "show", "Tell whether the unit is marked", false, show);
 }
 
 }  // namespace corvane::tools

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <ctime>
 #include <iostream>
@@ -9,8 +8,11 @@
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
+#include "tools/quiet_write.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -65,7 +67,7 @@ CFRef<CFStringRef> recordMessage(const std::string& text) {
 }
 
 struct AddOptions {
-  int32_t station = 0;
+  uint8_t station = 0;
   int32_t result = 0;
   std::string message;
   bool json = false;
@@ -74,9 +76,13 @@ struct AddOptions {
 ExitStatus add(const AddOptions& options) {
   const CFRef<CFStringRef> message = recordMessage(options.message);
   requireReady();
+  const UnitLock lock;
   const Chain before = readUnitChain();
-  if (!ControlBits::writeDiagnosticsRecord(static_cast<uint8_t>(options.station), options.result,
-                                           message.get())) {
+  bool hasRoom = false;
+  runQuietly([&] {
+    hasRoom = ControlBits::writeDiagnosticsRecord(options.station, options.result, message.get());
+  });
+  if (!hasRoom) {
     throw CommandError(kFailed, "there is no room for a further record; see \"corvane log tail\"");
   }
 
@@ -97,39 +103,36 @@ ExitStatus add(const AddOptions& options) {
   throw CommandError(kFailed, "the record does not read back; see \"corvane log tail\"");
 }
 
-void addAdd(CLI::App* group) {
+void addAdd(Command group) {
   const auto options = std::make_shared<AddOptions>();
-  CLI::App* command = group->add_subcommand("add", "Append a record to the chain");
+  Command command = group.add("add", "Append a record to the chain");
   command
-      ->add_option("MESSAGE", options->message,
-                   "What it says, in ASCII; " + std::to_string(kRoom) + " characters at most")
-      ->required();
-  command->add_option("--station", options->station, "The writing station's number, 0 to 255")
-      ->required()
-      ->check(CLI::Range(0, 255));
-  command->add_option("--result", options->result, "The test's result, 0 to 3")
-      ->required()
-      ->check(CLI::Range(0, 3));
-  addJsonFlag(command, options->json);
-  command->footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
-  setAction(command, [=] { return add(*options); });
+      .text("MESSAGE", options->message,
+            "ASCII text of at most " + std::to_string(kRoom) + " characters")
+      .required();
+  command.number("--station", options->station, "Number of the writing station, 0 to 255")
+      .required();
+  command.number("--result", options->result, "Result of the test, 0 to 3", {0, 3}).required();
+  command.jsonFlag(options->json);
+  command.footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
+  command.action([=] { return add(*options); });
 }
 
-void addList(CLI::App* group) {
+void addList(Command group) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command = group->add_subcommand("list", "Print the records, the first one first");
-  addJsonFlag(command, *json);
-  command->footer("Example:\n  corvane record list --json");
-  setAction(command, [=] { return list(*json); });
+  Command command = group.add("list", "Print the records, the first one first");
+  command.jsonFlag(*json);
+  command.footer("Example:\n  corvane record list --json");
+  command.action([=] { return list(*json); });
 }
 
 }  // namespace
 
 void addRecordGroup(CLI::App& app) {
-  CLI::App* group =
-      app.add_subcommand("record", "Show and append to the chain of at most 20 diagnostic records");
-  group->require_subcommand(1);
-  group->footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
+  Command group =
+      Command(app).add("record", "Show and append to the chain of at most 20 diagnostic records");
+  group.requireCommand();
+  group.footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   addAdd(group);
   addList(group);
 }

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -8,29 +7,34 @@
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/json_output.h"
+#include "tools/quiet_write.h"
+#include "tools/record_field.h"
 #include "tools/table.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
 
 constexpr uint32_t kLastControlBitOffset = 127;
 
-std::vector<uint8_t> readRange(uint32_t from, uint32_t to) {
+/// The whole data set, which has a byte at offset `last`; valid until the next read of a byte.
+std::span<const uint8_t> readDataSet(uint32_t last) {
   const uint8_t* bytes = nullptr;
   uint32_t length = 0;
   if (!getDataAreaBytePtr(&bytes, &length, diagnosticDataSet())) {
     throw CommandError(kNotReady, "the control-bit bytes cannot be read");
   }
-  if (to >= length) {
-    throw CommandError(kUsage, "offset " + std::to_string(to) + " lies outside the data set of " +
+  if (last >= length) {
+    throw CommandError(kUsage, "offset " + std::to_string(last) + " lies outside the data set of " +
                                    std::to_string(length) + " bytes");
   }
-  return {bytes + from, bytes + to + 1};
+  return {bytes, length};
 }
 
-uint8_t readByte(uint32_t offset) { return readRange(offset, offset).front(); }
+uint8_t readByte(uint32_t offset) { return readDataSet(offset)[offset]; }
 
 struct ShowOptions {
   uint32_t from = 0;
@@ -40,19 +44,18 @@ struct ShowOptions {
 };
 
 ExitStatus show(const ShowOptions& options) {
-  if (options.from > options.to) throw CommandError(kUsage, "--from lies behind --to");
+  if (options.from > options.to) throw CommandError(kUsage, "--from is greater than --to");
   requireReady();
-  const std::vector<uint8_t> bytes = readRange(options.from, options.to);
+  const std::span<const uint8_t> bytes = readDataSet(options.to);
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
   Table table(
       {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
-  for (uint32_t i = 0; i < bytes.size(); ++i) {
-    if (options.written && bytes[i] == 0xFF) continue;
-    const uint32_t offset = options.from + i;
-    json.push_back(controlBitAsJson(offset, bytes[i]));
-    table.addRow({std::to_string(offset), hexByte(bytes[i]),
-                  statusName(bytes[i], testStatusNames()), std::to_string(failCountOf(bytes[i])),
-                  useOf(offset)});
+  for (uint32_t offset = options.from; offset <= options.to; ++offset) {
+    const uint8_t byte = bytes[offset];
+    if (options.written && byte == 0xFF) continue;
+    json.push_back(controlBitAsJson(offset, byte));
+    table.addRow({std::to_string(offset), hexByte(byte), statusName(byte, testStatusNames()),
+                  std::to_string(failCountOf(byte)), useOf(offset)});
   }
   if (options.json) {
     printJson({{"bytes", json}});
@@ -69,14 +72,17 @@ void printByte(uint32_t offset, uint8_t byte, bool json) {
             << statusName(byte, testStatusNames()) << ", fail count " << failCountOf(byte) << "\n";
 }
 
-/// Runs `write` and sees whether the byte at `offset` became what `change` makes of it. The
-/// library's writers leave their failures in the log only.
-ExitStatus changeByte(uint32_t offset, bool json, const std::function<void()>& write,
+/// Runs `write` and checks that the byte at `offset` became what `change` makes of it, under the
+/// unit's lock. The library's writers leave their failures in the log only.
+ExitStatus changeByte(uint32_t offset, bool force, bool json, const std::function<void()>& write,
                       const std::function<void(uint8_t&)>& change) {
   requireReady();
-  uint8_t wanted = readByte(offset);
+  const UnitLock lock;
+  const std::span<const uint8_t> before = readDataSet(offset);
+  if (!force) requireNoRecordByte(offset, before);
+  uint8_t wanted = before[offset];
   change(wanted);
-  write();
+  runQuietly(write);
   const uint8_t byte = readByte(offset);
   printByte(offset, byte, json);
   if (byte == wanted) return kDone;
@@ -85,37 +91,38 @@ ExitStatus changeByte(uint32_t offset, bool json, const std::function<void()>& w
                                   "; see \"corvane log tail\"");
 }
 
-void addShow(CLI::App* group) {
+void addShow(Command group) {
   const auto options = std::make_shared<ShowOptions>();
-  group->add_option("--from", options->from, "First offset")->capture_default_str();
-  group->add_option("--to", options->to, "Last offset")->capture_default_str();
-  group->add_flag("--written", options->written, "Only bytes that are not 0xff");
-  addJsonFlag(group, options->json);
-  setAction(group, [=] { return show(*options); });
+  group.number("--from", options->from, "First offset; 0 if not given");
+  group.number("--to", options->to, "Last offset; 127 if not given");
+  group.flag("--written", options->written, "Only bytes that are not 0xff");
+  group.jsonFlag(options->json);
+  group.action([=] { return show(*options); });
 }
 
-void addSet(CLI::App* group) {
+void addSet(Command group) {
   struct Options {
     uint32_t offset = 0;
     std::optional<int32_t> status, count;
+    bool force = false;
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* set = group->add_subcommand("set", "Write one control-bit byte");
-  set->add_option("OFFSET", options->offset, "Where the byte lies")->required();
-  set->add_option("--status", options->status, "Test status; left alone when not given")
-      ->transform(CLI::CheckedTransformer(testStatusNames()));
-  set->add_option("--count", options->count, "Fail count; left alone when not given")
-      ->check(CLI::Range(0, 7));
-  addJsonFlag(set, options->json);
-  set->footer("Example:\n  corvane status set 20 --status failed --count 2");
-  setAction(set, [=] {
+  Command set = group.add("set", "Write one control-bit byte");
+  set.number("OFFSET", options->offset, "Offset of the byte").required();
+  set.choice("--status", options->status, "Test status; stays as it is if not given",
+             testStatusNames());
+  set.number("--count", options->count, "Fail count; stays as it is if not given", {0, 7});
+  set.flag("--force", options->force, "Also write from offset 128 on, where records lie");
+  set.jsonFlag(options->json);
+  set.footer("Example:\n  corvane status set 20 --status failed --count 2");
+  set.action([=] {
     if (!options->status && !options->count) {
       throw CommandError(kUsage, "status set needs --status, --count or both");
     }
     constexpr int32_t kKeepStatus = 4, kKeepCount = 8;
     return changeByte(
-        options->offset, options->json,
+        options->offset, options->force, options->json,
         [&] {
           ControlBits::writeControlBits(static_cast<int32_t>(options->offset),
                                         options->status.value_or(kKeepStatus),
@@ -128,22 +135,22 @@ void addSet(CLI::App* group) {
   });
 }
 
-/// A command on one byte of fixed use: shows it, or writes the status given.
-void addFixedByte(CLI::App* group, const std::string& name, const std::string& about,
-                  uint32_t offset, const StatusNames& names, void (*write)(int32_t status)) {
+/// Adds a command on one byte of fixed use: shows it, or writes the status given.
+void addFixedByte(Command group, const std::string& name, const std::string& about, uint32_t offset,
+                  const StatusNames& names, void (*write)(int32_t status)) {
   struct Options {
     std::optional<int32_t> status;
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  CLI::App* command = group->add_subcommand(name, about);
-  command->add_option("STATUS", options->status, "What to write; without it the byte is shown")
-      ->transform(CLI::CheckedTransformer(names));
-  addJsonFlag(command, options->json);
-  setAction(command, [=] {
+  Command command = group.add(name, about);
+  command.choice("STATUS", options->status, "Status to write; if not given, the byte is shown",
+                 names);
+  command.jsonFlag(options->json);
+  command.action([=] {
     if (options->status) {
       return changeByte(
-          offset, options->json, [&] { write(*options->status); },
+          offset, false, options->json, [&] { write(*options->status); },
           [&](uint8_t& byte) { changeTestStatus(&byte, static_cast<uint32_t>(*options->status)); });
     }
     requireReady();
@@ -155,9 +162,9 @@ void addFixedByte(CLI::App* group, const std::string& name, const std::string& a
 }  // namespace
 
 void addStatusGroup(CLI::App& app) {
-  CLI::App* group = app.add_subcommand(
+  Command group = Command(app).add(
       "status", "Show the control-bit bytes, in which each station keeps its test status");
-  group->footer(
+  group.footer(
       "Examples:\n"
       "  corvane status --written             only bytes that a station wrote\n"
       "  corvane status --from 16 --to 31 --json\n"

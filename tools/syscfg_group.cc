@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -8,14 +7,18 @@
 #include <optional>
 
 #include "controlbits/control_bits.h"
+#include "dataarea/nor_access.h"
 #include "syscfg/memory_store.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
+#include "tools/quiet_write.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -64,13 +67,30 @@ CommandError noSuchKey(uint32_t key) {
           "there is no key " + keyName(key) + "; \"corvane syscfg list\" shows those there are"};
 }
 
-/// The library leaves its failures in the logs only: what counts is what can be read back.
-void requireArea(std::span<const uint8_t> wanted) {
-  if (!std::ranges::equal(readArea(), wanted)) {
-    throw CommandError(kFailed,
-                       "the configuration area does not read back as it should; the system log "
-                       "and \"corvane log tail\" say more");
+/// Makes the area as read just now what the library works on when its own read fails. Without
+/// that, one failed read would replace the store by an empty one.
+void primeLibrary(const Bytes& area) {
+  Bytes staged(kDeviceAreaSize);
+  ferrox_nor_read(&ferrox_nor_access, staged.data());
+  if (staged != area) {
+    throw CommandError(kNotReady,
+                       "the configuration area cannot be read reliably; nothing was changed");
   }
+}
+
+/// Runs `write`, which should make `wanted` of the area `before`. The library leaves its failures
+/// in the logs only: what counts is what can be read back.
+ExitStatus changeArea(const Bytes& before, const MemoryStore& wanted,
+                      const std::function<void()>& write) {
+  primeLibrary(before);
+  runQuietly(write);
+  const Bytes after = readArea();
+  if (std::ranges::equal(after, wanted.image())) return kDone;
+  throw CommandError(
+      kFailed, (after == before ? "the configuration area was not changed"
+                                : "the configuration area does not read back as it should") +
+                   std::string("; the system log and \"corvane log tail\" have the request and "
+                               "the reason"));
 }
 
 ExitStatus list(bool json) {
@@ -101,12 +121,11 @@ ExitStatus get(const GetOptions& options) {
   const Bytes area = readArea();
   const AreaReport report = reportOnArea(area);
   requireStore(report);
-  const auto entry = std::ranges::find_if(
-      report.entries, [key](const AreaEntry& each) { return each.isFound && each.key == key; });
+  const auto entry = std::ranges::find_if(report.entries, [key](const AreaEntry& candidate) {
+    return candidate.key == key && candidate.isFound;
+  });
   if (entry == report.entries.end()) throw noSuchKey(key);
-  Bytes value(kDeviceAreaSize);
-  value.resize(static_cast<size_t>(ControlBits::readSystemConfig(value.data(), key)));
-
+  const std::span<const uint8_t> value = valueOf(*entry, area);
   const std::span<const uint8_t> text = entry->isIndirect ? value : withoutFreeBytes(value);
   if (!options.file.empty()) {
     writeFile(options.file, value);
@@ -146,6 +165,8 @@ ExitStatus set(const SetOptions& options) {
     throw CommandError(kUsage, "syscfg set needs a VALUE, --hex or --file");
   }
   const Bytes value = options.value();
+  requireReady();
+  const UnitLock lock;
   const Bytes area = readArea();
   const AreaReport report = reportOnArea(area);
   const bool isErased =
@@ -165,28 +186,28 @@ ExitStatus set(const SetOptions& options) {
                      " does not fit: entry and value can have " +
                      std::to_string(left.freeEnd - left.freeBegin) + " bytes; nothing was changed");
   }
-  ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
-  requireArea(trial.image());
-  return kDone;
+  return changeArea(area, trial, [&] {
+    ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
+  });
 }
 
 ExitStatus del(const std::string& keyText) {
   const uint32_t key = keyOf(keyText);
+  requireReady();
+  const UnitLock lock;
   const Bytes area = readArea();
   requireStore(reportOnArea(area));
   // Tried on a copy first: the library would write the area even when there is no such key.
   const MemoryStore trial(area);
   if (!hasKey(trial, key)) throw noSuchKey(key);
   syscfg__del_key(trial.get(), key);
-  ControlBits::deleteSystemConfig(key);
-  requireArea(trial.image());
-  return kDone;
+  return changeArea(area, trial, [&] { ControlBits::deleteSystemConfig(key); });
 }
 
 ExitStatus dump(const std::string& file) {
   if (file.empty() && isatty(STDOUT_FILENO)) {
-    throw CommandError(
-        kUsage, "the raw area is nothing for a terminal: name a FILE or redirect the output");
+    throw CommandError(kUsage,
+                       "the raw area is not for a terminal: name a FILE or redirect the output");
   }
   const Bytes area = readArea();
   if (file.empty()) {
@@ -214,94 +235,93 @@ ExitStatus map(bool json) {
   return kDone;
 }
 
-CLI::Option* addKey(CLI::App* command, std::string& key) {
-  return command->add_option("KEY", key, "Four characters such as OPTS, or 0x and a number")
-      ->required();
+void addKey(Command command, std::string& key) {
+  command.text("KEY", key, "Four characters such as OPTS, or 0x and up to eight digits").required();
 }
 
-void addList(CLI::App* group) {
+/// Each of them refuses every other.
+void excludeEachOther(std::vector<Option> options) {
+  for (size_t i = 0; i < options.size(); ++i) {
+    for (size_t j = 0; j < i; ++j) options[i].excludes(options[j]);
+  }
+}
+
+void addList(Command group) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command = group->add_subcommand("list", "List the keys with their values' beginnings");
-  addJsonFlag(command, *json);
-  command->footer(
+  Command command = group.add("list", "List the keys and the beginnings of their values");
+  command.jsonFlag(*json);
+  command.footer(
       "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
       "Example:\n  corvane syscfg list --json");
-  setAction(command, [=] { return list(*json); });
+  command.action([=] { return list(*json); });
 }
 
-void addGet(CLI::App* group) {
+void addGet(Command group) {
   const auto options = std::make_shared<GetOptions>();
-  CLI::App* command = group->add_subcommand("get", "Print or save a value");
+  Command command = group.add("get", "Print or save a value");
   addKey(command, options->key);
-  auto* hex = command->add_flag("--hex", options->hex, "As hexadecimal digits");
-  auto* text = command->add_flag("--text", options->text, "As text, other bytes as \\x1b");
-  auto* file = command->add_option("-o,--out", options->file, "Write the bytes to this file");
-  auto* json = command->add_flag("--json", options->json, "Print JSON instead of text");
-  for (CLI::Option* form : {hex, text, file, json}) {
-    for (CLI::Option* other : {hex, text, file, json}) {
-      if (form != other) form->excludes(other);
-    }
-  }
-  command->footer(
+  excludeEachOther({command.flag("--hex", options->hex, "As hexadecimal digits"),
+                    command.flag("--text", options->text, "As text, other bytes as \\x1b"),
+                    command.file("-o,--out", options->file, "Write the bytes to this file"),
+                    command.jsonFlag(options->json)});
+  command.footer(
       "Without an option, text is printed as it is and anything else as digits. A value of at "
       "most\n"
-      "16 bytes reads back as 16; free bytes (0xff) at their end are no part of the text.\n"
+      "16 bytes reads back as 16; free bytes (0xff) at its end are no part of the text.\n"
       "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 --out opts.bin");
-  setAction(command, [=] { return get(*options); });
+  command.action([=] { return get(*options); });
 }
 
-void addSet(CLI::App* group) {
+void addSet(Command group) {
   const auto options = std::make_shared<SetOptions>();
-  CLI::App* command = group->add_subcommand("set", "Give a key a value, its first or a new one");
+  Command command = group.add("set", "Give a key a value, its first or a new one");
   addKey(command, options->key);
-  auto* text = command->add_option("VALUE", options->text, "The value, as text");
-  auto* hex = command->add_option("--hex", options->hex, "The value, as hexadecimal digits");
-  auto* file = command->add_option("--file", options->file, "The value is what this file holds");
-  text->excludes(hex)->excludes(file);
-  hex->excludes(file);
-  command->add_flag("--format", options->format,
-                    "Where the area holds no store, replace it with an empty one first");
-  command->footer(
+  excludeEachOther({command.text("VALUE", options->text, "The value, as text"),
+                    command.text("--hex", options->hex, "The value, as hexadecimal digits"),
+                    command.file("--file", options->file, "The value is what this file holds")});
+  command.flag("--format", options->format,
+               "Where the area holds no store, replace it with an empty one first");
+  command.footer(
       "Examples:\n"
       "  corvane syscfg set OPTS \"serial=3 soak\"\n"
       "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
-  setAction(command, [=] { return set(*options); });
+  command.action([=] { return set(*options); });
 }
 
-void addDel(CLI::App* group) {
+void addDel(Command group) {
   const auto key = std::make_shared<std::string>();
-  CLI::App* command = group->add_subcommand("del", "Remove a key and its value");
+  Command command = group.add("del", "Remove a key and its value");
   addKey(command, *key);
-  command->footer("Example:\n  corvane syscfg del OPTS");
-  setAction(command, [=] { return del(*key); });
+  command.footer("Example:\n  corvane syscfg del OPTS");
+  command.action([=] { return del(*key); });
 }
 
-void addDump(CLI::App* group) {
+void addDump(Command group) {
   const auto file = std::make_shared<std::string>();
-  CLI::App* command = group->add_subcommand("dump", "Save the raw area, 8192 bytes");
-  command->add_option("FILE", *file, "Where to; without it, standard output");
-  command->footer("Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
-  setAction(command, [=] { return dump(*file); });
+  Command command = group.add("dump", "Save the raw area, 8192 bytes");
+  command.file("FILE", *file, "File to write; standard output if not given");
+  command.footer("Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
+  command.action([=] { return dump(*file); });
 }
 
-void addMap(CLI::App* group) {
+void addMap(Command group) {
   const auto json = std::make_shared<bool>(false);
-  CLI::App* command =
-      group->add_subcommand("map", "Draw where the area's bytes go, and what is wrong with them");
-  addJsonFlag(command, *json);
-  command->footer(
+  Command command =
+      group.add("map", "Draw what each byte of the area is used for, and what is wrong");
+  command.jsonFlag(*json);
+  command.footer(
       "In colour on a terminal, unless the variable NO_COLOR is set.\n"
       "Example:\n  corvane syscfg map");
-  setAction(command, [=] { return map(*json); });
+  command.action([=] { return map(*json); });
 }
 
 }  // namespace
 
 void addSyscfgGroup(CLI::App& app) {
-  CLI::App* group =
-      app.add_subcommand("syscfg", "Show and change the keys of the unit's configuration area");
-  group->require_subcommand(1);
-  group->footer(
+  Command group =
+      Command(app).add("syscfg", "Show and change the keys of the unit's configuration area");
+  group.requireCommand();
+  group.footer(
       "Examples:\n"
       "  corvane syscfg list\n"
       "  corvane syscfg set OPTS \"serial=3 soak\"");

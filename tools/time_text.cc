@@ -34,4 +34,15 @@ std::optional<std::string> utcTimeText(int64_t time) {
   return formatTime(time, gmtime_r, "%Y-%m-%dT%H:%M:%SZ");
 }
 
+std::optional<int64_t> secondsOfLocalTime(struct tm time) {
+  time.tm_isdst = -1;
+  const struct tm given = time;
+  const time_t seconds = std::mktime(&time);
+  // A time that the clock does not show is moved to one that it does.
+  if (time.tm_mon != given.tm_mon || time.tm_mday != given.tm_mday || time.tm_sec != given.tm_sec) {
+    return std::nullopt;
+  }
+  return seconds;
+}
+
 }  // namespace corvane::tools

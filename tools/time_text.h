@@ -2,6 +2,7 @@
 #define CORVANE_TOOLS_TIME_TEXT_H_
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -17,6 +18,9 @@ std::optional<std::string> isoTimeText(int64_t time);
 
 /// ISO 8601 in UTC, which is the same on every machine: "2026-11-16T07:30:00Z".
 std::optional<std::string> utcTimeText(int64_t time);
+
+/// The time that a local time of a log stands for, which was written down without its offset.
+std::optional<int64_t> secondsOfLocalTime(struct tm time);
 
 }  // namespace corvane::tools
 

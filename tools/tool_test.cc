@@ -1,405 +1,386 @@
-#include <sys/wait.h>
-
-#include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
-#include <regex>
 
-#include "testing/unit_test.h"
+#include "testing/tool_run.h"
 
-namespace corvane {
+namespace corvane::testing {
 namespace {
 
-using corvane::testing::readText;
-using corvane::testing::splitLines;
-using corvane::testing::TemporaryFolder;
-using corvane::testing::writeText;
 using nlohmann::json;
 
-struct Outcome {
+/// A run of the tool. Errors that are expected are a part of what it prints as such; none means
+/// none.
+struct Case {
+  std::string arguments;
   int exitStatus;
   std::string output;
-  std::string errors;
+  std::string errors = {};
 };
 
-/// The tool, run as a user would run it, on a unit of the test's own.
-class ToolTest : public ::testing::Test {
+class CommandTest : public ToolTest {
  protected:
-  std::filesystem::path unit() const { return _folder.path() / "unit"; }
-
-  std::string commandLine(const std::string& arguments) const {
-    return "CORVANE_DEVICE='" + unit().string() + "' " CORVANE_TOOL " " + arguments;
-  }
-
-  Outcome run(const std::string& arguments) const {
-    const std::filesystem::path errors = _folder.path() / "errors";
-    FILE* pipe = ::popen((commandLine(arguments) + " 2>" + errors.string()).c_str(), "r");
-    std::string output;
-    char chunk[4096];
-    while (const size_t count = std::fread(chunk, 1, sizeof chunk, pipe)) {
-      output.append(chunk, count);
+  void expectEach(const std::vector<Case>& cases, const std::string& faults = "") const {
+    for (const Case& c : cases) {
+      const Outcome outcome = run(c.arguments, faults);
+      EXPECT_EQ(outcome.exitStatus, c.exitStatus) << c.arguments << "\n" << outcome.errors;
+      EXPECT_EQ(outcome.output, c.output) << c.arguments;
+      EXPECT_NE(outcome.errors.find(c.errors), std::string::npos) << outcome.errors;
+      EXPECT_EQ(outcome.errors.empty(), c.errors.empty()) << c.arguments << "\n" << outcome.errors;
     }
-    return {WEXITSTATUS(::pclose(pipe)), output, readText(errors)};
   }
-
-  TemporaryFolder _folder;
+  json jsonOf(const std::string& arguments) const {
+    return json::parse(run(arguments + " --json").output);
+  }
+  std::filesystem::path log() const { return unit() / "root/private/var/logs/CorvaneTov/log.txt"; }
+  std::filesystem::path area() const { return unit() / "data/VelmoDiagnosticDataSysCfg.bin"; }
 };
 
-TEST_F(ToolTest, AByteIsSetAndShown) {
-  Outcome outcome = run("status set 20 --status failed --count 2");
-  EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
-  EXPECT_EQ(outcome.output, "offset 20: 0xf2, failed, fail count 2\n");
-  EXPECT_EQ(run("status suite passed").exitStatus, 0);
-  EXPECT_EQ(run("status log-collection incomplete --json").exitStatus, 0);
-
-  outcome = run("status --written");
-  EXPECT_EQ(outcome.output,
-            "OFFSET  BYTE  STATUS      FAIL COUNT  USE\n"
-            "     9  0xfd  incomplete           0  log collection\n"
-            "    18  0xfc  passed               0  test suite\n"
-            "    20  0xf2  failed               2\n");
-  const json bytes = json::parse(run("status --from 18 --to 20 --json").output)["bytes"];
-  ASSERT_EQ(bytes.size(), 3u);
-  EXPECT_EQ(bytes[1]["status"], "not-tested");
-  EXPECT_EQ(bytes[2], json::parse(R"({"offset": 20, "byte": 242, "status": "failed",
-                                      "failCount": 2, "upperBits": 7})"));
-}
-
-TEST_F(ToolTest, WhatDidNotComeAboutIsAFailure) {
-  EXPECT_EQ(run("device init").exitStatus, 0);
-  for (const char* rule : {"IORegistryEntrySetCFProperties", "stuck:VelmoDiagnosticData:20=0xff"}) {
-    ::setenv("CORVANE_FAULTS", rule, 1);
-    const Outcome outcome = run("status set 20 --status failed --count 2");
-    ::unsetenv("CORVANE_FAULTS");
-    EXPECT_EQ(outcome.exitStatus, 1) << rule;
-    EXPECT_NE(outcome.errors.find("the byte at offset 20 is 0xff, wanted 0xf2"), std::string::npos)
-        << outcome.errors;
-  }
-  std::filesystem::remove_all(unit() / "root/private/var/logs/CorvaneTov");
-  writeText(unit() / "root/private/var/logs/CorvaneTov", "a file in the way");
-  const Outcome outcome = run("log write lost");
-  EXPECT_EQ(outcome.exitStatus, 1);
-  EXPECT_NE(outcome.errors.find("could not be written"), std::string::npos) << outcome.errors;
-}
-
-TEST_F(ToolTest, WrongUsageIsRefusedBeforeTheUnitIsTouched) {
-  for (const char* arguments : {"",
-                                "nonsense",
-                                "status set",
-                                "status set x --count 1",
-                                "status set 20",
-                                "log",
-                                "status set 20 --count 8",
-                                "bootargs",
-                                "bootargs add",
-                                "bootargs has ''",
-                                "device set --power mains",
-                                "poison",
-                                "poison set",
-                                "poison set 256",
-                                "record add x",
-                                "record add x --station 256 --result 0",
-                                "record add x --station 1 --result 4",
-                                "record add 'fourteen chars' --station 1 --result 0",
-                                "record add 'caf\xC3\xA9' --station 1 --result 0",
-                                "status set 20 --status 7",
-                                "status suite maybe",
-                                "device set",
-                                "device set --battery much",
-                                "device path var/log",
-                                "log message x",
-                                "log write",
-                                "log write x --raw --test y",
-                                "status --from 5 --to 4",
-                                "device set --without everything"}) {
-    const Outcome outcome = run(arguments);
-    EXPECT_EQ(outcome.exitStatus, 2) << arguments;
-    EXPECT_NE(outcome.errors, "") << arguments;
-    EXPECT_EQ(outcome.output, "") << arguments;
-  }
+TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
+  const std::string names = "failed, incomplete, not-tested or passed";
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "corvane needs a command: status, poison, "},
+      {"statsu", "corvane has no command 'statsu'; did you mean 'status'?\n"},
+      {"status st 20", "corvane status has no command 'st'; did you mean 'set'?\n"},
+      {"status set 20 --cuont 2 --stats", "set has no option '--cuont'; did you mean '--count'?\n"},
+      {"status set 20", "status set needs --status, --count or both\n"},
+      {"status set --count 1", "OFFSET is required\n"},
+      {"status set x --count 1", "OFFSET takes a number, 0 or more, not 'x'\n"},
+      {"status set 20 --count 8", "--count takes a number from 0 to 7, not '8'\n"},
+      {"status set 20 --count 8 --status 7", "--count takes a number from 0 to 7, not '8'\n"},
+      {"status set 20 --status 7 --count 8", "--status takes " + names + ", not '7'\n"},
+      {"status suite pased", "STATUS takes " + names + ", not 'pased'; did you mean 'passed'?\n"},
+      {"status set 20 --count", "--count needs a value\n"},
+      {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
+      {"status --from 5 --to 4", "--from is greater than --to\n"},
+      {"poison set 256", "OFFSET takes a number from 0 to 255, not '256'\n"},
+      {"record add x --station 1 --result 4", "--result takes a number from 0 to 3, not '4'\n"},
+      {"record add 'fourteen chars' --station 1 --result 0", "has 14 characters; a record holds"},
+      {"record add 'caf\xC3\xA9' --station 1 --result 0", "holds characters that are not ASCII\n"},
+      {"bootargs add '\xC2\xA0 '", "the word is blank\n"},
+      {"bootargs has ''", "the word is empty\n"},
+      {"device set", "device set needs something to set\n"},
+      {"device set --battery -1", "--battery takes a number, 0 or more, not '-1'\n"},
+      {"device set --power mains", "--power takes host or plist, not 'mains'\n"},
+      {"device set --without nvrm", "; did you mean 'nvram'?\n"},
+      {"device path var/log", "'var/log' is no absolute path on the device\n"},
+      {"log tail -n -1", "--lines takes a number, 0 or more, not '-1'\n"},
+      {"log write x --raw --test y", "--test cannot be used with --raw\n"},
+      {"log write x y", "corvane log write has no use for 'y'\n"},
+      {"syscfg get CNTB", "marks indirect entries and is no key\n"}};
+  for (const auto& [arguments, message] : cases) expectEach({{arguments, 2, "", message}});
+  expectEach(
+      {{"statsu --json", 2, "", R"({"schema":1,"error":{"status":2,"message":"corvane has)"}});
   EXPECT_FALSE(std::filesystem::exists(unit()));
   EXPECT_EQ(run("status --to 1024").exitStatus, 2);
 }
 
-TEST_F(ToolTest, EveryCommandTeachesItself) {
+TEST_F(CommandTest, EveryCommandTeachesItself) {
   for (const char* command :
-       {"", "inspect", "syscfg", "syscfg get", "bootargs", "bootargs add", "facts", "poison",
-        "poison set", "record", "record add", "status", "status set", "log", "log write",
-        "log message", "device", "device init", "device set"}) {
+       {"", " inspect", " syscfg", " syscfg get", " bootargs", " bootargs add", " facts",
+        " poison set", " record add", " status", " status set", " log", " log write",
+        " log message", " device", " device init", " device set"}) {
     const Outcome outcome = run(std::string(command) + " --help");
     EXPECT_EQ(outcome.exitStatus, 0) << command;
-    EXPECT_NE(outcome.output.find(command[0] ? std::string("corvane ") + command : "corvane"),
-              std::string::npos)
+    EXPECT_NE(outcome.output.find(std::string("corvane") + command), std::string::npos)
         << outcome.output;
   }
   EXPECT_FALSE(std::filesystem::exists(unit()));
 }
 
-TEST_F(ToolTest, AnUnusableUnitIsNamedAndLeftAlone) {
+TEST_F(CommandTest, AnUnusableUnitIsNamedAndLeftAlone) {
   writeText(unit(), "a file");
-  Outcome outcome = run("status");
-  EXPECT_EQ(outcome.exitStatus, 3);
-  EXPECT_EQ(outcome.errors, "virtual device: " + unit().string() +
-                                ": is not a folder\nFailed to get master device port.\n"
-                                "Failed to get master port.\ncorvane: the unit is not ready\n");
-  EXPECT_EQ(run("log write x").exitStatus, 3);
-  EXPECT_EQ(run("bootargs show").exitStatus, 3);
-  EXPECT_EQ(run("facts").exitStatus, 3);
-  EXPECT_EQ(run("device show").exitStatus, 3);
+  for (const char* command : {"status", "log write x", "log tail", "bootargs show", "facts",
+                              "device show", "syscfg set OPTS x"}) {
+    expectEach({{command, 3, "", unit().string() + ": is not a folder\n"}});
+  }
   EXPECT_EQ(readText(unit()), "a file");
 
   std::filesystem::remove(unit());
-  writeText(unit() / "device.plist", "<plist><dict>");
-  outcome = run("device set --model T34");
-  EXPECT_EQ(outcome.exitStatus, 3);
-  EXPECT_EQ(outcome.errors,
-            "corvane: " + (unit() / "device.plist").string() + ": is not a property list\n");
-  EXPECT_EQ(readText(unit() / "device.plist"), "<plist><dict>");
+  const std::filesystem::path facts = unit() / "device.plist";
+  writeText(facts, "<plist><dict>");
+  expectEach({{"device set --model T34", 3, "", facts.string() + ": is not a property list\n"}});
+  EXPECT_EQ(readText(facts), "<plist><dict>");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(unit()), {}), 1);
 }
 
-TEST_F(ToolTest, AUnitIsMadeChangedAndShown) {
-  Outcome outcome =
-      run("device init --model T34AP --battery 53 --external-power no --without boot-args");
-  EXPECT_EQ(outcome.output, unit().string() + "\n");
-  EXPECT_EQ(run("device init").exitStatus, 1) << "a unit is never made over another";
-  EXPECT_EQ(
-      run("device set --battery-max 155 --radio no --build 3C1 --without data-area").exitStatus, 0);
-  json shown = json::parse(run("device show --json").output);
-  EXPECT_EQ(shown["model"], "T34AP");
-  EXPECT_EQ(shown["battery"], 53);
-  EXPECT_EQ(shown["batteryMax"], 155);
-  EXPECT_EQ(shown["externalPower"], false);
-  EXPECT_EQ(shown["radio"], false);
-  EXPECT_EQ(shown["bootArgs"], nullptr);
-  EXPECT_EQ(shown["build"], "3C1");
-
-  outcome = run("status");
-  EXPECT_EQ(outcome.exitStatus, 3);
-  EXPECT_EQ(outcome.errors, "Failed to get data area.\ncorvane: the unit is not ready\n");
-  EXPECT_EQ(run("device set --with data-area").exitStatus, 0);
+TEST_F(CommandTest, AUnitIsMadeChangedAndShown) {
+  expectEach({{"device init --model T34AP --battery 53 --external-power no --without boot-args", 0,
+               unit().string() + "\n"},
+              {"device init", 1, "", "there is a unit in"},
+              {"device set --battery-max 155 --radio no --build 3C1 --without data-area", 0, ""},
+              {"status", 3, "", "Failed to get data area.\ncorvane: the unit is not ready\n"},
+              {"device set --with data-area", 0, ""},
+              {"device path /var/log/x", 0, (unit() / "root/var/log/x").string() + "\n"}});
   EXPECT_EQ(run("status").exitStatus, 0);
-  EXPECT_NE(run("device show").output.find("bootArgs             (none)"), std::string::npos);
-  EXPECT_EQ(run("device path /var/log/x").output, (unit() / "root/var/log/x").string() + "\n");
+  const json wanted =
+      json::parse(R"({"schema": 1, "model": "T34AP", "battery": 53, "batteryMax": 155,
+      "radio": false, "externalPower": false, "bootArgs": null, "build": "3C1"})");
+  const json shown = jsonOf("device show");
+  for (const auto& [name, value] : wanted.items()) EXPECT_EQ(shown[name], value) << name;
 }
 
-TEST_F(ToolTest, FactsSayWhatCannotBeRead) {
-  json facts = json::parse(run("facts --json").output);
-  EXPECT_EQ(facts, json::parse(R"({"schema": 1, "model": "T33AP", "build": "1A100", "wifi": true,
-      "compass": true, "gyroscope": true, "baseband": true, "batteryPercent": 80,
+TEST_F(CommandTest, FactsSayWhatCannotBeRead) {
+  EXPECT_EQ(jsonOf("facts"), json::parse(R"({"schema": 1, "model": "T33AP", "build": "1A100",
+      "wifi": true, "compass": true, "gyroscope": true, "baseband": true, "batteryPercent": 80,
       "externalPower": true, "version": {"ProductBuildVersion": "1A100"}})"));
-  EXPECT_EQ(run("device set --model T34AP --battery 53 --without build").exitStatus, 0);
-  EXPECT_EQ(run("device set --without external-power").exitStatus, 0);
-  const Outcome outcome = run("facts");
-  EXPECT_EQ(outcome.exitStatus, 0) << outcome.errors;
-  EXPECT_EQ(outcome.output,
-            "FACT            VALUE\n"
-            "model           T34AP\n"
-            "build           (cannot be read)\n"
-            "wifi            yes\n"
-            "compass         yes\n"
-            "gyroscope       no\n"
-            "baseband        no\n"
-            "options         (cannot be read)\n"
-            "batteryPercent  52\n"
-            "externalPower   (cannot be read)\n");
-  EXPECT_EQ(run("device set --without model --without battery").exitStatus, 0);
-  EXPECT_EQ(run("device set --power host").exitStatus, 0);
-  EXPECT_EQ(json::parse(run("device show --json").output)["power"], "host");
-  EXPECT_EQ(run("device set --power plist").exitStatus, 0);
-  facts = json::parse(run("facts --json").output);
+  const std::string head =
+      "FACT            VALUE\nmodel           T34\\x1b[2J\nbuild           (cannot be read)\n"
+      "wifi            yes\ncompass         yes\ngyroscope       no\nbaseband        no\noptions";
+  const std::string tail = "\nbatteryPercent  52\nexternalPower   (cannot be read)\n";
+  run("device set --model \"$(printf 'T34\\033[2J')\" --battery 53 --without build");
+  expectEach({{"device set --without external-power", 0, ""},
+              {"facts", 0, head + "         (the key OPTS is not set)" + tail},
+              {"syscfg set OPTS serial", 0, ""},
+              {"facts", 0, head + "         serial" + tail}});
+  std::filesystem::resize_file(area(), 5);
+  expectEach({{"facts", 0, head + "         (cannot be read)" + tail}});
+  run("device set --without model --without battery --power host");
+  const json facts = jsonOf("facts");
   EXPECT_EQ(facts["model"], nullptr);
-  EXPECT_EQ(facts["batteryPercent"], nullptr);
   EXPECT_EQ(facts["baseband"], true);
+  EXPECT_EQ(jsonOf("device show")["power"], "host");
 }
 
-TEST_F(ToolTest, BootArgsAreEditedAndReadBack) {
-  struct Case {
-    std::string arguments;
-    int exitStatus;
-    std::string output, errors;
-  };
-  const std::string cut =
-      "corvane: warning: 'a' occurs within other words, which are cut\n"
-      "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n";
-  const Case cases[] = {
-      {"set 'alpha=1 '", 0, "before: \"serial=1\"\nafter:  \"alpha=1 \"\n", ""},
-      {"set alpha=1", 0, "before: \"alpha=1 \"\nafter:  \"alpha=1\"\n", ""},
-      {"add -- ' -v '", 0, "before: \"alpha=1\"\nafter:  \"alpha=1 -v\"\n", ""},
-      {"add -- -v", 0, "before: \"alpha=1 -v\"\nafter:  \"alpha=1 -v\"\n", ""},
-      {"add ha=1", 1, "",
-       "corvane: nothing is added: 'ha=1' occurs within another word of \"alpha=1 -v\"\n"},
-      {"show", 0, "alpha=1 -v\n", ""},
-      {"has alpha=1", 0, "found\n", ""},
-      {"has alpha", 0, "found within other words only\n", ""},
-      {"has beta", 1, "not found\n", ""},
-      {"remove a", 0, "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n", cut},
-      {"remove -- -v", 0, "before: \"lph=1 -v\"\nafter:  \"lph=1 \"\n", ""},
-      {"remove zeta", 0, "before: \"lph=1 \"\nafter:  \"lph=1 \"\n", ""},
-  };
-  for (const Case& c : cases) {
-    const Outcome outcome = run("bootargs " + c.arguments);
-    EXPECT_EQ(outcome.exitStatus, c.exitStatus) << c.arguments;
-    EXPECT_EQ(outcome.output, c.output) << c.arguments;
-    EXPECT_EQ(outcome.errors, c.errors) << c.arguments;
-  }
-  EXPECT_EQ(json::parse(run("bootargs show --json").output)["bootArgs"], "lph=1 ");
+TEST_F(CommandTest, StatusAndPoisonBytesAreWrittenAndShown) {
+  expectEach(
+      {{"status set 20 --status failed --count 2", 0, "offset 20: 0xf2, failed, fail count 2\n"},
+       {"status suite passed", 0, "offset 18: 0xfc, passed, fail count 0\n"},
+       {"status log-collection", 0, "offset 9: 0xff, not-tested, fail count 0\n"},
+       {"poison clear 24", 0, "offset 24: 0xfc, not poisoned\n"},
+       {"poison set 24", 0, "offset 24: 0xfe, poisoned\n"},
+       {"poison clear 24", 1, "", "0xfe: a failure, which is not overwritten\n"},
+       {"status --written", 0,
+        "OFFSET  BYTE  STATUS  FAIL COUNT  USE\n"
+        "    18  0xfc  passed           0  test suite\n"
+        "    20  0xf2  failed           2\n"
+        "    24  0xfe  failed           0\n"}});
+  EXPECT_EQ(jsonOf("status --from 20 --to 20"),
+            json::parse(R"({"schema": 1, "bytes": [{"offset": 20, "byte": 242, "status": "failed",
+                            "failCount": 2, "upperBits": 7}]})"));
+  EXPECT_EQ(jsonOf("poison show 24"), json::parse(R"({"schema": 1, "offset": 24, "byte": 254,
+                                                      "poisoned": true, "final": true})"));
 }
 
-TEST_F(ToolTest, BootArgsThatDidNotChangeAreAFailure) {
-  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperty", 1);
-  for (const char* change : {"add x", "remove serial=1", "set x"}) {
-    const Outcome outcome = run("bootargs " + std::string(change));
-    EXPECT_EQ(outcome.exitStatus, 1) << change;
-    EXPECT_EQ(outcome.errors,
-              "corvane: the change did not come about: boot-args are \"serial=1\"\n");
-    EXPECT_EQ(outcome.output, "") << change;
-  }
-  ::unsetenv("CORVANE_FAULTS");
-
-  EXPECT_EQ(run("device set --without boot-args").exitStatus, 0);
-  for (const char* command : {"show", "has x", "add x", "remove x"}) {
-    const Outcome outcome = run("bootargs " + std::string(command));
-    EXPECT_EQ(outcome.exitStatus, 1) << command;
-    EXPECT_NE(outcome.errors.find("boot-args are not set"), std::string::npos) << command;
-  }
-  EXPECT_EQ(run("bootargs set x").output, "before: (not set)\nafter:  \"x\"\n");
-}
-
-TEST_F(ToolTest, RecordsAreAddedUntilTheChainIsFullAndListed) {
-  EXPECT_EQ(json::parse(run("record list --json").output)["records"], json::array());
+TEST_F(CommandTest, RecordsAreAddedUntilTheChainIsFullAndNotChangedByChance) {
+  EXPECT_EQ(jsonOf("record list")["records"], json::array());
   EXPECT_EQ(run("record add 'thirteen char' --station 12 --result 1").exitStatus, 0);
-  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperties@2", 1);
-  EXPECT_EQ(run("record add lost --station 13 --result 2").exitStatus, 1);
-  ::unsetenv("CORVANE_FAULTS");
+  EXPECT_EQ(
+      run("record add x --station 13 --result 2", "IORegistryEntrySetCFProperties@2").exitStatus,
+      1);
+  for (const auto& [change, field] : std::initializer_list<std::pair<std::string, std::string>>{
+           {"status set 136 --count 1", "is in the station of the record at offset 128; nothing"},
+           {"poison set 137", "is in the flags (version, result, continuation) of the record at"},
+           {"poison clear 128", "is in the time of the record at offset 128; nothing"},
+           {"status set 210 --count 1",
+            "is in the message of the unused record slot at offset 200"},
+           {"status set 608 --count 1", "lies after the records; nothing was changed: --force"}}) {
+    expectEach({{change, 1, "", field}});
+  }
+  json first = jsonOf("record list")["records"][0];
+  first.erase("time");
+  first.erase("seconds");
+  EXPECT_EQ(first, json::parse(R"({"offset": 128, "station": 12, "version": 0, "result": 1,
+                                   "message": "thirteen char"})"));
+  EXPECT_EQ(run("poison set 136 --force").output, "offset 136: 0xfe, poisoned\n");
+  EXPECT_EQ(jsonOf("record list")["records"][0]["station"], 254);
   for (int slot = 1; slot < 20; ++slot) {
     EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 0) << slot;
   }
-  EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 1);
-  json records = json::parse(run("record list --json").output)["records"];
-  ASSERT_EQ(records.size(), 20u);
-  records[0].erase("time");
-  records[0].erase("seconds");
-  EXPECT_EQ(records[0], json::parse(R"({"offset": 128, "station": 12, "version": 0, "result": 1,
-                                        "message": "thirteen char"})"));
+  expectEach({{"record add x --station 14 --result 3", 1, "", "no room for a further record"}});
 }
 
-TEST_F(ToolTest, APoisonByteIsSetAndThenStays) {
-  EXPECT_EQ(run("poison clear 24").output, "offset 24: 0xfc, not poisoned\n");
-  EXPECT_EQ(run("poison set 24").output, "offset 24: 0xfe, poisoned\n");
-  const Outcome outcome = run("poison clear 24");
-  EXPECT_EQ(outcome.exitStatus, 1);
-  EXPECT_NE(outcome.errors.find("not overwritten"), std::string::npos) << outcome.errors;
-  EXPECT_EQ(
-      json::parse(run("poison show 24 --json").output),
-      json::parse(R"({"schema": 1, "offset": 24, "byte": 254, "poisoned": true, "final": true})"));
+TEST_F(CommandTest, BootArgsAreEditedAndReadBack) {
+  expectEach(
+      {{"bootargs set 'alpha=1 '", 0, "before: \"serial=1\"\nafter:  \"alpha=1 \"\n"},
+       {"bootargs set alpha=1", 0, "before: \"alpha=1 \"\nafter:  \"alpha=1\"\n"},
+       {"bootargs add -- '\xC2\xA0 -v '", 0, "before: \"alpha=1\"\nafter:  \"alpha=1 -v\"\n"},
+       {"bootargs add -- -v", 0, "before: \"alpha=1 -v\"\nafter:  \"alpha=1 -v\"\n"},
+       {"bootargs add ha=1", 1, "", "'ha=1' occurs within another word of \"alpha=1 -v\"\n"},
+       {"bootargs show", 0, "alpha=1 -v\n"},
+       {"bootargs has alpha=1", 0, "found\n"},
+       {"bootargs has alpha", 0, "found within other words only\n"},
+       {"bootargs remove a", 0, "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n",
+        "'a' occurs within other words, which are cut\nbefore: \"alpha=1 -v\"\nafter:  "
+        "\"lph=1 -v\""},
+       {"bootargs remove -- -v", 0, "before: \"lph=1 -v\"\nafter:  \"lph=1 \"\n"},
+       {"bootargs remove zeta", 1, "", "nothing is removed: 'zeta' does not occur in \"lph=1 \"\n"},
+       {"bootargs has beta", 1, "not found\n"},
+       {"bootargs set \"$(printf 'a\\033[2J')\"", 0, "before: \"lph=1 \"\nafter:  \"a\\x1b[2J\"\n"},
+       {"bootargs show --json", 0, "{\n  \"schema\": 1,\n  \"bootArgs\": \"a\\u001b[2J\"\n}\n"}});
 }
 
-TEST_F(ToolTest, TheLogIsWrittenAndRead) {
-  EXPECT_EQ(run("log tail").exitStatus, 1);
-  EXPECT_EQ(run("log write 'closed \"x\"' --test Fixture --indent 1").exitStatus, 0);
-  EXPECT_EQ(run("log write --raw -- -raw-").exitStatus, 0);
-  EXPECT_EQ(run("log message --sid 'A\"7' --type 'st\"op' 'code=\"0\"'").exitStatus, 0);
+TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
+  run("device init");
+  const std::string refused = "IORegistryEntrySetCFProperties";
+  for (const std::string& faults : {refused, std::string("stuck:VelmoDiagnosticData:20=0xff")}) {
+    expectEach({{"status set 20 --status failed --count 2", 1,
+                 "offset 20: 0xff, not-tested, fail count 0\n",
+                 "the byte at offset 20 is 0xff, wanted 0xf2"}},
+               faults);
+  }
+  expectEach(
+      {{"bootargs add x", 1, "", "the change was not made: boot-args are \"serial=1\"\n"},
+       {"bootargs remove serial=1", 1, "", "the change was not made: boot-args are \"serial=1\"\n"},
+       {"bootargs set x", 1, "", "the change was not made: boot-args are \"serial=1\"\n"}},
+      "IORegistryEntrySetCFProperty");
+  run("device set --without boot-args");
+  for (const char* command : {"show", "has x", "add x", "remove x"}) {
+    expectEach({{std::string("bootargs ") + command, 1, "", "boot-args are not set"}});
+  }
+  std::filesystem::remove_all(log().parent_path());
+  std::filesystem::create_directories(log());
+  expectEach({{"log write lost", 1, "", "could not be written"},
+              {"log tail", 1, "", log().string() + ": Is a directory\n"}});
+}
+
+TEST_F(CommandTest, TheLogIsWrittenAndRead) {
+  expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
+              {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
+              {"log write --raw -- \"$(printf -- '-raw-\\033')\"", 0, ""},
+              {"log message --sid 'A\"7' --type 'st\"op' 'code=\"0\",x'", 0, ""}});
   const std::vector<std::string> lines = splitLines(run("log tail -n 3").output);
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_TRUE(lines[0].ends_with("]     Fixture: closed \"x\"")) << lines[0];
-  EXPECT_EQ(lines[1], "-raw-");
-  EXPECT_TRUE(lines[2].ends_with("sid=\"A'7\",msg-type=\"stop\",code=\"0\"")) << lines[2];
-  EXPECT_EQ(json::parse(run("log tail -n 1 --json").output), lines[2]);
+  EXPECT_EQ(lines[1], "| -raw-\\x1b");
+  EXPECT_TRUE(lines[2].ends_with("sid=\"A'7\",msg-type=\"stop\",code=\"0\",x")) << lines[2];
 
-  EXPECT_EQ(run("log collected").exitStatus, 1);
+  writeText(log(), "[2026-11-16 00:05:09]     Fixture: a: b\n[2026-99-16 00:05:09] x\n" + lines[2] +
+                       "\nlast, cut short");
+  const std::vector<std::string> fields = splitLines(run("log tail --json", "").output);
+  ASSERT_EQ(fields.size(), 3u);
+  const json record = json::parse(fields[0]);
+  EXPECT_TRUE(record["time"].get<std::string>().starts_with("2026-11-16T00:05:09")) << record;
+  EXPECT_EQ(record["test"], "Fixture");
+  EXPECT_EQ(record["message"], "a: b");
+  EXPECT_EQ(record["indentation"], 1);
+  EXPECT_EQ(json::parse(fields[1]), json({{"schema", 1}, {"text", "[2026-99-16 00:05:09] x"}}));
+  json message = json::parse(fields[2]);
+  EXPECT_NE(message["time"], nullptr);
+  message.erase("time");
+  EXPECT_EQ(message, json::parse(R"({"schema": 1, "sid": "A'7", "type": "stop",
+                                     "fields": {"context": "", "code": "0"}, "rest": "x"})"));
+
+  expectEach({{"log collected", 1, "not collected (old style)\n"}});
   writeText(unit() / "root/private/var/logs/BurnIn/.logsCollected", "");
-  EXPECT_EQ(run("log collected").output, "collected (old style)\n");
-  EXPECT_EQ(json::parse(run("log collected --json").output)["collected"], true);
+  expectEach({{"log collected", 0, "collected (old style)\n"}});
 }
 
-TEST_F(ToolTest, ConfigurationKeysAreSetReadListedAndDeleted) {
+TEST_F(CommandTest, ALogThatIsReplacedOrEmptiedIsFollowedOn) {
+  run("log write --raw first");
+  const std::string output = shellWord(path("followed"));
+  const auto seen = [&](const std::string& line) {
+    return "for i in $(seq 200); do grep -qs " + line + " " + output +
+           " && break; sleep 0.1; done; ";
+  };
+  const std::string script =
+      commandLine("log tail -f") + " >" + output + " & pid=$!; " + seen("first") + "rm " +
+      shellWord(log()) + "; " + commandLine("log write --raw second") + "; " + seen("second") +
+      ": >" + shellWord(log()) + "; sleep 0.5; " + commandLine("log write --raw third") + "; " +
+      seen("third") + "kill $pid";
+  EXPECT_EQ(std::system(script.c_str()), 0);
+  EXPECT_EQ(readText(path("followed")), "| first\n| second\n| third\n");
+}
+
+TEST_F(CommandTest, ConfigurationKeysAreSetReadListedAndDeleted) {
   const std::string longer = "a value of more than sixteen bytes";
-  const std::filesystem::path file = _folder.path() / "value";
-  writeText(file, std::string("\0\n\xff", 3));
-  EXPECT_EQ(run("syscfg set OPTS 'serial=3'").exitStatus, 0);
-  EXPECT_EQ(run("syscfg set 0x4b455931 --file " + file.string()).exitStatus, 0);
-  EXPECT_EQ(run("syscfg set LONG '" + longer + "'").exitStatus, 0);
-  EXPECT_EQ(run("syscfg set GONE --hex '01 02'").exitStatus, 0);
-  EXPECT_EQ(run("syscfg del GONE").exitStatus, 0);
-  EXPECT_EQ(run("syscfg list").output,
-            "KEY   KIND      LENGTH  VALUE\n"
-            "OPTS  inline        16  serial=3\n"
-            "KEY1  inline        16  0x000a\n"
-            "LONG  indirect      34  " +
-                longer + "\n");
-  EXPECT_EQ(json::parse(run("syscfg list --json").output)["entries"][2]["text"], longer);
-
-  EXPECT_EQ(run("syscfg get LONG").output, longer + "\n");
-  EXPECT_EQ(run("syscfg get KEY1").output, "000affffffffffffffffffffffffffff\n");
-  EXPECT_EQ(run("syscfg get KEY1 --text").output, "\\x00\\x0a\n");
-  EXPECT_EQ(run("syscfg get OPTS --hex").output, "73657269616c3d33ffffffffffffffff\n");
-  EXPECT_EQ(run("syscfg get LONG --out " + file.string()).exitStatus, 0);
-  EXPECT_EQ(readText(file), longer);
-  EXPECT_EQ(run("syscfg dump").output, readText(unit() / "data/VelmoDiagnosticDataSysCfg.bin"));
+  const std::string file = shellWord(path("value"));
+  writeText(path("value"), std::string("\0\n\xff", 3));
+  expectEach({{"syscfg set OPTS 'serial=3'", 0, ""},
+              {"syscfg set 0x4b455931 --file " + file, 0, ""},
+              {"syscfg set LONG '" + longer + "'", 0, ""},
+              {"syscfg set GONE --hex '01 02'", 0, ""},
+              {"syscfg del GONE", 0, ""},
+              {"syscfg list", 0,
+               "KEY   KIND      LENGTH  VALUE\n"
+               "OPTS  inline        16  serial=3\n"
+               "KEY1  inline        16  0x000a\n"
+               "LONG  indirect      34  " +
+                   longer + "\n"},
+              {"syscfg get LONG", 0, longer + "\n"},
+              {"syscfg get KEY1", 0, "000affffffffffffffffffffffffffff\n"},
+              {"syscfg get KEY1 --text", 0, "\\x00\\x0a\n"},
+              {"syscfg get OPTS --hex", 0, "73657269616c3d33ffffffffffffffff\n"},
+              {"syscfg get LONG --out " + file, 0, ""},
+              {"syscfg get GONE", 1, "", "there is no key GONE"}});
+  EXPECT_EQ(readText(path("value")), longer);
+  EXPECT_EQ(jsonOf("syscfg list")["entries"][2]["text"], longer);
+  EXPECT_EQ(run("syscfg dump").output, readText(area()));
   EXPECT_EQ(run("syscfg map").output.substr(0, 16), "     0  HHiixx..");
-  EXPECT_EQ(run("syscfg get GONE").exitStatus, 1);
 }
 
-TEST_F(ToolTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
-  const std::filesystem::path area = unit() / "data/VelmoDiagnosticDataSysCfg.bin";
-  EXPECT_EQ(run("syscfg set OPTS kept").exitStatus, 0);
-  const std::string before = readText(area);
-  const std::filesystem::path big = _folder.path() / "big";
-  writeText(big, std::string(8149, 'x'));
-  for (const std::string& change : {"set OPTS --file " + big.string(), std::string("del GONE")}) {
-    EXPECT_EQ(run("syscfg " + change).exitStatus, 1) << change;
-    EXPECT_EQ(readText(area), before) << change;
+TEST_F(CommandTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
+  run("syscfg set OPTS kept");
+  const std::string before = readText(area());
+  writeText(path("big"), std::string(8149, 'x'));
+  expectEach({{"syscfg set OPTS --file " + shellWord(path("big")), 1, "", "does not fit"},
+              {"syscfg del GONE", 1, "", "there is no key GONE"}});
+  const std::string refused =
+      "corvane: the configuration area was not changed; the system log and \"corvane log tail\" "
+      "have the request and the reason\n";
+  for (const char* change : {"syscfg set OPTS lost", "syscfg del OPTS"}) {
+    const Outcome outcome = run(change, "IORegistryEntrySetCFProperties");
+    EXPECT_EQ(outcome.exitStatus, 1) << change;
+    EXPECT_EQ(outcome.errors, refused);
   }
-  ::setenv("CORVANE_FAULTS", "IORegistryEntrySetCFProperties", 1);
-  EXPECT_EQ(run("syscfg set OPTS lost").exitStatus, 1);
-  EXPECT_EQ(run("syscfg del OPTS").exitStatus, 1);
-  ::unsetenv("CORVANE_FAULTS");
+  EXPECT_EQ(readText(area()), before);
 
-  writeText(area, "SCfg" + before.substr(4));
+  writeText(area(), "SCfg" + before.substr(4));
   for (const char* command : {"list", "get OPTS", "set OPTS x", "del OPTS"}) {
-    const Outcome outcome = run(std::string("syscfg ") + command);
-    EXPECT_EQ(outcome.exitStatus, 1) << command;
-    EXPECT_NE(outcome.errors.find("holds no store"), std::string::npos) << command;
+    expectEach({{std::string("syscfg ") + command, 1, "", "holds no store"}});
   }
-  EXPECT_EQ(readText(area), "SCfg" + before.substr(4));
-  EXPECT_EQ(run("syscfg set OPTS x --format").exitStatus, 0);
-  EXPECT_EQ(run("syscfg get OPTS").output, "x\n");
-  writeText(area, "short");
-  EXPECT_EQ(run("syscfg list").exitStatus, 3);
+  EXPECT_EQ(readText(area()), "SCfg" + before.substr(4));
+  expectEach({{"syscfg set OPTS x --format", 0, ""}, {"syscfg get OPTS", 0, "x\n"}});
+  writeText(area(), "short");
+  expectEach({{"syscfg list", 3, "", "the configuration area's 8192 bytes cannot be read\n"}});
 }
 
-TEST_F(ToolTest, ADumpIsInspectedWithoutAUnit) {
-  const std::filesystem::path file = _folder.path() / "dump";
-  EXPECT_EQ(run("inspect " + file.string()).exitStatus, 2);
-  EXPECT_EQ(run("inspect " + _folder.path().string()).exitStatus, 2);
-  writeText(file, std::string(1024, '\xff'));
-  const json dump = json::parse(run("inspect --json " + file.string()).output);
-  EXPECT_EQ(dump["kind"], "control-bit bytes and diagnostic records");
-  writeText(file, std::string(2000000, '\0'));
-  const Outcome outcome = run("inspect " + file.string());
+TEST_F(CommandTest, AReadThatFailsDuringAChangeLosesNoKey) {
+  run("syscfg set KEPT 1");
+  run("syscfg set OPTS 1");
+  for (const std::string change : {"set OPTS 2", "del OPTS", "set OPTS 1"}) {
+    for (int read = 1; read <= 8; ++read) {
+      run("syscfg " + change, "IORegistryEntryCreateCFProperty@" + std::to_string(read));
+      EXPECT_EQ(run("syscfg get KEPT").output, "1\n") << change << " with failing read " << read;
+    }
+  }
+}
+
+TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
+  const std::string file = shellWord(path("dump"));
+  EXPECT_EQ(run("inspect " + file).exitStatus, 2);
+  writeText(path("dump"), std::string(1024, '\xff'));
+  EXPECT_EQ(jsonOf("inspect " + file)["kind"], "control-bit bytes and diagnostic records");
+  writeText(path("dump"), std::string(2000000, '\0'));
+  const Outcome outcome = run("inspect " + file);
   EXPECT_EQ(outcome.exitStatus, 1);
   EXPECT_NE(outcome.output.find("unknown, over 1048576 bytes"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(unit()));
-
-  EXPECT_EQ(run("syscfg set LONG 'more than sixteen bytes'").exitStatus, 0);
-  EXPECT_EQ(run("syscfg dump " + file.string()).exitStatus, 0);
-  EXPECT_EQ(run("inspect --map " + file.string()).exitStatus, 0);
-  writeText(file, readText(file).substr(0, 8180));
-  EXPECT_NE(run("inspect " + file.string()).output.find("  8180     12  missing"),
-            std::string::npos);
+  expectEach(
+      {{"syscfg set LONG 'more than sixteen bytes'", 0, ""}, {"syscfg dump " + file, 0, ""}});
+  std::filesystem::resize_file(path("dump"), 8180);
+  EXPECT_NE(run("inspect " + file).output.find("  8180     12  missing"), std::string::npos);
 }
 
-TEST_F(ToolTest, TwoToolsOnOneUnitLoseNothingOfEachOther) {
-  EXPECT_EQ(run("device init").exitStatus, 0);
+TEST_F(CommandTest, SeveralToolsOnOneUnitLoseNothingOfEachOther) {
+  run("device init");
   std::string script;
-  for (int i = 0; i < 8; ++i) {
-    const std::string offset = std::to_string(i % 2 * 40 + i);
-    script += commandLine("status set " + offset + " --status passed --count 1") + " >/dev/null & ";
+  for (int i = 0; i < 4; ++i) {
+    const std::string number = std::to_string(i);
+    for (const std::string& change :
+         {"status set " + std::to_string(i % 2 * 40 + i) + " --status passed",
+          "syscfg set KEY" + number + " x", "record add x --result 0 --station " + number,
+          "bootargs add word" + number, "device set --battery " + number}) {
+      script += commandLine(change) + " >>" + shellWord(path("done")) + " & ";
+    }
   }
   ASSERT_EQ(std::system((script + "wait").c_str()), 0);
-  const json bytes = json::parse(run("status --written --json").output)["bytes"];
-  EXPECT_EQ(bytes.size(), 8u);
+  EXPECT_EQ(jsonOf("status --written")["bytes"].size(), 4u);
+  EXPECT_EQ(jsonOf("syscfg list")["entries"].size(), 4u);
+  EXPECT_EQ(jsonOf("record list")["records"].size(), 4u);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(run("bootargs has word" + std::to_string(i)).exitStatus, 0) << i;
+  }
 }
 
 }  // namespace
-}  // namespace corvane
+}  // namespace corvane::testing

@@ -1,11 +1,7 @@
-#include <sys/wait.h>
-
-#include <array>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "host/mach/testing/scripted_kernel.h"
-#include "testing/unit_test.h"
+#include "testing/tool_run.h"
 #include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_recording.h"
@@ -15,7 +11,9 @@
 namespace corvane::tools {
 namespace {
 
+using corvane::testing::Outcome;
 using corvane::testing::readText;
+using corvane::testing::shellWord;
 using corvane::testing::splitLines;
 using corvane::testing::writeText;
 
@@ -33,30 +31,12 @@ size_t countOf(const std::string& text, const std::string& part) {
   return count;
 }
 
-class PsTest : public ::testing::Test {
+class PsTest : public corvane::testing::ToolTest {
  protected:
-  struct Outcome {
-    int exitStatus;
-    std::string output;
-    std::string errors;
-  };
-
   Outcome run(const std::string& arguments, const std::string& faults = "") const {
-    const std::filesystem::path errors = _folder.path() / "errors";
-    const std::string command = "CORVANE_DEVICE='" + file("unit") + "' CORVANE_FAULTS='" + faults +
-                                "' " CORVANE_TOOL " ps " + arguments + " 2>" + errors.string();
-    FILE* pipe = ::popen(command.c_str(), "r");
-    std::string output;
-    std::array<char, 4096> chunk;
-    while (const size_t count = std::fread(chunk.data(), 1, chunk.size(), pipe)) {
-      output.append(chunk.data(), count);
-    }
-    return {WEXITSTATUS(::pclose(pipe)), output, readText(errors)};
+    return ToolTest::run("ps " + arguments, faults);
   }
-
-  std::string file(const std::string& name) const { return (_folder.path() / name).string(); }
-
-  corvane::testing::TemporaryFolder _folder;
+  std::string file(const std::string& name) const { return path(name).string(); }
 };
 
 TEST_F(PsTest, ProcessesAreShownAsAskedFor) {
@@ -96,19 +76,20 @@ TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {
       {"--log", "host_processor_sets", 1, "sampled: host_processor_sets()"},
       {"--watch 1 </dev/null", "", 2, "needs a terminal"},
       {"--sort size", "", 2, "--sort"},
-      {"--json --watch 1", "", 2, "excludes"},
-      {"--log --threads", "", 2, "excludes"},
-      {"--plot x --sort cpu", "", 2, "excludes"},
+      {"--json --watch 1", "", 2, "cannot be used with"},
+      {"--log --threads", "", 2, "cannot be used with"},
+      {"--plot x --sort cpu", "", 2, "cannot be used with"},
       {"--over 0x10", "", 2, "0x10"},
       {"--over nan", "", 2, "nan"},
       {"--watch 1e9", "", 2, "1e9"},
       {"--top -1", "", 2, "-1"},
       {"--top 0", "", 2, "0"},
-      {"--record " + file("new"), "", 2, "--for"},
-      {"--record " + file("kept") + " --for 1", "", 1, "kept: File exists"},
-      {"--plot " + file("kept"), "", 2, "kept:1: not a line of a recording: it is not JSON"},
-      {"--plot " + file("empty"), "", 2, "holds no sample"},
-      {"--plot " + file("missing"), "", 2, "missing: No such file"},
+      {"--record " + shellWord(file("new")), "", 2, "--for"},
+      {"--record " + shellWord(file("kept")) + " --for 1", "", 1, "kept: File exists"},
+      {"--plot " + shellWord(file("kept")), "", 2,
+       "kept:1: not a line of a recording: it is not JSON"},
+      {"--plot " + shellWord(file("empty")), "", 2, "holds no sample"},
+      {"--plot " + shellWord(file("missing")), "", 2, "missing: No such file"},
   };
   for (const Case& c : cases) {
     const Outcome outcome = run(c.arguments, c.faults);
@@ -268,10 +249,13 @@ TEST_F(PsTest, SamplesThatWereMissedStayAGap) {
 }
 
 TEST_F(PsTest, ARecordingOfThisMachineCanBePlotted) {
-  EXPECT_EQ(run("--record " + file("run") + " --for 0.3 --every 0.3 --top 4").exitStatus, 0);
+  EXPECT_EQ(run("--record " + shellWord(file("run")) + " --for 0.3 --every 0.3 --top 4").exitStatus,
+            0);
   EXPECT_EQ(readRecording(file("run")).at(0).processes.size(), 4u);
-  EXPECT_EQ(run("--plot " + file("run") + " --output " + file("run.svg")).exitStatus, 0);
-  EXPECT_EQ(run("--plot " + file("run")).output, readText(file("run.svg")));
+  EXPECT_EQ(run("--plot " + shellWord(file("run")) + " --output " + shellWord(file("run.svg")))
+                .exitStatus,
+            0);
+  EXPECT_EQ(run("--plot " + shellWord(file("run"))).output, readText(file("run.svg")));
 }
 
 TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {

@@ -1,0 +1,188 @@
+#include "tools/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+
+#include "tools/command.h"
+#include "tools/printable.h"
+#include "tools/usage_error.h"
+
+namespace corvane::tools {
+namespace {
+
+/// What the run of the tool came to so far.
+struct Run {
+  ExitStatus status = kDone;
+  std::vector<WrongWord> wrongWords;
+};
+
+Run& currentRun() {
+  static Run run;
+  return run;
+}
+
+/// Decimal, or 0x and hexadecimal digits; a zero in front is no octal number.
+std::optional<int64_t> parseNumber(const std::string& word) {
+  const bool isNegative = word.starts_with('-');
+  const bool isHex = word.compare(isNegative, 2, "0x") == 0;
+  const char* const begin = word.data() + isNegative + (isHex ? 2 : 0);
+  const char* const end = word.data() + word.size();
+  int64_t number = 0;
+  const auto [at, error] = std::from_chars(begin, end, number, isHex ? 16 : 10);
+  if (error != std::errc() || at != end || *begin == '-') return {};
+  return isNegative ? -number : number;
+}
+
+std::string describe(const Command::Range& range) {
+  const auto isBound = [](int64_t bound) { return bound > INT32_MIN && bound < INT32_MAX; };
+  const std::string lowest = std::to_string(range.lowest);
+  if (isBound(range.highest))
+    return "a number from " + lowest + " to " + std::to_string(range.highest);
+  return isBound(range.lowest) ? "a number, " + lowest + " or more" : "a number";
+}
+
+auto storeIn(auto& value) {
+  return [&value](const std::string& word) {
+    value = word;
+    return std::string();
+  };
+}
+
+/// Returns a reader of a choice; `store` returns false for a word that is none.
+auto readChoice(const std::vector<std::string>& choices,
+                std::function<bool(const std::string& word)> store) {
+  return [=](const std::string& word) -> std::string {
+    if (store(word)) return "";
+    return listOf(choices) + ", not '" + printable(word) + "'" + suggestion(word, choices);
+  };
+}
+
+}  // namespace
+
+Option& Option::required() {
+  _option->required();
+  return *this;
+}
+
+Option& Option::excludes(const Option& other) {
+  _option->excludes(other._option);
+  return *this;
+}
+
+Option& Option::needs(const Option& other) {
+  _option->needs(other._option);
+  return *this;
+}
+
+Command Command::add(const std::string& name, const std::string& about) {
+  return *_app->add_subcommand(name, about);
+}
+
+void Command::requireCommand() { _app->require_subcommand(1); }
+
+void Command::footer(const std::string& text) { _app->footer(text); }
+
+void Command::action(std::function<ExitStatus()> work) {
+  _app->final_callback([app = _app, work = std::move(work)] {
+    if (!app->get_subcommands().empty() || !currentRun().wrongWords.empty()) return;
+    currentRun().status = work();
+  });
+}
+
+Option Command::flag(const std::string& names, bool& value, const std::string& about) {
+  return Option(_app->add_flag(names, value, about));
+}
+
+Option Command::jsonFlag(bool& value) {
+  return flag("--json", value, "Print JSON instead of text");
+}
+
+Option Command::text(const std::string& names, std::string& value, const std::string& about) {
+  return add(names, about, "TEXT", storeIn(value));
+}
+
+Option Command::text(const std::string& names, std::optional<std::string>& value,
+                     const std::string& about) {
+  return add(names, about, "TEXT", storeIn(value));
+}
+
+Option Command::file(const std::string& names, std::string& value, const std::string& about) {
+  return add(names, about, "FILE", storeIn(value));
+}
+
+Option Command::file(const std::string& names, std::optional<std::string>& value,
+                     const std::string& about) {
+  return add(names, about, "FILE", storeIn(value));
+}
+
+Option Command::choices(const std::string& names, std::vector<std::string>& value,
+                        const std::string& about, const std::vector<std::string>& choices) {
+  const auto store = [&value, choices](const std::string& word) {
+    if (std::ranges::find(choices, word) == choices.end()) return false;
+    value.push_back(word);
+    return true;
+  };
+  return add(names, about, "NAME", readChoice(choices, store), true);
+}
+
+Option Command::add(const std::string& names, const std::string& about,
+                    const std::string& placeholder, Reader read, bool isRepeatable) {
+  const bool isPositional = !names.starts_with('-');
+  const std::string name = isPositional ? names : names.substr(names.rfind(',') + 1);
+  const auto take = [=](const CLI::results_t& words) {
+    std::vector<WrongWord>& wrong = currentRun().wrongWords;
+    if (words.size() > 1 && !isRepeatable) {
+      wrong.push_back({name, name + " is given more than once"});
+    }
+    for (const std::string& word : words) {
+      const std::string expected = read(word);
+      if (!expected.empty()) wrong.push_back({word, name + " takes " + expected});
+    }
+    return true;
+  };
+  CLI::Option* const option = _app->add_option(names, take, about);
+  option->type_name(isPositional ? "" : placeholder);
+  option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return Option(option);
+}
+
+Option Command::addNumber(const std::string& names, const std::string& about, Range range,
+                          std::function<void(int64_t)> store) {
+  return add(names, about, "NUMBER", [=](const std::string& word) -> std::string {
+    const std::optional<int64_t> number = parseNumber(word);
+    if (!number || *number < range.lowest || *number > range.highest)
+      return describe(range) + ", not '" + printable(word) + "'";
+    store(*number);
+    return "";
+  });
+}
+
+Option Command::addChoice(const std::string& names, const std::string& about,
+                          const std::vector<std::string>& choices,
+                          std::function<bool(const std::string& word)> store) {
+  return add(names, about, CLI::detail::join(choices, "|"), readChoice(choices, std::move(store)));
+}
+
+void addJsonFlag(CLI::App* command, bool& json) { Command(*command).jsonFlag(json); }
+
+void setAction(CLI::App* command, std::function<ExitStatus()> work) {
+  Command(*command).action(std::move(work));
+}
+
+ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
+  const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  const std::vector<WrongWord>& wrongWords = currentRun().wrongWords;
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
+    return kDone;
+  } catch (const CLI::ParseError& error) {
+    if (wrongWords.empty()) throw usageError(app, error, words);
+  }
+  if (!wrongWords.empty()) throw usageError(wrongWords, words);
+  return currentRun().status;
+}
+
+}  // namespace corvane::tools

@@ -1,7 +1,0 @@
-#include "tools/command.h"
-
-namespace corvane::tools {
-
-void addDeviceGroup(CLI::App&) {}
-
-}  // namespace corvane::tools

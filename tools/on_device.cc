@@ -1,0 +1,12 @@
+// The tool's part that only a virtual unit has, as it is on the device.
+
+#include "tools/command.h"
+#include "tools/unit_lock.h"
+
+namespace corvane::tools {
+
+void addDeviceGroup(CLI::App&) {}
+
+UnitLock::UnitLock() = default;
+
+}  // namespace corvane::tools
