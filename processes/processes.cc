@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -109,7 +110,7 @@ Processes::Processes() { refreshProcesses(); }
 
 CFMutableDictionaryRef Processes::getCachedProcesses() { return _processes.get(); }
 
-CFMutableDictionaryRef Processes::refreshProcesses() {
+CFMutableDictionaryRef Processes::refreshProcesses() try {
   const MachPort host(mach_host_self());
   _processes.reset();
   _processes = newDictionary();
@@ -129,6 +130,9 @@ CFMutableDictionaryRef Processes::refreshProcesses() {
   for (const processor_set_name_t set : sets.ports()) {
     if (!addProcesses(host.get(), set, ownPid)) break;
   }
+  return _processes.get();
+} catch (const std::exception&) {
+  // Without memory the pass ends.
   return _processes.get();
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <exception>
 #include <vector>
 
 #include "log/log.h"
@@ -39,7 +40,7 @@ void writeProcess(CFStringRef key, CFDictionaryRef record) {
 
 }  // namespace
 
-void Processes::prettyPrintToLog() {
+void Processes::prettyPrintToLog() try {
   const CFDictionaryRef processes = _processes ? _processes.get() : refreshProcesses();
   const std::vector<CFStringRef> keys = sortedKeys(processes);
   writeLine(CFSTR("PID\tCPU%\tUsr\tSys\t\tName"));
@@ -47,14 +48,18 @@ void Processes::prettyPrintToLog() {
   for (const CFStringRef key : keys) {
     writeProcess(key, static_cast<CFDictionaryRef>(CFDictionaryGetValue(processes, key)));
   }
+} catch (const std::exception&) {
+  // Without memory the report ends.
 }
 
 }  // namespace corvane
 
-CFComparisonResult numericCompare(CFStringRef receiver, CFTypeRef other) {
+CFComparisonResult numericCompare(CFStringRef receiver, CFTypeRef other) try {
   if (!receiver || !other || CFGetTypeID(other) != CFStringGetTypeID()) return kCFCompareEqualTo;
   const SInt32 value1 = CFStringGetIntValue(receiver);
   const SInt32 value2 = CFStringGetIntValue(static_cast<CFStringRef>(other));
   // Equal values are ascending, too.
   return value1 > value2 ? kCFCompareGreaterThan : kCFCompareLessThan;
+} catch (const std::exception&) {
+  return kCFCompareEqualTo;
 }

@@ -13,6 +13,7 @@
 #include "log/log.h"
 #include "log/log_collection.h"
 #include "log/time_helpers.h"
+#include "processes/processes.h"
 #include "testing/unit_test.h"
 
 namespace {
@@ -26,15 +27,16 @@ std::atomic<bool> gHasFailed = false;
 // The platform stand-in's own functions may lose what they hold when memory runs out.
 extern "C" CORVANE_EXPORT int __lsan_is_turned_off() { return 1; }
 
-void* operator new(size_t size) {
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
   long allowed = gAllowedAllocations.load();
   while (allowed > 0 && !gAllowedAllocations.compare_exchange_weak(allowed, allowed - 1)) {
   }
-  if (allowed == 0) {
-    gHasFailed = true;
-    throw std::bad_alloc();
-  }
-  if (void* memory = std::malloc(size)) return memory;
+  if (allowed != 0) return std::malloc(size);
+  gHasFailed = true;
+  return nullptr;
+}
+void* operator new(size_t size) {
+  if (void* memory = operator new(size, std::nothrow)) return memory;
   throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
@@ -45,7 +47,23 @@ namespace {
 
 using testing::cfString;
 
-class NoThrowTest : public corvane::testing::UnitTest {};
+class NoThrowTest : public corvane::testing::UnitTest {
+ protected:
+  /// Runs `operation`, whose allocations fail after the first `allowed`. Returns whether one
+  /// failed.
+  static bool failsAfter(long allowed, const std::function<void()>& operation) {
+    gHasFailed = false;
+    gAllowedAllocations = allowed;
+    try {
+      operation();
+      gAllowedAllocations = -1;
+    } catch (...) {
+      gAllowedAllocations = -1;
+      ADD_FAILURE() << "throws after " << allowed << " allocations";
+    }
+    return gHasFailed;
+  }
+};
 
 TEST_F(NoThrowTest, NoOperationThrowsWhenMemoryRunsOutAtAnyPoint) {
   ASSERT_EQ(ControlBits::getReady(), 0);
@@ -91,21 +109,21 @@ TEST_F(NoThrowTest, NoOperationThrowsWhenMemoryRunsOutAtAnyPoint) {
   };
   ::testing::internal::CaptureStderr();
   for (const auto& [name, operation] : operations) {
-    long allowed = -1;
-    do {
-      gHasFailed = false;
-      gAllowedAllocations = ++allowed;
-      try {
-        operation();
-        gAllowedAllocations = -1;
-      } catch (...) {
-        gAllowedAllocations = -1;
-        ADD_FAILURE() << name << " throws after " << allowed << " allocations";
-      }
-    } while (gHasFailed && allowed < 2000);
+    long allowed = 0;
+    while (allowed < 2000 && failsAfter(allowed, operation)) ++allowed;
     EXPECT_LT(allowed, 2000) << name;
   }
   ::testing::internal::GetCapturedStderr();
+}
+
+TEST_F(NoThrowTest, ASamplerWithoutMemoryEndsItsPass) {
+  for (const long allowed : {0, 1, 2, 5, 10, 20, 50, 100, 200, 400}) {
+    EXPECT_TRUE(failsAfter(allowed, [] { Processes().prettyPrintToLog(); })) << allowed;
+  }
+  Processes processes;
+  for (long allowed = 0; allowed < 50; ++allowed) {
+    failsAfter(allowed, [&] { processes.prettyPrintToLog(); });
+  }
 }
 
 TEST_F(NoThrowTest, AnEndlessIndentationDropsTheLine) {
