@@ -98,12 +98,6 @@ CORVANE_WRAPPER CFPropertyListRef __wrap_CFPropertyListCreateWithData(CFAllocato
   return CFPropertyListCreateWithData(allocator, data, options, format, error);
 }
 
-CORVANE_WRAPPER CFMutableStringRef __wrap_CFStringCreateMutable(CFAllocatorRef allocator,
-                                                                CFIndex maxLength) {
-  if (yieldsNull(Call::CFStringCreateMutable)) return nullptr;
-  return CFStringCreateMutable(allocator, maxLength);
-}
-
 CORVANE_WRAPPER CFMutableStringRef __wrap_CFStringCreateMutableCopy(CFAllocatorRef allocator,
                                                                     CFIndex maxLength,
                                                                     CFStringRef string) {

@@ -49,13 +49,6 @@ void __CFArray::append(const void* value) { _values.push_back(cf::retained(*_cal
 
 CFTypeID CFArrayGetTypeID() { return static_cast<CFTypeID>(cf::Type::kArray); }
 
-CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count,
-                         const CFArrayCallBacks* callBacks) {
-  auto* array = new __CFArray(callBacks);
-  for (CFIndex index = 0; index < count; ++index) array->append(values[index]);
-  return array;
-}
-
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex, const CFArrayCallBacks* callBacks) {
   return new __CFArray(callBacks);
 }

@@ -62,12 +62,6 @@ void __CFData::setLength(size_t length) {
   _length = length;
 }
 
-void __CFData::append(std::span<const uint8_t> bytes) {
-  reserve(_length + bytes.size());
-  std::ranges::copy(bytes, _bytes + _length);
-  _length += bytes.size();
-}
-
 CFTypeID CFDataGetTypeID() { return static_cast<CFTypeID>(cf::Type::kData); }
 
 CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
@@ -78,8 +72,8 @@ CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
 CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef, const UInt8* bytes, CFIndex length,
                                       CFAllocatorRef bytesDeallocator) {
   if (length < 0) return nullptr;
-  const auto owner = bytesDeallocator == kCFAllocatorNull ? __CFData::Owner::kSomebodyElse
-                                                          : __CFData::Owner::kBuffer;
+  const auto owner =
+      bytesDeallocator == kCFAllocatorNull ? __CFData::Owner::kLender : __CFData::Owner::kBuffer;
   return new __CFData(const_cast<UInt8*>(bytes), static_cast<size_t>(length), owner);
 }
 
@@ -96,9 +90,4 @@ UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data) { return data->bytes().dat
 void CFDataSetLength(CFMutableDataRef data, CFIndex length) {
   if (length < 0) cf::endProgram("CFDataSetLength", "the length is negative");
   data->setLength(static_cast<size_t>(length));
-}
-
-void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length) {
-  if (length < 0) cf::endProgram("CFDataAppendBytes", "the length is negative");
-  data->append({bytes, static_cast<size_t>(length)});
 }

@@ -9,18 +9,19 @@
 
 #include "host/corefoundation/object.h"
 
-/// Bytes: in the object's own allocation, in a buffer from `malloc`, or lent by somebody else.
+/// Bytes in the object's own allocation, in a buffer from `malloc`, or in memory that its owner
+/// lends.
 struct __CFData final : cf::Object {
  public:
-  enum class Owner : uint8_t { kObject, kBuffer, kSomebodyElse };
+  enum class Owner : uint8_t { kObject, kBuffer, kLender };
 
-  /// An object with a copy of `bytes` in its own allocation.
+  /// Returns an object with a copy of `bytes` in its own allocation.
   static __CFData* create(std::span<const uint8_t> bytes);
-  /// Takes the bytes as they lie. A buffer is freed with the object.
+  /// Keeps the bytes where they are. A buffer is freed with the object.
   __CFData(uint8_t* bytes, size_t length, Owner owner);
   ~__CFData() override;
 
-  // Copied contents lie behind the object, so that its size is not that of its type.
+  // Copied contents lie after the object, so that its size is not that of its type.
   static void operator delete(void* object) { ::operator delete(object); }
 
   cf::Type type() const override { return cf::Type::kData; }
@@ -32,7 +33,6 @@ struct __CFData final : cf::Object {
   std::span<const uint8_t> bytes() const { return {_bytes, _length}; }
   std::span<uint8_t> bytes() { return {_bytes, _length}; }
   void setLength(size_t length);
-  void append(std::span<const uint8_t> bytes);
 
  private:
   void reserve(size_t capacity);

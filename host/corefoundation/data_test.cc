@@ -2,11 +2,12 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 std::string bytesOf(CFDataRef data) {
@@ -36,7 +37,8 @@ TEST(DataTest, BytesTakenUncopiedStayOrGoAsTheDeallocatorSays) {
 
 TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
   const CFRef data(CFDataCreateMutable(nullptr, 0));
-  CFDataAppendBytes(data.get(), reinterpret_cast<const UInt8*>("abc"), 3);
+  CFDataSetLength(data.get(), 3);
+  std::memcpy(CFDataGetMutableBytePtr(data.get()), "abc", 3);
   CFDataSetLength(data.get(), 1);
   CFDataSetLength(data.get(), 4);
   EXPECT_EQ(bytesOf(data.get()), std::string("a\0\0\0", 4));
@@ -46,4 +48,4 @@ TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
 }
 
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

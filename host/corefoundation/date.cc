@@ -24,5 +24,3 @@ void __CFDate::appendText(std::u16string& out, cf::Layout) const {
 CFTypeID CFDateGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDate); }
 
 CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) { return new __CFDate(at); }
-
-CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) { return date->at(); }

@@ -7,7 +7,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 /// The text with its addresses, which differ from run to run, taken out.
@@ -19,7 +19,7 @@ std::string withoutAddresses(std::string text) {
 }
 
 std::string described(CFTypeRef object) {
-  return withoutAddresses(textOf(CFRef(CFCopyDescription(object)).get()));
+  return withoutAddresses(testing::text(CFRef(CFCopyDescription(object)).get()));
 }
 
 TEST(DescriptionTest, CollectionsTakeALinePerEntry) {
@@ -78,4 +78,4 @@ TEST(DescriptionTest, CollectionThatHoldsItselfIsCutShort) {
 }
 
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

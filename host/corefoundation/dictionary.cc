@@ -96,8 +96,11 @@ void __CFDictionary::append(const void* key, const void* value) {
 
   // Equal keys of different addresses need a hash of their own to meet in an index.
   const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
-  if (!canIndex || _entries.size() <= kCountWithoutIndex) return;
-  if (_index == nullptr) _index = std::make_unique<Index>();
+  if (!canIndex) return;
+  if (_index == nullptr) {
+    if (_entries.size() <= kCountWithoutIndex) return;
+    _index = std::make_unique<Index>();
+  }
   for (size_t at = _index->size(); at < _entries.size(); ++at) {
     _index->emplace(keyHash(_entries[at].key), at);
   }
@@ -134,15 +137,6 @@ void __CFDictionary::dropFromIndex(const void* key, size_t position) {
 }
 
 CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDictionary); }
-
-CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values,
-                                   CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
-                                   const CFDictionaryValueCallBacks* valueCallBacks) {
-  auto* dictionary = new __CFDictionary(keyCallBacks, valueCallBacks);
-  dictionary->reserve(count);
-  for (CFIndex index = 0; index < count; ++index) dictionary->add(keys[index], values[index]);
-  return dictionary;
-}
 
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,

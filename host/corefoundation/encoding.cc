@@ -53,9 +53,6 @@ std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding en
   switch (encoding) {
     case kCFStringEncodingISOLatin1:
       return fromLatin1(bytes);
-    case kCFStringEncodingASCII:
-      if (!isAscii(bytes)) return {};
-      return fromLatin1(bytes);
     case kCFStringEncodingUTF8: {
       if (isAscii(bytes)) return fromLatin1(bytes);
       if (!utf8::is_valid(bytes.begin(), bytes.end())) return {};

@@ -33,15 +33,9 @@ void store(void* address, T value) {
   std::memcpy(address, &value, sizeof(value));
 }
 
-/// The stored type that `type` stands for on this machine; 0 for none.
+/// Returns the stored type that `type` stands for on this machine; 0 for none.
 CFIndex storedType(CFNumberType type) {
   switch (type) {
-    case kCFNumberSInt8Type:
-    case kCFNumberCharType:
-      return kCFNumberSInt8Type;
-    case kCFNumberSInt16Type:
-    case kCFNumberShortType:
-      return kCFNumberSInt16Type;
     case kCFNumberSInt32Type:
     case kCFNumberIntType:
       return kCFNumberSInt32Type;
@@ -168,10 +162,6 @@ CFTypeID CFNumberGetTypeID() { return static_cast<CFTypeID>(cf::Type::kNumber); 
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
   switch (storedType(type)) {
-    case kCFNumberSInt8Type:
-      return new __CFNumber(int64_t{valueAt<int8_t>(value)}, Form::kSInt8);
-    case kCFNumberSInt16Type:
-      return new __CFNumber(int64_t{valueAt<int16_t>(value)}, Form::kSInt16);
     case kCFNumberSInt32Type:
       return new __CFNumber(int64_t{valueAt<int32_t>(value)}, Form::kSInt32);
     case kCFNumberSInt64Type:
@@ -190,14 +180,8 @@ CFNumberType CFNumberGetType(CFNumberRef number) {
   return static_cast<CFNumberType>(number->form());
 }
 
-Boolean CFNumberIsFloatType(CFNumberRef number) { return number->isReal(); }
-
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   switch (storedType(type)) {
-    case kCFNumberSInt8Type:
-      return storeInteger<int8_t>(*number, value);
-    case kCFNumberSInt16Type:
-      return storeInteger<int16_t>(*number, value);
     case kCFNumberSInt32Type:
       return storeInteger<int32_t>(*number, value);
     case kCFNumberSInt64Type:

@@ -29,8 +29,6 @@ struct __CFNumber final : cf::Object {
  public:
   /// The public stored types under their own values, and integers too large for the signed ones.
   enum class Form : uint8_t {
-    kSInt8 = kCFNumberSInt8Type,
-    kSInt16 = kCFNumberSInt16Type,
     kSInt32 = kCFNumberSInt32Type,
     kSInt64 = kCFNumberSInt64Type,
     kFloat32 = kCFNumberFloat32Type,

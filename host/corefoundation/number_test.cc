@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 template <typename T>
@@ -18,22 +18,18 @@ CFRef<CFNumberRef> integer(int64_t value) { return number(kCFNumberSInt64Type, v
 CFRef<CFNumberRef> real(double value) { return number(kCFNumberDoubleType, value); }
 
 TEST(NumberTest, WideNamesOfATypeAreStoredAsTheTypeTheyMean) {
-  EXPECT_EQ(CFNumberGetType(number(kCFNumberCharType, char{1}).get()), kCFNumberSInt8Type);
-  EXPECT_EQ(CFNumberGetType(number(kCFNumberShortType, short{1}).get()), kCFNumberSInt16Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberIntType, 1).get()), kCFNumberSInt32Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberCFIndexType, CFIndex{1}).get()), kCFNumberSInt64Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberFloatType, 1.0f).get()), kCFNumberFloat32Type);
-  EXPECT_TRUE(CFNumberIsFloatType(real(1).get()));
-  EXPECT_FALSE(CFNumberIsFloatType(integer(1).get()));
   EXPECT_FALSE(number(static_cast<CFNumberType>(99), 1));
 }
 
 TEST(NumberTest, NarrowingKeepsTheLowBytesAndSaysWhetherThatChangedTheValue) {
-  int8_t narrow = 0;
-  EXPECT_FALSE(CFNumberGetValue(integer(0x1FF).get(), kCFNumberSInt8Type, &narrow));
+  int32_t narrow = 0;
+  EXPECT_FALSE(CFNumberGetValue(integer(0x1FFFFFFFF).get(), kCFNumberSInt32Type, &narrow));
   EXPECT_EQ(narrow, -1);
-  EXPECT_TRUE(CFNumberGetValue(integer(-128).get(), kCFNumberSInt8Type, &narrow));
-  EXPECT_EQ(narrow, -128);
+  EXPECT_TRUE(CFNumberGetValue(integer(INT32_MIN).get(), kCFNumberSInt32Type, &narrow));
+  EXPECT_EQ(narrow, INT32_MIN);
 }
 
 TEST(NumberTest, RealsAreCutAndClampedToIntegers) {
@@ -84,4 +80,4 @@ TEST(NumberTest, NumbersOfOneValueAreEqualInWhateverForm) {
 }
 
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

@@ -7,7 +7,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 TEST(ObjectTest, ReferencesAreCounted) {
@@ -63,4 +63,4 @@ TEST(ObjectDeathTest, NullIsReportedAndEndsTheProgram) {
 }
 
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

@@ -255,10 +255,12 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, C
   if (error != nullptr) *error = nullptr;
   if (data == nullptr) return nullptr;
   const auto bytes = data->bytes();
-  const std::string_view list(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  std::string_view list(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; list.starts_with(kMark)) {
+    list.remove_prefix(kMark.size());
+  }
   const bool isBinary = list.starts_with("bplist00");
-  const bool isSafe = isBinary ? cf::isSafeBinary(list) : cf::isSafeXml(list);
-  if (list.empty() || !isSafe) return nullptr;
+  if (!(isBinary ? cf::isSoundBinary(list) : cf::isSoundXml(list))) return nullptr;
 
   plist_t root = nullptr;
   const auto parse = isBinary ? plist_from_bin : plist_from_xml;

@@ -1,32 +1,149 @@
 #include "host/corefoundation/property_list_safety.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <vector>
 
 namespace cf {
 namespace {
 
-/// In bytes of the list, with kNodeCost for each node besides.
+/// The largest list, in bytes; each node adds kNodeCost.
 constexpr uint64_t kLargest = uint64_t{64} << 20;
 constexpr uint64_t kNodeCost = 64;
 
-bool opensCollection(std::string_view tag) {
-  if (tag.ends_with('/')) return false;
-  return tag.starts_with("array") || tag.starts_with("dict");
-}
+/// Walks the elements of an XML list and holds them against the grammar of property lists: one
+/// value at the top, a value for each key, an end tag for each start tag, digits in integers.
+class XmlList {
+ public:
+  explicit XmlList(std::string_view list) : _list(list) {}
 
-bool closesCollection(std::string_view tag) {
-  return tag.starts_with("/array") || tag.starts_with("/dict");
-}
+  bool isSound() {
+    uint64_t weight = _list.size();
+    while (!_isWhole) {
+      const size_t start = _list.find('<', _at);
+      if (start == _list.npos) return false;
+      if (!_open.empty() && !mayHoldText() && !isBlank(_list.substr(_at, start - _at)))
+        return false;
+      _textStart = _at;
+      _at = start + 1;
+      weight += kNodeCost / 2;
+      if (weight > kLargest || !readTag()) return false;
+    }
+    return weight <= kLargest;
+  }
+
+ private:
+  struct Element {
+    std::string_view name;
+    /// A list or a key whose value has not come yet.
+    bool awaitsValue;
+  };
+
+  static bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == text.npos;
+  }
+  static bool isCollection(std::string_view name) {
+    return name == "array" || name == "dict" || name == "plist";
+  }
+  bool mayHoldText() const { return !isCollection(_open.back().name); }
+
+  /// Moves after `end`; false when the list ends before it.
+  bool skipTo(std::string_view end) {
+    const size_t found = _list.find(end, _at);
+    if (found == _list.npos) return false;
+    _at = found + end.size();
+    return true;
+  }
+
+  bool readTag() {
+    const std::string_view rest = _list.substr(_at);
+    if (rest.starts_with("!--")) return skipTo("-->");
+    if (rest.starts_with("![CDATA[")) return !_open.empty() && mayHoldText() && skipTo("]]>");
+    if (rest.starts_with('!') || rest.starts_with('?')) return skipTo(">");
+
+    const size_t start = _at;
+    if (!skipTo(">")) return false;
+    std::string_view tag = _list.substr(start, _at - start - 1);
+    if (tag.starts_with('/')) return close(tag.substr(1));
+    const bool isEmpty = tag.ends_with('/');
+    if (isEmpty) tag.remove_suffix(1);
+    if (!open(tag.substr(0, tag.find_first_of(" \t\r\n")))) return false;
+    if (!isEmpty) return true;
+    _textStart = _at;
+    return closeTop({});
+  }
+
+  bool open(std::string_view name) {
+    static constexpr std::string_view kNames[] = {"array", "data",    "date", "dict",
+                                                  "false", "integer", "key",  "plist",
+                                                  "real",  "string",  "true"};
+    if (std::ranges::find(kNames, name) == std::end(kNames)) return false;
+    if (_open.size() > kDeepestPropertyList) return false;
+    const bool isKey = name == "key";
+    if (_open.empty()) {
+      if (isKey) return false;
+    } else {
+      Element& parent = _open.back();
+      if (name == "plist" || mayHoldText()) return false;
+      if (parent.name == "dict") {
+        if (isKey == parent.awaitsValue) return false;
+        parent.awaitsValue = isKey;
+      } else {
+        if (isKey || (parent.name == "plist" && !parent.awaitsValue)) return false;
+        parent.awaitsValue = false;
+      }
+    }
+    _open.push_back({name, name == "plist"});
+    return true;
+  }
+
+  bool close(std::string_view tag) {
+    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n"));
+    if (_open.empty() || _open.back().name != name) return false;
+    return closeTop(_list.substr(_textStart, _at - tag.size() - 3 - _textStart));
+  }
+
+  /// `text` is what precedes the end tag.
+  bool closeTop(std::string_view text) {
+    const Element closed = _open.back();
+    if (closed.awaitsValue || (closed.name == "integer" && !isInteger(text))) return false;
+    _open.pop_back();
+    _isWhole = _open.empty();
+    return true;
+  }
+
+  /// White space, a sign, white space, then decimal digits or 0x and hexadecimal ones.
+  static bool isInteger(std::string_view text) {
+    const auto skipBlanks = [&] {
+      text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    };
+    skipBlanks();
+    if (text.starts_with('-') || text.starts_with('+')) text.remove_prefix(1);
+    skipBlanks();
+    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
+    if (isHex) text.remove_prefix(2);
+    uint64_t value = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, isHex ? 16 : 10);
+    return error == std::errc() && end == text.data() + text.size();
+  }
+
+  std::string_view _list;
+  size_t _at = 0;
+  size_t _textStart = 0;
+  std::vector<Element> _open;
+  bool _isWhole = false;
+};
 
 /// The objects of a binary list, each weighed with all that it refers to.
 class BinaryList {
  public:
   explicit BinaryList(std::string_view list) : _list(list) {}
 
-  bool isSafe() {
+  bool isSound() {
     if (_list.size() < kTrailerSize) return false;
     const size_t trailer = _list.size() - kTrailerSize;
     _offsetSize = number(trailer + 6, 1).value_or(0);
@@ -52,7 +169,7 @@ class BinaryList {
     return value;
   }
 
-  /// The count that the marker at `at` gives; `at` moves to what lies behind it.
+  /// The count that the marker at `at` gives; `at` moves after it.
   std::optional<uint64_t> countAt(uint64_t& at) const {
     const uint64_t low = *number(at++, 1) & 0xF;
     if (low != 0xF) return low;
@@ -145,27 +262,12 @@ class BinaryList {
 
 }  // namespace
 
-bool isSafeXml(std::string_view list) {
-  if (list.find('\0') != list.npos) return false;
-  uint64_t weight = list.size();
-  int depth = 0;
-  for (size_t at = 0; (at = list.find('<', at)) != list.npos;) {
-    const std::string_view rest = list.substr(at + 1);
-    const std::string_view end = rest.starts_with("!--")        ? "-->"
-                                 : rest.starts_with("![CDATA[") ? "]]>"
-                                                                : ">";
-    const std::string_view tag = rest.substr(0, rest.find(end));
-    if (opensCollection(tag)) ++depth;
-    if (closesCollection(tag)) --depth;
-    weight += kNodeCost / 2;
-    if (depth > kDeepestPropertyList || weight > kLargest) return false;
-    at += 1 + tag.size();
-  }
-  return weight <= kLargest;
+bool isSoundXml(std::string_view list) {
+  return list.find('\0') == list.npos && XmlList(list).isSound();
 }
 
-bool isSafeBinary(std::string_view list) {
-  return list.size() <= kLargest && BinaryList(list).isSafe();
+bool isSoundBinary(std::string_view list) {
+  return list.size() <= kLargest && BinaryList(list).isSound();
 }
 
 }  // namespace cf

@@ -5,14 +5,14 @@
 
 namespace cf {
 
-/// How many collections may lie in one another in a property list.
+/// The number of levels that the collections of a property list may have.
 inline constexpr int kDeepestPropertyList = 512;
 
-/// Whether the list can be given to its parser: that recurses once per level, spreads out what a
+/// Returns whether the list is whole and sound, and can be given to its parser. That one takes what
+/// it understands of a damaged or truncated XML list, recurses once per level, spreads out what a
 /// binary list refers to more than once, and ends the program over a key with a zero in it.
-bool isSafeXml(std::string_view list);
-/// False also for a damaged list.
-bool isSafeBinary(std::string_view list);
+bool isSoundXml(std::string_view list);
+bool isSoundBinary(std::string_view list);
 
 }  // namespace cf
 

@@ -6,7 +6,7 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 constexpr CFPropertyListFormat kFormats[] = {kCFPropertyListXMLFormat_v1_0,
@@ -73,15 +73,33 @@ TEST(PropertyListTest, DatesSurviveBothFormats) {
 }
 
 TEST(PropertyListTest, WhatIsNoWholeListGivesNull) {
-  const std::string whole = "<plist><array><string>text</string></array></plist>";
-  ASSERT_TRUE(read(whole));
-  for (const std::string& damaged :
-       {std::string(), std::string("text"), whole.substr(0, 30), std::string("bplist00"),
-        std::string("<plist></plist>"), std::string("<plist><bogus/></plist>"),
-        std::string("<plist><string>\xFF</string></plist>"),
-        std::string("<plist><dict><string>no key</string></dict></plist>")}) {
-    EXPECT_FALSE(read(damaged)) << damaged;
+  for (const char* sound :
+       {"<integer>7</integer>", "<integer> -0x1F</integer>", "<string/>",
+        "<dict><!-- <key> --><key>a</key><string><![CDATA[<a>]]></string></dict>"}) {
+    EXPECT_TRUE(readXml(sound)) << sound;
   }
+  for (const char* damaged :
+       {"", "text", "<bogus/>", "<string>\xFF</string>", "<dict><string>no key</string></dict>",
+        "<dict><key>a</key></dict>", "<dict><key>a</key><key>b</key><true/></dict>", "<key>a</key>",
+        "<true/><true/>", "<array>text<true/></array>", "<array><true/></dict>", "<integer/>",
+        "<integer></integer>", "<integer>7a</integer>", "<integer>1.5</integer>",
+        "<integer>7 </integer>", "<integer>18446744073709551616</integer>"}) {
+    EXPECT_FALSE(readXml(damaged)) << damaged;
+  }
+  EXPECT_FALSE(read(""));
+  EXPECT_FALSE(read("text"));
+  EXPECT_FALSE(read("bplist00"));
+}
+
+TEST(PropertyListTest, ATruncatedListNeverPassesForAWholeOne) {
+  const CFRef list = readXml(
+      "<dict><key>a</key><array><integer>30</integer><real>1.5</real><date>2001-01-01T00:00:05Z"
+      "</date></array><key>b</key><dict><key>c</key><data>AQID</data></dict></dict>");
+  const std::string whole = written(list.get(), kCFPropertyListXMLFormat_v1_0);
+  const size_t end = whole.rfind('>') + 1;
+  for (size_t size = 0; size < end; ++size) EXPECT_FALSE(read(whole.substr(0, size))) << size;
+  EXPECT_TRUE(CFEqual(read(whole.substr(0, end)).get(), list.get()));
+  EXPECT_TRUE(CFEqual(read("\xEF\xBB\xBF" + whole).get(), list.get()));
 }
 
 TEST(PropertyListTest, DamagedBinaryListsNeverCrash) {
@@ -99,7 +117,7 @@ TEST(PropertyListTest, DamagedBinaryListsNeverCrash) {
     }
     const CFRef survivor = read(damaged);
     if (survivor) {
-      EXPECT_NE(shown(survivor.get()), "no string");
+      EXPECT_NE(shown(survivor.get()), "(absent)");
     }
   }
 }
@@ -145,7 +163,7 @@ TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
   CFDictionarySetValue(dictionary.get(), makeNumber(1).get(), CFSTR("value"));
   const UniChar lone = 0xD800;
   const CFRef malformed(CFStringCreateWithCharacters(nullptr, &lone, 1));
-  const CFRef withZero = makeString(std::string_view("a\0b", 3));
+  const CFRef withZero = cfString(std::string("a\0b", 3));
   for (const CFTypeRef object : {CFTypeRef{dictionary.get()}, CFTypeRef{malformed.get()},
                                  CFTypeRef{withZero.get()}, CFTypeRef{kCFAllocatorNull}}) {
     for (const CFPropertyListFormat format : kFormats) {
@@ -155,4 +173,4 @@ TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
 }
 
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

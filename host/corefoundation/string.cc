@@ -63,12 +63,6 @@ CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* units, C
   return newString(std::u16string(units, units + length));
 }
 
-CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
-  if (!string->isFixed()) return newString(string->text());
-  string->retain();
-  return string;
-}
-
 CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef string, CFRange range) {
   return newString(std::u16string(string->units(range, "CFStringCreateWithSubstring")));
 }
@@ -86,27 +80,12 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef
   return newString(cf::formatted(format->text(), arguments));
 }
 
-CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) {
-  return new __CFString({}, __CFString::Kind::kGrowing);
-}
-
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
-  return new __CFString(string->text(), __CFString::Kind::kGrowing);
+  return new __CFString(string->text());
 }
 
 void CFStringAppend(CFMutableStringRef string, CFStringRef appended) {
   string->text() += appended->text();
-}
-
-void CFStringAppendCString(CFMutableStringRef string, const char* text, CFStringEncoding encoding) {
-  if (const auto units = cf::decode(text, encoding)) string->text() += *units;
-}
-
-void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef, CFStringRef format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  string->text() += cf::formatted(format->text(), arguments);
-  va_end(arguments);
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
@@ -115,17 +94,6 @@ CFIndex CFStringGetLength(CFStringRef string) {
 
 UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index) {
   return string->units({index, 1}, "CFStringGetCharacterAtIndex").front();
-}
-
-Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
-                           CFStringEncoding encoding) {
-  if (buffer == nullptr || bufferSize < 1) return false;
-  const cf::Encoded done =
-      cf::encode(string->text(), encoding, 0, reinterpret_cast<uint8_t*>(buffer),
-                 static_cast<size_t>(bufferSize) - 1);
-  if (done.units != string->text().size()) return false;
-  buffer[done.bytes] = '\0';
-  return true;
 }
 
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,

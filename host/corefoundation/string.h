@@ -12,10 +12,7 @@
 /// A text as UTF-16 units, which need not be well-formed.
 struct __CFString final : cf::Object {
  public:
-  enum class Kind { kFixed, kGrowing };
-
-  explicit __CFString(std::u16string text, Kind kind = Kind::kFixed)
-      : _text(std::move(text)), _kind(kind) {}
+  explicit __CFString(std::u16string text) : _text(std::move(text)) {}
   __CFString(Lifetime lifetime, std::u16string text) : Object(lifetime), _text(std::move(text)) {}
 
   cf::Type type() const override { return cf::Type::kString; }
@@ -26,13 +23,11 @@ struct __CFString final : cf::Object {
 
   const std::u16string& text() const { return _text; }
   std::u16string& text() { return _text; }
-  bool isFixed() const { return _kind == Kind::kFixed; }
-  /// The units of `range`; one that does not lie within the text ends the program.
+  /// Returns the units of `range`. A range that does not lie within the text ends the program.
   std::u16string_view units(CFRange range, const char* function) const;
 
  private:
   std::u16string _text;
-  Kind _kind = Kind::kFixed;
 };
 
 #endif  // CORVANE_HOST_COREFOUNDATION_STRING_H_

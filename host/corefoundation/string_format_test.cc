@@ -5,14 +5,14 @@
 
 #include "host/corefoundation/testing/objects.h"
 
-namespace cf {
+namespace corvane::testing {
 namespace {
 
 template <typename... Arguments>
 std::string format(const char* format, Arguments... arguments) {
   const CFRef text(
-      CFStringCreateWithFormat(nullptr, nullptr, makeString(format).get(), arguments...));
-  return textOf(text.get());
+      CFStringCreateWithFormat(nullptr, nullptr, cfString(format).get(), arguments...));
+  return testing::text(text.get());
 }
 
 #define EXPECT_AS_PRINTF(...)                               \
@@ -70,11 +70,10 @@ TEST(StringFormatTest, WhatIsNoConversionStandsAsItIs) {
 TEST(StringFormatTest, ObjectsShowTheirContentsOnOneLine) {
   const float third = 1.0f / 3;
   const double tenth = 0.1;
-  const int8_t small = -5;
   EXPECT_EQ(shown(CFSTR("text")), "text");
   EXPECT_EQ(shown(nullptr), "(null)");
   EXPECT_EQ(shown(kCFBooleanTrue), "true");
-  EXPECT_EQ(shown(CFRef(CFNumberCreate(nullptr, kCFNumberSInt8Type, &small)).get()), "-5");
+  EXPECT_EQ(shown(makeNumber(-5).get()), "-5");
   EXPECT_EQ(shown(CFRef(CFNumberCreate(nullptr, kCFNumberFloatType, &third)).get()), "0.33333334");
   EXPECT_EQ(shown(CFRef(CFNumberCreate(nullptr, kCFNumberDoubleType, &tenth)).get()), "0.1");
   EXPECT_EQ(shown(makeData("\x0A\x0B\xFF").get()), "<0a0bff>");
@@ -94,12 +93,5 @@ TEST(StringFormatTest, CollectionsShowTheirEntriesOnOneLine) {
   EXPECT_EQ(shown(dictionary.get()), "{list = (a, 2); flag = false; }");
 }
 
-TEST(StringFormatTest, FormattedTextIsAppended) {
-  const CFRef string(CFStringCreateMutable(nullptr, 0));
-  CFStringAppendFormat(string.get(), nullptr, CFSTR("%d"), 1);
-  CFStringAppendFormat(string.get(), nullptr, CFSTR("-%@"), string.get());
-  EXPECT_EQ(textOf(string.get()), "1-1");
-}
-
 }  // namespace
-}  // namespace cf
+}  // namespace corvane::testing

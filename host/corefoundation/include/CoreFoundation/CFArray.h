@@ -17,19 +17,19 @@ typedef struct {
   CFArrayEqualCallBack equal;
 } CFArrayCallBacks;
 
-/// Values are objects, retained while they are in the array. Null callbacks: bare pointers.
+/// For values that are objects, retained while they are in the array. With null callbacks they are
+/// bare pointers.
 CF_EXPORT const CFArrayCallBacks kCFTypeArrayCallBacks;
 
 typedef const struct __CFArray* CFArrayRef;
 typedef struct __CFArray* CFMutableArrayRef;
 
 CF_EXPORT CFTypeID CFArrayGetTypeID(void);
-CF_EXPORT CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
-                                   const CFArrayCallBacks* callBacks);
 CF_EXPORT CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFArrayCallBacks* callBacks);
 CF_EXPORT CFIndex CFArrayGetCount(CFArrayRef array);
-/// Borrowed. An index outside the array ends the program, as it does on the device.
+/// Returns the borrowed value. An index outside the array ends the program, as it does on the
+/// device.
 CF_EXPORT const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 CF_EXPORT void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 

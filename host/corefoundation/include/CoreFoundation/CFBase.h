@@ -18,9 +18,7 @@ CF_EXTERN_C_BEGIN
 
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
-typedef signed char SInt8;
 typedef unsigned short UInt16;
-typedef signed short SInt16;
 typedef unsigned int UInt32;
 typedef signed int SInt32;
 typedef uint64_t UInt64;
@@ -28,7 +26,6 @@ typedef int64_t SInt64;
 typedef float Float32;
 typedef double Float64;
 typedef UInt16 UniChar;
-typedef UInt32 UTF32Char;
 
 typedef unsigned long CFTypeID;
 typedef unsigned long CFOptionFlags;
@@ -76,18 +73,18 @@ CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
 CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
 
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef object);
-/// `object` itself, with one more reference. A null object ends the program, as it does on the
-/// device.
+/// Returns `object` itself, with one more reference. A null object ends the program, as it does on
+/// the device.
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef object);
 /// Gives one reference back; the last one frees the object. A null object ends the program.
 CF_EXPORT void CFRelease(CFTypeRef object);
-/// How many references are held. Constants (`CFSTR`, booleans, allocators) report the largest
-/// CFIndex.
+/// Returns how many references are held. Constants (`CFSTR`, booleans, allocators) report the
+/// largest CFIndex.
 CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef object);
-/// Equal by value: same type, same contents.
+/// Returns whether both are of one type and have the same contents.
 CF_EXPORT Boolean CFEqual(CFTypeRef object1, CFTypeRef object2);
 CF_EXPORT CFHashCode CFHash(CFTypeRef object);
-/// A new text that shows the object's type, address and contents, over several lines for
+/// Returns a new text that shows the object's type, address and contents, over several lines for
 /// collections.
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef object);
 

@@ -10,19 +10,18 @@ typedef struct __CFData* CFMutableDataRef;
 
 CF_EXPORT CFTypeID CFDataGetTypeID(void);
 CF_EXPORT CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
-/// Takes the bytes as they lie, uncopied; `bytesDeallocator` says what becomes of them with the
-/// object: kCFAllocatorNull leaves them to their owner, any other frees them.
+/// Keeps the bytes where they are. `bytesDeallocator` says what becomes of them when the object
+/// goes: kCFAllocatorNull leaves them to their owner, any other frees them.
 CF_EXPORT CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* bytes,
                                                 CFIndex length, CFAllocatorRef bytesDeallocator);
-/// An empty growable byte buffer. `capacity` 0: without limit.
+/// Returns an empty buffer that can grow. `capacity` is 0: without limit.
 CF_EXPORT CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity);
 CF_EXPORT CFIndex CFDataGetLength(CFDataRef data);
-/// The object's own bytes: valid until it is changed or freed.
+/// Returns the object's own bytes, valid until it is changed or freed.
 CF_EXPORT const UInt8* CFDataGetBytePtr(CFDataRef data);
 CF_EXPORT UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data);
-/// Cuts or lengthens; new bytes are zero.
+/// Cuts or lengthens the data. New bytes are zero.
 CF_EXPORT void CFDataSetLength(CFMutableDataRef data, CFIndex length);
-CF_EXPORT void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length);
 
 CF_EXTERN_C_END
 

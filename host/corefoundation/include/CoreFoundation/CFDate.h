@@ -11,7 +11,6 @@ typedef const struct __CFDate* CFDateRef;
 
 CF_EXPORT CFTypeID CFDateGetTypeID(void);
 CF_EXPORT CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at);
-CF_EXPORT CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date);
 
 CF_EXTERN_C_END
 

@@ -26,9 +26,9 @@ typedef struct {
   CFDictionaryEqualCallBack equal;
 } CFDictionaryValueCallBacks;
 
-/// Keys and values are objects, retained while they are in the dictionary, keys compared by value.
-/// With null callbacks they are bare pointers: never retained or released, keys compared by
-/// identity.
+/// For keys and values that are objects: retained while they are in the dictionary, keys compared
+/// by value. With null callbacks they are bare pointers: never retained or released, keys compared
+/// by identity.
 CF_EXPORT const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 CF_EXPORT const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 
@@ -36,10 +36,6 @@ typedef const struct __CFDictionary* CFDictionaryRef;
 typedef struct __CFDictionary* CFMutableDictionaryRef;
 
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
-CF_EXPORT CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys,
-                                             const void** values, CFIndex count,
-                                             const CFDictionaryKeyCallBacks* keyCallBacks,
-                                             const CFDictionaryValueCallBacks* valueCallBacks);
 /// `capacity` is a hint; the dictionary grows past it.
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -49,9 +45,9 @@ CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef al
                                                                CFDictionaryRef dictionary);
 CF_EXPORT CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 CF_EXPORT Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key);
-/// Borrowed; null when the key is not there.
+/// Returns the borrowed value. Null when the key is not there.
 CF_EXPORT const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
-/// Fills both arrays (either may be null) with borrowed pointers, in the order of insertion.
+/// Fills both arrays (either may be null) with borrowed pointers, in one order that may be any.
 CF_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
                                             const void** values);
 /// Adds the pair unless the key is there already.

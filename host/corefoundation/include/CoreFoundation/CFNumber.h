@@ -15,14 +15,10 @@ typedef enum CFNumberType
 #ifdef __cplusplus
     : CFIndex
 #endif
-{ kCFNumberSInt8Type = 1,
-  kCFNumberSInt16Type = 2,
-  kCFNumberSInt32Type = 3,
+{ kCFNumberSInt32Type = 3,
   kCFNumberSInt64Type = 4,
   kCFNumberFloat32Type = 5,
   kCFNumberFloat64Type = 6,
-  kCFNumberCharType = 7,
-  kCFNumberShortType = 8,
   kCFNumberIntType = 9,
   kCFNumberLongType = 10,
   kCFNumberLongLongType = 11,
@@ -33,13 +29,12 @@ typedef enum CFNumberType
 typedef const struct __CFNumber* CFNumberRef;
 
 CF_EXPORT CFTypeID CFNumberGetTypeID(void);
-/// A number from the value of `type` at `value`. Null for a type that is none of the above.
+/// Returns a new number from the value of `type` at `value`. Null for a type that is none of the
+/// above.
 CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type,
                                      const void* value);
-/// The stored form: kCFNumberSInt64Type, kCFNumberFloat32Type or kCFNumberFloat64Type for the wider
-/// types, the narrow integer types as they were given.
+/// Returns the stored form: one of the SInt and Float types.
 CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
-CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
 /// Stores the value as `type`. False when it does not survive the conversion unchanged; what is
 /// stored then is the nearest value for a float to an integer (saturated), the low bytes for an
 /// integer to a narrower one.

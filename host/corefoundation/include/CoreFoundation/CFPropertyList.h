@@ -19,14 +19,15 @@ typedef enum CFPropertyListFormat
 
 enum { kCFPropertyListImmutable = 0, kCFPropertyListMutableContainers = 1 };
 
-/// Reads an XML or a binary property list; `*format` (may be null) says which it was. Null when the
-/// bytes are neither, or damaged. `error` is null: off the device nothing more is said.
+/// Reads an XML (UTF-8, with or without a byte order mark) or a binary property list; `*format`
+/// (may be null) says which it was. Null when the bytes are neither, or not a whole and sound list.
+/// `*error` (may be null) is set to null: off the device nothing more is said.
 CF_EXPORT CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                          CFOptionFlags options,
                                                          CFPropertyListFormat* format,
                                                          CFErrorRef* error);
-/// The bytes of the list in `format`. Null when it holds an object that a property list cannot
-/// hold.
+/// Returns the bytes of the list in `format`. Null when it holds an object that a property list
+/// cannot hold.
 CF_EXPORT CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef list,
                                              CFPropertyListFormat format, CFOptionFlags options,
                                              CFErrorRef* error);

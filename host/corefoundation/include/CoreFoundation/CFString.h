@@ -9,16 +9,12 @@
 CF_EXTERN_C_BEGIN
 
 typedef UInt32 CFStringEncoding;
-enum {
-  kCFStringEncodingISOLatin1 = 0x0201,
-  kCFStringEncodingASCII = 0x0600,
-  kCFStringEncodingUTF8 = 0x08000100
-};
+enum { kCFStringEncodingISOLatin1 = 0x0201, kCFStringEncodingUTF8 = 0x08000100 };
 
+/// None is known: always 0.
 typedef CFOptionFlags CFStringCompareFlags;
-enum { kCFCompareCaseInsensitive = 1, kCFCompareBackwards = 4, kCFCompareAnchored = 8 };
 
-/// One string object per distinct text for the life of the process; never freed. The text is UTF-8.
+/// Returns the one string object of that text, which is UTF-8. It is never freed.
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
 #ifdef __cplusplus
 #define CFSTR(text)                                                               \
@@ -32,8 +28,8 @@ CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
 
 CF_EXPORT CFTypeID CFStringGetTypeID(void);
 
-/// New strings from bytes in `encoding`. Null when the bytes are not valid in it, or it is not one
-/// of the encodings above.
+/// Return a new string from bytes in `encoding`. Null when the bytes are not valid in it, or it is
+/// not one of the encodings above.
 CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text,
                                                 CFStringEncoding encoding);
 CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes,
@@ -41,16 +37,14 @@ CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UI
                                               Boolean isExternalRepresentation);
 CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef allocator, const UniChar* units,
                                                    CFIndex length);
-CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
 CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef allocator, CFStringRef string,
                                                   CFRange range);
 
-/// `printf` conversions (each with its flags, width, precision and length), and "%@" for any
-/// object: a string's own text, a number's digits, "true" or "false", another object's contents on
-/// one line,
-/// "(null)" for null. "%s" is UTF-8 (bytes that are not, are taken as Latin-1), "%S"
-/// zero-terminated UTF-16 units, "%C" one unit. Arguments are taken in order. `formatOptions` is
-/// null.
+/// Return a new string from `format`: `printf` conversions (each with its flags, width, precision
+/// and length), and "%@" for any object: a string's own text, a number's digits, "true" or "false",
+/// another object's contents on one line, "(null)" for null. "%s" is UTF-8 (other bytes are taken
+/// as Latin-1), "%S" zero-terminated UTF-16 units, "%C" one unit. Arguments are taken in order.
+/// `formatOptions` is null.
 CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef allocator,
                                                CFDictionaryRef formatOptions, CFStringRef format,
                                                ...);
@@ -58,28 +52,19 @@ CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloca
                                                            CFDictionaryRef formatOptions,
                                                            CFStringRef format, va_list arguments);
 
-/// Strings that grow. `maxLength` is 0: without limit.
-CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef allocator, CFIndex maxLength);
+/// Returns a copy that can be changed. `maxLength` is 0: without limit.
 CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength,
                                                        CFStringRef string);
 CF_EXPORT void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
-CF_EXPORT void CFStringAppendCString(CFMutableStringRef string, const char* text,
-                                     CFStringEncoding encoding);
-CF_EXPORT void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef formatOptions,
-                                    CFStringRef format, ...);
-/// Replaces each occurrence of `find` within `range`, left to right and without overlap; returns
+/// Replaces each occurrence of `find` within `range`, left to right and without overlap. Returns
 /// how many there were.
 CF_EXPORT CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef find,
                                          CFStringRef replacement, CFRange range,
                                          CFStringCompareFlags options);
 
-/// Length in UTF-16 units.
+/// Returns the length in UTF-16 units.
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef string);
 CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index);
-/// The string's bytes and a zero. False, with the buffer left undefined, when they do not fit or
-/// the string has no form in `encoding`.
-CF_EXPORT Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
-                                     CFStringEncoding encoding);
 /// Converts the units of `range`, as many as fit whole into `maxBufferLength` bytes, and returns
 /// how many units were converted; the bytes' number goes to `*usedBufferLength`. A character
 /// without a form in `encoding` becomes `lossByte`, or ends the conversion when that is 0. With a
@@ -87,20 +72,18 @@ CF_EXPORT Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex b
 CF_EXPORT CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                                    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
                                    CFIndex maxBufferLength, CFIndex* usedBufferLength);
-/// Bytes that `length` units need at most in `encoding`, without a terminating zero.
+/// Returns how many bytes `length` units need at most in `encoding`, without a terminating zero.
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 
-CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef string1, CFStringRef string2,
-                                             CFStringCompareFlags options);
-/// Where `find` first occurs, or a location of kCFNotFound. An empty `find` occurs nowhere.
+/// Returns where `find` first occurs, or a location of kCFNotFound. An empty `find` occurs nowhere.
 CF_EXPORT CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCompareFlags options);
-CF_EXPORT Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
-/// White space skipped, an optional sign, decimal digits up to the first other character; 0 without
-/// digits; clamped to 32 bits.
+/// Returns the number at the start of the string, after white space: a sign and decimal digits. 0
+/// without digits; clamped to 32 bits.
 CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef string);
+/// The same with a fraction and an exponent.
 CF_EXPORT double CFStringGetDoubleValue(CFStringRef string);
 
-/// A string's own text or another object's description, and a line feed, on standard error;
+/// Writes a string's own text or another object's description, and a line feed, to standard error;
 /// "(null)" for null.
 CF_EXPORT void CFShow(CFTypeRef object);
 
