@@ -4,6 +4,7 @@
 // takes back what it was given (a closed file is closed).
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,9 +13,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
+#include <filesystem>
 
 #include "host/faults.h"
+#include "host/unit/unit_file.h"
 #include "platform/export.h"
+#include "platform/file_descriptor.h"
 
 namespace {
 
@@ -35,6 +40,22 @@ std::optional<Result> failed(Call call, int error) {
 }
 
 bool fails(Call call, int error) { return failed<int>(call, error).has_value(); }
+
+/// Gives what root has just made in a unit to the owner of its folder, who could not write to it
+/// otherwise. A failure leaves it root's.
+void shareWithOwner(const char* path, int descriptor) {
+  try {
+    const std::filesystem::path file(path);
+    corvane::host::giveToOwnerOf(file.parent_path(), file, descriptor);
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
+bool isRoot() {
+  static const bool isRoot = ::geteuid() == 0;
+  return isRoot;
+}
 
 }  // namespace
 
@@ -163,7 +184,13 @@ CORVANE_WRAPPER int __wrap_fflush(FILE* file) {
 }
 
 CORVANE_WRAPPER FILE* __wrap_fopen(const char* path, const char* mode) {
-  return fails(Call::fopen, EACCES) ? nullptr : fopen(path, mode);
+  if (fails(Call::fopen, EACCES)) return nullptr;
+  FILE* const file = fopen(path, mode);
+  struct stat facts {};
+  if (file && isRoot() && fstat(fileno(file), &facts) == 0 && facts.st_size == 0) {
+    shareWithOwner(path, fileno(file));
+  }
+  return file;
 }
 
 CORVANE_WRAPPER int __wrap_fputc(int character, FILE* file) {
@@ -186,7 +213,12 @@ CORVANE_WRAPPER void* __wrap_malloc(size_t size) {
 
 CORVANE_WRAPPER int __wrap_mkdir(const char* path, mode_t mode) {
   if (const auto result = failed<int>(Call::mkdir, EACCES)) return *result;
-  return mkdir(path, mode);
+  const int result = mkdir(path, mode);
+  if (result == 0 && isRoot()) {
+    const corvane::FileDescriptor folder(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) shareWithOwner(path, folder.get());
+  }
+  return result;
 }
 
 CORVANE_WRAPPER time_t __wrap_time(time_t* stored) {

@@ -40,6 +40,10 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
   return line;
 }
 
+/// Whether the last line of the log may be unfinished: this process has written none, or not all of
+/// one. Guarded by fileLock().
+bool gMayBeCut = true;
+
 /// Never destroyed: static destructors log too.
 std::mutex& fileLock() {
   static std::mutex& lock = *new std::mutex;
@@ -61,17 +65,20 @@ void Log::write(CFStringRef line) try {
   const std::string bytes = utf8Bytes(line);
   const std::string path = devicePath(kLogFile);
   // A buffer that holds the whole line makes it one append, which no other process can split.
-  const size_t room = std::max<size_t>(bytes.size() + 2, BUFSIZ);
+  const size_t room = std::max<size_t>(bytes.size() + 3, BUFSIZ);
   const auto buffer = std::make_unique_for_overwrite<char[]>(room);
 
   const std::lock_guard lock(fileLock());
   createDirectories(path.substr(0, path.rfind('/')));
   const ScopedFile file(std::fopen(path.c_str(), "ae"));
   if (!file) return;
+  // What a full disk left of a line gets a line of its own.
+  const bool isCut = gMayBeCut && endsInsideLine(path);
   std::setvbuf(file.get(), buffer.get(), _IOFBF, room);
+  if (isCut) std::fputc('\n', file.get());
   std::fwrite(bytes.data(), 1, bytes.size(), file.get());
   std::fputc('\n', file.get());
-  std::fflush(file.get());
+  gMayBeCut = std::fflush(file.get()) != 0;
 } catch (const std::exception&) {
   // Without memory the line is dropped.
 }

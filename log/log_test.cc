@@ -1,8 +1,10 @@
 #include "log/log.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <regex>
 #include <set>
@@ -166,6 +168,19 @@ TEST_F(LogTest, ALineThatCannotBeWrittenIsDroppedInSilence) {
   Log::write(CFSTR("without a directory"), nullptr, 0);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(_unit.systemLog(), (std::vector<std::string>{"on a full disk", "without a directory"}));
+}
+
+TEST_F(LogTest, ALineAfterOneThatAFullDiskCutStartsOnALineOfItsOwn) {
+  Log::write(CFSTR("whole"));
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit unlimited{};
+  ::getrlimit(RLIMIT_FSIZE, &unlimited);
+  const rlimit full{std::filesystem::file_size(logFile()) + 3, unlimited.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &full);
+  Log::write(CFSTR("cut here"));
+  ::setrlimit(RLIMIT_FSIZE, &unlimited);
+  Log::write(CFSTR("next"));
+  EXPECT_EQ(readText(logFile()), "whole\ncut\nnext\n");
 }
 
 TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {

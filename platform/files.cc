@@ -48,6 +48,13 @@ bool createDirectories(const std::string& path) {
   return createDirectories(path.substr(0, lastSlash)) && createDirectory(path);
 }
 
+bool endsInsideLine(const std::string& path) {
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  char last = '\n';
+  return file && lseek(file.get(), -1, SEEK_END) >= 0 && ::read(file.get(), &last, 1) == 1 &&
+         last != '\n';
+}
+
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept try {

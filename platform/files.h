@@ -14,6 +14,9 @@ bool createDirectories(const std::string& path);
 /// Returns whether anything is at `path`.
 bool fileExists(const std::string& path);
 
+/// Returns whether the file at `path` ends inside a line: its last byte is no line feed.
+bool endsInsideLine(const std::string& path);
+
 /// Returns the dictionary at the top of the property-list file at `path`. Null when that is no
 /// regular file, cannot be read to its end, does not fit into memory, or holds something else.
 CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept;

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "host/device_error.h"
+#include "log/log.h"
 #include "platform/io_object.h"
 #include "platform/registry.h"
 #include "platform/system_log.h"
@@ -192,7 +193,7 @@ TEST_F(UnitFolderTest, AChangeKeepsTheModeAndByRootTheOwner) {
   facts.model = facts.bootArgs = facts.buildVersion = "changed";
   unit.setFacts(facts);
   unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(10));
-  NSLog(CFSTR("%@"), CFSTR("first entry"));
+  Log::write(CFSTR("first line, and first entry of the system log"), nullptr, 0);
   for (const auto& entry : fs::recursive_directory_iterator(_unit)) {
     struct stat file {};
     ::lstat(entry.path().c_str(), &file);

@@ -26,9 +26,9 @@ constexpr char kSet[] = "VelmoDiagnosticData";
 std::string stateOf(const VirtualDevice& unit) {
   std::ostringstream text;
   const std::vector<uint8_t> bytes = unit.dataSet(kSet);
-  text << bytes.size() << ":" << int{bytes.at(0)} << "," << int{bytes.back()} << " ";
+  text << bytes.size() << ":" << std::hex << int{bytes.at(0)} << "," << int{bytes.back()};
   const UnitFacts facts = unit.facts();
-  text << facts.bootArgs.value_or("-") << " " << facts.model.value_or("-") << " "
+  text << " " << facts.bootArgs.value_or("-") << " " << facts.model.value_or("-") << " "
        << facts.buildVersion.value_or("-");
   return text.str();
 }
@@ -82,7 +82,11 @@ struct Change {
   void (*before)(VirtualDevice& unit);
   /// Returns false, or throws DeviceError, when it fails.
   bool (*change)(VirtualDevice& unit);
+  /// What the unit shows after it, and after a reboot.
+  States after;
   bool isDurable = true;
+  /// How many files it changes of which each can be old or new after a cut.
+  int files = 1;
 
   bool isDone(const fs::path& folder) const {
     try {
@@ -97,48 +101,93 @@ struct Change {
 void leaveUncommitted(VirtualDevice& unit) { ASSERT_TRUE(writeByte(unit, 0x11, false)); }
 
 const Change kChanges[] = {
-    {"committed set", [](VirtualDevice&) {},
-     [](VirtualDevice& unit) { return writeByte(unit, 0x22, true); }},
-    {"committed set over an uncommitted one", leaveUncommitted,
-     [](VirtualDevice& unit) { return writeByte(unit, 0x22, true); }},
-    {"uncommitted set", [](VirtualDevice&) {},
-     [](VirtualDevice& unit) { return writeByte(unit, 0x22, false); }, false},
-    {"second uncommitted set", leaveUncommitted,
-     [](VirtualDevice& unit) { return writeByte(unit, 0x22, false); }, false},
-    {"setDataSet over an uncommitted set", leaveUncommitted,
+    {"committed set",
+     [](VirtualDevice&) {},
+     [](VirtualDevice& unit) { return writeByte(unit, 0x22, true); },
+     {"1024:22,ff serial=1 T33AP 1A100", "1024:22,ff serial=1 T33AP 1A100"}},
+    {"committed set over an uncommitted one",
+     leaveUncommitted,
+     [](VirtualDevice& unit) { return writeByte(unit, 0x22, true); },
+     {"1024:22,ff serial=1 T33AP 1A100", "1024:22,ff serial=1 T33AP 1A100"}},
+    {"uncommitted set",
+     [](VirtualDevice&) {},
+     [](VirtualDevice& unit) { return writeByte(unit, 0x22, false); },
+     {"1024:22,ff serial=1 T33AP 1A100", "1024:ff,ff serial=1 T33AP 1A100"},
+     false},
+    {"second uncommitted set",
+     leaveUncommitted,
+     [](VirtualDevice& unit) { return writeByte(unit, 0x22, false); },
+     {"1024:22,ff serial=1 T33AP 1A100", "1024:ff,ff serial=1 T33AP 1A100"},
+     false},
+    {"setDataSet over an uncommitted set",
+     leaveUncommitted,
      [](VirtualDevice& unit) {
        unit.setDataSet(kSet, std::vector<uint8_t>(600, 0x33));
        return true;
-     }},
-    {"reboot", leaveUncommitted,
+     },
+     {"600:33,33 serial=1 T33AP 1A100", "600:33,33 serial=1 T33AP 1A100"}},
+    {"reboot",
+     leaveUncommitted,
      [](VirtualDevice& unit) {
        unit.reboot();
        return true;
-     }},
-    {"NVRAM variable", [](VirtualDevice&) {},
+     },
+     {"1024:ff,ff serial=1 T33AP 1A100", "1024:ff,ff serial=1 T33AP 1A100"}},
+    {"NVRAM variable",
+     [](VirtualDevice&) {},
      [](VirtualDevice& unit) {
        unit.use();
        const IOObject nvram = firstService("IODTNVRAM");
        return IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), CFSTR("new")) == 0;
-     }},
-    {"first NVRAM variable", [](VirtualDevice& unit) { fs::remove(unit.folder() / "nvram.plist"); },
+     },
+     {"1024:ff,ff new T33AP 1A100", "1024:ff,ff new T33AP 1A100"}},
+    {"first NVRAM variable",
+     [](VirtualDevice& unit) { fs::remove(unit.folder() / "nvram.plist"); },
      [](VirtualDevice& unit) {
        return changeFact(unit, [](UnitFacts& facts) { facts.bootArgs = "first"; });
-     }},
-    {"fact of device.plist", [](VirtualDevice&) {},
+     },
+     {"1024:ff,ff first T33AP 1A100", "1024:ff,ff first T33AP 1A100"}},
+    {"fact of device.plist",
+     [](VirtualDevice&) {},
      [](VirtualDevice& unit) {
        return changeFact(unit, [](UnitFacts& facts) { facts.model = "T38"; });
-     }},
-    {"build version", [](VirtualDevice&) {},
+     },
+     {"1024:ff,ff serial=1 T38 1A100", "1024:ff,ff serial=1 T38 1A100"}},
+    {"build version",
+     [](VirtualDevice&) {},
      [](VirtualDevice& unit) {
        return changeFact(unit, [](UnitFacts& facts) { facts.buildVersion = "9Z9"; });
-     }},
+     },
+     {"1024:ff,ff serial=1 T33AP 9Z9", "1024:ff,ff serial=1 T33AP 9Z9"}},
+    {"facts of three files",
+     [](VirtualDevice&) {},
+     [](VirtualDevice& unit) {
+       return changeFact(unit, [](UnitFacts& facts) {
+         facts.model = facts.bootArgs = facts.buildVersion = "all";
+       });
+     },
+     {"1024:ff,ff all all all", "1024:ff,ff all all all"},
+     true,
+     3},
 };
 
 /// How many cases a change gets: $CORVANE_POWER_CUTS, or enough to find each fault that was found.
 size_t caseLimit(size_t usual) {
   const char* limit = std::getenv("CORVANE_POWER_CUTS");
   return limit ? std::strtoul(limit, nullptr, 10) : usual;
+}
+
+bool isSameAsEither(const std::string& text, const std::string& a, const std::string& b) {
+  return text == a || text == b;
+}
+
+/// Whether each word is that of `a` or that of `b`.
+bool isEachSameAsEither(const std::string& text, const std::string& a, const std::string& b) {
+  std::istringstream texts(text), as(a), bs(b);
+  for (std::string word, wordOfA, wordOfB; texts >> word && as >> wordOfA && bs >> wordOfB;) {
+    if (word != wordOfA && word != wordOfB) return false;
+  }
+  return true;
 }
 
 class PowerCutTest : public ::testing::Test {
@@ -158,7 +207,7 @@ class PowerCutTest : public ::testing::Test {
     _before = statesIn(copyOfUnit());
     const fs::path changed = copyOfUnit();
     ASSERT_TRUE(change.isDone(changed)) << change.name;
-    _after = statesIn(changed);
+    ASSERT_EQ(statesIn(changed), change.after) << change.name;
   }
 
   fs::path copyOfUnit() {
@@ -170,9 +219,10 @@ class PowerCutTest : public ::testing::Test {
   }
 
   /// Whether what is left is the old or the new unit, and after a reboot, too.
-  bool isWhole(const States& left) const {
-    return (left.now == _before.now || left.now == _after.now) &&
-           (left.rebooted == _before.rebooted || left.rebooted == _after.rebooted);
+  bool isWhole(const States& left, const Change& change) const {
+    const auto isEither = change.files == 1 ? isSameAsEither : isEachSameAsEither;
+    return isEither(left.now, _before.now, change.after.now) &&
+           isEither(left.rebooted, _before.rebooted, change.after.rebooted);
   }
 
   const NoSync _fast;
@@ -180,7 +230,7 @@ class PowerCutTest : public ::testing::Test {
   const fs::path _original = _folder.path() / "original";
   fs::path _copy = _folder.path() / "copy";
   int _copies = 0;
-  States _before, _after;
+  States _before;
 };
 
 TEST_F(PowerCutTest, ACutLeavesTheOldOrTheNewUnitAndAfterTheReturnTheNewOne) {
@@ -193,10 +243,11 @@ TEST_F(PowerCutTest, ACutLeavesTheOldOrTheNewUnitAndAfterTheReturnTheNewOne) {
     const size_t cases =
         recording.replay(_folder.path(), caseLimit(200), [&](const Recording::Case& cut) {
           const States left = statesIn(cut.folder);
-          EXPECT_TRUE(isWhole(left)) << change.name << ", case " << cut.number << ": " << left
-                                     << " is neither " << _before << " nor " << _after;
+          EXPECT_TRUE(isWhole(left, change))
+              << change.name << ", case " << cut.number << ": " << left << " is neither " << _before
+              << " nor " << change.after;
           if (cut.isAfterTheChange && change.isDurable) {
-            EXPECT_EQ(left, _after) << change.name << ", case " << cut.number;
+            EXPECT_EQ(left, change.after) << change.name << ", case " << cut.number;
           }
         });
     std::cout << change.name << ": " << recording.operationCount() << " operations, " << cases
@@ -206,25 +257,30 @@ TEST_F(PowerCutTest, ACutLeavesTheOldOrTheNewUnitAndAfterTheReturnTheNewOne) {
 }
 
 TEST_F(PowerCutTest, ACutLeavesANewUnitWholeOrToBeCompleted) {
-  const fs::path parent = _folder.path() / "parent";
-  fs::create_directory(parent);
-  FileRecorder recorder(parent);
-  VirtualDevice{parent / "made/unit"};
-  const Recording recording = recorder.stop();
-  const size_t cases =
-      recording.replay(_folder.path(), caseLimit(600), [&](const Recording::Case& cut) {
-        const fs::path folder = cut.folder / "made/unit";
-        EXPECT_TRUE(!cut.isAfterTheChange || fs::exists(folder / "device.plist"));
-        VirtualDevice unit(folder);
-        EXPECT_EQ(unit.facts(), UnitFacts()) << cut.number;
-        EXPECT_EQ(unit.dataSet(kSet).size(), 1024u) << cut.number;
-        EXPECT_EQ(unit.dataSet("VelmoDiagnosticDataSysCfg").size(), 8192u) << cut.number;
-        unit.use();
-        NSLog(CFSTR("%@"), CFSTR("here"));
-        EXPECT_EQ(unit.systemLog(), std::vector<std::string>{"here"}) << cut.number;
-        EXPECT_TRUE(fs::exists(unit.filePath("/var/logs"))) << cut.number;
-      });
-  std::cout << "init: " << recording.operationCount() << " operations, " << cases << " cases\n";
+  UnitFacts withoutVariables;
+  withoutVariables.bootArgs.reset();
+  for (const UnitFacts& facts : {UnitFacts(), withoutVariables}) {
+    const fs::path parent = _folder.path() / "parent";
+    fs::remove_all(parent);
+    fs::create_directory(parent);
+    FileRecorder recorder(parent);
+    VirtualDevice(parent / "made/unit", facts);
+    const Recording recording = recorder.stop();
+    const size_t cases =
+        recording.replay(_folder.path(), caseLimit(400), [&](const Recording::Case& cut) {
+          const fs::path folder = cut.folder / "made/unit";
+          EXPECT_TRUE(!cut.isAfterTheChange || fs::exists(folder / "device.plist"));
+          VirtualDevice unit(folder, facts);
+          EXPECT_EQ(unit.facts(), facts) << cut.number;
+          EXPECT_EQ(unit.dataSet(kSet).size(), 1024u) << cut.number;
+          EXPECT_EQ(unit.dataSet("VelmoDiagnosticDataSysCfg").size(), 8192u) << cut.number;
+          unit.use();
+          NSLog(CFSTR("%@"), CFSTR("here"));
+          EXPECT_EQ(unit.systemLog(), std::vector<std::string>{"here"}) << cut.number;
+          EXPECT_TRUE(fs::exists(unit.filePath("/var/logs"))) << cut.number;
+        });
+    std::cout << "init: " << recording.operationCount() << " operations, " << cases << " cases\n";
+  }
 }
 
 TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
@@ -242,7 +298,7 @@ TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
           isReached = broken.isReached();
         }
         ::testing::internal::GetCapturedStderr();
-        EXPECT_EQ(statesIn(folder), isDone ? _after : _before)
+        EXPECT_EQ(statesIn(folder), isDone ? change.after : _before)
             << change.name << ", call " << number << (isDone ? " succeeded" : " failed");
         EXPECT_TRUE(isDone || isReached) << change.name;
       }
@@ -266,7 +322,7 @@ TEST_F(PowerCutTest, AKillLeavesTheOldOrTheNewUnitAndNothingInTheWay) {
       ASSERT_EQ(::waitpid(child, &status, 0), child);
       ASSERT_TRUE(status == 0 || WIFSIGNALED(status));
       const States left = statesIn(folder);
-      EXPECT_TRUE(status == 0 ? left == _after : isWhole(left))
+      EXPECT_TRUE(status == 0 ? left == change.after : isWhole(left, change))
           << change.name << ", killed at call " << number << ": " << left;
       for (const auto& entry : fs::recursive_directory_iterator(folder)) {
         EXPECT_NE(entry.path().extension(), ".new") << change.name << ", call " << number;
@@ -279,14 +335,17 @@ TEST_F(PowerCutTest, AKillLeavesTheOldOrTheNewUnitAndNothingInTheWay) {
 TEST_F(PowerCutTest, ShortWritesAndAFullDiskTearNoEntryOfTheSystemLog) {
   VirtualDevice unit(_original);
   unit.use();
-  for (const size_t room : {5u, 60u, 1000u}) {
+  NSLog(CFSTR("%@"), CFSTR("first"));
+  const auto logWithRoom = [](size_t room, CFStringRef message) {
     const ShortWrites full(3, room);
-    NSLog(CFSTR("%@"), CFSTR("entry"));
-  }
-  writeText(unit.filePath("/var/log/system.log"),
-            readText(unit.filePath("/var/log/system.log")) + "cut");
+    NSLog(CFSTR("%@"), message);
+  };
+  logWithRoom(8, CFSTR("for which there is no room"));
+  logWithRoom(1000, CFSTR("second"));
+  const fs::path file = unit.filePath("/var/log/system.log");
+  writeText(file, readText(file) + "cut by a kill");
   NSLog(CFSTR("%@"), CFSTR("next"));
-  EXPECT_EQ(unit.systemLog(), (std::vector<std::string>{"entry", "entry\ncut", "next"}));
+  EXPECT_EQ(unit.systemLog(), (std::vector<std::string>{"first", "second\ncut by a kill", "next"}));
 }
 
 }  // namespace
