@@ -20,7 +20,7 @@ constexpr size_t kFewThreads = 1'000;
 constexpr size_t kManyThreads = 20'000;
 constexpr size_t kMostHeapOfAThread = 1024;
 
-/// Keeps the sampler's messages about processes that exit meanwhile out of the table.
+/// Keeps the sampler's messages about processes that exit out of the table.
 class Silence {
  public:
   Silence() : _standardOutput(dup(STDOUT_FILENO)) {
@@ -52,8 +52,8 @@ size_t threadsIn(CFDictionaryRef snapshot) {
   return threads;
 }
 
-/// Takes a snapshot that holds the whole farm. A process that exits meanwhile ends a pass early:
-/// its time counts, and there is another.
+/// Takes a snapshot that holds the whole farm. When a process that exits ends a pass early, the
+/// pass's time counts and another one follows.
 bool refresh(Processes& processes, const ThreadFarm& farm) {
   const CFRef<CFStringRef> last(
       CFStringCreateWithFormat(kCFAllocatorDefault, nullptr, CFSTR("%d"), int{farm.lastProcess()}));
@@ -68,7 +68,7 @@ size_t heapInUse() {
   return heap.uordblks + heap.hblkhd;
 }
 
-/// What a further snapshot takes for each thread.
+/// Whether a further snapshot takes little memory for each thread.
 bool isHeapWithinBounds(const ThreadFarm& farm) {
   Processes first;
   if (!refresh(first, farm)) return false;
@@ -81,10 +81,12 @@ bool isHeapWithinBounds(const ThreadFarm& farm) {
   return shown > 0 && heap <= kMostHeapOfAThread;
 }
 
-void refreshFarm(benchmark::State& state, size_t threads, size_t times) {
+void refreshFarm(benchmark::State& state, const ThreadFarm::Plan& plan, size_t times) {
   const Silence silence;
-  const ThreadFarm& sleepers = farm(threads);
-  if (!isHeapWithinBounds(sleepers)) return state.SkipWithError("heap of a snapshot");
+  const ThreadFarm& sleepers = farm(plan);
+  const bool areThreadsMany = plan.threadsOfAProcess > 1;
+  if (areThreadsMany && !isHeapWithinBounds(sleepers))
+    return state.SkipWithError("heap of a snapshot");
   Processes processes;
   for (auto _ : state) {
     for (size_t i = 0; i < times; ++i) {
@@ -93,7 +95,11 @@ void refreshFarm(benchmark::State& state, size_t threads, size_t times) {
   }
 }
 
-void refreshThreads(benchmark::State& state) { refreshFarm(state, kThreads, 1); }
+constexpr ThreadFarm::Plan kManyProcesses = {2'000, 1};
+
+void refreshThreads(benchmark::State& state) { refreshFarm(state, {kThreads}, 1); }
+
+void refreshProcesses(benchmark::State& state) { refreshFarm(state, kManyProcesses, 1); }
 
 bool readBare(const std::vector<std::string>& files) {
   std::array<char, 4096> buffer;
@@ -119,18 +125,32 @@ bool readBareFolders(const std::vector<std::string>& folders) {
   return hasRead;
 }
 
-void readBareFiles(benchmark::State& state) {
-  farm(kThreads);
+bool readBareLinks(const std::vector<std::string>& links) {
+  std::array<char, 4096> buffer;
+  bool hasRead = false;
+  for (const std::string& path : links) {
+    hasRead |= readlink(path.c_str(), buffer.data(), buffer.size()) > 0;
+  }
+  return hasRead;
+}
+
+void readBareFiles(benchmark::State& state, const ThreadFarm::Plan& plan) {
+  farm(plan);
   const ProcFiles files = procFiles();
   for (auto _ : state) {
-    if (!readBareFolders(files.folders) || !readBare(files.threads) || !readBare(files.arguments)) {
+    if (!readBareFolders(files.folders) || !readBare(files.threads) || !readBare(files.arguments) ||
+        !readBareLinks(files.executables)) {
       return state.SkipWithError("bare read");
     }
   }
 }
 
+void readFilesOfThreads(benchmark::State& state) { readBareFiles(state, {kThreads}); }
+
+void readFilesOfProcesses(benchmark::State& state) { readBareFiles(state, kManyProcesses); }
+
 void listWithPs(benchmark::State& state) {
-  farm(kThreads);
+  farm({kThreads});
   for (auto _ : state) {
     if (std::system("ps -eLo pid,tid,pcpu,stat,time,comm >/dev/null") != 0) {
       return state.SkipWithError("ps");
@@ -138,14 +158,14 @@ void listWithPs(benchmark::State& state) {
   }
 }
 
-/// How often a machine with few threads is gone over for each pass over one with many, so that both
-/// sides query the same number of threads, those of the machine itself included.
+/// How many passes over few threads are compared with one pass over many, so that both sides query
+/// the same number of threads, including those of the machine itself.
 struct Passes {
   size_t few;
   size_t manyThreads;
 
   Passes() {
-    farm(0);
+    farm({0});
     const size_t others = procFiles().threads.size();
     const size_t fewInAll = kFewThreads + others;
     few = (kManyThreads + others + fewInAll / 2) / fewInAll;
@@ -158,14 +178,15 @@ const Passes& passes() {
   return counts;
 }
 
-void refreshManyThreads(benchmark::State& state) { refreshFarm(state, passes().manyThreads, 1); }
+void refreshManyThreads(benchmark::State& state) { refreshFarm(state, {passes().manyThreads}, 1); }
 
 void refreshFewThreadsOften(benchmark::State& state) {
-  refreshFarm(state, kFewThreads, passes().few);
+  refreshFarm(state, {kFewThreads}, passes().few);
 }
 
 const bool gPairsAdded =
-    addPair({"process-refresh", 1.3, refreshThreads, readBareFiles}) &&
+    addPair({"process-refresh", 1.3, refreshThreads, readFilesOfThreads}) &&
+    addPair({"process-refresh-processes", 1.25, refreshProcesses, readFilesOfProcesses}) &&
     addPair({"process-refresh-to-ps", 0.25, refreshThreads, listWithPs}) &&
     addPair({"process-refresh-growth", 1.15, refreshManyThreads, refreshFewThreadsOften});
 

@@ -14,13 +14,11 @@
 namespace corvane::bench {
 namespace {
 
-constexpr size_t kThreadsOfAProcess = 100;
-
 void* sleepOn(void*) {
   for (;;) pause();
 }
 
-/// Fills the calling process with sleeping threads, says through `ready` that they are there, and
+/// Fills the calling process with sleeping threads, writes a byte to `ready` once they exist, and
 /// never returns.
 [[noreturn]] void holdThreads(size_t threads, int ready) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -41,7 +39,7 @@ bool isNumber(const std::string& text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-/// The entries of a folder of /proc that are numbers; none when it is gone.
+/// Returns the entries of a folder of /proc that are numbers, none when it has gone.
 std::vector<std::string> numbersIn(const std::string& folder) {
   std::vector<std::string> numbers;
   std::error_code error;
@@ -53,7 +51,7 @@ std::vector<std::string> numbersIn(const std::string& folder) {
   return numbers;
 }
 
-/// Ends the processes and waits until they are gone.
+/// Ends the processes and waits for them.
 void endAll(const std::vector<pid_t>& processes) {
   for (const pid_t pid : processes) kill(pid, SIGKILL);
   for (const pid_t pid : processes) waitpid(pid, nullptr, 0);
@@ -61,14 +59,14 @@ void endAll(const std::vector<pid_t>& processes) {
 
 }  // namespace
 
-ThreadFarm::ThreadFarm(size_t threads) : _size(threads) {
+ThreadFarm::ThreadFarm(const Plan& plan) : _plan(plan) {
   int ready[2];
   if (pipe(ready) != 0) throw std::runtime_error("no pipe");
-  for (size_t made = 0; made < threads; made += kThreadsOfAProcess) {
+  for (size_t made = 0; made < plan.threads; made += plan.threadsOfAProcess) {
     const pid_t pid = fork();
     if (pid == 0) {
       close(ready[0]);
-      holdThreads(std::min(kThreadsOfAProcess, threads - made), ready[1]);
+      holdThreads(std::min(plan.threadsOfAProcess, plan.threads - made), ready[1]);
     }
     if (pid > 0) _processes.push_back(pid);
   }
@@ -76,18 +74,18 @@ ThreadFarm::ThreadFarm(size_t threads) : _size(threads) {
   size_t arrived = 0;
   for (char byte; read(ready[0], &byte, 1) == 1;) ++arrived;
   close(ready[0]);
-  if (arrived == (threads + kThreadsOfAProcess - 1) / kThreadsOfAProcess) return;
+  if (arrived == (plan.threads + plan.threadsOfAProcess - 1) / plan.threadsOfAProcess) return;
   endAll(_processes);
   throw std::runtime_error("this machine does not allow so many threads");
 }
 
 ThreadFarm::~ThreadFarm() { endAll(_processes); }
 
-const ThreadFarm& farm(size_t threads) {
+const ThreadFarm& farm(const ThreadFarm::Plan& plan) {
   static std::unique_ptr<ThreadFarm> current;
-  if (!current || current->size() != threads) {
+  if (!current || current->plan() != plan) {
     current.reset();
-    current = std::make_unique<ThreadFarm>(threads);
+    current = std::make_unique<ThreadFarm>(plan);
   }
   return *current;
 }
@@ -99,6 +97,7 @@ ProcFiles procFiles() {
     if (process == std::to_string(getpid())) continue;
     const std::string folder = "/proc/" + process;
     files.arguments.push_back(folder + "/cmdline");
+    files.executables.push_back(folder + "/exe");
     files.folders.push_back(folder + "/task");
     for (const std::string& thread : numbersIn(folder + "/task")) {
       files.threads.push_back(folder + "/task/" + thread + "/stat");

@@ -8,36 +8,44 @@
 
 namespace corvane::bench {
 
-/// Sleeping threads in processes of their own, for a machine that has that many more. They are gone
+/// Sleeping threads in processes of their own, as on a machine that has that many more. They end
 /// with the object.
 class ThreadFarm {
  public:
-  /// Throws std::runtime_error when the machine does not allow them.
-  explicit ThreadFarm(size_t threads);
+  struct Plan {
+    size_t threads;
+    size_t threadsOfAProcess = 100;
+    bool operator==(const Plan&) const = default;
+  };
+
+  /// Throws std::runtime_error when the machine does not allow so many.
+  explicit ThreadFarm(const Plan& plan);
   ~ThreadFarm();
   ThreadFarm(const ThreadFarm&) = delete;
   ThreadFarm& operator=(const ThreadFarm&) = delete;
 
-  size_t size() const { return _size; }
-  /// The last process to be listed.
+  const Plan& plan() const { return _plan; }
+  /// The process that is listed last.
   pid_t lastProcess() const { return _processes.back(); }
 
  private:
-  size_t _size;
+  Plan _plan;
   std::vector<pid_t> _processes;
 };
 
-/// The farm of that size, which takes the place of the one before unless it has the size already.
-const ThreadFarm& farm(size_t threads);
+/// Returns the farm of that plan, which replaces the one before unless it has the plan already.
+const ThreadFarm& farm(const ThreadFarm::Plan& plan);
 
-/// What in /proc tells of the machine's processes and threads, but for the caller's.
+/// What in /proc tells about the machine's processes and threads, except the caller's.
 struct ProcFiles {
   /// The folders that list processes and threads.
   std::vector<std::string> folders;
-  /// The files with what each thread does.
+  /// The file with the state and times of each thread.
   std::vector<std::string> threads;
-  /// The files with the arguments of each process.
+  /// The file with the arguments of each process.
   std::vector<std::string> arguments;
+  /// The link to the executable of each process.
+  std::vector<std::string> executables;
 };
 ProcFiles procFiles();
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -82,18 +83,23 @@ struct Free {
   void operator()(char* bytes) const { std::free(bytes); }
 };
 
+/// Stores at most `length` bytes of the value with this name, and their number in `length`.
+bool readSysctl(std::span<int> name, void* out, size_t& length) {
+  return sysctl(name.data(), static_cast<unsigned>(name.size()), out, &length, nullptr, 0) == 0;
+}
+
 /// Returns the path at the beginning of the process's argument area, or null when the area cannot
 /// be read.
 CFRef<CFStringRef> copyPath(int32_t pid) {
-  int areaName[] = {CTL_KERN, KERN_ARGMAX};
-  int32_t areaSize = 0;
-  size_t length = sizeof areaSize;
-  if (sysctl(areaName, 2, &areaSize, &length, nullptr, 0) != 0 || areaSize <= 0) return {};
+  int sizeName[] = {CTL_KERN, KERN_ARGMAX};
+  int32_t size = 0;
+  size_t length = sizeof size;
+  if (!readSysctl(sizeName, &size, length)) return {};
 
-  length = static_cast<size_t>(areaSize);
+  length = static_cast<size_t>(size);
   const std::unique_ptr<char, Free> area(static_cast<char*>(std::malloc(length)));
   int argumentsName[] = {CTL_KERN, KERN_PROCARGS2, pid};
-  if (!area || sysctl(argumentsName, 3, area.get(), &length, nullptr, 0) != 0) return {};
+  if (!area || !readSysctl(argumentsName, area.get(), length)) return {};
 
   // The scan starts within the argument count, which comes first: of 256 arguments or more the
   // count's second byte is not zero and is taken for the path.

@@ -26,7 +26,7 @@ std::optional<std::string> localTimeText(int64_t time) {
 std::optional<std::string> isoTimeText(int64_t time) {
   auto text = formatTime(time, localtime_r, "%Y-%m-%dT%H:%M:%S%z");
   // strftime has no offset with a colon.
-  if (text) text->insert(text->size() - 2, ":");
+  if (text) text->insert(text->size() - 2, 1, ':');
   return text;
 }
 

@@ -114,6 +114,8 @@ kern_return_t Machine::listProcesses(std::vector<int32_t>& pids) {
     return !task;
   });
   if (isShortOfMeans) return KERN_RESOURCE_SHORTAGE;
+  _listedAt = _clock();
+  _listed = pids;
   std::erase_if(_tasks, [this](const auto& task) {
     return task.first != kKernelTask && task.second.seenIn != _listings;
   });
@@ -137,8 +139,11 @@ kern_return_t Machine::openTask(int32_t pid) {
 /// Lists the task's threads, and forgets those that are not there any more.
 kern_return_t Machine::listThreads(int32_t pid, std::vector<int32_t>& ids) {
   if (pid == kKernelTask) {
-    const kern_return_t result = listProcesses(ids);
+    // A pass asks for the kernel's threads right after the tasks.
+    const bool isListed = !_listed.empty() && _clock() - _listedAt < kSeenAliveFor;
+    const kern_return_t result = isListed ? KERN_SUCCESS : listProcesses(ids);
     if (result != KERN_SUCCESS) return result;
+    if (isListed) ids = _listed;
     std::erase_if(ids, [this](int32_t id) { return !_tasks[id].isKernelThread; });
   } else {
     if (_open.isListed) _open = {};

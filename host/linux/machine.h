@@ -73,6 +73,9 @@ class CORVANE_EXPORT Machine : public TaskSource {
   const Clock _clock;
   std::mutex _mutex;
   uint64_t _listings = 0;
+  /// All processes and kernel threads, as they were listed last, and when.
+  std::vector<int32_t> _listed;
+  int64_t _listedAt = 0;
   std::unordered_map<int32_t, KnownTask> _tasks;
   OpenTask _open;
   bool _hasReported = false;

@@ -208,6 +208,7 @@ TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
   task_thread_times_info_data_t times;
   TaskSource::Arguments arguments;
   std::string name;
+  gNow += 1'000'000;
   const NoDescriptorsLeft none;
   EXPECT_EQ(_machine.tasks(ids), KERN_RESOURCE_SHORTAGE);
   EXPECT_EQ(_machine.findTask(7), KERN_RESOURCE_SHORTAGE);

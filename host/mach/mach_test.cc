@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "host/mach/testing/scripted_kernel.h"
+#include "platform/mach_port.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
@@ -14,46 +15,24 @@ namespace {
 class MachTest : public corvane::testing::UnitTest {
  protected:
   MachTest() {
-    _kernel.tasks().push_back({.pid = 10, .threads = {{}}, .path = "/bin/ten", .arguments = 2});
+    _kernel.tasks().push_back(
+        {.pid = 10, .threads = {{}}, .path = "/bin/ten", .name = "ten", .arguments = 2});
   }
 
-  /// A port to the scripted task `pid`, found as a sampler finds it.
-  static mach_port_t taskPort(int32_t pid) {
-    const mach_port_t host = mach_host_self();
-    mach_port_t* sets = nullptr;
-    mach_port_t* tasks = nullptr;
-    mach_port_t control = 0;
-    mach_port_t found = 0;
-    mach_msg_type_number_t count = 0;
-    EXPECT_EQ(host_processor_sets(host, &sets, &count), KERN_SUCCESS);
-    EXPECT_EQ(count, 1u);
-    EXPECT_EQ(host_processor_set_priv(host, sets[0], &control), KERN_SUCCESS);
-    EXPECT_EQ(processor_set_tasks(control, &tasks, &count), KERN_SUCCESS);
-    for (const mach_port_t task : std::span(tasks, count)) {
-      int itsPid = -1;
-      EXPECT_EQ(pid_for_task(task, &itsPid), KERN_SUCCESS);
-      if (itsPid == pid) {
-        found = task;
-      } else {
-        give(task);
-      }
+  /// The ports of all tasks, found as a sampler finds them. The scripted one comes last.
+  struct Tasks {
+    MachPort host{mach_host_self()};
+    MachPort control;
+    MachPortArray sets{MachPortArray::Ports::kOwned};
+    MachPortArray all{MachPortArray::Ports::kOwned};
+
+    Tasks() {
+      EXPECT_EQ(host_processor_sets(host.get(), sets.out(), sets.outCount()), KERN_SUCCESS);
+      EXPECT_EQ(host_processor_set_priv(host.get(), sets.ports()[0], control.out()), KERN_SUCCESS);
+      EXPECT_EQ(processor_set_tasks(control.get(), all.out(), all.outCount()), KERN_SUCCESS);
     }
-    give(host);
-    give(control);
-    give(sets[0]);
-    free(sets, 1);
-    free(tasks, count);
-    return found;
-  }
-
-  static void give(mach_port_t port) {
-    EXPECT_EQ(mach_port_deallocate(mach_task_self(), port), KERN_SUCCESS);
-  }
-  static void free(mach_port_t* array, mach_msg_type_number_t count) {
-    EXPECT_EQ(vm_deallocate(mach_task_self(), reinterpret_cast<vm_address_t>(array),
-                            count * sizeof(mach_port_t)),
-              KERN_SUCCESS);
-  }
+    mach_port_t scripted() const { return all.ports().back(); }
+  };
 
   corvane::testing::ScriptedKernel _kernel;
 };
@@ -75,40 +54,54 @@ TEST_F(MachTest, APortIsGoodUntilItIsGivenBack) {
 
 TEST_F(MachTest, ACallOnAnotherKindOfPortIsRefused) {
   const size_t before = VirtualDevice::openHandles();
-  mach_port_t name = 0;
-  ASSERT_EQ(task_name_for_pid(mach_task_self(), 10, &name), KERN_SUCCESS);
-  mach_port_t* threads = nullptr;
-  mach_msg_type_number_t count = 0;
-  EXPECT_EQ(task_threads(name, &threads, &count), KERN_INVALID_ARGUMENT) << "a name is no control";
-  EXPECT_EQ(host_processor_sets(name, &threads, &count), KERN_INVALID_ARGUMENT);
-
-  const mach_port_t task = taskPort(10);
-  std::array<integer_t, THREAD_BASIC_INFO_COUNT> info{};
-  count = THREAD_BASIC_INFO_COUNT;
-  EXPECT_EQ(thread_info(task, THREAD_BASIC_INFO, info.data(), &count), KERN_INVALID_ARGUMENT);
-  EXPECT_EQ(task_info(task, 99, info.data(), &count), KERN_INVALID_ARGUMENT);
-  count = TASK_THREAD_TIMES_INFO_COUNT - 1;
-  EXPECT_EQ(task_info(task, TASK_THREAD_TIMES_INFO, info.data(), &count), KERN_INVALID_ARGUMENT);
-  give(name);
-  give(task);
+  {
+    const Tasks tasks;
+    MachPort name;
+    ASSERT_EQ(task_name_for_pid(mach_task_self(), 10, name.out()), KERN_SUCCESS);
+    mach_port_t* array = nullptr;
+    mach_msg_type_number_t count = 0;
+    EXPECT_EQ(task_threads(name.get(), &array, &count), KERN_INVALID_ARGUMENT)
+        << "a name gives no control";
+    EXPECT_EQ(host_processor_sets(name.get(), &array, &count), KERN_INVALID_ARGUMENT);
+    std::array<integer_t, THREAD_BASIC_INFO_COUNT> info{};
+    count = THREAD_BASIC_INFO_COUNT;
+    EXPECT_EQ(thread_info(tasks.scripted(), THREAD_BASIC_INFO, info.data(), &count),
+              KERN_INVALID_ARGUMENT);
+    EXPECT_EQ(task_info(tasks.scripted(), 99, info.data(), &count), KERN_INVALID_ARGUMENT);
+    count = TASK_THREAD_TIMES_INFO_COUNT - 1;
+    EXPECT_EQ(task_info(tasks.scripted(), TASK_THREAD_TIMES_INFO, info.data(), &count),
+              KERN_INVALID_ARGUMENT);
+  }
   EXPECT_EQ(VirtualDevice::openHandles(), before);
 }
 
 TEST_F(MachTest, APortOfATaskThatHasGoneIsDead) {
-  const mach_port_t task = taskPort(10);
+  const Tasks tasks;
+  int pid = 0;
+  ASSERT_EQ(pid_for_task(tasks.scripted(), &pid), KERN_SUCCESS);
+  EXPECT_EQ(pid, 10);
   _kernel.tasks().pop_back();
-  int pid = -7;
-  EXPECT_EQ(pid_for_task(task, &pid), KERN_FAILURE);
-  EXPECT_EQ(pid, -7);
+  EXPECT_EQ(pid_for_task(tasks.scripted(), &pid), KERN_FAILURE);
   mach_port_t* threads = nullptr;
   mach_msg_type_number_t count = 0;
-  EXPECT_EQ(task_threads(task, &threads, &count), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(task_threads(tasks.scripted(), &threads, &count), MACH_SEND_INVALID_DEST);
   mach_port_t name = 0;
   EXPECT_EQ(task_name_for_pid(mach_task_self(), 10, &name), KERN_FAILURE);
-  give(task);
 }
 
-TEST_F(MachTest, ArgumentsLieBehindTheirCountAndThePaddedPath) {
+TEST_F(MachTest, AProcessHasItsShortName) {
+  int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, 10};
+  kinfo_proc process{};
+  size_t size = sizeof process;
+  ASSERT_EQ(sysctl(name, 4, &process, &size, nullptr, 0), 0);
+  EXPECT_EQ(size, sizeof process);
+  EXPECT_STREQ(process.kp_proc.p_comm, "ten");
+  name[3] = 11;
+  ASSERT_EQ(sysctl(name, 4, &process, &size, nullptr, 0), 0);
+  EXPECT_EQ(size, 0u) << "there is no such process";
+}
+
+TEST_F(MachTest, ArgumentsFollowTheirCountAndThePaddedPath) {
   struct Case {
     size_t room;
     std::string area;

@@ -117,7 +117,9 @@ std::string Sampler::nameOf(int32_t pid) {
     return "[unknown]";
   }
   const char* const text = process.kp_proc.p_comm;
-  return "[" + std::string(text, strnlen(text, sizeof process.kp_proc.p_comm)) + "]";
+  std::string shortName = "[";
+  shortName.append(text, strnlen(text, sizeof process.kp_proc.p_comm));
+  return shortName + "]";
 }
 
 /// Returns the path after the argument count, or "" when it cannot be read.
