@@ -2,7 +2,10 @@
 
 include(CMakePackageConfigHelpers)
 
-set(targets corvane corvane-station corvane-tool)
+set(targets corvane corvane-station)
+if(CORVANE_TOOL)
+  list(APPEND targets corvane-tool)
+endif()
 if(CORVANE_PLATFORM STREQUAL host)
   list(APPEND targets corvane-host)
 endif()
@@ -30,6 +33,10 @@ if(CORVANE_COREFOUNDATION)
 else()
   set(COREFOUNDATION_CFLAGS "-I\${includedir}/corvane-corefoundation")
   set(COREFOUNDATION_LIBS "-lcorvane-corefoundation")
+endif()
+
+if(NOT BUILD_SHARED_LIBS AND CORVANE_PLATFORM STREQUAL host)
+  set(PKGCONFIG_REQUIRES "Requires: libplist-2.0")
 endif()
 
 # Relative, so that an installation can be moved and `cmake --install --prefix` works.

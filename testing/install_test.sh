@@ -88,7 +88,6 @@ echo "== a program with the CMake package"
 cat >"$work/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(Station LANGUAGES CXX)
-set(CMAKE_CXX_STANDARD 20)
 find_package(Corvane REQUIRED)
 add_executable(station station.cc)
 target_link_libraries(station PRIVATE Corvane::corvane)
