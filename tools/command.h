@@ -41,6 +41,7 @@ void addLogGroup(CLI::App& app);
 void addPsGroup(CLI::App& app);
 /// The commands that only the virtual device has; none on the device.
 void addDeviceGroup(CLI::App& app);
+void addUnitGroup(CLI::App& app);
 
 }  // namespace corvane::tools
 

@@ -1,7 +1,5 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -9,7 +7,9 @@
 #include "controlbits/control_bit_byte.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/control_bit_text.h"
+#include "tools/dump_kind_option.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/dump_view.h"
@@ -28,9 +28,6 @@ struct Options {
   bool map = false;
   bool json = false;
 };
-
-const std::map<std::string, DumpKind> kKinds = {{"data", DumpKind::kDiagnosticData},
-                                                {"syscfg", DumpKind::kConfiguration}};
 
 std::string kindName(DumpKind kind) {
   switch (kind) {
@@ -134,25 +131,20 @@ ExitStatus inspect(const Options& options) {
 
 void addInspectGroup(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  CLI::App* command = app.add_subcommand(
+  Command command = Command(app).add(
       "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");
-  command->add_option("FILE", options->file, "The dump; - reads standard input")->required();
-  command
-      ->add_option("--as", options->hints.kind,
-                   "What the dump is: data (control-bit bytes and records) or syscfg (a\n"
-                   "configuration area); guessed when not given")
-      ->transform(CLI::CheckedTransformer(kKinds));
-  command
-      ->add_option("--time-bits", options->hints.timeBits,
-                   "Width of the unit's time values, 32 or 64; guessed when not given")
-      ->check(CLI::IsMember({32, 64}));
-  command->add_flag("--map", options->map, "Also draw the map of a configuration area");
-  addJsonFlag(command, options->json);
-  command->footer(
+  command.file("FILE", options->file, "The dump; - reads standard input").required();
+  addDumpKindOption(command, options->hints.kind);
+  command.choice("--time-bits", options->hints.timeBits,
+                 "Width of the unit's time values; guessed when not given",
+                 std::map<std::string, int>{{"32", 32}, {"64", 64}});
+  command.flag("--map", options->map, "Also draw the map of a configuration area");
+  command.jsonFlag(options->json);
+  command.footer(
       "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"
       "cannot be read.\n"
       "Example:\n  corvane inspect unit-4711.bin --map");
-  setAction(command, [=] { return inspect(*options); });
+  command.action([=] { return inspect(*options); });
 }
 
 }  // namespace corvane::tools

@@ -25,6 +25,7 @@ constexpr char kFooter[] = R"(Examples:
   corvane log tail -f
   corvane ps --watch 2                 what uses the processors
   corvane inspect dump.bin             what a dump taken from a unit holds
+  corvane unit export --to unit.json   a whole unit as one document
 
 Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
@@ -44,6 +45,7 @@ ExitStatus run(int argc, char** argv) {
   addPsGroup(app);
   addInspectGroup(app);
   addDeviceGroup(app);
+  addUnitGroup(app);
   const ExitStatus status = runCommandLine(app, argc, argv);
   if (!std::cout.flush()) throw CommandError(kFailed, "standard output cannot be written");
   return status;

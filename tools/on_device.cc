@@ -6,6 +6,7 @@
 namespace corvane::tools {
 
 void addDeviceGroup(CLI::App&) {}
+void addUnitGroup(CLI::App&) {}
 
 UnitLock::UnitLock() = default;
 

@@ -23,13 +23,8 @@ using Bytes = std::span<const uint8_t>;
 
 constexpr size_t kPreviewWidth = 40;
 
-/// What a byte of the area belongs to: its character in the map, its colour and its name. Values
-/// alternate between two characters, so that neighbours can be told apart.
-struct Part {
-  char mark;
-  const char* colour;
-  const char* name;
-};
+/// Values alternate between two characters, so that neighbours can be told apart.
+using Part = AreaPart;
 constexpr Part kHeader = {'H', "\033[35m", "header"};
 constexpr Part kInline = {'i', "\033[36m", "inline entry"};
 constexpr Part kIndirect = {'x', "\033[34m", "indirect entry"};
@@ -42,44 +37,28 @@ constexpr const Part* kLegend[] = {&kHeader, &kInline,    &kIndirect, &kFree,
                                    &kValue,  &kNextValue, &kDamaged,  &kUnused};
 
 /// Assigns each byte of the area to a part.
-class Map {
- public:
-  Map(const AreaReport& report, Bytes image) : _parts(image.size(), &kUnused) {
-    mark(0, std::min(image.size(), area::kHeaderSize), kHeader);
-    mark(report.freeBegin, report.freeEnd - report.freeBegin, kFree);
-    std::vector<const AreaEntry*> values;
-    for (const AreaEntry& entry : report.entries) {
-      mark(entry.offset, area::kEntrySize, entry.isIndirect ? kIndirect : kInline);
-      if (entry.isIndirect && entry.fault.empty()) values.push_back(&entry);
-    }
-    std::ranges::sort(values, {}, &AreaEntry::valueOffset);
-    for (size_t index = 0; index < values.size(); ++index) {
-      mark(values[index]->valueOffset, area::roundUp(values[index]->valueLength),
-           index % 2 == 0 ? kValue : kNextValue);
-    }
-    for (const Finding& finding : report.findings) mark(finding.offset, finding.length, kDamaged);
+std::vector<const Part*> partOfEachByte(const AreaReport& report, size_t size) {
+  std::vector<const Part*> parts(size, &kUnused);
+  const auto mark = [&parts](size_t offset, size_t length, const Part& part) {
+    const size_t begin = std::min(offset, parts.size());
+    std::fill_n(parts.begin() + static_cast<std::ptrdiff_t>(begin),
+                std::min(length, parts.size() - begin), &part);
+  };
+  mark(0, std::min(size, area::kHeaderSize), kHeader);
+  mark(report.freeBegin, report.freeEnd - report.freeBegin, kFree);
+  std::vector<const AreaEntry*> values;
+  for (const AreaEntry& entry : report.entries) {
+    mark(entry.offset, area::kEntrySize, entry.isIndirect ? kIndirect : kInline);
+    if (entry.isIndirect && entry.fault.empty()) values.push_back(&entry);
   }
-
-  /// Returns the part shown for a run of bytes: damage if there is any, else the first part that is
-  /// not free space.
-  const Part& partOf(size_t begin, size_t length) const {
-    const auto cell = std::span(_parts).subspan(begin, std::min(length, _parts.size() - begin));
-    if (std::ranges::find(cell, &kDamaged) != cell.end()) return kDamaged;
-    const auto used = std::ranges::find_if(cell, [](const Part* part) { return part != &kFree; });
-    return used == cell.end() ? kFree : **used;
+  std::ranges::sort(values, {}, &AreaEntry::valueOffset);
+  for (size_t index = 0; index < values.size(); ++index) {
+    mark(values[index]->valueOffset, area::roundUp(values[index]->valueLength),
+         index % 2 == 0 ? kValue : kNextValue);
   }
-
-  size_t size() const { return _parts.size(); }
-
- private:
-  void mark(size_t offset, size_t length, const Part& part) {
-    const size_t begin = std::min(offset, _parts.size());
-    std::fill_n(_parts.begin() + static_cast<std::ptrdiff_t>(begin),
-                std::min(length, _parts.size() - begin), &part);
-  }
-
-  std::vector<const Part*> _parts;
-};
+  for (const Finding& finding : report.findings) mark(finding.offset, finding.length, kDamaged);
+  return parts;
+}
 
 /// Prints marks, changing the colour only where the part changes.
 class Painter {
@@ -170,15 +149,27 @@ void printEntries(std::ostream& out, const AreaReport& report, Bytes image) {
   table.print(out);
 }
 
+std::vector<const AreaPart*> mapOfArea(const AreaReport& report, Bytes image, size_t bytesPerMark) {
+  const std::vector<const Part*> parts = partOfEachByte(report, image.size());
+  std::vector<const Part*> marks;
+  for (size_t at = 0; at < parts.size(); at += bytesPerMark) {
+    const auto run = std::span(parts).subspan(at, std::min(bytesPerMark, parts.size() - at));
+    const bool isDamaged = std::ranges::find(run, &kDamaged) != run.end();
+    const auto used = std::ranges::find_if(run, [](const Part* part) { return part != &kFree; });
+    marks.push_back(isDamaged ? &kDamaged : used == run.end() ? &kFree : *used);
+  }
+  return marks;
+}
+
+std::span<const AreaPart* const> areaParts() { return kLegend; }
+
 void printMap(std::ostream& out, const AreaReport& report, Bytes image, bool coloured) {
   constexpr size_t kColumns = 64, kBytesPerMark = 16;
-  const Map map(report, image);
+  const std::vector<const Part*> map = mapOfArea(report, image, kBytesPerMark);
   Painter painter(out, coloured);
-  for (size_t row = 0; row < map.size(); row += kColumns * kBytesPerMark) {
-    out << std::setw(6) << row << "  ";
-    const size_t end = std::min(row + kColumns * kBytesPerMark, map.size());
-    for (size_t at = row; at < end; at += kBytesPerMark)
-      painter.print(map.partOf(at, kBytesPerMark));
+  for (size_t row = 0; row < map.size(); row += kColumns) {
+    out << std::setw(6) << row * kBytesPerMark << "  ";
+    for (size_t at = row; at < std::min(row + kColumns, map.size()); ++at) painter.print(*map[at]);
     painter.end();
     out << "\n";
   }
@@ -192,7 +183,7 @@ void printMap(std::ostream& out, const AreaReport& report, Bytes image, bool col
     padding = 17 - std::strlen(part->name);
   }
   out << "\n\n";
-  printSummary(out, report, map.size());
+  printSummary(out, report, image.size());
 }
 
 bool isColouredOutput() {

@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "testing/unit_test.h"
+#include "tools/command_error.h"
+#include "tools/unit/unit_diff.h"
+#include "tools/unit/unit_document.h"
+#include "tools/unit/unit_import.h"
+
+namespace corvane::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using host::VirtualDevice;
+namespace fs = std::filesystem;
+
+class UnitDocumentsTest : public ::testing::Test {
+ protected:
+  /// A unit that stations have used.
+  VirtualDevice usedUnit(const std::string& name, uint8_t status) const {
+    host::UnitFacts facts;
+    facts.bootArgs = "a=<&\u00e9";
+    VirtualDevice unit(_folder.path() / name, facts);
+    auto data = unit.dataSet("VelmoDiagnosticData");
+    data[20] = status;
+    unit.setDataSet("VelmoDiagnosticData", data);
+    fs::create_directories(unit.filePath("/private/var/logs/CorvaneTov"));
+    corvane::testing::writeText(unit.filePath("/private/var/logs/CorvaneTov/log.txt"),
+                                "no UTF-8: \xFF\n");
+    corvane::testing::writeText(unit.filePath("/private/var/log/system.log"), "kept");
+    return unit;
+  }
+
+  std::string textOf(const VirtualDevice& unit) const {
+    return documentText(readUnitFolder(unit.folder()));
+  }
+
+  static UnitImage imageOf(const std::string& text) {
+    return imageOfDocument({reinterpret_cast<const uint8_t*>(text.data()), text.size()}, "doc");
+  }
+
+  corvane::testing::TemporaryFolder _folder;
+};
+
+TEST_F(UnitDocumentsTest, AnImportedUnitExportsTheSameBytesAndKeepsItsOtherFiles) {
+  const VirtualDevice first = usedUnit("first", 0xFC), second = usedUnit("second", 0xF2);
+  const std::string text = textOf(first);
+  fs::create_directories(second.filePath("/Users/x"));
+  fs::create_symlink("x", second.filePath("/Users/link"));
+  installUnit(second.folder(), imageOf(text));
+  EXPECT_EQ(textOf(second), text);
+  EXPECT_EQ(corvane::testing::readText(second.filePath("/private/var/log/system.log")), "kept");
+  EXPECT_EQ(fs::read_symlink(second.filePath("/Users/link")), "x");
+
+  installUnit(_folder.path() / "new", imageOf(text));
+  const VirtualDevice made(_folder.path() / "new");
+  EXPECT_EQ(textOf(made), text);
+  EXPECT_EQ(made.facts(), first.facts());
+  // Nothing is left beside the units.
+  EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), {}), 3);
+}
+
+TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
+  const Json document = Json::parse(textOf(usedUnit("unit", 0xF2)));
+  const std::string data = "/files/data~1VelmoDiagnosticData.bin";
+  const struct {
+    std::string pointer;
+    Json value;
+    std::string message;
+  } cases[] = {
+      {data + "/decoded/controlBits/0/status", "passed",
+       "VelmoDiagnosticData.bin/decoded/controlBits/0/status is \"passed\", but the raw contents "
+       "say \"failed\""},
+      {data + "/hex/0", std::string(64, '0'), "VelmoDiagnosticData.bin/decoded/controlBits is"},
+      {data + "/hex/3", "0g", "hex/3 is not pairs of hexadecimal digits"},
+      {"/facts/battery", 81, "/facts/battery is 81, but the raw contents say 80"},
+      {"/facts/more", 1, "/facts/more is not in the raw contents"},
+      {"/files/..~1x", {{"text", ""}}, "/files/../x is not a file of a unit's export"},
+      {"/files/data~1.x.bin", {{"text", ""}}, "is not a file of a unit's export"},
+      {"/files/device.plist", {{"text", 3}}, "/files/device.plist/text is not a string"},
+      {"/schema", 2, "/schema is 2; this tool reads 1"},
+      {"/kind", "data", "has not just the files of its kind"},
+  };
+  for (const auto& [pointer, value, message] : cases) {
+    Json edited = document;
+    edited[Json::json_pointer(pointer)] = value;
+    try {
+      imageOf(edited.dump());
+      ADD_FAILURE() << pointer;
+    } catch (const CommandError& error) {
+      EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << error.what();
+    }
+  }
+  EXPECT_THROW(imageOf(document.dump().substr(0, 500)), CommandError);
+}
+
+TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {
+  const VirtualDevice unit = usedUnit("unit", 0xF2);
+  const std::string text = textOf(unit);
+  UnitImage image = imageOf(text);
+  image.files[kDeviceFile] = {'x'};
+  EXPECT_THROW(installUnit(unit.folder(), image), CommandError);
+  EXPECT_THROW(installUnit(_folder.path(), imageOf(text)), CommandError);
+  EXPECT_EQ(textOf(unit), text);
+}
+
+TEST_F(UnitDocumentsTest, AKilledImportLeavesTheOldUnitOrTheNewOne) {
+  const VirtualDevice unit = usedUnit("unit", 0xF2);
+  const UnitImage images[] = {readUnitFolder(unit.folder()),
+                              readUnitFolder(usedUnit("other", 0xFC).folder())};
+  const std::set<std::string> allowed = {documentText(images[0]), documentText(images[1])};
+  std::mt19937 random(1);
+  for (int round = 0; round < 40; ++round) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      for (int i = 0;; ++i) installUnit(unit.folder(), images[i % 2]);
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 40000));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ASSERT_TRUE(allowed.contains(textOf(unit))) << round;
+  }
+  // The next import clears what the killed ones left.
+  installUnit(unit.folder(), images[0]);
+  EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), {}), 2);
+}
+
+TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
+  for (const char* set : {"VelmoDiagnosticData", "VelmoDiagnosticDataSysCfg"}) {
+    const Bytes dump = usedUnit("unit", 0xF2).dataSet(set);
+    const UnitImage image = imageOfDump(dump, {}, "dump");
+    EXPECT_EQ(imageOf(documentText(image)).files.begin()->second, dump);
+  }
+  EXPECT_THROW(imageOfDump(Bytes(100, 'x'), {}, "dump"), CommandError);
+  EXPECT_EQ(imageOfDump(Bytes(100, 'x'), DumpKind::kConfiguration, "dump").kind,
+            ImageKind::kSysCfg);
+}
+
+std::string linesOf(const std::vector<Difference>& differences) {
+  std::string text;
+  for (const auto& [part, place, a, b] : differences) {
+    text += part + " " + place + ": " + a + " -> " + b + "\n";
+  }
+  return text;
+}
+
+TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
+  VirtualDevice unit = usedUnit("unit", 0xFC);
+  const UnitImage before = readUnitFolder(unit.folder());
+  EXPECT_EQ(linesOf(diffImages(before, before)), "");
+
+  UnitImage after = before;
+  Bytes& data = after.files[kDiagnosticDataFile];
+  data[20] = 0xF2;
+  // A last record with bytes after its message, in a slot that was free, and one stray byte.
+  const Bytes record = {0x00, 0xF1, 0x53, 0x65, 0, 0, 0, 0, 7, 0x10, 'o', 'k', 0, 9, 9};
+  std::ranges::copy(record, data.begin() + 128);
+  data[1000] = 0;
+  Bytes& area = after.files[kConfigurationFile];
+  area[20] = 1, area[4] = 44;
+  std::ranges::copy(std::string("STPOUMTS"), area.begin() + 24);
+  std::string text = linesOf(diffImages(before, after));
+  for (const char* line :
+       {"status 20: passed, fail count 0 (0xfc) -> failed, fail count 2 (0xf2)\n",
+        "station 7, result 1, \"ok\"\n", "key OPTS:  -> \"UMTS\"\n",
+        "raw data/VelmoDiagnosticData.bin, 1 bytes at 1000: ff -> 00\n"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << text;
+  }
+  EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
+
+  // Of the same record, what follows the message's zero byte is explained by nothing.
+  UnitImage tail = after;
+  tail.files[kDiagnosticDataFile][128 + 14] = 8;
+  EXPECT_EQ(linesOf(diffImages(after, tail)),
+            "raw data/VelmoDiagnosticData.bin, 1 bytes at 142: 09 -> 08\n");
+
+  UnitImage dump;
+  dump.kind = ImageKind::kSysCfg;
+  dump.files[kConfigurationFile] = area;
+  EXPECT_EQ(linesOf(diffImages(dump, before)), "key OPTS: \"UMTS\" -> \n");
+  auto facts = unit.facts();
+  facts.bootArgs = "b";
+  facts.currentCapacity.reset();
+  unit.setFacts(facts);
+  EXPECT_EQ(linesOf(diffImages(before, readUnitFolder(unit.folder()))),
+            "nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
+            "device registry/IOPMPowerSource/CurrentCapacity: 80 -> \n");
+}
+
+}  // namespace
+}  // namespace corvane::tools
