@@ -1,7 +1,5 @@
 #include "dataarea/bits.h"
 
-#include <IOKit/IOKitLib.h>
-
 #include "dataarea/data_area.h"
 #include "testing/unit_test.h"
 
@@ -22,163 +20,90 @@ TEST_F(BitsTest, AReadMustLieWithinTheSet) {
   struct Case {
     uint32_t offset, length, result;
   };
-  const Case cases[] = {{0, 1024, 0},          {1024, 0, 0},        {1023, 1, 0},
-                        {1023, 2, 5},          {1025, 0, 5},        {0xFFFFFFFF, 1, 5},
-                        {0xFFFFFFF0, 0x20, 5}, {100, 0xFFFFFFFF, 5}};
+  const Case cases[] = {{0, 1024, 0}, {1024, 0, 0},          {1023, 2, 5},
+                        {1025, 0, 5}, {0xFFFFFFF0, 0x20, 5}, {100, 0xFFFFFFFF, 5}};
   for (const Case& c : cases) {
     Bytes destination(1024, 0xAA);
     EXPECT_EQ(readBits(c.offset, c.length, destination.data(), kSet), c.result) << c.offset;
     EXPECT_TRUE(c.result == 0 || destination == Bytes(1024, 0xAA));
   }
   EXPECT_EQ(readBits(0, 1, nullptr, CFSTR("Missing")), 5u);
-  EXPECT_EQ(readBits(0, 0, nullptr, kSet), 0u);
   EXPECT_TRUE(logLines().empty());
 }
 
-TEST_F(BitsTest, AWriteIsInTheFileWhenItReturns) {
-  const Bytes bytes = {0x41, 0x42, 0x43};
-  EXPECT_EQ(writeBits(1021, 3, bytes.data(), 1, kSet), 0u);
-  const std::string file =
-      corvane::testing::readText(_unit.folder() / "data/VelmoDiagnosticData.bin");
-  ASSERT_EQ(file.size(), 1024u);
-  EXPECT_EQ(file.substr(1021), "ABC");
-  Bytes readBack(3);
-  EXPECT_EQ(readBits(1021, 3, readBack.data(), kSet), 0u);
-  EXPECT_EQ(readBack, bytes);
-  EXPECT_TRUE(logLines().empty());
-}
-
-TEST_F(BitsTest, AnUncommittedWriteIsGoneAfterAReboot) {
-  const Bytes bytes = {1, 2};
-  EXPECT_EQ(writeBits(10, 2, bytes.data(), 0, kSet), 0u);
-  EXPECT_EQ(writeBits(11, 1, &bytes[0], -5, kSet), 0u) << "any flag but 0 commits";
-  EXPECT_EQ(_unit.dataSet("VelmoDiagnosticData")[10], 1);
+TEST_F(BitsTest, ACommittedWriteOutlivesAReboot) {
+  const Bytes written = {0x41, 0x42, 0x43};
+  EXPECT_EQ(writeBits(10, 2, written.data(), 0, kSet), 0u);
+  EXPECT_EQ(writeBits(11, 3, written.data(), -5, kSet), 0u) << "any flag but 0 commits";
+  Bytes readBack(4);
+  EXPECT_EQ(readBits(10, 4, readBack.data(), kSet), 0u);
+  EXPECT_EQ(readBack, (Bytes{0x41, 0x41, 0x42, 0x43}));
   _unit.reboot();
-  EXPECT_EQ(_unit.dataSet("VelmoDiagnosticData")[10], 0xFF);
-  EXPECT_EQ(_unit.dataSet("VelmoDiagnosticData")[11], 1);
+  EXPECT_EQ(readBits(10, 4, readBack.data(), kSet), 0u);
+  EXPECT_EQ(readBack, (Bytes{0xFF, 0x41, 0x42, 0x43}));
+  EXPECT_TRUE(logLines().empty());
 }
 
 TEST_F(BitsTest, EachFailedWriteHasItsResultAndItsLine) {
   struct Case {
     const char* rule;
-    CFStringRef set;
-    uint32_t offset, length;
-    uint32_t result;
-    Strings log;
+    bool hasSet;
+    uint32_t length, result;
+    const char* line;
+    bool isWritten;
   };
-  const std::string verification = "writeBits verification failed [length=";
+  const char* unread = "writeControlBits verification read failed (status 5)";
   const Case cases[] = {
-      {"CFNumberCreate",
-       kSet,
-       5,
-       1,
-       5,
-       {"Control Bits: writeBits offsetRef invalid (offsetRef=(null))"}},
-      {"CFDataCreateWithBytesNoCopy",
-       kSet,
-       5,
-       1,
-       5,
-       {"Control Bits: writeBits bufferRef invalid (bufferRef=(null))"}},
-      {"CFDictionaryCreateMutable",
-       kSet,
-       5,
-       1,
-       5,
-       {"Control Bits: writeBits dictRef invalid (dictRef=(null))"}},
-      {"IORegistryEntrySetCFProperties=1",
-       nullptr,
-       5,
-       1,
-       5,
-       {"Control Bits: writeBits set invalid (set=(null))"}},
-      {"CFNumberCreate",
-       nullptr,
-       5,
-       1,
-       5,
-       {"Control Bits: writeBits offsetRef invalid (offsetRef=(null))"}},
-      {"malloc", kSet, 5, 1, 5, {"writeBits: verification buffer malloc failed"}},
-      {"IORegistryEntryCreateCFProperty",
-       kSet,
-       5,
-       1,
-       5,
-       {"writeControlBits verification read failed (status 5)"}},
-      {"CFGetTypeID", kSet, 5, 1, 5, {"writeControlBits verification read failed (status 5)"}},
-      {"CFDataGetLength", kSet, 5, 1, 5, {"writeControlBits verification read failed (status 5)"}},
-      {"stuck:VelmoDiagnosticData:5=0x40",
-       kSet,
-       5,
-       1,
-       0,
-       {verification + "1] (wrote 0x41, read 0x40)"}},
-      {"stuck:VelmoDiagnosticData:6=0x0A", kSet, 5, 2, 0, {verification + "2]"}},
-      {"IORegistryEntrySetCFProperties=0",
-       kSet,
-       9,
-       1,
-       0,
-       {verification + "1] (wrote 0x41, read 0xff)"}},
-      {"stuck:VelmoDiagnosticData:5=0x40", kSet, 4, 1, 0, {}},
-      {"IORegistryEntryCreateCFProperty", kSet, 5, 0, 0, {}},
+      {"CFNumberCreate", false, 1, 5,
+       "Control Bits: writeBits offsetRef invalid (offsetRef=(null))", false},
+      {"CFDataCreateWithBytesNoCopy", true, 1, 5,
+       "Control Bits: writeBits bufferRef invalid (bufferRef=(null))", false},
+      {"CFDictionaryCreateMutable", true, 1, 5,
+       "Control Bits: writeBits dictRef invalid (dictRef=(null))", false},
+      {"", false, 1, 5, "Control Bits: writeBits set invalid (set=(null))", false},
+      {"malloc", true, 1, 5, "writeBits: verification buffer malloc failed", true},
+      {"IORegistryEntryCreateCFProperty", true, 1, 5, unread, true},
+      {"CFGetTypeID", true, 1, 5, unread, true},
+      {"IORegistryEntryCreateCFProperty", true, 0, 0, "", false},
+      {"stuck:VelmoDiagnosticData:5=0x40", true, 1, 0,
+       "writeBits verification failed [length=1] (wrote 0x41, read 0x40)", true},
+      {"stuck:VelmoDiagnosticData:6=0x0A", true, 2, 0, "writeBits verification failed [length=2]",
+       true},
   };
   for (const Case& c : cases) {
-    std::filesystem::remove_all(_unit.filePath("/private/var/logs"));
-    const Bytes bytes = {0x41, 0x42};
-    host::VirtualDevice::setFaults(c.rule);
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(writeBits(c.offset, c.length, bytes.data(), 1, c.set), c.result) << c.rule;
-    host::VirtualDevice::setFaults("");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << c.rule;
-    EXPECT_EQ(logLines(), c.log) << c.rule;
+    setByte(5, 0);
+    const Bytes written = {0x41, 0x42};
+    const Trace trace = traceOf(c.rule, [&] {
+      EXPECT_EQ(writeBits(5, c.length, written.data(), 1, c.hasSet ? kSet : nullptr), c.result);
+    });
+    EXPECT_EQ(trace.standardError, "") << c.rule;
+    EXPECT_EQ(trace.log, *c.line ? Strings{c.line} : Strings{}) << c.rule;
+    EXPECT_EQ(bytes()[5], c.isWritten ? 0x41 : 0) << c.rule;
   }
 }
 
 TEST_F(BitsTest, ARefusedWriteShowsItsRequestAndReturnsThePlatformsCode) {
   struct Case {
     const char* rule;
-    CFStringRef set;
     uint32_t offset, length, result;
   };
-  const Case cases[] = {{"IORegistryEntrySetCFProperties=0xe00002c1", kSet, 20, 1, 0xe00002c1},
-                        {"IORegistryEntrySetCFProperties=-7", kSet, 20, 1, 0xfffffff9},
-                        {"", kSet, 1024, 1, 0xe00002c2},
-                        {"", CFSTR("Missing"), 0, 1, 0xe00002f0},
-                        {"", CFSTR("Missing"), 0, 0, 0xe00002f0}};
+  const Case cases[] = {{"IORegistryEntrySetCFProperties=-7", 20, 0, 0xfffffff9},
+                        {"", 1024, 1, 0xe00002c2}};
   for (const Case& c : cases) {
-    std::filesystem::remove_all(_unit.filePath("/private/var/logs"));
     const uint8_t byte = 0x41;
-    host::VirtualDevice::setFaults(c.rule);
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(writeBits(c.offset, c.length, &byte, 1, c.set), c.result);
-    const std::string shown = ::testing::internal::GetCapturedStderr();
-    for (const char* part : {"VelmoDiagnosticDataSet", "VelmoDiagnosticDataCommit",
-                             "VelmoDiagnosticDataOffset", "VelmoDiagnosticDataBuffer"}) {
-      EXPECT_NE(shown.find(part), std::string::npos) << shown;
-    }
-    ASSERT_EQ(logLines().size(), 1u);
+    const Trace trace = traceOf(
+        c.rule, [&] { EXPECT_EQ(writeBits(c.offset, c.length, &byte, 1, kSet), c.result); });
+    ASSERT_EQ(trace.log.size(), 1u);
     const std::string begin =
         "Control Bits: writeBits IORegistryEntrySetCFProperties failed (result=" +
         std::to_string(static_cast<int32_t>(c.result)) +
-        " entry=" + std::to_string(static_cast<int32_t>(gDataArea)) + " properties={";
-    EXPECT_EQ(logLines()[0].substr(0, begin.size()), begin);
+        " entry=" + std::to_string(static_cast<int32_t>(gDataArea)) + " properties=";
+    EXPECT_TRUE(trace.log[0].starts_with(begin)) << trace.log[0];
+    for (const char* part : {"VelmoDiagnosticDataSet", "VelmoDiagnosticDataCommit",
+                             "VelmoDiagnosticDataOffset", "VelmoDiagnosticDataBuffer"}) {
+      EXPECT_NE(trace.standardError.find(part), std::string::npos) << trace.standardError;
+    }
   }
-}
-
-TEST_F(BitsTest, NothingIsLeakedOnAnyPath) {
-  const size_t handles = host::VirtualDevice::openHandles();
-  const CFRef<CFStringRef> set = corvane::testing::cfString("VelmoDiagnosticData");
-  const uint8_t byte = 0x41;
-  for (const char* rule : {"", "CFNumberCreate", "IORegistryEntrySetCFProperties", "malloc",
-                           "IORegistryEntryCreateCFProperty"}) {
-    host::VirtualDevice::setFaults(rule);
-    ::testing::internal::CaptureStderr();
-    writeBits(0, 1, &byte, 1, set.get());
-    ::testing::internal::GetCapturedStderr();
-    EXPECT_EQ(CFGetRetainCount(set.get()), 1) << rule;
-  }
-  EXPECT_EQ(host::VirtualDevice::openHandles(), handles);
 }
 
 }  // namespace

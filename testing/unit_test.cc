@@ -40,6 +40,25 @@ std::vector<std::string> UnitTest::logLines() const {
   return lines;
 }
 
+UnitTest::Trace UnitTest::traceOf(const std::string& rules, const std::function<void()>& work) {
+  std::filesystem::remove(_unit.filePath(kLogFile));
+  std::filesystem::remove(_unit.filePath("/private/var/log/system.log"));
+  host::VirtualDevice::setFaults(rules);
+  ::testing::internal::CaptureStderr();
+  work();
+  std::string standardError = ::testing::internal::GetCapturedStderr();
+  host::VirtualDevice::setFaults("");
+  return {logLines(), _unit.systemLog(), std::move(standardError)};
+}
+
+std::vector<uint8_t> UnitTest::bytes() const { return _unit.dataSet("VelmoDiagnosticData"); }
+
+void UnitTest::setByte(size_t offset, uint8_t byte) {
+  std::vector<uint8_t> contents = bytes();
+  contents[offset] = byte;
+  _unit.setDataSet("VelmoDiagnosticData", contents);
+}
+
 std::string readText(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

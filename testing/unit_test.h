@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,19 @@ class UnitTest : public ::testing::Test {
   /// The test log's lines; none when there is no log yet. Each is checked to begin with a time
   /// stamp, which is left out.
   std::vector<std::string> logLines() const;
+
+  /// What a piece of work leaves behind.
+  struct Trace {
+    std::vector<std::string> log;
+    std::vector<std::string> systemLog;
+    std::string standardError;
+  };
+  /// Empties both logs, runs `work` under the fault rules, and returns what it left.
+  Trace traceOf(const std::string& rules, const std::function<void()>& work);
+
+  /// The bytes of the data set "VelmoDiagnosticData".
+  std::vector<uint8_t> bytes() const;
+  void setByte(size_t offset, uint8_t byte);
 
   TemporaryFolder _folder;
   host::VirtualDevice _unit;
