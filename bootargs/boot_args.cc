@@ -51,7 +51,7 @@ void setBootArgs(CFStringRef value) try {
                     0);
     return;
   }
-  // A missing service and a refused value go unnoticed: nobody is told of either.
+  // A missing service and a refused value are not reported.
   const IOObject nvram = firstService("IODTNVRAM", masterPort);
   IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), value);
 } catch (const std::exception&) {

@@ -19,7 +19,7 @@ void traceByte(CFStringRef format, uint8_t byte) {
   Log::writeDebug(formatText(format, byte).get(), CFSTR("Control Bits"), 0);
 }
 
-/// The byte at `offset`, or 0xFF, with `failure` logged, when it cannot be read.
+/// Returns the byte at `offset`; 0xFF, after logging `failure`, when it cannot be read.
 uint8_t readByte(uint32_t offset, CFStringRef failure) {
   uint8_t byte = 0xFF;
   if (readBits(offset, 1, &byte, diagnosticDataSet()) != 0) logLine(failure);
@@ -32,7 +32,7 @@ void writeByte(uint32_t offset, uint8_t byte, CFStringRef failureFormat) {
   if (result != 0) logLine(formatText(failureFormat, result).get());
 }
 
-/// What a writer of one fixed byte says: one line for each status, the rest as named.
+/// The log lines of a writer of one fixed byte: one for each status, the rest as named.
 struct FixedByteTexts {
   std::span<const CFStringRef> statusLines;
   CFStringRef badStatus;

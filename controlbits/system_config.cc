@@ -12,7 +12,7 @@ struct Close {
   void operator()(syscfg_handle* store) const { syscfg__deinit(store, kWriteBack); }
 };
 /// An open store over the device's flash. The second kind is written back when it is closed,
-/// whatever became of the change.
+/// whether or not the change succeeded.
 using ReadStore = std::unique_ptr<syscfg_handle, Close<0>>;
 using WriteStore = std::unique_ptr<syscfg_handle, Close<1>>;
 

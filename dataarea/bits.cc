@@ -37,7 +37,7 @@ void fillRequest(CFMutableDictionaryRef request, CFStringRef set, int32_t commit
   CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataBuffer"), buffer);
 }
 
-/// Sends the request to the data area and reports a refusal; the platform's return code.
+/// Sends the request to the data area, reports a refusal, and returns the platform's code.
 uint32_t sendRequest(CFDictionaryRef request) {
   const kern_return_t result = IORegistryEntrySetCFProperties(gDataArea, request);
   if (result != KERN_SUCCESS) {
@@ -62,7 +62,7 @@ void reportMismatch(uint32_t length, const uint8_t* written, const uint8_t* read
   Log::write(text.get(), nullptr, 0);
 }
 
-/// Reads back what was written and compares. A mismatch is only logged: the result is that of the
+/// Reads back what was written and compares. A mismatch is only logged: returns the result of the
 /// read.
 uint32_t verify(uint32_t offset, uint32_t length, const void* bytes, CFStringRef set) {
   const std::unique_ptr<uint8_t, decltype(&std::free)> readBack(
