@@ -1,9 +1,12 @@
 #include "tools/byte_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -17,12 +20,27 @@ namespace {
   throw CommandError(status, path + ": " + std::strerror(errno));
 }
 
-/// Writes a new file, or into what is no regular file.
-bool writeTo(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
-  ScopedFile file(std::fopen(path.c_str(), "wb"));
+bool writeTo(ScopedFile file, std::span<const uint8_t> bytes) {
   if (!file) return false;
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
+                         std::fflush(file.get()) == 0 && ::fsync(::fileno(file.get())) == 0;
   return std::fclose(file.release()) == 0 && isWritten;
+}
+
+/// Makes a file beside `target` under a name that nobody can foresee, with the mode of `target`,
+/// and the mode of any new file when there is none. `name` becomes its path.
+ScopedFile openBeside(const std::string& target, std::string& name) {
+  name = target + ".XXXXXX";
+  const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor < 0) return nullptr;
+  struct stat old {};
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  const bool isThere = ::stat(target.c_str(), &old) == 0;
+  ::fchmod(descriptor, isThere ? old.st_mode & 07777 : 0666 & ~mask);
+  ScopedFile file(::fdopen(descriptor, "wb"));
+  if (!file) ::close(descriptor);
+  return file;
 }
 
 }  // namespace
@@ -47,17 +65,23 @@ FileBytes readFile(const std::string& path, size_t limit) {
 void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
   std::error_code error;
   if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
-    if (!writeTo(path, bytes)) fail(kFailed, path);
+    // A device or a pipe, which cannot be synced either.
+    const ScopedFile file(std::fopen(path.c_str(), "wbe"));
+    if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
+        std::fflush(file.get()) != 0) {
+      fail(kFailed, path);
+    }
     return;
   }
   // Through links, so that a link stays one.
   std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
   if (error) target = path;
-  std::filesystem::path partial = target;
-  partial += ".partial";
-  if (writeTo(partial, bytes) && std::rename(partial.c_str(), target.c_str()) == 0) return;
+  std::string partial;
+  ScopedFile file = openBeside(target, partial);
+  const bool isMade = static_cast<bool>(file);
+  if (writeTo(std::move(file), bytes) && std::rename(partial.c_str(), target.c_str()) == 0) return;
   const int reason = errno;
-  std::filesystem::remove(partial, error);
+  if (isMade) std::filesystem::remove(partial, error);
   errno = reason;
   fail(kFailed, path);
 }

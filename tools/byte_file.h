@@ -11,7 +11,7 @@ namespace corvane::tools {
 
 struct FileBytes {
   std::vector<uint8_t> bytes;
-  /// False when the file goes on behind them.
+  /// False when the file has more bytes after them.
   bool isWhole;
 };
 
@@ -19,8 +19,8 @@ struct FileBytes {
 /// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);
 
-/// Puts `bytes` in the place of the file at `path`, which has all of them or is as it was. Throws
-/// CommandError with the file's name and the reason.
+/// Replaces the file's contents: the file has all of `bytes`, or is as it was. Throws CommandError
+/// (not done) with the file's name and the reason.
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
 
 }  // namespace corvane::tools

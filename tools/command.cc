@@ -3,11 +3,13 @@
 #include "controlbits/control_bits.h"
 #include "platform/device_path.h"
 #include "platform/text.h"
+#include "tools/printable.h"
 
 namespace corvane::tools {
+
 CFRef<CFStringRef> textArgument(const std::string& text) {
   CFRef<CFStringRef> string = textFromUtf8(text);
-  if (!string) throw CommandError(kUsage, "'" + text + "' is not UTF-8 text");
+  if (!string) throw CommandError(kUsage, "'" + printable(text) + "' is not UTF-8 text");
   return string;
 }
 

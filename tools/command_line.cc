@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
+#include <iomanip>
+#include <sstream>
 
 #include "tools/command.h"
 #include "tools/printable.h"
@@ -22,7 +24,7 @@ Run& currentRun() {
   return run;
 }
 
-/// Decimal, or 0x and hexadecimal digits; a zero in front is no octal number.
+/// Parses a decimal number, or 0x and hexadecimal digits. A leading zero does not make it octal.
 std::optional<int64_t> parseNumber(const std::string& word) {
   const bool isNegative = word.starts_with('-');
   const bool isHex = word.compare(isNegative, 2, "0x") == 0;
@@ -37,8 +39,9 @@ std::optional<int64_t> parseNumber(const std::string& word) {
 std::string describe(const Command::Range& range) {
   const auto isBound = [](int64_t bound) { return bound > INT32_MIN && bound < INT32_MAX; };
   const std::string lowest = std::to_string(range.lowest);
-  if (isBound(range.highest))
+  if (isBound(range.highest)) {
     return "a number from " + lowest + " to " + std::to_string(range.highest);
+  }
   return isBound(range.lowest) ? "a number, " + lowest + " or more" : "a number";
 }
 
@@ -49,7 +52,7 @@ auto storeIn(auto& value) {
   };
 }
 
-/// Returns a reader of a choice; `store` returns false for a word that is none.
+/// Returns a reader of a choice; `store` returns false for a word that is not one of the choices.
 auto readChoice(const std::vector<std::string>& choices,
                 std::function<bool(const std::string& word)> store) {
   return [=](const std::string& word) -> std::string {
@@ -114,6 +117,23 @@ Option Command::file(const std::string& names, std::string& value, const std::st
 Option Command::file(const std::string& names, std::optional<std::string>& value,
                      const std::string& about) {
   return add(names, about, "FILE", storeIn(value));
+}
+
+Option Command::seconds(const std::string& names, double& value, const std::string& about,
+                        double least, double most) {
+  std::ostringstream range;
+  range << std::setprecision(9) << "seconds from " << least << " to " << most;
+  return add(names, about, "SECONDS",
+             [=, &value, expected = range.str()](const std::string& word) -> std::string {
+               double number = 0;
+               const char* const end = word.data() + word.size();
+               const auto [at, error] = std::from_chars(word.data(), end, number);
+               if (error != std::errc() || at != end || !(number >= least && number <= most)) {
+                 return expected + ", not '" + printable(word) + "'";
+               }
+               value = number;
+               return "";
+             });
 }
 
 Option Command::choices(const std::string& names, std::vector<std::string>& value,

@@ -84,6 +84,10 @@ class Command {
                      [&value](int64_t number) { value = static_cast<T>(number); });
   }
 
+  /// A decimal number of seconds.
+  Option seconds(const std::string& names, double& value, const std::string& about, double least,
+                 double most);
+
   /// One of the names; a whole number that one of them stands for is taken as well.
   template <typename T>
   Option choice(const std::string& names, std::optional<T>& value, const std::string& about,

@@ -9,18 +9,18 @@
 /// How the tool names what a control-bit byte holds.
 namespace corvane::tools {
 
-/// Names of a status, as people read and type them, with their values.
+/// The names of status values, as people read and type them.
 using StatusNames = std::map<std::string, int32_t>;
 const StatusNames& testStatusNames();
 const StatusNames& logCollectionStatusNames();
 
-/// The name among `names` of the byte's status; "status 2" when it has none.
+/// Returns the name among `names` of the byte's status; "status 2" when it has none.
 std::string statusName(uint8_t byte, const StatusNames& names);
 
 /// "0x0a".
 std::string hexByte(uint8_t byte);
 
-/// What the byte at `offset` is for, where it has a fixed use; else empty.
+/// Returns the fixed use of the byte at `offset`; empty when it has none.
 std::string useOf(size_t offset);
 
 nlohmann::ordered_json controlBitAsJson(size_t offset, uint8_t byte);

@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "device/models.h"
@@ -165,7 +166,7 @@ void printUnit(const VirtualDevice& unit) {
 
 void addInit(Command group) {
   const auto options = std::make_shared<FactOptions>();
-  Command command = group.add("init", "Make a new unit where there is none");
+  Command command = group.add("init", "Make a new unit where there is not one yet");
   options->addTo(command);
   command.footer(
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
@@ -257,7 +258,7 @@ void addDeviceGroup(CLI::App& app) {
   group.requireCommand();
   group.footer(
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; any command makes\n"
-      "one there when there is none.");
+      "one there when it is missing.");
   addInit(group);
   addShow(group);
   addSet(group);

@@ -9,9 +9,9 @@
 
 namespace corvane::tools {
 
-/// Runs `write` and sees whether the log grew by the number of whole lines that it returns: the
-/// library says nothing of a line that it cannot write, and a disk may be full within one. Throws
-/// CommandError when it did not.
+/// Runs `write` and checks that the log grew by the number of whole lines that it returns: the
+/// library reports no line that it cannot write, and a disk may be full within one. Throws
+/// CommandError when the log did not.
 ExitStatus writeToLog(const std::function<size_t()>& write);
 
 }  // namespace corvane::tools

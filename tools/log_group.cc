@@ -1,6 +1,7 @@
 #include <chrono>
 #include <deque>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <thread>
 

@@ -1,4 +1,5 @@
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"

@@ -1,16 +1,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
-#include <charconv>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
+#include <memory>
 #include <thread>
 
 #include "tools/byte_file.h"
 #include "tools/command.h"
+#include "tools/command_line.h"
 #include "tools/log_file.h"
 #include "tools/ps/live_screen.h"
 #include "tools/ps/process_json.h"
@@ -127,98 +125,50 @@ ExitStatus run(const Options& options) {
   });
 }
 
-/// Accepts decimal numbers from `least` to `most` and nothing else that could pass for a number.
-CLI::Validator decimal(double least, double most) {
-  std::ostringstream range;
-  range << std::setprecision(9) << "a number from " << least << " to " << most;
-  return CLI::Validator(
-      [=, text = range.str()](const std::string& argument) {
-        double value = 0;
-        const char* const end = argument.data() + argument.size();
-        const auto [at, error] = std::from_chars(argument.data(), end, value);
-        const bool isGood = error == std::errc() && at == end && value >= least && value <= most;
-        return isGood ? std::string() : "\"" + argument + "\" is not " + text;
-      },
-      "");
-}
-
-/// Accepts decimal whole numbers from 1 on.
-CLI::Validator count() {
-  return CLI::Validator(
-      [](const std::string& argument) {
-        size_t value = 0;
-        const char* const end = argument.data() + argument.size();
-        const auto [at, error] = std::from_chars(argument.data(), end, value);
-        const bool isGood = error == std::errc() && at == end && value >= 1;
-        return isGood ? std::string() : "\"" + argument + "\" is not a whole number from 1 on";
-      },
-      "");
-}
-
 }  // namespace
 
 void addPsGroup(CLI::App& app) {
   const auto options = std::make_shared<Options>();
-  CLI::App* group = app.add_subcommand("ps", "Show the CPU usage of each process");
-  const CLI::Validator time = decimal(0.05, 1e6);
-  constexpr char kSeconds[] = "SECONDS", kFile[] = "FILE";
-  auto* threads = group->add_flag("--threads", options->threads, "Show each thread as well");
-  auto* sort = group->add_option("--sort", options->order, "By pid, cpu or name")
-                   ->transform(CLI::CheckedTransformer(kOrders))
-                   ->option_text("ORDER");
-  auto* top = group->add_option("--top", options->top, "Only the first COUNT processes")
-                  ->check(count())
-                  ->option_text("COUNT");
-  auto* over =
-      group
-          ->add_option("--over", options->over,
-                       "Measure over this many seconds, at least 0.25, instead of over each "
-                       "thread's life")
-          ->check(time)
-          ->option_text(kSeconds);
-  auto* json = group->add_flag("--json", options->json, "Print JSON instead of text");
+  Command group = Command(app).add("ps", "Show the CPU usage of each process");
+  constexpr double kLeast = 0.05, kMost = 1e6;
+  const Option threads = group.flag("--threads", options->threads, "Show each thread as well");
+  const Option sort = group.choice("--sort", options->order, "Order of the processes", kOrders);
+  const Option top = group.number("--top", options->top, "Only the first so many processes",
+                                  {1, std::numeric_limits<int64_t>::max()});
+  const Option over = group.seconds(
+      "--over", options->over,
+      "Measure over this time, at least 0.25, instead of over each thread's life", kLeast, kMost);
+  const Option json = group.jsonFlag(options->json);
 
-  auto* log = group->add_flag("--log", options->log,
-                              "Write the library's report to the test log instead. Its times have "
-                              "their own form: 12.05 s reads 12.5");
-  auto* watch = group
-                    ->add_option("--watch", options->watch,
-                                 "Show a live view with a new sample every so many seconds")
-                    ->check(time)
-                    ->option_text(kSeconds);
-  auto* record = group
-                     ->add_option("--record", options->recording,
-                                  "Write samples to this new file, one line of JSON each. Samples "
-                                  "that are missed are left out")
-                     ->option_text(kFile);
-  auto* length = group->add_option("--for", options->length, "How many seconds to record")
-                     ->check(time)
-                     ->option_text(kSeconds);
-  auto* interval =
-      group->add_option("--every", options->interval, "Seconds between two samples; 1 unless given")
-          ->check(time)
-          ->option_text(kSeconds);
-  auto* plot = group->add_option("--plot", options->plot, "Print an SVG chart of such a recording")
-                   ->option_text(kFile);
-  auto* output = group->add_option("--output", options->output, "Write the chart to this file")
-                     ->option_text(kFile);
+  Option log = group.flag("--log", options->log,
+                          "Write the library's report to the test log instead. Its times have "
+                          "their own form: 12.05 s reads 12.5");
+  Option watch =
+      group.seconds("--watch", options->watch,
+                    "Show a live view with a new sample at this interval", kLeast, kMost);
+  Option record = group.file("--record", options->recording,
+                             "Write samples to this new file, one line of JSON each. Samples "
+                             "that are missed are left out");
+  Option length = group.seconds("--for", options->length, "How long to record", kLeast, kMost);
+  group
+      .seconds("--every", options->interval, "Interval of the samples; 1 unless given", kLeast,
+               kMost)
+      .needs(record);
+  Option plot = group.file("--plot", options->plot, "Print an SVG chart of such a recording");
+  group.file("--output", options->output, "Write the chart to this file").needs(plot);
 
-  record->needs(length);
-  length->needs(record);
-  interval->needs(record);
-  output->needs(plot);
-  const std::vector<CLI::Option*> modes = {log, watch, record, plot};
-  for (CLI::Option* mode : modes) {
-    mode->excludes(json)->excludes(over);
-    for (CLI::Option* other : modes) {
-      if (mode != other) mode->excludes(other);
-    }
+  record.needs(length);
+  length.needs(record);
+  std::vector<Option> modes = {log, watch, record, plot};
+  for (size_t i = 0; i < modes.size(); ++i) {
+    modes[i].excludes(json).excludes(over);
+    for (size_t j = 0; j < i; ++j) modes[i].excludes(modes[j]);
   }
   // What a mode would ignore is refused.
-  log->excludes(threads)->excludes(sort)->excludes(top);
-  record->excludes(threads);
-  plot->excludes(threads)->excludes(sort);
-  group->footer(
+  log.excludes(threads).excludes(sort).excludes(top);
+  record.excludes(threads);
+  plot.excludes(threads).excludes(sort);
+  group.footer(
       "Times are in seconds. A process whose path cannot be read shows the kernel's short name for "
       "it in brackets.\n\n"
       "Examples:\n"
@@ -226,7 +176,7 @@ void addPsGroup(CLI::App& app) {
       "  corvane ps --watch 2\n"
       "  corvane ps --record run.jsonl --for 60 --every 0.5\n"
       "  corvane ps --plot run.jsonl --output run.svg");
-  setAction(group, [=] { return run(*options); });
+  group.action([=] { return run(*options); });
 }
 
 }  // namespace corvane::tools

@@ -6,16 +6,12 @@
 #include <array>
 #include <cstdio>
 #include <iostream>
-#include <memory>
 #include <string>
+
+#include "platform/scoped_file.h"
 
 namespace corvane::tools {
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 /// Leads standard error into a file while it exists.
 class Redirection {
@@ -54,7 +50,7 @@ void passOnUnitLines(std::FILE* file) {
 }  // namespace
 
 void runQuietly(const std::function<void()>& write) {
-  const File kept(std::tmpfile());
+  const ScopedFile kept(std::tmpfile());
   if (!kept) return write();
   {
     const Redirection redirection(kept.get());

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ctime>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"

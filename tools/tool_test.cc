@@ -66,6 +66,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"log tail -n -1", "--lines takes a number, 0 or more, not '-1'\n"},
       {"log write x --raw --test y", "--test cannot be used with --raw\n"},
       {"log write x y", "corvane log write has no use for 'y'\n"},
+      {"ps --sort cp", "--sort takes cpu, name or pid, not 'cp'; did you mean 'cpu'?\n"},
       {"syscfg get CNTB", "marks indirect entries and is no key\n"}};
   for (const auto& [arguments, message] : cases) expectEach({{arguments, 2, "", message}});
   expectEach(
@@ -347,7 +348,7 @@ TEST_F(CommandTest, AReadThatFailsDuringAChangeLosesNoKey) {
 
 TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   const std::string file = shellWord(path("dump"));
-  EXPECT_EQ(run("inspect " + file).exitStatus, 2);
+  expectEach({{"inspect " + file, 2, "", "dump: No such file or directory\n"}});
   writeText(path("dump"), std::string(1024, '\xff'));
   EXPECT_EQ(jsonOf("inspect " + file)["kind"], "control-bit bytes and diagnostic records");
   writeText(path("dump"), std::string(2000000, '\0'));
@@ -355,10 +356,6 @@ TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   EXPECT_EQ(outcome.exitStatus, 1);
   EXPECT_NE(outcome.output.find("unknown, over 1048576 bytes"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists(unit()));
-  expectEach(
-      {{"syscfg set LONG 'more than sixteen bytes'", 0, ""}, {"syscfg dump " + file, 0, ""}});
-  std::filesystem::resize_file(path("dump"), 8180);
-  EXPECT_NE(run("inspect " + file).output.find("  8180     12  missing"), std::string::npos);
 }
 
 TEST_F(CommandTest, SeveralToolsOnOneUnitLoseNothingOfEachOther) {
