@@ -28,8 +28,12 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
 # The CoreFoundation that this was built with.
 if(CORVANE_COREFOUNDATION)
   cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
-  set(COREFOUNDATION_CFLAGS "-isystem ${COREFOUNDATION_INCLUDE_DIR}")
-  set(COREFOUNDATION_LIBS "-Wl,-rpath,${folder} ${COREFOUNDATION_LIBRARY}")
+  # pkg-config takes a blank for the end of an argument.
+  string(REPLACE " " "\\ " include "${COREFOUNDATION_INCLUDE_DIR}")
+  string(REPLACE " " "\\ " library "${COREFOUNDATION_LIBRARY}")
+  string(REPLACE " " "\\ " folder "${folder}")
+  set(COREFOUNDATION_CFLAGS "-isystem ${include}")
+  set(COREFOUNDATION_LIBS "-Wl,-rpath,${folder} ${library}")
 else()
   set(COREFOUNDATION_CFLAGS "-I\${includedir}/corvane-corefoundation")
   set(COREFOUNDATION_LIBS "-lcorvane-corefoundation")

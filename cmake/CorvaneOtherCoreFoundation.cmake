@@ -11,6 +11,7 @@ message(STATUS "CoreFoundation: ${COREFOUNDATION_LIBRARY}, ${COREFOUNDATION_INCL
 
 add_library(corvane-corefoundation INTERFACE)
 add_library(Corvane::corvane-corefoundation ALIAS corvane-corefoundation)
-target_include_directories(corvane-corefoundation SYSTEM INTERFACE ${COREFOUNDATION_INCLUDE_DIR})
+# Not target_include_directories, which refuses to install a folder below the sources or the build folder.
+target_compile_options(corvane-corefoundation INTERFACE "SHELL:-isystem \"${COREFOUNDATION_INCLUDE_DIR}\"")
 target_link_libraries(corvane-corefoundation INTERFACE ${COREFOUNDATION_LIBRARY})
 install(TARGETS corvane-corefoundation EXPORT CorvaneTargets)

@@ -9,13 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "host/corefoundation/array.h"
+#include "host/corefoundation/collections.h"
 #include "host/corefoundation/data.h"
-#include "host/corefoundation/date.h"
-#include "host/corefoundation/dictionary.h"
 #include "host/corefoundation/encoding.h"
-#include "host/corefoundation/number.h"
 #include "host/corefoundation/property_list_safety.h"
+#include "host/corefoundation/scalars.h"
 #include "host/corefoundation/string.h"
 #include "platform/cf_ref.h"
 
@@ -42,7 +40,7 @@ Node nodeFromXml(const std::string& xml) {
   return Node(node);
 }
 
-/// The text between the tags of a node that is no collection.
+/// Returns the text between the tags of a node that is not a collection.
 std::string nodeText(plist_t node, const std::string& tag) {
   char* xml = nullptr;
   uint32_t length = 0;
@@ -64,7 +62,7 @@ CFTypeRef newString(std::string_view utf8) {
 CFTypeRef readInteger(plist_t node) {
   uint64_t value = 0;
   plist_get_uint_val(node, &value);
-  // Only the node's text tells the upper half of the unsigned range from negative numbers.
+  // Only the node's text distinguishes the upper half of the unsigned range from negative numbers.
   const bool high = static_cast<int64_t>(value) < 0;
   if (high && !nodeText(node, "integer").starts_with('-')) return new __CFNumber(value);
   return new __CFNumber(static_cast<int64_t>(value));
@@ -158,7 +156,8 @@ CFTypeRef readNode(plist_t node) {
 
 CFRef<CFTypeRef> read(plist_t node) { return CFRef<CFTypeRef>(readNode(node)); }
 
-/// The text as a property list can hold it: well-formed, and without zeros.
+/// Returns the text as UTF-8. Nothing when a property list cannot hold it: it is not well-formed,
+/// or has a zero in it.
 std::optional<std::string> listText(const __CFString& string) {
   auto text = utf8Of(string.text(), 0);
   if (!text || text->find('\0') != std::string::npos) return {};
@@ -179,7 +178,7 @@ plist_t writeDate(CFAbsoluteTime at) {
                           static_cast<int32_t>((at - seconds) * 1e6));
   }
 
-  // Four digits of a year are as far as a property list's calendar goes.
+  // A year in a property list has at most four digits.
   constexpr double kFurthest = 252423993600;
   if (!(std::fabs(seconds) < kFurthest)) return nullptr;
   const time_t time = static_cast<time_t>(seconds) + kDateEpoch;
@@ -241,7 +240,7 @@ plist_t writeNode(const Object& object, int depth) {
   return nullptr;
 }
 
-/// Null also for no object at all.
+/// Returns the node of `object`. Null when a property list cannot hold it, and for null.
 Node write(const Object* object, int depth) {
   if (object == nullptr || depth > kDeepestPropertyList) return nullptr;
   return Node(writeNode(*object, depth));

@@ -3,6 +3,7 @@
 
 #include <CoreFoundation/CFString.h>
 
+#include <cstdarg>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,5 +30,13 @@ struct __CFString final : cf::Object {
  private:
   std::u16string _text;
 };
+
+namespace cf {
+
+/// Returns the text of `format` with its conversions replaced by `arguments`, of which a copy is
+/// walked. What is not a conversion that CFStringCreateWithFormat knows stays in the text as it is.
+std::u16string formatted(std::u16string_view format, va_list arguments);
+
+}  // namespace cf
 
 #endif  // CORVANE_HOST_COREFOUNDATION_STRING_H_

@@ -1,5 +1,3 @@
-#include "host/corefoundation/string_format.h"
-
 #include <CoreFoundation/CFBase.h>
 #include <utf8.h>
 
@@ -16,17 +14,18 @@
 #include "host/corefoundation/description.h"
 #include "host/corefoundation/encoding.h"
 #include "host/corefoundation/object.h"
+#include "host/corefoundation/string.h"
 
 namespace cf {
 namespace {
 
 enum class Width { kInt, kChar, kShort, kLong, kLongLong, kSize, kPointer, kMax, kLongDouble };
 
-/// One conversion of a format, from its '%' on.
+/// A conversion of a format, which begins with '%'.
 struct Conversion {
   std::string flags;
   int width = 0;
-  /// Negative when there is none.
+  /// Negative when the format gives none.
   int precision = -1;
   Width argument = Width::kInt;
   char16_t letter = 0;
@@ -36,7 +35,7 @@ struct Conversion {
 
 constexpr std::u16string_view kFlags = u"-+ #0'";
 
-/// Walks a format and its arguments side by side, and gathers the text.
+/// Walks a format and its arguments side by side and builds the text.
 class Formatter {
  public:
   Formatter(std::u16string_view format, va_list arguments) : _format(format) {
@@ -62,14 +61,14 @@ class Formatter {
  private:
   static constexpr size_t kUsualGrowth = 64;
 
-  /// The next unit of the format, which is consumed when it is `unit`.
+  /// Consumes the next unit of the format when it is `unit`, and returns whether it was.
   bool accept(char16_t unit) {
     if (_at >= _format.size() || _format[_at] != unit) return false;
     ++_at;
     return true;
   }
 
-  /// A "*" or a row of digits; 0 when there is neither.
+  /// Parses a "*" or decimal digits. Returns 0 when there is neither.
   int parseCount() {
     if (accept(u'*')) return va_arg(_arguments, int);
     int64_t count = 0;
@@ -90,7 +89,7 @@ class Formatter {
     return Width::kInt;
   }
 
-  /// Nothing when the format ends inside the conversion.
+  /// Returns nothing when the format ends inside the conversion.
   std::optional<Conversion> parse() {
     Conversion conversion;
     ++_at;
@@ -106,7 +105,7 @@ class Formatter {
     return conversion;
   }
 
-  /// False when the conversion is none that exists; no argument is consumed then.
+  /// Returns false when there is no such conversion; no argument is consumed then.
   bool append(const Conversion& conversion) {
     switch (conversion.letter) {
       case u'%':
@@ -220,7 +219,7 @@ class Formatter {
     appendAscii(_out, large);
   }
 
-  /// At most `precision` bytes are looked at when that is not negative.
+  /// Looks at no more than `precision` bytes when that is not negative.
   static std::u16string narrowText(const char* bytes, int precision) {
     if (bytes == nullptr) bytes = "(null)";
     if (precision < 0) return decodeAny(bytes);
@@ -260,7 +259,7 @@ class Formatter {
   }
 
   void appendPadded(const Conversion& conversion, std::u16string_view text) {
-    // A negative width, which only "*" can bring, aligns to the left as the flag does.
+    // A negative width, which only "*" can give, aligns to the left as the flag does.
     const bool left = conversion.width < 0 || conversion.flags.find('-') != std::string::npos;
     const auto width = static_cast<size_t>(std::abs(int64_t{conversion.width}));
     const size_t padding = width > text.size() ? width - text.size() : 0;

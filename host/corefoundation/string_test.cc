@@ -1,78 +1,80 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdio>
+#include <iterator>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "host/corefoundation/testing/objects.h"
 
 namespace corvane::testing {
 namespace {
 
-constexpr std::array<UniChar, 3> kLoneSurrogate = {'a', 0xD83D, 'b'};
-
-CFRef<CFStringRef> withLoneSurrogate() {
-  return CFRef(CFStringCreateWithCharacters(nullptr, kLoneSurrogate.data(), 3));
+template <typename... Arguments>
+std::string format(const char* format, Arguments... arguments) {
+  const CFRef text(
+      CFStringCreateWithFormat(nullptr, nullptr, cfString(format).get(), arguments...));
+  return testing::text(text.get());
 }
 
-CFRef<CFMutableStringRef> growing(const std::string& text) {
-  return CFRef(CFStringCreateMutableCopy(nullptr, 0, cfString(text).get()));
-}
-
-TEST(StringTest, ConstantsOfOneTextAreOneObject) {
-  const auto elsewhere = [] { return CFSTR("same text"); };
-  EXPECT_EQ(CFSTR("same text"), elsewhere());
-  EXPECT_NE(CFSTR("same text"), CFSTR("another text"));
-}
-
-TEST(StringTest, LengthIsInUtf16Units) {
-  EXPECT_EQ(CFStringGetLength(cfString("").get()), 0);
-  EXPECT_EQ(CFStringGetLength(cfString("ä€").get()), 2);
-  EXPECT_EQ(CFStringGetLength(cfString("😀").get()), 2);
-}
+#define EXPECT_AS_PRINTF(...)                               \
+  do {                                                      \
+    char expected[400];                                     \
+    std::snprintf(expected, sizeof(expected), __VA_ARGS__); \
+    EXPECT_EQ(format(__VA_ARGS__), expected);               \
+  } while (false)
 
 TEST(StringTest, BytesAreTakenOnlyInAnEncodingTheyAreValidIn) {
   struct Case {
     std::string bytes;
     CFStringEncoding encoding;
     std::string text;
+    CFIndex units = 0;
   };
   const std::string none = "(absent)";
   const std::vector<Case> cases = {
-      {"\xE4", kCFStringEncodingISOLatin1, "ä"},
+      {"", kCFStringEncodingUTF8, ""},
+      {"\xE4", kCFStringEncodingISOLatin1, "ä", 1},
       {"\xE4", kCFStringEncodingUTF8, none},
-      {"\xF0\x9F\x98\x80", kCFStringEncodingUTF8, "😀"},
+      {"\xF0\x9F\x98\x80", kCFStringEncodingUTF8, "😀", 2},
       {"\xF0\x9F\x98", kCFStringEncodingUTF8, none},
       {"\xED\xA0\x80", kCFStringEncodingUTF8, none},
       {"\xC0\x80", kCFStringEncodingUTF8, none},
-      {std::string("a\0b", 3), kCFStringEncodingUTF8, std::string("a\0b", 3)},
+      {std::string("a\0b", 3), kCFStringEncodingUTF8, std::string("a\0b", 3), 3},
       {"plain", 0x0100, none},
   };
-  for (const auto& [bytes, encoding, text] : cases) {
+  for (const auto& [bytes, encoding, text, units] : cases) {
     const CFRef string(
         CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
                                 static_cast<CFIndex>(bytes.size()), encoding, false));
     EXPECT_EQ(testing::text(string.get()), text) << encoding;
+    EXPECT_EQ(string ? CFStringGetLength(string.get()) : 0, units) << text;
   }
 }
 
-TEST(StringTest, LoneSurrogatesHaveNoFormButTheLossByte) {
-  const CFRef string = withLoneSurrogate();
-  EXPECT_EQ(testing::text(string.get()), "a?b");
-  CFIndex used = 0;
-  EXPECT_EQ(CFStringGetBytes(string.get(), CFRangeMake(0, 3), kCFStringEncodingUTF8, 0, false,
-                             nullptr, 0, &used),
-            1);
-  EXPECT_EQ(used, 1);
-}
-
-TEST(StringTest, BytesStopBeforeACharacterThatDoesNotFitWhole) {
-  std::array<UInt8, 5> buffer;
-  CFIndex used = 0;
-  EXPECT_EQ(CFStringGetBytes(cfString("ab😀c").get(), CFRangeMake(0, 5), kCFStringEncodingUTF8, 0,
-                             false, buffer.data(), 5, &used),
-            2);
-  EXPECT_EQ(used, 2);
+TEST(StringTest, BytesStopAtALoneSurrogateAndBeforeACharacterThatDoesNotFitWhole) {
+  struct Case {
+    std::u16string text;
+    UInt8 lossByte;
+    CFIndex room, units, bytes;
+  };
+  const Case cases[] = {{u"a\xD83D b", 0, 9, 1, 1},
+                        {u"a\xD83D b", '?', 9, 4, 4},
+                        {u"ab😀c", 0, 5, 2, 2},
+                        {u"ab😀c", 0, 6, 4, 6}};
+  for (const Case& c : cases) {
+    const CFRef string(CFStringCreateWithCharacters(
+        nullptr, reinterpret_cast<const UniChar*>(c.text.data()), std::ssize(c.text)));
+    const CFRange all = CFRangeMake(0, std::ssize(c.text));
+    std::array<UInt8, 9> buffer;
+    CFIndex used = 0;
+    EXPECT_EQ(CFStringGetBytes(string.get(), all, kCFStringEncodingUTF8, c.lossByte, false,
+                               buffer.data(), c.room, &used),
+              c.units);
+    EXPECT_EQ(used, c.bytes);
+  }
 }
 
 TEST(StringDeathTest, PlacesOutsideTheStringEndTheProgram) {
@@ -83,7 +85,9 @@ TEST(StringDeathTest, PlacesOutsideTheStringEndTheProgram) {
                "CFStringCreateWithSubstring: ");
 }
 
-TEST(StringTest, EqualTextsAreEqualHoweverTheyWereMade) {
+TEST(StringTest, ConstantsOfOneTextAreOneObjectAndEqualToAnyOtherOfThatText) {
+  const auto elsewhere = [] { return CFSTR("Gerät"); };
+  EXPECT_EQ(CFSTR("Gerät"), elsewhere());
   const CFRef string = cfString("Gerät");
   EXPECT_TRUE(CFEqual(string.get(), CFSTR("Gerät")));
   EXPECT_EQ(CFHash(string.get()), CFHash(CFSTR("Gerät")));
@@ -98,35 +102,31 @@ TEST(StringTest, FindTellsTheFirstPlace) {
   }
 }
 
-TEST(StringTest, ReplacingDoesWhatAPlainLoopDoes) {
+TEST(StringTest, ReplacingDoesWithinItsRangeWhatAPlainLoopDoes) {
   std::mt19937 random(20260);
+  const auto text = [&](size_t least, size_t most) {
+    std::string made(least + random() % (most - least + 1), '\0');
+    for (char& letter : made) letter = static_cast<char>('a' + random() % 2);
+    return made;
+  };
   for (int round = 0; round < 500; ++round) {
-    const auto text = [&](size_t least, size_t most) {
-      std::string made(least + random() % (most - least + 1), '\0');
-      for (char& letter : made) letter = static_cast<char>('a' + random() % 2);
-      return made;
-    };
-    const std::string original = text(0, 20), find = text(1, 3), replacement = text(0, 4);
+    const std::string before = text(0, 2), original = text(0, 20), after = text(0, 2);
+    const std::string find = text(1, 3), replacement = text(0, 4);
     std::string expected = original;
     CFIndex count = 0;
     for (size_t at = 0; (at = expected.find(find, at)) != std::string::npos; ++count) {
       expected.replace(at, find.size(), replacement);
       at += replacement.size();
     }
-    const CFRef string = growing(original);
+    const CFRef string(
+        CFStringCreateMutableCopy(nullptr, 0, cfString(before + original + after).get()));
     EXPECT_EQ(
         CFStringFindAndReplace(string.get(), cfString(find).get(), cfString(replacement).get(),
-                               CFRangeMake(0, CFStringGetLength(string.get())), 0),
+                               CFRangeMake(std::ssize(before), std::ssize(original)), 0),
         count);
-    EXPECT_EQ(testing::text(string.get()), expected)
+    EXPECT_EQ(testing::text(string.get()), before + expected + after)
         << original << ' ' << find << ' ' << replacement;
   }
-}
-
-TEST(StringTest, ReplacingLeavesWhatLiesOutsideTheRange) {
-  const CFRef string = growing("a-a-a-a");
-  EXPECT_EQ(CFStringFindAndReplace(string.get(), CFSTR("a"), CFSTR("bb"), CFRangeMake(1, 5), 0), 2);
-  EXPECT_EQ(testing::text(string.get()), "a-bb-bb-a");
 }
 
 TEST(StringTest, NumbersAreReadFromTheStartOfATextOnly) {
@@ -147,6 +147,61 @@ TEST(StringTest, NumbersAreReadFromTheStartOfATextOnly) {
     EXPECT_EQ(CFStringGetIntValue(cfString(text).get()), integer) << text;
     EXPECT_EQ(CFStringGetDoubleValue(cfString(text).get()), real) << text;
   }
+}
+
+TEST(StringFormatTest, NumbersComeOutAsPrintfMakesThem) {
+  EXPECT_AS_PRINTF("%d|%5d|%-5d|%05d|%+d|% d|%.3d", 42, 42, 42, 42, 42, 42, 7);
+  EXPECT_AS_PRINTF("%u %x %X %#x %o %#o", ~0u, 0xABCu, 0xABCu, 255u, 8u, 8u);
+  EXPECT_AS_PRINTF("%ld %lu %lld %llx", -1L, ~0UL, INT64_MIN + 0LL, ~0ULL);
+  EXPECT_AS_PRINTF("%zu %zd %td %jd %ju", sizeof(int), ssize_t{-1}, ptrdiff_t{-2}, INTMAX_MIN,
+                   UINTMAX_MAX);
+  EXPECT_AS_PRINTF("%f %.2f %10.3e %g %G %a %F %E", 1.5, 2.345, 12345.678, 1e-7, 1e20, 1.0, -0.0,
+                   1.0);
+  EXPECT_AS_PRINTF("%Lf %.3Lg", 1.25L, 1.0L / 3);
+  EXPECT_AS_PRINTF("%*d|%-*d|%.*f|%*d|%.*d", 6, 1, 6, 2, 2, 3.14159, -6, 4, -1, 5);
+  EXPECT_AS_PRINTF("100%% %c%c", 'o', 'k');
+  EXPECT_AS_PRINTF("%300d", 1);
+  EXPECT_AS_PRINTF("%.200f", 1e100);
+  EXPECT_EQ(format("%qd", 1LL << 40), "1099511627776");
+  EXPECT_EQ(format("%hhd %hhu %hd %hu", 200, 300, 40000, 70000), "-56 44 -25536 4464");
+}
+
+TEST(StringFormatTest, TextsAndAddressesComeOutWhole) {
+  EXPECT_EQ(format("[%s] [%6s] [%-6s] [%.2s]", "Gerät", "ab", "ab", "abc"),
+            "[Gerät] [    ab] [ab    ] [ab]");
+  EXPECT_EQ(format("%s", "\xE4 in Latin-1"), "ä in Latin-1");
+  EXPECT_EQ(format("%s", static_cast<const char*>(nullptr)), "(null)");
+  const std::string longText(5000, 'x');
+  EXPECT_EQ(format("<%s>", longText.c_str()), "<" + longText + ">");
+  EXPECT_EQ(format("%S %C", reinterpret_cast<const UniChar*>(u"ä😀"), 0x20AC), "ä😀 €");
+  EXPECT_EQ(format("grün %d", 1), "grün 1");
+  const char unterminated[] = {'a', 'b', 'c'};
+  EXPECT_EQ(format("%.3s", unterminated), "abc");
+  EXPECT_EQ(format("%.2s", "aä"), "a");
+  EXPECT_EQ(format("%p %p", reinterpret_cast<void*>(0xBEEF), static_cast<void*>(nullptr)),
+            "0xbeef 0x0");
+}
+
+TEST(StringFormatTest, WhatIsNoConversionStandsAsItIs) {
+  EXPECT_EQ(format("50%"), "50%");
+  EXPECT_EQ(format("%-08.3l"), "%-08.3l");
+  EXPECT_EQ(format("%d %y %d", 1, 2), "1 %y 2");
+}
+
+TEST(StringFormatTest, ObjectsShowTheirContentsOnOneLine) {
+  const float third = 1.0f / 3;
+  const double tenth = 0.1;
+  EXPECT_EQ(shown(CFSTR("text")), "text");
+  EXPECT_EQ(shown(nullptr), "(null)");
+  EXPECT_EQ(shown(kCFBooleanTrue), "true");
+  EXPECT_EQ(shown(makeArray({}).get()), "()");
+  EXPECT_EQ(shown(makeNumber(-5).get()), "-5");
+  EXPECT_EQ(shown(CFRef(CFNumberCreate(nullptr, kCFNumberFloatType, &third)).get()), "0.33333334");
+  EXPECT_EQ(shown(CFRef(CFNumberCreate(nullptr, kCFNumberDoubleType, &tenth)).get()), "0.1");
+  EXPECT_EQ(shown(makeData("\x0A\x0B\xFF").get()), "<0a0bff>");
+  EXPECT_EQ(shown(CFRef(CFDateCreate(nullptr, 86400.5)).get()), "2001-01-02 00:00:00 +0000");
+  EXPECT_EQ(format("[%6@] [%-6@] [%.2@]", CFSTR("abc"), CFSTR("abc"), CFSTR("abc")),
+            "[   abc] [abc   ] [ab]");
 }
 
 }  // namespace

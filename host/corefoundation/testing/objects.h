@@ -3,8 +3,10 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "testing/unit_test.h"
 
@@ -19,9 +21,27 @@ inline CFRef<CFDataRef> makeData(std::string_view bytes) {
                             static_cast<CFIndex>(bytes.size())));
 }
 
-inline CFRef<CFMutableDictionaryRef> makeDictionary() {
-  return CFRef(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                         &kCFTypeDictionaryValueCallBacks));
+inline CFRef<CFMutableArrayRef> makeArray(
+    std::initializer_list<const void*> values,
+    const CFArrayCallBacks* callBacks = &kCFTypeArrayCallBacks) {
+  CFRef list(CFArrayCreateMutable(nullptr, 0, callBacks));
+  for (const void* value : values) CFArrayAppendValue(list.get(), value);
+  return list;
+}
+
+inline CFRef<CFMutableDictionaryRef> makeDictionary(
+    std::initializer_list<std::pair<CFTypeRef, CFTypeRef>> entries = {}) {
+  CFRef dictionary(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                             &kCFTypeDictionaryValueCallBacks));
+  for (const auto& [key, value] : entries) CFDictionarySetValue(dictionary.get(), key, value);
+  return dictionary;
+}
+
+/// Returns the data's bytes; "(absent)" for null.
+inline std::string bytesOf(CFDataRef data) {
+  if (!data) return "(absent)";
+  return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+          static_cast<size_t>(CFDataGetLength(data))};
 }
 
 /// Returns what "%@" makes of the object.

@@ -1,10 +1,11 @@
-#include "host/corefoundation/number.h"
+#include "host/corefoundation/scalars.h"
 
 #include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <limits>
 #include <utility>
@@ -54,7 +55,7 @@ CFIndex storedType(CFNumberType type) {
   return 0;
 }
 
-/// Whether `real` is a whole number of type Integer.
+/// Returns whether `real` is a whole number of type Integer.
 template <typename Integer>
 bool isWhole(double real) {
   const double end = std::ldexp(1.0, std::numeric_limits<Integer>::digits);
@@ -83,7 +84,7 @@ bool storeInteger(const __CFNumber& number, void* value) {
   return isWhole<Integer>(real);
 }
 
-/// The nearest Real; beyond its range that is an infinity.
+/// Returns the nearest Real, which beyond its range is an infinity.
 template <typename Real>
 Real nearestReal(double real) {
   const bool fits = !(std::fabs(real) > static_cast<double>(std::numeric_limits<Real>::max()));
@@ -110,7 +111,7 @@ bool storeReal(const __CFNumber& number, void* value) {
   return isWhole<int64_t>(nearest) && static_cast<int64_t>(nearest) == number.integer();
 }
 
-/// The same for all numbers of one value, whatever their form.
+/// Returns the same for all numbers of one value, whatever their form.
 std::pair<Form, uint64_t> canonical(const __CFNumber& number) {
   if (!number.isReal()) {
     const Form form = number.form() == Form::kUInt64 ? Form::kUInt64 : Form::kSInt64;
@@ -194,3 +195,22 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
       return false;
   }
 }
+
+void __CFDate::appendText(std::u16string& out, cf::Layout) const {
+  // Some 30,000 years. Beyond them, and for what is not a number, there is no calendar date.
+  constexpr CFAbsoluteTime kShown = 1e12;
+  if (!(std::fabs(_at) < kShown)) {
+    out += u"(no date)";
+    return;
+  }
+  const time_t seconds = static_cast<time_t>(std::floor(_at)) + cf::kDateEpoch;
+  tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::array<char, 64> text;
+  const size_t length = strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S +0000", &parts);
+  cf::appendAscii(out, {text.data(), length});
+}
+
+CFTypeID CFDateGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDate); }
+
+CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) { return new __CFDate(at); }

@@ -1,6 +1,7 @@
-#ifndef CORVANE_HOST_COREFOUNDATION_DICTIONARY_H_
-#define CORVANE_HOST_COREFOUNDATION_DICTIONARY_H_
+#ifndef CORVANE_HOST_COREFOUNDATION_COLLECTIONS_H_
+#define CORVANE_HOST_COREFOUNDATION_COLLECTIONS_H_
 
+#include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFDictionary.h>
 
 #include <cstdint>
@@ -11,7 +12,28 @@
 
 #include "host/corefoundation/object.h"
 
-/// Entries in the order of their insertion; an index by hash joins them once they are many.
+struct __CFArray final : cf::Object {
+ public:
+  /// Makes an empty array. With null `callBacks` its values are bare pointers.
+  explicit __CFArray(const CFArrayCallBacks* callBacks);
+  ~__CFArray() override;
+
+  cf::Type type() const override { return cf::Type::kArray; }
+  const char* typeName() const override { return "CFArray"; }
+  bool equals(const Object& other) const override;
+  CFHashCode hash() const override { return _values.size(); }
+  void appendText(std::u16string& out, cf::Layout layout) const override;
+  bool isCollection() const override { return true; }
+
+  std::span<const void* const> values() const { return _values; }
+  void append(const void* value);
+
+ private:
+  const CFArrayCallBacks* _callBacks;
+  std::vector<const void*> _values;
+};
+
+/// Keeps its entries in the order of their insertion, and an index by hash once they are many.
 struct __CFDictionary final : cf::Object {
  public:
   struct Entry {
@@ -23,7 +45,7 @@ struct __CFDictionary final : cf::Object {
     CFDictionaryValueCallBacks value;
   };
 
-  /// Either pointer may be null: bare pointers.
+  /// Makes an empty dictionary. With null callbacks its keys or values are bare pointers.
   __CFDictionary(const CFDictionaryKeyCallBacks* keyCallBacks,
                  const CFDictionaryValueCallBacks* valueCallBacks);
   ~__CFDictionary() override;
@@ -37,11 +59,12 @@ struct __CFDictionary final : cf::Object {
 
   const CallBacks& callBacks() const { return *_callBacks; }
   std::span<const Entry> entries() const { return _entries; }
-  /// Null when the key is not there.
+  /// Returns the entry of `key`. Null when there is none.
   const Entry* find(const void* key) const;
   void reserve(CFIndex capacity);
-  /// Leaves a value that the key has already.
+  /// Adds the pair, unless the key is there already.
   void add(const void* key, const void* value);
+  /// Adds the pair, or replaces the value of a key that is there.
   void set(const void* key, const void* value);
   void remove(const void* key);
 
@@ -58,4 +81,4 @@ struct __CFDictionary final : cf::Object {
   std::unique_ptr<Index> _index;
 };
 
-#endif  // CORVANE_HOST_COREFOUNDATION_DICTIONARY_H_
+#endif  // CORVANE_HOST_COREFOUNDATION_COLLECTIONS_H_

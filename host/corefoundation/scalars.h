@@ -1,9 +1,11 @@
-#ifndef CORVANE_HOST_COREFOUNDATION_NUMBER_H_
-#define CORVANE_HOST_COREFOUNDATION_NUMBER_H_
+#ifndef CORVANE_HOST_COREFOUNDATION_SCALARS_H_
+#define CORVANE_HOST_COREFOUNDATION_SCALARS_H_
 
+#include <CoreFoundation/CFDate.h>
 #include <CoreFoundation/CFNumber.h>
 
 #include <cstdint>
+#include <functional>
 
 #include "host/corefoundation/object.h"
 
@@ -24,10 +26,10 @@ struct __CFBoolean final : cf::Object {
   bool _value;
 };
 
-/// A number in the form it was given in.
+/// Keeps a number in the form in which it was given.
 struct __CFNumber final : cf::Object {
  public:
-  /// The public stored types under their own values, and integers too large for the signed ones.
+  /// The public stored types, with their own values, and integers too large for the signed ones.
   enum class Form : uint8_t {
     kSInt32 = kCFNumberSInt32Type,
     kSInt64 = kCFNumberSInt64Type,
@@ -38,7 +40,7 @@ struct __CFNumber final : cf::Object {
 
   explicit __CFNumber(int64_t value, Form form = Form::kSInt64) : _integer(value), _form(form) {}
   explicit __CFNumber(double value, Form form = Form::kFloat64) : _real(value), _form(form) {}
-  /// An integer of either range.
+  /// Keeps an integer of either range.
   explicit __CFNumber(uint64_t value)
       : _integer(static_cast<int64_t>(value)),
         _form(_integer < 0 ? Form::kUInt64 : Form::kSInt64) {}
@@ -52,7 +54,7 @@ struct __CFNumber final : cf::Object {
   Form form() const { return _form; }
   bool isReal() const { return _form == Form::kFloat32 || _form == Form::kFloat64; }
   double real() const { return _real; }
-  /// Of a number above the signed range the bits.
+  /// Returns the bits of the number when it lies above the signed range.
   int64_t integer() const { return _integer; }
 
  private:
@@ -63,4 +65,30 @@ struct __CFNumber final : cf::Object {
   Form _form;
 };
 
-#endif  // CORVANE_HOST_COREFOUNDATION_NUMBER_H_
+struct __CFDate final : cf::Object {
+ public:
+  explicit __CFDate(CFAbsoluteTime at) : _at(at) {}
+
+  cf::Type type() const override { return cf::Type::kDate; }
+  const char* typeName() const override { return "CFDate"; }
+  bool equals(const Object& other) const override {
+    return _at == static_cast<const __CFDate&>(other)._at;
+  }
+  CFHashCode hash() const override { return std::hash<CFAbsoluteTime>()(_at); }
+  /// Appends date and time to the second, in UTC.
+  void appendText(std::u16string& out, cf::Layout) const override;
+
+  CFAbsoluteTime at() const { return _at; }
+
+ private:
+  CFAbsoluteTime _at;
+};
+
+namespace cf {
+
+/// 2001-01-01, in seconds since 1970-01-01.
+inline constexpr int64_t kDateEpoch = 978307200;
+
+}  // namespace cf
+
+#endif  // CORVANE_HOST_COREFOUNDATION_SCALARS_H_

@@ -1,20 +1,111 @@
-#include "host/corefoundation/dictionary.h"
+#include "host/corefoundation/collections.h"
 
 #include <algorithm>
+#include <cstring>
+#include <forward_list>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <type_traits>
 
-#include "host/corefoundation/callbacks.h"
 #include "host/corefoundation/description.h"
 
 namespace {
 
-/// Room for the first entries; most dictionaries never need more.
+/// Room for a dictionary's first entries; most never need more.
 constexpr size_t kUsualCount = 5;
-/// Up to here walking the entries is as quick as an index.
+/// Up to this count walking the entries is as quick as an index.
 constexpr size_t kCountWithoutIndex = 8;
 
+/// Returns a copy of `callBacks` that lives as long as the process, the same one for equal sets. A
+/// program has a handful of sets and any number of collections, each of which only keeps a pointer.
+template <typename CallBacks>
+const CallBacks* interned(const CallBacks& callBacks) {
+  static_assert(std::has_unique_object_representations_v<CallBacks>);
+  static std::mutex& mutex = *new std::mutex;
+  static auto& known = *new std::forward_list<CallBacks>;
+  const std::lock_guard lock(mutex);
+  for (const CallBacks& candidate : known) {
+    if (std::memcmp(&candidate, &callBacks, sizeof(CallBacks)) == 0) return &candidate;
+  }
+  return &known.emplace_front(callBacks);
+}
+
+/// Returns the value that a collection with these callbacks keeps.
+template <typename CallBacks>
+const void* retained(const CallBacks& callBacks, const void* value) {
+  return callBacks.retain != nullptr ? callBacks.retain(kCFAllocatorDefault, value) : value;
+}
+
+template <typename CallBacks>
+void discard(const CallBacks& callBacks, const void* value) {
+  if (callBacks.release != nullptr) callBacks.release(kCFAllocatorDefault, value);
+}
+
+template <typename CallBacks>
+bool equal(const CallBacks& callBacks, const void* value1, const void* value2) {
+  return value1 == value2 || (callBacks.equal != nullptr && callBacks.equal(value1, value2));
+}
+
 }  // namespace
+
+const CFArrayCallBacks kCFTypeArrayCallBacks = {0, cf::retainValue, cf::releaseValue,
+                                                CFCopyDescription, CFEqual};
+
+__CFArray::__CFArray(const CFArrayCallBacks* callBacks)
+    : _callBacks(interned(callBacks != nullptr ? *callBacks : CFArrayCallBacks{})) {}
+
+__CFArray::~__CFArray() {
+  for (const void* value : _values) discard(*_callBacks, value);
+}
+
+bool __CFArray::equals(const Object& other) const {
+  const auto& array = static_cast<const __CFArray&>(other);
+  if (_callBacks->equal != array._callBacks->equal) return false;
+  return std::ranges::equal(_values, array._values, [this](const void* value1, const void* value2) {
+    return equal(*_callBacks, value1, value2);
+  });
+}
+
+void __CFArray::appendText(std::u16string& out, cf::Layout layout) const {
+  if (layout.lines) {
+    cf::appendHead(out, *this);
+    cf::appendAscii(out, "count = " + std::to_string(_values.size()));
+    for (const void* value : _values) {
+      cf::appendLine(out, layout.depth + 1);
+      cf::appendElement(out, value, _callBacks->copyDescription, layout);
+    }
+    cf::appendLine(out, layout.depth);
+    out += u'}';
+    return;
+  }
+
+  out += u'(';
+  for (size_t index = 0; index < _values.size(); ++index) {
+    if (index > 0) out += u", ";
+    cf::appendElement(out, _values[index], _callBacks->copyDescription, layout);
+  }
+  out += u')';
+}
+
+void __CFArray::append(const void* value) { _values.push_back(retained(*_callBacks, value)); }
+
+CFTypeID CFArrayGetTypeID() { return static_cast<CFTypeID>(cf::Type::kArray); }
+
+CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex, const CFArrayCallBacks* callBacks) {
+  return new __CFArray(callBacks);
+}
+
+CFIndex CFArrayGetCount(CFArrayRef array) { return static_cast<CFIndex>(array->values().size()); }
+
+const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
+  if (index < 0 || index >= CFArrayGetCount(array)) {
+    cf::endProgram("CFArrayGetValueAtIndex", "the index lies outside the array");
+  }
+  return array->values()[static_cast<size_t>(index)];
+}
+
+void CFArrayAppendValue(CFMutableArrayRef array, const void* value) { array->append(value); }
 
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
     0, cf::retainValue, cf::releaseValue, CFCopyDescription, CFEqual, CFHash};
@@ -23,14 +114,14 @@ const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
 
 __CFDictionary::__CFDictionary(const CFDictionaryKeyCallBacks* keyCallBacks,
                                const CFDictionaryValueCallBacks* valueCallBacks)
-    : _callBacks(cf::interned(
+    : _callBacks(interned(
           CallBacks{keyCallBacks != nullptr ? *keyCallBacks : CFDictionaryKeyCallBacks{},
                     valueCallBacks != nullptr ? *valueCallBacks : CFDictionaryValueCallBacks{}})) {}
 
 __CFDictionary::~__CFDictionary() {
   for (const Entry& entry : _entries) {
-    cf::release(_callBacks->key, entry.key);
-    cf::release(_callBacks->value, entry.value);
+    discard(_callBacks->key, entry.key);
+    discard(_callBacks->value, entry.value);
   }
 }
 
@@ -41,7 +132,7 @@ bool __CFDictionary::equals(const Object& other) const {
   if (_callBacks->value.equal != dictionary._callBacks->value.equal) return false;
   return std::ranges::all_of(_entries, [&](const Entry& entry) {
     const Entry* same = dictionary.find(entry.key);
-    return same != nullptr && cf::equal(_callBacks->value, entry.value, same->value);
+    return same != nullptr && equal(_callBacks->value, entry.value, same->value);
   });
 }
 
@@ -71,11 +162,11 @@ CFHashCode __CFDictionary::keyHash(const void* key) const {
 size_t __CFDictionary::position(const void* key) const {
   if (_index == nullptr) {
     const auto found = std::ranges::find_if(
-        _entries, [&](const Entry& entry) { return cf::equal(_callBacks->key, entry.key, key); });
+        _entries, [&](const Entry& entry) { return equal(_callBacks->key, entry.key, key); });
     return static_cast<size_t>(found - _entries.begin());
   }
   for (auto [at, end] = _index->equal_range(keyHash(key)); at != end; ++at) {
-    if (cf::equal(_callBacks->key, _entries[at->second].key, key)) return at->second;
+    if (equal(_callBacks->key, _entries[at->second].key, key)) return at->second;
   }
   return _entries.size();
 }
@@ -92,7 +183,7 @@ void __CFDictionary::reserve(CFIndex capacity) {
 
 void __CFDictionary::append(const void* key, const void* value) {
   if (_entries.capacity() == 0) _entries.reserve(kUsualCount);
-  _entries.push_back({cf::retained(_callBacks->key, key), cf::retained(_callBacks->value, value)});
+  _entries.push_back({retained(_callBacks->key, key), retained(_callBacks->value, value)});
 
   // Equal keys of different addresses need a hash of their own to meet in an index.
   const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
@@ -114,8 +205,8 @@ void __CFDictionary::set(const void* key, const void* value) {
   const size_t at = position(key);
   if (at == _entries.size()) return append(key, value);
   const void* const old = _entries[at].value;
-  _entries[at].value = cf::retained(_callBacks->value, value);
-  cf::release(_callBacks->value, old);
+  _entries[at].value = retained(_callBacks->value, value);
+  discard(_callBacks->value, old);
 }
 
 void __CFDictionary::remove(const void* key) {
@@ -124,8 +215,8 @@ void __CFDictionary::remove(const void* key) {
   const Entry removed = _entries[at];
   if (_index != nullptr) dropFromIndex(removed.key, at);
   _entries.erase(_entries.begin() + static_cast<ptrdiff_t>(at));
-  cf::release(_callBacks->key, removed.key);
-  cf::release(_callBacks->value, removed.value);
+  discard(_callBacks->key, removed.key);
+  discard(_callBacks->value, removed.value);
 }
 
 void __CFDictionary::dropFromIndex(const void* key, size_t position) {
