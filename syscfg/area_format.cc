@@ -49,7 +49,7 @@ std::span<const HeaderCheck> headerChecks() { return kHeaderChecks; }
 bool isHeaderSound(const uint8_t* image, size_t size) {
   if (size < kHeaderSize) return false;
   const auto header = load<Header>(image);
-  return std::ranges::all_of(kHeaderChecks, [&header, size](const HeaderCheck& check) {
+  return std::ranges::all_of(headerChecks(), [&header, size](const HeaderCheck& check) {
     return check.holds(header, size);
   });
 }

@@ -1,6 +1,7 @@
 #ifndef CORVANE_SYSCFG_AREA_FORMAT_H_
 #define CORVANE_SYSCFG_AREA_FORMAT_H_
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -82,7 +83,7 @@ constexpr size_t entryOffset(size_t index) { return kHeaderSize + kEntrySize * i
 
 /// Returns how many entries an image of `size` bytes has room for.
 constexpr size_t entryCapacity(size_t size) {
-  return size < kHeaderSize ? 0 : (size - kHeaderSize) / kEntrySize;
+  return (std::max(size, kHeaderSize) - kHeaderSize) / kEntrySize;
 }
 
 /// One condition of a sound header; `size` is the size of the image.

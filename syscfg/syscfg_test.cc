@@ -101,6 +101,13 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
     EXPECT_EQ(area.bytes, contents);
     EXPECT_EQ(area.writes, 0);
   }
+  Bytes header = StoreModel(24).image();  // All that the area has room for.
+  putWord(header, 12, 7);
+  putWord(header, 20, 5);
+  const MemoryArea area(header);
+  const ScopedStore store = openStore(area);
+  EXPECT_EQ(imageOf(store), header);
+  EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), -1);
 }
 
 TEST(SyscfgTest, TheAreaChangesOnlyByAFlushOrAWriteBack) {
@@ -122,12 +129,14 @@ TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
   Bytes contents(8192, 0xAA);
   put(contents, 0, StoreModel(8192).image());
   std::fill(contents.begin() + 24, contents.end(), uint8_t{0xAA});
+  put(contents, 44, {0x42, 0x54, 0x4E, 0x43, 7, 0, 0, 0, 17, 0, 0, 0, 100, 0, 0, 0});  // An entry.
   const MemoryArea area(contents);
   const ScopedStore store = openStore(area);
   ASSERT_EQ(add(store, 1, {9}), 0);
   ASSERT_EQ(add(store, 2, counting(17)), 0);
   EXPECT_EQ(std::count(store->image + 29, store->image + 44, 0xAA), 15);
   EXPECT_EQ(std::count(store->image + 60, store->image + 64, 0xAA), 4) << "the spare word";
+  EXPECT_EQ(Bytes(store->image + 8172, store->image + 8189), counting(17));
   EXPECT_EQ(std::count(store->image + 8189, store->image + 8192, 0xAA), 3) << "the padding";
 }
 
@@ -158,7 +167,7 @@ TEST(SyscfgTest, TheMarkerAsAKeyMeansTheFirstIndirectEntryAsIfItWereInline) {
 TEST(SyscfgTest, AnAreaTooSmallForAnEntryIsAnEmptyStoreThatNothingFitsIn) {
   for (size_t size = 0; size < 44; ++size) {
     SCOPED_TRACE(size);
-    const MemoryArea area(erased(size));
+    const MemoryArea area(Bytes(size, 0x11));
     const ScopedStore store = openStore(area);
     EXPECT_EQ(imageOf(store), size < 24 ? erased(size) : StoreModel(size).image());
     EXPECT_EQ(add(store, kOpts, {}), -1);
@@ -180,6 +189,7 @@ TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
       {"an offset that wraps with the length", 56, 0xFFFFFFF0},
       {"an offset inside the table", 56, 60},
       {"an offset inside the header", 56, 0},
+      {"padding beyond the end", 56, 8162},
   };
   StoreModel model(8192);
   model.add(1, {1});
@@ -226,7 +236,7 @@ TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
     size_t size;
     uint32_t keys;
     size_t longest;
-  } cases[] = {{8192, 600, 18}, {8190, 40, 700}, {303, 12, 60}};
+  } cases[] = {{8192, 600, 20}, {8190, 40, 700}, {303, 12, 60}};
   std::mt19937 random(20);
   for (const auto& [size, keys, longest] : cases) {
     SCOPED_TRACE(size);

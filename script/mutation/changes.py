@@ -31,7 +31,7 @@ BINARY = {
 STEP = {"++": "--", "--": "++"}
 
 # Returned values whose value-initialized counterpart is the same, or which are constants changed as such.
-SAME_AS_DEFAULT = re.compile(r"(0|true|false|nullptr|\{\}|\w*(SUCCESS|Success))")
+SAME_AS_DEFAULT = re.compile(r"(0|true|false|nullptr|\{\}|std::nullopt|\w*(SUCCESS|Success)|[\w:]*::kNone)")
 
 # No test can see what these take: the one is settled by the compiler, the other writes nothing.
 UNSEEN = ("static_assert", "writeDebug")
