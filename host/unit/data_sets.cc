@@ -43,7 +43,9 @@ DataSets::DataSets(const std::filesystem::path& folder)
     : _folder(folder), _data((folder / "data").string()) {}
 
 std::string DataSets::contentsFile(const std::string& set) const {
-  return _data + "/" + set + ".bin";
+  std::string file;
+  file.reserve(_data.size() + set.size() + 5);
+  return file.append(_data).append("/").append(set).append(".bin");
 }
 
 std::string DataSets::committedFile(const std::string& set) const {
