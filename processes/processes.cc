@@ -29,9 +29,13 @@ void report(const char* call, mach_port_t port, kern_return_t result) {
   std::printf(kCallOnPortFailed, call, static_cast<int>(port), mach_error_string(result));
 }
 
+/// The capacity of a collection that takes any number of entries.
+constexpr CFIndex kAnyCount = 0;
+
 CFRef<CFMutableDictionaryRef> newDictionary() {
-  return CFRef<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
-      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  return CFRef<CFMutableDictionaryRef>(CFDictionaryCreateMutable(kCFAllocatorDefault, kAnyCount,
+                                                                 &kCFTypeDictionaryKeyCallBacks,
+                                                                 &kCFTypeDictionaryValueCallBacks));
 }
 
 /// Does nothing when any of the three is null.
@@ -92,7 +96,7 @@ bool readSysctl(std::span<int> name, void* out, size_t& length) {
 /// be read.
 CFRef<CFStringRef> copyPath(int32_t pid) {
   int sizeName[] = {CTL_KERN, KERN_ARGMAX};
-  int32_t size = 0;
+  int32_t size{};
   size_t length = sizeof size;
   if (!readSysctl(sizeName, &size, length)) return {};
 
@@ -169,7 +173,7 @@ bool Processes::addProcess(uint32_t task, int32_t ownPid) {
 
   double usage = 0;
   const CFRef<CFMutableArrayRef> threads(
-      CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+      CFArrayCreateMutable(kCFAllocatorDefault, kAnyCount, &kCFTypeArrayCallBacks));
   if (!addThreads(threads.get(), task, &usage)) return false;
 
   const CFRef<CFMutableDictionaryRef> record = newDictionary();

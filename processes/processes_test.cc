@@ -5,6 +5,7 @@
 #include <set>
 
 #include "host/mach/testing/scripted_kernel.h"
+#include "processes/sampler_messages.h"
 #include "testing/unit_test.h"
 
 namespace corvane {
@@ -135,6 +136,7 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
   const Keys all = {"0", "10", "20"}, none = {}, first = {"0"};
   const Case cases[] = {
       {"pid_for_task", kOwnTask, "pid_for_task(%d): " + failure, none},
+      {"pid_for_task=0", kNoPort, "", none},
       {"mach_host_self", kNoPort, "host_processor_sets(): " + dead, none},
       {"host_processor_sets=4", kNoPort, "host_processor_sets(): (os/kern) invalid argument", none},
       {"host_processor_sets=0", kNoPort, "", none},
@@ -159,19 +161,35 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
     const size_t before = host::VirtualDevice::openHandles();
     const int port = c.port == kOwnTask ? static_cast<int>(mach_task_self()) : portAfterNow(c.port);
     host::VirtualDevice::setFaults(c.rule);
-    const std::string output = printed([&] { processes.refreshProcesses(); });
+    CFDictionaryRef snapshot = nullptr;
+    const std::string output = printed([&] { snapshot = processes.refreshProcesses(); });
     host::VirtualDevice::setFaults("");
-    std::string expected = c.message.empty() ? "" : c.message + "\n";
-    if (!c.message.empty() && !c.message.starts_with("thread")) expected.insert(0, "[ERROR] ");
-    if (const size_t at = expected.find("%d"); at != expected.npos) {
-      expected.replace(at, 2, std::to_string(port));
+    EXPECT_EQ(snapshot, processes.getCachedProcesses()) << c.rule;
+    std::string message = c.message;
+    if (const size_t at = message.find("%d"); at != message.npos) {
+      message.replace(at, 2, std::to_string(port));
     }
-    EXPECT_EQ(output, expected) << c.rule;
-    EXPECT_EQ(keysOf(processes.getCachedProcesses()), c.keys) << c.rule;
+    const char* const mark = message.starts_with("thread") ? "" : "[ERROR] ";
+    EXPECT_EQ(output, message.empty() ? "" : mark + message + "\n") << c.rule;
+    EXPECT_EQ(textOfMessage(output), message);
+    EXPECT_EQ(isEndOfPass(output), c.keys != all && !message.empty()) << c.rule;
+    EXPECT_EQ(keysOf(snapshot), c.keys) << c.rule;
     if (!c.record.empty()) {
-      EXPECT_EQ(recordOf(processes.getCachedProcesses(), "10"), c.record) << c.rule;
+      EXPECT_EQ(recordOf(snapshot, "10"), c.record) << c.rule;
     }
     EXPECT_EQ(host::VirtualDevice::openHandles(), before + c.leftPorts) << c.rule;
+  }
+}
+
+TEST_F(ProcessesTest, AFailureInOneSetOfProcessorsLeavesTheOthersOut) {
+  _kernel.setProcessorSets(2);
+  Processes processes;
+  for (const auto& [rule, keys] : {std::pair("host_processor_set_priv@1", Keys{}),
+                                   {"processor_set_tasks@1", Keys{}},
+                                   {"processor_set_tasks@2", Keys{"0", "10", "20"}}}) {
+    host::VirtualDevice::setFaults(rule);
+    EXPECT_NE(printed([&] { processes.refreshProcesses(); }), "") << rule;
+    EXPECT_EQ(keysOf(processes.getCachedProcesses()), keys) << rule;
   }
 }
 

@@ -25,7 +25,10 @@ std::optional<std::string> currentValue() {
 
 /// Between quotes, so that blanks at the ends can be seen.
 std::string shown(const std::optional<std::string>& value) {
-  return value ? "\"" + printable(*value) + "\"" : "(not set)";
+  if (!value) return "(not set)";
+  std::string text = "\"";
+  text += printable(*value);
+  return text + "\"";
 }
 
 nlohmann::ordered_json asJson(const std::optional<std::string>& value) {

@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <span>
 
 #include "host/faults.h"
 #include "host/handles.h"
@@ -46,15 +45,15 @@ std::shared_ptr<Kind> findTask(mach_port_t port) {
 
 /// Hands out an array with a new port for each of `ids`, to the object that `makeObject` makes of
 /// it. vm_deallocate frees the array.
-template <typename Ids, typename MakeObject>
-void handOut(const Ids& ids, MakeObject makeObject, mach_port_t** ports,
+template <typename MakeObject>
+void handOut(const std::vector<int32_t>& ids, MakeObject makeObject, mach_port_t** ports,
              mach_msg_type_number_t* count) {
   *ports = nullptr;
   *count = static_cast<mach_msg_type_number_t>(ids.size());
   if (ids.empty()) return;
   *ports = static_cast<mach_port_t*>(std::malloc(ids.size() * sizeof(mach_port_t)));
   mach_port_t* next = *ports;
-  for (const auto id : ids) *next++ = host::handles().add(makeObject(id));
+  for (const int32_t id : ids) *next++ = host::handles().add(makeObject(id));
 }
 
 /// What a call that looks a task up by other means than its own port fails with.
@@ -110,10 +109,9 @@ kern_return_t host_processor_sets(host_priv_t host, processor_set_name_array_t* 
                                   mach_msg_type_number_t* count) {
   CORVANE_FAIL_BY_RULE(host_processor_sets);
   if (!host::findHandle<Host>(host)) return wrongPort(host);
-  constexpr int32_t kOnlySet[] = {0};
+  const std::vector<int32_t> ids(host::taskSource()->processorSets());
   handOut(
-      std::span(kOnlySet), [](int32_t) { return std::make_shared<ProcessorSetName>(); }, sets,
-      count);
+      ids, [](int32_t) { return std::make_shared<ProcessorSetName>(); }, sets, count);
   return KERN_SUCCESS;
 }
 

@@ -30,6 +30,8 @@ class CORVANE_EXPORT TaskSource {
 
   virtual ~TaskSource() = default;
 
+  /// The number of processor sets, each with all tasks.
+  virtual size_t processorSets() { return 1; }
   /// The process ids of all tasks, including the caller's own.
   virtual kern_return_t tasks(std::vector<int32_t>& pids) = 0;
   /// Whether the task exists.

@@ -33,9 +33,11 @@ class ScriptedKernel {
   ScriptedKernel& operator=(const ScriptedKernel&) = delete;
 
   std::vector<Task>& tasks() { return _source->script; }
+  void setProcessorSets(size_t count) { _source->sets = count; }
 
  private:
   struct Source : host::TaskSource {
+    size_t sets = 1;
     std::vector<Task> script = {{.pid = getpid(), .threads = {{}}}};
 
     const Task* find(int32_t pid) const {
@@ -45,6 +47,7 @@ class ScriptedKernel {
       return nullptr;
     }
 
+    size_t processorSets() override { return sets; }
     kern_return_t tasks(std::vector<int32_t>& pids) override {
       for (const Task& task : script) pids.push_back(task.pid);
       return KERN_SUCCESS;
