@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -77,6 +79,29 @@ void keepOwnerAndMode(const fs::path& file, int descriptor, const struct stat& f
   if (::fchmod(descriptor, facts.st_mode & 0777) != 0) throw FileError(file);
 }
 
+/// Returns the contents of the file that `input` is open on, of whatever size or kind.
+CFRef<CFMutableDataRef> readOpenFile(const std::string& file, int input, size_t largest) {
+  struct stat facts {};
+  if (::fstat(input, &facts) != 0) throw FileError(file);
+  if (!S_ISREG(facts.st_mode)) throw FileError(file, FileFault::kNotRegular);
+  if (static_cast<uint64_t>(facts.st_size) > largest) {
+    throw FileError(file, FileFault::kTooLarge);
+  }
+  CFRef<CFMutableDataRef> data(CFDataCreateMutable(kCFAllocatorDefault, 0));
+  CFDataSetLength(data.get(), facts.st_size);
+  CFIndex filled = 0;
+  while (filled < facts.st_size) {
+    const ssize_t count = ::pread(input, CFDataGetMutableBytePtr(data.get()) + filled,
+                                  static_cast<size_t>(facts.st_size - filled), filled);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw FileError(file);
+    if (count == 0) break;
+    filled += count;
+  }
+  if (filled < facts.st_size) CFDataSetLength(data.get(), filled);
+  return data;
+}
+
 }  // namespace
 
 std::error_code make_error_code(FileFault fault) {
@@ -103,25 +128,16 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
     if (errno == ENXIO) throw FileError(file, FileFault::kNotRegular);  // A socket.
     throw FileError(file);
   }
-  struct stat facts {};
-  if (::fstat(input.get(), &facts) != 0) throw FileError(file);
-  if (!S_ISREG(facts.st_mode)) throw FileError(file, FileFault::kNotRegular);
-  if (static_cast<uint64_t>(facts.st_size) > largest) {
-    throw FileError(file, FileFault::kTooLarge);
+  // Most files fit into one block, and then a read costs no more calls than it must. What has no
+  // positions, such as a pipe, fails here, and what gives no bytes or more is looked at below.
+  std::array<uint8_t, 16384> block;
+  const ssize_t count = ::pread(input.get(), block.data(), block.size(), 0);
+  if (count <= 0 || static_cast<size_t>(count) == block.size()) {
+    return readOpenFile(file, input.get(), largest);
   }
-
   CFRef<CFMutableDataRef> data(CFDataCreateMutable(kCFAllocatorDefault, 0));
-  CFDataSetLength(data.get(), facts.st_size);
-  CFIndex filled = 0;
-  while (filled < facts.st_size) {
-    const ssize_t count = ::read(input.get(), CFDataGetMutableBytePtr(data.get()) + filled,
-                                 static_cast<size_t>(facts.st_size - filled));
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw FileError(file);
-    if (count == 0) break;
-    filled += count;
-  }
-  if (filled < facts.st_size) CFDataSetLength(data.get(), filled);
+  CFDataSetLength(data.get(), count);
+  std::copy_n(block.begin(), count, CFDataGetMutableBytePtr(data.get()));
   return data;
 }
 

@@ -43,15 +43,16 @@ milliseconds patience() {
 
 FileDescriptor openLockFile(const std::filesystem::path& folder) {
   const std::filesystem::path file = folder / ".lock";
-  constexpr int kFlags = O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  FileDescriptor lock(::open(file.c_str(), O_RDWR | kFlags, 0666));
-  // A lock that belongs to another user can be had without writing to it.
-  if (!lock && errno == EACCES) {
-    lock = FileDescriptor(::open(file.c_str(), O_RDONLY | kFlags, 0666));
+  constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  FileDescriptor lock(::open(file.c_str(), O_RDWR | kFlags));
+  if (!lock && errno == ENOENT) {
+    lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | kFlags, 0666));
+    if (lock) giveToOwnerOf(folder, file, lock.get());
   }
+  // A lock that belongs to another user can be had without writing to it.
+  if (!lock && errno == EACCES) lock = FileDescriptor(::open(file.c_str(), O_RDONLY | kFlags));
   if (!lock && errno == ELOOP) throw FileError(file, FileFault::kSymbolicLink);
   if (!lock) throw FileError(file);
-  giveToOwnerOf(folder, file, lock.get());
   return lock;
 }
 

@@ -252,6 +252,11 @@ ssize_t read(int descriptor, void* buffer, size_t size) {
   return ::syscall(SYS_read, descriptor, buffer, size);
 }
 
+ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
+  if (isBroken(Need::kNothing)) return -1;
+  return ::syscall(SYS_pread64, descriptor, buffer, size, offset);
+}
+
 ssize_t write(int descriptor, const void* bytes, size_t size) {
   if (isBroken(Need::kSpace)) return -1;
   if (gThread.limitsWrites && size > 0) {
