@@ -18,7 +18,7 @@ int32_t ControlBits::getReady() {
     return 2;
   }
   // The byte itself is of no use: that it can be read proves the data area readable.
-  uint8_t probe = 0xFF;
+  uint8_t probe{};
   if (readBits(kSuiteStatusOffset, 1, &probe, diagnosticDataSet()) != 0) {
     reportOnStandardError("Failed to read bits.\n");
     return 3;
@@ -35,8 +35,8 @@ int32_t ControlBits::readControlBitsBytes(uint8_t* buffer, uint16_t bufferLen) {
 }
 
 void ControlBits::readArea() {
-  uint8_t area[256];
-  readBits(0, 103, area, diagnosticDataSet());
+  uint8_t area[103];
+  readBits(0, sizeof(area), area, diagnosticDataSet());
 }
 
 }  // namespace corvane

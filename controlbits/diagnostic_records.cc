@@ -17,7 +17,7 @@ class DataSetRecords final : public RecordArea {
     return readBits(offset, length, destination, diagnosticDataSet());
   }
   uint32_t write(uint32_t offset, uint32_t length, const void* bytes) override {
-    return writeBits(offset, length, bytes, 1, diagnosticDataSet());
+    return writeBits(offset, length, bytes, kCommit, diagnosticDataSet());
   }
   void report(CFStringRef message, CFStringRef testName, int32_t indentation) override {
     Log::write(message, testName, indentation);

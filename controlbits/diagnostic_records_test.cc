@@ -80,7 +80,9 @@ TEST_F(DiagnosticRecordsTest, ARecordHoldsTheTimeAndIsListedAsADictionary) {
   };
   const time_t written = time;
   EXPECT_EQ(timeText(), std::ctime(&written));
-  EXPECT_EQ(list(), Strings{"255/0/3/"});
+  EXPECT_EQ(bytes()[139], 0xFF) << "no message is its zero byte only";
+  setByte(137, 0xBF);
+  EXPECT_EQ(list(), Strings{"255/15/3/"});
   setByte(135, 0x7F);
   EXPECT_EQ(timeText(), "") << "a time that the clock cannot show";
 }

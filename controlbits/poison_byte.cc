@@ -12,7 +12,7 @@
 namespace corvane {
 
 void ControlBits::writePoisonByte(uint8_t offset, bool setPoisonByte) try {
-  uint8_t byte = 0;
+  uint8_t byte{};
   if (readBits(offset, 1, &byte, diagnosticDataSet()) != 0) {
     return logLine(CFSTR("Read Poison Byte failed"));
   }
@@ -24,7 +24,7 @@ void ControlBits::writePoisonByte(uint8_t offset, bool setPoisonByte) try {
                                            : CFSTR("Clearing Poison Byte using offset = %d");
   logLine(formatText(format, offset).get());
   byte = poisonByte(offset, setPoisonByte);
-  if (writeBits(offset, 1, &byte, 1, diagnosticDataSet()) != 0) {
+  if (writeBits(offset, 1, &byte, kCommit, diagnosticDataSet()) != 0) {
     logLine(CFSTR("Writing Poison Byte failed"));
   }
 } catch (const std::exception&) {

@@ -79,6 +79,7 @@ TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy)
   this->fillArea(0);
   std::string text;
   for (size_t i = 0; i < TestFixture::kRoom; ++i) text += "\u00e9";
+  EXPECT_EQ(kRecordMessageRoom<TypeParam>, TestFixture::kRoom);
   EXPECT_TRUE(this->append(text));
   EXPECT_EQ(testing::text(messageOf(this->chain().records[1]).get()),
             text.substr(0, TestFixture::kRoom + 1))

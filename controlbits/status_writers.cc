@@ -28,7 +28,7 @@ uint8_t readByte(uint32_t offset, CFStringRef failure) {
 }
 
 void writeByte(uint32_t offset, uint8_t byte, CFStringRef failureFormat) {
-  const uint32_t result = writeBits(offset, 1, &byte, 1, diagnosticDataSet());
+  const uint32_t result = writeBits(offset, 1, &byte, kCommit, diagnosticDataSet());
   if (result != 0) logLine(formatText(failureFormat, result).get());
 }
 

@@ -55,15 +55,19 @@ TEST_F(StatusWritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
       "FATAL ERROR bad Log Collection state passed to "
       "writeLogCollectionStatus:(LogCollectionControlBitStatus)status";
   const Case cases[] = {
-      {suite, 18, 0xFF, 0, 0xFC, "writeStatus kCorvaneCotnrolBitsPassed"},
-      {suite, 18, 0xE3, 1, 0xE1, "writeStatus kCorvaneControlBitsIncompleteTest"},
-      {suite, 18, 0x00, 2, 0x02, "writeStatus kCorvaneControlBitsFailed"},
-      {suite, 18, 0xFF, 3, 0xFF, "writeStatus kCorvaneControlBitsNotTested"},
+      {suite, 18, 0xFF, kCorvaneCotnrolBitsPassed, 0xFC, "writeStatus kCorvaneCotnrolBitsPassed"},
+      {suite, 18, 0xE3, kCorvaneControlBitsIncompleteTest, 0xE1,
+       "writeStatus kCorvaneControlBitsIncompleteTest"},
+      {suite, 18, 0x00, kCorvaneControlBitsFailed, 0x02, "writeStatus kCorvaneControlBitsFailed"},
+      {suite, 18, 0xFF, kCorvaneControlBitsNotTested, 0xFF,
+       "writeStatus kCorvaneControlBitsNotTested"},
       {suite, 18, 0xF8, 7, 0xFF, badSuite},
       {suite, 18, 0x00, -1, 0xFF, badSuite},
       {suite, 18, 0x00, 4, 0x04, badSuite},
-      {collection, 9, 0xFF, 0, 0xFC, "writeStatus kLogCollectionControlBitsComplete"},
-      {collection, 9, 0x01, 1, 0x01, "writeStatus kLogCollectionControlBitsIncomplete"},
+      {collection, 9, 0xFF, kLogCollectionControlBitsComplete, 0xFC,
+       "writeStatus kLogCollectionControlBitsComplete"},
+      {collection, 9, 0x01, kLogCollectionControlBitsIncomplete, 0x01,
+       "writeStatus kLogCollectionControlBitsIncomplete"},
       {collection, 9, 0xFC, 2, 0xFE, badCollection},
       {collection, 9, 0xFC, INT_MIN, 0xFC, badCollection},
   };

@@ -90,7 +90,7 @@ uint32_t verify(uint32_t offset, uint32_t length, const void* bytes, CFStringRef
 uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringRef set) try {
   Log::writeDebug(CFSTR("Read bits"), CFSTR("Control Bits"), 0);
   const uint8_t* bytes = nullptr;
-  uint32_t available = 0;
+  uint32_t available{};
   if (!getDataAreaBytePtr(&bytes, &available, set)) {
     Log::writeDebug(CFSTR("Call to getDataAreaBytePtr() failed"), nullptr, 1);
     return kDataAreaFailure;

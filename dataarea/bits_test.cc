@@ -1,6 +1,7 @@
 #include "dataarea/bits.h"
 
 #include "dataarea/data_area.h"
+#include "dataarea/data_sets.h"
 #include "testing/unit_test.h"
 
 namespace corvane {
@@ -9,7 +10,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using Strings = std::vector<std::string>;
 
-const CFStringRef kSet = CFSTR("VelmoDiagnosticData");
+const CFStringRef kSet = diagnosticDataSet();
 
 class BitsTest : public corvane::testing::UnitTest {
  protected:

@@ -9,6 +9,8 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
+const bool gAreHandlesAtFirst = gMasterPort != 0 || gDataArea != 0;
+
 class DataAreaTest : public corvane::testing::UnitTest {};
 
 TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
@@ -20,6 +22,7 @@ TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
     Strings systemLog;
   };
   const Case cases[] = {
+      {"", getMasterPort, 0, "", {}},
       {"IOMasterPort", getMasterPort, 1, "Failed to get master device port.\n", {}},
       {"IOKitWaitQuiet=0xe00002d6", getDataArea, 0xe00002d6, "", {}},
       {"IOServiceGetMatchingServices=0xe00002c0", getDataArea, 0xe00002c0, "", {}},
@@ -34,6 +37,7 @@ TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
 }
 
 TEST_F(DataAreaTest, WithoutTheServiceTheHandleIsZeroAndNothingCanBeRead) {
+  EXPECT_FALSE(gAreHandlesAtFirst);
   host::UnitFacts facts = _unit.facts();
   facts.dataArea = false;
   _unit.setFacts(facts);

@@ -23,6 +23,9 @@ inline CFStringRef configurationDataSet() noexcept try {
   return nullptr;
 }
 
+/// The flag with which `writeBits` writes permanently.
+inline constexpr int32_t kCommit = 1;
+
 /// What the data-area functions return for a failure of their own. Where a platform call fails they
 /// return its code instead.
 inline constexpr uint32_t kDataAreaFailure = 5;

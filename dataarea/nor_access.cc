@@ -41,6 +41,7 @@ void ferrox_nor_read(const nor_access_table* access, void* destination) {
 }
 
 void ferrox_nor_write(const nor_access_table*, const void* source) {
-  const uint32_t status = writeBits(0, kConfigurationAreaSize, source, 1, configurationDataSet());
+  const uint32_t status =
+      writeBits(0, kConfigurationAreaSize, source, corvane::kCommit, configurationDataSet());
   if (status != 0) report([] { return CFSTR("Failed to write sysCfg: Error %d"); }, status);
 }

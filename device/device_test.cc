@@ -18,22 +18,16 @@ constexpr uint32_t kOptionsKey = 0x4F505453;
 
 /// What `work` returns in a process of its own, in which nobody has asked for the device yet.
 std::string inFreshProcess(const std::function<std::string()>& work) {
-  int ends[2];
-  if (::pipe(ends) != 0) return "no pipe";
+  const corvane::testing::TemporaryFolder folder;
   const pid_t child = ::fork();
   if (child == 0) {
-    const std::string result = work();
-    const bool isWritten = ::write(ends[1], result.data(), result.size()) >= 0;
-    ::_exit(isWritten ? 0 : 1);
+    writeText(folder.path() / "result", work());
+    ::_exit(0);
   }
-  ::close(ends[1]);
-  std::string result(4096, '\0');
-  result.resize(static_cast<size_t>(std::max<ssize_t>(::read(ends[0], result.data(), 4096), 0)));
-  ::close(ends[0]);
   int status = -1;
   ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0) << result;
-  return result;
+  EXPECT_EQ(status, 0);
+  return corvane::testing::readText(folder.path() / "result");
 }
 
 /// "wcgb" for a device that has Wi-Fi, compass, gyroscope and baseband; "-" for what it has not.

@@ -31,12 +31,12 @@ Bytes counting(size_t length) {
   return bytes;
 }
 
-int32_t add(const ScopedStore& store, uint32_t key, const Bytes& value) {
+int32_t add(const auto& store, uint32_t key, const Bytes& value) {
   return syscfg__add_key(store.get(), key, value.data(), value.size());
 }
 
 /// The value of `key`; empty when it is not present.
-Bytes read(const ScopedStore& store, uint32_t key) {
+Bytes read(const auto& store, uint32_t key) {
   size_t length = 0;
   if (syscfg__read_key(store.get(), key, nullptr, &length) != 0) return {};
   Bytes value(length);
@@ -44,11 +44,16 @@ Bytes read(const ScopedStore& store, uint32_t key) {
   return value;
 }
 
-std::vector<uint32_t> list(const ScopedStore& store) {
+std::vector<uint32_t> list(const auto& store) {
   std::vector<uint32_t> keys(1000);
   const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
   keys.resize(count < 0 ? 0 : static_cast<size_t>(count));
   return keys;
+}
+
+Bytes bytesOf(const MemoryStore& store, size_t at, size_t length) {
+  const auto part = store.image().subspan(at, length);
+  return {part.begin(), part.end()};
 }
 
 void put(Bytes& image, size_t at, const Bytes& bytes) {
@@ -56,8 +61,7 @@ void put(Bytes& image, size_t at, const Bytes& bytes) {
 }
 
 TEST(SyscfgTest, EachByteIsInItsPlaceAfterAddingThreeKeysAndDeletingTheSecond) {
-  const MemoryArea area(erased());
-  const ScopedStore store = openStore(area);
+  const MemoryStore store(erased());
   ASSERT_EQ(add(store, kOpts, {1, 2, 3, 4}), 0);
   ASSERT_EQ(add(store, 0x11223344, counting(30)), 0);
   ASSERT_EQ(add(store, 0x55667788, counting(20)), 0);
@@ -104,8 +108,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
   Bytes header = StoreModel(24).image();  // All that the area has room for.
   putWord(header, 12, 7);
   putWord(header, 20, 5);
-  const MemoryArea area(header);
-  const ScopedStore store = openStore(area);
+  const MemoryStore store(header);
   EXPECT_EQ(imageOf(store), header);
   EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), -1);
 }
@@ -130,21 +133,19 @@ TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
   put(contents, 0, StoreModel(8192).image());
   std::fill(contents.begin() + 24, contents.end(), uint8_t{0xAA});
   put(contents, 44, {0x42, 0x54, 0x4E, 0x43, 7, 0, 0, 0, 17, 0, 0, 0, 100, 0, 0, 0});  // An entry.
-  const MemoryArea area(contents);
-  const ScopedStore store = openStore(area);
+  const MemoryStore store(contents);
   ASSERT_EQ(add(store, 1, {9}), 0);
   ASSERT_EQ(add(store, 2, counting(17)), 0);
-  EXPECT_EQ(std::count(store->image + 29, store->image + 44, 0xAA), 15);
-  EXPECT_EQ(std::count(store->image + 60, store->image + 64, 0xAA), 4) << "the spare word";
-  EXPECT_EQ(Bytes(store->image + 8172, store->image + 8189), counting(17));
-  EXPECT_EQ(std::count(store->image + 8189, store->image + 8192, 0xAA), 3) << "the padding";
+  EXPECT_EQ(bytesOf(store, 29, 15), Bytes(15, 0xAA));
+  EXPECT_EQ(bytesOf(store, 60, 4), Bytes(4, 0xAA)) << "the spare word";
+  EXPECT_EQ(bytesOf(store, 8172, 17), counting(17));
+  EXPECT_EQ(bytesOf(store, 8189, 3), Bytes(3, 0xAA)) << "the padding";
 }
 
 TEST(SyscfgTest, ReplacingAKeyWithAValueThatDoesNotFitLeavesItAbsent) {
   for (const size_t length : {size_t{8149}, SIZE_MAX / 2, SIZE_MAX - 3, SIZE_MAX - 2, SIZE_MAX}) {
     SCOPED_TRACE(length);
-    const MemoryArea area(erased());
-    const ScopedStore store = openStore(area);
+    const MemoryStore store(erased());
     ASSERT_EQ(add(store, kOpts, {1}), 0);
     EXPECT_EQ(syscfg__add_key(store.get(), kOpts, counting(8149).data(), length), -1);
     EXPECT_EQ(imageOf(store), StoreModel(8192).image());
@@ -152,8 +153,7 @@ TEST(SyscfgTest, ReplacingAKeyWithAValueThatDoesNotFitLeavesItAbsent) {
 }
 
 TEST(SyscfgTest, TheMarkerAsAKeyMeansTheFirstIndirectEntryAsIfItWereInline) {
-  const MemoryArea area(erased());
-  const ScopedStore store = openStore(area);
+  const MemoryStore store(erased());
   EXPECT_EQ(read(store, kMarker), Bytes());
   add(store, 1, {});
   add(store, 0x02030405, counting(17));
@@ -161,14 +161,13 @@ TEST(SyscfgTest, TheMarkerAsAKeyMeansTheFirstIndirectEntryAsIfItWereInline) {
             (Bytes{5, 4, 3, 2, 17, 0, 0, 0, 0xEC, 0x1F, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}));
   EXPECT_EQ(syscfg__del_key(store.get(), kMarker), 0);
   EXPECT_EQ(list(store), std::vector<uint32_t>{1});
-  EXPECT_EQ(Bytes(store->image + 8172, store->image + 8189), counting(17)) << "value stays behind";
+  EXPECT_EQ(bytesOf(store, 8172, 17), counting(17)) << "the value stays";
 }
 
 TEST(SyscfgTest, AnAreaTooSmallForAnEntryIsAnEmptyStoreThatNothingFitsIn) {
   for (size_t size = 0; size < 44; ++size) {
     SCOPED_TRACE(size);
-    const MemoryArea area(Bytes(size, 0x11));
-    const ScopedStore store = openStore(area);
+    const MemoryStore store(Bytes(size, 0x11));
     EXPECT_EQ(imageOf(store), size < 24 ? erased(size) : StoreModel(size).image());
     EXPECT_EQ(add(store, kOpts, {}), -1);
     EXPECT_EQ(syscfg__read_key(store.get(), kOpts, nullptr, nullptr), -1);
@@ -199,8 +198,7 @@ TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
     SCOPED_TRACE(what);
     Bytes contents = model.image();
     putWord(contents, at, word);
-    const MemoryArea area(contents);
-    const ScopedStore store = openStore(area);
+    const MemoryStore store(contents);
     EXPECT_EQ(syscfg__read_key(store.get(), 2, nullptr, nullptr), -1);
     EXPECT_EQ(syscfg__del_key(store.get(), 2), -1);
     EXPECT_EQ(imageOf(store), contents);
@@ -219,8 +217,7 @@ TEST(SyscfgTest, ACountThatTheImageCannotHoldLeavesOnlyReading) {
     model.add(kOpts, counting(16));
     Bytes contents = model.image();
     putWord(contents, 20, count);
-    const MemoryArea area(contents);
-    const ScopedStore store = openStore(area);
+    const MemoryStore store(contents);
     uint32_t key = 77;
     EXPECT_EQ(syscfg__list_key(store.get(), &key, SIZE_MAX), -1);
     EXPECT_EQ(key, 77U);
@@ -240,8 +237,7 @@ TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
   std::mt19937 random(20);
   for (const auto& [size, keys, longest] : cases) {
     SCOPED_TRACE(size);
-    const MemoryArea area(erased(size));
-    const ScopedStore store = openStore(area);
+    const MemoryStore store(erased(size));
     StoreModel model(size);
     for (int step = 0; step < 20000; ++step) {
       const uint32_t key = kOpts + below(keys, random);

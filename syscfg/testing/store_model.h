@@ -14,8 +14,9 @@ namespace corvane::testing {
 
 using Bytes = std::vector<uint8_t>;
 
-inline Bytes imageOf(const ScopedStore& store) {
-  return {store->image, store->image + store->size};
+/// The image of a ScopedStore or a MemoryStore.
+Bytes imageOf(const auto& store) {
+  return {store.get()->image, store.get()->image + store.get()->size};
 }
 
 inline void putWord(Bytes& image, size_t at, size_t word) {
