@@ -116,6 +116,24 @@ TEST_F(NoThrowTest, NoOperationThrowsWhenMemoryRunsOutAtAnyPoint) {
   ::testing::internal::GetCapturedStderr();
 }
 
+TEST_F(NoThrowTest, AnAnswerWithoutMemoryIsNoSuccess) {
+  ASSERT_EQ(ControlBits::getReady(), 0);
+  const CFStringRef set = CFSTR("VelmoDiagnosticData");
+  const uint8_t* bytes = nullptr;
+  for (long allowed = 0; allowed < 100; ++allowed) {
+    uint8_t read = 0x55;
+    uint32_t length = 99, isFound = 2, readResult = 2, areaResult = 2;
+    failsAfter(allowed, [&] { isFound = getDataAreaBytePtr(&bytes, &length, set); });
+    EXPECT_EQ(isFound, length == 99 ? 0u : 1u) << allowed;
+    failsAfter(allowed, [&] { readResult = readBits(0, 1, &read, set); });
+    EXPECT_EQ(readResult, read == 0x55 ? 5u : 0u) << allowed;
+    gDataArea = 0;
+    failsAfter(allowed, [&] { areaResult = getDataArea(); });
+    EXPECT_EQ(areaResult == 0, gDataArea != 0) << allowed;
+    ASSERT_EQ(getDataArea(), 0u);
+  }
+}
+
 TEST_F(NoThrowTest, ASamplerWithoutMemoryEndsItsPass) {
   for (const long allowed : {0, 1, 2, 5, 10, 20, 50, 100, 200, 400}) {
     EXPECT_TRUE(failsAfter(allowed, [] { Processes().prettyPrintToLog(); })) << allowed;
