@@ -136,6 +136,15 @@ Option Command::seconds(const std::string& names, double& value, const std::stri
              });
 }
 
+Option Command::texts(const std::string& names, std::vector<std::string>& value,
+                      const std::string& about) {
+  const auto store = [&value](const std::string& word) {
+    value.push_back(word);
+    return std::string();
+  };
+  return add(names, about, "TEXT", store, true);
+}
+
 Option Command::choices(const std::string& names, std::vector<std::string>& value,
                         const std::string& about, const std::vector<std::string>& choices) {
   const auto store = [&value, choices](const std::string& word) {
@@ -164,6 +173,7 @@ Option Command::add(const std::string& names, const std::string& about,
   CLI::Option* const option = _app->add_option(names, take, about);
   option->type_name(isPositional ? "" : placeholder);
   option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  if (isPositional && isRepeatable) option->expected(-1);
   return Option(option);
 }
 

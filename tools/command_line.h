@@ -59,6 +59,8 @@ class Command {
   Option file(const std::string& names, std::string& value, const std::string& about);
   Option file(const std::string& names, std::optional<std::string>& value,
               const std::string& about);
+  /// Any number of texts; as an argument, one at least when it is required.
+  Option texts(const std::string& names, std::vector<std::string>& value, const std::string& about);
 
   struct Range {
     int64_t lowest, highest;

@@ -9,6 +9,7 @@
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
+#include "tools/station_commands.h"
 
 namespace corvane::tools {
 namespace {
@@ -26,6 +27,8 @@ constexpr char kFooter[] = R"(Examples:
   corvane ps --watch 2                 what uses the processors
   corvane inspect dump.bin             what a dump taken from a unit holds
   corvane unit export --to unit.json   a whole unit as one document
+  corvane results line-3/              yields, failures and measurements of stations
+  corvane new-station speaker          a folder with a station, ready to build
 
 Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
@@ -44,6 +47,8 @@ ExitStatus run(int argc, char** argv) {
   addLogGroup(app);
   addPsGroup(app);
   addInspectGroup(app);
+  addResultsCommand(app);
+  addNewStationCommand(app);
   addDeviceGroup(app);
   addUnitGroup(app);
   const ExitStatus status = runCommandLine(app, argc, argv);

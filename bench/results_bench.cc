@@ -1,0 +1,87 @@
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "bench/pairs.h"
+
+namespace corvane::bench {
+namespace {
+
+constexpr int kRuns = 10'000;
+
+/// The results of some runs, of ten lines each; gone with the program.
+class ResultsFile {
+ public:
+  ResultsFile() {
+    std::ofstream file(_path);
+    for (int run = 0; run < kRuns; ++run) writeRun(file, run);
+  }
+  ~ResultsFile() {
+    std::error_code error;
+    std::filesystem::remove(_path, error);
+  }
+
+  const std::string& path() const { return _path; }
+
+ private:
+  static void writeRun(std::ofstream& file, int run) {
+    char head[256];
+    std::snprintf(head, sizeof head,
+                  R"("time":"2026-11-%02dT%02d:%02d:09.042+01:00","run":"%016x","station":"%s",)"
+                  R"("unit":"SN%06d",)",
+                  1 + run % 28, run % 24, run % 60, static_cast<unsigned>(run),
+                  run % 2 == 0 ? "speaker" : "camera", run / 3);
+    const auto add = [&](const char* type, const std::string& fields) {
+      file << R"({"schema":1,"type":")" << type << "\"," << head << fields << "}\n";
+    };
+    const bool isPassed = run % 13 != 0;
+    add("begin", R"("count":1,"number":7,"facts":{"model":"T33AP","build":"1A100","wifi":true},)"
+                 R"("before":{"byte":255,"status":"not-tested","failCount":0})");
+    for (const char* phase : {"tone", "noise"}) {
+      const std::string name = std::string(R"("phase":")") + phase + "\",";
+      add("phaseBegin", name + R"("x":0)");
+      for (const char* measurement : {"loudness", "distortion"}) {
+        add("measurement",
+            name + R"("name":")" + measurement + R"(","value":)" + std::to_string(60 + run % 17) +
+                R"(.25,"unitOfMeasure":"dB","lower":55.0,"upper":null,"inside":true)");
+      }
+      add("phase", name + R"("verdict":")" + (isPassed ? "passed" : "failed") +
+                       R"(","seconds":1.25,"reason":null)");
+    }
+    add("end", std::string(R"("count":1,"verdict":")") + (isPassed ? "passed" : "failed") +
+                   R"(","reason":null,"seconds":2.5)");
+  }
+
+  const std::string _path =
+      (std::filesystem::temp_directory_path() / ("corvane-results-" + std::to_string(::getpid())))
+          .string();
+};
+
+void runOver(benchmark::State& state, const std::string& command) {
+  static const ResultsFile results;
+  const std::string line = command + " '" + results.path() + "' >/dev/null";
+  for (auto _ : state) {
+    if (std::system(line.c_str()) != 0) state.SkipWithError("the program failed");
+  }
+}
+
+/// Yields per station, with all else that the command tells.
+void yieldsByTool(benchmark::State& state) { runOver(state, CORVANE_TOOL " results --json"); }
+
+/// Yields per station, and nothing else.
+void yieldsByJq(benchmark::State& state) {
+  runOver(state,
+          "jq -nc 'reduce inputs as $line ({}; if $line.type == \"end\" then "
+          ".[$line.station].runs += 1 | if $line.verdict == \"passed\" then "
+          ".[$line.station].passed += 1 else . end else . end)'");
+}
+
+const bool kIsAdded = addPair({"results-to-jq", 0.2, yieldsByTool, yieldsByJq});
+
+}  // namespace
+}  // namespace corvane::bench

@@ -1,0 +1,110 @@
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <regex>
+
+#include "tools/command_line.h"
+#include "tools/new_station/templates.h"
+#include "tools/station_commands.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr int kLogCollectionOffset = 9;
+constexpr int kSuiteOffset = 18;
+
+struct Options {
+  std::string name;
+  int number = 1;
+  int offset = 24;
+};
+
+std::string filled(std::string_view text, const Options& options) {
+  char key[8];
+  std::snprintf(key, sizeof key, "R%03d", options.number);
+  const std::pair<std::string, std::string> fields[] = {
+      {"{{NAME}}", options.name},
+      {"{{NUMBER}}", std::to_string(options.number)},
+      {"{{OFFSET}}", std::to_string(options.offset)},
+      {"{{POISON_OFFSET}}", std::to_string(options.offset + 1)},
+      {"{{KEY}}", key}};
+  std::string result(text);
+  for (const auto& [field, value] : fields) {
+    for (size_t at = 0; (at = result.find(field, at)) != std::string::npos; at += value.size()) {
+      result.replace(at, field.size(), value);
+    }
+  }
+  return result;
+}
+
+void writeFiles(const std::filesystem::path& folder, const Options& options) {
+  for (const Template& file : newStationTemplates()) {
+    std::ofstream stream(folder / file.fileName, std::ios::binary);
+    stream << filled(file.text, options);
+    stream.close();
+    if (!stream) throw std::runtime_error("cannot be written");
+  }
+}
+
+void checkOptions(const Options& options) {
+  static const std::regex kName("[a-z][a-z0-9_-]{0,39}");
+  if (!std::regex_match(options.name, kName)) {
+    throw CommandError(kUsage,
+                       "'" + options.name +
+                           "' is no name of a station: lower-case letters, digits, - and _, "
+                           "beginning with a letter, at most 40");
+  }
+  if (options.name == "station_test" || options.name == "test") {
+    throw CommandError(kUsage, "'" + options.name + "' is the name of the station's tests");
+  }
+  for (const int taken : {kLogCollectionOffset, kSuiteOffset}) {
+    if (taken == options.offset || taken == options.offset + 1) {
+      throw CommandError(kUsage, "byte " + std::to_string(taken) + " belongs to the library");
+    }
+  }
+}
+
+/// The folder appears whole, or not at all.
+ExitStatus makeStation(const Options& options) {
+  checkOptions(options);
+  namespace fs = std::filesystem;
+  if (fs::symlink_status(options.name).type() != fs::file_type::not_found) {
+    throw CommandError(kFailed, options.name + ": is there already");
+  }
+  std::string made = "." + options.name + ".XXXXXX";
+  try {
+    if (!::mkdtemp(made.data())) throw std::runtime_error("no folder can be made here");
+    fs::permissions(made, fs::perms(0755));
+    writeFiles(made, options);
+    fs::rename(made, options.name);
+  } catch (const std::exception& error) {
+    std::error_code ignored;
+    fs::remove_all(made, ignored);
+    throw CommandError(kFailed, options.name + ": " + error.what());
+  }
+  std::cout << options.name << "\n";
+  return kDone;
+}
+
+}  // namespace
+
+void addNewStationCommand(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  Command command = Command(app).add(
+      "new-station", "Write the folder of a new station, with its tests, ready to build");
+  command.text("NAME", options->name, "The station's name, and the folder's").required();
+  command.number("--number", options->number, "The station's number in records; 1 at first",
+                 {0, 255});
+  command.number("--offset", options->offset,
+                 "The station's status byte, 24 at first; the next one is its poison byte",
+                 {0, 126});
+  command.footer(
+      "No unit is needed. The folder's README.md says how to build it.\n"
+      "Example:\n  corvane new-station speaker --number 8 --offset 24");
+  command.action([=] { return makeStation(*options); });
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,121 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/results/markup.h"
+#include "tools/results/summary_view.h"
+
+namespace corvane::tools {
+namespace {
+
+constexpr char kHead[] = R"(<!DOCTYPE html>
+<html lang="en"><head><meta charset="utf-8"><title>Results</title><style>
+body { font: 14px/1.4 sans-serif; margin: 2em; color: #222 }
+table { border-collapse: collapse; margin: 0.5em 0 1.5em }
+th, td { padding: 0.2em 0.8em; text-align: right; border-bottom: 1px solid #ddd }
+th:first-child, td:first-child { text-align: left }
+td.bar { text-align: left; width: 20em }
+td.bar div { background: #c44; height: 1em }
+figure { display: inline-block; margin: 0 1.5em 1.5em 0 }
+figcaption { font-size: 12px }
+rect { fill: #58a } line { stroke: #c22; stroke-width: 1.5 }
+</style></head><body>
+)";
+
+template <typename... Values>
+std::string formatted(const char* format, Values... values) {
+  char text[256];
+  std::snprintf(text, sizeof text, format, values...);
+  return text;
+}
+
+std::string cell(const std::string& text) { return "<td>" + markupText(text) + "</td>"; }
+
+std::string yields(const Summary& summary, const Names& names) {
+  std::string html =
+      "<h1>Results</h1>\n<table><tr><th>Station</th><th>Runs</th><th>Units</th><th>First-pass "
+      "yield</th><th>Final yield</th><th>Failed</th><th>Unfinished</th></tr>\n";
+  for (const StationSummary& station : summary.stations()) {
+    const Yield yield = station.yield();
+    html += "<tr>" + cell(names.text(station.name())) + cell(std::to_string(station.runs())) +
+            cell(std::to_string(yield.units)) + cell(percentText(yield.firstPassed, yield.units)) +
+            cell(percentText(yield.lastPassed, yield.units)) +
+            cell(std::to_string(station.runs(RunVerdict::kFailed))) +
+            cell(std::to_string(station.runs(RunVerdict::kIncomplete) +
+                                station.runs(RunVerdict::kUnfinished))) +
+            "</tr>\n";
+  }
+  return html + "</table>\n";
+}
+
+std::string failures(const StationSummary& station, const Names& names) {
+  const std::vector<Failure> failures = station.failures();
+  if (failures.empty()) return "<p>No phase failed.</p>\n";
+  std::string html = "<table><tr><th>Fails</th><th>Runs</th><th>Of failed runs</th></tr>\n";
+  const uint64_t failed = station.runs(RunVerdict::kFailed);
+  for (const Failure& failure : failures) {
+    const std::string& phase = names.text(failure.phase);
+    const double width = failed == 0 ? 0
+                                     : std::min(100.0, 100 * static_cast<double>(failure.runs) /
+                                                           static_cast<double>(failed));
+    html += "<tr>" +
+            cell(failure.measurement ? phase + ": " + names.text(*failure.measurement) : phase) +
+            cell(std::to_string(failure.runs)) + "<td class=\"bar\" title=\"" +
+            percentText(failure.runs, failed) +
+            formatted("\"><div style=\"width:%.1f%%\"></div></td></tr>\n", width);
+  }
+  return html + "</table>\n";
+}
+
+/// The measurement's histogram with a line at each limit.
+std::string histogram(const MeasurementSummary& measurement, const Names& names) {
+  constexpr double kWidth = 320;
+  constexpr double kHeight = 120;
+  const Statistics& values = measurement.statistics;
+  const Histogram& bins = values.histogram();
+  double first = values.minimum();
+  double last = values.maximum();
+  if (measurement.lower) first = std::min(first, *measurement.lower);
+  if (measurement.upper) last = std::max(last, *measurement.upper);
+  first = std::min(first, values.minimum() - bins.width());
+  last = std::max(last, values.maximum() + bins.width());
+  const auto x = [&](double value) { return (value - first) / (last - first) * kWidth; };
+  const auto most = static_cast<double>(*std::ranges::max_element(bins.counts()));
+
+  std::string svg = formatted("<svg width=\"%g\" height=\"%g\" role=\"img\">", kWidth, kHeight);
+  for (size_t bin = 0; bin < Histogram::kBins; ++bin) {
+    if (bins.counts()[bin] == 0) continue;
+    const double begin = bins.begin() + bins.width() * static_cast<double>(bin);
+    const double height = kHeight * static_cast<double>(bins.counts()[bin]) / most;
+    svg += formatted("<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\"/>", x(begin),
+                     kHeight - height, std::max(x(begin + bins.width()) - x(begin), 1.0), height);
+  }
+  for (const auto& limit : {measurement.lower, measurement.upper}) {
+    if (!limit) continue;
+    svg += formatted("<line x1=\"%.1f\" x2=\"%.1f\" y1=\"0\" y2=\"%g\"/>", x(*limit), x(*limit),
+                     kHeight);
+  }
+  const std::string& unit = names.text(measurement.unitOfMeasure);
+  return "<figure>" + svg + "</svg><figcaption>" +
+         markupText(names.text(measurement.phase) + ": " + names.text(measurement.name) +
+                    (unit.empty() ? "" : ", " + unit)) +
+         "<br>" + std::to_string(values.count()) + " values, mean " + numberText(values.mean()) +
+         ", deviation " + numberText(values.deviation()) + "<br>limits " +
+         numberText(measurement.lower) + " to " + numberText(measurement.upper) + ", Cpk " +
+         numberText(values.capability(measurement.lower, measurement.upper)) + ", outside " +
+         std::to_string(measurement.outside) + "</figcaption></figure>\n";
+}
+
+}  // namespace
+
+std::string summaryAsHtml(const Summary& summary, const Names& names) {
+  std::string html = kHead + yields(summary, names);
+  for (const StationSummary& station : summary.stations()) {
+    html += "<h2>" + markupText(names.text(station.name())) + "</h2>\n" + failures(station, names);
+    for (const MeasurementSummary& measurement : station.measurements()) {
+      if (measurement.statistics.count() > 0) html += histogram(measurement, names);
+    }
+  }
+  return html + "</body></html>\n";
+}
+
+}  // namespace corvane::tools

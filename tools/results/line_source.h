@@ -1,0 +1,50 @@
+#ifndef CORVANE_TOOLS_RESULTS_LINE_SOURCE_H_
+#define CORVANE_TOOLS_RESULTS_LINE_SOURCE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvane::tools {
+
+/// The lines of a file, or of standard input for "-", in a buffer of fixed size.
+class LineSource {
+ public:
+  /// Bytes that can be read behind a line, whatever they hold; JSON parsers read ahead.
+  static constexpr size_t kPadding = 64;
+  /// A longer line is cut.
+  static constexpr size_t kLongestLine = size_t{1} << 20;
+
+  struct Line {
+    std::string_view text;  ///< Without its line feed; valid until the next line is read.
+    uint64_t number = 0;    ///< From 1.
+    bool isCut = false;     ///< The line is longer than `kLongestLine`; the rest is left out.
+    bool isEnded = false;   ///< It has a line feed.
+  };
+
+  /// Throws CommandError (wrong usage) when the file cannot be opened.
+  explicit LineSource(const std::string& path);
+  ~LineSource();
+  LineSource(const LineSource&) = delete;
+  LineSource& operator=(const LineSource&) = delete;
+
+  /// Returns false at the end. Throws CommandError when reading fails.
+  bool next(Line& line);
+
+ private:
+  bool fill();
+
+  std::string _path;
+  int _file = -1;
+  std::vector<char> _buffer;
+  size_t _begin = 0;
+  size_t _end = 0;
+  uint64_t _number = 0;
+  bool _isAtEnd = false;
+};
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_RESULTS_LINE_SOURCE_H_

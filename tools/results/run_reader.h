@@ -1,0 +1,57 @@
+#ifndef CORVANE_TOOLS_RESULTS_RUN_READER_H_
+#define CORVANE_TOOLS_RESULTS_RUN_READER_H_
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "tools/results/line_source.h"
+#include "tools/results/run.h"
+
+namespace corvane::tools {
+
+/// Puts the lines of results together to runs. Holds what it knows of runs that did not end yet,
+/// and nothing of the others.
+class RunReader {
+ public:
+  /// Called with each run, once it has ended or its file has.
+  using TakeRun = std::function<void(const Run&)>;
+  /// Called for each line that is damaged.
+  using TakeDamage =
+      std::function<void(const std::string& file, uint64_t line, const std::string& reason)>;
+
+  RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage);
+  ~RunReader();
+  RunReader(const RunReader&) = delete;
+  RunReader& operator=(const RunReader&) = delete;
+
+  /// Reads a file, or standard input for "-". Throws CommandError when that cannot be done.
+  void read(const std::string& path);
+
+ private:
+  class Parser;
+  using OpenRuns = std::list<Run>;
+
+  Run& runOf(std::string_view id, std::string_view station, std::string_view unit,
+             std::string_view time);
+  void end(OpenRuns::iterator run);
+  void takeLine(const Parser& line);
+
+  Names& _names;
+  const TakeRun _takeRun;
+  const TakeDamage _takeDamage;
+  std::unique_ptr<Parser> _parser;
+  /// In the order in which they began, the newest last.
+  OpenRuns _open;
+  std::unordered_map<std::string_view, OpenRuns::iterator> _openById;
+  /// Ended runs, whose memory the next ones take.
+  OpenRuns _spare;
+};
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_RESULTS_RUN_READER_H_

@@ -1,0 +1,154 @@
+#include "tools/results/run_writers.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "tools/command_error.h"
+#include "tools/results/markup.h"
+
+namespace corvane::tools {
+namespace {
+
+std::string exactNumber(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.17g", value);
+  return text;
+}
+
+std::string exactNumber(std::optional<double> value) { return value ? exactNumber(*value) : ""; }
+
+std::string attribute(const char* name, const std::string& value) {
+  return std::string(" ") + name + "=\"" + markupText(value) + "\"";
+}
+
+std::string secondsText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3f", seconds);
+  return text;
+}
+
+/// The time without its fraction and zone, as JUnit has it.
+std::string junitTime(const std::string& time) {
+  return time.size() >= 19 ? time.substr(0, 19) : "1970-01-01T00:00:00";
+}
+
+std::string property(const std::string& name, const std::string& value) {
+  return "<property" + attribute("name", name) + attribute("value", value) + "/>";
+}
+
+std::string propertiesOf(const Run& run, uint32_t phase, const Names& names) {
+  std::string properties;
+  for (const Measurement& measurement : run.measurements) {
+    if (measurement.phase != phase) continue;
+    const std::string& unit = names.text(measurement.unitOfMeasure);
+    const std::string value = measurement.value ? exactNumber(*measurement.value) : "nan";
+    properties += property(names.text(measurement.name), value + (unit.empty() ? "" : " " + unit));
+  }
+  return properties.empty() ? "" : "<properties>" + properties + "</properties>";
+}
+
+std::string testCase(const Run& run, const PhaseResult& phase, const std::string& properties,
+                     const Names& names) {
+  std::string xml = "<testcase" + attribute("name", names.text(phase.name)) +
+                    attribute("classname", names.text(run.station)) +
+                    attribute("time", secondsText(phase.seconds)) + ">" + properties;
+  if (phase.verdict == RunVerdict::kFailed) {
+    xml += "<failure" + attribute("message", phase.reason) + "/>";
+  } else if (phase.verdict != RunVerdict::kPassed) {
+    xml += "<error" + attribute("message", nameOf(phase.verdict)) + "/>";
+  }
+  return xml + "</testcase>\n";
+}
+
+/// A case of its own for what a run ended with and no phase tells.
+bool hasOwnCase(const Run& run) {
+  return run.verdict != RunVerdict::kPassed && run.verdict != RunVerdict::kFailed;
+}
+
+}  // namespace
+
+JunitWriter::JunitWriter(const std::string& path)
+    : _path(path), _partial(path + ".partial"), _file(_partial, std::ios::binary) {
+  if (!_file) throw CommandError(kUsage, _partial + ": " + std::strerror(errno));
+  _file << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
+}
+
+JunitWriter::~JunitWriter() {
+  if (_partial.empty()) return;
+  std::error_code error;
+  std::filesystem::remove(_partial, error);
+}
+
+void JunitWriter::add(const Run& run, const Names& names) {
+  size_t failures = 0;
+  size_t errors = hasOwnCase(run) ? 1 : 0;
+  for (const PhaseResult& phase : run.phases) {
+    failures += phase.verdict == RunVerdict::kFailed;
+    errors += phase.verdict != RunVerdict::kFailed && phase.verdict != RunVerdict::kPassed;
+  }
+  _file << "<testsuite" << attribute("name", names.text(run.station))
+        << attribute("timestamp", junitTime(run.timeText)) << attribute("hostname", "station")
+        << attribute("tests", std::to_string(run.phases.size() + hasOwnCase(run)))
+        << attribute("failures", std::to_string(failures))
+        << attribute("errors", std::to_string(errors))
+        << attribute("time", secondsText(run.seconds)) << ">\n<properties>"
+        << property("run", run.id) << property("unit", run.unit)
+        << property("verdict", nameOf(run.verdict)) << "</properties>\n";
+  for (size_t i = 0; i < run.phases.size(); ++i) {
+    const PhaseResult& phase = run.phases[i];
+    // The measurements of phases of one name stand with the first of them.
+    bool isFirst = true;
+    for (size_t before = 0; before < i; ++before) isFirst &= run.phases[before].name != phase.name;
+    _file << testCase(run, phase, isFirst ? propertiesOf(run, phase.name, names) : "", names);
+  }
+  if (hasOwnCase(run)) {
+    _file << "<testcase" << attribute("name", nameOf(run.verdict))
+          << attribute("classname", names.text(run.station)) << attribute("time", "0.000")
+          << "><error" << attribute("message", run.reason) << "/></testcase>\n";
+  }
+  _file << "</testsuite>\n";
+}
+
+void JunitWriter::finish() {
+  _file << "</testsuites>\n";
+  _file.close();
+  if (!_file || std::rename(_partial.c_str(), _path.c_str()) != 0) {
+    throw CommandError(kFailed, _path + ": " + std::strerror(errno));
+  }
+  _partial.clear();
+}
+
+namespace {
+
+/// A cell; quoted where a reader would take it apart.
+std::string csvCell(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
+  return quoted + "\"";
+}
+
+}  // namespace
+
+CsvWriter::CsvWriter(std::ostream& out) : _out(out) {
+  _out << "time,run,station,unit,count,verdict,phase,name,value,unitOfMeasure,lower,upper,inside\n";
+}
+
+void CsvWriter::add(const Run& run, const Names& names) {
+  const std::string front = csvCell(run.timeText) + "," + csvCell(run.id) + "," +
+                            csvCell(names.text(run.station)) + "," + csvCell(run.unit) + "," +
+                            (run.count == 0 ? "" : std::to_string(run.count)) + "," +
+                            nameOf(run.verdict) + ",";
+  if (run.measurements.empty()) _out << front << ",,,,,,\n";
+  for (const Measurement& measurement : run.measurements) {
+    _out << front << csvCell(names.text(measurement.phase)) << ","
+         << csvCell(names.text(measurement.name)) << "," << exactNumber(measurement.value) << ","
+         << csvCell(names.text(measurement.unitOfMeasure)) << "," << exactNumber(measurement.lower)
+         << "," << exactNumber(measurement.upper) << ","
+         << (measurement.isInside ? "true" : "false") << "\n";
+  }
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,44 @@
+#ifndef CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
+#define CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
+
+#include <fstream>
+#include <ostream>
+#include <string>
+
+#include "tools/results/run.h"
+
+namespace corvane::tools {
+
+/// Writes runs as a JUnit report: a suite a run, a case a phase, its measurements as properties.
+/// The file appears when it is finished, in the place of what was there.
+class JunitWriter {
+ public:
+  /// Throws CommandError when the file cannot be made.
+  explicit JunitWriter(const std::string& path);
+  ~JunitWriter();
+  JunitWriter(const JunitWriter&) = delete;
+  JunitWriter& operator=(const JunitWriter&) = delete;
+
+  void add(const Run& run, const Names& names);
+  /// Throws CommandError when the file could not be written.
+  void finish();
+
+ private:
+  std::string _path;
+  std::string _partial;
+  std::ofstream _file;
+};
+
+/// Prints a row for each measurement, and one for a run that has none.
+class CsvWriter {
+ public:
+  explicit CsvWriter(std::ostream& out);
+  void add(const Run& run, const Names& names);
+
+ private:
+  std::ostream& _out;
+};
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_

@@ -1,0 +1,27 @@
+#ifndef CORVANE_TOOLS_RESULTS_SUMMARY_VIEW_H_
+#define CORVANE_TOOLS_RESULTS_SUMMARY_VIEW_H_
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <string>
+
+#include "tools/results/summary.h"
+
+namespace corvane::tools {
+
+/// "87.50 %"; "-" of nothing.
+std::string percentText(uint64_t part, uint64_t whole);
+/// With six digits at most; "-" when absent.
+std::string numberText(std::optional<double> value);
+
+/// Three tables: yields by station, what made runs fail, and measurements.
+void printSummary(std::ostream& out, const Summary& summary, const Names& names);
+
+nlohmann::ordered_json summaryAsJson(const Summary& summary, const Names& names);
+
+/// One page with the same and a histogram of each measurement; it loads nothing.
+std::string summaryAsHtml(const Summary& summary, const Names& names);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_RESULTS_SUMMARY_VIEW_H_
