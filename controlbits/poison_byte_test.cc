@@ -48,7 +48,7 @@ TEST_F(PoisonByteTest, EachFailureHasItsLine) {
        {setting, "writeBits verification failed [length=1] (wrote 0xfe, read 0xff)"}},
   };
   for (const auto& [rule, log] : cases) {
-    setByte(5, 0xFF);
+    _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(6, 0xFF));
     EXPECT_EQ(traceOf(rule, [] { ControlBits::writePoisonByte(5, true); }).log, log) << rule;
   }
 }

@@ -96,6 +96,9 @@ TYPED_TEST(RecordChainTest, AnUnreadableSlotEndsTheListAndIsNoPlaceForARecord) {
   EXPECT_TRUE(this->append("x"));
   EXPECT_EQ(CFArrayGetCount(listRecords<TypeParam>(this->_area).get()), 2);
   EXPECT_FALSE(this->append("x"));
+  EXPECT_EQ(this->chain().records.size(), 2u);
+  this->_area.bytes.resize(128 + 2 * TestFixture::kSize);
+  EXPECT_EQ(this->chain().records.size(), 2u);
   const std::string begin = "Control Bits: ", reading = begin + "Reading Diagnostic Record failed";
   EXPECT_EQ(this->_area.reports,
             (Strings{begin + "Failed to write (x) to diagnostic record #2 for station: 7 result: 5",

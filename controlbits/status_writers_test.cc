@@ -28,6 +28,7 @@ TEST_F(StatusWritersTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges
       {0xF8, 5, 0, 0xFD, true},  {0xFD, 5, 0, 0xFD, true},  {0x1D, 1, 0, 0x1D, false},
       {0x00, 2, 7, 0x0A, true},  {0xFF, -1, 0, 0xFF, true}, {0xFF, INT_MIN, INT_MIN, 0xFC, true},
   };
+  _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(31));
   for (const Case& c : cases) {
     setByte(30, c.before);
     const auto write = [&] { ControlBits::writeControlBits(30, c.status, c.count); };

@@ -42,9 +42,9 @@ bool isPresent(Presence presence) try {
     case Presence::kRadioQuery:
       return mobileWiFiContainsRadio() != 0;
     case Presence::kOptions:
-      return optionsHoldUmts();
+      break;
   }
-  return false;
+  return optionsHoldUmts();
 } catch (const std::exception&) {
   return false;
 }

@@ -131,6 +131,9 @@ TEST_F(NoThrowTest, AnAnswerWithoutMemoryIsNoSuccess) {
     failsAfter(allowed, [&] { areaResult = getDataArea(); });
     EXPECT_EQ(areaResult == 0, gDataArea != 0) << allowed;
     ASSERT_EQ(getDataArea(), 0u);
+    int32_t percent = 0;
+    failsAfter(allowed, [&] { percent = getBatteryCapacity(); });
+    EXPECT_TRUE(percent == 80 || percent == -1 || percent == INT_MAX) << percent;
   }
 }
 
