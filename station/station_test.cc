@@ -161,7 +161,7 @@ TEST_F(StationTest, ARecordsTextIsCutAfterAWholeCharacter) {
                {"\xFFx", "?x"}};
   for (const auto& [text, fitting] : cases) {
     EXPECT_EQ(textForRecord(text), fitting);
-    EXPECT_EQ(runStation([&](TestRun& run) {
+    EXPECT_EQ(runStation([text = text](TestRun& run) {
                 run.setRecordText(text);
                 passingBody(run);
               }).verdict,
