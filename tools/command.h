@@ -27,6 +27,9 @@ void requireUnit();
 /// Gets the data area ready, or throws CommandError; the library has said why on standard error.
 void requireReady();
 
+/// Whether there is a unit. Unlike opening it, this makes none.
+bool hasUnit();
+
 void addStatusGroup(CLI::App& app);
 void addPoisonGroup(CLI::App& app);
 void addRecordGroup(CLI::App& app);
@@ -41,6 +44,8 @@ void addLogGroup(CLI::App& app);
 void addPsGroup(CLI::App& app);
 /// The commands that only the virtual device has; none on the device.
 void addDeviceGroup(CLI::App& app);
+/// `completion`, and what shells and the build ask: `complete` and `manual`.
+void addShellGroup(CLI::App& app, const std::string& version);
 void addUnitGroup(CLI::App& app);
 
 }  // namespace corvane::tools

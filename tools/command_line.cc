@@ -24,6 +24,12 @@ Run& currentRun() {
   return run;
 }
 
+/// CLI11 knows an option's choices only as text.
+std::map<const CLI::Option*, std::vector<std::string>>& allChoices() {
+  static std::map<const CLI::Option*, std::vector<std::string>> choices;
+  return choices;
+}
+
 /// Parses a decimal number, or 0x and hexadecimal digits. A leading zero does not make it octal.
 std::optional<int64_t> parseNumber(const std::string& word) {
   const bool isNegative = word.starts_with('-');
@@ -152,7 +158,9 @@ Option Command::choices(const std::string& names, std::vector<std::string>& valu
     value.push_back(word);
     return true;
   };
-  return add(names, about, "NAME", readChoice(choices, store), true);
+  const Option option = add(names, about, "NAME", readChoice(choices, store), true);
+  allChoices()[option._option] = choices;
+  return option;
 }
 
 Option Command::add(const std::string& names, const std::string& about,
@@ -191,7 +199,14 @@ Option Command::addNumber(const std::string& names, const std::string& about, Ra
 Option Command::addChoice(const std::string& names, const std::string& about,
                           const std::vector<std::string>& choices,
                           std::function<bool(const std::string& word)> store) {
-  return add(names, about, CLI::detail::join(choices, "|"), readChoice(choices, std::move(store)));
+  const Option option =
+      add(names, about, CLI::detail::join(choices, "|"), readChoice(choices, std::move(store)));
+  allChoices()[option._option] = choices;
+  return option;
+}
+
+const std::vector<std::string>& choicesOf(const CLI::Option& option) {
+  return allChoices()[&option];
 }
 
 void addJsonFlag(CLI::App* command, bool& json) { Command(*command).jsonFlag(json); }

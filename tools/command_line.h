@@ -32,6 +32,7 @@ class Option {
   Option& needs(const Option& other);
 
  private:
+  friend class Command;
   CLI::Option* _option;
 };
 
@@ -129,6 +130,9 @@ class Command {
 
   CLI::App* _app;
 };
+
+/// Returns the names of which the option takes one or several; empty for an option of another kind.
+const std::vector<std::string>& choicesOf(const CLI::Option& option);
 
 /// Parses the command line by `app`, and runs the command that it names. Returns the tool's exit
 /// status. Help goes to standard output. Throws CommandError, for a wrong command line before

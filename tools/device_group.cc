@@ -253,6 +253,11 @@ void addReboot(Command group) {
 
 }  // namespace
 
+bool hasUnit() {
+  std::error_code error;
+  return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
+}
+
 void addDeviceGroup(CLI::App& app) {
   Command group = Command(app).add("device", "Make, show and change the virtual unit");
   group.requireCommand();

@@ -51,6 +51,7 @@ ExitStatus run(int argc, char** argv) {
   addNewStationCommand(app);
   addDeviceGroup(app);
   addUnitGroup(app);
+  addShellGroup(app, "corvane " CORVANE_VERSION);
   const ExitStatus status = runCommandLine(app, argc, argv);
   if (!std::cout.flush()) throw CommandError(kFailed, "standard output cannot be written");
   return status;

@@ -5,6 +5,8 @@
 
 namespace corvane::tools {
 
+bool hasUnit() { return true; }
+
 void addDeviceGroup(CLI::App&) {}
 void addUnitGroup(CLI::App&) {}
 

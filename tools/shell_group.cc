@@ -1,0 +1,108 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+
+#include "controlbits/control_bits.h"
+#include "tools/command.h"
+#include "tools/command_line.h"
+#include "tools/inspect/area_report.h"
+#include "tools/inspect/value_text.h"
+#include "tools/printable.h"
+#include "tools/shell/completion.h"
+#include "tools/shell/manual.h"
+
+namespace corvane::tools {
+namespace {
+
+// Each shell asks the tool itself, so that what it offers cannot differ from what the tool takes.
+
+constexpr char kBash[] = R"(_corvane() {
+  local word
+  COMPREPLY=()
+  while IFS= read -r word; do
+    COMPREPLY+=("$word")
+  done < <("${COMP_WORDS[0]}" complete -- "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null | cut -f1)
+}
+complete -o bashdefault -o default -F _corvane corvane
+)";
+
+constexpr char kZsh[] = R"(#compdef corvane
+_corvane() {
+  local line
+  local -a found
+  while IFS= read -r line; do
+    found+=("${${line%%$'\t'*}//:/\\:}:${line#*$'\t'}")
+  done < <("${words[1]}" complete -- "${(@)words[2,CURRENT]}" 2>/dev/null)
+  if (( ${#found} )); then
+    _describe corvane found
+  else
+    _files
+  fi
+}
+if [[ $zsh_eval_context[-1] == loadautofunc ]]; then
+  _corvane "$@"
+else
+  compdef _corvane corvane
+fi
+)";
+
+constexpr char kFish[] = R"(function __corvane_complete
+    set -l words (commandline -opc) (commandline -ct)
+    $words[1] complete -- $words[2..-1] 2>/dev/null
+end
+complete -c corvane -a '(__corvane_complete)'
+)";
+
+/// The keys in the unit's configuration store, as `syscfg` names them; none when they cannot be
+/// read.
+std::vector<std::string> keysOfUnit() {
+  std::vector<std::string> names;
+  if (!hasUnit()) return names;
+  std::vector<uint8_t> area(kDeviceAreaSize);
+  if (ControlBits::getReady() != 0) return names;
+  if (ControlBits::readSysCfgBytes(area.data(), kDeviceAreaSize) != 0) return names;
+  for (const AreaEntry& entry : reportOnArea(area).entries) {
+    if (entry.isFound) names.push_back(keyName(entry.key));
+  }
+  return names;
+}
+
+}  // namespace
+
+void addShellGroup(CLI::App& app, const std::string& version) {
+  using Scripts = std::map<std::string, std::string>;
+  const auto script = std::make_shared<std::optional<std::string>>();
+  Command completion = Command(app).add("completion", "Print a shell's completion script");
+  completion
+      .choice("SHELL", *script, "The shell that reads it",
+              Scripts{{"bash", kBash}, {"fish", kFish}, {"zsh", kZsh}})
+      .required();
+  completion.footer("Example, for the shell at hand:\n  source <(corvane completion bash)");
+  completion.action([script] {
+    std::cout << **script;
+    return kDone;
+  });
+
+  // For the scripts and for the build; not among the commands that --help shows.
+  const auto words = std::make_shared<std::vector<std::string>>();
+  CLI::App* const complete = app.add_subcommand("complete", "Print what the last word can become");
+  complete->group("");
+  complete->add_option("WORD", *words, "The command line's words, after --");
+  setAction(complete, [&app, words] {
+    for (const Completion& found : completionsOf(app, *words, keysOfUnit)) {
+      std::cout << printable(found.word) << "\t" << printable(found.about) << "\n";
+    }
+    return kDone;
+  });
+
+  const auto folder = std::make_shared<std::string>();
+  CLI::App* const manual = app.add_subcommand("manual", "Write the manual pages");
+  manual->group("");
+  manual->add_option("FOLDER", *folder, "Where they go")->required();
+  setAction(manual, [&app, version, folder] {
+    writeManual(app, version, *folder);
+    return kDone;
+  });
+}
+
+}  // namespace corvane::tools
