@@ -65,7 +65,7 @@ template <typename Time>
 CFRef<CFMutableDictionaryRef> dictionaryOf(const DiagnosticRecord<Time>& record) {
   CFRef<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
       kCFAllocatorDefault, 5, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  if (!dictionary) return dictionary;
+  if (!dictionary) return {};
   addEntry(dictionary.get(), CFSTR("time"), clockText(static_cast<time_t>(record.time)));
   addEntry(dictionary.get(), CFSTR("station"), numberOf(record.station));
   addEntry(dictionary.get(), CFSTR("version"), numberOf(versionOf(record)));
@@ -121,7 +121,7 @@ template <typename Time>
 CFRef<CFMutableArrayRef> listRecords(RecordArea& area) {
   CFRef<CFMutableArrayRef> list(
       CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-  if (!list) return list;
+  if (!list) return {};
   for (const DiagnosticRecord<Time>& record : readChain<Time>(area).records) {
     const CFRef<CFMutableDictionaryRef> dictionary = dictionaryOf(record);
     if (dictionary) CFArrayAppendValue(list.get(), dictionary.get());

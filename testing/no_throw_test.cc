@@ -119,8 +119,15 @@ TEST_F(NoThrowTest, NoOperationThrowsWhenMemoryRunsOutAtAnyPoint) {
 TEST_F(NoThrowTest, AnAnswerWithoutMemoryIsNoSuccess) {
   ASSERT_EQ(ControlBits::getReady(), 0);
   const CFStringRef set = CFSTR("VelmoDiagnosticData");
+  const CFRef<CFStringRef> word = cfString("not there");
   const uint8_t* bytes = nullptr;
+  host::UnitFacts facts = _unit.facts();
+  facts.externalPower = false;
+  _unit.setFacts(facts);
   for (long allowed = 0; allowed < 100; ++allowed) {
+    bool has = false;
+    failsAfter(allowed, [&] { has = hasBootArg(word.get()) || externalPowerConnected(); });
+    EXPECT_FALSE(has) << allowed;
     uint8_t read = 0x55;
     uint32_t length = 99, isFound = 2, readResult = 2, areaResult = 2;
     failsAfter(allowed, [&] { isFound = getDataAreaBytePtr(&bytes, &length, set); });
