@@ -47,6 +47,8 @@ void addDeviceGroup(CLI::App& app);
 /// `completion`, and what shells and the build ask: `complete` and `manual`.
 void addShellGroup(CLI::App& app, const std::string& version);
 void addUnitGroup(CLI::App& app);
+/// `report`.
+void addReportGroup(CLI::App& app);
 
 }  // namespace corvane::tools
 

@@ -6,6 +6,7 @@
 
 #include "controlbits/control_bit_byte.h"
 #include "controlbits/conventions.h"
+#include "controlbits/poison_byte.h"
 
 namespace corvane::tools {
 
@@ -29,6 +30,21 @@ std::string statusName(uint8_t byte, const StatusNames& names) {
     if (value == status) return name;
   }
   return "status " + std::to_string(status);
+}
+
+char markOf(uint8_t byte) {
+  if (byte == 0xFF) return kUnwrittenMark;
+  if (byte == poisonByte(0, true)) return kPoisonMark;
+  switch (testStatusOf(byte)) {
+    case kCorvaneCotnrolBitsPassed:
+      return 'P';
+    case kCorvaneControlBitsIncompleteTest:
+      return 'I';
+    case kCorvaneControlBitsFailed:
+      return 'F';
+    default:
+      return 'N';
+  }
 }
 
 std::string hexByte(uint8_t byte) {

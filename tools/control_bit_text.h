@@ -17,6 +17,14 @@ const StatusNames& logCollectionStatusNames();
 /// Returns the name among `names` of the byte's status; "status 2" when it has none.
 std::string statusName(uint8_t byte, const StatusNames& names);
 
+/// Marks of bytes that no test's status is shown of.
+inline constexpr char kPoisonMark = '!';
+inline constexpr char kUnwrittenMark = '.';
+
+/// Returns how a byte looks in a grid: P passed, F failed, I incomplete, N not tested, or one of
+/// the marks above.
+char markOf(uint8_t byte);
+
 /// "0x0a".
 std::string hexByte(uint8_t byte);
 

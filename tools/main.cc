@@ -27,6 +27,7 @@ constexpr char kFooter[] = R"(Examples:
   corvane ps --watch 2                 what uses the processors
   corvane inspect dump.bin             what a dump taken from a unit holds
   corvane unit export --to unit.json   a whole unit as one document
+  corvane report unit.json -o unit.html
   corvane results line-3/              yields, failures and measurements of stations
   corvane new-station speaker          a folder with a station, ready to build
 
@@ -51,6 +52,7 @@ ExitStatus run(int argc, char** argv) {
   addNewStationCommand(app);
   addDeviceGroup(app);
   addUnitGroup(app);
+  addReportGroup(app);
   addShellGroup(app, "corvane " CORVANE_VERSION);
   const ExitStatus status = runCommandLine(app, argc, argv);
   if (!std::cout.flush()) throw CommandError(kFailed, "standard output cannot be written");

@@ -9,6 +9,7 @@ bool hasUnit() { return true; }
 
 void addDeviceGroup(CLI::App&) {}
 void addUnitGroup(CLI::App&) {}
+void addReportGroup(CLI::App&) {}
 
 UnitLock::UnitLock() = default;
 

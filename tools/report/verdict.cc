@@ -1,0 +1,120 @@
+#include "tools/report/verdict.h"
+
+#include "controlbits/control_bit_byte.h"
+#include "controlbits/conventions.h"
+#include "tools/control_bit_text.h"
+
+namespace corvane::tools {
+namespace {
+
+/// "offset 20" or "offsets 20, 24".
+std::string offsetsText(const std::vector<std::string>& offsets) {
+  std::string text = offsets.size() == 1 ? "offset " : "offsets ";
+  for (size_t i = 0; i < offsets.size(); ++i) text += (i == 0 ? "" : ", ") + offsets[i];
+  return text;
+}
+
+/// The offsets of control-bit bytes by what they say.
+struct StatusOffsets {
+  std::vector<std::string> poisoned, failed, incomplete, passed;
+
+  explicit StatusOffsets(const DiagnosticReport& report) {
+    for (const auto& [offset, byte] : report.controlBits) {
+      const std::string place = std::to_string(offset);
+      if (offset == kLogCollectionOffset) continue;
+      switch (testStatusOf(byte)) {
+        case kCorvaneControlBitsFailed:
+          if (markOf(byte) == kPoisonMark) {
+            poisoned.push_back(place);
+          } else {
+            failed.push_back(place + " (fail count " + std::to_string(failCountOf(byte)) + ")");
+          }
+          break;
+        case kCorvaneControlBitsIncompleteTest:
+          incomplete.push_back(place);
+          break;
+        case kCorvaneCotnrolBitsPassed:
+          passed.push_back(place);
+          break;
+        default:
+          break;
+      }
+    }
+  }
+};
+
+class Judge {
+ public:
+  Verdict take() { return std::move(_verdict); }
+
+  /// The first headline is the gravest one and stays.
+  void find(Verdict::Level level, const std::string& headline, const std::string& detail) {
+    if (_verdict.headline.empty()) {
+      _verdict.level = level;
+      _verdict.headline = headline;
+    }
+    _verdict.details.push_back(detail);
+  }
+
+  void findDamage(const std::optional<Dump>& dump, const std::string& what) {
+    if (!dump || dump->findings.empty()) return;
+    const size_t count = dump->findings.size();
+    find(
+        Verdict::Level::kBad, "Damaged",
+        what + " has " + std::to_string(count) + (count == 1 ? " finding." : " findings.") +
+            (dump->area && !dump->area->isHeaderSound ? " A unit treats the area as an empty store."
+                                                      : ""));
+  }
+
+ private:
+  Verdict _verdict;
+};
+
+}  // namespace
+
+ReportSubject::ReportSubject(std::string subjectName, UnitImage subjectImage)
+    : name(std::move(subjectName)), image(std::move(subjectImage)) {
+  if (const auto* bytes = image.file(kDiagnosticDataFile)) {
+    diagnosticData = inspectDump(*bytes, {.kind = DumpKind::kDiagnosticData, .timeBits = {}});
+  }
+  if (const auto* bytes = image.file(kConfigurationFile)) {
+    configuration = inspectDump(*bytes, {.kind = DumpKind::kConfiguration, .timeBits = {}});
+  }
+}
+
+Verdict verdictOn(const ReportSubject& subject) {
+  using enum Verdict::Level;
+  Judge judge;
+  const StatusOffsets bytes(subject.diagnosticData ? *subject.diagnosticData->diagnosticData
+                                                   : DiagnosticReport());
+  if (!bytes.poisoned.empty()) {
+    judge.find(kBad, "Poisoned", "A poison byte is set at " + offsetsText(bytes.poisoned) + ".");
+  }
+  if (!bytes.failed.empty()) {
+    judge.find(kBad, "Failed", "A test failed at " + offsetsText(bytes.failed) + ".");
+  }
+  judge.findDamage(subject.diagnosticData, "The diagnostic data");
+  judge.findDamage(subject.configuration, "The configuration area");
+  if (!bytes.incomplete.empty()) {
+    judge.find(kOpen, "Incomplete",
+               "A test is incomplete at " + offsetsText(bytes.incomplete) + ".");
+  }
+  for (const auto& [path, contents] : subject.image.files) {
+    if (!path.ends_with(".committed")) continue;
+    judge.find(kOpen, "Uncommitted", path + " undoes changes at the next reboot.");
+  }
+  if (!bytes.passed.empty()) {
+    judge.find(kGood, "Passed", "Tests passed at " + offsetsText(bytes.passed) + ".");
+  }
+  if (subject.diagnosticData) {
+    judge.find(kOpen, "Not tested",
+               bytes.passed.empty() ? "No station has left a passed test." : "");
+  } else {
+    judge.find(kGood, "Sound", "The configuration area has no findings.");
+  }
+  Verdict verdict = judge.take();
+  std::erase(verdict.details, "");
+  return verdict;
+}
+
+}  // namespace corvane::tools

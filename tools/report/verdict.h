@@ -1,0 +1,37 @@
+#ifndef CORVANE_TOOLS_REPORT_VERDICT_H_
+#define CORVANE_TOOLS_REPORT_VERDICT_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/inspect/dump_inspector.h"
+#include "tools/unit/unit_image.h"
+
+namespace corvane::tools {
+
+/// A unit or a dump with what its data sets hold.
+struct ReportSubject {
+  ReportSubject(std::string name, UnitImage image);
+
+  std::string name;
+  UnitImage image;
+  std::optional<Dump> diagnosticData;
+  std::optional<Dump> configuration;
+};
+
+/// What somebody who has no time needs to know of a unit.
+struct Verdict {
+  enum class Level { kGood, kOpen, kBad };
+  Level level = Level::kOpen;
+  /// "Poisoned", "Failed", "Damaged", "Incomplete", "Passed" or "Not tested".
+  std::string headline;
+  /// Whole sentences, the gravest first.
+  std::vector<std::string> details;
+};
+
+Verdict verdictOn(const ReportSubject& subject);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_REPORT_VERDICT_H_

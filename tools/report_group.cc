@@ -1,0 +1,55 @@
+#include <filesystem>
+#include <memory>
+
+#include "tools/byte_file.h"
+#include "tools/command.h"
+#include "tools/command_line.h"
+#include "tools/dump_kind_option.h"
+#include "tools/ps/process_plot.h"
+#include "tools/ps/process_recording.h"
+#include "tools/report/report_page.h"
+
+namespace corvane::tools {
+namespace {
+
+struct Options {
+  std::vector<std::string> sources;
+  std::string out, recording;
+  std::optional<DumpKind> kind;
+};
+
+ExitStatus report(const Options& options) {
+  constexpr size_t kChartedProcesses = 8;
+  std::vector<ReportSubject> subjects;
+  for (const std::string& source : options.sources) {
+    const bool isFolder = std::filesystem::is_directory(source);
+    subjects.emplace_back(source, readImage(source, isFolder ? std::nullopt : options.kind));
+  }
+  std::string chart;
+  if (!options.recording.empty()) {
+    chart = plotSvg(readRecording(options.recording), kChartedProcesses);
+  }
+  const std::string page = reportPage(subjects, chart);
+  writeFile(options.out, {reinterpret_cast<const uint8_t*>(page.data()), page.size()});
+  return kDone;
+}
+
+}  // namespace
+
+void addReportGroup(CLI::App& app) {
+  const auto options = std::make_shared<Options>();
+  Command command =
+      Command(app).add("report", "Show units or dumps as one web page that stands alone");
+  command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
+  command.file("-o,--out", options->out, "The page to write").required();
+  command.file("--recording", options->recording,
+               "A recording of \"corvane ps --record\" to show as a chart");
+  addDumpKindOption(command, options->kind);
+  command.footer(
+      "The page loads nothing and can be read without scripts; it follows the reader's light or\n"
+      "dark scheme, and prints.\n"
+      "Example:\n  corvane report \"$(corvane device path)\" -o unit.html");
+  command.action([=] { return report(*options); });
+}
+
+}  // namespace corvane::tools
