@@ -15,6 +15,7 @@
 #include "tools/log_file.h"
 #include "tools/log_line.h"
 #include "tools/log_reader.h"
+#include "tools/log_show.h"
 
 namespace corvane::tools {
 namespace {
@@ -122,6 +123,34 @@ void addTail(Command group) {
   command.action([=] { return tail(options->count, options->follow, options->json); });
 }
 
+void addShow(Command group) {
+  struct Options {
+    LogFilter filter;
+    std::optional<std::string> since, until;
+    bool json = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("show", "Print the records of the test log that pass a filter");
+  command.text("--test", options->filter.test, "Only this test's records");
+  command.text("--since", options->since, "Only from this local time on");
+  command.text("--until", options->until, "Only up to this local time");
+  command.text("--grep", options->filter.grep, "Only records with this text");
+  command.flag("--station-messages", options->filter.stationMessages, "Only station messages");
+  command.flag("--json", options->json, "Print the fields of each record as a line of JSON");
+  command.footer(
+      "A time is a date, with or without a time of day: 2026-11-16, 2026-11-16T08:30. A line that\n"
+      "begins with \"| \" continues the record above it.\n"
+      "Exit status: 0 when there was such a record, 1 when not.\n"
+      "Example:\n  corvane log show --test Fixture --since 2026-11-16");
+  command.action([=] {
+    LogFilter filter = options->filter;
+    if (options->since) filter.since = logTime(*options->since, false);
+    if (options->until) filter.until = logTime(*options->until, true);
+    requireUnit();
+    return showLog(devicePath(kLogFile), filter, options->json, stdout) ? kDone : kFailed;
+  });
+}
+
 void addCollected(Command group) {
   const auto json = std::make_shared<bool>(false);
   Command command = group.add("collected", "Tell whether the device's logs were collected");
@@ -149,6 +178,7 @@ void addLogGroup(CLI::App& app) {
   addWrite(group);
   addMessage(group);
   addTail(group);
+  addShow(group);
   addCollected(group);
 }
 

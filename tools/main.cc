@@ -15,7 +15,7 @@ namespace corvane::tools {
 namespace {
 
 constexpr char kFooter[] = R"(Examples:
-  corvane status                       what every station wrote
+  corvane status                       what every station wrote, as a grid
   corvane status set 20 --status failed --count 2
   corvane poison set 24                mark the unit as failed
   corvane record list                  what stations left for later ones

@@ -10,9 +10,11 @@
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
+#include "tools/inspect/area_view.h"
 #include "tools/json_output.h"
 #include "tools/quiet_write.h"
 #include "tools/record_field.h"
+#include "tools/status_grid.h"
 #include "tools/table.h"
 #include "tools/unit_lock.h"
 
@@ -38,20 +40,26 @@ std::span<const uint8_t> readDataSet(uint32_t last) {
 uint8_t readByte(uint32_t offset) { return readDataSet(offset)[offset]; }
 
 struct ShowOptions {
-  uint32_t from = 0;
-  uint32_t to = kLastControlBitOffset;
+  std::optional<uint32_t> from, to;
   bool written = false;
+  bool list = false;
   bool json = false;
 };
 
 ExitStatus show(const ShowOptions& options) {
-  if (options.from > options.to) throw CommandError(kUsage, "--from is greater than --to");
+  const uint32_t from = options.from.value_or(0);
+  const uint32_t to = options.to.value_or(kLastControlBitOffset);
+  if (from > to) throw CommandError(kUsage, "--from is greater than --to");
   requireReady();
-  const std::span<const uint8_t> bytes = readDataSet(options.to);
+  const std::span<const uint8_t> bytes = readDataSet(to);
+  if (!options.from && !options.to && !options.written && !options.list && !options.json) {
+    printStatusGrid(std::cout, bytes.first(to + 1), isColouredOutput());
+    return kDone;
+  }
   nlohmann::ordered_json json = nlohmann::ordered_json::array();
   Table table(
       {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
-  for (uint32_t offset = options.from; offset <= options.to; ++offset) {
+  for (uint32_t offset = from; offset <= to; ++offset) {
     const uint8_t byte = bytes[offset];
     if (options.written && byte == 0xFF) continue;
     json.push_back(controlBitAsJson(offset, byte));
@@ -96,6 +104,7 @@ void addShow(Command group) {
   const auto options = std::make_shared<ShowOptions>();
   group.number("--from", options->from, "First offset; 0 if not given");
   group.number("--to", options->to, "Last offset; 127 if not given");
+  group.flag("--list", options->list, "One byte to a line instead of the grid");
   group.flag("--written", options->written, "Only bytes that are not 0xff");
   group.jsonFlag(options->json);
   group.action([=] { return show(*options); });

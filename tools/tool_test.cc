@@ -155,6 +155,9 @@ TEST_F(CommandTest, StatusAndPoisonBytesAreWrittenAndShown) {
         "    18  0xfc  passed           0  test suite\n"
         "    20  0xf2  failed           2\n"
         "    24  0xfe  failed           0\n"}});
+  EXPECT_NE(run("status").output.find(
+                "\n  16  .   .   P0  .   F2  .   .   .   !   .   .   .   .   .   .   .\n"),
+            std::string::npos);
   EXPECT_EQ(jsonOf("status --from 20 --to 20"),
             json::parse(R"({"schema": 1, "bytes": [{"offset": 20, "byte": 242, "status": "failed",
                             "failCount": 2, "upperBits": 7}]})"));

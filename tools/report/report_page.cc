@@ -26,9 +26,11 @@ a{color:inherit}
 table{border-collapse:collapse}
 .wide table{min-width:16rem}
 .wide th,.wide td{text-align:left;vertical-align:top;padding:.2rem .75rem .2rem 0;
-border-bottom:1px solid var(--line)}
+border-bottom:1px solid var(--line);overflow-wrap:normal}
+.wide th{white-space:nowrap}
+.wide td:last-child{overflow-wrap:anywhere;min-width:9rem}
 .wide .number{text-align:right}
-.code,.log,q{font-family:ui-monospace,monospace;font-size:.875rem;white-space:pre-wrap}
+td.code,.log li,q{font-family:ui-monospace,monospace;font-size:.875rem;white-space:pre-wrap}
 .grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}
 .grid td,.grid th{text-align:center;padding:0;border:1px solid var(--back);font-weight:400}
 .grid th{color:var(--faint)}
@@ -41,9 +43,9 @@ border-bottom:1px solid var(--line)}
 .timeline li{position:relative;margin:0 0 .75rem}
 .timeline li::before{content:"";position:absolute;left:-1.45rem;top:.35rem;width:.75rem;
 height:.75rem;border-radius:50%;border:2px solid var(--back);background:#57606a}
-.timeline .result0::before{background:#1a7f37}.timeline .result1::before{background:#8a5a00}
-.timeline .result2::before{background:#b3261e}
-.map{display:block;width:100%;max-width:48rem;background:var(--soft)}
+.timeline .result0::before{background:#0a7ea4}.timeline .result1::before{background:#8250df}
+.timeline .result2::before{background:#bf8700}
+.map{display:block;shape-rendering:crispEdges;width:100%;max-width:48rem;background:var(--soft)}
 .key{width:.875rem;height:.875rem;vertical-align:-.1rem}
 .parts{list-style:none;padding:0;display:flex;flex-wrap:wrap;gap:.25rem 1rem}
 .part0{fill:#8250df}.part1{fill:#0a7ea4}.part2{fill:#3f6fd8}.part3{fill:var(--free)}
@@ -52,7 +54,7 @@ height:.75rem;border-radius:50%;border:2px solid var(--back);background:#57606a}
 border:1px solid var(--line)}
 .log .continued{padding-left:2rem;color:var(--faint);border-left:3px solid var(--line)}
 .filter input{font:inherit;max-width:100%}
-img{max-width:100%;height:auto}
+img{display:block;width:100%;min-width:40rem;height:auto}
 @media print{body{max-width:none;padding:0}.filter{display:none}
 .log{max-height:none;overflow:visible;border:0;padding:0}
 .verdict,.grid td,.map,.timeline li{-webkit-print-color-adjust:exact;print-color-adjust:exact}
@@ -131,9 +133,10 @@ std::string reportPage(const std::vector<ReportSubject>& subjects, const std::st
   for (size_t i = 0; i < subjects.size(); ++i) html += article(subjects[i], i);
   if (!chartSvg.empty()) {
     html +=
-        "<section>\n<h2>Processor use</h2>\n<img alt=\"chart of the busiest processes\" "
+        "<section>\n<h2>Processor use</h2>\n<div class=\"wide\"><img alt=\"chart of the busiest "
+        "processes\" "
         "src=\"data:image/svg+xml;base64," +
-        base64(chartSvg) + "\">\n</section>\n";
+        base64(chartSvg) + "\"></div>\n</section>\n";
   }
   return html + "<script>" + kScript + "</script>\n</body>\n</html>\n";
 }

@@ -160,7 +160,7 @@ def make_page(corvane, folder):
     with open(dump, 'wb') as file:
         file.write(b'gfCS' + bytes(range(256)) * 32)
     recording = os.path.join(folder, 'recording.jsonl')
-    run('ps', '--record', recording, '--for', '1s', '--every', '500ms')
+    run('ps', '--record', recording, '--for', '1', '--every', '0.5')
     page = os.path.join(folder, 'page.html')
     run('report', unit, dump, '--recording', recording, '-o', page)
     return page

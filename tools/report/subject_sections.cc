@@ -201,12 +201,12 @@ std::string configurationSection(const ReportSubject& subject) {
 
 std::string findingsSection(const ReportSubject& subject) {
   std::vector<Row> rows;
-  for (const auto& [dump, path] : {std::pair(&subject.diagnosticData, kDiagnosticDataFile),
-                                   std::pair(&subject.configuration, kConfigurationFile)}) {
+  for (const auto& [dump, name] : {std::pair(&subject.diagnosticData, "control bits, records"),
+                                   std::pair(&subject.configuration, "configuration area")}) {
     if (!*dump) continue;
     for (const Finding& finding : (*dump)->findings) {
       rows.push_back(
-          {path, std::to_string(finding.offset), std::to_string(finding.length), finding.reason});
+          {name, std::to_string(finding.offset), std::to_string(finding.length), finding.reason});
     }
   }
   return section("Findings", rows.empty()

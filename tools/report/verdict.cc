@@ -109,7 +109,7 @@ Verdict verdictOn(const ReportSubject& subject) {
   if (subject.diagnosticData) {
     judge.find(kOpen, "Not tested",
                bytes.passed.empty() ? "No station has left a passed test." : "");
-  } else {
+  } else if (subject.configuration && subject.configuration->findings.empty()) {
     judge.find(kGood, "Sound", "The configuration area has no findings.");
   }
   Verdict verdict = judge.take();

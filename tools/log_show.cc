@@ -1,0 +1,193 @@
+#include "tools/log_show.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
+
+#include "tools/command_error.h"
+#include "tools/json_output.h"
+#include "tools/log_line.h"
+#include "tools/log_record.h"
+
+namespace corvane::tools {
+namespace {
+
+using Text = std::string_view;
+
+/// How much is read at once.
+constexpr size_t kChunk = size_t{256} << 10;
+/// How much of a record is kept until its end is found. What follows counts as a record.
+constexpr size_t kLongestRecord = size_t{16} << 20;
+
+/// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
+std::string timeOf(Text line) {
+  constexpr size_t kLength = kLogStamp.size() - 3;
+  if (matchesDigits(line, kLogStamp)) return std::string(line.substr(1, kLength));
+  constexpr Text kBefore = "context=\"\",ts=\"";
+  if (!line.starts_with(kBefore) ||
+      !matchesDigits(line.substr(kBefore.size()), "0000/00/00 00:00:00")) {
+    return "";
+  }
+  std::string time(line.substr(kBefore.size(), kLength));
+  std::ranges::replace(time, '/', '-');
+  return time;
+}
+
+/// Returns the line at the front of `text`, without its line feed, and removes it.
+Text takeLine(Text& text) {
+  const size_t end = std::min(text.find('\n'), text.size());
+  const Text line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return line;
+}
+
+class Show {
+ public:
+  Show(const LogFilter& filter, bool json, std::FILE* out)
+      : _filter(filter), _json(json), _out(out) {
+    if (!filter.grep.empty()) {
+      _needle = filter.grep;
+    } else if (filter.test) {
+      _needle = *filter.test + ": ";
+    } else if (filter.stationMessages) {
+      _needle = kStationMessage;
+    }
+  }
+
+  /// Shows what passes of `text`, which is whole records.
+  void show(Text text) {
+    while (!text.empty()) {
+      if (!_needle.empty()) {
+        // Most records of a large log do not have the text: the search passes over them.
+        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
+        if (!hit) return;
+        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
+        text.remove_prefix(startOfRecord(text, at));
+      }
+      const size_t end = endOfRecord(text);
+      showRecord(text.substr(0, end));
+      text.remove_prefix(end);
+    }
+  }
+
+  bool hasShown() const { return _hasShown; }
+
+  /// Returns where the last record of `text` begins; 0 when it begins with it.
+  static size_t startOfRecord(Text text, size_t at) {
+    while (true) {
+      const void* const found = ::memrchr(text.data(), '\n', at);
+      if (!found) return 0;
+      const auto lineFeed = static_cast<size_t>(static_cast<const char*>(found) - text.data());
+      if (beginsLogRecord(text.substr(lineFeed + 1))) return lineFeed + 1;
+      at = lineFeed;
+    }
+  }
+
+ private:
+  static size_t endOfRecord(Text text) {
+    size_t at = 0;
+    while ((at = text.find('\n', at)) != Text::npos) {
+      ++at;
+      if (at == text.size() || beginsLogRecord(text.substr(at))) return at;
+    }
+    return text.size();
+  }
+
+  bool passes(Text record) const {
+    if (!_filter.grep.empty() && record.find(_filter.grep) == Text::npos) return false;
+    if (_filter.stationMessages && !record.starts_with(kStationMessage)) return false;
+    if (_filter.since || _filter.until) {
+      const std::string time = timeOf(record);
+      if (time.empty() || (_filter.since && time < *_filter.since) ||
+          (_filter.until && time > *_filter.until)) {
+        return false;
+      }
+    }
+    if (!_filter.test) return true;
+    const nlohmann::ordered_json fields = lineAsJson(takeLine(record));
+    return fields.contains("test") && fields["test"] == *_filter.test;
+  }
+
+  void showRecord(Text record) {
+    if (!passes(record)) return;
+    _hasShown = true;
+    if (!_json) {
+      while (!record.empty()) print(lineForPeople(takeLine(record)) + "\n");
+      return;
+    }
+    nlohmann::ordered_json fields = lineAsJson(takeLine(record));
+    while (!record.empty()) fields["continued"].push_back(takeLine(record));
+    print(jsonLine(fields));
+  }
+
+  void print(const std::string& text) {
+    if (std::fwrite(text.data(), 1, text.size(), _out) != text.size()) {
+      throw CommandError(kFailed, "standard output cannot be written");
+    }
+  }
+
+  const LogFilter& _filter;
+  bool _json;
+  std::FILE* _out;
+  std::string _needle;
+  bool _hasShown = false;
+};
+
+[[noreturn]] void fail(const std::string& file, int error) {
+  throw CommandError(kFailed, file + ": " + std::strerror(error));
+}
+
+}  // namespace
+
+std::string logTime(const std::string& text, bool isLatest) {
+  std::string time = text;
+  if (time.size() > 10 && time[10] == 'T') time[10] = ' ';
+  constexpr Text kPattern = "0000-00-00 00:00:00";
+  const std::string rest = isLatest ? "0000-00-00 23:59:59" : "0000-00-00 00:00:00";
+  const bool isKnownLength = time.size() == 10 || time.size() == 16 || time.size() == 19;
+  if (!isKnownLength || !matchesDigits(time, kPattern.substr(0, time.size()))) {
+    throw CommandError(kUsage, "'" + text +
+                                   "' is not a time such as 2026-11-16 or "
+                                   "\"2026-11-16 08:30:00\"");
+  }
+  return time + rest.substr(time.size());
+}
+
+bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {
+  struct stat facts {};
+  if (::stat(file.c_str(), &facts) != 0) fail(file, errno);
+  if (!S_ISREG(facts.st_mode)) throw CommandError(kFailed, file + ": is not a regular file");
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(std::fopen(file.c_str(), "rbe"),
+                                                            std::fclose);
+  if (!log) fail(file, errno);
+  // Read in chunks of our own.
+  std::setvbuf(log.get(), nullptr, _IONBF, 0);
+
+  Show show(filter, json, out);
+  std::vector<char> buffer(2 * kChunk);
+  size_t kept = 0;
+  while (true) {
+    const size_t count = std::fread(buffer.data() + kept, 1, kChunk, log.get());
+    if (std::ferror(log.get())) fail(file, errno);
+    const Text text(buffer.data(), kept + count);
+    if (count == 0) {
+      show.show(text);
+      return show.hasShown();
+    }
+    // The last record may go on in what is read next.
+    size_t end = Show::startOfRecord(text, text.size());
+    if (text.size() - end > kLongestRecord) end = text.size();
+    show.show(text.substr(0, end));
+    kept = text.size() - end;
+    std::memmove(buffer.data(), buffer.data() + end, kept);
+    if (buffer.size() < kept + kChunk) buffer.resize(2 * (kept + kChunk));
+  }
+}
+
+}  // namespace corvane::tools
