@@ -7,14 +7,14 @@
 namespace corvane {
 namespace {
 
-template <int32_t kWriteBack>
+template <bool kWriteBack>
 struct Close {
   void operator()(syscfg_handle* store) const { syscfg__deinit(store, kWriteBack); }
 };
 /// An open store over the device's flash. The second kind is written back when it is closed,
 /// whether or not the change succeeded.
-using ReadStore = std::unique_ptr<syscfg_handle, Close<0>>;
-using WriteStore = std::unique_ptr<syscfg_handle, Close<1>>;
+using ReadStore = std::unique_ptr<syscfg_handle, Close<false>>;
+using WriteStore = std::unique_ptr<syscfg_handle, Close<true>>;
 
 /// A negative number becomes a very large one.
 size_t widened(int32_t number) { return static_cast<size_t>(int64_t{number}); }
