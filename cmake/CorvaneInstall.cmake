@@ -28,6 +28,8 @@ install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
 # The CoreFoundation that this was built with.
 if(CORVANE_COREFOUNDATION)
   cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
+  # CMake itself adds no folder below the sources or the build folder.
+  set_property(TARGET ${targets} APPEND PROPERTY INSTALL_RPATH ${folder})
   # pkg-config takes a blank for the end of an argument.
   string(REPLACE " " "\\ " include "${COREFOUNDATION_INCLUDE_DIR}")
   string(REPLACE " " "\\ " library "${COREFOUNDATION_LIBRARY}")
