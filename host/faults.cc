@@ -46,7 +46,8 @@ struct Rules {
   std::vector<StuckByte> stuck;
 };
 
-/// The whole of `text` as a number in C notation (decimal, 0x, leading 0; a sign), or nothing.
+/// Returns the whole of `text` as a number in C notation (decimal, 0x, leading 0; a sign). Nothing
+/// when it is not one.
 std::optional<int64_t> parseNumber(std::string_view text) {
   const std::string copy(text);
   if (copy.empty() || std::isspace(static_cast<unsigned char>(copy.front()))) return {};
@@ -57,7 +58,7 @@ std::optional<int64_t> parseNumber(std::string_view text) {
   return value;
 }
 
-/// Cuts `text` at the first `mark` and returns what lies behind it; nothing when there is no mark.
+/// Cuts `text` at the first `mark` and returns what follows it. Nothing when there is no mark.
 std::optional<std::string_view> cutAt(std::string_view& text, char mark) {
   const size_t at = text.find(mark);
   if (at == std::string_view::npos) return {};
@@ -120,7 +121,8 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
   return {};
 }
 
-/// Fills `rules` from the comma-separated `text`; returns the first rule's fault, if one has any.
+/// Fills `rules` from the comma-separated `text`. Returns what is wrong with the first rule that
+/// cannot be used; empty when all can.
 std::string parseRules(std::string_view text, Rules& rules) {
   while (!text.empty()) {
     std::string_view rule = text;

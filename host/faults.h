@@ -17,20 +17,20 @@ enum class Call {
 #undef CALL
 };
 
-/// Counts one call of the function. Returns what the call must return instead of doing its work, 0
-/// standing for null; nothing when no rule fails this call. Each call asks exactly once, first of
-/// all.
+/// Counts one call of the function. Returns what the call must return instead of doing its work,
+/// with 0 for null. Nothing when no rule fails this call. Each call asks exactly once, before
+/// anything else.
 std::optional<int64_t> injectedFault(Call call);
 
-/// Puts the stuck bytes of data set `set` over its contents.
+/// Overwrites the stuck bytes of data set `set` in its contents.
 void applyStuckBytes(std::string_view set, std::span<uint8_t> contents);
 
-/// Replaces this process's rules and starts counting afresh. Returns what is wrong with the first
-/// rule that cannot be used, and changes nothing then; an empty text when all is well.
+/// Replaces this process's rules and starts counting anew. Returns what is wrong with the first
+/// rule that cannot be used, and then changes nothing. Returns an empty text when all can.
 std::string setFaultRules(std::string_view rules);
 
-/// How often each function that a rule can name was called since the rules were set; those that
-/// were not called are left out. Calls are counted only while there are rules.
+/// Returns how often each function that a rule can name was called since the rules were set,
+/// without those that were not called. Calls are counted only while there are rules.
 std::map<std::string, uint64_t> callsMade();
 
 }  // namespace corvane::host

@@ -1,7 +1,7 @@
 // The wrappers of the functions that fault_calls.inc lists as WRAPPED. What is linked with --wrap
-// for them (corvane_wrap_calls in CMakeLists.txt) calls these in their place; everybody else's
-// calls, the host platform's own among them, are neither counted nor failed. A failed call still
-// takes back what it was given (a closed file is closed).
+// for them (corvane_wrap_calls in CMakeLists.txt) calls these in their place. All other calls, such
+// as the host platform's own, are neither counted nor failed. A failed call still consumes what it
+// was given: a file that fclose fails to close is closed.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
@@ -26,11 +26,11 @@ namespace {
 using corvane::host::Call;
 using corvane::host::injectedFault;
 
-/// Whether the rules in force make this call of a CoreFoundation function yield null.
-bool yieldsNull(Call call) { return injectedFault(call).has_value(); }
+/// Returns whether the rules in force make this call of a CoreFoundation function return null.
+bool returnsNull(Call call) { return injectedFault(call).has_value(); }
 
-/// What this call of a C library function must return by the rules in force, with errno set;
-/// nothing when it is to do its work.
+/// Returns what this call of a C library function must return by the rules in force, and sets
+/// errno. Returns nothing when the call has to do its work.
 template <typename Result>
 std::optional<Result> failed(Call call, int error) {
   const std::optional<int64_t> result = injectedFault(call);
@@ -41,8 +41,8 @@ std::optional<Result> failed(Call call, int error) {
 
 bool fails(Call call, int error) { return failed<int>(call, error).has_value(); }
 
-/// Gives what root has just made in a unit to the owner of its folder, who could not write to it
-/// otherwise. A failure leaves it root's.
+/// Gives what root has just made in a unit to the owner of its folder, who otherwise could not
+/// write to it. When that fails it stays root's.
 void shareWithOwner(const char* path, int descriptor) {
   try {
     const std::filesystem::path file(path);
@@ -64,20 +64,20 @@ bool isRoot() {
 CORVANE_WRAPPER CFMutableArrayRef __wrap_CFArrayCreateMutable(CFAllocatorRef allocator,
                                                               CFIndex capacity,
                                                               const CFArrayCallBacks* callBacks) {
-  if (yieldsNull(Call::CFArrayCreateMutable)) return nullptr;
+  if (returnsNull(Call::CFArrayCreateMutable)) return nullptr;
   return CFArrayCreateMutable(allocator, capacity, callBacks);
 }
 
 CORVANE_WRAPPER CFDataRef __wrap_CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes,
                                               CFIndex length) {
-  if (yieldsNull(Call::CFDataCreate)) return nullptr;
+  if (returnsNull(Call::CFDataCreate)) return nullptr;
   return CFDataCreate(allocator, bytes, length);
 }
 
 CORVANE_WRAPPER CFDataRef __wrap_CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator,
                                                              const UInt8* bytes, CFIndex length,
                                                              CFAllocatorRef deallocator) {
-  if (yieldsNull(Call::CFDataCreateWithBytesNoCopy)) return nullptr;
+  if (returnsNull(Call::CFDataCreateWithBytesNoCopy)) return nullptr;
   return CFDataCreateWithBytesNoCopy(allocator, bytes, length, deallocator);
 }
 
@@ -89,13 +89,13 @@ CORVANE_WRAPPER CFIndex __wrap_CFDataGetLength(CFDataRef data) {
 CORVANE_WRAPPER CFMutableDictionaryRef __wrap_CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
     const CFDictionaryValueCallBacks* valueCallBacks) {
-  if (yieldsNull(Call::CFDictionaryCreateMutable)) return nullptr;
+  if (returnsNull(Call::CFDictionaryCreateMutable)) return nullptr;
   return CFDictionaryCreateMutable(allocator, capacity, keyCallBacks, valueCallBacks);
 }
 
 CORVANE_WRAPPER const void* __wrap_CFDictionaryGetValue(CFDictionaryRef dictionary,
                                                         const void* key) {
-  if (yieldsNull(Call::CFDictionaryGetValue)) return nullptr;
+  if (returnsNull(Call::CFDictionaryGetValue)) return nullptr;
   return CFDictionaryGetValue(dictionary, key);
 }
 
@@ -106,7 +106,7 @@ CORVANE_WRAPPER CFTypeID __wrap_CFGetTypeID(CFTypeRef object) {
 
 CORVANE_WRAPPER CFNumberRef __wrap_CFNumberCreate(CFAllocatorRef allocator, CFNumberType type,
                                                   const void* value) {
-  if (yieldsNull(Call::CFNumberCreate)) return nullptr;
+  if (returnsNull(Call::CFNumberCreate)) return nullptr;
   return CFNumberCreate(allocator, type, value);
 }
 
@@ -115,14 +115,14 @@ CORVANE_WRAPPER CFPropertyListRef __wrap_CFPropertyListCreateWithData(CFAllocato
                                                                       CFOptionFlags options,
                                                                       CFPropertyListFormat* format,
                                                                       CFErrorRef* error) {
-  if (yieldsNull(Call::CFPropertyListCreateWithData)) return nullptr;
+  if (returnsNull(Call::CFPropertyListCreateWithData)) return nullptr;
   return CFPropertyListCreateWithData(allocator, data, options, format, error);
 }
 
 CORVANE_WRAPPER CFMutableStringRef __wrap_CFStringCreateMutableCopy(CFAllocatorRef allocator,
                                                                     CFIndex maxLength,
                                                                     CFStringRef string) {
-  if (yieldsNull(Call::CFStringCreateMutableCopy)) return nullptr;
+  if (returnsNull(Call::CFStringCreateMutableCopy)) return nullptr;
   return CFStringCreateMutableCopy(allocator, maxLength, string);
 }
 
@@ -130,21 +130,21 @@ CORVANE_WRAPPER CFStringRef __wrap_CFStringCreateWithBytes(CFAllocatorRef alloca
                                                            const UInt8* bytes, CFIndex length,
                                                            CFStringEncoding encoding,
                                                            Boolean isExternalRepresentation) {
-  if (yieldsNull(Call::CFStringCreateWithBytes)) return nullptr;
+  if (returnsNull(Call::CFStringCreateWithBytes)) return nullptr;
   return CFStringCreateWithBytes(allocator, bytes, length, encoding, isExternalRepresentation);
 }
 
 CORVANE_WRAPPER CFStringRef __wrap_CFStringCreateWithCString(CFAllocatorRef allocator,
                                                              const char* text,
                                                              CFStringEncoding encoding) {
-  if (yieldsNull(Call::CFStringCreateWithCString)) return nullptr;
+  if (returnsNull(Call::CFStringCreateWithCString)) return nullptr;
   return CFStringCreateWithCString(allocator, text, encoding);
 }
 
 CORVANE_WRAPPER CFStringRef __wrap_CFStringCreateWithFormat(CFAllocatorRef allocator,
                                                             CFDictionaryRef formatOptions,
                                                             CFStringRef format, ...) {
-  if (yieldsNull(Call::CFStringCreateWithFormat)) return nullptr;
+  if (returnsNull(Call::CFStringCreateWithFormat)) return nullptr;
   va_list arguments;
   va_start(arguments, format);
   const CFStringRef text =
@@ -156,7 +156,7 @@ CORVANE_WRAPPER CFStringRef __wrap_CFStringCreateWithFormat(CFAllocatorRef alloc
 CORVANE_WRAPPER CFStringRef
 __wrap_CFStringCreateWithFormatAndArguments(CFAllocatorRef allocator, CFDictionaryRef formatOptions,
                                             CFStringRef format, va_list arguments) {
-  if (yieldsNull(Call::CFStringCreateWithFormatAndArguments)) return nullptr;
+  if (returnsNull(Call::CFStringCreateWithFormatAndArguments)) return nullptr;
   return CFStringCreateWithFormatAndArguments(allocator, formatOptions, format, arguments);
 }
 

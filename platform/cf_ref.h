@@ -7,8 +7,8 @@
 
 namespace corvane {
 
-/// Owns one reference to a CoreFoundation object, or none. Made from what a Create or Copy function
-/// returned; `get()` lends the object out, `release()` hands the reference over.
+/// Owns at most one reference to a CoreFoundation object: what a Create or Copy function returned.
+/// `get()` lends the object, `release()` hands the reference over.
 template <typename Ref>
 class CFRef {
  public:
@@ -23,7 +23,7 @@ class CFRef {
   CFRef& operator=(const CFRef&) = delete;
   ~CFRef() { reset(); }
 
-  /// A further reference to an object that somebody else owns.
+  /// Returns a further reference to an object that somebody else owns.
   static CFRef retaining(Ref borrowed) {
     if (borrowed) CFRetain(borrowed);
     return CFRef(borrowed);

@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// Owns an open file; closes it. May own none.
+/// Owns at most one open file and closes it.
 class FileDescriptor {
  public:
   FileDescriptor() = default;

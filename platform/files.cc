@@ -18,10 +18,10 @@ bool createDirectory(const std::string& path) {
   return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
 }
 
-/// The contents of the regular file at `path`; nothing when there is none or it cannot be read to
-/// its end.
+/// Returns the contents of the regular file at `path`. Nothing when there is no such file or it
+/// cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
-  // Not held up by a pipe that nobody writes to.
+  // Without O_NONBLOCK a pipe that nobody writes to would block.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat facts {};
   if (!file || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};

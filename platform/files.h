@@ -7,14 +7,14 @@
 
 namespace corvane {
 
-/// Makes the directory `path` and what is missing above it, with default attributes. Returns
-/// whether it is there.
+/// Makes the directory `path` and those missing above it, with default attributes. Returns whether
+/// it exists.
 bool createDirectories(const std::string& path);
 
 /// Returns whether anything is at `path`.
 bool fileExists(const std::string& path);
 
-/// Returns whether the file at `path` ends inside a line: its last byte is no line feed.
+/// Returns whether the file at `path` ends inside a line: its last byte is not a line feed.
 bool endsInsideLine(const std::string& path);
 
 /// Returns the dictionary at the top of the property-list file at `path`. Null when that is no

@@ -7,8 +7,8 @@
 
 namespace corvane {
 
-/// Owns one reference to an object of the device registry (a service, an entry, an iterator), or
-/// none.
+/// Owns at most one reference to an object of the device registry: a service, an entry or an
+/// iterator.
 class IOObject {
  public:
   IOObject() = default;

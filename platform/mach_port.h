@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// Owns one reference to a port that a Mach call handed out, or none.
+/// Owns at most one reference to a port that a Mach call handed out.
 class MachPort {
  public:
   MachPort() = default;
@@ -19,15 +19,15 @@ class MachPort {
   }
 
   mach_port_t get() const { return _port; }
-  /// Where a call stores the port that it hands out.
+  /// Returns where a call stores the port that it hands out.
   mach_port_t* out() { return &_port; }
 
  private:
   mach_port_t _port = MACH_PORT_NULL;
 };
 
-/// Owns an array of ports that a Mach call handed out, or none; with its ports, or just the array
-/// when their holder releases them one by one.
+/// Owns at most one array of ports that a Mach call handed out: the array and its ports, or only
+/// the array when their holder releases them one by one.
 class MachPortArray {
  public:
   enum class Ports { kOwned, kReleasedByHolder };
@@ -45,7 +45,7 @@ class MachPortArray {
   }
 
   std::span<const mach_port_t> ports() const { return {_array, _count}; }
-  /// Where a call stores the array that it hands out, and its length.
+  /// Return where a call stores the array that it hands out, and its length.
   mach_port_t** out() { return &_array; }
   mach_msg_type_number_t* outCount() { return &_count; }
 

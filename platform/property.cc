@@ -18,7 +18,7 @@ bool isTrueText(const std::string& text) {
          std::string("YyTt123456789").find(text[at]) != std::string::npos;
 }
 
-/// `value` in 32 bits; an infinity beyond their range.
+/// Returns `value` in 32 bits, an infinity beyond their range.
 float nearestFloat(double value) {
   if (std::fabs(value) <= double{std::numeric_limits<float>::max()}) {
     return static_cast<float>(value);

@@ -9,7 +9,7 @@ namespace corvane {
 struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
-/// An open stream, which is closed with its owner.
+/// Owns an open stream and closes it.
 using ScopedFile = std::unique_ptr<std::FILE, FileCloser>;
 
 }  // namespace corvane

@@ -44,7 +44,7 @@ std::string utf8Bytes(CFStringRef string) {
     done += CFStringGetBytes(string, CFRangeMake(done, length - done), kCFStringEncodingUTF8, '?',
                              false, reinterpret_cast<UInt8*>(&bytes[start]), room, &used);
     bytes.resize(start + static_cast<size_t>(used));
-    // A CoreFoundation may end at a lone surrogate although it was given a byte to put there.
+    // A CoreFoundation may stop at a lone surrogate although it was given a byte for it.
     if (done < length) {
       bytes += '?';
       ++done;

@@ -7,7 +7,8 @@
 
 namespace corvane {
 
-/// `value` without its fraction. What lies outside 32 bits gives the nearest bound, not-a-number 0.
+/// Returns `value` without its fraction: the nearest bound when it lies outside 32 bits, 0 when it
+/// is not a number.
 inline int32_t truncatedToInt32(double value) {
   constexpr double kLowest = std::numeric_limits<int32_t>::min();
   constexpr double kHighest = std::numeric_limits<int32_t>::max();

@@ -7,8 +7,8 @@
 
 namespace corvane {
 
-/// What the device's private Wi-Fi library answers to MobileWiFiContainsRadio: not 0 when it finds
-/// a radio. 0 where there is no such library; off the device, whether the unit has a radio.
+/// Returns what the device's private Wi-Fi library answers to MobileWiFiContainsRadio: not 0 when
+/// it finds a radio. 0 when there is no such library. Off the device, whether the unit has a radio.
 CORVANE_EXPORT int32_t mobileWiFiContainsRadio();
 
 }  // namespace corvane

@@ -9,8 +9,8 @@
 
 #include "host/corefoundation/object.h"
 
-/// Bytes in the object's own allocation, in a buffer from `malloc`, or in memory that its owner
-/// lends.
+/// Keeps bytes in the object's own allocation, in a buffer from `malloc`, or in memory that its
+/// owner lends.
 struct __CFData final : cf::Object {
  public:
   enum class Owner : uint8_t { kObject, kBuffer, kLender };

@@ -9,18 +9,18 @@
 namespace cf {
 
 void appendAscii(std::u16string& out, std::string_view text);
-/// "0x" and lower-case hex digits.
+/// Appends "0x" and lower-case hexadecimal digits.
 void appendAddress(std::u16string& out, const void* address);
-/// The first part of a description: "<CFData 0x...>{".
+/// Appends the first part of a description: "<CFData 0x...>{".
 void appendHead(std::u16string& out, const Object& object);
 
-/// Appends one key, value or item of a collection: by `copyDescription` when the collection has its
-/// own, otherwise the text of the object it is, or its address when it is none. `layout` is that of
-/// the collection.
+/// Appends a key, value or item of a collection: what `copyDescription` returns when the collection
+/// has its own, otherwise the object's text, or the address of what is not an object. `layout` is
+/// that of the collection.
 void appendElement(std::u16string& out, const void* element,
                    CFStringRef (*copyDescription)(const void*), Layout layout);
 
-/// A line feed and the indentation of an entry in a collection of depth `depth`.
+/// Appends a line feed and the indentation of an entry at depth `depth`.
 void appendLine(std::u16string& out, int depth);
 
 }  // namespace cf

@@ -26,13 +26,13 @@ bool isAscii(std::string_view bytes) {
 bool isLeadSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 bool isTrailSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
-/// The surrogate pair or the single unit that `text`, which is not empty, starts with.
+/// Returns the surrogate pair or the single unit with which `text`, which is not empty, begins.
 std::u16string_view firstCharacter(std::u16string_view text) {
   const bool pair = text.size() > 1 && isLeadSurrogate(text[0]) && isTrailSurrogate(text[1]);
   return text.substr(0, pair ? 2 : 1);
 }
 
-/// Returns how many of `bytes` the character takes; 0 when it has no form in `encoding`.
+/// Returns how many of `bytes` the character needs. 0 when it has no form in `encoding`.
 size_t encodeCharacter(std::u16string_view character, CFStringEncoding encoding, Bytes& bytes) {
   const char16_t unit = character.front();
   const char16_t end = encoding == kCFStringEncodingISOLatin1 ? 0x100 : 0x80;

@@ -11,10 +11,10 @@
 
 namespace cf {
 
-/// The text that `bytes` spell in `encoding`; nothing when they are not valid in it.
+/// Returns the text that `bytes` are in `encoding`. Nothing when they are not valid in it.
 std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding);
 
-/// The text of `bytes` as UTF-8, or as Latin-1 when they are not valid UTF-8.
+/// Returns the text of `bytes` as UTF-8, or as Latin-1 when they are not valid UTF-8.
 std::u16string decodeAny(std::string_view bytes);
 
 struct Encoded {
@@ -28,7 +28,8 @@ struct Encoded {
 Encoded encode(std::u16string_view text, CFStringEncoding encoding, uint8_t lossByte,
                uint8_t* buffer, size_t room);
 
-/// All of `text`, lone surrogates as `lossByte`; nothing when there are some and that is 0.
+/// Returns all of `text`, with `lossByte` for lone surrogates. Nothing when there are some and
+/// `lossByte` is 0.
 std::optional<std::string> utf8Of(std::u16string_view text, uint8_t lossByte);
 
 }  // namespace cf

@@ -55,7 +55,7 @@ CFIndex Object::retainCount() const {
 const Object* liveObject(const void* pointer) {
   if (pointer == nullptr || reinterpret_cast<uintptr_t>(pointer) % alignof(Object) != 0) return {};
 
-  // The kernel copies what a load could fault on.
+  // The kernel copies the bytes, since reading them here could fault.
   std::array<std::byte, sizeof(Object)> image;
   const iovec here{image.data(), image.size()};
   const iovec there{const_cast<void*>(pointer), image.size()};

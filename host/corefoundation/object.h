@@ -21,15 +21,15 @@ enum class Type : CFTypeID {
   kString
 };
 
-/// How an object is written as text.
+/// Says how an object is written as text.
 struct Layout {
-  /// Collections on several lines, one entry a line; otherwise all on one line.
+  /// Collections take several lines, one per entry, rather than one line in all.
   bool lines = false;
-  /// How many collections the object lies in.
+  /// The number of collections around the object.
   int depth = 0;
 };
 
-/// What every CFTypeRef points at: the counted base of all objects.
+/// The counted base of all objects, at which every CFTypeRef points.
 class Object {
  public:
   enum class Lifetime { kCounted, kImmortal };
@@ -40,19 +40,19 @@ class Object {
   Object& operator=(const Object&) = delete;
 
   virtual Type type() const = 0;
-  /// The type's name as descriptions show it.
+  /// Returns the type's name as descriptions show it.
   virtual const char* typeName() const = 0;
-  /// Whether the contents are the same as those of `other`, which is of the same type.
+  /// Returns whether the contents equal those of `other`, which is of the same type.
   virtual bool equals(const Object& other) const { return this == &other; }
   virtual CFHashCode hash() const { return reinterpret_cast<CFHashCode>(this); }
   virtual void appendText(std::u16string& out, Layout layout) const = 0;
-  /// Collections describe themselves in full when they are written on several lines.
+  /// Returns whether the object describes itself in full when it is written on several lines.
   virtual bool isCollection() const { return false; }
 
   void retain() const;
-  /// The last reference destroys the object.
+  /// Gives a reference back. The last one destroys the object.
   void release() const;
-  /// The largest CFIndex for an immortal object.
+  /// Returns how many references are held: the largest CFIndex for an immortal object.
   CFIndex retainCount() const;
 
  protected:
@@ -71,7 +71,7 @@ class Object {
   mutable std::atomic<uint32_t> _count;
 };
 
-/// Storage of a constant object: initialised before any code runs and never destroyed.
+/// Stores a constant object, which is initialised before any code runs and never destroyed.
 template <typename T>
 union Constant {
   template <typename... Arguments>
@@ -83,13 +83,13 @@ union Constant {
 
 inline const Object* asObject(CFTypeRef reference) { return static_cast<const Object*>(reference); }
 
-/// The object at `pointer` when there provably lives one, otherwise null. Any pointer may be asked
-/// about, even one that is no address at all.
+/// Returns the object at `pointer` when there provably is a live one, otherwise null. The pointer
+/// may be any, even one that is not an address.
 const Object* liveObject(const void* pointer);
 
 bool equalObjects(const Object& object1, const Object& object2);
 
-/// The retain and release callbacks of collections that hold objects.
+/// Retain and release callbacks for collections of objects.
 const void* retainValue(CFAllocatorRef allocator, const void* value);
 void releaseValue(CFAllocatorRef allocator, const void* value);
 

@@ -10,12 +10,12 @@
 namespace cf {
 namespace {
 
-/// The largest list, in bytes; each node adds kNodeCost.
+/// The largest weight of a list: its bytes, and kNodeCost for each node.
 constexpr uint64_t kLargest = uint64_t{64} << 20;
 constexpr uint64_t kNodeCost = 64;
 
-/// Walks the elements of an XML list and holds them against the grammar of property lists: one
-/// value at the top, a value for each key, an end tag for each start tag, digits in integers.
+/// Checks the elements of an XML list against the grammar of property lists: one value at the top,
+/// a value for each key, an end tag for each start tag, digits in integers.
 class XmlList {
  public:
   explicit XmlList(std::string_view list) : _list(list) {}
@@ -38,7 +38,7 @@ class XmlList {
  private:
   struct Element {
     std::string_view name;
-    /// A list or a key whose value has not come yet.
+    /// A plist whose value, or a dict whose last key's value, has not come yet.
     bool awaitsValue;
   };
 
@@ -50,7 +50,7 @@ class XmlList {
   }
   bool mayHoldText() const { return !isCollection(_open.back().name); }
 
-  /// Moves after `end`; false when the list ends before it.
+  /// Moves after `end`. Returns false when the list ends before it.
   bool skipTo(std::string_view end) {
     const size_t found = _list.find(end, _at);
     if (found == _list.npos) return false;
@@ -115,7 +115,8 @@ class XmlList {
     return true;
   }
 
-  /// White space, a sign, white space, then decimal digits or 0x and hexadecimal ones.
+  /// Returns whether `text` is white space, a sign, white space, then decimal digits or 0x and
+  /// hexadecimal ones.
   static bool isInteger(std::string_view text) {
     const auto skipBlanks = [&] {
       text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
@@ -138,7 +139,7 @@ class XmlList {
   bool _isWhole = false;
 };
 
-/// The objects of a binary list, each weighed with all that it refers to.
+/// Weighs the objects of a binary list, each with all that it refers to.
 class BinaryList {
  public:
   explicit BinaryList(std::string_view list) : _list(list) {}
@@ -169,7 +170,7 @@ class BinaryList {
     return value;
   }
 
-  /// The count that the marker at `at` gives; `at` moves after it.
+  /// Returns the count that the marker at `at` gives, and moves `at` after it.
   std::optional<uint64_t> countAt(uint64_t& at) const {
     const uint64_t low = *number(at++, 1) & 0xF;
     if (low != 0xF) return low;
@@ -185,7 +186,7 @@ class BinaryList {
     return number(_offsetTable + object * _offsetSize, _offsetSize);
   }
 
-  /// Whether `count` references at `at` are to texts without zeros.
+  /// Returns whether `count` references at `at` are to texts without zeros.
   bool areNames(uint64_t at, uint64_t count) const {
     for (uint64_t index = 0; index < count; ++index) {
       const auto reference = number(at + index * _referenceSize, _referenceSize);

@@ -8,9 +8,9 @@ namespace cf {
 /// The number of levels that the collections of a property list may have.
 inline constexpr int kDeepestPropertyList = 512;
 
-/// Returns whether the list is whole and sound, and can be given to its parser. That one takes what
-/// it understands of a damaged or truncated XML list, recurses once per level, spreads out what a
-/// binary list refers to more than once, and ends the program over a key with a zero in it.
+/// Return whether the list is whole and sound, and can be given to its parser. The parser accepts
+/// what it understands of a damaged or truncated XML list, recurses once per level, copies what a
+/// binary list refers to more than once, and ends the program at a key with a zero in it.
 bool isSoundXml(std::string_view list);
 bool isSoundBinary(std::string_view list);
 

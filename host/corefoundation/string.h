@@ -10,7 +10,7 @@
 
 #include "host/corefoundation/object.h"
 
-/// A text as UTF-16 units, which need not be well-formed.
+/// Keeps a text as UTF-16 units, which need not be well-formed.
 struct __CFString final : cf::Object {
  public:
   explicit __CFString(std::u16string text) : _text(std::move(text)) {}

@@ -89,58 +89,44 @@ TEST_F(MachTest, APortOfATaskThatHasGoneIsDead) {
   EXPECT_EQ(task_name_for_pid(mach_task_self(), 10, &name), KERN_FAILURE);
 }
 
-TEST_F(MachTest, AProcessHasItsShortName) {
-  int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_PID, 10};
-  kinfo_proc process{};
-  size_t size = sizeof process;
-  ASSERT_EQ(sysctl(name, 4, &process, &size, nullptr, 0), 0);
-  EXPECT_EQ(size, sizeof process);
-  EXPECT_STREQ(process.kp_proc.p_comm, "ten");
-  name[3] = 11;
-  ASSERT_EQ(sysctl(name, 4, &process, &size, nullptr, 0), 0);
-  EXPECT_EQ(size, 0u) << "there is no such process";
+/// Returns what sysctl stores in `room` bytes, or the error that it sets.
+std::string answer(std::vector<int> name, size_t room, bool isNew = false) {
+  std::string area(room, 'x');
+  size_t size = room;
+  int value = 0;
+  errno = 0;
+  const int result = sysctl(name.data(), static_cast<unsigned>(name.size()), area.data(), &size,
+                            isNew ? &value : nullptr, 0);
+  return result == 0 ? area.substr(0, size) : strerrorname_np(errno);
 }
 
-TEST_F(MachTest, ArgumentsFollowTheirCountAndThePaddedPath) {
-  struct Case {
-    size_t room;
-    std::string area;
-  };
+TEST_F(MachTest, SysctlStoresWhatFitsOrSetsItsError) {
   using namespace std::string_literals;
+  // Arguments follow their count and the padded path.
   const std::string whole = "\2\0\0\0/bin/ten\0\0\0\0word\0word\0"s;
-  const Case cases[] = {
-      {100, whole}, {whole.size(), whole}, {14, whole.substr(0, 14)}, {2, "\2\0"s}};
-  int name[] = {CTL_KERN, KERN_PROCARGS2, 10};
-  for (const Case& c : cases) {
-    std::vector<char> area(c.room, 'x');
-    size_t size = area.size();
-    ASSERT_EQ(sysctl(name, 3, area.data(), &size, nullptr, 0), 0);
-    EXPECT_EQ(std::string(area.data(), size), c.area);
-  }
-}
-
-TEST_F(MachTest, WhatSysctlCannotAnswerHasItsErrorNumber) {
   struct Case {
     std::vector<int> name;
     size_t room;
-    bool isNew;
-    int error;
+    std::string answer;
+    bool isNew = false;
   };
-  const Case cases[] = {{{CTL_KERN, KERN_PROCARGS2, 11}, 8, false, EINVAL},
-                        {{CTL_KERN, KERN_ARGMAX}, 3, false, ENOMEM},
-                        {{CTL_KERN, KERN_ARGMAX}, 4, true, EPERM},
-                        {{CTL_KERN, KERN_PROCARGS2}, 8, false, ENOENT},
-                        {{}, 8, false, ENOENT}};
-  for (const Case& c : cases) {
-    std::vector<int> name = c.name;
-    int value = 0;
-    size_t size = c.room;
-    errno = 0;
-    EXPECT_EQ(sysctl(name.data(), static_cast<unsigned>(name.size()), &value, &size,
-                     c.isNew ? &value : nullptr, 0),
-              -1);
-    EXPECT_EQ(errno, c.error);
-  }
+  const Case cases[] = {{{CTL_KERN, KERN_PROCARGS2, 10}, 100, whole},
+                        {{CTL_KERN, KERN_PROCARGS2, 10}, whole.size(), whole},
+                        {{CTL_KERN, KERN_PROCARGS2, 10}, 14, whole.substr(0, 14)},
+                        {{CTL_KERN, KERN_PROCARGS2, 10}, 2, "\2\0"s},
+                        {{CTL_KERN, KERN_PROC, KERN_PROC_PID, 11}, sizeof(kinfo_proc), ""},
+                        {{CTL_KERN, KERN_PROCARGS2, 11}, 8, "EINVAL"},
+                        {{CTL_KERN, KERN_ARGMAX}, 3, "ENOMEM"},
+                        {{CTL_KERN, KERN_ARGMAX}, 4, "EPERM", true},
+                        {{CTL_KERN, KERN_PROCARGS2}, 8, "ENOENT"},
+                        {{}, 8, "ENOENT"}};
+  for (const Case& c : cases) EXPECT_EQ(answer(c.name, c.room, c.isNew), c.answer);
+
+  const std::string stored = answer({CTL_KERN, KERN_PROC, KERN_PROC_PID, 10}, sizeof(kinfo_proc));
+  kinfo_proc process{};
+  ASSERT_EQ(stored.size(), sizeof process);
+  std::memcpy(&process, stored.data(), sizeof process);
+  EXPECT_STREQ(process.kp_proc.p_comm, "ten");
 }
 
 }  // namespace

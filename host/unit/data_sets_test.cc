@@ -1,9 +1,4 @@
 #include <IOKit/IOKitLib.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <thread>
 
 #include "host/iokit/data_area_driver.h"
 #include "platform/io_object.h"
@@ -67,44 +62,6 @@ TEST_F(DataSetsTest, ARefusedWriteChangesNothing) {
   }
   EXPECT_EQ(_unit.dataSet(kSet), before);
   EXPECT_TRUE(_unit.uncommittedDataSets().empty());
-}
-
-TEST_F(DataSetsTest, WritersAndReadersOfManyProcessesAndThreadsLoseNoByte) {
-  constexpr int kProcesses = 3, kThreads = 2, kRounds = 15;
-  std::vector<pid_t> children;
-  for (int process = 0; process < kProcesses; ++process) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      std::vector<std::thread> threads;
-      for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([=] {
-          const int64_t place = process * kThreads + thread;
-          for (uint8_t round = 0; round < kRounds; ++round) {
-            if (write(kSet, place * 2, {round, round}, true) != kIOReturnSuccess) ::_exit(1);
-          }
-        });
-      }
-      for (std::thread& thread : threads) thread.join();
-      ::_exit(0);
-    }
-    children.push_back(child);
-  }
-  int running = kProcesses;
-  while (running > 0) {
-    const Bytes now = _unit.dataSet(kSet);
-    ASSERT_EQ(now.size(), 1024u);
-    for (size_t place = 0; place < kProcesses * kThreads; ++place) {
-      ASSERT_EQ(now[place * 2], now[place * 2 + 1]) << "half a set";
-    }
-    int status = 0;
-    if (::waitpid(-1, &status, WNOHANG) > 0) {
-      EXPECT_EQ(status, 0);
-      --running;
-    }
-  }
-  const Bytes now = _unit.dataSet(kSet);
-  EXPECT_EQ(std::count(now.begin(), now.begin() + kProcesses * kThreads * 2, kRounds - 1),
-            kProcesses * kThreads * 2);
 }
 
 }  // namespace

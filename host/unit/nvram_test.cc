@@ -1,6 +1,4 @@
 #include <IOKit/IOKitLib.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "host/unit/unit_folder.h"
 #include "platform/io_object.h"
@@ -85,26 +83,6 @@ TEST_F(NvramTest, ADamagedFileIsNamedOnceAndLeftAloneAndAMissingOneIsMade) {
   EXPECT_EQ(textOf("boot-args"), "(absent)");
   EXPECT_EQ(setText("boot-args", "-v"), kIOReturnSuccess);
   EXPECT_EQ(textOf("boot-args"), "-v");
-}
-
-TEST_F(NvramTest, ProcessesThatEditAtOnceLoseNothingOfEachOther) {
-  constexpr int kVariables = 25;
-  const auto nameOf = [](const char* process, int i) { return process + std::to_string(i); };
-  const auto setAll = [&](const char* process) {
-    int failures = 0;
-    for (int i = 0; i < kVariables; ++i) failures += setText(nameOf(process, i), "x") != 0;
-    return failures;
-  };
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(setAll("child"));
-  EXPECT_EQ(setAll("parent"), 0);
-  int status = -1;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  for (int i = 0; i < kVariables; ++i) {
-    EXPECT_EQ(textOf(nameOf("child", i)), "x");
-    EXPECT_EQ(textOf(nameOf("parent", i)), "x");
-  }
 }
 
 }  // namespace

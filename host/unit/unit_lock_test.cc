@@ -4,7 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <thread>
@@ -18,6 +18,10 @@
 
 namespace corvane::host {
 namespace {
+
+const CFStringRef kSet = CFSTR("VelmoDiagnosticData");
+
+using corvane::testing::cfString;
 
 class UnitLockTest : public corvane::testing::UnitTest {};
 
@@ -53,8 +57,7 @@ TEST_F(UnitLockTest, AWriterThatAStoppedHolderKeepsWaitingNamesItAndFails) {
     const StoppedHolder holder(_unit.folder());
     ::testing::internal::CaptureStderr();
     const uint8_t byte = 1;
-    EXPECT_EQ(writeBits(18, 1, &byte, 1, CFSTR("VelmoDiagnosticData")),
-              static_cast<uint32_t>(kIOReturnCannotLock));
+    EXPECT_EQ(writeBits(18, 1, &byte, 1, kSet), static_cast<uint32_t>(kIOReturnCannotLock));
     const IOObject nvram = firstService("IODTNVRAM");
     EXPECT_EQ(IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), CFSTR("x")),
               kIOReturnCannotLock);
@@ -71,34 +74,50 @@ TEST_F(UnitLockTest, AWriterThatAStoppedHolderKeepsWaitingNamesItAndFails) {
   EXPECT_EQ(_unit.facts().bootArgs, "later");
 }
 
-TEST_F(UnitLockTest, AChangeUnderOneLockLosesNobodysChange) {
-  constexpr int kProcesses = 2, kThreads = 2, kRounds = 8;
+TEST_F(UnitLockTest, WritersOfManyProcessesAndThreadsLoseNothing) {
+  constexpr int kProcesses = 3, kThreads = 2, kRounds = 8, kWriters = kProcesses * kThreads;
+  ASSERT_EQ(getMasterPort(), 0u);
+  ASSERT_EQ(getDataArea(), 0u);
   setBootArgs(CFSTR(""));
-  pid_t children[kProcesses];
-  for (pid_t& child : children) {
-    child = ::fork();
-    if (child != 0) continue;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-      threads.emplace_back([this] {
-        for (int round = 0; round < kRounds; ++round) {
-          const UnitLock lock;
-          const UnitLock again(_unit.folder());
-          UnitFacts facts = _unit.facts();
-          *facts.bootArgs += "x";
-          _unit.setFacts(facts);
-        }
-      });
+  const auto nameOf = [](int writer) { return cfString("writer" + std::to_string(writer)); };
+  // Two bytes and a variable of the writer's own, and a text that all share.
+  const auto write = [&](int writer) {
+    for (uint8_t round = 0; round < kRounds; ++round) {
+      const uint8_t bytes[] = {round, round};
+      const IOObject nvram = firstService("IODTNVRAM");
+      if (writeBits(static_cast<uint32_t>(writer * 2), 2, bytes, 1, kSet) != 0 ||
+          IORegistryEntrySetCFProperty(nvram.get(), nameOf(writer).get(), CFSTR("x")) != 0) {
+        ::_exit(1);
+      }
+      const UnitLock lock;
+      const UnitLock again(_unit.folder());
+      UnitFacts facts = _unit.facts();
+      *facts.bootArgs += "x";
+      _unit.setFacts(facts);
     }
-    for (std::thread& thread : threads) thread.join();
+  };
+  for (int process = 0; process < kProcesses; ++process) {
+    if (::fork() != 0) continue;
+    std::thread other(write, process * kThreads);
+    write(process * kThreads + 1);
+    other.join();
     ::_exit(0);
   }
-  for (const pid_t child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
+  for (int running = kProcesses; running > 0;) {
+    const std::vector<uint8_t> now = _unit.dataSet("VelmoDiagnosticData");
+    ASSERT_EQ(now.size(), 1024u);
+    for (size_t i = 0; i < kWriters; ++i) ASSERT_EQ(now[i * 2], now[i * 2 + 1]) << "half a set";
+    int status = 0;
+    if (::waitpid(-1, &status, WNOHANG) <= 0) continue;
     EXPECT_EQ(status, 0);
+    --running;
   }
-  EXPECT_EQ(_unit.facts().bootArgs, std::string(kProcesses * kThreads * kRounds, 'x'));
+  EXPECT_EQ(_unit.facts().bootArgs, std::string(kWriters * kRounds, 'x'));
+  const std::vector<uint8_t> now = _unit.dataSet("VelmoDiagnosticData");
+  EXPECT_EQ(std::count(now.begin(), now.begin() + kWriters * 2, kRounds - 1), kWriters * 2);
+  for (int writer = 0; writer < kWriters; ++writer) {
+    EXPECT_TRUE(copyProperty(firstService("IODTNVRAM"), nameOf(writer).get())) << writer;
+  }
 }
 
 TEST_F(UnitLockTest, AChildProcessDoesNotInheritTheLock) {

@@ -5,7 +5,8 @@
 namespace corvane {
 
 int32_t mobileWiFiContainsRadio() {
-  // Private, so that no SDK has anything to link with; and not every system has it.
+  // The library is private, so that no SDK lets a program link with it, and not every system has
+  // it.
   static void* const library =
       dlopen("/System/Library/PrivateFrameworks/MobileWiFi.framework/MobileWiFi", RTLD_LAZY);
   if (!library) return 0;

@@ -17,7 +17,7 @@ typedef struct {
   CFArrayEqualCallBack equal;
 } CFArrayCallBacks;
 
-/// For values that are objects, retained while they are in the array. With null callbacks they are
+/// For values that are objects: retained while they are in the array. With null callbacks they are
 /// bare pointers.
 CF_EXPORT const CFArrayCallBacks kCFTypeArrayCallBacks;
 

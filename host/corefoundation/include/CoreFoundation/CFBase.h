@@ -32,8 +32,8 @@ typedef unsigned long CFOptionFlags;
 typedef unsigned long CFHashCode;
 typedef signed long CFIndex;
 
-/// Any object of this library. Absent is null. Objects are counted: a Create or Copy function hands
-/// its caller one reference; a Get function lends what somebody else keeps.
+/// Any object of this library; null when absent. Objects are counted: a Create or Copy function
+/// returns one reference that its caller owns, a Get function lends what somebody else keeps.
 typedef const void* CFTypeRef;
 
 typedef const struct __CFAllocator* CFAllocatorRef;
@@ -63,13 +63,12 @@ static inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
   return range;
 }
 
-/// Null stands for the default allocator wherever an allocator is asked for. All objects come from
-/// the C++ heap whatever allocator is named; allocators matter only as the deallocator of bytes
-/// that a caller hands over.
+/// Null: the default allocator. All objects come from the C++ heap, whatever allocator a call
+/// names; allocators matter only as the deallocator of bytes that a caller hands over.
 CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;
-/// Bytes that were obtained with `malloc`, released with `free`.
+/// Releases bytes, which were obtained with `malloc`, with `free`.
 CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
-/// Leaves the bytes alone: they stay their owner's.
+/// Does not release the bytes, which stay their owner's.
 CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
 
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef object);
@@ -84,7 +83,7 @@ CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef object);
 /// Returns whether both are of one type and have the same contents.
 CF_EXPORT Boolean CFEqual(CFTypeRef object1, CFTypeRef object2);
 CF_EXPORT CFHashCode CFHash(CFTypeRef object);
-/// Returns a new text that shows the object's type, address and contents, over several lines for
+/// Returns a new text with the object's type, address and contents, on several lines for
 /// collections.
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef object);
 

@@ -10,11 +10,11 @@ typedef struct __CFData* CFMutableDataRef;
 
 CF_EXPORT CFTypeID CFDataGetTypeID(void);
 CF_EXPORT CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
-/// Keeps the bytes where they are. `bytesDeallocator` says what becomes of them when the object
-/// goes: kCFAllocatorNull leaves them to their owner, any other frees them.
+/// Returns an object that uses the bytes where they are. When it is freed, `bytesDeallocator` frees
+/// them, unless it is kCFAllocatorNull.
 CF_EXPORT CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* bytes,
                                                 CFIndex length, CFAllocatorRef bytesDeallocator);
-/// Returns an empty buffer that can grow. `capacity` is 0: without limit.
+/// Returns an empty buffer that can grow. `capacity` is 0, which means no limit.
 CF_EXPORT CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity);
 CF_EXPORT CFIndex CFDataGetLength(CFDataRef data);
 /// Returns the object's own bytes, valid until it is changed or freed.

@@ -35,9 +35,8 @@ CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type
                                      const void* value);
 /// Returns the stored form: one of the SInt and Float types.
 CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
-/// Stores the value as `type`. False when it does not survive the conversion unchanged; what is
-/// stored then is the nearest value for a float to an integer (saturated), the low bytes for an
-/// integer to a narrower one.
+/// Stores the value as `type`. Returns false when the conversion changes the value, and then stores
+/// the nearest integer for a float (saturated), the low bytes for an integer in a narrower one.
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 CF_EXTERN_C_END

@@ -21,7 +21,7 @@ enum { kCFPropertyListImmutable = 0, kCFPropertyListMutableContainers = 1 };
 
 /// Reads an XML (UTF-8, with or without a byte order mark) or a binary property list; `*format`
 /// (may be null) says which it was. Null when the bytes are neither, or not a whole and sound list.
-/// `*error` (may be null) is set to null: off the device nothing more is said.
+/// `*error` (may be null) is set to null: off the device there is no further explanation.
 CF_EXPORT CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                          CFOptionFlags options,
                                                          CFPropertyListFormat* format,

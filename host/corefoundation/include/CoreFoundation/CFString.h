@@ -11,10 +11,10 @@ CF_EXTERN_C_BEGIN
 typedef UInt32 CFStringEncoding;
 enum { kCFStringEncodingISOLatin1 = 0x0201, kCFStringEncodingUTF8 = 0x08000100 };
 
-/// None is known: always 0.
+/// Always 0: no flag is known.
 typedef CFOptionFlags CFStringCompareFlags;
 
-/// Returns the one string object of that text, which is UTF-8. It is never freed.
+/// Returns the only constant string with that text, which is UTF-8. It is never freed.
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
 #ifdef __cplusplus
 #define CFSTR(text)                                                               \
@@ -52,7 +52,7 @@ CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloca
                                                            CFDictionaryRef formatOptions,
                                                            CFStringRef format, va_list arguments);
 
-/// Returns a copy that can be changed. `maxLength` is 0: without limit.
+/// Returns a copy that can be changed. `maxLength` is 0, which means no limit.
 CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength,
                                                        CFStringRef string);
 CF_EXPORT void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
@@ -66,9 +66,9 @@ CF_EXPORT CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef 
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef string);
 CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index);
 /// Converts the units of `range`, as many as fit whole into `maxBufferLength` bytes, and returns
-/// how many units were converted; the bytes' number goes to `*usedBufferLength`. A character
+/// how many units were converted; stores the number of bytes in `*usedBufferLength`. A character
 /// without a form in `encoding` becomes `lossByte`, or ends the conversion when that is 0. With a
-/// null buffer only the lengths are found out.
+/// null buffer it only computes the lengths.
 CF_EXPORT CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                                    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
                                    CFIndex maxBufferLength, CFIndex* usedBufferLength);
@@ -80,7 +80,7 @@ CF_EXPORT CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCom
 /// Returns the number at the start of the string, after white space: a sign and decimal digits. 0
 /// without digits; clamped to 32 bits.
 CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef string);
-/// The same with a fraction and an exponent.
+/// Returns the same with a fraction and an exponent.
 CF_EXPORT double CFStringGetDoubleValue(CFStringRef string);
 
 /// Writes a string's own text or another object's description, and a line feed, to standard error;
