@@ -1,3 +1,5 @@
+#include "controlbits/poison_byte.h"
+
 #include "controlbits/control_bits.h"
 #include "testing/unit_test.h"
 
@@ -29,6 +31,7 @@ TEST_F(PoisonByteTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
     expected[c.offset] = c.after;
     const Trace trace = traceOf("", [&] { ControlBits::writePoisonByte(c.offset, c.isSet); });
     EXPECT_EQ(bytes(), expected) << int{c.offset};
+    EXPECT_EQ(isPoisoned(c.offset, c.after), c.isSet || c.isRefused) << int{c.offset};
     const std::string line = std::string(c.isSet ? "Setting" : "Clearing") +
                              " Poison Byte using offset = " + std::to_string(c.offset);
     const std::string refusal = "Poison byte already set. Not overwriting previous result.";

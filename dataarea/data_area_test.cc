@@ -66,6 +66,10 @@ TEST_F(DataAreaTest, ASetsBytesComeWithTheirLengthAndOutliveTheCall) {
   _unit.setDataSet("Empty", {});
   const uint8_t* bytes = nullptr;
   uint32_t length = 99;
+  traceOf("CFGetTypeID", [&] {
+    EXPECT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("Odd")), 0u) << "only data is a set";
+  });
+  EXPECT_EQ(length, 99u);
   ASSERT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("Empty")), 1u);
   EXPECT_EQ(length, 0u);
   ASSERT_EQ(getDataAreaBytePtr(&bytes, &length, CFSTR("Odd")), 1u);

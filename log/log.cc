@@ -28,7 +28,7 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
       timeText(CFSTR("[%04d-%02d-%02d %02d:%02d:%02d] "), localTimeNow());
   if (!prefix || indentation > kMostLevels) return {};
   CFRef<CFMutableStringRef> line(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, prefix.get()));
-  if (!line) return line;
+  if (!line) return {};
   for (int32_t level = 0; level < indentation; ++level) {
     CFStringAppend(line.get(), CFSTR("    "));
   }

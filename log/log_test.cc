@@ -79,6 +79,8 @@ TEST_F(LogTest, AFinishedLineIsAppendedByteForByte) {
                                              "e \xf0\x9f\x94\x8b\nnul\0inside\n\n",
                                              31));
   EXPECT_TRUE(_unit.systemLog().empty());
+  const std::filesystem::directory_iterator files(logFile().parent_path());
+  EXPECT_EQ(std::distance(files, {}), 1);
 }
 
 TEST_F(LogTest, StationMessagesQuoteTheirFields) {
@@ -151,6 +153,16 @@ TEST_F(LogTest, ALineAfterOneThatAFullDiskCutStartsOnALineOfItsOwn) {
   ::setrlimit(RLIMIT_FSIZE, &unlimited);
   Log::write(CFSTR("next"));
   EXPECT_EQ(readText(logFile()), "whole\ncut\nnext\n");
+}
+
+TEST_F(LogTest, ANewProcessStartsOnALineOfItsOwnAfterACutOne) {
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  corvane::testing::writeText(logFile(), "cut");
+  const auto write = [this] {
+    Log::write(CFSTR("next"));
+    std::_Exit(readText(logFile()) == "cut\nnext\n" ? 0 : 1);
+  };
+  EXPECT_EXIT(write(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {
