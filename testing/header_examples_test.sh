@@ -30,6 +30,7 @@ double measureLoudness();
 void runMyStation();
 void burnIn(TestRun& run);
 CC
+  # shellcheck disable=SC2016  # awk expands it.
   xargs -0 awk '
     function finish() {
       if (isCode) printf "\n#line %d \"%s\"\nauto example%d() {\n%s}\n", line, file, ++count, example
