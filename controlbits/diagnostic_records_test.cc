@@ -128,7 +128,7 @@ TEST_F(DiagnosticRecordsTest, AFailedListLacksWhatCouldNotBeMade) {
       {"CFNumberCreate@2", {"7/-/1/a", "8/0/2/b"}},
   };
   for (const auto& [rule, listed] : cases) {
-    traceOf(rule, [&] { EXPECT_EQ(list(), listed) << rule; });
+    traceOf(rule, [&, rule = rule, &listed = listed] { EXPECT_EQ(list(), listed) << rule; });
   }
 }
 

@@ -67,7 +67,9 @@ std::string CommandLine::parse(int argc, char** argv, bool& wantsHelp) const {
       value = argv[i];
     }
     const std::string error = option->store(value);
-    if (!error.empty()) return name + ": '" + std::string(value) + "' " + error;
+    if (!error.empty()) {
+      return std::string(name).append(": '").append(value).append("' ").append(error);
+    }
   }
   return {};
 }

@@ -362,7 +362,7 @@ Outcome RunState::leaveIncomplete() {
 std::string RunState::recordTextFor(bool isPassed) {
   const std::string passedText = _recordText.empty() ? _profile.name + " ok" : _recordText;
   const std::string& text = isPassed ? passedText : _failureText;
-  const std::string fitting = textForRecord(text);
+  std::string fitting = textForRecord(text);
   if (fitting != text) {
     const std::string notice = "the record's text \"" + text + "\" is cut to \"" + fitting + "\"";
     writeLog(notice, 1);

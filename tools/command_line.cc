@@ -174,7 +174,8 @@ Option Command::add(const std::string& names, const std::string& about,
     }
     for (const std::string& word : words) {
       const std::string expected = read(word);
-      if (!expected.empty()) wrong.push_back({word, name + " takes " + expected});
+      if (!expected.empty())
+        wrong.push_back({word, std::string(name).append(" takes ").append(expected)});
     }
     return true;
   };

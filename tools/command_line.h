@@ -39,7 +39,7 @@ class Option {
 /// A command, or a group of them. A view: the command line owns it.
 class Command {
  public:
-  Command(CLI::App& app) : _app(&app) {}
+  explicit Command(CLI::App& app) : _app(&app) {}
 
   Command add(const std::string& name, const std::string& about);
   /// Refuses the group's name without a command of it.

@@ -144,7 +144,8 @@ TEST_F(UnitFolderTest, NothingButRegularFilesOfABoundedSizeIsReadOrReplaced) {
       unit.use();
       fs::remove(_unit / name);
       kinds[i](_unit / name);
-      EXPECT_EQ(reasonAgainst([&] { read(unit); }), (_unit / name).string() + ": " + reasons[i]);
+      EXPECT_EQ(reasonAgainst([&, &read = read] { read(unit); }),
+                (_unit / name).string() + ": " + reasons[i]);
       NSLog(CFSTR("%@"), CFSTR("dropped, or at the end of the large file"));
     }
   }
@@ -185,10 +186,10 @@ TEST_F(UnitFolderTest, AChangeKeepsTheModeAndByRootTheOwner) {
   unit.use();
   const uid_t owner = ::geteuid() == 0 ? 65534 : ::geteuid();
   for (const auto& entry : fs::recursive_directory_iterator(_unit)) {
-    ::lchown(entry.path().c_str(), owner, static_cast<gid_t>(-1));
+    ASSERT_EQ(::lchown(entry.path().c_str(), owner, static_cast<gid_t>(-1)), 0);
     if (entry.is_regular_file()) ::chmod(entry.path().c_str(), 0640);
   }
-  ::chown(_unit.c_str(), owner, static_cast<gid_t>(-1));
+  ASSERT_EQ(::chown(_unit.c_str(), owner, static_cast<gid_t>(-1)), 0);
   UnitFacts facts;
   facts.model = facts.bootArgs = facts.buildVersion = "changed";
   unit.setFacts(facts);

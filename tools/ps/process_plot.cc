@@ -58,7 +58,7 @@ std::string escaped(std::string_view text) {
 /// Returns the file's name at the end of a path, shortened to the room that the legend has.
 std::string shortName(const std::string& path) {
   constexpr size_t kMost = 18;
-  const std::string name = printable(path.substr(path.find_last_of('/') + 1));
+  std::string name = printable(path.substr(path.find_last_of('/') + 1));
   if (columnsOf(name) <= kMost) return name;
   return std::string(beginning(name, kMost - 1)) + "…";
 }

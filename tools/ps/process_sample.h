@@ -61,9 +61,8 @@ inline double percentOf(integer_t usage) { return usage / (TH_USAGE_SCALE / 100.
 /// Seconds, truncated to hundredths.
 inline double secondsOf(time_value_t time) {
   constexpr int kHundredths = 100, kMicrosecondsOfOne = 10'000;
-  return (static_cast<double>(time.seconds) * kHundredths +
-          time.microseconds / kMicrosecondsOfOne) /
-         kHundredths;
+  const integer_t hundredths = time.microseconds / kMicrosecondsOfOne;
+  return (static_cast<double>(time.seconds) * kHundredths + hundredths) / kHundredths;
 }
 
 /// "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".

@@ -92,7 +92,7 @@ std::optional<int64_t> parseTime(std::string_view text) {
     takeMark(text, ':');
     const auto minutes = takeNumber(text, 2);
     if (!hours || !minutes || !text.empty()) return {};
-    offset = (*hours * 3600 + *minutes * 60) * (isBehind ? -1 : 1);
+    offset = (int64_t{3600} * *hours + int64_t{60} * *minutes) * (isBehind ? -1 : 1);
   }
   return (seconds - offset) * 1000 + milliseconds;
 }

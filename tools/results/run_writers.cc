@@ -43,8 +43,9 @@ std::string propertiesOf(const Run& run, uint32_t phase, const Names& names) {
   for (const Measurement& measurement : run.measurements) {
     if (measurement.phase != phase) continue;
     const std::string& unit = names.text(measurement.unitOfMeasure);
-    const std::string value = measurement.value ? exactNumber(*measurement.value) : "nan";
-    properties += property(names.text(measurement.name), value + (unit.empty() ? "" : " " + unit));
+    std::string value = measurement.value ? exactNumber(*measurement.value) : "nan";
+    if (!unit.empty()) value.append(" ").append(unit);
+    properties += property(names.text(measurement.name), value);
   }
   return properties.empty() ? "" : "<properties>" + properties + "</properties>";
 }

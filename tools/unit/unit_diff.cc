@@ -89,7 +89,7 @@ void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, si
   // All that the text tells, and that another record follows. What is left is bit 7 of the flags
   // and what the message field has after its zero byte.
   if (a.recordSize != b.recordSize) return;
-  const size_t messageAt = a.timeBits / 8 + 2;
+  const auto messageAt = static_cast<size_t>(a.timeBits / 8 + 2);
   explained.add(left->offset, messageAt);
   explained.add(
       left->offset + messageAt,
@@ -267,7 +267,7 @@ std::vector<Difference> diffImages(const UnitImage& a, const UnitImage& b) {
 
 void printDifferences(std::ostream& out, const std::vector<Difference>& differences) {
   for (const auto& [part, place, a, b] : differences) {
-    const std::string what = printable(part + " " + place + ": ");
+    const std::string what = printable(std::string(part).append(" ").append(place).append(": "));
     if (a.empty()) {
       out << "+ " << what << printable(b) << "\n";
     } else if (b.empty()) {

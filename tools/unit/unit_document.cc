@@ -131,12 +131,14 @@ void compare(const Json& given, const Json& actual, const std::string& place,
            "is " + shortText(given) + ", but the raw contents say " + shortText(actual));
   }
   for (const auto& [key, value] : given.items()) {
-    if (!actual.contains(key)) refuse(name, place + "/" + key, "is not in the raw contents");
-    compare(value, actual[key], place + "/" + key, name);
+    const std::string below = std::string(place).append("/").append(key);
+    if (!actual.contains(key)) refuse(name, below, "is not in the raw contents");
+    compare(value, actual[key], below, name);
   }
   for (const auto& [key, value] : actual.items()) {
     if (!given.contains(key)) {
-      refuse(name, place + "/" + key, "is missing; the raw contents say " + shortText(value));
+      refuse(name, std::string(place).append("/").append(key),
+             "is missing; the raw contents say " + shortText(value));
     }
   }
 }

@@ -156,7 +156,7 @@ void install(const fs::path& target, const UnitImage& image) {
     staged.linkOtherFiles();
   } else {
     // For the folders and links of a new unit.
-    host::VirtualDevice(staged.folder());
+    [[maybe_unused]] const host::VirtualDevice made(staged.folder());
     for (const auto& entry : fs::recursive_directory_iterator(staged.folder())) {
       const fs::path path = entry.path().lexically_relative(staged.folder());
       if (isImagePath(path.string())) fs::remove(entry);
