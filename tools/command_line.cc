@@ -85,7 +85,7 @@ Option& Option::needs(const Option& other) {
 }
 
 Command Command::add(const std::string& name, const std::string& about) {
-  return *_app->add_subcommand(name, about);
+  return Command(*_app->add_subcommand(name, about));
 }
 
 void Command::requireCommand() { _app->require_subcommand(1); }

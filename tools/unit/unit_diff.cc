@@ -89,7 +89,7 @@ void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, si
   // All that the text tells, and that another record follows. What is left is bit 7 of the flags
   // and what the message field has after its zero byte.
   if (a.recordSize != b.recordSize) return;
-  const auto messageAt = static_cast<size_t>(a.timeBits / 8 + 2);
+  const size_t messageAt = static_cast<size_t>(a.timeBits) / 8 + 2;
   explained.add(left->offset, messageAt);
   explained.add(
       left->offset + messageAt,
