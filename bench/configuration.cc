@@ -84,7 +84,7 @@ void writeBareConfiguration(benchmark::State& state) {
 
 const bool gPairsAdded =
     addPair({"last-of-408-keys", 4.0, findLastKey, copyArea}) &&
-    addPair({"configuration-write", 1.3, writeConfiguration, writeBareConfiguration});
+    addPair({"configuration-write", 1.1, writeConfiguration, writeBareConfiguration});
 
 }  // namespace
 }  // namespace corvane::bench

@@ -79,8 +79,8 @@ void writeBareByte(benchmark::State& state) {
   }
 }
 
-const bool gPairsAdded = addPair({"one-byte-read", 1.5, readByte, readBareByte}) &&
-                         addPair({"one-byte-committed-write", 1.3, writeByte, writeBareByte});
+const bool gPairsAdded = addPair({"one-byte-read", 1.25, readByte, readBareByte}) &&
+                         addPair({"one-byte-committed-write", 1.1, writeByte, writeBareByte});
 
 }  // namespace
 }  // namespace corvane::bench

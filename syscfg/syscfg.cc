@@ -39,14 +39,16 @@ void setCount(const syscfg_handle& handle, size_t count) {
 /// that were inline.
 std::optional<Match> find(const syscfg_handle& handle, uint32_t key) {
   const size_t count = std::min(claimedCount(handle), area::entryCapacity(handle.size));
-  const uint8_t* entry = handle.image + area::kHeaderSize;
-  for (size_t index = 0; index < count; ++index, entry += area::kEntrySize) {
+  const uint8_t* const table = handle.image + area::kHeaderSize;
+  const uint8_t* const end = table + count * area::kEntrySize;
+  for (const uint8_t* entry = table; entry != end; entry += area::kEntrySize) {
     const uint32_t first = area::loadWord(entry);
+    if (first != key && first != area::kIndirectMarker) continue;
+    const size_t index = static_cast<size_t>(entry - table) / area::kEntrySize;
     if (first == key) {
       return Match{index, true, area::entryOffset(index) + offsetof(area::InlineEntry, value),
                    area::kInlineRoom};
     }
-    if (first != area::kIndirectMarker) continue;
     const auto fields = area::load<area::IndirectEntry>(entry);
     if (fields.key == key &&
         area::checkValue(fields.offset, fields.length, area::entryOffset(count), handle.size) ==

@@ -32,6 +32,12 @@ std::u16string_view firstCharacter(std::u16string_view text) {
   return text.substr(0, pair ? 2 : 1);
 }
 
+/// Returns how many ASCII characters `text` begins with.
+size_t asciiRun(std::u16string_view text) {
+  return static_cast<size_t>(
+      std::ranges::find_if_not(text, [](char16_t unit) { return unit < 0x80; }) - text.begin());
+}
+
 /// Returns how many of `bytes` the character needs. 0 when it has no form in `encoding`.
 size_t encodeCharacter(std::u16string_view character, CFStringEncoding encoding, Bytes& bytes) {
   const char16_t unit = character.front();
@@ -75,7 +81,16 @@ Encoded encode(std::u16string_view text, CFStringEncoding encoding, uint8_t loss
                uint8_t* buffer, size_t room) {
   Encoded done;
   while (done.units < text.size()) {
-    const std::u16string_view character = firstCharacter(text.substr(done.units));
+    // Most text is ASCII, which is the same byte in every encoding.
+    const std::u16string_view rest = text.substr(done.units);
+    const size_t most = buffer == nullptr ? rest.size() : std::min(rest.size(), room - done.bytes);
+    const size_t run = asciiRun(rest.substr(0, most));
+    if (buffer != nullptr) std::copy_n(rest.begin(), run, buffer + done.bytes);
+    done.units += run;
+    done.bytes += run;
+    if (run > 0) continue;
+
+    const std::u16string_view character = firstCharacter(rest);
     Bytes bytes;
     size_t count = encodeCharacter(character, encoding, bytes);
     if (count == 0) {

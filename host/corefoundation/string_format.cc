@@ -29,8 +29,6 @@ struct Conversion {
   int precision = -1;
   Width argument = Width::kInt;
   char16_t letter = 0;
-
-  bool isPlain() const { return flags.empty() && width == 0 && precision < 0; }
 };
 
 constexpr std::u16string_view kFlags = u"-+ #0'";
@@ -196,10 +194,22 @@ class Formatter {
   }
 
   void appendSigned(const Conversion& conversion, intmax_t number) {
-    if (!conversion.isPlain()) return appendNumber(conversion, "j", number);
-    std::array<char, 24> digits;
-    const char* const end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-    appendAscii(_out, {digits.data(), end});
+    const bool hasZeros = conversion.flags == "0";
+    const bool isSimple = hasZeros || conversion.flags.empty();
+    if (!isSimple || conversion.width < 0 || conversion.precision >= 0) {
+      return appendNumber(conversion, "j", number);
+    }
+    std::array<char, 24> buffer;
+    std::string_view digits(buffer.begin(),
+                            std::to_chars(buffer.begin(), buffer.end(), number).ptr);
+    const auto width = static_cast<size_t>(conversion.width);
+    const size_t padding = width > digits.size() ? width - digits.size() : 0;
+    if (hasZeros && number < 0) {
+      _out += u'-';
+      digits.remove_prefix(1);
+    }
+    _out.append(padding, hasZeros ? u'0' : u' ');
+    appendAscii(_out, digits);
   }
 
   template <typename Number>

@@ -18,7 +18,7 @@ bool isSetName(const std::string& set) {
   // A file name has at most 255 bytes, of which the longest temporary name adds 32.
   constexpr size_t kLongestName = 223;
   return !set.empty() && set.size() <= kLongestName && set.front() != '.' &&
-         set.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+         set.find('/') == std::string::npos && set.find('\0') == std::string::npos;
 }
 
 std::span<uint8_t> bytesOf(CFMutableDataRef data) {
