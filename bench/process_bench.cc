@@ -158,6 +158,15 @@ void listWithPs(benchmark::State& state) {
   }
 }
 
+void listWithTool(benchmark::State& state) {
+  farm({kManyThreads});
+  for (auto _ : state) {
+    if (std::system("'" CORVANE_TOOL "' ps --threads --json >/dev/null") != 0) {
+      return state.SkipWithError("corvane ps");
+    }
+  }
+}
+
 /// How many passes over few threads are compared with one pass over many, so that both sides query
 /// the same number of threads, including those of the machine itself.
 struct Passes {
@@ -180,6 +189,8 @@ const Passes& passes() {
 
 void refreshManyThreads(benchmark::State& state) { refreshFarm(state, {passes().manyThreads}, 1); }
 
+void refreshManyThreadsOnce(benchmark::State& state) { refreshFarm(state, {kManyThreads}, 1); }
+
 void refreshFewThreadsOften(benchmark::State& state) {
   refreshFarm(state, {kFewThreads}, passes().few);
 }
@@ -188,6 +199,7 @@ const bool gPairsAdded =
     addPair({"process-refresh", 1.3, refreshThreads, readFilesOfThreads}) &&
     addPair({"process-refresh-processes", 1.25, refreshProcesses, readFilesOfProcesses}) &&
     addPair({"process-refresh-to-ps", 0.25, refreshThreads, listWithPs}) &&
+    addPair({"process-list-json", 1.15, listWithTool, refreshManyThreadsOnce}) &&
     addPair({"process-refresh-growth", 1.15, refreshManyThreads, refreshFewThreadsOften});
 
 }  // namespace
