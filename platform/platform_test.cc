@@ -10,18 +10,13 @@
 #include "platform/files.h"
 #include "platform/property.h"
 #include "platform/text.h"
+#include "testing/objects.h"
 #include "testing/unit_test.h"
 
 namespace corvane {
 namespace {
 
 using testing::cfString;
-
-CFRef<CFStringRef> ofUnits(const std::u16string& units) {
-  return CFRef(CFStringCreateWithCharacters(kCFAllocatorDefault,
-                                            reinterpret_cast<const UniChar*>(units.data()),
-                                            static_cast<CFIndex>(units.size())));
-}
 
 TEST(TextTest, EachLoneSurrogateIsAQuestionMarkAndTheRestStays) {
   const std::pair<std::u16string, std::string> cases[] = {
@@ -31,7 +26,9 @@ TEST(TextTest, EachLoneSurrogateIsAQuestionMarkAndTheRestStays) {
       {u"(pa\xD83D) rest", "(pa?) rest"},
       {u"\xDC00\xDC00😀\xD83D", "??😀?"},
   };
-  for (const auto& [units, bytes] : cases) EXPECT_EQ(utf8Bytes(ofUnits(units).get()), bytes);
+  for (const auto& [units, bytes] : cases) {
+    EXPECT_EQ(utf8Bytes(testing::makeString(units).get()), bytes);
+  }
   EXPECT_EQ(utf8Bytes(nullptr), "");
 }
 

@@ -6,7 +6,9 @@
 #include <regex>
 
 #include "log/log.h"
+#include "platform/registry.h"
 #include "platform/text.h"
+#include "testing/objects.h"
 
 namespace corvane::testing {
 
@@ -57,6 +59,18 @@ void UnitTest::setByte(size_t offset, uint8_t byte) {
   std::vector<uint8_t> contents = bytes();
   contents[offset] = byte;
   _unit.setDataSet("VelmoDiagnosticData", contents);
+}
+
+kern_return_t requestWrite(const std::string& set, int64_t offset,
+                           const std::vector<uint8_t>& bytes, bool commit) {
+  const std::string_view buffer(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  const CFRef request = makeDictionary(
+      {{CFSTR("VelmoDiagnosticDataSet"), cfString(set).get()},
+       {CFSTR("VelmoDiagnosticDataCommit"), commit ? kCFBooleanTrue : kCFBooleanFalse},
+       {CFSTR("VelmoDiagnosticDataOffset"), makeNumber(offset).get()},
+       {CFSTR("VelmoDiagnosticDataBuffer"), makeData(buffer).get()}});
+  return IORegistryEntrySetCFProperties(firstService("VelmoDiagnosticDataAccess").get(),
+                                        request.get());
 }
 
 std::string readText(const std::filesystem::path& file) {

@@ -1,6 +1,7 @@
 #ifndef CORVANE_TESTING_UNIT_TEST_H_
 #define CORVANE_TESTING_UNIT_TEST_H_
 
+#include <IOKit/IOKitLib.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -53,6 +54,10 @@ class UnitTest : public ::testing::Test {
   TemporaryFolder _folder;
   host::VirtualDevice _unit;
 };
+
+/// Asks the data area's driver to write, as programs do. Returns its answer.
+kern_return_t requestWrite(const std::string& set, int64_t offset,
+                           const std::vector<uint8_t>& bytes, bool commit);
 
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);

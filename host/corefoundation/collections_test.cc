@@ -1,26 +1,26 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <random>
+#include <regex>
+#include <sstream>
 #include <string>
-#include <vector>
 
-#include "host/corefoundation/testing/objects.h"
+#include "testing/objects.h"
 
 namespace corvane::testing {
 namespace {
 
 TEST(ArrayTest, KeepsItsValuesAndIsEqualByThem) {
-  const CFRef number = makeNumber(1), equal = makeNumber(1);
+  const CFRef number = makeNumber(1);
   {
     const CFRef list = makeArray({number.get(), CFSTR("a")});
     EXPECT_EQ(CFArrayGetValueAtIndex(list.get(), 0), number.get());
     EXPECT_EQ(CFGetRetainCount(number.get()), 2);
-    const CFRef same = makeArray({equal.get(), CFSTR("a")});
+    const CFRef same = makeArray({makeNumber(1).get(), CFSTR("a")});
     EXPECT_TRUE(CFEqual(list.get(), same.get()));
     EXPECT_EQ(CFHash(list.get()), CFHash(same.get()));
     CFArrayAppendValue(same.get(), CFSTR("b"));
@@ -53,13 +53,13 @@ TEST(DictionaryTest, CallbacksOfTheCallersOwnAreHonoured) {
   };
   const CFRef dictionary(
       CFDictionaryCreateMutable(nullptr, 0, &texts, &kCFTypeDictionaryValueCallBacks));
-  std::vector<std::string> keys;
-  for (int index = 0; index < 20; ++index) keys.push_back("key" + std::to_string(index));
+  // More entries than a dictionary without an index has.
+  const std::string keys[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
   for (const std::string& key : keys) {
     CFDictionarySetValue(dictionary.get(), key.c_str(), makeNumber(1).get());
   }
-  EXPECT_TRUE(CFDictionaryContainsKey(dictionary.get(), std::string("key19").c_str()));
-  EXPECT_EQ(shown(dictionary.get()).substr(0, 22), "{key0 = 1; key1 = 1; k");
+  EXPECT_TRUE(CFDictionaryContainsKey(dictionary.get(), std::string("j").c_str()));
+  EXPECT_EQ(shown(dictionary.get()).substr(0, 15), "{a = 1; b = 1; ");
 }
 
 TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
@@ -98,25 +98,15 @@ TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
     CFDictionarySetValue(copy.get(), key.get(), CFSTR("changed"));
     EXPECT_FALSE(CFEqual(copy.get(), sorted.get()));
   }
-  std::vector<const void*> keys(model.size());
-  std::vector<const void*> values(model.size());
-  CFDictionaryGetKeysAndValues(dictionary.get(), keys.data(), values.data());
-  std::map<std::string, int> entries;
-  for (size_t i = 0; i < keys.size(); ++i) entries[shown(keys[i])] = std::stoi(shown(values[i]));
-  EXPECT_EQ(entries, model);
 }
 
 /// Returns what a description says, without its addresses, which differ from run to run.
-std::string withoutAddresses(std::string text) {
-  for (size_t at = 0; (at = text.find("0x", at)) != std::string::npos;) {
-    text.erase(at, text.find('>', at) - at);
-  }
-  return text;
+std::string withoutAddresses(const std::string& text) {
+  return std::regex_replace(text, std::regex("0x[0-9a-f]+"), "");
 }
 
 TEST(DescriptionTest, CollectionsTakeALinePerEntryOrOneLineInAFormat) {
-  const CFRef number = makeNumber(2);
-  const CFRef list = makeArray({makeData("\x01").get(), number.get()});
+  const CFRef list = makeArray({makeData("\x01").get(), makeNumber(2).get()});
   const CFRef dictionary = makeDictionary({{CFSTR("name"), CFSTR("x")}, {CFSTR("l"), list.get()}});
   EXPECT_EQ(withoutAddresses(text(CFRef(CFCopyDescription(dictionary.get())).get())),
             "<CFDictionary >{count = 2\n"
@@ -144,10 +134,9 @@ TEST(DescriptionTest, BarePointersAreShownAsAddresses) {
   const CFRef list = makeArray({nullptr, reinterpret_cast<const void*>(7),
                                 reinterpret_cast<const void*>(0x1000), foreign.get(), dead},
                                nullptr);
-  char expected[100];
-  std::snprintf(expected, sizeof(expected), "(0x0, 0x7, 0x1000, %p, %p)",
-                static_cast<const void*>(foreign.get()), static_cast<const void*>(dead));
-  EXPECT_EQ(shown(list.get()), expected);
+  std::ostringstream expected;
+  expected << "(0x0, 0x7, 0x1000, " << foreign.get() << ", " << dead << ")";
+  EXPECT_EQ(shown(list.get()), expected.str());
 }
 
 TEST(DescriptionTest, CollectionThatHoldsItselfIsCutShort) {

@@ -4,7 +4,7 @@
 #include <random>
 #include <string>
 
-#include "host/corefoundation/testing/objects.h"
+#include "testing/objects.h"
 
 namespace corvane::testing {
 namespace {
@@ -121,34 +121,23 @@ TEST(PropertyListTest, NestingIsBounded) {
   EXPECT_EQ(written(endless.get(), kCFPropertyListXMLFormat_v1_0), "(absent)");
 }
 
-/// Arrays of ten references to the next array, `depth` of them.
-std::string multiplied(int depth) {
-  std::string list = "bplist00";
-  std::string offsets;
-  for (int level = 0; level < depth; ++level) {
-    offsets += static_cast<char>(list.size() >> 8);
-    offsets += static_cast<char>(list.size());
-    list += level + 1 < depth ? "\xAA" + std::string(10, static_cast<char>(level + 1)) : "\xA0";
-  }
-  const size_t table = list.size();
-  list += offsets + std::string(6, '\0') + "\x02\x01" + std::string(7, '\0');
-  list += static_cast<char>(depth);
-  list += std::string(14, '\0');
-  list += static_cast<char>(table >> 8);
-  list += static_cast<char>(table);
-  return list;
-}
-
 TEST(PropertyListTest, BinaryListThatMultipliesItselfIsRefused) {
-  EXPECT_TRUE(read(multiplied(3)));
-  EXPECT_FALSE(read(multiplied(20)));
+  for (const char depth : {char{3}, char{20}}) {
+    // Arrays of ten references to the next array; then a byte each for where they begin.
+    std::string list = "bplist00", offsets;
+    for (char level = 1; level <= depth; ++level) {
+      offsets += static_cast<char>(list.size());
+      list += level < depth ? "\xAA" + std::string(10, level) : "\xA0";
+    }
+    const auto table = static_cast<char>(list.size());
+    list += offsets + std::string(6, '\0') + "\x01\x01" + std::string(7, '\0') + depth;
+    EXPECT_EQ(static_cast<bool>(read(list + std::string(15, '\0') + table)), depth == 3);
+  }
 }
 
 TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
   const CFRef dictionary = makeDictionary({{makeNumber(1).get(), CFSTR("value")}});
-  const UniChar lone = 0xD800;
-  const CFRef malformed(CFStringCreateWithCharacters(nullptr, &lone, 1));
-  const CFRef withZero = cfString(std::string("a\0b", 3));
+  const CFRef malformed = makeString(u"\xD800"), withZero = makeString({u"a\0b", 3});
   for (const CFTypeRef object : {CFTypeRef{dictionary.get()}, CFTypeRef{malformed.get()},
                                  CFTypeRef{withZero.get()}, CFTypeRef{kCFAllocatorNull}}) {
     for (const CFPropertyListFormat format : kFormats) {

@@ -18,6 +18,21 @@ using Ids = std::vector<int32_t>;
 
 int64_t gNow;
 
+/// What the calls about a process and its first thread return.
+Ids resultsFor(Machine& machine, int32_t pid) {
+  Ids ids;
+  thread_basic_info_data_t info;
+  task_thread_times_info_data_t times;
+  TaskSource::Arguments arguments;
+  std::string name;
+  return {machine.findTask(pid),
+          machine.threads(pid, ids),
+          machine.threadInfo(pid, pid, info),
+          machine.taskTimes(pid, times),
+          machine.arguments(pid, arguments),
+          machine.name(pid, name)};
+}
+
 /// A folder that stands for /proc. A test scripts the clock, too: no expectation depends on how
 /// much processor time the test gets.
 class MachineTest : public ::testing::Test {
@@ -40,9 +55,7 @@ class MachineTest : public ::testing::Test {
 
   /// Puts a thread there. The first of a process has the process's id.
   void put(int32_t pid, int32_t thread, const Stat& stat) const {
-    const auto folder = process(pid) / "task" / std::to_string(thread);
-    std::filesystem::create_directories(folder);
-    writeText(folder / "stat", line(stat));
+    writeText(process(pid) / "task" / std::to_string(thread) / "stat", line(stat));
     if (thread == pid) writeText(process(pid) / "stat", line(stat));
   }
 
@@ -53,22 +66,6 @@ class MachineTest : public ::testing::Test {
     EXPECT_EQ(_machine.threadInfo(pid, thread, info), KERN_SUCCESS);
     return info;
   }
-
-  /// Opens files until there are no descriptors left, and closes them with itself.
-  class NoDescriptorsLeft {
-   public:
-    NoDescriptorsLeft() {
-      getrlimit(RLIMIT_NOFILE, &_before);
-      const int next = dup(STDIN_FILENO);
-      close(next);
-      const rlimit none = {static_cast<rlim_t>(next), _before.rlim_max};
-      setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &_before); }
-
-   private:
-    rlimit _before{};
-  };
 
   corvane::testing::TemporaryFolder _folder;
   Machine _machine{_folder.path().string(), [] { return gNow; }};
@@ -204,20 +201,18 @@ TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
   std::filesystem::create_symlink("/bin/a", process(7) / "exe");
   Ids ids;
   ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
-  thread_basic_info_data_t info;
-  task_thread_times_info_data_t times;
-  TaskSource::Arguments arguments;
-  std::string name;
   gNow += 1'000'000;
-  const NoDescriptorsLeft none;
+  // The next descriptor is beyond the limit.
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const int next = dup(STDIN_FILENO);
+  close(next);
+  const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
   EXPECT_EQ(_machine.tasks(ids), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.findTask(7), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.threads(7, ids), KERN_RESOURCE_SHORTAGE);
   EXPECT_EQ(_machine.threads(0, ids), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.threadInfo(7, 7, info), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.taskTimes(7, times), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.arguments(7, arguments), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.name(7, name), KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(resultsFor(_machine, 7), Ids(6, KERN_RESOURCE_SHORTAGE));
+  setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(MachineTest, AnEmptyProcIsReportedOnce) {
@@ -243,13 +238,7 @@ TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {
   Ids ids;
   ASSERT_EQ(machine.tasks(ids), KERN_SUCCESS);
   EXPECT_TRUE(std::ranges::count(ids, child) && std::ranges::count(ids, getpid()));
-  EXPECT_EQ(machine.findTask(child), KERN_SUCCESS);
-  ASSERT_EQ(machine.threads(child, ids), KERN_SUCCESS);
-  EXPECT_EQ(ids, Ids{child});
-  thread_basic_info_data_t info;
-  EXPECT_EQ(machine.threadInfo(child, child, info), KERN_SUCCESS);
-  task_thread_times_info_data_t times;
-  EXPECT_EQ(machine.taskTimes(child, times), KERN_SUCCESS);
+  EXPECT_EQ(resultsFor(machine, child), Ids(6, KERN_SUCCESS));
   TaskSource::Arguments arguments;
   EXPECT_EQ(machine.arguments(child, arguments), KERN_SUCCESS);
   EXPECT_EQ(arguments.path, std::filesystem::read_symlink("/proc/self/exe"));
@@ -259,11 +248,8 @@ TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {
   kill(child, SIGKILL);
   waitpid(child, nullptr, 0);
   usleep(2'000);
-  EXPECT_EQ(machine.findTask(child), MACH_SEND_INVALID_DEST);
-  EXPECT_EQ(machine.threads(child, ids), MACH_SEND_INVALID_DEST);
-  EXPECT_EQ(machine.threadInfo(child, child, info), MACH_SEND_INVALID_DEST);
-  EXPECT_EQ(machine.taskTimes(child, times), MACH_SEND_INVALID_DEST);
-  EXPECT_EQ(machine.arguments(child, arguments), KERN_FAILURE);
+  constexpr int32_t kGone = MACH_SEND_INVALID_DEST;
+  EXPECT_EQ(resultsFor(machine, child), (Ids{kGone, kGone, kGone, kGone, KERN_FAILURE, kGone}));
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
-#include <IOKit/IOKitLib.h>
-
 #include "host/unit/unit_folder.h"
-#include "platform/io_object.h"
 #include "platform/registry.h"
+#include "testing/objects.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
@@ -37,9 +35,8 @@ TEST_F(NvramTest, AVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
   EXPECT_EQ(textOf("auto-boot", firstService("IODTNVRAM")), "true");
   EXPECT_EQ(textOf("auto-boot", early), "true");
 
-  const int32_t seven = 7;
-  const CFRef<CFDataRef> data(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("\1\2"), 2));
-  const CFRef<CFNumberRef> number(CFNumberCreate(nullptr, kCFNumberSInt32Type, &seven));
+  const CFRef data = testing::makeData("\1\2");
+  const CFRef number = testing::makeNumber(7);
   for (const CFTypeRef value :
        {CFTypeRef{data.get()}, CFTypeRef{number.get()}, CFTypeRef{kCFBooleanFalse}}) {
     EXPECT_EQ(set("kind", value), kIOReturnSuccess);
@@ -51,9 +48,8 @@ TEST_F(NvramTest, AVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
 
 TEST_F(NvramTest, WhatIsNoVariableIsRefusedAndNothingIsWritten) {
   const std::string before = testing::readText(file());
-  const CFRef<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
   EXPECT_EQ(set("boot-args", nullptr), kIOReturnBadArgument);
-  EXPECT_EQ(set("boot-args", array.get()), kIOReturnBadArgument);
+  EXPECT_EQ(set("boot-args", testing::makeArray({}).get()), kIOReturnBadArgument);
   EXPECT_EQ(setText("", "x"), kIOReturnBadArgument);
   EXPECT_EQ(IORegistryEntrySetCFProperty(options().get(), nullptr, CFSTR("x")),
             kIOReturnBadArgument);

@@ -2,10 +2,10 @@
 
 #include <IOKit/IOKitLib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <functional>
+#include <iostream>
 
 #include "host/device_error.h"
 #include "log/log.h"
@@ -41,21 +41,14 @@ std::string reasonAgainst(const fs::path& folder) {
   return reasonAgainst([&] { VirtualDevice unit(folder); });
 }
 
-/// Runs `work` as another user in a process of its own; what it says. Only root can.
-std::string asAnotherUser(const std::function<std::string()>& work) {
-  int ends[2];
-  if (::pipe(ends) != 0) return "no pipe";
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const std::string said = ::seteuid(65534) == 0 ? work() : "cannot change the user";
-    ::_exit(::write(ends[1], said.data(), said.size()) < 0);
-  }
-  ::close(ends[1]);
-  char said[1000] = "";
-  ::waitpid(child, nullptr, 0);
-  const ssize_t count = ::read(ends[0], said, sizeof said);
-  ::close(ends[0]);
-  return std::string(said, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+/// Expects this reason why another user, in a process of its own, cannot do `work`. Only root can
+/// become another user.
+void expectForAnotherUser(const std::string& reason, const std::function<void()>& work) {
+  const auto say = [&] {
+    std::cerr << (::seteuid(65534) == 0 ? reasonAgainst(work) : "cannot change the user");
+    ::_exit(0);
+  };
+  EXPECT_EXIT(say(), ::testing::ExitedWithCode(0), ::testing::Eq(reason));
 }
 
 TEST_F(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
@@ -116,69 +109,65 @@ TEST_F(UnitFolderTest, ADamagedDeviceFileIsNamedAndNotOverwritten) {
 }
 
 TEST_F(UnitFolderTest, NothingButRegularFilesOfABoundedSizeIsReadOrReplaced) {
-  const std::function<void(const fs::path&)> kinds[] = {
-      [](const fs::path& file) { ::mkfifo(file.c_str(), 0666); },
-      [](const fs::path& file) { fs::create_directory(file); },
-      [this](const fs::path& file) { fs::create_symlink(_folder.path() / "victim", file); },
-      [](const fs::path& file) {
-        writeText(file, "");
-        fs::resize_file(file, uint64_t{1} << 40);
-      },
+  const fs::path victim = _folder.path() / "victim";
+  const std::pair<const char*, std::function<void(const fs::path&)>> kinds[] = {
+      {"is not a regular file", [](const fs::path& file) { ::mkfifo(file.c_str(), 0666); }},
+      {"is not a regular file", [](const fs::path& file) { fs::create_directory(file); }},
+      {"is a symbolic link", [&](const fs::path& file) { fs::create_symlink(victim, file); }},
+      {"is larger than any file of a unit",
+       [](const fs::path& file) {
+         writeText(file, "");
+         fs::resize_file(file, uint64_t{1} << 40);
+       }},
   };
-  const std::string reasons[] = {"is not a regular file", "is not a regular file",
-                                 "is a symbolic link", "is larger than any file of a unit"};
-  const std::pair<const char*, void (*)(VirtualDevice&)> files[] = {
-      {"device.plist", [](VirtualDevice& unit) { unit.facts(); }},
-      {"nvram.plist", [](VirtualDevice& unit) { unit.facts(); }},
-      {"root/System/Library/CoreServices/SystemVersion.plist",
-       [](VirtualDevice& unit) { unit.facts(); }},
-      {"data/VelmoDiagnosticData.bin",
-       [](VirtualDevice& unit) { unit.dataSet("VelmoDiagnosticData"); }},
-      {"root/private/var/log/system.log", [](VirtualDevice& unit) { unit.systemLog(); }},
-  };
-  writeText(_folder.path() / "victim", "untouched");
-  for (const auto& [name, read] : files) {
-    for (size_t i = 0; i < std::size(kinds); ++i) {
+  writeText(victim, "untouched");
+  for (const char* name : {"device.plist", "nvram.plist", "data/VelmoDiagnosticData.bin",
+                           "root/System/Library/CoreServices/SystemVersion.plist",
+                           "root/private/var/log/system.log"}) {
+    for (const auto& [reason, put] : kinds) {
       fs::remove_all(_unit);
       VirtualDevice unit(_unit);
       unit.use();
       fs::remove(_unit / name);
-      kinds[i](_unit / name);
-      EXPECT_EQ(reasonAgainst([&, &read = read] { read(unit); }),
-                (_unit / name).string() + ": " + reasons[i]);
+      put(_unit / name);
+      const auto readAll = [&] {
+        unit.facts();
+        unit.dataSet("VelmoDiagnosticData");
+        unit.systemLog();
+      };
+      EXPECT_EQ(reasonAgainst(readAll), (_unit / name).string() + ": " + reason);
       NSLog(CFSTR("%@"), CFSTR("dropped, or at the end of the large file"));
     }
   }
   fs::remove_all(_unit);
   VirtualDevice unit(_unit);
   fs::remove(_unit / ".lock");
-  fs::create_symlink(_folder.path() / "victim", _unit / ".lock");
+  fs::create_symlink(victim, _unit / ".lock");
   EXPECT_EQ(reasonAgainst([&] { unit.reboot(); }),
             (_unit / ".lock").string() + ": is a symbolic link");
-  EXPECT_EQ(readText(_folder.path() / "victim"), "untouched");
+  EXPECT_EQ(readText(victim), "untouched");
 }
 
 TEST_F(UnitFolderTest, AnotherUsersFolderIsTrustedOnlyIfNamedAndClosedToOthers) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   ::chmod(_folder.path().c_str(), 0755);
   VirtualDevice{_unit};
-  const auto said = [&] { return asAnotherUser([&] { return reasonAgainst(_unit); }); };
-  EXPECT_EQ(said(), "");
+  const auto open = [&] { VirtualDevice{_unit}; };
+  expectForAnotherUser("", open);
   ::chmod(_unit.c_str(), 0777);
-  EXPECT_EQ(said(), _unit.string() + ": belongs to another user (0) and everybody can write to it");
+  expectForAnotherUser(
+      _unit.string() + ": belongs to another user (0) and everybody can write to it", open);
   ::chmod(_unit.c_str(), 0);
-  EXPECT_EQ(said(), _unit.string() + "/device.plist: Permission denied");
+  expectForAnotherUser(_unit.string() + "/device.plist: Permission denied", open);
 
-  ::chmod(_unit.c_str(), 0755);
-  fs::create_directory(_folder.path() / "corvane");
   const fs::path byDefault = _folder.path() / "corvane/device";
-  fs::rename(_unit, byDefault);
-  EXPECT_EQ(asAnotherUser([&] {
-              ::unsetenv("CORVANE_DEVICE");
-              ::setenv("XDG_STATE_HOME", _folder.path().c_str(), 1);
-              return reasonAgainst(VirtualDevice::defaultFolder());
-            }),
-            byDefault.string() + ": belongs to another user (0); $CORVANE_DEVICE can name it");
+  VirtualDevice{byDefault};
+  expectForAnotherUser(
+      byDefault.string() + ": belongs to another user (0); $CORVANE_DEVICE can name it", [&] {
+        ::unsetenv("CORVANE_DEVICE");
+        ::setenv("XDG_STATE_HOME", _folder.path().c_str(), 1);
+        VirtualDevice{VirtualDevice::defaultFolder()};
+      });
 }
 
 TEST_F(UnitFolderTest, AChangeKeepsTheModeAndByRootTheOwner) {

@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_COREFOUNDATION_TESTING_OBJECTS_H_
-#define CORVANE_HOST_COREFOUNDATION_TESTING_OBJECTS_H_
+#ifndef CORVANE_TESTING_OBJECTS_H_
+#define CORVANE_TESTING_OBJECTS_H_
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -12,8 +12,18 @@
 
 namespace corvane::testing {
 
-inline CFRef<CFNumberRef> makeNumber(int value) {
-  return CFRef(CFNumberCreate(nullptr, kCFNumberIntType, &value));
+inline CFRef<CFNumberRef> makeNumber(int64_t value) {
+  return CFRef(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value));
+}
+
+inline CFRef<CFNumberRef> makeReal(double value) {
+  return CFRef(CFNumberCreate(nullptr, kCFNumberDoubleType, &value));
+}
+
+/// The string of these UTF-16 units, which need not be well-formed.
+inline CFRef<CFStringRef> makeString(std::u16string_view units) {
+  return CFRef(CFStringCreateWithCharacters(nullptr, reinterpret_cast<const UniChar*>(units.data()),
+                                            static_cast<CFIndex>(units.size())));
 }
 
 inline CFRef<CFDataRef> makeData(std::string_view bytes) {
@@ -51,4 +61,4 @@ inline std::string shown(CFTypeRef object) {
 
 }  // namespace corvane::testing
 
-#endif  // CORVANE_HOST_COREFOUNDATION_TESTING_OBJECTS_H_
+#endif  // CORVANE_TESTING_OBJECTS_H_

@@ -1,0 +1,160 @@
+#include "testing/power_cut/file_calls.h"
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <utility>
+
+namespace corvane::testing {
+
+thread_local FileCalls gFileCalls;
+
+namespace {
+
+enum class Need { kNothing, kSpace };
+
+/// Counts a call; whether it must fail, with errno set.
+bool isBroken(Need need) {
+  if (++gFileCalls.made != gFileCalls.broken) return false;
+  if (gFileCalls.way == FileCalls::kKill) ::kill(::getpid(), SIGKILL);
+  if (gFileCalls.way == ENOSPC && need == Need::kNothing) return false;
+  errno = gFileCalls.way;
+  return true;
+}
+
+/// Records what `change` makes of the disk, unless that is nothing.
+template <typename Change>
+void record(const Change& change) {
+  const FileCalls calls = std::exchange(gFileCalls, {});  // It makes calls of its own.
+  if (calls.recording) {
+    Disk disk = calls.recording->back();
+    if (change(disk)) calls.recording->push_back(std::move(disk));
+  }
+  gFileCalls = calls;
+}
+
+template <typename... Arguments>
+int make(long call, Arguments... arguments) {
+  const auto result = static_cast<int>(::syscall(call, arguments...));
+  if (result >= 0) record([](Disk& disk) { return disk.update(); });
+  return result;
+}
+
+template <typename... Arguments>
+int makeUnlessBroken(Need need, long call, Arguments... arguments) {
+  return isBroken(need) ? -1 : make(call, arguments...);
+}
+
+int openFile(int folder, const char* path, int flags, va_list arguments) {
+  const bool isMade = (flags & O_CREAT) != 0;
+  return makeUnlessBroken(isMade ? Need::kSpace : Need::kNothing, SYS_openat, folder, path, flags,
+                          isMade ? va_arg(arguments, mode_t) : 0);
+}
+
+int renameFile(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
+               unsigned int flags) {
+  return makeUnlessBroken(Need::kSpace, SYS_renameat2, oldFolder, oldPath, newFolder, newPath,
+                          flags);
+}
+
+}  // namespace
+}  // namespace corvane::testing
+
+// The C library's functions, for everything that this program is linked from.
+using namespace corvane::testing;
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const int descriptor = openFile(AT_FDCWD, path, flags, arguments);
+  va_end(arguments);
+  return descriptor;
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const int descriptor = openFile(folder, path, flags, arguments);
+  va_end(arguments);
+  return descriptor;
+}
+
+ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {
+  return makeUnlessBroken(Need::kNothing, SYS_pread64, descriptor, buffer, size, offset);
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+  if (isBroken(Need::kSpace)) return -1;
+  if (auto& room = gFileCalls.room; room && size > 0) {
+    size = std::min({size, size_t{3}, *room});
+    *room -= size;
+    if (size == 0) {
+      errno = ENOSPC;
+      return -1;
+    }
+  }
+  // In halves, so that the recording has the moment between them.
+  const size_t half = gFileCalls.recording ? size / 2 : 0;
+  if (half > 0 && make(SYS_write, descriptor, bytes, half) < 0) return -1;
+  const int rest = make(SYS_write, descriptor, static_cast<const char*>(bytes) + half, size - half);
+  return rest < 0 ? rest : static_cast<ssize_t>(half) + rest;
+}
+
+int ftruncate(int descriptor, off_t size) noexcept {
+  return makeUnlessBroken(Need::kNothing, SYS_ftruncate, descriptor, size);
+}
+
+int fsync(int descriptor) {
+  if (isBroken(Need::kSpace)) return -1;
+  record([&](Disk& disk) { return disk.sync(descriptor); });
+  return 0;
+}
+
+int fchmod(int descriptor, mode_t mode) noexcept {
+  return makeUnlessBroken(Need::kNothing, SYS_fchmod, descriptor, mode);
+}
+
+int flock(int descriptor, int operation) noexcept {
+  return makeUnlessBroken(Need::kNothing, SYS_flock, descriptor, operation);
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  return makeUnlessBroken(Need::kSpace, SYS_mkdirat, AT_FDCWD, path, mode);
+}
+
+int symlink(const char* target, const char* path) noexcept {
+  return makeUnlessBroken(Need::kSpace, SYS_symlinkat, target, AT_FDCWD, path);
+}
+
+int linkat(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
+           int flags) noexcept {
+  return makeUnlessBroken(Need::kSpace, SYS_linkat, oldFolder, oldPath, newFolder, newPath, flags);
+}
+
+int renameat(int oldFolder, const char* oldPath, int newFolder, const char* newPath) noexcept {
+  return renameFile(oldFolder, oldPath, newFolder, newPath, 0);
+}
+
+int renameat2(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
+              unsigned int flags) noexcept {
+  return renameFile(oldFolder, oldPath, newFolder, newPath, flags);
+}
+
+int unlink(const char* path) noexcept {
+  return makeUnlessBroken(Need::kNothing, SYS_unlinkat, AT_FDCWD, path, 0);
+}
+
+int unlinkat(int folder, const char* path, int flags) noexcept {
+  return makeUnlessBroken(Need::kNothing, SYS_unlinkat, folder, path, flags);
+}
+
+}  // extern "C"
+#pragma GCC visibility pop
