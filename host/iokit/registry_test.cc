@@ -1,5 +1,9 @@
 #include <IOKit/IOKitLib.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "platform/io_object.h"
 #include "testing/unit_test.h"
 
@@ -43,6 +47,21 @@ TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndHandsOutOneReference) {
     if (service) IOObjectRelease(service);
   }
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
+}
+
+TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
+  const size_t before = VirtualDevice::openHandles();
+  std::atomic<int> right = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+      threads.emplace_back([&right] {
+        for (int i = 0; i < 50; ++i) right += nameOfService("IOPlatformExpertDevice") == "T33AP";
+      });
+    }
+  }
+  EXPECT_EQ(right, 200);
+  EXPECT_EQ(VirtualDevice::openHandles(), before);
 }
 
 }  // namespace
