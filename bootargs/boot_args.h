@@ -1,18 +1,19 @@
 #ifndef CORVANE_BOOTARGS_BOOT_ARGS_H_
 #define CORVANE_BOOTARGS_BOOT_ARGS_H_
 
+/// @file
+/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args", which
+/// each call reads afresh from the registry entry "IODeviceTree:/options" and writes to the service
+/// "IODTNVRAM". They take effect at the next boot. A word is searched for as plain, case-sensitive
+/// text and is also found inside longer words. The editing functions report no failure; of two
+/// callers that edit at once, one can lose its edit.
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdbool.h>
 
 #include "../platform/export.h"
 
 CORVANE_EXTERN_C_BEGIN
-
-/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args", which
-/// each call reads afresh from the registry entry "IODeviceTree:/options" and writes to the service
-/// "IODTNVRAM". They take effect at the next boot. A word is searched for as plain, case-sensitive
-/// text and is also found inside longer words. The editing functions report no failure; of two
-/// callers that edit at once, one can lose its edit.
 
 /// Returns a new reference to the boot arguments. Returns null when the variable is not set, and,
 /// after a line in the system log, when there is no registry entry.
@@ -22,8 +23,8 @@ CORVANE_EXPORT CFStringRef copyBootArgs(void);
 /// when the variable is not set.
 CORVANE_EXPORT bool hasBootArg(CFStringRef word);
 
-/// Makes `value` the boot arguments. A null `value` is the platform's affair: off the device it is
-/// refused and the variable stays as it is; on the device it may end the process.
+/// Makes `value` the boot arguments. What a null `value` does depends on the platform: off the
+/// device it is refused and the variable stays as it is; on the device it may end the process.
 CORVANE_EXPORT void setBootArgs(CFStringRef value);
 
 /// Appends a blank and `word`, without the white space at its ends, to the boot arguments. Does
@@ -33,8 +34,8 @@ CORVANE_EXPORT void addBootArg(CFStringRef word);
 
 /// Removes every occurrence of `word`, which must not be null, from the boot arguments, from left
 /// to right and also inside longer words. Blanks next to it stay. The result is written in any
-/// case; when the variable is not set that is `setBootArgs(NULL)`, which may end the process on the
-/// device: call `hasBootArg` first.
+/// case; when the variable is not set that is `setBootArgs` of null, which may end the process on
+/// the device: call `hasBootArg` first.
 CORVANE_EXPORT void removeBootArg(CFStringRef word);
 
 CORVANE_EXTERN_C_END

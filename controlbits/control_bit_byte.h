@@ -1,12 +1,14 @@
 #ifndef CORVANE_CONTROLBITS_CONTROL_BIT_BYTE_H_
 #define CORVANE_CONTROLBITS_CONTROL_BIT_BYTE_H_
 
+/// @file
+/// The control-bit byte that a station keeps in the data area: bits 0-1 hold its test status, bits
+/// 2-4 its fail count as a code; bits 5-7 are not interpreted.
+
 #include <stdint.h>
 
 #include "../platform/export.h"
 
-/// The control-bit byte that a station keeps in the data area: bits 0-1 hold its test status, bits
-/// 2-4 its fail count as a code; bits 5-7 are not interpreted.
 CORVANE_EXTERN_C_BEGIN
 
 /// Test status, bits 0-1.
@@ -40,19 +42,23 @@ CORVANE_EXPORT uint32_t changeFailCount(uint8_t* byte, uint32_t code);
 CORVANE_EXTERN_C_END
 
 #ifdef __cplusplus
+/// What C++ programs use.
 namespace corvane {
 
+/// Where status and fail-count code lie in a control-bit byte.
+/// @{
 inline constexpr uint32_t kTestStatusMask = 0x03;
 inline constexpr uint32_t kFailCountMask = 0x1C;
 inline constexpr uint32_t kFailCountShift = 2;
+/// @}
 
-/// Returns the test status in bits 0-1.
+/// Returns the test status in bits 0-1 of `byte`.
 constexpr uint32_t testStatusOf(uint8_t byte) { return byte & kTestStatusMask; }
-/// Returns the fail-count code in bits 2-4.
+/// Returns the fail-count code in bits 2-4 of `byte`.
 constexpr uint32_t failCountCodeOf(uint8_t byte) {
   return (byte & kFailCountMask) >> kFailCountShift;
 }
-/// Returns the fail count, 0 to 7, that the code in bits 2-4 stands for: the inverse of
+/// Returns the fail count, 0 to 7, that the code in bits 2-4 of `byte` stands for: the inverse of
 /// `gFailCountMap`.
 inline int32_t failCountOf(uint8_t byte) {
   int32_t count = 0;

@@ -30,10 +30,13 @@ class CORVANE_EXPORT ControlBits {
   /// it.
   static int32_t getReady();
 
-  /// Read `bufferLen` bytes from the start of the configuration area ("VelmoDiagnosticDataSysCfg")
-  /// or of the control-bit bytes ("VelmoDiagnosticData"). Return 0, or 5 as `readBits` does.
+  /// Read `bufferLen` bytes to `buffer` from the start of the configuration area
+  /// ("VelmoDiagnosticDataSysCfg") or of the control-bit bytes ("VelmoDiagnosticData"). Return 0,
+  /// or 5 as `readBits` does.
+  /// @{
   static int32_t readSysCfgBytes(uint8_t* buffer, uint16_t bufferLen);
   static int32_t readControlBitsBytes(uint8_t* buffer, uint16_t bufferLen);
+  /// @}
 
   /// Reads the first 103 control-bit bytes and drops them.
   static void readArea();
@@ -46,15 +49,19 @@ class CORVANE_EXPORT ControlBits {
   /// is taken as 0xFF.
   static void writeControlBits(int32_t offset, int32_t status, int32_t count);
 
-  /// Sets the status of the test suite's own byte, at offset 18; a CorvaneControlBitStatus. Another
-  /// value is reported in the log and written all the same, not cut to two bits.
+  /// Sets the status of the test suite's own byte, at offset 18, to `status`, a
+  /// CorvaneControlBitStatus. Another value is reported in the log and written all the same, not
+  /// cut to two bits.
   static void writeCorvaneStatus(int32_t status);
 
-  /// Sets the status of the log-collection byte, at offset 9; a LogCollectionControlBitStatus.
-  /// Another value is reported in the log and written all the same, not cut to two bits.
+  /// Sets the status of the log-collection byte, at offset 9, to `status`, a
+  /// LogCollectionControlBitStatus. Another value is reported in the log and written all the same,
+  /// not cut to two bits.
   static void writeLogCollectionStatus(int32_t status);
 
-  /// The four below open the key store of the configuration area ("VelmoDiagnosticDataSysCfg"), do
+  /// @name The keys of the configuration area
+  ///
+  /// These four open the key store of the configuration area ("VelmoDiagnosticDataSysCfg"), do
   /// one thing and close it. A key is four characters, the first in the most significant byte; see
   /// `syscfg.h` for the one that is not a key. An area without a sound header is an empty store,
   /// and a change replaces the area with one.
@@ -71,6 +78,8 @@ class CORVANE_EXPORT ControlBits {
   ///       return false;  // The unit cannot be trusted; nothing was changed.
   ///     }
   ///     return ControlBits::writeSystemConfig(value, length, key) == length;
+  ///
+  /// @{
 
   /// Fills `keys`, an array of `size` entries, in the order in which the keys were added, and
   /// returns their number. Returns -1, with nothing stored, when there are more than `size`. A
@@ -91,11 +100,13 @@ class CORVANE_EXPORT ControlBits {
   /// Removes `key`. Returns 1, or 0 when it is not present; the area is written back in either
   /// case.
   static int32_t deleteSystemConfig(uint32_t key);
+  /// @}
 
-  /// Marks the unit as failed in the poison byte at `offset`, or clears the mark. The whole byte is
-  /// replaced, its fail count and bits 5-7 included: with 0xFE to set, 0xFC to clear, and 0xFF to
-  /// clear from offset 128 on, where the byte belongs to a diagnostic record. A byte below offset
-  /// 128 whose status is failed already is left as it is, which only the system log reports.
+  /// Marks the unit as failed in the poison byte at `offset`, or clears the mark when
+  /// `setPoisonByte` is false. The whole byte is replaced, its fail count and bits 5-7 included:
+  /// with 0xFE to set, 0xFC to clear, and 0xFF to clear from offset 128 on, where the byte belongs
+  /// to a diagnostic record. A byte below offset 128 whose status is failed already is left as it
+  /// is, which only the system log reports.
   static void writePoisonByte(uint8_t offset, bool setPoisonByte);
 
   /// Returns a new list of the diagnostic records, first to last, one dictionary each: "time" (a

@@ -1,6 +1,10 @@
 #ifndef CORVANE_DATAAREA_BITS_H_
 #define CORVANE_DATAAREA_BITS_H_
 
+/// @file
+/// Bytes of the data area's data sets. Both functions need `getDataArea` to have been called. They
+/// are not locked; callers serialise their calls.
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdint.h>
 
@@ -8,18 +12,15 @@
 
 CORVANE_EXTERN_C_BEGIN
 
-/// Both functions need `getDataArea` to have been called. They are not locked; callers serialise
-/// their calls.
-
 /// Copies `length` bytes from `offset` of the data set named `set` to `destination`. Returns 0, or
 /// 5 when the set cannot be read or the range does not lie within it; `destination` is untouched
 /// then. Logs nothing.
 CORVANE_EXPORT uint32_t readBits(uint32_t offset, uint32_t length, void* destination,
                                  CFStringRef set);
 
-/// Writes `length` bytes to `offset` of the data set named `set`, reads them back and compares.
-/// With a `commit` other than 0 the bytes are permanent; otherwise a restart of the unit undoes
-/// them. Returns
+/// Writes the `length` bytes at `bytes` to `offset` of the data set named `set`, reads them back
+/// and compares. With a `commit` other than 0 the bytes are permanent; otherwise a restart of the
+/// unit undoes them. Returns
 ///
 ///     0        the bytes were written. Also when they read back differently, as a worn cell does:
 ///              that is only logged.

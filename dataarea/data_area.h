@@ -1,13 +1,7 @@
 #ifndef CORVANE_DATAAREA_DATA_AREA_H_
 #define CORVANE_DATAAREA_DATA_AREA_H_
 
-#include <CoreFoundation/CoreFoundation.h>
-#include <stdint.h>
-
-#include "../platform/export.h"
-
-CORVANE_EXTERN_C_BEGIN
-
+/// @file
 /// The handles of the data area. A C++ program fills them with `ControlBits::getReady`; a C program
 /// calls `getMasterPort` and then `getDataArea`, once, before it reads or writes:
 ///
@@ -15,10 +9,19 @@ CORVANE_EXTERN_C_BEGIN
 ///     if (getMasterPort() != 0 || getDataArea() != 0) return 1;
 ///     if (readBits(18, 1, &byte, CFSTR("VelmoDiagnosticData")) != 0) return 2;
 
+#include <CoreFoundation/CoreFoundation.h>
+#include <stdint.h>
+
+#include "../platform/export.h"
+
+CORVANE_EXTERN_C_BEGIN
+
 /// The registry's master port and the data area service "VelmoDiagnosticDataAccess", kept for the
 /// life of the process; 0 until `getMasterPort` and `getDataArea` set them, never released.
+/// @{
 extern CORVANE_EXPORT uint32_t gMasterPort;
 extern CORVANE_EXPORT uint32_t gDataArea;
+/// @}
 
 /// Fills `gMasterPort` from the task's bootstrap port. Returns 0, or 1 after a line on standard
 /// error when the platform refuses.
@@ -30,9 +33,9 @@ CORVANE_EXPORT uint32_t getMasterPort(void);
 /// with `gDataArea` 0. A handle from an earlier call is overwritten and stays referenced.
 CORVANE_EXPORT uint32_t getDataArea(void);
 
-/// Stores where the current contents of the data set named `set` are, and their length: the value
-/// of the data area's property of that name. Returns 1, or 0 when there is no such property or it
-/// is not data; nothing is stored then.
+/// Stores in `*bytes` where the current contents of the data set named `set` are, and in `*length`
+/// how long: the value of the data area's property of that name. Returns 1, or 0 when there is no
+/// such property or it is not data; nothing is stored then.
 ///
 /// The bytes belong to the library and are valid until the next read or write of the data area by
 /// anything: this function, `readBits`, `writeBits`, any operation of `ControlBits`, and

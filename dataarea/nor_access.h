@@ -1,6 +1,9 @@
 #ifndef CORVANE_DATAAREA_NOR_ACCESS_H_
 #define CORVANE_DATAAREA_NOR_ACCESS_H_
 
+/// @file
+/// The configuration area, as a key store (`syscfg__init`) reaches it.
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -11,9 +14,10 @@ CORVANE_EXTERN_C_BEGIN
 /// Size of the configuration area in bytes. No value of its key store is longer.
 enum { kConfigurationAreaSize = 8192 };
 
+/// Spares C programs the word `struct`.
+typedef struct nor_access_table nor_access_table;
 /// How a key store reaches the area that holds its keys. Fill in a table of your own for a store
 /// over something else than the device's flash, such as a dump.
-typedef struct nor_access_table nor_access_table;
 struct nor_access_table {
   /// Returns the size of the area in bytes.
   size_t (*size)(const nor_access_table* access);
@@ -34,16 +38,17 @@ extern CORVANE_EXPORT const nor_access_table ferrox_nor_access;
 /// freed.
 extern CORVANE_EXPORT uint8_t* _sysCfg;
 
-/// Returns `kConfigurationAreaSize`.
+/// Returns `kConfigurationAreaSize`, whatever `access` is.
 CORVANE_EXPORT size_t ferrox_nor_size(const nor_access_table* access);
 
 /// Reads the area into the staging buffer and fills `destination` with as many bytes of it as the
-/// table's `size` says; bytes that the buffer does not have are zeros. A failed read leaves a line
-/// in the system log and the buffer as it was, and `destination` receives that.
+/// `size` of the table `access` says; bytes that the buffer does not have are zeros. A failed read
+/// leaves a line in the system log and the buffer as it was, and `destination` receives that.
 CORVANE_EXPORT void ferrox_nor_read(const nor_access_table* access, void* destination);
 
-/// Writes the `kConfigurationAreaSize` bytes at `source`, whatever the table's `size` says, and
-/// commits them. A failed write leaves a line in the system log. The staging buffer is not changed.
+/// Writes the `kConfigurationAreaSize` bytes at `source`, whatever the `size` of the table `access`
+/// says, and commits them. A failed write leaves a line in the system log. The staging buffer is
+/// not changed.
 CORVANE_EXPORT void ferrox_nor_write(const nor_access_table* access, const void* source);
 
 CORVANE_EXTERN_C_END

@@ -16,8 +16,10 @@ class CORVANE_EXPORT Device {
   ~Device() = delete;
 
   /// Both return the instance; a further initialisation leaves it as it is.
+  /// @{
   static Device* sharedInstance();
   static Device* init();
+  /// @}
 
   /// Returns the model's name, which begins with its code, such as "T33": the name of the registry
   /// entry "IOPlatformExpertDevice". Returns null when it cannot be read; the next call tries
@@ -49,10 +51,12 @@ class CORVANE_EXPORT Device {
   /// byte; false without that value. The last two are asked for at each call. For the options,
   /// `hasBaseband` calls `ControlBits::getReady`, which takes one more handle of the data area each
   /// time and never releases it, and leaves a line in the system log.
+  /// @{
   static bool hasWiFi();
   static bool hasCompass();
   static bool hasGyro();
   static bool hasBaseband();
+  /// @}
 
  private:
   Device() = default;

@@ -1,6 +1,9 @@
 #ifndef CORVANE_DEVICE_POWER_H_
 #define CORVANE_DEVICE_POWER_H_
 
+/// @file
+/// How the device is powered.
+
 #include <stdbool.h>
 #include <stdint.h>
 

@@ -17,8 +17,10 @@ struct UnitFacts {
   bool hostPower = false;
   /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in whatever measure
   /// the unit uses.
+  /// @{
   std::optional<int64_t> currentCapacity = 80;
   std::optional<int64_t> maxCapacity = 100;
+  /// @}
   /// "ExternalConnected" of the service "IOPMPowerSource".
   std::optional<bool> externalPower = true;
   /// Whether the Wi-Fi library finds a radio.
@@ -34,6 +36,7 @@ struct UnitFacts {
   /// Whether there are the service "IODTNVRAM" and the entry "IODeviceTree:/options".
   bool nvram = true;
 
+  /// Returns whether two units are the same by their facts.
   bool operator==(const UnitFacts&) const = default;
 };
 

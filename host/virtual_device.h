@@ -14,6 +14,7 @@
 #include "device_error.h"
 #include "unit_facts.h"
 
+/// The virtual device, off the device only.
 namespace corvane::host {
 
 class UnitFolder;
@@ -35,43 +36,48 @@ class __attribute__((visibility("default"))) VirtualDevice {
   explicit VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts = {});
   ~VirtualDevice();
 
-  /// Where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else "corvane/device"
-  /// below "$XDG_STATE_HOME" or "$HOME/.local/state".
+  /// Returns where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else
+  /// "corvane/device" below "$XDG_STATE_HOME" or "$HOME/.local/state".
   static std::filesystem::path defaultFolder();
 
   /// Makes this the unit that the platform calls of this process are about. Handles that were
   /// obtained before stay with the unit that they came from.
   void use() const;
 
+  /// Returns the absolute path of the unit's folder.
   const std::filesystem::path& folder() const;
-  /// Where the device's file `devicePath` (absolute) lies on this machine.
+  /// Returns where the device's file `devicePath` (absolute) lies on this machine.
   std::filesystem::path filePath(std::string_view devicePath) const;
 
+  /// Returns the facts that the unit's files hold now.
   UnitFacts facts() const;
-  /// Changes the facts that differ; what else the unit's files hold stays.
+  /// Makes `facts` the unit's: changes those that differ; what else the unit's files hold stays.
   void setFacts(const UnitFacts& facts);
 
-  /// Returns the data set's bytes as the registry publishes them, without stuck ones.
+  /// Returns the bytes of the data set named `set` as the registry publishes them, without stuck
+  /// ones.
   std::vector<uint8_t> dataSet(const std::string& set) const;
-  /// Replaces the whole data set, whatever size it had, and commits that.
+  /// Makes `contents` the whole data set named `set`, whatever size it had, and commits that.
   void setDataSet(const std::string& set, std::span<const uint8_t> contents);
-  /// Data sets with changes that the next reboot undoes.
+  /// Returns the names of the data sets with changes that the next reboot undoes.
   std::vector<std::string> uncommittedDataSets() const;
   /// Does what a restart of the unit does: undoes what was not committed.
   void reboot();
 
-  /// Replaces the fault rules of this process, which "$CORVANE_FAULTS" set at first, and counts
-  /// calls afresh; an empty text removes all. Throws DeviceError for a rule that cannot be used.
+  /// Makes `rules` the fault rules of this process, which "$CORVANE_FAULTS" set at first, and
+  /// counts calls afresh; an empty text removes all. Throws DeviceError for a rule that cannot be
+  /// used.
   static void setFaults(std::string_view rules);
-  /// How often this process called each function that a rule can name since it set its rules;
-  /// counted only while there are rules. With it a test fails a call's first and last occurrence.
+  /// Returns how often this process called each function that a rule can name since it set its
+  /// rules; counted only while there are rules. With it a test fails a call's first and last
+  /// occurrence.
   static std::map<std::string, uint64_t> callsMade();
 
   /// Returns what NSLog wrote, one message an element, without its time and process. Empty when
   /// there is none.
   std::vector<std::string> systemLog() const;
 
-  /// How many registry objects and Mach ports this process holds, over all units.
+  /// Returns how many registry objects and Mach ports this process holds, over all units.
   static size_t openHandles();
 
  private:

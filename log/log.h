@@ -33,11 +33,11 @@ class CORVANE_EXPORT Log {
   /// the system has the line on return.
   static void write(CFStringRef line);
 
-  /// The debug trace: does nothing, on purpose.
+  /// The debug trace: does nothing, on purpose, with `message`, `testName` and `indentation`.
   static void writeDebug(CFStringRef message, CFStringRef testName, int32_t indentation);
 
-  /// Appends a station message, as `formatPalvireMessage` makes it, as a line of its own. The
-  /// system log gets no copy.
+  /// Appends the station message that `formatPalvireMessage` makes of `message`, `sid` and
+  /// `msgType`, as a line of its own. The system log gets no copy.
   static void writePalvireMessage(CFStringRef message, CFStringRef sid, CFStringRef msgType);
 
   /// Returns one line of comma-separated fields: an empty context, the local time ("2026/11/16

@@ -1,6 +1,9 @@
 #ifndef CORVANE_LOG_LOG_COLLECTION_H_
 #define CORVANE_LOG_LOG_COLLECTION_H_
 
+/// @file
+/// Whether the device's logs have been collected.
+
 #include <stdbool.h>
 
 #include "../platform/export.h"

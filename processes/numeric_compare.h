@@ -1,6 +1,9 @@
 #ifndef CORVANE_PROCESSES_NUMERIC_COMPARE_H_
 #define CORVANE_PROCESSES_NUMERIC_COMPARE_H_
 
+/// @file
+/// The order of process ids in a report.
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include "../platform/export.h"

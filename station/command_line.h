@@ -23,15 +23,17 @@ class CORVANE_EXPORT CommandLine {
   /// `purpose` is the first line of the help text.
   explicit CommandLine(std::string_view purpose);
 
-  /// Adds an option "NAME N" that sets `value` to a whole decimal number, `least` to `most`.
+  /// Adds an option "NAME N" that sets `value` to a whole decimal number, `least` to `most`. The
+  /// help text shows `help` beside `name`.
   void addNumber(std::string_view name, int& value, int least, int most, std::string_view help);
-  /// Adds an option "NAME TEXT".
+  /// Adds an option "NAME TEXT" with the name `name` and the help text `help`, which sets `value`.
   void addText(std::string_view name, std::string& value, std::string_view help);
-  /// Adds an option without a value, which sets `value`.
+  /// Adds an option `name` without a value, which sets `value`; `help` is its help text.
   void addFlag(std::string_view name, bool& value, std::string_view help);
 
-  /// Reads the arguments, runs the station and returns the exit status for `main`: the outcome's,
-  /// 0 after --help, or 2, with a line on standard error, for arguments that are wrong.
+  /// Reads the arguments of `main`, `argc` and `argv`, runs `body` as the station `profile`, and
+  /// returns the exit status for `main`: the outcome's, 0 after --help, or 2, with a line on
+  /// standard error, for arguments that are wrong.
   int run(int argc, char** argv, const Profile& profile, const std::function<void(TestRun&)>& body);
 
  private:

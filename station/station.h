@@ -31,8 +31,8 @@ namespace corvane::station {
 
 /// Bounds of a measurement, both inclusive; an absent one does not bound.
 struct Limits {
-  std::optional<double> lower = std::nullopt;
-  std::optional<double> upper = std::nullopt;
+  std::optional<double> lower = std::nullopt;  ///< The least value that is inside.
+  std::optional<double> upper = std::nullopt;  ///< The greatest value that is inside.
 };
 
 /// What a station asks of a unit. A unit that does not meet one, or of which it cannot be read, is
@@ -63,9 +63,11 @@ struct Profile {
   /// The configuration key whose text identifies the unit (its serial number) when RunOptions do
   /// not; empty when there is none.
   std::string unitKey = {};
+  /// What it asks of a unit.
   Conditions conditions = {};
 };
 
+/// What one run is told besides the profile.
 struct RunOptions {
   /// Where results are appended as JSON lines (docs/results.md); empty writes none.
   std::filesystem::path results = {};
@@ -75,6 +77,7 @@ struct RunOptions {
   bool isQuiet = false;
 };
 
+/// The ways in which a run ends.
 enum class Verdict {
   kPassed,      ///< Every phase passed; the unit holds "passed", no poison, and a record of it.
   kFailed,      ///< A phase failed; the unit holds "failed", one more failure, poison and a record.
@@ -88,6 +91,7 @@ enum class Verdict {
 
 /// How a run ended.
 struct Outcome {
+  /// In which of the ways.
   Verdict verdict = Verdict::kMisused;
   /// What failed, and for an untrusted unit the byte, key or record and what it holds. Empty when
   /// the run passed.
@@ -95,7 +99,7 @@ struct Outcome {
   /// The signal that ended an incomplete run.
   int signal = 0;
 
-  /// 0 passed, 1 failed, 2 misused, 3 refused or untrusted, 128 + signal incomplete.
+  /// Returns 0 passed, 1 failed, 2 misused, 3 refused or untrusted, 128 + signal incomplete.
   CORVANE_EXPORT int exitStatus() const;
 };
 
@@ -108,23 +112,25 @@ class CORVANE_EXPORT Phase {
   Phase(const Phase&) = delete;
   Phase& operator=(const Phase&) = delete;
 
-  /// Reports a measurement. Returns whether `value` lies inside `limits`; one outside, or one that
-  /// is not a finite number, fails the phase.
+  /// Reports the measurement `name`, in `unit` ("dB", or nothing). Returns whether `value` lies
+  /// inside `limits`; one outside, or one that is not a finite number, fails the phase.
   bool measure(std::string_view name, double value, std::string_view unit = {}, Limits limits = {});
 
-  /// Fails the phase. The first failure's reason becomes the text of the run's record, so its first
-  /// 13 bytes should tell.
+  /// Fails the phase with `reason`. The first failure's reason becomes the text of the run's
+  /// record, so its first 13 bytes should tell.
   void fail(std::string_view reason);
 
-  /// Appends a line to the test log.
+  /// Appends the line `text` to the test log.
   void log(std::string_view text);
 
-  /// Shows how much of the phase is done, 0 to 1, on a terminal.
+  /// Shows on a terminal that `fraction` of the phase is done, 0 to 1.
   void progress(double fraction);
 
-  /// Sleeps; returns false at once when the run is interrupted, and the body should then return.
-  /// A body that does not return within three seconds of the signal is ended with the process.
+  /// Sleeps for `duration` and returns true; returns false at once when the run is interrupted, and
+  /// the body should then return. A body that does not return within three seconds of the signal is
+  /// ended with the process.
   bool wait(std::chrono::milliseconds duration);
+  /// Returns whether a signal asked the run to end.
   bool isInterrupted() const;
 
  private:
@@ -146,17 +152,17 @@ class CORVANE_EXPORT TestRun {
   /// fails it.
   bool phase(std::string_view name, const std::function<void(Phase&)>& body);
 
-  /// Appends a line to the test log.
+  /// Appends the line `text` to the test log.
   void log(std::string_view text);
 
-  /// The text of the record that a passed run leaves, in place of "NAME ok". A record holds 13
-  /// bytes of UTF-8 (9 where the platform's time value has 32 bits): a longer text is cut after a
-  /// whole character, with a notice in the log and the results.
+  /// Makes `text` the text of the record that a passed run leaves, in place of "NAME ok". A record
+  /// holds 13 bytes of UTF-8 (9 where the platform's time value has 32 bits): a longer text is cut
+  /// after a whole character, with a notice in the log and the results.
   void setRecordText(std::string_view text);
 
-  /// The number of this run among this station's runs on the unit, from 1.
+  /// Returns the number of this run among this station's runs on the unit, from 1.
   uint32_t count() const;
-  /// Whether nothing failed yet.
+  /// Returns whether nothing failed yet.
   bool isPassing() const;
 
  private:
@@ -166,10 +172,11 @@ class CORVANE_EXPORT TestRun {
   RunState& _state;
 };
 
-/// Runs a station on the unit. First refuses a unit by the profile's conditions, marks its status
-/// byte incomplete and counts the run; then calls `body`; then leaves poison byte, record and,
-/// last, the status with the fail count, and reads all of them back. A run without a phase fails,
-/// and so does one whose body throws. Nothing is thrown from here.
+/// Runs the station `profile` on the unit as `options` say, and returns how that ended. First
+/// refuses a unit by the profile's conditions, marks its status byte incomplete and counts the run;
+/// then calls `body`; then leaves poison byte, record and, last, the status with the fail count,
+/// and reads all of them back. A run without a phase fails, and so does one whose body throws.
+/// Nothing is thrown from here.
 CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
                            const std::function<void(TestRun&)>& body) noexcept;
 
