@@ -20,8 +20,8 @@ struct BareSet {
   const std::string temporary = folder + "/.VelmoDiagnosticData.bin.new";
 };
 
-/// Whether the contents just filled the buffer: a bare read of less or more than the file would be
-/// no baseline.
+/// Whether the file has as many bytes as the buffer: reading less or more than the file would not
+/// be a baseline.
 bool hasExpectedSize(const BareSet& bare) {
   std::error_code error;
   return std::filesystem::file_size(bare.file, error) == Contents().size();

@@ -44,7 +44,7 @@ const std::string& loggedLine() {
   return line;
 }
 
-/// The library says nothing of a line that it drops; what stands in the log does.
+/// The library does not report a line that it drops; the log's contents show it.
 void checkLog(benchmark::State& state) {
   std::error_code error;
   const auto size = std::filesystem::file_size(unit().filePath(kLogFile), error);

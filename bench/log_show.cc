@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kLogSize = size_t{256} << 20;
 
-/// A unit with a large test log, in which every 100,000th line has the text that is looked for.
+/// A unit with a large test log, in which every 100,000th line has the text that is searched for.
 struct LargeLog {
   LargeLog()
       : unit(std::filesystem::temp_directory_path() / "large-log"),
@@ -39,7 +39,7 @@ const LargeLog& largeLog() {
   return log;
 }
 
-/// To a pipe: grep stops at its first line when it writes to /dev/null.
+/// Writes to a pipe, because grep stops at its first match when it writes to /dev/null.
 void run(benchmark::State& state, const std::string& command) {
   for (auto _ : state) {
     if (std::system((command + " | grep -c 'fan slow' >/dev/null").c_str()) != 0) {

@@ -44,7 +44,7 @@ class Collector : public benchmark::BenchmarkReporter {
 
   bool hasFailed() const { return _hasFailed; }
 
-  /// The median of what was kept for `side`; nothing when it was not measured.
+  /// Returns the median of what was kept for `side`; no value when it was not measured.
   std::optional<double> medianOf(const std::string& side) const {
     const auto found = _times.find(side);
     if (found == _times.end()) return {};
@@ -90,7 +90,7 @@ void print(const std::vector<Result>& results) {
   }
 }
 
-/// The frame's own settings, which the caller's arguments override, put before those.
+/// Returns the arguments with our own settings before them, so that the caller's override ours.
 std::vector<char*> withDefaults(int argc, char** argv) {
   static char repetitions[] = "--benchmark_repetitions=41";
   static char minimumSeconds[] = "--benchmark_min_time=0.05";
@@ -101,7 +101,7 @@ std::vector<char*> withDefaults(int argc, char** argv) {
 }
 
 void registerSide(const std::string& name, Side side) {
-  // By the clock on the wall: what the operations wait for is part of their cost.
+  // Wall-clock time: what the operations wait for is part of their cost.
   benchmark::RegisterBenchmark(name.c_str(), side)->UseRealTime();
 }
 

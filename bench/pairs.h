@@ -11,15 +11,15 @@ namespace corvane::bench {
 /// fails.
 using Side = void (*)(benchmark::State&);
 
-/// An operation of the library and what the system's own calls need for the same work.
+/// An operation of the library and the system calls that the same work needs.
 struct Pair {
-  /// How the pair shows in the table and in `--benchmark_filter`.
+  /// The pair's name in the table and for `--benchmark_filter`.
   std::string name;
   /// The most that the ratio of the medians, subject over baseline, may be.
   double bound;
   Side subject;
   Side baseline;
-  /// A part of the subject that the bound leaves out: measured by itself and taken off the
+  /// A part of the subject that the bound leaves out: measured by itself and subtracted from the
   /// subject's median. Null when all of the subject counts.
   Side apart = nullptr;
 };

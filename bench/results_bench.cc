@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kRuns = 10'000;
 
-/// The results of some runs, of ten lines each; gone with the program.
+/// The results of some runs, of ten lines each; removed when the program ends.
 class ResultsFile {
  public:
   ResultsFile() {
@@ -70,7 +70,7 @@ void runOver(benchmark::State& state, const std::string& command) {
   }
 }
 
-/// Yields per station, with all else that the command tells.
+/// Yields per station, with everything else that the command reports.
 void yieldsByTool(benchmark::State& state) { runOver(state, CORVANE_TOOL " results --json"); }
 
 /// Yields per station, and nothing else.

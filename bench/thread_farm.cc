@@ -39,7 +39,8 @@ bool isNumber(const std::string& text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-/// Returns the entries of a folder of /proc that are numbers, none when it has gone.
+/// Returns the entries of a folder of /proc that are numbers; none when the folder no longer
+/// exists.
 std::vector<std::string> numbersIn(const std::string& folder) {
   std::vector<std::string> numbers;
   std::error_code error;

@@ -33,10 +33,10 @@ class ThreadFarm {
   std::vector<pid_t> _processes;
 };
 
-/// Returns the farm of that plan, which replaces the one before unless it has the plan already.
+/// Returns a farm with that plan. It replaces the previous farm unless that has the same plan.
 const ThreadFarm& farm(const ThreadFarm::Plan& plan);
 
-/// What in /proc tells about the machine's processes and threads, except the caller's.
+/// The paths in /proc that describe the machine's processes and threads, except the caller's.
 struct ProcFiles {
   /// The folders that list processes and threads.
   std::vector<std::string> folders;

@@ -7,7 +7,7 @@ namespace corvane::bench {
 
 /// The unit in use, with its data area open, for the library's side of a pair. It and its twin lie
 /// below one temporary folder, which the first call of either makes and the end of the process
-/// removes. Throws when there can be none.
+/// removes. Throws when it cannot be made.
 const host::VirtualDevice& unit();
 
 /// A unit like `unit()` that the library never touches: the bare side of a pair works on the same

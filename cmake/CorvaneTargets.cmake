@@ -1,4 +1,4 @@
-# The library, and how everything in the house is compiled.
+# The library, and how everything is compiled.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

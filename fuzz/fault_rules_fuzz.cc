@@ -15,7 +15,7 @@ using corvane::host::VirtualDevice;
 
 namespace {
 
-/// Whether the second call of a function fails and no other; the rules count from 0 then.
+/// Whether only the second call of a function fails. The rules count calls from 0 after it.
 bool failsSecondCall() {
   bool isRight = true;
   for (int call = 1; call <= 3; ++call) {

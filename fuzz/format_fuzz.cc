@@ -23,7 +23,7 @@ CFRef<CFStringRef> cfString(const std::string& text) {
       kCFStringEncodingISOLatin1, false));
 }
 
-/// Formats as CoreFoundation and as the C library do; the texts must be the same.
+/// Formats with CoreFoundation and with the C library; the texts must be the same.
 template <typename... Arguments>
 void compare(const std::string& format, Arguments... arguments) {
   std::array<char, 2048> expected;
@@ -67,7 +67,7 @@ void compareNumber(FuzzedDataProvider& input) {
   }
 }
 
-/// Formats with any text for which no argument can be missing: conversions that take none.
+/// Formats any text whose conversions take no argument, so that none can be missing.
 void formatAnyText(FuzzedDataProvider& input) {
   const int64_t spare[16] = {};
   std::string format = input.ConsumeRandomLengthString(64);

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A unit in memory where that is possible; each input replaces one of its files.
+/// A unit, in a file system in memory where there is one; each input replaces one of its files.
 const fs::path& unitFolder() {
   static const fs::path folder = [] {
     const fs::path memory = "/dev/shm";
