@@ -48,6 +48,17 @@ void checkPower(CFDictionaryRef device, const fs::path& file) {
   failOn(file, "\"power\" is neither \"plist\" nor \"host\"");
 }
 
+/// Makes what is missing of a unit in `folder`. When the default folder cannot be had, the error
+/// also tells how to name another.
+void makeMissing(const fs::path& folder, const UnitFacts& facts) {
+  try {
+    if (!isUsableFolder(folder) || !isThere(folder / kDeviceFile)) completeUnit(folder, facts);
+  } catch (const FileError& error) {
+    if (folder != defaultUnitFolder()) throw;
+    throw DeviceError(std::string(error.what()) + "; $CORVANE_DEVICE can name another folder");
+  }
+}
+
 }  // namespace
 
 UnitFolder::UnitFolder(fs::path folder, const UnitFacts& facts)
@@ -55,7 +66,7 @@ UnitFolder::UnitFolder(fs::path folder, const UnitFacts& facts)
       _root((_folder / "root").string()),
       _dataSets(_folder),
       _deviceFile(_folder / kDeviceFile) {
-  if (!isUsableFolder(_folder) || !isThere(_deviceFile.path())) completeUnit(_folder, facts);
+  makeMissing(_folder, facts);
   copyDevice();
 }
 
