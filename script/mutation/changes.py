@@ -2,7 +2,7 @@
 value or string literal. Comments, preprocessor lines, static assertions and the arguments of debug log
 lines, which are never written, stay as they are.
 
-Binary operators are told from references, pointers and template brackets by the blanks around them,
+Binary operators are distinguished from references, pointers and template brackets by the blanks around them,
 which the formatter guarantees."""
 
 import dataclasses
@@ -33,7 +33,7 @@ STEP = {"++": "--", "--": "++"}
 # Returned values whose value-initialized counterpart is the same, or which are constants changed as such.
 SAME_AS_DEFAULT = re.compile(r"(0|true|false|nullptr|\{\}|std::nullopt|\w*(SUCCESS|Success)|[\w:]*::kNone)")
 
-# No test can see what these take: the one is settled by the compiler, the other writes nothing.
+# No test can see a change in these arguments: the compiler checks the one, and the other writes nothing.
 UNSEEN = ("static_assert", "writeDebug")
 
 KINDS = ("operator", "constant", "return", "text")
