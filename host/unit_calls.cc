@@ -1,6 +1,8 @@
 #include "host/faults.h"
 #include "host/unit/unit_in_use.h"
+#include "host/unit_lock.h"
 #include "platform/device_path.h"
+#include "platform/scoped_unit_lock.h"
 #include "platform/wifi_radio.h"
 
 /// What `platform/` asks of the unit in use.
@@ -10,6 +12,8 @@ std::string devicePath(const char* path) {
   const auto unit = host::unitInUse();
   return unit ? unit->filePath(path) : std::string();
 }
+
+ScopedUnitLock::ScopedUnitLock() : _lock(std::make_shared<host::UnitLock>()) {}
 
 int32_t mobileWiFiContainsRadio() {
   if (const auto result = host::injectedFault(host::Call::MobileWiFiContainsRadio)) {

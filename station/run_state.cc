@@ -8,102 +8,19 @@
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/poison_byte.h"
 #include "log/log.h"
+#include "platform/scoped_unit_lock.h"
 #include "platform/text.h"
 #include "station/record_text.h"
-#include "station/unit_facts.h"
+#include "station/run_text.h"
 
 namespace corvane::station {
 namespace {
 
 using nlohmann::ordered_json;
 
-/// The unit is not fit for the station.
-class RefusedUnit : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
 double secondsSince(std::chrono::steady_clock::time_point begin) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
-std::string joined(const std::vector<std::string>& texts) {
-  std::string all;
-  for (const std::string& text : texts) all += (all.empty() ? "" : "; ") + text;
-  return all;
-}
-
-std::string shownNumber(double value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.6g", value);
-  return text;
-}
-
-std::string shownLimits(const Limits& limits) {
-  if (!limits.lower && !limits.upper) return "no limits";
-  if (!limits.upper) return "at least " + shownNumber(*limits.lower);
-  if (!limits.lower) return "at most " + shownNumber(*limits.upper);
-  return shownNumber(*limits.lower) + " to " + shownNumber(*limits.upper);
-}
-
-ordered_json byteJson(uint8_t byte) {
-  return {{"byte", byte}, {"status", statusName(byte)}, {"failCount", failCountOf(byte)}};
-}
-
-ordered_json orNull(const std::string& text) {
-  return text.empty() ? ordered_json(nullptr) : ordered_json(text);
-}
-
-ordered_json factsJson(const UnitFacts& facts) {
-  return {
-      {"model", orNull(facts.model)},
-      {"build", orNull(facts.build)},
-      {"wifi", facts.hasWiFi},
-      {"compass", facts.hasCompass},
-      {"gyroscope", facts.hasGyro},
-      {"baseband", facts.hasBaseband},
-      {"batteryPercent", facts.battery < 0 ? ordered_json(nullptr) : ordered_json(facts.battery)},
-      {"externalPower", facts.isPowered}};
-}
-
-const char* verdictName(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kPassed:
-      return "passed";
-    case Verdict::kFailed:
-      return "failed";
-    case Verdict::kIncomplete:
-      return "incomplete";
-    case Verdict::kRefused:
-      return "refused";
-    case Verdict::kUntrusted:
-      return "untrusted";
-    case Verdict::kMisused:
-      break;
-  }
-  return "misused";
-}
-
-/// The fields of the station message; null for a run that has none.
-const char* stationMessage(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kPassed:
-      return "result=\"pass\"";
-    case Verdict::kFailed:
-      return "result=\"fail\"";
-    case Verdict::kIncomplete:
-      return "result=\"incomplete\"";
-    default:
-      return nullptr;
-  }
-}
-
-std::string interruptedBy(int signal) {
-  return std::string("interrupted by ") + (signal == SIGINT    ? "SIGINT"
-                                           : signal == SIGTERM ? "SIGTERM"
-                                                               : "SIGHUP");
 }
 
 }  // namespace
@@ -134,7 +51,7 @@ Outcome RunState::execute(const std::function<void(TestRun&)>& body) {
     const std::lock_guard lock(_lock);
     _isEnding = true;
   }
-  finish(outcome, statusAfter());
+  finish(outcome, _visit.readStatus());
   return outcome;
 }
 
@@ -150,45 +67,21 @@ void RunState::begin() {
   if (_unit.empty() && !_profile.unitKey.empty()) _unit = readKeyText(_profile.unitKey);
   _results.identify(_profile.name, _unit);
   _console.facts(facts);
-  _status.emplace(_profile.statusOffset);
-  _poison.emplace(_profile.poisonOffset);
-  _failCount = failCountOf(_status->value());
-  _records = readRecords();
-  RunCounter counter(_profile.runCountKey);
-  _count = counter.count() + 1;
-  _console.statusByte("before", _status->offset(), _status->value());
-  report("begin", {{"count", _count},
-                   {"number", _profile.number},
-                   {"facts", factsJson(facts)},
-                   {"before", byteJson(_status->value())}});
-
-  refuseUnlessFit(facts, _records);
-  if (!_resultsError.empty()) throw ResultsError(_resultsError);
-
-  // Until the result is known the unit counts as incomplete, also if the power fails now.
-  uint8_t incomplete = _status->value();
-  changeTestStatus(&incomplete, kCorvaneControlBitsIncompleteTest);
-  _status->write(incomplete);
-  counter.increase();
-  writeLog("begin, run " + std::to_string(_count), 0);
-  _console.line("run", std::to_string(_count) + " of this station on this unit");
-}
-
-void RunState::refuseUnlessFit(const UnitFacts& facts, const std::vector<Record>& records) const {
-  std::vector<std::string> reasons = unmetConditions(_profile.conditions, facts);
-  const auto checkPoison = [&](uint32_t offset) {
-    const uint8_t byte = readUnitByte(offset);
-    if (!isPoisoned(static_cast<uint8_t>(offset), byte)) return;
-    char text[64];
-    std::snprintf(text, sizeof text, "the unit is poisoned: byte %u holds 0x%02x", offset, byte);
-    reasons.emplace_back(text);
-  };
-  checkPoison(_profile.poisonOffset);
-  for (const uint32_t offset : _profile.conditions.earlierPoisonOffsets) checkPoison(offset);
-  if (records.size() >= kMostRecords) {
-    reasons.push_back("the chain of records is full: it holds " + std::to_string(records.size()));
+  {
+    const ScopedUnitLock lock;
+    _visit.look();
+    const uint8_t before = *_visit.status();
+    _console.statusByte("before", _profile.statusOffset, before);
+    report("begin", {{"count", count()},
+                     {"number", _profile.number},
+                     {"facts", factsJson(facts)},
+                     {"before", byteJson(before)}});
+    _visit.refuseUnlessFit(facts);
+    if (!_resultsError.empty()) throw ResultsError(_resultsError);
+    _visit.markIncomplete();
   }
-  if (!reasons.empty()) throw RefusedUnit(joined(reasons));
+  writeLog("begin, run " + std::to_string(count()), 0);
+  _console.line("run", std::to_string(count()) + " of this station on this unit");
 }
 
 // ---- During
@@ -319,42 +212,14 @@ bool RunState::claimEnd() {
 Outcome RunState::leaveVerdict() {
   if (!_resultsError.empty()) throw ResultsError(_resultsError);
   const bool isPassed = _failures.empty();
-  const auto status = isPassed ? kCorvaneCotnrolBitsPassed : kCorvaneControlBitsFailed;
-  uint8_t verdict = _status->value();
-  changeTestStatus(&verdict, status);
-  changeFailCount(&verdict, gFailCountMap[isPassed ? _failCount : std::min(_failCount + 1, 7)]);
-  try {
-    // The status last: what shows a verdict has the rest as well.
-    _poison->write(poisonByte(static_cast<uint8_t>(_poison->offset()), !isPassed));
-    const std::string text = recordTextFor(isPassed);
-    const Record record = appendRecord(_records, _profile.number, status, text);
-    _records.push_back(record);
-    _status->write(verdict);
-    _status->verify();
-    _poison->verify();
-    if (readRecords() != _records) {
-      throw UntrustedUnit("record " + std::to_string(_records.size()) + " does not stay");
-    }
-  } catch (...) {
-    withdrawVerdict();
-    throw;
-  }
+  const std::string text = recordTextFor(isPassed);
+  const ScopedUnitLock lock;
+  _visit.leaveVerdict(isPassed, text);
   return {isPassed ? Verdict::kPassed : Verdict::kFailed, joined(_failures)};
 }
 
-void RunState::withdrawVerdict() noexcept {
-  try {
-    uint8_t incomplete = _status->value();
-    changeTestStatus(&incomplete, kCorvaneControlBitsIncompleteTest);
-    changeFailCount(&incomplete, gFailCountMap[_failCount]);
-    _status->write(incomplete);  // Whatever it reads back as: that may not be what it holds.
-  } catch (const std::exception&) {
-    // The unit is reported as untrusted already.
-  }
-}
-
 Outcome RunState::leaveIncomplete() {
-  _status->verify();
+  _visit.verifyStatus();
   const int signal = _interruption.signal();
   return {Verdict::kIncomplete, interruptedBy(signal), signal};
 }
@@ -371,16 +236,7 @@ std::string RunState::recordTextFor(bool isPassed) {
   return fitting;
 }
 
-ordered_json RunState::statusAfter() const {
-  try {
-    if (_status) return byteJson(readUnitByte(_status->offset()));
-  } catch (const UntrustedUnit&) {
-    // Not known.
-  }
-  return nullptr;
-}
-
-void RunState::finish(Outcome& outcome, const ordered_json& after) {
+void RunState::finish(Outcome& outcome, std::optional<uint8_t> after) {
   const std::string verdict = verdictName(outcome.verdict);
   const std::string reason = outcome.reason.empty() ? "" : ": " + outcome.reason;
   writeLog("end: " + verdict + reason, 0);
@@ -388,11 +244,11 @@ void RunState::finish(Outcome& outcome, const ordered_json& after) {
     Log::writePalvireMessage(textFromBytes(result).get(), textFromBytes(_profile.name).get(),
                              CFSTR("status"));
   }
-  report("end", {{"count", _count == 0 ? ordered_json(nullptr) : ordered_json(_count)},
+  report("end", {{"count", count() == 0 ? ordered_json(nullptr) : ordered_json(count())},
                  {"verdict", verdict},
                  {"reason", orNull(outcome.reason)},
                  {"seconds", secondsSince(_start)},
-                 {"after", after}});
+                 {"after", byteJson(after)}});
   if (_resultsError.empty()) {
     try {
       _results.sync();
@@ -403,11 +259,9 @@ void RunState::finish(Outcome& outcome, const ordered_json& after) {
   if (!_resultsError.empty() && outcome.verdict < Verdict::kIncomplete) {
     outcome = {Verdict::kUntrusted, _resultsError + "; the unit holds the verdict " + verdict};
   }
-  if (!after.is_null()) {
-    _console.statusByte("after", _status->offset(), after["byte"].get<uint8_t>());
-  }
+  if (after) _console.statusByte("after", _profile.statusOffset, *after);
   if (outcome.verdict == Verdict::kPassed || outcome.verdict == Verdict::kFailed) {
-    _console.records(_records);
+    _console.records(_visit.records());
     _console.line("result", verdict + reason);
   } else {
     const bool isUntrusted = outcome.verdict == Verdict::kUntrusted;
@@ -421,7 +275,7 @@ void RunState::abandon(int signal) {
   // The body may be in the middle of a call into the library, which cannot be entered from here but
   // for its log. The byte was read back after it was written.
   Outcome outcome{Verdict::kIncomplete, interruptedBy(signal), signal};
-  finish(outcome, _status ? byteJson(_status->value()) : ordered_json(nullptr));
+  finish(outcome, _visit.status());
   ::_exit(outcome.exitStatus());
 }
 

@@ -14,7 +14,7 @@
 #include "station/interruption.h"
 #include "station/results_file.h"
 #include "station/station.h"
-#include "station/unit_marks.h"
+#include "station/unit_visit.h"
 
 namespace corvane::station {
 
@@ -37,7 +37,7 @@ class RunState {
   bool wait(std::chrono::milliseconds duration) { return _interruption.wait(duration); }
   bool isInterrupted() const { return _interruption.signal() != 0; }
   void setRecordText(std::string_view text);
-  uint32_t count() const { return _count; }
+  uint32_t count() const { return _visit.count(); }
   bool isPassing() const;
 
  private:
@@ -49,20 +49,16 @@ class RunState {
 
   /// Refuses the unit, or marks it.
   void begin();
-  void refuseUnlessFit(const UnitFacts& facts, const std::vector<Record>& records) const;
   void runBody(const std::function<void(TestRun&)>& body);
   void endPhase();
   /// Leaves the result on the unit and reads it back.
   Outcome leaveVerdict();
-  /// After a failed write: takes a verdict that the status byte may hold away again.
-  void withdrawVerdict() noexcept;
   Outcome leaveIncomplete();
   /// Ends what stations call; returns false when the run was interrupted by then.
   bool claimEnd();
-  /// The status byte as the unit has it; null when it is not known.
-  nlohmann::ordered_json statusAfter() const;
-  /// Reports the run's end; the outcome changes when the results cannot take it.
-  void finish(Outcome& outcome, const nlohmann::ordered_json& after);
+  /// Reports the run's end, with the status byte if it is known; the outcome changes when the
+  /// results cannot take it.
+  void finish(Outcome& outcome, std::optional<uint8_t> after);
   /// Ends the process for a body that does not return after a signal.
   void abandon(int signal);
 
@@ -79,11 +75,7 @@ class RunState {
   std::string _resultsError;
   const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
 
-  std::optional<MarkedByte> _status;
-  std::optional<MarkedByte> _poison;
-  std::vector<Record> _records;
-  int _failCount = 0;
-  uint32_t _count = 0;
+  UnitVisit _visit{_profile};
 
   mutable std::mutex _lock;
   std::optional<PhaseInProgress> _phase;

@@ -175,8 +175,9 @@ class CORVANE_EXPORT TestRun {
 /// Runs the station `profile` on the unit as `options` say, and returns how that ended. First
 /// refuses a unit by the profile's conditions, marks its status byte incomplete and counts the run;
 /// then calls `body`; then leaves poison byte, record and, last, the status with the fail count,
-/// and reads all of them back. A run without a phase fails, and so does one whose body throws.
-/// Nothing is thrown from here.
+/// and reads all of them back. Off the device the first and the last are done under the unit's
+/// lock, which is free while `body` runs. A run without a phase fails, and so does one whose body
+/// throws. Nothing is thrown from here.
 CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
                            const std::function<void(TestRun&)>& body) noexcept;
 

@@ -298,5 +298,19 @@ TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
   }
 }
 
+TEST_F(StationTest, StationsAtTheSameTimeLoseNoRunAndNoRecordOfEachOther) {
+  Profile other = kStation;
+  other.statusOffset = 22, other.poisonOffset = 23, other.runCountKey = "OTHR";
+  for (int i = 0; i < 8; ++i) {
+    if (::fork() == 0) {
+      ::_exit(run(i % 2 ? kStation : other, {.isQuiet = true}, passingBody).exitStatus());
+    }
+  }
+  for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);
+  const Held held(_unit.folder());
+  EXPECT_EQ(held.keys, (std::map<std::string, uint32_t>{{"SPKR", 4}, {"OTHR", 4}}));
+  EXPECT_EQ(held.records.size(), 8u);
+}
+
 }  // namespace
 }  // namespace corvane::station

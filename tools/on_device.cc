@@ -1,7 +1,6 @@
 // The tool's part that only a virtual unit has, as it is on the device.
 
 #include "tools/command.h"
-#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 
@@ -10,7 +9,5 @@ bool hasUnit() { return true; }
 void addDeviceGroup(CLI::App&) {}
 void addUnitGroup(CLI::App&) {}
 void addReportGroup(CLI::App&) {}
-
-UnitLock::UnitLock() = default;
 
 }  // namespace corvane::tools

@@ -1,12 +1,13 @@
 #include "tools/unit_lock.h"
 
-#include "host/unit_lock.h"
+#include <stdexcept>
+
 #include "tools/command_error.h"
 
 namespace corvane::tools {
 
-UnitLock::UnitLock() try : _lock(std::make_shared<host::UnitLock>()) {
-} catch (const host::DeviceError& error) {
+UnitLock::UnitLock() try {
+} catch (const std::runtime_error& error) {
   throw CommandError(kNotReady, error.what());
 }
 

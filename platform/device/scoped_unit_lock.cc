@@ -1,0 +1,7 @@
+#include "platform/scoped_unit_lock.h"
+
+namespace corvane {
+
+ScopedUnitLock::ScopedUnitLock() = default;
+
+}  // namespace corvane
