@@ -10,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "platform/scoped_file.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
@@ -18,13 +17,6 @@ namespace {
 
 [[noreturn]] void fail(ExitStatus status, const std::string& path) {
   throw CommandError(status, path + ": " + std::strerror(errno));
-}
-
-bool writeTo(ScopedFile file, std::span<const uint8_t> bytes) {
-  if (!file) return false;
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
-                         std::fflush(file.get()) == 0 && ::fsync(::fileno(file.get())) == 0;
-  return std::fclose(file.release()) == 0 && isWritten;
 }
 
 /// Makes a file beside `target` under a name that nobody can foresee, with the mode of `target`,
@@ -62,28 +54,47 @@ FileBytes readFile(const std::string& path, size_t limit) {
   return {std::move(bytes), isWhole};
 }
 
-void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+FileReplacement::FileReplacement(const std::string& path) : _path(path) {
   std::error_code error;
   if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
-    // A device or a pipe, which cannot be synced either.
-    const ScopedFile file(std::fopen(path.c_str(), "wbe"));
-    if (!file || std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size() ||
-        std::fflush(file.get()) != 0) {
-      fail(kFailed, path);
-    }
-    return;
+    // A device or a pipe, which cannot be replaced or synced.
+    _file.reset(std::fopen(path.c_str(), "wbe"));
+  } else {
+    // Through links, so that a link stays one.
+    const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
+    _target = error ? path : target.string();
+    _file = openBeside(_target, _partial);
   }
-  // Through links, so that a link stays one.
-  std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
-  if (error) target = path;
-  std::string partial;
-  ScopedFile file = openBeside(target, partial);
-  const bool isMade = static_cast<bool>(file);
-  if (writeTo(std::move(file), bytes) && std::rename(partial.c_str(), target.c_str()) == 0) return;
-  const int reason = errno;
-  if (isMade) std::filesystem::remove(partial, error);
-  errno = reason;
-  fail(kFailed, path);
+  if (!_file) fail(kFailed, path);
+}
+
+FileReplacement::~FileReplacement() {
+  std::error_code error;
+  if (!_partial.empty()) std::filesystem::remove(_partial, error);
+}
+
+void FileReplacement::write(std::span<const uint8_t> bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) fail(kFailed, _path);
+}
+
+void FileReplacement::write(std::string_view text) {
+  write({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+}
+
+void FileReplacement::finish() {
+  const bool isReplaced = !_partial.empty();
+  if (std::fflush(_file.get()) != 0 || (isReplaced && ::fsync(::fileno(_file.get())) != 0) ||
+      std::fclose(_file.release()) != 0 ||
+      (isReplaced && std::rename(_partial.c_str(), _target.c_str()) != 0)) {
+    fail(kFailed, _path);
+  }
+  _partial.clear();
+}
+
+void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+  FileReplacement file(path);
+  file.write(bytes);
+  file.finish();
 }
 
 }  // namespace corvane::tools

@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include "platform/scoped_file.h"
 
 namespace corvane::tools {
 
@@ -18,6 +21,27 @@ struct FileBytes {
 /// Returns at most `limit` bytes of the file, or of standard input for "-". Throws CommandError
 /// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);
+
+/// New contents of a file, which take its place when they are finished; until then, and without
+/// `finish`, the file is as it was. A device or a pipe is written to at once. Throws CommandError
+/// (not done) with the file's name and the reason.
+class FileReplacement {
+ public:
+  explicit FileReplacement(const std::string& path);
+  ~FileReplacement();
+  FileReplacement(const FileReplacement&) = delete;
+  FileReplacement& operator=(const FileReplacement&) = delete;
+
+  void write(std::span<const uint8_t> bytes);
+  void write(std::string_view text);
+  void finish();
+
+ private:
+  std::string _path, _target;
+  /// The file beside `_target` that holds the new contents; empty when there is none.
+  std::string _partial;
+  ScopedFile _file;
+};
 
 /// Replaces the file's contents: the file has all of `bytes`, or is as it was. Throws CommandError
 /// (not done) with the file's name and the reason.

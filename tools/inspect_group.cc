@@ -14,6 +14,7 @@
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
+#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -114,8 +115,9 @@ ExitStatus inspect(const Options& options) {
     return isGood ? kDone : kFailed;
   }
 
-  std::cout << options.file << ": " << kindName(dump.kind) << ", " << (file.isWhole ? "" : "over ")
-            << file.bytes.size() << " bytes: " << dump.reason << "\n";
+  std::cout << printable(options.file) << ": " << kindName(dump.kind) << ", "
+            << (file.isWhole ? "" : "over ") << file.bytes.size() << " bytes: " << dump.reason
+            << "\n";
   if (dump.area) printArea(dump, std::span(file.bytes).first(dump.areaSize), options.map);
   if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
   if (!dump.findings.empty()) {

@@ -90,6 +90,7 @@ ExitStatus tail(size_t count, bool follow, bool json) {
   requireUnit();
   const std::string file = devicePath(kLogFile);
   LogReader log(file);
+  log.skipToLast(count);
   std::deque<std::string> last;
   while (auto line = log.next()) {
     last.push_back(std::move(*line));

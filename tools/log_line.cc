@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "tools/log_record.h"
 #include "tools/printable.h"
 #include "tools/time_text.h"
 
@@ -11,8 +12,6 @@ namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr std::string_view kStationMessage = "context=\"";
 
 /// Takes a time off the front of the line. `pattern` is strptime's.
 std::optional<std::tm> takeTime(std::string_view& line, const char* pattern) {
@@ -25,12 +24,11 @@ std::optional<std::tm> takeTime(std::string_view& line, const char* pattern) {
 }
 
 std::optional<std::tm> takeStamp(std::string_view& line) {
-  constexpr size_t kLength = std::string_view("[2026-11-16 00:05:09] ").size();
-  if (line.size() < kLength || line.substr(kLength - 2, 2) != "] ") return {};
-  std::string_view stamp = line.substr(0, kLength - 1);
+  if (!matchesDigits(line, kLogStamp)) return {};
+  std::string_view stamp = line.substr(0, kLogStamp.size() - 1);
   const std::optional<std::tm> time = takeTime(stamp, "[%Y-%m-%d %H:%M:%S]");
   if (!time || !stamp.empty()) return {};
-  line.remove_prefix(kLength);
+  line.remove_prefix(kLogStamp.size());
   return time;
 }
 
@@ -40,18 +38,28 @@ Json timeOrNull(const std::optional<std::tm>& time) {
   return text ? Json(*text) : Json();
 }
 
-/// A record with a time. What stands before the first ": " is taken as the test's name.
-Json recordAsJson(const std::tm& time, std::string_view rest) {
-  const size_t blanks = std::min(rest.find_first_not_of(' '), rest.size());
-  const size_t levels = blanks / 4;
+/// What stands after a record's time.
+struct Content {
+  size_t levels;
+  /// What stands before the first ": ".
+  std::optional<std::string_view> test;
+  std::string_view message;
+};
+
+Content contentOf(std::string_view rest) {
+  const size_t levels = std::min(rest.find_first_not_of(' '), rest.size()) / 4;
   rest.remove_prefix(4 * levels);
   const size_t colon = rest.find(": ");
-  Json test;
-  if (colon != std::string_view::npos) {
-    test = rest.substr(0, colon);
-    rest.remove_prefix(colon + 2);
-  }
-  return {{"time", timeOrNull(time)}, {"indentation", levels}, {"test", test}, {"message", rest}};
+  if (colon == std::string_view::npos) return {levels, {}, rest};
+  return {levels, rest.substr(0, colon), rest.substr(colon + 2)};
+}
+
+Json recordAsJson(const std::tm& time, std::string_view rest) {
+  const Content content = contentOf(rest);
+  return {{"time", timeOrNull(time)},
+          {"indentation", content.levels},
+          {"test", content.test ? Json(*content.test) : Json()},
+          {"message", content.message}};
 }
 
 /// A station message: NAME="VALUE" pairs with commas between them. What cannot be read as such a
@@ -81,12 +89,13 @@ Json stationMessageAsJson(std::string_view line) {
 
 }  // namespace
 
-bool isRecordStart(std::string_view line) {
-  return takeStamp(line) || line.starts_with(kStationMessage);
+std::string lineForPeople(std::string_view line) {
+  return (beginsLogRecord(line) ? "" : "| ") + printable(line);
 }
 
-std::string lineForPeople(std::string_view line) {
-  return (isRecordStart(line) ? "" : "| ") + printable(line);
+std::optional<std::string_view> testOf(std::string_view line) {
+  if (!takeStamp(line)) return {};
+  return contentOf(line).test;
 }
 
 Json lineAsJson(std::string_view line) {

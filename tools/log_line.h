@@ -2,6 +2,7 @@
 #define CORVANE_TOOLS_LOG_LINE_H_
 
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,12 +11,11 @@
 /// does.
 namespace corvane::tools {
 
-/// Whether the line begins as the library begins a record: with a time in brackets, or as a station
-/// message.
-bool isRecordStart(std::string_view line);
-
 /// The line for a terminal; with "| " in front when it does not begin a record.
 std::string lineForPeople(std::string_view line);
+
+/// The test that a record with a time names, if it does.
+std::optional<std::string_view> testOf(std::string_view line);
 
 /// The line's fields: those of a record with a time, those of a station message, or its text.
 nlohmann::ordered_json lineAsJson(std::string_view line);

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -14,19 +15,45 @@ namespace corvane::tools {
 
 LogReader::~LogReader() { close(); }
 
+void LogReader::skipToLast(size_t lines) {
+  if (_descriptor < 0 && !open()) return;
+  _position = ::lseek(_descriptor, 0, SEEK_END);
+  std::array<char, 65536> piece;
+  for (size_t feeds = 0; feeds <= lines && _position > 0;) {
+    const size_t length = std::min(piece.size(), static_cast<size_t>(_position));
+    const off_t begin = _position - static_cast<off_t>(length);
+    const ssize_t count = ::pread(_descriptor, piece.data(), length, begin);
+    if (count < 0) fail(errno);
+    _position = begin;
+    for (auto at = static_cast<size_t>(count); at > 0 && feeds <= lines; --at) {
+      feeds += piece[at - 1] == '\n';
+      if (feeds > lines) _position = begin + static_cast<off_t>(at);
+    }
+  }
+  ::lseek(_descriptor, _position, SEEK_SET);
+}
+
 std::optional<std::string> LogReader::next() {
   size_t end = 0;
-  while ((end = _text.find('\n')) == std::string::npos) {
+  while ((end = _text.find('\n', _searched)) == std::string::npos) {
+    _searched = _text.size();
     if (!readMore()) return {};
   }
-  std::string line = _text.substr(0, end);
-  _text.erase(0, end + 1);
+  std::string line = _text.substr(_begin, end - _begin);
+  _begin = _searched = end + 1;
   return line;
+}
+
+void LogReader::forget(size_t length) {
+  _text.erase(0, length);
+  _searched = length > _searched ? 0 : _searched - length;
+  _begin = 0;
 }
 
 /// Returns whether there is something new to look at.
 bool LogReader::readMore() {
   if (_descriptor < 0 && !open()) return false;
+  forget(_begin);
   std::array<char, 65536> piece;
   const ssize_t count = ::read(_descriptor, piece.data(), piece.size());
   if (count < 0) fail(errno);
@@ -44,7 +71,7 @@ bool LogReader::readMore() {
     if (opened.st_size >= _position) return false;
     ::lseek(_descriptor, 0, SEEK_SET);
     _position = 0;
-    _text.clear();
+    forget(_text.size());
     return true;
   }
   close();
@@ -69,7 +96,7 @@ void LogReader::close() {
   if (_descriptor >= 0) ::close(_descriptor);
   _descriptor = -1;
   _position = 0;
-  _text.clear();
+  forget(_text.size());
 }
 
 void LogReader::fail(int error) const {

@@ -15,6 +15,9 @@ class LogReader {
   LogReader(const LogReader&) = delete;
   LogReader& operator=(const LogReader&) = delete;
 
+  /// Goes on at the last `lines` whole lines of what the file holds now.
+  void skipToLast(size_t lines);
+
   /// Returns the next line without its line feed; nothing when there is no further whole line now.
   /// Throws CommandError (not done) with the file's name and the reason when it cannot be read.
   std::optional<std::string> next();
@@ -24,6 +27,8 @@ class LogReader {
 
  private:
   bool readMore();
+  /// Drops the beginning of `_text`.
+  void forget(size_t length);
   bool open();
   void close();
   [[noreturn]] void fail(int error) const;
@@ -31,8 +36,10 @@ class LogReader {
   std::string _file;
   int _descriptor = -1;
   off_t _position = 0;
-  /// What was read and not handed out yet.
+  /// What was read. From `_begin` on it was not handed out yet, up to `_searched` it has no further
+  /// line feed.
   std::string _text;
+  size_t _begin = 0, _searched = 0;
 };
 
 }  // namespace corvane::tools

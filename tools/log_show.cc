@@ -62,18 +62,8 @@ class Show {
 
   /// Shows what passes of `text`, which is whole records.
   void show(Text text) {
-    while (!text.empty()) {
-      if (!_needle.empty()) {
-        // Most records of a large log do not have the text: the search passes over them.
-        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
-        if (!hit) return;
-        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
-        text.remove_prefix(startOfRecord(text, at));
-      }
-      const size_t end = endOfRecord(text);
-      showRecord(text.substr(0, end));
-      text.remove_prefix(end);
-    }
+    showRecords(text);
+    flush();
   }
 
   bool hasShown() const { return _hasShown; }
@@ -90,6 +80,21 @@ class Show {
   }
 
  private:
+  void showRecords(Text text) {
+    while (!text.empty()) {
+      if (!_needle.empty()) {
+        // Most records of a large log do not have the text: the search passes over them.
+        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
+        if (!hit) return;
+        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
+        text.remove_prefix(startOfRecord(text, at));
+      }
+      const size_t end = endOfRecord(text);
+      showRecord(text.substr(0, end));
+      text.remove_prefix(end);
+    }
+  }
+
   static size_t endOfRecord(Text text) {
     size_t at = 0;
     while ((at = text.find('\n', at)) != Text::npos) {
@@ -109,33 +114,34 @@ class Show {
         return false;
       }
     }
-    if (!_filter.test) return true;
-    const nlohmann::ordered_json fields = lineAsJson(takeLine(record));
-    return fields.contains("test") && fields["test"] == *_filter.test;
+    return !_filter.test || testOf(takeLine(record)) == *_filter.test;
   }
 
   void showRecord(Text record) {
     if (!passes(record)) return;
     _hasShown = true;
     if (!_json) {
-      while (!record.empty()) print(lineForPeople(takeLine(record)) + "\n");
+      while (!record.empty()) _shown.append(lineForPeople(takeLine(record))).append("\n");
       return;
     }
     nlohmann::ordered_json fields = lineAsJson(takeLine(record));
     while (!record.empty()) fields["continued"].push_back(takeLine(record));
-    print(jsonLine(fields));
+    _shown += jsonLine(fields);
   }
 
-  void print(const std::string& text) {
-    if (std::fwrite(text.data(), 1, text.size(), _out) != text.size()) {
+  void flush() {
+    if (std::fwrite(_shown.data(), 1, _shown.size(), _out) != _shown.size()) {
       throw CommandError(kFailed, "standard output cannot be written");
     }
+    _shown.clear();
   }
 
   const LogFilter& _filter;
   bool _json;
   std::FILE* _out;
   std::string _needle;
+  /// What is to be written; at most what one chunk of the log holds.
+  std::string _shown;
   bool _hasShown = false;
 };
 

@@ -9,6 +9,7 @@
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
+#include "tools/printable.h"
 #include "tools/station_commands.h"
 
 namespace corvane::tools {
@@ -64,7 +65,7 @@ ExitStatus report(ExitStatus status, const std::string& message, bool asJson) {
   if (asJson) {
     printJsonError(status, message);
   } else {
-    std::cerr << "corvane: " << message << "\n";
+    std::cerr << "corvane: " << printable(message) << "\n";
   }
   return status;
 }

@@ -175,6 +175,7 @@ void addStatusGroup(CLI::App& app) {
   Command group = Command(app).add(
       "status", "Show the control-bit bytes, in which each station keeps its test status");
   group.footer(
+      "The grid is coloured on a terminal, unless NO_COLOR is set or TERM is dumb.\n"
       "Examples:\n"
       "  corvane status --written             only bytes that a station wrote\n"
       "  corvane status --from 16 --to 31 --json\n"

@@ -14,13 +14,14 @@ struct Column {
   Align align = Align::kLeft;
 };
 
-/// Rows of text under titled columns, each as wide as its widest cell (in bytes).
+/// Rows of UTF-8 text under titled columns, each as wide as its widest cell (in characters). A cell
+/// of more than 60 characters is cut, except in the last column.
 class Table {
  public:
   explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
 
   /// `cells` has one text a column.
-  void addRow(std::vector<std::string> cells) { _rows.push_back(std::move(cells)); }
+  void addRow(std::vector<std::string> cells);
   void print(std::ostream& out) const;
 
  private:

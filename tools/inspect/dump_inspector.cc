@@ -64,6 +64,9 @@ std::string reasonForUnknown(Bytes contents) {
     return first == 0xFF ? "it is erased flash: every byte is 0xff"
                          : "every byte of it is the same";
   }
+  if (contents.size() >= kFirstRecordOffset && beginsLikeControlBits(contents)) {
+    return "it begins like control-bit bytes, but does not go on like records";
+  }
   return "it has no header of a configuration area and does not begin like control-bit bytes";
 }
 

@@ -41,7 +41,7 @@ class RunReader::Parser {
     if (const auto error =
             _parser.iterate(line.data(), line.size(), line.size() + LineSource::kPadding)
                 .get(document)) {
-      return simdjson::error_message(error);
+      return std::string("is not JSON: ") + simdjson::error_message(error);
     }
     if (const auto error = parseObject(document)) {
       return std::string("is no object of results: ") + simdjson::error_message(error);

@@ -1,12 +1,10 @@
 #include "tools/results/run_writers.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 
-#include "tools/command_error.h"
+#include "tools/printable.h"
 #include "tools/results/markup.h"
+#include "tools/results/run_filter.h"
 
 namespace corvane::tools {
 namespace {
@@ -31,7 +29,8 @@ std::string secondsText(double seconds) {
 
 /// The time without its fraction and zone, as JUnit has it.
 std::string junitTime(const std::string& time) {
-  return time.size() >= 19 ? time.substr(0, 19) : "1970-01-01T00:00:00";
+  const bool isWhole = time.size() >= 19 && time[10] == 'T' && time[16] == ':' && parseTime(time);
+  return isWhole ? time.substr(0, 19) : "1970-01-01T00:00:00";
 }
 
 std::string property(const std::string& name, const std::string& value) {
@@ -70,16 +69,8 @@ bool hasOwnCase(const Run& run) {
 
 }  // namespace
 
-JunitWriter::JunitWriter(const std::string& path)
-    : _path(path), _partial(path + ".partial"), _file(_partial, std::ios::binary) {
-  if (!_file) throw CommandError(kUsage, _partial + ": " + std::strerror(errno));
-  _file << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n";
-}
-
-JunitWriter::~JunitWriter() {
-  if (_partial.empty()) return;
-  std::error_code error;
-  std::filesystem::remove(_partial, error);
+JunitWriter::JunitWriter(const std::string& path) : _file(path) {
+  _file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n");
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
@@ -89,43 +80,40 @@ void JunitWriter::add(const Run& run, const Names& names) {
     failures += phase.verdict == RunVerdict::kFailed;
     errors += phase.verdict != RunVerdict::kFailed && phase.verdict != RunVerdict::kPassed;
   }
-  _file << "<testsuite" << attribute("name", names.text(run.station))
-        << attribute("timestamp", junitTime(run.timeText)) << attribute("hostname", "station")
-        << attribute("tests", std::to_string(run.phases.size() + hasOwnCase(run)))
-        << attribute("failures", std::to_string(failures))
-        << attribute("errors", std::to_string(errors))
-        << attribute("time", secondsText(run.seconds)) << ">\n<properties>"
-        << property("run", run.id) << property("unit", run.unit)
-        << property("verdict", nameOf(run.verdict)) << "</properties>\n";
+  std::string xml =
+      "<testsuite" + attribute("name", names.text(run.station)) +
+      attribute("timestamp", junitTime(run.timeText)) + attribute("hostname", "station") +
+      attribute("tests", std::to_string(run.phases.size() + hasOwnCase(run))) +
+      attribute("failures", std::to_string(failures)) +
+      attribute("errors", std::to_string(errors)) + attribute("time", secondsText(run.seconds)) +
+      ">\n<properties>" + property("run", run.id) + property("unit", run.unit) +
+      property("verdict", nameOf(run.verdict)) + "</properties>\n";
   for (size_t i = 0; i < run.phases.size(); ++i) {
     const PhaseResult& phase = run.phases[i];
     // The measurements of phases of one name stand with the first of them.
     bool isFirst = true;
     for (size_t before = 0; before < i; ++before) isFirst &= run.phases[before].name != phase.name;
-    _file << testCase(run, phase, isFirst ? propertiesOf(run, phase.name, names) : "", names);
+    xml += testCase(run, phase, isFirst ? propertiesOf(run, phase.name, names) : "", names);
   }
   if (hasOwnCase(run)) {
-    _file << "<testcase" << attribute("name", nameOf(run.verdict))
-          << attribute("classname", names.text(run.station)) << attribute("time", "0.000")
-          << "><error" << attribute("message", run.reason) << "/></testcase>\n";
+    xml += "<testcase" + attribute("name", nameOf(run.verdict)) +
+           attribute("classname", names.text(run.station)) + attribute("time", "0.000") +
+           "><error" + attribute("message", run.reason) + "/></testcase>\n";
   }
-  _file << "</testsuite>\n";
+  _file.write(xml + "</testsuite>\n");
 }
 
 void JunitWriter::finish() {
-  _file << "</testsuites>\n";
-  _file.close();
-  if (!_file || std::rename(_partial.c_str(), _path.c_str()) != 0) {
-    throw CommandError(kFailed, _path + ": " + std::strerror(errno));
-  }
-  _partial.clear();
+  _file.write("</testsuites>\n");
+  _file.finish();
 }
 
 namespace {
 
-/// A cell; quoted where a reader would take it apart.
-std::string csvCell(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+/// A cell, safe for a terminal; quoted where a reader would take it apart.
+std::string csvCell(const std::string& given) {
+  const std::string text = printable(given);
+  if (text.find_first_of(",\"") == std::string::npos) return text;
   std::string quoted = "\"";
   for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
   return quoted + "\"";

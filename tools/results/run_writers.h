@@ -1,32 +1,25 @@
 #ifndef CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
 #define CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
 
-#include <fstream>
 #include <ostream>
 #include <string>
 
+#include "tools/byte_file.h"
 #include "tools/results/run.h"
 
 namespace corvane::tools {
 
 /// Writes runs as a JUnit report: a suite a run, a case a phase, its measurements as properties.
-/// The file appears when it is finished, in the place of what was there.
+/// The file appears when it is finished, in the place of what was there. Throws CommandError.
 class JunitWriter {
  public:
-  /// Throws CommandError when the file cannot be made.
   explicit JunitWriter(const std::string& path);
-  ~JunitWriter();
-  JunitWriter(const JunitWriter&) = delete;
-  JunitWriter& operator=(const JunitWriter&) = delete;
 
   void add(const Run& run, const Names& names);
-  /// Throws CommandError when the file could not be written.
   void finish();
 
  private:
-  std::string _path;
-  std::string _partial;
-  std::ofstream _file;
+  FileReplacement _file;
 };
 
 /// Prints a row for each measurement, and one for a run that has none.

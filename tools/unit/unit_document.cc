@@ -1,5 +1,7 @@
 #include "tools/unit/unit_document.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -19,17 +21,8 @@ using Json = nlohmann::ordered_json;
 
 constexpr size_t kBytesPerRow = 32;
 
-bool isUtf8(std::span<const uint8_t> bytes) {
-  try {
-    Json(std::string(bytes.begin(), bytes.end())).dump();
-    return true;
-  } catch (const Json::type_error&) {
-    return false;
-  }
-}
-
 Json rawForm(const std::string& path, const Bytes& contents) {
-  if (!path.starts_with("data/") && isUtf8(contents)) {
+  if (!path.starts_with("data/") && utf8::is_valid(contents.begin(), contents.end())) {
     return {{"text", std::string(contents.begin(), contents.end())}};
   }
   Json rows = Json::array();

@@ -1,6 +1,7 @@
 #include "tools/unit/unit_image.h"
 
 #include <unistd.h>
+#include <utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -32,12 +33,12 @@ constexpr size_t kLargestFile = size_t{64} << 20;
 constexpr size_t kLargestDocument = size_t{512} << 20;
 
 /// Whether `name` is the file of a data set: NAME.bin, or NAME.committed with the contents that a
-/// reboot restores.
+/// reboot restores. Nobody can ask a unit for a name that is not UTF-8.
 bool isDataSetFile(std::string_view name) {
   for (const std::string_view extension : {".bin", ".committed"}) {
     if (name.ends_with(extension) && name.size() > extension.size()) {
       return name.front() != '.' && name.find('/') == std::string_view::npos &&
-             name.find('\0') == std::string_view::npos;
+             name.find('\0') == std::string_view::npos && utf8::is_valid(name.begin(), name.end());
     }
   }
   return false;
