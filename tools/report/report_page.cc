@@ -10,7 +10,7 @@ namespace {
 constexpr char kStyle[] = R"(
 :root{color-scheme:light dark;--back:#fff;--text:#1a1d21;--faint:#555b63;--line:#c9ced6;
 --soft:#eef0f2;--free:#d0d7de}
-@media(prefers-color-scheme:dark){:root{--back:#111418;--text:#e6e9ed;--faint:#a3abb5;
+@media screen and (prefers-color-scheme:dark){:root{--back:#111418;--text:#e6e9ed;--faint:#a3abb5;
 --line:#3a424c;--soft:#22272e;--free:#30363d}}
 *{box-sizing:border-box}
 body{margin:0 auto;max-width:72rem;padding:1rem;background:var(--back);color:var(--text);
@@ -55,10 +55,10 @@ border:1px solid var(--line)}
 .log .continued{padding-left:2rem;color:var(--faint);border-left:3px solid var(--line)}
 .filter input{font:inherit;max-width:100%}
 img{display:block;width:100%;min-width:40rem;height:auto}
-@media print{body{max-width:none;padding:0}.filter{display:none}
+@media print{:root{color-scheme:light}body{max-width:none;padding:0}.filter{display:none}
 .log{max-height:none;overflow:visible;border:0;padding:0}
 .verdict,.grid td,.map,.timeline li{-webkit-print-color-adjust:exact;print-color-adjust:exact}
-tr,li,.verdict,.map{break-inside:avoid}h2,h3{break-after:avoid}}
+tr,li,.verdict,.grid,.map{break-inside:avoid}h2,h3{break-after:avoid}}
 )";
 
 // kScriptHash is the SHA-256 of this text; a browser runs no other script.

@@ -1,16 +1,17 @@
 #!/usr/bin/env python3
-"""Looks at a page of `corvane report` in a headless Chromium.
+"""Looks at the pages of `corvane report` and `corvane results` in a headless Chromium.
 
     report_page_test.py CORVANE CHROMIUM [SCREENSHOTS]
 
-Makes a unit whose texts are hostile, and checks in both colour schemes, on a narrow and a wide
-window, that the page has all its sections, loads nothing, says nothing on the console, runs no
-text of the unit, overlaps nowhere and can be read. With a third argument it also saves what it
-sees to that folder.
+Makes a unit and results whose texts are hostile, and checks in both colour schemes and in print,
+on a narrow and a wide window, that the page has all its sections, loads nothing, says nothing on
+the console, runs no text of the unit, overlaps nowhere and can be read. With a third argument it
+also saves what it sees to that folder.
 """
 import base64
 import json
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -20,13 +21,14 @@ HOSTILE = '"><img src=x onerror="window.hacked=1"><script>window.hacked=1</scrip
 CHECK = r"""
 (() => {
   const problems = [];
+  const isReport = document.title == 'Unit report';
   const titles = [...document.querySelectorAll('h2,h3')].map(title => title.textContent);
   for (const title of ['What it is', 'Control-bit bytes', 'Records', 'Configuration area',
                        'Findings', 'Boot arguments', 'Test log', 'Processor use'])
-    if (!titles.includes(title)) problems.push('no section ' + title);
+    if (isReport && !titles.includes(title)) problems.push('no section ' + title);
   if (document.querySelectorAll('.grid tbody td').length % 128) problems.push('grid is not of 128');
   if (document.documentElement.scrollWidth > innerWidth) problems.push('wider than the window');
-  if (window.hacked || document.querySelectorAll('script').length != 1 ||
+  if (window.hacked || document.querySelectorAll('script').length != isReport ||
       document.querySelectorAll('img:not([alt^=chart])').length)
     problems.push('text became markup');
   for (const element of document.querySelectorAll('*'))
@@ -44,6 +46,8 @@ CHECK = r"""
     }
     return [255, 255, 255];
   };
+  if (matchMedia('print').matches && luminance(background(document.body)) < 1)
+    problems.push('prints light text on white paper');
   const boxes = [];
   for (const element of document.querySelectorAll('body *')) {
     if (element.closest('svg') || !element.offsetParent) continue;
@@ -68,6 +72,7 @@ CHECK = r"""
           Math.min(a.bottom, b.bottom) - Math.max(a.top, b.top) > 3.5)
         problems.push('"' + first + '" overlaps "' + second + '"');
 
+  if (!isReport) return problems;
   const input = document.querySelector('.filter input');
   input.value = 'FAN SLOW';
   input.dispatchEvent(new Event('input'));
@@ -138,8 +143,8 @@ class Browser:
             self.events.append(self._message())
 
 
-def make_page(corvane, folder):
-    """Makes the page and returns its path."""
+def make_pages(corvane, folder):
+    """Makes the pages and returns their paths."""
     unit = os.path.join(folder, 'unit')
     run = lambda *arguments: subprocess.run(
         [corvane, *arguments], check=True, env={**os.environ, 'CORVANE_DEVICE': unit},
@@ -163,7 +168,16 @@ def make_page(corvane, folder):
     run('ps', '--record', recording, '--for', '1', '--every', '0.5')
     page = os.path.join(folder, 'page.html')
     run('report', unit, dump, '--recording', recording, '-o', page)
-    return page
+    results = os.path.join(folder, 'results.jsonl')
+    line = {'schema': 1, 'run': '1', 'station': HOSTILE + 'N' * 999, 'unit': HOSTILE, 'time': '2026-11-21T08:30:00Z'}
+    with open(results, 'w') as file:
+        for more in ({'type': 'begin'}, {'type': 'phase', 'phase': HOSTILE, 'verdict': 'failed'},
+                     {'type': 'measurement', 'phase': 'a', 'name': HOSTILE, 'value': 1e308, 'lower': -1e308},
+                     {'type': 'end', 'verdict': 'failed', 'reason': HOSTILE}):
+            file.write(json.dumps({**line, **more}) + '\n')
+    summary = os.path.join(folder, 'summary.html')
+    run('results', results, '--html', summary)
+    return page, summary
 
 
 def look(browser, page, pictures):
@@ -172,11 +186,11 @@ def look(browser, page, pictures):
         browser.call(domain + '.enable')
     problems = []
     for width in (360, 1280):
-        for scheme in ('light', 'dark'):
+        for medium, scheme in (('screen', 'light'), ('screen', 'dark'), ('print', 'dark')):
             browser.events.clear()
             browser.call('Emulation.setDeviceMetricsOverride', width=width, height=900,
                          deviceScaleFactor=1, mobile=False)
-            browser.call('Emulation.setEmulatedMedia',
+            browser.call('Emulation.setEmulatedMedia', media=medium,
                          features=[{'name': 'prefers-color-scheme', 'value': scheme}])
             browser.call('Page.navigate', url='file://' + page)
             browser.wait_for('Page.loadEventFired')
@@ -192,22 +206,25 @@ def look(browser, page, pictures):
                     url = event['params']['request']['url']
                     if url != 'file://' + page and not url.startswith('data:'):
                         found.append('loads ' + url)
-            problems += [f'{width} pixels, {scheme}: {text}' for text in found]
+            problems += [f'{os.path.basename(page)}, {medium}, {width} pixels, {scheme}: {text}'
+                         for text in found]
             if pictures:
                 picture = browser.call('Page.captureScreenshot', captureBeyondViewport=True)
-                with open(os.path.join(pictures, f'{scheme}-{width}.png'), 'wb') as file:
+                with open(os.path.join(pictures, f'{os.path.basename(page)}-{medium}-{scheme}-{width}.png'), 'wb') as file:
                     file.write(base64.b64decode(picture['data']))
     return problems
 
 
 def main():
     corvane, chromium = sys.argv[1:3]
+    if not shutil.which(chromium):
+        sys.exit('there is no ' + chromium + '; script/bootstrap installs it')
     pictures = sys.argv[3] if len(sys.argv) > 3 else None
     with tempfile.TemporaryDirectory() as folder:
-        page = make_page(corvane, folder)
+        pages = make_pages(corvane, folder)
         browser = Browser(chromium, os.path.join(folder, 'profile'))
         try:
-            problems = look(browser, page, pictures)
+            problems = [text for page in pages for text in look(browser, page, pictures)]
         finally:
             browser.process.terminate()
             browser.process.wait()
