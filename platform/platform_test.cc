@@ -1,17 +1,12 @@
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cmath>
-#include <filesystem>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/files.h"
 #include "platform/property.h"
 #include "platform/text.h"
 #include "testing/objects.h"
-#include "testing/unit_test.h"
 
 namespace corvane {
 namespace {

@@ -1,7 +1,6 @@
 #include <atomic>
 #include <climits>
 #include <cstdlib>
-#include <functional>
 #include <new>
 
 #include "bootargs/boot_args.h"
@@ -121,9 +120,7 @@ TEST_F(NoThrowTest, AnAnswerWithoutMemoryIsNoSuccess) {
   const CFStringRef set = CFSTR("VelmoDiagnosticData");
   const CFRef<CFStringRef> word = cfString("not there");
   const uint8_t* bytes = nullptr;
-  host::UnitFacts facts = _unit.facts();
-  facts.externalPower = false;
-  _unit.setFacts(facts);
+  testing::changeFacts(_unit, [](host::UnitFacts& facts) { facts.externalPower = false; });
   for (long allowed = 0; allowed < 100; ++allowed) {
     bool has = false;
     failsAfter(allowed, [&] {

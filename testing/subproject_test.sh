@@ -44,16 +44,21 @@ check() {
   ((status == 1))
 }
 
-echo "== a subproject"
 cat >"$work/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(Station LANGUAGES CXX)
-include(FetchContent)
-FetchContent_Declare(Corvane SOURCE_DIR ${CORVANE_SOURCE})
-FetchContent_MakeAvailable(Corvane)
+if(CORVANE_SOURCE)
+  include(FetchContent)
+  FetchContent_Declare(Corvane SOURCE_DIR ${CORVANE_SOURCE})
+  FetchContent_MakeAvailable(Corvane)
+else()
+  find_package(Corvane REQUIRED)
+endif()
 add_executable(station station.cc)
 target_link_libraries(station PRIVATE Corvane::corvane)
 CMAKE
+
+echo "== a subproject"
 configure -S "$work" -B "$work/build" -DCORVANE_SOURCE="$source"
 cmake --build "$work/build" --target station
 check "$work/build/station"
@@ -64,18 +69,9 @@ cmake --build "$work/static"
 cmake --install "$work/static" --prefix "$work/prefix" >/dev/null
 if [[ -n $(find "$work/prefix" -name '*.so*') ]]; then exit 1; fi
 
-mkdir "$work/user"
-cp "$work/station.cc" "$work/user"
-cat >"$work/user/CMakeLists.txt" <<'CMAKE'
-cmake_minimum_required(VERSION 3.25)
-project(Station LANGUAGES CXX)
-find_package(Corvane REQUIRED)
-add_executable(station station.cc)
-target_link_libraries(station PRIVATE Corvane::corvane)
-CMAKE
-configure -S "$work/user" -B "$work/user/build" -DCMAKE_PREFIX_PATH="$work/prefix"
-cmake --build "$work/user/build"
-check "$work/user/build/station"
+configure -S "$work" -B "$work/user" -DCMAKE_PREFIX_PATH="$work/prefix"
+cmake --build "$work/user"
+check "$work/user/station"
 
 PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name corvane.pc)")
 export PKG_CONFIG_PATH

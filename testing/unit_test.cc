@@ -1,5 +1,3 @@
-#include "testing/unit_test.h"
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -61,6 +59,12 @@ void UnitTest::setByte(size_t offset, uint8_t byte) {
   _unit.setDataSet("VelmoDiagnosticData", contents);
 }
 
+void changeFacts(host::VirtualDevice& unit, const std::function<void(host::UnitFacts&)>& change) {
+  host::UnitFacts facts = unit.facts();
+  change(facts);
+  unit.setFacts(facts);
+}
+
 kern_return_t requestWrite(const std::string& set, int64_t offset,
                            const std::vector<uint8_t>& bytes, bool commit) {
   const std::string_view buffer(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -71,6 +75,15 @@ kern_return_t requestWrite(const std::string& set, int64_t offset,
        {CFSTR("VelmoDiagnosticDataBuffer"), makeData(buffer).get()}});
   return IORegistryEntrySetCFProperties(firstService("VelmoDiagnosticDataAccess").get(),
                                         request.get());
+}
+
+std::string reasonAgainst(const std::function<void()>& work) {
+  try {
+    work();
+    return "";
+  } catch (const host::DeviceError& error) {
+    return error.what();
+  }
 }
 
 std::string readText(const std::filesystem::path& file) {

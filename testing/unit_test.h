@@ -55,9 +55,15 @@ class UnitTest : public ::testing::Test {
   host::VirtualDevice _unit;
 };
 
+/// Changes what `change` changes of the unit's facts.
+void changeFacts(host::VirtualDevice& unit, const std::function<void(host::UnitFacts&)>& change);
+
 /// Asks the data area's driver to write, as programs do. Returns its answer.
 kern_return_t requestWrite(const std::string& set, int64_t offset,
                            const std::vector<uint8_t>& bytes, bool commit);
+
+/// Why `work` cannot be done: the text of the DeviceError that it throws; empty when it can.
+std::string reasonAgainst(const std::function<void()>& work);
 
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);

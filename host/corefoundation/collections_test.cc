@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstring>
 #include <map>
@@ -7,7 +5,6 @@
 #include <random>
 #include <regex>
 #include <sstream>
-#include <string>
 
 #include "testing/objects.h"
 

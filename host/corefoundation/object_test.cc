@@ -1,12 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <thread>
-#include <vector>
 
 #include "testing/objects.h"
 
@@ -34,7 +31,7 @@ TEST(ObjectTest, ADateIsOfTheTypeOfDates) {
 TEST(ObjectTest, ThreadsShareAnObject) {
   const CFRef number = makeNumber(1);
   const auto use = [&] {
-    for (int round = 0; round < 10000; ++round) CFRelease(CFRetain(number.get()));
+    for (int round = 0; round < 100000; ++round) CFRelease(CFRetain(number.get()));
   };
   { const std::jthread one(use), another(use), third(use); }
   EXPECT_EQ(CFGetRetainCount(number.get()), 1);

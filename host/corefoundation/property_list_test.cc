@@ -1,8 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <random>
-#include <string>
+#include <sstream>
 
 #include "testing/objects.h"
 
@@ -25,12 +23,6 @@ CFRef<CFPropertyListRef> readXml(const std::string& contents) {
 /// Returns the list's bytes; "(absent)" when it cannot be written.
 std::string written(CFPropertyListRef list, CFPropertyListFormat format) {
   return bytesOf(CFRef(CFPropertyListCreateData(nullptr, list, format, 0, nullptr)).get());
-}
-
-std::string repeated(const std::string& text, int count) {
-  std::string all;
-  for (int index = 0; index < count; ++index) all += text;
-  return all;
 }
 
 TEST(PropertyListTest, EverythingAListHoldsSurvivesBothFormats) {
@@ -77,23 +69,18 @@ TEST(PropertyListTest, WhatIsNoWholeListGivesNull) {
   EXPECT_FALSE(read("bplist00"));
 }
 
-TEST(PropertyListTest, ATruncatedListNeverPassesForAWholeOne) {
+TEST(PropertyListTest, ATruncatedListNeverPassesForAWholeOneAndADamagedOneNeverCrashes) {
   const CFRef list = readXml(
-      "<dict><key>a</key><array><integer>30</integer><real>1.5</real><date>2001-01-01T00:00:05Z"
-      "</date></array><key>b</key><dict><key>c</key><data>AQID</data></dict></dict>");
-  const std::string whole = written(list.get(), kCFPropertyListXMLFormat_v1_0);
-  const size_t end = whole.rfind('>') + 1;
-  for (size_t size = 0; size < end; ++size) EXPECT_FALSE(read(whole.substr(0, size))) << size;
-  EXPECT_TRUE(CFEqual(read(whole.substr(0, end)).get(), list.get()));
-  EXPECT_TRUE(CFEqual(read("\xEF\xBB\xBF" + whole).get(), list.get()));
-}
-
-TEST(PropertyListTest, DamagedBinaryListsNeverCrash) {
-  const CFRef list = readXml(
-      "<dict><key>a</key><array><integer>300</integer><string>äöü</string><real>1.5</real></array>"
-      "<key>b</key><dict><key>c</key><data>AQIDBAUGBwg=</data></dict></dict>");
+      "<dict><key>a</key><array><integer>300</integer><string>äöü</string><real>1.5</real>"
+      "<date>2001-01-01T00:00:05Z</date></array><key>b</key><dict><key>c</key>"
+      "<data>AQIDBAUGBwg=</data></dict></dict>");
+  const std::string xml = written(list.get(), kCFPropertyListXMLFormat_v1_0);
   const std::string whole = written(list.get(), kCFPropertyListBinaryFormat_v1_0);
-  for (size_t size = 0; size < whole.size(); ++size) EXPECT_FALSE(read(whole.substr(0, size)));
+  for (const std::string& text : {xml.substr(0, xml.rfind('>') + 1), whole}) {
+    EXPECT_TRUE(CFEqual(read(text).get(), list.get()));
+    for (size_t size = 0; size < text.size(); ++size) EXPECT_FALSE(read(text.substr(0, size)));
+  }
+  EXPECT_TRUE(CFEqual(read("\xEF\xBB\xBF" + xml).get(), list.get()));
 
   std::mt19937 random(3);
   for (unsigned round = 0; round < 20000; ++round) {
@@ -110,7 +97,10 @@ TEST(PropertyListTest, DamagedBinaryListsNeverCrash) {
 
 TEST(PropertyListTest, NestingIsBounded) {
   const auto nested = [](int depth) {
-    return readXml(repeated("<array>", depth) + repeated("</array>", depth));
+    std::ostringstream list;
+    for (int level = 0; level < 2 * depth; ++level)
+      list << (level < depth ? "<array>" : "</array>");
+    return readXml(list.str());
   };
   EXPECT_TRUE(nested(500));
   EXPECT_FALSE(nested(600));

@@ -1,32 +1,44 @@
-#include <IOKit/IOKitLib.h>
+#include "platform/registry.h"
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
-#include "platform/io_object.h"
-#include "testing/unit_test.h"
+#include "host/unit/unit_folder.h"
+#include "testing/objects.h"
 
 namespace corvane::host {
 namespace {
 
-class RegistryTest : public corvane::testing::UnitTest {};
+namespace testing = corvane::testing;
+using namespace std::string_literals;
+using testing::cfString;
+using testing::requestWrite;
 
-std::string nameOf(io_object_t entry) {
+constexpr char kSet[] = "VelmoDiagnosticData";
+
+class RegistryTest : public testing::UnitTest {};
+
+std::string nameOf(const IOObject& entry) {
   io_name_t name = "untouched";
-  return IORegistryEntryGetName(entry, name) == kIOReturnSuccess ? name : "(none)";
+  return IORegistryEntryGetName(entry.get(), name) == kIOReturnSuccess ? name : "(none)";
 }
 
-std::string nameOfService(const char* className) {
-  return nameOf(IOObject(IOServiceGetMatchingService(0, IOServiceMatching(className))).get());
+IOObject options() { return IOObject(IORegistryEntryFromPath(0, "IODeviceTree:/options")); }
+
+kern_return_t setVariable(const std::string& name, CFTypeRef value) {
+  return IORegistryEntrySetCFProperty(firstService("IODTNVRAM").get(), cfString(name).get(), value);
+}
+
+std::string variable(const std::string& name, const IOObject& entry = options()) {
+  const CFRef<CFTypeRef> value = copyProperty(entry, cfString(name).get());
+  return testing::text(static_cast<CFStringRef>(value.get()));
 }
 
 TEST_F(RegistryTest, EntriesHaveTheirNameOrTheirClassOrTheEndOfTheirPath) {
-  EXPECT_EQ(nameOfService("IOPlatformExpertDevice"), "T33AP");
-  EXPECT_EQ(nameOfService("IOPMPowerSource"), "IOPMPowerSource");
-  EXPECT_EQ(nameOf(IOObject(IORegistryEntryFromPath(0, "IODeviceTree:/options")).get()), "options");
-  EXPECT_EQ(nameOfService("NoSuchClass"), "(none)");
-  EXPECT_EQ(nameOf(IO_OBJECT_NULL), "(none)");
+  EXPECT_EQ(nameOf(firstService("IOPlatformExpertDevice")), "T33AP");
+  EXPECT_EQ(nameOf(firstService("IOPMPowerSource")), "IOPMPowerSource");
+  EXPECT_EQ(nameOf(options()), "options");
+  EXPECT_EQ(nameOf(firstService("NoSuchClass")), "(none)");
 }
 
 TEST_F(RegistryTest, OnlyAPathOfTheUnitLeadsToAnEntry) {
@@ -40,28 +52,122 @@ TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndHandsOutOneReference) {
     VirtualDevice::setFaults(rule);
     const CFMutableDictionaryRef matching = IOServiceMatching("IOPMPowerSource");
     CFRetain(matching);
-    const io_service_t service = IOServiceGetMatchingService(0, matching);
+    const IOObject service(IOServiceGetMatchingService(0, matching));
     EXPECT_EQ(CFGetRetainCount(matching), 1) << rule;
     CFRelease(matching);
-    EXPECT_EQ(IOObjectGetUserRetainCount(service), rule[0] ? 0u : 1u);
-    if (service) IOObjectRelease(service);
+    EXPECT_EQ(IOObjectGetUserRetainCount(service.get()), rule[0] ? 0u : 1u);
   }
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
 TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
-  const size_t before = VirtualDevice::openHandles();
   std::atomic<int> right = 0;
   {
     std::vector<std::jthread> threads;
     for (int thread = 0; thread < 4; ++thread) {
       threads.emplace_back([&right] {
-        for (int i = 0; i < 50; ++i) right += nameOfService("IOPlatformExpertDevice") == "T33AP";
+        for (int i = 0; i < 50; ++i) {
+          right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP";
+        }
       });
     }
   }
   EXPECT_EQ(right, 200);
-  EXPECT_EQ(VirtualDevice::openHandles(), before);
+  EXPECT_EQ(VirtualDevice::openHandles(), 0u);
+}
+
+TEST_F(RegistryTest, AClassMayHaveSeveralServices) {
+  testing::writeText(_unit.folder() / kDeviceFile,
+                     "<plist><dict><key>registry</key><dict><key>IOPMPowerSource</key><array>"
+                     "<dict><key>IORegistryEntryName</key><string>first</string></dict>"
+                     "<dict><key>IORegistryEntryName</key><string>second</string></dict>"
+                     "</array></dict></dict></plist>");
+  io_iterator_t services = 0;
+  ASSERT_EQ(IOServiceGetMatchingServices(0, IOServiceMatching("IOPMPowerSource"), &services), 0);
+  for (const char* name : {"first", "second"}) {
+    const IOObject service(IOIteratorNext(services));
+    EXPECT_EQ(nameOf(service), name);
+    EXPECT_EQ(IORegistryEntrySetCFProperties(service.get(), kCFBooleanTrue), kIOReturnBadArgument);
+  }
+  EXPECT_EQ(IOIteratorNext(services), 0u);
+  EXPECT_EQ(IOObjectRelease(services), 0);
+  EXPECT_EQ(IOObjectRelease(services), KERN_INVALID_NAME);
+  EXPECT_EQ(VirtualDevice::openHandles(), 0u);
+}
+
+TEST_F(RegistryTest, AnNvramVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
+  const IOObject early = options();
+  EXPECT_EQ(setVariable("auto-boot", CFSTR("true")), kIOReturnSuccess);
+  EXPECT_EQ(variable("auto-boot", firstService("IODTNVRAM")), "true");
+  EXPECT_EQ(variable("auto-boot", early), "true");
+
+  const CFRef data = testing::makeData("\1\2");
+  const CFRef number = testing::makeNumber(7);
+  for (const CFTypeRef value :
+       {CFTypeRef{data.get()}, CFTypeRef{number.get()}, CFTypeRef{kCFBooleanFalse}}) {
+    EXPECT_EQ(setVariable("kind", value), kIOReturnSuccess);
+    EXPECT_TRUE(CFEqual(copyProperty(options(), CFSTR("kind")).get(), value));
+  }
+  EXPECT_EQ(variable("auto-boot"), "true");
+  EXPECT_EQ(variable("boot-args"), "serial=1");
+}
+
+TEST_F(RegistryTest, WhatIsNoNvramVariableIsRefusedAndNothingIsWritten) {
+  const std::string before = testing::readText(_unit.folder() / kNvramFile);
+  const IOObject nvram = options(), power = firstService("IOPMPowerSource"), none;
+  EXPECT_EQ(setVariable("boot-args", nullptr), kIOReturnBadArgument);
+  EXPECT_EQ(setVariable("boot-args", testing::makeArray({}).get()), kIOReturnBadArgument);
+  EXPECT_EQ(setVariable("", CFSTR("x")), kIOReturnBadArgument);
+  EXPECT_EQ(IORegistryEntrySetCFProperty(nvram.get(), nullptr, CFSTR("x")), kIOReturnBadArgument);
+  EXPECT_EQ(IORegistryEntrySetCFProperty(none.get(), CFSTR("a"), CFSTR("x")), kIOReturnBadArgument);
+  EXPECT_EQ(IORegistryEntrySetCFProperty(power.get(), CFSTR("a"), CFSTR("x")),
+            kIOReturnUnsupported);
+  EXPECT_EQ(testing::readText(_unit.folder() / kNvramFile), before);
+}
+
+TEST_F(RegistryTest, ADamagedNvramFileIsNamedOnceAndLeftAloneAndAMissingOneIsMade) {
+  const std::filesystem::path file = _unit.folder() / kNvramFile;
+  const std::pair<std::string, std::string> cases[] = {
+      {"<plist><dict>", "is not a property list"},
+      {"<plist><array/></plist>", "holds a property list that is not a dictionary"},
+  };
+  for (const auto& [contents, reason] : cases) {
+    testing::writeText(file, contents);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(variable("boot-args"), "(absent)");
+    EXPECT_EQ(setVariable("boot-args", CFSTR("-v")), kIOReturnIOError);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "virtual device: " + file.string() + ": " + reason + "\n");
+    EXPECT_EQ(testing::readText(file), contents);
+  }
+  std::filesystem::remove(file);
+  EXPECT_EQ(variable("boot-args"), "(absent)");
+  EXPECT_EQ(setVariable("boot-args", CFSTR("-v")), kIOReturnSuccess);
+  EXPECT_EQ(variable("boot-args"), "-v");
+}
+
+TEST_F(RegistryTest, ASetHasUncommittedChangesUntilTheReboot) {
+  const std::vector<uint8_t> before = bytes();
+  EXPECT_EQ(requestWrite(kSet, 9, {1, 2, 3}, false), kIOReturnSuccess);
+  EXPECT_EQ(_unit.uncommittedDataSets(), std::vector<std::string>{kSet});
+  VirtualDevice(_unit.folder()).reboot();
+  EXPECT_EQ(bytes(), before);
+  EXPECT_TRUE(_unit.uncommittedDataSets().empty());
+}
+
+TEST_F(RegistryTest, ARefusedWriteOfASetChangesNothing) {
+  const std::vector<uint8_t> before = bytes();
+  const std::string elsewhere = std::string("../data/") + kSet;
+  for (const bool commit : {false, true}) {
+    for (const int64_t offset : {int64_t{1024}, INT64_MAX, int64_t{-1}}) {
+      EXPECT_EQ(requestWrite(kSet, offset, {1}, commit), kIOReturnBadArgument) << offset;
+    }
+    for (const std::string& set : {"Missing"s, elsewhere, std::string(300, 'x'), ""s}) {
+      EXPECT_EQ(requestWrite(set, 0, {1}, commit), kIOReturnNotFound) << set;
+    }
+  }
+  EXPECT_EQ(bytes(), before);
+  EXPECT_TRUE(_unit.uncommittedDataSets().empty());
 }
 
 }  // namespace

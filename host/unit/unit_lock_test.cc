@@ -17,6 +17,8 @@ namespace corvane::host {
 namespace {
 
 using corvane::testing::cfString;
+using corvane::testing::changeFacts;
+using corvane::testing::reasonAgainst;
 using corvane::testing::requestWrite;
 
 class UnitLockTest : public corvane::testing::UnitTest {};
@@ -64,9 +66,7 @@ TEST_F(UnitLockTest, WritersOfManyProcessesAndThreadsLoseNothing) {
       }
       const UnitLock lock;
       const UnitLock again(_unit.folder());
-      UnitFacts facts = _unit.facts();
-      *facts.bootArgs += "x";
-      _unit.setFacts(facts);
+      changeFacts(_unit, [](UnitFacts& facts) { *facts.bootArgs += "x"; });
     }
   };
   for (int process = 0; process < kProcesses; ++process) {
@@ -96,20 +96,11 @@ TEST_F(UnitLockTest, WritersOfManyProcessesAndThreadsLoseNothing) {
 TEST_F(UnitLockTest, AChildProcessDoesNotInheritTheLock) {
   ::setenv("CORVANE_LOCK_SECONDS", "0", 1);
   const auto isLocked = [this] {
-    try {
-      const UnitLock lock(_unit.folder());
-      return false;
-    } catch (const UnitBusyError&) {
-      return true;
-    }
+    return !reasonAgainst([this] { const UnitLock lock(_unit.folder()); }).empty();
   };
   {
     const UnitLock lock(_unit.folder());
-    const pid_t child = ::fork();
-    if (child == 0) ::_exit(isLocked() ? 0 : 1);
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
+    EXPECT_EXIT(::_exit(isLocked() ? 0 : 1), ::testing::ExitedWithCode(0), "");
     EXPECT_FALSE(isLocked()) << "the thread that holds it gets it again";
   }
   EXPECT_FALSE(std::async(std::launch::async, isLocked).get()) << "by another thread";

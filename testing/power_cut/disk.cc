@@ -89,29 +89,26 @@ void Disk::layDown(const fs::path& folder, const std::function<size_t(size_t)>& 
   }
   std::vector<std::string> contents;
   for (const File& file : _files) contents.push_back(file.versions[choose(file.versions.size())]);
-  layDown(folder, kRoot, entries, contents);
-}
 
-void Disk::layDown(const fs::path& path, Node folder, const Entries& entries,
-                   const std::vector<std::string>& contents) const {
-  fs::create_directory(path);
-  for (auto entry = entries.lower_bound({folder, ""});
-       entry != entries.end() && entry->first.first == folder; ++entry) {
-    const Node node = entry->second;
-    const fs::path place = path / entry->first.second;
-    if (node == kNone) continue;
+  // Folders were seen, and numbered, before what is in them.
+  std::map<Node, fs::path> folders = {{kRoot, folder}};
+  fs::create_directory(folder);
+  for (const auto& [place, node] : entries) {
+    if (node == kNone || !folders.contains(place.first)) continue;
+    const fs::path path = folders[place.first] / place.second;
     if (_files[node].type == fs::file_type::directory) {
-      layDown(place, node, entries, contents);
+      fs::create_directory(path);
+      folders[node] = path;
     } else if (_files[node].type == fs::file_type::symlink) {
-      fs::create_symlink(contents[node], place);
+      fs::create_symlink(contents[node], path);
     } else {
-      writeText(place, contents[node]);
+      writeText(path, contents[node]);
     }
   }
 }
 
 size_t cutAtEach(const std::vector<Disk>& moments, const fs::path& scratch, size_t limit,
-                 const std::function<void(const Cut&)>& judge) {
+                 const std::function<void(const fs::path&, bool)>& judge) {
   const size_t share = std::max<size_t>(1, limit / moments.size());
   std::minstd_rand random(1);
   size_t cases = 0;
@@ -119,14 +116,14 @@ size_t cutAtEach(const std::vector<Disk>& moments, const fs::path& scratch, size
     const size_t count = disk.stateCount(share + 1);
     for (size_t i = 0; i < std::min(count, share); ++i) {
       size_t rest = i;  // All states, one after the other, where there are few enough.
-      const fs::path folder = scratch / std::to_string(cases);
+      const fs::path folder = scratch / ("case " + std::to_string(++cases));
       disk.layDown(folder, [&](size_t alternatives) {
         if (count > share) return random() % alternatives;
         const size_t chosen = rest % alternatives;
         rest /= alternatives;
         return chosen;
       });
-      judge({cases++, &disk == &moments.back(), folder});
+      judge(folder, &disk == &moments.back());
       fs::remove_all(folder);
     }
   }

@@ -51,9 +51,6 @@ class Disk {
   /// By folder and name.
   using Entries = std::map<std::pair<Node, std::string>, Node>;
 
-  void layDown(const std::filesystem::path& path, Node folder, const Entries& entries,
-               const std::vector<std::string>& contents) const;
-
   std::filesystem::path _root;
   std::vector<File> _files = {{std::filesystem::file_type::directory, {""}}};
   /// Of what can be seen: a number that comes back later is another file's.
@@ -63,20 +60,13 @@ class Disk {
   std::vector<Entries> _pending;
 };
 
-/// A power cut at one moment of a change.
-struct Cut {
-  size_t number;
-  /// Whether the change has returned.
-  bool isAfterTheChange;
-  /// What is left.
-  std::filesystem::path folder;
-};
-
-/// Calls `judge` with what a cut leaves at each of the `moments`, in a folder below `scratch`: at
-/// least one case for each, at most about `limit` altogether; the choice among more is the same
-/// each time. Returns how many there were.
+/// Lays down what a power cut leaves at each of the `moments`, in a folder of its own below
+/// `scratch`, and calls `judge` with that folder and with whether the cut comes after the last
+/// moment. There is at least one case for each moment and about `limit` altogether; the choice
+/// among more is the same each time. Returns how many cases there were.
 size_t cutAtEach(const std::vector<Disk>& moments, const std::filesystem::path& scratch,
-                 size_t limit, const std::function<void(const Cut&)>& judge);
+                 size_t limit,
+                 const std::function<void(const std::filesystem::path&, bool)>& judge);
 
 }  // namespace corvane::testing
 

@@ -56,12 +56,6 @@ int openFile(int folder, const char* path, int flags, va_list arguments) {
                           isMade ? va_arg(arguments, mode_t) : 0);
 }
 
-int renameFile(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
-               unsigned int flags) {
-  return makeUnlessBroken(Need::kSpace, SYS_renameat2, oldFolder, oldPath, newFolder, newPath,
-                          flags);
-}
-
 }  // namespace
 }  // namespace corvane::testing
 
@@ -108,53 +102,33 @@ ssize_t write(int descriptor, const void* bytes, size_t size) {
   return rest < 0 ? rest : static_cast<ssize_t>(half) + rest;
 }
 
-int ftruncate(int descriptor, off_t size) noexcept {
-  return makeUnlessBroken(Need::kNothing, SYS_ftruncate, descriptor, size);
-}
-
 int fsync(int descriptor) {
   if (isBroken(Need::kSpace)) return -1;
   record([&](Disk& disk) { return disk.sync(descriptor); });
   return 0;
 }
 
-int fchmod(int descriptor, mode_t mode) noexcept {
-  return makeUnlessBroken(Need::kNothing, SYS_fchmod, descriptor, mode);
-}
+/// Defines a function that makes the system call which follows its parameters.
+#define REPLACE(need, function, parameters, ...) \
+  int function parameters noexcept { return makeUnlessBroken(Need::need, __VA_ARGS__); }
 
-int flock(int descriptor, int operation) noexcept {
-  return makeUnlessBroken(Need::kNothing, SYS_flock, descriptor, operation);
-}
-
-int mkdir(const char* path, mode_t mode) noexcept {
-  return makeUnlessBroken(Need::kSpace, SYS_mkdirat, AT_FDCWD, path, mode);
-}
-
-int symlink(const char* target, const char* path) noexcept {
-  return makeUnlessBroken(Need::kSpace, SYS_symlinkat, target, AT_FDCWD, path);
-}
-
-int linkat(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
-           int flags) noexcept {
-  return makeUnlessBroken(Need::kSpace, SYS_linkat, oldFolder, oldPath, newFolder, newPath, flags);
-}
-
-int renameat(int oldFolder, const char* oldPath, int newFolder, const char* newPath) noexcept {
-  return renameFile(oldFolder, oldPath, newFolder, newPath, 0);
-}
-
-int renameat2(int oldFolder, const char* oldPath, int newFolder, const char* newPath,
-              unsigned int flags) noexcept {
-  return renameFile(oldFolder, oldPath, newFolder, newPath, flags);
-}
-
-int unlink(const char* path) noexcept {
-  return makeUnlessBroken(Need::kNothing, SYS_unlinkat, AT_FDCWD, path, 0);
-}
-
-int unlinkat(int folder, const char* path, int flags) noexcept {
-  return makeUnlessBroken(Need::kNothing, SYS_unlinkat, folder, path, flags);
-}
+REPLACE(kNothing, ftruncate, (int file, off_t size), SYS_ftruncate, file, size)
+REPLACE(kNothing, fchmod, (int file, mode_t mode), SYS_fchmod, file, mode)
+REPLACE(kNothing, flock, (int file, int operation), SYS_flock, file, operation)
+REPLACE(kSpace, mkdir, (const char* path, mode_t mode), SYS_mkdirat, AT_FDCWD, path, mode)
+REPLACE(kSpace, symlink, (const char* target, const char* path), SYS_symlinkat, target, AT_FDCWD,
+        path)
+REPLACE(kSpace, linkat,
+        (int folder, const char* path, int newFolder, const char* newPath, int flags), SYS_linkat,
+        folder, path, newFolder, newPath, flags)
+REPLACE(kSpace, renameat2,
+        (int folder, const char* path, int newFolder, const char* newPath, unsigned int flags),
+        SYS_renameat2, folder, path, newFolder, newPath, flags)
+REPLACE(kSpace, renameat, (int folder, const char* path, int newFolder, const char* newPath),
+        SYS_renameat2, folder, path, newFolder, newPath, 0)
+REPLACE(kNothing, unlink, (const char* path), SYS_unlinkat, AT_FDCWD, path, 0)
+REPLACE(kNothing, unlinkat, (int folder, const char* path, int flags), SYS_unlinkat, folder, path,
+        flags)
 
 }  // extern "C"
 #pragma GCC visibility pop

@@ -49,10 +49,6 @@ bool isWhole(const std::string& left, const std::string& before, const std::stri
   return true;
 }
 
-void require(kern_return_t result) {
-  if (result != 0) throw DeviceError("refused");
-}
-
 /// Work on a unit that throws DeviceError when it fails.
 using Work = std::function<void(VirtualDevice&)>;
 
@@ -60,16 +56,12 @@ using Work = std::function<void(VirtualDevice&)>;
 Work set(uint8_t value, bool commit) {
   return [=](VirtualDevice& unit) {
     unit.use();
-    require(requestWrite(kSet, 0, {value}, commit));
+    if (requestWrite(kSet, 0, {value}, commit) != 0) throw DeviceError("refused");
   };
 }
 
-Work changeFacts(void (*change)(UnitFacts&)) {
-  return [=](VirtualDevice& unit) {
-    UnitFacts facts = unit.facts();
-    change(facts);
-    unit.setFacts(facts);
-  };
+Work change(void (*change)(UnitFacts&)) {
+  return [=](VirtualDevice& unit) { changeFacts(unit, change); };
 }
 
 /// A change of a unit.
@@ -81,13 +73,11 @@ struct Change {
   bool isDurable = true;
 
   bool isDone(const fs::path& folder) const {
-    try {
-      VirtualDevice unit(folder);
-      change(unit);
-      return true;
-    } catch (const DeviceError&) {
-      return false;
-    }
+    return reasonAgainst([&] {
+             VirtualDevice unit(folder);
+             change(unit);
+           })
+        .empty();
   }
 };
 
@@ -110,19 +100,19 @@ const Change kChanges[] = {
      [](VirtualDevice& unit) {
        unit.use();
        const IOObject nvram = firstService("IODTNVRAM");
-       require(IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), CFSTR("new")));
+       if (IORegistryEntrySetCFProperty(nvram.get(), CFSTR("boot-args"), CFSTR("new")) != 0)
+         throw DeviceError("refused");
      },
      "1024:ff,ff new T33AP 1A100 | 1024:ff,ff new T33AP 1A100"},
     {"first NVRAM variable", [](VirtualDevice& unit) { fs::remove(unit.folder() / "nvram.plist"); },
-     changeFacts([](UnitFacts& facts) { facts.bootArgs = "first"; }),
+     change([](UnitFacts& facts) { facts.bootArgs = "first"; }),
      "1024:ff,ff first T33AP 1A100 | 1024:ff,ff first T33AP 1A100"},
-    {"fact of device.plist", kNothing, changeFacts([](UnitFacts& facts) { facts.model = "T38"; }),
+    {"fact of device.plist", kNothing, change([](UnitFacts& facts) { facts.model = "T38"; }),
      "1024:ff,ff serial=1 T38 1A100 | 1024:ff,ff serial=1 T38 1A100"},
-    {"build version", kNothing, changeFacts([](UnitFacts& facts) { facts.buildVersion = "9Z9"; }),
+    {"build version", kNothing, change([](UnitFacts& facts) { facts.buildVersion = "9Z9"; }),
      "1024:ff,ff serial=1 T33AP 9Z9 | 1024:ff,ff serial=1 T33AP 9Z9"},
-    {"facts of three files", kNothing, changeFacts([](UnitFacts& facts) {
-       facts.model = facts.bootArgs = facts.buildVersion = "all";
-     }),
+    {"facts of three files", kNothing,
+     change([](UnitFacts& facts) { facts.model = facts.bootArgs = facts.buildVersion = "all"; }),
      "1024:ff,ff all all all | 1024:ff,ff all all all"},
 };
 
@@ -161,7 +151,7 @@ class PowerCutTest : public UnitTest {
   /// Records what `work` does in `folder`, lets the power fail at each moment of it, and counts the
   /// cases under `name`.
   void cut(const std::string& name, const fs::path& folder, const std::function<void()>& work,
-           size_t limit, const std::function<void(const Cut&)>& judge) {
+           size_t limit, const std::function<void(const fs::path&, bool)>& judge) {
     std::vector<Disk> moments{Disk(folder)};
     gFileCalls = {.recording = &moments};
     work();
@@ -185,13 +175,12 @@ TEST_F(PowerCutTest, ACutLeavesTheOldOrTheNewUnitAndAfterTheReturnTheNewOne) {
     prepare(change);
     const fs::path folder = copyOfUnit();
     const auto work = [&] { EXPECT_TRUE(change.isDone(folder)); };
-    cut(change.name, folder, work, 200, [&](const Cut& cut) {
-      const std::string left = stateOf(cut.folder);
-      EXPECT_TRUE(isWhole(left, _before, change.after))
-          << change.name << ", case " << cut.number << ": " << left << " is neither " << _before
-          << " nor " << change.after;
-      if (cut.isAfterTheChange && change.isDurable) {
-        EXPECT_EQ(left, change.after) << change.name << ", case " << cut.number;
+    cut(change.name, folder, work, 200, [&](const fs::path& left, bool isLast) {
+      const std::string state = stateOf(left);
+      EXPECT_TRUE(isWhole(state, _before, change.after))
+          << change.name << ", " << left << ": neither " << _before << " nor " << change.after;
+      if (isLast && change.isDurable) {
+        EXPECT_EQ(state, change.after) << change.name << ", " << left;
       }
     });
   }
@@ -204,17 +193,17 @@ TEST_F(PowerCutTest, ACutLeavesANewUnitWholeOrToBeCompleted) {
     fs::remove_all(path("parent"));
     fs::create_directory(path("parent"));
     const auto work = [&] { VirtualDevice(path("parent/made/unit"), facts); };
-    cut("init", path("parent"), work, 400, [&](const Cut& cut) {
-      const fs::path folder = cut.folder / "made/unit";
-      EXPECT_TRUE(!cut.isAfterTheChange || fs::exists(folder / "device.plist"));
+    cut("init", path("parent"), work, 400, [&](const fs::path& left, bool isLast) {
+      const fs::path folder = left / "made/unit";
+      EXPECT_TRUE(!isLast || fs::exists(folder / "device.plist"));
       VirtualDevice unit(folder, facts);
-      EXPECT_EQ(unit.facts(), facts) << cut.number;
-      EXPECT_EQ(unit.dataSet(kSet).size(), 1024u) << cut.number;
-      EXPECT_EQ(unit.dataSet("VelmoDiagnosticDataSysCfg").size(), 8192u) << cut.number;
+      EXPECT_EQ(unit.facts(), facts) << left;
+      EXPECT_EQ(unit.dataSet(kSet).size(), 1024u) << left;
+      EXPECT_EQ(unit.dataSet("VelmoDiagnosticDataSysCfg").size(), 8192u) << left;
       unit.use();
       NSLog(CFSTR("%@"), CFSTR("here"));
-      EXPECT_EQ(unit.systemLog(), std::vector<std::string>{"here"}) << cut.number;
-      EXPECT_TRUE(fs::exists(unit.filePath("/var/logs"))) << cut.number;
+      EXPECT_EQ(unit.systemLog(), std::vector<std::string>{"here"}) << left;
+      EXPECT_TRUE(fs::exists(unit.filePath("/var/logs"))) << left;
     });
   }
 }
