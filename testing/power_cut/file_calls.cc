@@ -1,5 +1,6 @@
 #include "testing/power_cut/file_calls.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -102,6 +103,14 @@ ssize_t write(int descriptor, const void* bytes, size_t size) {
   return rest < 0 ? rest : static_cast<ssize_t>(half) + rest;
 }
 
+char* mkdtemp(char* path) noexcept {
+  if (isBroken(Need::kSpace)) return nullptr;
+  const auto makeFolder = reinterpret_cast<char* (*)(char*)>(::dlsym(RTLD_NEXT, "mkdtemp"));
+  char* const made = makeFolder(path);
+  record([](Disk& disk) { return disk.update(); });
+  return made;
+}
+
 int fsync(int descriptor) {
   if (isBroken(Need::kSpace)) return -1;
   record([&](Disk& disk) { return disk.sync(descriptor); });
@@ -118,6 +127,9 @@ REPLACE(kNothing, flock, (int file, int operation), SYS_flock, file, operation)
 REPLACE(kSpace, mkdir, (const char* path, mode_t mode), SYS_mkdirat, AT_FDCWD, path, mode)
 REPLACE(kSpace, symlink, (const char* target, const char* path), SYS_symlinkat, target, AT_FDCWD,
         path)
+REPLACE(kNothing, chmod, (const char* path, mode_t mode), SYS_fchmodat, AT_FDCWD, path, mode)
+REPLACE(kSpace, link, (const char* path, const char* newPath), SYS_linkat, AT_FDCWD, path, AT_FDCWD,
+        newPath, 0)
 REPLACE(kSpace, linkat,
         (int folder, const char* path, int newFolder, const char* newPath, int flags), SYS_linkat,
         folder, path, newFolder, newPath, flags)

@@ -12,6 +12,8 @@
 #include "testing/power_cut/disk.h"
 #include "testing/power_cut/file_calls.h"
 #include "testing/unit_test.h"
+#include "tools/command_error.h"
+#include "tools/unit/unit_import.h"
 
 namespace corvane::testing {
 namespace {
@@ -24,9 +26,9 @@ using host::VirtualDevice;
 constexpr char kSet[] = "VelmoDiagnosticData";
 
 /// What a unit shows, its data set and facts as short as they can be compared, and what it shows
-/// after its next reboot.
+/// after its next reboot. An import replaces the whole unit, hence a folder around it.
 std::string stateOf(const fs::path& folder) {
-  VirtualDevice unit(folder);
+  VirtualDevice unit(folder / "unit");
   std::ostringstream state;
   for (const char* const end : {" | ", ""}) {
     const std::vector<uint8_t> bytes = unit.dataSet(kSet);
@@ -74,7 +76,7 @@ struct Change {
 
   bool isDone(const fs::path& folder) const {
     return reasonAgainst([&] {
-             VirtualDevice unit(folder);
+             VirtualDevice unit(folder / "unit");
              change(unit);
            })
         .empty();
@@ -83,6 +85,19 @@ struct Change {
 
 const Work kNothing = [](VirtualDevice&) {};
 const Work kLeaveUncommitted = set(0x11, false);
+tools::UnitImage gImage;
+const Work kMakeImage = [](VirtualDevice& unit) {
+  gImage = tools::readUnitFolder(unit.folder());
+  gImage.files[tools::kDiagnosticDataFile][0] = 0x22;
+  kLeaveUncommitted(unit);
+};
+const Work kImport = [](VirtualDevice& unit) {
+  try {
+    tools::installUnit(unit.folder(), gImage);
+  } catch (const tools::CommandError& error) {
+    throw DeviceError(error.what());
+  }
+};
 constexpr char kCommitted[] = "1024:22,ff serial=1 T33AP 1A100 | 1024:22,ff serial=1 T33AP 1A100";
 constexpr char kUncommitted[] = "1024:22,ff serial=1 T33AP 1A100 | 1024:ff,ff serial=1 T33AP 1A100";
 
@@ -114,6 +129,7 @@ const Change kChanges[] = {
     {"facts of three files", kNothing,
      change([](UnitFacts& facts) { facts.model = facts.bootArgs = facts.buildVersion = "all"; }),
      "1024:ff,ff all all all | 1024:ff,ff all all all"},
+    {"import", kMakeImage, kImport, kCommitted},
 };
 
 /// How many cases a change gets: $CORVANE_POWER_CUTS, or enough to find each fault that was found.
@@ -132,7 +148,7 @@ class PowerCutTest : public UnitTest {
   /// Makes `_original` a unit as the change finds it.
   void prepare(const Change& change) {
     fs::remove_all(_original);
-    VirtualDevice unit(_original);
+    VirtualDevice unit(_original / "unit");
     change.before(unit);
     _before = stateOf(copyOfUnit());
     const fs::path changed = copyOfUnit();
@@ -234,7 +250,7 @@ TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
 
 TEST_F(PowerCutTest, AKillLeavesTheOldOrTheNewUnitAndNothingInTheWay) {
   // A kill is a cut that loses nothing, so a few changes are enough.
-  for (const Change& change : {kChanges[1], kChanges[2], kChanges[9]}) {
+  for (const Change& change : {kChanges[1], kChanges[2], kChanges[9], kChanges[11]}) {
     prepare(change);
     int status = -1;
     size_t number = 1;

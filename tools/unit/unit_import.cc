@@ -104,15 +104,19 @@ class StagedUnit {
 
   void takeTheUnitsPlace(bool isReplaced) const {
     takeOwner(_target, _folder);
-    check(::renameat2(AT_FDCWD, _folder.c_str(), AT_FDCWD, _target.c_str(),
-                      isReplaced ? RENAME_EXCHANGE : 0),
-          _target);
-    // Too late to refuse the change: the unit is the new one, whole, if not yet durably.
+    const auto rename = [&](const fs::path& from, const fs::path& to) {
+      check(::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
+                        isReplaced ? RENAME_EXCHANGE : 0),
+            _target);
+    };
     const FileDescriptor parent(::open(_target.parent_path().c_str(), O_RDONLY | O_CLOEXEC));
-    if (!parent || ::fsync(parent.get()) != 0) {
-      throw CommandError(kFailed, _target.parent_path().string() +
-                                      ": the import is done, but a power cut may undo it");
-    }
+    if (!parent) fail(_target.parent_path());
+    rename(_folder, _target);
+    if (::fsync(parent.get()) == 0) return;
+    const int reason = errno;
+    rename(_target, _folder);
+    errno = reason;
+    fail(_target.parent_path());
   }
 
   const fs::path& folder() const { return _folder; }
