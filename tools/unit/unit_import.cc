@@ -115,6 +115,7 @@ class StagedUnit {
     if (::fsync(parent.get()) == 0) return;
     const int reason = errno;
     rename(_target, _folder);
+    ::fsync(parent.get());
     errno = reason;
     fail(_target.parent_path());
   }
