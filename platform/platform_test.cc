@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/files.h"
+#include "platform/printable.h"
 #include "platform/property.h"
 #include "platform/text.h"
 #include "testing/objects.h"
@@ -31,6 +32,19 @@ TEST(TextTest, BytesThatAreNotUtf8AreLatin1WhereThatIsAsked) {
   EXPECT_EQ(utf8Bytes(textFromBytes("Gerät").get()), "Gerät");
   EXPECT_EQ(utf8Bytes(textFromBytes("Ger\xE4t").get()), "Gerät");
   EXPECT_FALSE(textFromUtf8("Ger\xE4t"));
+}
+
+TEST(PrintableTest, WhatATerminalWouldObeyIsShownAsDigits) {
+  using namespace std::string_literals;
+  const std::pair<std::string, std::string> cases[] = {
+      {"plain \\ text\twith tab", "plain \\ text\twith tab"},
+      {"\x1b[31m\n\0\x1f\x7f"s, "\\x1b[31m\\x0a\\x00\\x1f\\x7f"},
+      {"\u0080\u009b\u009f\u00a0", "\\xc2\\x80\\xc2\\x9b\\xc2\\x9f\u00a0"},
+      {"caf\u00e9 \u20ac \U0001F600 \U0010FFFF", "caf\u00e9 \u20ac \U0001F600 \U0010FFFF"},
+      {"\x9b\xff\xc0\x9b\xe2x\xc3\xa9", "\\x9b\\xff\\xc0\\x9b\\xe2x\u00e9"},
+      {"\xed\xa0\x80\xe2\x82", "\\xed\\xa0\\x80\\xe2\\x82"},
+  };
+  for (const auto& [text, shown] : cases) EXPECT_EQ(printable(text), shown);
 }
 
 TEST(PropertyTest, TextsMeanTheNumberTheyBeginWith) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "platform/printable.h"
+
 namespace corvane::station {
 namespace {
 
@@ -22,15 +24,14 @@ void Console::clearProgress() {
 void Console::line(std::string_view subject, std::string_view text) {
   if (_isQuiet) return;
   clearProgress();
-  std::printf("%-8.*s%.*s\n", static_cast<int>(subject.size()), subject.data(),
-              static_cast<int>(text.size()), text.data());
+  std::printf("%-8s%s\n", printable(subject).c_str(), printable(text).c_str());
   std::fflush(stdout);
 }
 
 void Console::error(std::string_view text) {
   clearProgress();
   std::fflush(stdout);
-  std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
+  std::fprintf(stderr, "%s\n", printable(text).c_str());
 }
 
 void Console::facts(const UnitFacts& facts) {
@@ -64,7 +65,7 @@ void Console::progress(std::string_view phase, double fraction) {
   if (_isQuiet || ::isatty(STDOUT_FILENO) == 0) return;
   constexpr int kWidth = 40;
   const int filled = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * kWidth);
-  std::printf("\r\033[K%-8.*s[%s%s]", static_cast<int>(phase.size()), phase.data(),
+  std::printf("\r\033[K%-8s[%s%s]", printable(phase).c_str(),
               std::string(static_cast<size_t>(filled), '#').c_str(),
               std::string(static_cast<size_t>(kWidth - filled), '.').c_str());
   std::fflush(stdout);

@@ -11,7 +11,8 @@
 
 namespace corvane::station {
 
-/// What an operator sees of a run, on standard output except for errors.
+/// What an operator sees of a run, on standard output except for errors. No text of a unit or of a
+/// station drives the terminal: control characters show as "\x1b".
 class Console {
  public:
   explicit Console(bool isQuiet) : _isQuiet(isQuiet) {}

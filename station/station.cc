@@ -1,8 +1,8 @@
 #include "station/station.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "station/console.h"
 #include "station/run_state.h"
 
 namespace corvane::station {
@@ -35,7 +35,7 @@ std::string faultOf(const Profile& profile) {
 }
 
 Outcome misused(const Profile& profile, const std::string& reason) {
-  std::fprintf(stderr, "%s: %s\n", profile.name.c_str(), reason.c_str());
+  Console(true).error(profile.name + ": " + reason);
   return {Verdict::kMisused, reason};
 }
 

@@ -1,7 +1,9 @@
 #ifndef CORVANE_TESTING_TOOL_RUN_H_
 #define CORVANE_TESTING_TOOL_RUN_H_
 
+#include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "testing/unit_test.h"
 
@@ -14,20 +16,37 @@ struct Outcome {
   std::string errors;
 };
 
+/// A run of the tool and what it leaves; its errors have `errors` in them, and are empty when that
+/// is.
+struct ToolCase {
+  std::string arguments;
+  int exitStatus;
+  std::string output;
+  std::string errors = {};
+};
+
 /// The path as one word of a shell's command line.
 std::string shellWord(const std::filesystem::path& path);
+
+/// Checks those of the document's fields that `fields` has, an object.
+void expectFields(const nlohmann::json& document, const std::string& fields);
 
 /// The tool, run as a user runs it from a shell, on a unit of the test's own that does not exist at
 /// first.
 class ToolTest : public ::testing::Test {
  protected:
   std::filesystem::path unit() const { return path("unit"); }
+  std::filesystem::path log() const { return unit() / "root/private/var/logs/CorvaneTov/log.txt"; }
   /// A file of the test's own beside the unit.
   std::filesystem::path path(const std::string& name) const { return _folder.path() / name; }
 
+  /// Runs a shell's command line.
+  Outcome shell(const std::string& commandLine) const;
   /// The shell's command line that runs the tool under these fault rules.
   std::string commandLine(const std::string& arguments, const std::string& faults = "") const;
   Outcome run(const std::string& arguments, const std::string& faults = "") const;
+  nlohmann::json jsonOf(const std::string& arguments) const;
+  void expectEach(const std::vector<ToolCase>& cases, const std::string& faults = "") const;
 
  private:
   TemporaryFolder _folder;

@@ -106,6 +106,12 @@ std::vector<std::string> splitLines(const std::string& text) {
   return lines;
 }
 
+size_t countOf(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != text.npos; ++at) ++count;
+  return count;
+}
+
 CFRef<CFStringRef> cfString(const std::string& text) { return textFromUtf8(text); }
 
 std::string text(CFStringRef string) { return string ? utf8Bytes(string) : "(absent)"; }

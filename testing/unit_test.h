@@ -68,6 +68,8 @@ std::string reasonAgainst(const std::function<void()>& work);
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);
 std::vector<std::string> splitLines(const std::string& text);
+/// How often `part` occurs in `text`.
+size_t countOf(const std::string& text, const std::string& part);
 
 CFRef<CFStringRef> cfString(const std::string& text);
 /// The string's text; "(absent)" for null.

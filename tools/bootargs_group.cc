@@ -5,11 +5,11 @@
 
 #include "bootargs/boot_args.h"
 #include "bootargs/white_space.h"
+#include "platform/printable.h"
 #include "platform/text.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/unit_lock.h"
 
 namespace corvane::tools {
@@ -182,9 +182,8 @@ void addCommand(Command group, const std::string& name, const std::string& about
 }  // namespace
 
 void addBootArgsGroup(CLI::App& app) {
-  Command group = Command(app).add("bootargs", "Show and edit the kernel boot arguments in NVRAM");
-  group.requireCommand();
-  group.footer(
+  Command group = Command(app).addGroup(
+      "bootargs", "Show and edit the kernel boot arguments in NVRAM",
       "Words are found as plain text, also within other words. A change takes effect at the next\n"
       "boot.\n\n"
       "Example:\n  corvane bootargs add -- -v");

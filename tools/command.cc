@@ -2,8 +2,8 @@
 
 #include "controlbits/control_bits.h"
 #include "platform/device_path.h"
+#include "platform/printable.h"
 #include "platform/text.h"
-#include "tools/printable.h"
 
 namespace corvane::tools {
 

@@ -6,8 +6,8 @@
 #include <iomanip>
 #include <sstream>
 
+#include "platform/printable.h"
 #include "tools/command.h"
-#include "tools/printable.h"
 #include "tools/usage_error.h"
 
 namespace corvane::tools {
@@ -84,11 +84,23 @@ Option& Option::needs(const Option& other) {
   return *this;
 }
 
+void excludeEachOther(std::vector<Option> options) {
+  for (size_t i = 0; i < options.size(); ++i) {
+    for (size_t j = 0; j < i; ++j) options[i].excludes(options[j]);
+  }
+}
+
 Command Command::add(const std::string& name, const std::string& about) {
   return Command(*_app->add_subcommand(name, about));
 }
 
-void Command::requireCommand() { _app->require_subcommand(1); }
+Command Command::addGroup(const std::string& name, const std::string& about,
+                          const std::string& footer) {
+  Command group = add(name, about);
+  group._app->require_subcommand(1);
+  group.footer(footer);
+  return group;
+}
 
 void Command::footer(const std::string& text) { _app->footer(text); }
 

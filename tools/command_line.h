@@ -36,14 +36,17 @@ class Option {
   CLI::Option* _option;
 };
 
+/// Makes each of them refuse every other.
+void excludeEachOther(std::vector<Option> options);
+
 /// A command, or a group of them. A view: the command line owns it.
 class Command {
  public:
   explicit Command(CLI::App& app) : _app(&app) {}
 
   Command add(const std::string& name, const std::string& about);
-  /// Refuses the group's name without a command of it.
-  void requireCommand();
+  /// Adds a group, which refuses its name without a command of it.
+  Command addGroup(const std::string& name, const std::string& about, const std::string& footer);
   void footer(const std::string& text);
   /// Runs `work` when the command line names this command and none below it. What `work` returns is
   /// the tool's exit status.

@@ -6,10 +6,10 @@
 #include "device/models.h"
 #include "host/unit_lock.h"
 #include "host/virtual_device.h"
+#include "platform/printable.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {
@@ -259,9 +259,8 @@ bool hasUnit() {
 }
 
 void addDeviceGroup(CLI::App& app) {
-  Command group = Command(app).add("device", "Make, show and change the virtual unit");
-  group.requireCommand();
-  group.footer(
+  Command group = Command(app).addGroup(
+      "device", "Make, show and change the virtual unit",
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; any command makes\n"
       "one there when it is missing.");
   addInit(group);

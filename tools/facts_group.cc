@@ -8,12 +8,12 @@
 #include "device/device.h"
 #include "device/models.h"
 #include "device/power.h"
+#include "platform/printable.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

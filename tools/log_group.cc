@@ -173,9 +173,8 @@ void addCollected(Command group) {
 }  // namespace
 
 void addLogGroup(CLI::App& app) {
-  Command group = Command(app).add("log", "Write to and read the unit's test log");
-  group.requireCommand();
-  group.footer("Example:\n  corvane log tail -f");
+  Command group = Command(app).addGroup("log", "Write to and read the unit's test log",
+                                        "Example:\n  corvane log tail -f");
   addWrite(group);
   addMessage(group);
   addTail(group);

@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/printable.h"
 #include "tools/log_record.h"
-#include "tools/printable.h"
 #include "tools/time_text.h"
 
 namespace corvane::tools {

@@ -10,8 +10,8 @@
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/json_output.h"
-#include "tools/quiet_write.h"
 #include "tools/record_field.h"
+#include "tools/standard_error.h"
 #include "tools/unit_lock.h"
 
 namespace corvane::tools {
@@ -92,10 +92,8 @@ void addCommand(Command group, const std::string& name, const std::string& about
 }  // namespace
 
 void addPoisonGroup(CLI::App& app) {
-  Command group = Command(app).add(
-      "poison", "Mark the unit as failed in a poison byte, which later stations look at");
-  group.requireCommand();
-  group.footer(
+  Command group = Command(app).addGroup(
+      "poison", "Mark the unit as failed in a poison byte, which later stations look at",
       "Example:\n  corvane poison set 24\n\n"
       "A failure at an offset below 128 is final: it can be neither set again nor cleared.\n"
       "From offset 128 on, a poison byte is a byte of a diagnostic record.");

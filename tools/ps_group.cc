@@ -159,11 +159,8 @@ void addPsGroup(CLI::App& app) {
 
   record.needs(length);
   length.needs(record);
-  std::vector<Option> modes = {log, watch, record, plot};
-  for (size_t i = 0; i < modes.size(); ++i) {
-    modes[i].excludes(json).excludes(over);
-    for (size_t j = 0; j < i; ++j) modes[i].excludes(modes[j]);
-  }
+  excludeEachOther({log, watch, record, plot});
+  for (Option mode : {log, watch, record, plot}) mode.excludes(json).excludes(over);
   // What a mode would ignore is refused.
   log.excludes(threads).excludes(sort).excludes(top);
   record.excludes(threads);

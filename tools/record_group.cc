@@ -12,7 +12,7 @@
 #include "tools/command_line.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
-#include "tools/quiet_write.h"
+#include "tools/standard_error.h"
 #include "tools/unit_lock.h"
 
 namespace corvane::tools {
@@ -130,10 +130,9 @@ void addList(Command group) {
 }  // namespace
 
 void addRecordGroup(CLI::App& app) {
-  Command group =
-      Command(app).add("record", "Show and append to the chain of at most 20 diagnostic records");
-  group.requireCommand();
-  group.footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
+  Command group = Command(app).addGroup(
+      "record", "Show and append to the chain of at most 20 diagnostic records",
+      "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   addAdd(group);
   addList(group);
 }

@@ -5,10 +5,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/printable.h"
 #include "tools/byte_file.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/results/run_filter.h"
 #include "tools/results/run_reader.h"
 #include "tools/results/run_writers.h"

@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "controlbits/control_bits.h"
+#include "platform/printable.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
-#include "tools/printable.h"
 #include "tools/shell/completion.h"
 #include "tools/shell/manual.h"
 

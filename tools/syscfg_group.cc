@@ -17,7 +17,7 @@
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/quiet_write.h"
+#include "tools/standard_error.h"
 #include "tools/unit_lock.h"
 
 namespace corvane::tools {
@@ -239,13 +239,6 @@ void addKey(Command command, std::string& key) {
   command.text("KEY", key, "Four characters such as OPTS, or 0x and up to eight digits").required();
 }
 
-/// Each of them refuses every other.
-void excludeEachOther(std::vector<Option> options) {
-  for (size_t i = 0; i < options.size(); ++i) {
-    for (size_t j = 0; j < i; ++j) options[i].excludes(options[j]);
-  }
-}
-
 void addList(Command group) {
   const auto json = std::make_shared<bool>(false);
   Command command = group.add("list", "List the keys and the beginnings of their values");
@@ -319,12 +312,10 @@ void addMap(Command group) {
 
 void addSyscfgGroup(CLI::App& app) {
   Command group =
-      Command(app).add("syscfg", "Show and change the keys of the unit's configuration area");
-  group.requireCommand();
-  group.footer(
-      "Examples:\n"
-      "  corvane syscfg list\n"
-      "  corvane syscfg set OPTS \"serial=3 soak\"");
+      Command(app).addGroup("syscfg", "Show and change the keys of the unit's configuration area",
+                            "Examples:\n"
+                            "  corvane syscfg list\n"
+                            "  corvane syscfg set OPTS \"serial=3 soak\"");
   addList(group);
   addGet(group);
   addSet(group);

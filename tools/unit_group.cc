@@ -139,10 +139,8 @@ void addDiff(Command group) {
 }  // namespace
 
 void addUnitGroup(CLI::App& app) {
-  Command group = Command(app).add(
-      "unit", "Export, import and compare units as documents that people can read");
-  group.requireCommand();
-  group.footer(
+  Command group = Command(app).addGroup(
+      "unit", "Export, import and compare units as documents that people can read",
       "Examples:\n"
       "  corvane unit export --to unit.json\n"
       "  corvane unit diff unit-1.json unit-2.json");

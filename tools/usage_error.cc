@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "tools/printable.h"
+#include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {

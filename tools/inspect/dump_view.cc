@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "tools/printable.h"
+#include "platform/printable.h"
 #include "tools/table.h"
 #include "tools/time_text.h"
 

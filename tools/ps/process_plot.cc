@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
-#include <string_view>
 
-#include "tools/printable.h"
+#include "platform/printable.h"
+#include "tools/markup.h"
 #include "tools/ps/text_columns.h"
 
 namespace corvane::tools {
@@ -30,29 +30,6 @@ __attribute__((format(printf, 1, 2))) std::string print(const char* format, ...)
   std::vsnprintf(text.data(), text.size(), format, arguments);
   va_end(arguments);
   return text.data();
-}
-
-/// Returns the text as XML content. What XML cannot hold shows as "\x1b" or "?".
-std::string escaped(std::string_view text) {
-  // U+FFFE and U+FFFF, the only characters that are neither controls nor allowed.
-  constexpr std::string_view kForbidden = "\xEF\xBF\xBE", kForbiddenToo = "\xEF\xBF\xBF";
-  const std::string shown = printable(text);
-  std::string out;
-  for (std::string_view rest = shown; !rest.empty(); rest.remove_prefix(1)) {
-    if (rest.starts_with(kForbidden) || rest.starts_with(kForbiddenToo)) {
-      out += '?';
-      rest.remove_prefix(kForbidden.size() - 1);
-    } else if (rest[0] == '&') {
-      out += "&amp;";
-    } else if (rest[0] == '<') {
-      out += "&lt;";
-    } else if (rest[0] == '>') {
-      out += "&gt;";
-    } else {
-      out += rest[0];
-    }
-  }
-  return out;
 }
 
 /// Returns the file's name at the end of a path, shortened to the room that the legend has.
@@ -161,8 +138,8 @@ std::string curve(const Series& series, const std::vector<RecordedSample>& sampl
     marks +=
         print("<circle cx=\"%.1f\" cy=\"%.1f\" r=\"3\" fill=\"%s\"/>", x, axes.y(usage), colour);
   }
-  return "<g><title>" + escaped(series.name) + print(" (%d)</title>", series.pid) + "<path d=\"" +
-         path + "\" stroke=\"" + colour + "\"/>" + marks + "</g>\n";
+  return "<g><title>" + markupText(series.name) + print(" (%d)</title>", series.pid) +
+         "<path d=\"" + path + "\" stroke=\"" + colour + "\"/>" + marks + "</g>\n";
 }
 
 std::string legendEntry(const Series& series, double top, const char* colour) {
@@ -170,7 +147,7 @@ std::string legendEntry(const Series& series, double top, const char* colour) {
   return print("<line x1=\"%g\" x2=\"%g\" y1=\"%g\" y2=\"%g\" stroke=\"%s\" stroke-width=\"4\"/>",
                kRight + 24, kRight + 44, top + 6, top + 6, colour) +
          print("<text x=\"%g\" y=\"%g\">", kRight + 52, top + 10) +
-         escaped(shortName(series.name)) + print(" (%d)</text>", series.pid) +
+         markupText(shortName(series.name)) + print(" (%d)</text>", series.pid) +
          print("<text class=\"small\" x=\"%g\" y=\"%g\">mean %.1f %%, peak %.1f %%</text>\n",
                kRight + 52, top + 26, mean, series.peak);
 }

@@ -33,8 +33,8 @@ struct ProcessSample {
   /// The sum over the threads.
   integer_t usage = 0;
   /// The sums over the live threads; nothing when the process could not be queried.
-  std::optional<task_thread_times_info_data_t> times;
-  std::vector<ThreadSample> threads;
+  std::optional<task_thread_times_info_data_t> times = {};
+  std::vector<ThreadSample> threads = {};
 };
 
 struct Sample {

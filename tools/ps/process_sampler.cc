@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "platform/mach_port.h"
-#include "tools/command_error.h"
 #include "tools/ps/process_sample.h"
+#include "tools/ps/sampling.h"
 
 namespace corvane::tools {
 namespace {
@@ -14,7 +14,9 @@ namespace {
 /// own, and its pass ends with the first process that exits meanwhile.
 class Sampler {
  public:
-  Sample take();
+  /// Returns why `sample` has no process; empty when it has.
+  std::string take();
+  Sample& sample() { return _sample; }
 
  private:
   bool fails(const char* call, kern_return_t result);
@@ -39,7 +41,7 @@ bool Sampler::fails(const char* call, kern_return_t result) {
   return true;
 }
 
-Sample Sampler::take() {
+std::string Sampler::take() {
   int name[] = {CTL_KERN, KERN_ARGMAX};
   int32_t size = 0;
   size_t length = sizeof size;
@@ -51,9 +53,8 @@ Sample Sampler::take() {
   if (!fails("host_processor_sets", host_processor_sets(host.get(), sets.out(), sets.outCount()))) {
     for (const processor_set_name_t set : sets.ports()) addProcesses(host.get(), set);
   }
-  if (!_sample.processes.empty()) return std::move(_sample);
-  throw CommandError(kFailed, "the processes cannot be sampled: " +
-                                  (_sample.failure.empty() ? "none is listed" : _sample.failure));
+  if (!_sample.processes.empty()) return "";
+  return _sample.failure.empty() ? "none is listed" : _sample.failure;
 }
 
 void Sampler::addProcesses(mach_port_t host, processor_set_name_t set) {
@@ -134,6 +135,10 @@ std::string Sampler::pathOf(int32_t pid) {
 
 }  // namespace
 
-Sample takeSample() { return Sampler().take(); }
+Sample takeSample() {
+  Sampler sampler;
+  requireProcesses([&] { return sampler.take(); });
+  return std::move(sampler.sample());
+}
 
 }  // namespace corvane::tools

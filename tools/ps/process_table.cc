@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "tools/printable.h"
+#include "platform/printable.h"
 #include "tools/ps/text_columns.h"
 #include "tools/table.h"
 

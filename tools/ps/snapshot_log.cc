@@ -13,6 +13,7 @@
 #include "processes/processes.h"
 #include "processes/sampler_messages.h"
 #include "tools/command_error.h"
+#include "tools/ps/sampling.h"
 
 namespace corvane::tools {
 namespace {
@@ -69,13 +70,10 @@ void DivertedOutput::read(int pipe) {
   }
 }
 
-}  // namespace
-
-size_t logSnapshot() {
+/// Makes passes until one is whole. Returns why none was; empty when one was.
+std::string samplePasses(std::unique_ptr<Processes>& processes) {
   // Each pass ends with the first process that exits while it is under way.
   constexpr int kMostPasses = 50;
-  constexpr size_t kTitleLines = 2;
-  std::unique_ptr<Processes> processes;
   std::string failure;
   for (int pass = 0; pass < kMostPasses; ++pass) {
     DivertedOutput output;
@@ -85,12 +83,19 @@ size_t logSnapshot() {
       processes = std::make_unique<Processes>();
     }
     failure = output.end();
-    const CFDictionaryRef snapshot = processes->getCachedProcesses();
-    if (!failure.empty() || !snapshot) continue;
-    processes->prettyPrintToLog();
-    return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(snapshot));
+    if (failure.empty() && processes->getCachedProcesses()) return "";
   }
-  throw CommandError(kFailed, "the processes cannot be sampled: " + failure);
+  return failure.empty() ? "none is listed" : failure;
+}
+
+}  // namespace
+
+size_t logSnapshot() {
+  constexpr size_t kTitleLines = 2;
+  std::unique_ptr<Processes> processes;
+  requireProcesses([&] { return samplePasses(processes); });
+  processes->prettyPrintToLog();
+  return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
 }
 
 }  // namespace corvane::tools

@@ -1,20 +1,11 @@
-#include <gtest/gtest.h>
-
-#include "tools/report/html_text.h"
+#include "testing/unit_test.h"
+#include "tools/markup.h"
 #include "tools/report/report_page.h"
 
 namespace corvane::tools {
 namespace {
 
-/// A dump of control-bit bytes without records, with `byte` at offset 20.
-UnitImage dumpWith(uint8_t byte) {
-  UnitImage image;
-  image.kind = ImageKind::kData;
-  Bytes data(1024, 0xFF);
-  data[20] = byte;
-  image.files[kDiagnosticDataFile] = std::move(data);
-  return image;
-}
+using corvane::testing::countOf;
 
 TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
   const struct {
@@ -28,8 +19,12 @@ TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
       {0xF2, 0xFE, "Poisoned", "A poison byte is set at offset 21."},
   };
   for (const auto& [byte, other, headline, detail] : cases) {
-    UnitImage image = dumpWith(byte);
-    image.files[kDiagnosticDataFile][21] = other;
+    UnitImage image;
+    image.kind = ImageKind::kData;
+    Bytes& data = image.files[kDiagnosticDataFile];
+    data.assign(1024, 0xFF);
+    data[20] = byte;
+    data[21] = other;
     const Verdict verdict = verdictOn(ReportSubject("dump", std::move(image)));
     EXPECT_EQ(verdict.headline, headline);
     EXPECT_EQ(verdict.details.front(), detail);
@@ -40,7 +35,7 @@ TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
 }
 
 TEST(ReportTest, TextOfAUnitIsNeverMarkup) {
-  EXPECT_EQ(htmlText("<a b=\"c\" d='e'>&\x1b\xFF"),
+  EXPECT_EQ(markupText("<a b=\"c\" d='e'>&\x1b\xFF"),
             "&lt;a b=&quot;c&quot; d=&#39;e&#39;&gt;&amp;\\x1b\\xff");
   // Every byte that can be text, wherever a unit keeps texts.
   std::string hostile = "</title></style><script>";
@@ -52,13 +47,8 @@ TEST(ReportTest, TextOfAUnitIsNeverMarkup) {
   image.files[kTestLogFile] = bytes;
   const std::string plain = reportPage({ReportSubject("unit", UnitImage(image))}, "");
   const std::string page = reportPage({ReportSubject(hostile, image)}, "");
-  const auto count = [](const std::string& text, const std::string& part) {
-    size_t found = 0;
-    for (size_t at = 0; (at = text.find(part, at)) != text.npos; ++at) ++found;
-    return found;
-  };
-  for (const char* markup : {"<script", "</title", "</style"}) EXPECT_EQ(count(page, markup), 1u);
-  EXPECT_EQ(count(page, "<"), count(plain, "<"));
+  for (const char* part : {"<script", "</title", "</style"}) EXPECT_EQ(countOf(page, part), 1u);
+  EXPECT_EQ(countOf(page, "<"), countOf(plain, "<"));
 }
 
 }  // namespace

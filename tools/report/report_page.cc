@@ -1,6 +1,6 @@
 #include "tools/report/report_page.h"
 
-#include "tools/report/html_text.h"
+#include "tools/markup.h"
 #include "tools/report/subject_sections.h"
 
 namespace corvane::tools {
@@ -95,25 +95,25 @@ std::string verdictBox(const Verdict& verdict) {
                       : verdict.level == Verdict::Level::kGood ? "good"
                                                                : "open";
   std::string html = std::string("<div class=\"verdict ") + style + "\"><strong>" +
-                     htmlText(verdict.headline) + "</strong>\n";
-  for (const std::string& detail : verdict.details) html += "<p>" + htmlText(detail) + "</p>\n";
+                     markupText(verdict.headline) + "</strong>\n";
+  for (const std::string& detail : verdict.details) html += "<p>" + markupText(detail) + "</p>\n";
   return html + "</div>\n";
 }
 
 std::string article(const ReportSubject& subject, size_t number) {
-  return "<article id=\"subject-" + std::to_string(number) + "\">\n<h2>" + htmlText(subject.name) +
-         "</h2>\n" + verdictBox(verdictOn(subject)) + factsSection(subject) +
-         statusSection(subject) + recordsSection(subject) + configurationSection(subject) +
-         findingsSection(subject) + bootArgumentsSection(subject) + logSection(subject) +
-         "</article>\n";
+  return "<article id=\"subject-" + std::to_string(number) + "\">\n<h2>" +
+         markupText(subject.name) + "</h2>\n" + verdictBox(verdictOn(subject)) +
+         factsSection(subject) + statusSection(subject) + recordsSection(subject) +
+         configurationSection(subject) + findingsSection(subject) + bootArgumentsSection(subject) +
+         logSection(subject) + "</article>\n";
 }
 
 /// The subjects with their verdicts and links to them.
 std::string overview(const std::vector<ReportSubject>& subjects) {
   std::string html = "<nav><ul>\n";
   for (size_t i = 0; i < subjects.size(); ++i) {
-    html += "<li><a href=\"#subject-" + std::to_string(i) + "\">" + htmlText(subjects[i].name) +
-            "</a>: " + htmlText(verdictOn(subjects[i]).headline) + "</li>\n";
+    html += "<li><a href=\"#subject-" + std::to_string(i) + "\">" + markupText(subjects[i].name) +
+            "</a>: " + markupText(verdictOn(subjects[i]).headline) + "</li>\n";
   }
   return html + "</ul></nav>\n";
 }

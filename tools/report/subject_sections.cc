@@ -8,7 +8,8 @@
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/log_record.h"
-#include "tools/report/html_text.h"
+#include "tools/markup.h"
+#include "tools/report/html_table.h"
 #include "tools/time_text.h"
 #include "tools/unit/unit_document.h"
 
@@ -20,10 +21,10 @@ using Row = std::vector<std::string>;
 std::string section(const std::string& title, const std::string& content) {
   return content.empty()
              ? ""
-             : "<section>\n<h3>" + htmlText(title) + "</h3>\n" + content + "</section>\n";
+             : "<section>\n<h3>" + markupText(title) + "</h3>\n" + content + "</section>\n";
 }
 
-std::string paragraph(const std::string& text) { return "<p>" + htmlText(text) + "</p>\n"; }
+std::string paragraph(const std::string& text) { return "<p>" + markupText(text) + "</p>\n"; }
 
 std::string textOf(const nlohmann::ordered_json& value) {
   if (value.is_null()) return "(none)";
@@ -49,7 +50,7 @@ std::string cellOf(size_t offset, uint8_t byte) {
   if (mark == kPoisonMark || mark == 'F') style = "failed";
   if (mark == 'P') style = "passed";
   if (mark == 'I') style = "incomplete";
-  return std::string("<td class=\"") + style + "\" title=\"" + htmlText(text) + "\">" +
+  return std::string("<td class=\"") + style + "\" title=\"" + markupText(text) + "\">" +
          (mark == kUnwrittenMark ? "\u00b7" : std::string(1, mark)) + "</td>";
 }
 
@@ -106,14 +107,14 @@ std::string areaPicture(const AreaReport& report, std::span<const uint8_t> area)
     svg += "<rect class=\"part" + std::to_string(part) + "\" x=\"" + std::to_string(at % kColumns) +
            "\" y=\"" + std::to_string(at / kColumns * kHeight) + "\" width=\"" +
            std::to_string(end - at) + "\" height=\"" + std::to_string(kHeight) + "\"><title>" +
-           htmlText(title) + "</title></rect>\n";
+           markupText(title) + "</title></rect>\n";
     at = end;
   }
   svg += "</svg>\n<ul class=\"parts\">";
   for (size_t part = 0; part < areaParts().size(); ++part) {
     const std::string style = "part" + std::to_string(part);
     svg += "<li><svg class=\"key\" viewBox=\"0 0 1 1\" aria-hidden=\"true\"><rect class=\"" +
-           style + "\" width=\"1\" height=\"1\"/></svg> " + htmlText(areaParts()[part]->name) +
+           style + "\" width=\"1\" height=\"1\"/></svg> " + markupText(areaParts()[part]->name) +
            "</li>";
   }
   return svg + "</ul>\n";
@@ -167,13 +168,13 @@ std::string recordsSection(const ReportSubject& subject) {
   for (size_t i = 0; i < records.size(); ++i) {
     const RecordLine& record = records[i];
     html += "<li class=\"result" + std::to_string(record.result) + "\"><time>" +
-            htmlText(localTimeText(record.time).value_or("(no time)")) + "</time>";
+            markupText(localTimeText(record.time).value_or("(no time)")) + "</time>";
     int64_t elapsed = 0;
     if (i > 0 && !__builtin_sub_overflow(record.time, records[i - 1].time, &elapsed)) {
-      html += " <small>" + htmlText(elapsedText(elapsed)) + "</small>";
+      html += " <small>" + markupText(elapsedText(elapsed)) + "</small>";
     }
     html += "<br>station " + std::to_string(record.station) + ", result " +
-            std::to_string(record.result) + ": <q>" + htmlText(record.bytes) + "</q></li>\n";
+            std::to_string(record.result) + ": <q>" + markupText(record.bytes) + "</q></li>\n";
   }
   return section("Records", html + "</ol>\n");
 }
@@ -246,7 +247,7 @@ std::string logSection(const ReportSubject& subject) {
       continue;
     }
     html += std::string(beginsLogRecord(line) ? "<li>" : "<li class=\"continued\">") +
-            htmlText(line) + "</li>\n";
+            markupText(line) + "</li>\n";
   }
   if (skipped > 0) {
     html = paragraph("Of " + std::to_string(count) + " lines the last " +

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "tools/printable.h"
-#include "tools/results/markup.h"
+#include "platform/printable.h"
+#include "tools/markup.h"
 #include "tools/results/run_filter.h"
 
 namespace corvane::tools {

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "tools/printable.h"
+#include "platform/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

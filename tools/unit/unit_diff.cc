@@ -6,11 +6,11 @@
 #include <set>
 
 #include "controlbits/control_bit_byte.h"
+#include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/control_bit_text.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
-#include "tools/printable.h"
 #include "tools/time_text.h"
 #include "tools/unit/unit_document.h"
 

@@ -6,12 +6,12 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/control_bit_text.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/time_text.h"
 
 namespace corvane::tools {

@@ -1,9 +1,14 @@
-#ifndef CORVANE_TOOLS_QUIET_WRITE_H_
-#define CORVANE_TOOLS_QUIET_WRITE_H_
+#ifndef CORVANE_TOOLS_STANDARD_ERROR_H_
+#define CORVANE_TOOLS_STANDARD_ERROR_H_
 
 #include <functional>
+#include <string>
 
 namespace corvane::tools {
+
+/// Runs `work` and returns what it and the libraries wrote to standard error, which does not show
+/// it. Where it cannot be kept, it shows, and the result is empty.
+std::string standardErrorOf(const std::function<void()>& work);
 
 /// Runs `write`, a change of the data area. When the kernel refuses the change, the platform prints
 /// the whole request to standard error (33 KB for the configuration area), which the test log has
@@ -12,4 +17,4 @@ void runQuietly(const std::function<void()>& write);
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_QUIET_WRITE_H_
+#endif  // CORVANE_TOOLS_STANDARD_ERROR_H_

@@ -1,4 +1,4 @@
-#include "tools/quiet_write.h"
+#include "tools/standard_error.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <string>
 
 #include "platform/scoped_file.h"
@@ -35,28 +36,32 @@ class Redirection {
   int _standardError;
 };
 
-void passOnUnitLines(std::FILE* file) {
-  std::rewind(file);
-  std::array<char, 4096> piece;
-  bool isLineStart = true, isPassedOn = false;
-  while (std::fgets(piece.data(), static_cast<int>(piece.size()), file)) {
-    const std::string text = piece.data();
-    if (isLineStart) isPassedOn = text.starts_with("virtual device: ");
-    if (isPassedOn) std::cerr << text;
-    isLineStart = text.ends_with('\n');
-  }
-}
-
 }  // namespace
 
-void runQuietly(const std::function<void()>& write) {
+std::string standardErrorOf(const std::function<void()>& work) {
   const ScopedFile kept(std::tmpfile());
-  if (!kept) return write();
+  if (!kept) {
+    work();
+    return "";
+  }
   {
     const Redirection redirection(kept.get());
-    write();
+    work();
   }
-  passOnUnitLines(kept.get());
+  std::rewind(kept.get());
+  std::string text;
+  std::array<char, 4096> piece;
+  while (const size_t size = std::fread(piece.data(), 1, piece.size(), kept.get())) {
+    text.append(piece.data(), size);
+  }
+  return text;
+}
+
+void runQuietly(const std::function<void()>& write) {
+  std::istringstream lines(standardErrorOf(write));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("virtual device: ")) std::cerr << line << "\n";
+  }
 }
 
 }  // namespace corvane::tools

@@ -1,0 +1,45 @@
+#include "platform/printable.h"
+
+#include <utf8.h>
+
+#include <cstdint>
+
+namespace corvane {
+namespace {
+
+bool isControl(uint32_t codePoint) {
+  return (codePoint < 0x20 && codePoint != '\t') || (codePoint >= 0x7F && codePoint < 0xA0);
+}
+
+void appendDigits(std::string& shown, std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (const char character : bytes) {
+    const auto byte = static_cast<uint8_t>(character);
+    shown += "\\x";
+    shown += kDigits[byte >> 4];
+    shown += kDigits[byte & 0xF];
+  }
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  shown.reserve(text.size());
+  for (const char *at = text.data(), *const end = at + text.size(); at != end;) {
+    for (const char* const invalid = utf8::find_invalid(at, end); at != invalid;) {
+      const char* const start = at;
+      const bool isShown = !isControl(utf8::unchecked::next(at));
+      const std::string_view character(start, static_cast<size_t>(at - start));
+      if (isShown) {
+        shown += character;
+      } else {
+        appendDigits(shown, character);
+      }
+    }
+    if (at != end) appendDigits(shown, {at++, 1});
+  }
+  return shown;
+}
+
+}  // namespace corvane
