@@ -7,12 +7,12 @@ set -euo pipefail
 
 folder=$1 cxx=$2
 shift 2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-find "$folder" -name '*.h' -print0 | sort -z >"$work/headers"
+examples=$(mktemp --suffix=.cc)
+trap 'rm "$examples"' EXIT
+mapfile -d '' headers < <(find "$folder" -name '*.h' -print0 | sort -z)
 
 {
-  while IFS= read -r -d '' header; do printf '#include "%s"\n' "$header"; done <"$work/headers"
+  printf '#include "%s"\n' "${headers[@]}"
   cat <<'CC'
 #include <vector>
 
@@ -31,7 +31,7 @@ void runMyStation();
 void burnIn(TestRun& run);
 CC
   # shellcheck disable=SC2016  # awk expands it.
-  xargs -0 awk '
+  awk '
     function finish() {
       if (isCode) printf "\n#line %d \"%s\"\nauto example%d() {\n%s}\n", line, file, ++count, example
       example = ""
@@ -47,10 +47,10 @@ CC
     }
     { finish() }
     END { finish(); printf "\n// %d examples\n", count }
-  ' <"$work/headers"
-} >"$work/examples.cc"
+  ' "${headers[@]}"
+} >"$examples"
 
-tail -n 1 "$work/examples.cc"
+tail -n 1 "$examples"
 "$cxx" "$@" -std=c++20 -Wall -Wextra -Werror -Wno-return-type -Wno-unused-variable -fsyntax-only \
-  "$work/examples.cc"
-grep -q '^// [1-9]' "$work/examples.cc"
+  "$examples"
+grep -q '^// [1-9]' "$examples"

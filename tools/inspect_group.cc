@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "controlbits/control_bit_byte.h"
+#include "platform/printable.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
@@ -14,7 +15,6 @@
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/table.h"
 
 namespace corvane::tools {

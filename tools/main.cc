@@ -6,10 +6,10 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/printable.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/printable.h"
 #include "tools/station_commands.h"
 
 namespace corvane::tools {

@@ -1,6 +1,3 @@
-#include <cstdlib>
-#include <nlohmann/json.hpp>
-
 #include "testing/tool_run.h"
 
 namespace corvane::testing {
@@ -8,30 +5,8 @@ namespace {
 
 using nlohmann::json;
 
-/// A run of the tool. Errors that are expected are a part of what it prints as such; none means
-/// none.
-struct Case {
-  std::string arguments;
-  int exitStatus;
-  std::string output;
-  std::string errors = {};
-};
-
 class CommandTest : public ToolTest {
  protected:
-  void expectEach(const std::vector<Case>& cases, const std::string& faults = "") const {
-    for (const Case& c : cases) {
-      const Outcome outcome = run(c.arguments, faults);
-      EXPECT_EQ(outcome.exitStatus, c.exitStatus) << c.arguments << "\n" << outcome.errors;
-      EXPECT_EQ(outcome.output, c.output) << c.arguments;
-      EXPECT_NE(outcome.errors.find(c.errors), std::string::npos) << outcome.errors;
-      EXPECT_EQ(outcome.errors.empty(), c.errors.empty()) << c.arguments << "\n" << outcome.errors;
-    }
-  }
-  json jsonOf(const std::string& arguments) const {
-    return json::parse(run(arguments + " --json").output);
-  }
-  std::filesystem::path log() const { return unit() / "root/private/var/logs/CorvaneTov/log.txt"; }
   std::filesystem::path area() const { return unit() / "data/VelmoDiagnosticDataSysCfg.bin"; }
 };
 
@@ -45,7 +20,6 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20", "status set needs --status, --count or both\n"},
       {"status set --count 1", "OFFSET is required\n"},
       {"status set x --count 1", "OFFSET takes a number, 0 or more, not 'x'\n"},
-      {"status set 20 --count 8", "--count takes a number from 0 to 7, not '8'\n"},
       {"status set 20 --count 8 --status 7", "--count takes a number from 0 to 7, not '8'\n"},
       {"status set 20 --status 7 --count 8", "--status takes " + names + ", not '7'\n"},
       {"status suite pased", "STATUS takes " + names + ", not 'pased'; did you mean 'passed'?\n"},
@@ -63,28 +37,11 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"device set --power mains", "--power takes host or plist, not 'mains'\n"},
       {"device set --without nvrm", "; did you mean 'nvram'?\n"},
       {"device path var/log", "'var/log' is no absolute path on the device\n"},
-      {"log tail -n -1", "--lines takes a number, 0 or more, not '-1'\n"},
       {"log write x --raw --test y", "--test cannot be used with --raw\n"},
       {"log write x y", "corvane log write has no use for 'y'\n"},
-      {"ps --sort cp", "--sort takes cpu, name or pid, not 'cp'; did you mean 'cpu'?\n"},
-      {"syscfg get CNTB", "marks indirect entries and is no key\n"}};
+      {"syscfg get CNTB", "marks indirect entries and is no key\n"},
+      {"statsu --json", R"({"schema":1,"error":{"status":2,"message":"corvane has)"}};
   for (const auto& [arguments, message] : cases) expectEach({{arguments, 2, "", message}});
-  expectEach(
-      {{"statsu --json", 2, "", R"({"schema":1,"error":{"status":2,"message":"corvane has)"}});
-  EXPECT_FALSE(std::filesystem::exists(unit()));
-  EXPECT_EQ(run("status --to 1024").exitStatus, 2);
-}
-
-TEST_F(CommandTest, EveryCommandTeachesItself) {
-  for (const char* command :
-       {"", " inspect", " syscfg", " syscfg get", " bootargs", " bootargs add", " facts",
-        " poison set", " record add", " status", " status set", " log", " log write",
-        " log message", " device", " device init", " device set"}) {
-    const Outcome outcome = run(std::string(command) + " --help");
-    EXPECT_EQ(outcome.exitStatus, 0) << command;
-    EXPECT_NE(outcome.output.find(std::string("corvane") + command), std::string::npos)
-        << outcome.output;
-  }
   EXPECT_FALSE(std::filesystem::exists(unit()));
 }
 
@@ -113,11 +70,9 @@ TEST_F(CommandTest, AUnitIsMadeChangedAndShown) {
               {"device set --with data-area", 0, ""},
               {"device path /var/log/x", 0, (unit() / "root/var/log/x").string() + "\n"}});
   EXPECT_EQ(run("status").exitStatus, 0);
-  const json wanted =
-      json::parse(R"({"schema": 1, "model": "T34AP", "battery": 53, "batteryMax": 155,
-      "radio": false, "externalPower": false, "bootArgs": null, "build": "3C1"})");
-  const json shown = jsonOf("device show");
-  for (const auto& [name, value] : wanted.items()) EXPECT_EQ(shown[name], value) << name;
+  expectFields(jsonOf("device show"), R"({"schema": 1, "model": "T34AP", "battery": 53,
+      "batteryMax": 155, "radio": false, "externalPower": false, "bootArgs": null,
+      "build": "3C1"})");
 }
 
 TEST_F(CommandTest, FactsSayWhatCannotBeRead) {
@@ -136,10 +91,8 @@ TEST_F(CommandTest, FactsSayWhatCannotBeRead) {
   std::filesystem::resize_file(area(), 5);
   expectEach({{"facts", 0, head + "         (cannot be read)" + tail}});
   run("device set --without model --without battery --power host");
-  const json facts = jsonOf("facts");
-  EXPECT_EQ(facts["model"], nullptr);
-  EXPECT_EQ(facts["baseband"], true);
-  EXPECT_EQ(jsonOf("device show")["power"], "host");
+  expectFields(jsonOf("facts"), R"({"model": null, "baseband": true})");
+  expectFields(jsonOf("device show"), R"({"power": "host"})");
 }
 
 TEST_F(CommandTest, StatusAndPoisonBytesAreWrittenAndShown) {
@@ -167,25 +120,21 @@ TEST_F(CommandTest, StatusAndPoisonBytesAreWrittenAndShown) {
 
 TEST_F(CommandTest, RecordsAreAddedUntilTheChainIsFullAndNotChangedByChance) {
   EXPECT_EQ(jsonOf("record list")["records"], json::array());
+  const std::string second = "record add x --station 13 --result 2";
   EXPECT_EQ(run("record add 'thirteen char' --station 12 --result 1").exitStatus, 0);
-  EXPECT_EQ(
-      run("record add x --station 13 --result 2", "IORegistryEntrySetCFProperties@2").exitStatus,
-      1);
-  for (const auto& [change, field] : std::initializer_list<std::pair<std::string, std::string>>{
-           {"status set 136 --count 1", "is in the station of the record at offset 128; nothing"},
-           {"poison set 137", "is in the flags (version, result, continuation) of the record at"},
-           {"poison clear 128", "is in the time of the record at offset 128; nothing"},
-           {"status set 210 --count 1",
-            "is in the message of the unused record slot at offset 200"},
-           {"status set 608 --count 1", "lies after the records; nothing was changed: --force"}}) {
-    expectEach({{change, 1, "", field}});
-  }
-  json first = jsonOf("record list")["records"][0];
-  first.erase("time");
-  first.erase("seconds");
-  EXPECT_EQ(first, json::parse(R"({"offset": 128, "station": 12, "version": 0, "result": 1,
-                                   "message": "thirteen char"})"));
-  EXPECT_EQ(run("poison set 136 --force").output, "offset 136: 0xfe, poisoned\n");
+  EXPECT_EQ(run(second, "IORegistryEntrySetCFProperties@2").exitStatus, 1);
+  expectEach(
+      {{"status set 136 --count 1", 1, "", "is in the station of the record at offset 128;"},
+       {"poison set 137", 1, "", "is in the flags (version, result, continuation) of the record"},
+       {"poison clear 128", 1, "", "is in the time of the record at offset 128; nothing"},
+       {"status set 210 --count 1", 1, "",
+        "in the message of the unused record slot at offset 200"},
+       {"status set 608 --count 1", 1, "", "lies after the records; nothing was changed: --force"},
+       {"status --to 1024", 2, "", "1024 lies outside the data set of 1024 bytes\n"}});
+  expectFields(jsonOf("record list")["records"][0],
+               R"({"offset": 128, "station": 12, "version": 0, "result": 1,
+                   "message": "thirteen char"})");
+  expectEach({{"poison set 136 --force", 0, "offset 136: 0xfe, poisoned\n"}});
   EXPECT_EQ(jsonOf("record list")["records"][0]["station"], 254);
   for (int slot = 1; slot < 20; ++slot) {
     EXPECT_EQ(run("record add x --station 14 --result 3").exitStatus, 0) << slot;
@@ -250,19 +199,15 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
 
   writeText(log(), "[2026-11-16 00:05:09]     Fixture: a: b\n[2026-99-16 00:05:09] x\n" + lines[2] +
                        "\nlast, cut short");
-  const std::vector<std::string> fields = splitLines(run("log tail --json", "").output);
-  ASSERT_EQ(fields.size(), 3u);
-  const json record = json::parse(fields[0]);
-  EXPECT_TRUE(record["time"].get<std::string>().starts_with("2026-11-16T00:05:09")) << record;
-  EXPECT_EQ(record["test"], "Fixture");
-  EXPECT_EQ(record["message"], "a: b");
-  EXPECT_EQ(record["indentation"], 1);
-  EXPECT_EQ(json::parse(fields[1]), json({{"schema", 1}, {"text", "[2026-99-16 00:05:09] x"}}));
-  json message = json::parse(fields[2]);
-  EXPECT_NE(message["time"], nullptr);
-  message.erase("time");
-  EXPECT_EQ(message, json::parse(R"({"schema": 1, "sid": "A'7", "type": "stop",
-                                     "fields": {"context": "", "code": "0"}, "rest": "x"})"));
+  const std::vector<std::string> objects = splitLines(run("log tail --json").output);
+  ASSERT_EQ(objects.size(), 3u);
+  EXPECT_NE(objects[0].find(R"("time":"2026-11-16T00:05:09)"), std::string::npos) << objects[0];
+  expectFields(json::parse(objects[0]),
+               R"({"test": "Fixture", "message": "a: b", "indentation": 1})");
+  EXPECT_EQ(objects[1], R"({"schema":1,"text":"[2026-99-16 00:05:09] x"})");
+  EXPECT_NE(objects[2].find(R"("time":"2)"), std::string::npos) << objects[2];
+  expectFields(json::parse(objects[2]), R"({"schema": 1, "sid": "A'7", "type": "stop",
+                                            "fields": {"context": "", "code": "0"}, "rest": "x"})");
 
   expectEach({{"log collected", 1, "not collected (old style)\n"}});
   writeText(unit() / "root/private/var/logs/BurnIn/.logsCollected", "");

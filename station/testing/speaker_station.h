@@ -4,19 +4,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <functional>
 #include <map>
-#include <string>
-#include <vector>
 
+#include "log/log.h"
 #include "station/station.h"
-#include "testing/unit_test.h"
+#include "testing/tool_run.h"
 
 /// A station for tests, and what a unit holds afterwards.
 namespace corvane::station {
+
+using corvane::testing::expectFields;
+using corvane::testing::readText;
+using nlohmann::json;
+using ::testing::IsSubstring;
 
 inline const Profile kStation = {
     .name = "speaker", .number = 8, .statusOffset = 20, .poisonOffset = 21, .runCountKey = "SPKR"};
@@ -24,28 +25,27 @@ inline const Profile kStation = {
 /// What a unit's files hold, read by this test's own understanding of their layout.
 struct Held {
   explicit Held(const std::filesystem::path& unit) {
-    const std::string data = corvane::testing::readText(unit / "data/VelmoDiagnosticData.bin");
-    status = static_cast<uint8_t>(data[20]);
-    poison = static_cast<uint8_t>(data[21]);
+    const std::string data = readText(unit / "data/VelmoDiagnosticData.bin");
+    const auto byte = [&](size_t offset) { return static_cast<uint8_t>(data[offset]); };
+    status = byte(20);
+    poison = byte(21);
     for (size_t slot = 128; slot < 128 + 20 * 24; slot += 24) {
-      const auto flags = static_cast<uint8_t>(data[slot + 9]);
-      if (data.substr(slot, 8) == std::string("\xFF\xFF\xFF\xFF\0\0\0\0", 8) && (flags & 0x40))
-        break;
-      records.push_back(std::to_string(static_cast<uint8_t>(data[slot + 8])) + "/" +
-                        std::to_string(flags >> 4 & 3) + "/" + data.substr(slot + 10, 14).c_str());
-      if (!(flags & 0x40)) break;
+      const uint8_t flags = byte(slot + 9);
+      const bool isContinued = (flags & 0x40) != 0;
+      if (isContinued && data.compare(slot, 8, "\xFF\xFF\xFF\xFF\0\0\0\0", 8) == 0) break;
+      records.push_back(std::to_string(byte(slot + 8)) + "/" + std::to_string(flags >> 4 & 3) +
+                        "/" + data.substr(slot + 10, 14).c_str());
+      if (!isContinued) break;
     }
-    const std::string area =
-        corvane::testing::readText(unit / "data/VelmoDiagnosticDataSysCfg.bin");
+    const std::string area = readText(unit / "data/VelmoDiagnosticDataSysCfg.bin");
     const auto word = [&](size_t offset) {
       uint32_t value = 0;
       std::memcpy(&value, &area[offset], sizeof value);
       return value;
     };
     for (size_t entry = 24; entry < 24 + 20 * word(20); entry += 20) {
-      const uint32_t key = word(entry);
-      keys[{static_cast<char>(key >> 24), static_cast<char>(key >> 16), static_cast<char>(key >> 8),
-            static_cast<char>(key)}] = word(entry + 4);
+      const std::string key = area.substr(entry, 4);
+      keys[{key.rbegin(), key.rend()}] = word(entry + 4);
     }
   }
 
@@ -53,6 +53,24 @@ struct Held {
   uint8_t poison = 0;
   std::vector<std::string> records;  ///< "STATION/RESULT/TEXT"
   std::map<std::string, uint32_t> keys;
+};
+
+/// A fresh unit for the station, and a file for its results.
+class StationTest : public corvane::testing::UnitTest {
+ protected:
+  std::filesystem::path resultsFile() const { return _folder.path() / "results.jsonl"; }
+  std::vector<json> results() const {
+    std::vector<json> lines;
+    for (const std::string& line : corvane::testing::splitLines(readText(resultsFile()))) {
+      lines.push_back(json::parse(line));
+    }
+    return lines;
+  }
+  Outcome runStation(const std::function<void(TestRun&)>& body, const Profile& profile = kStation) {
+    return run(profile, {.results = resultsFile(), .unit = "SN1", .isQuiet = true}, body);
+  }
+  Held held() const { return Held(_unit.folder()); }
+  std::string log() const { return readText(_unit.filePath(kLogFile)); }
 };
 
 inline void passingBody(TestRun& run) {

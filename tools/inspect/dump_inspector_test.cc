@@ -73,35 +73,30 @@ TEST(DumpInspectorTest, SoundDumpsAreReadWithoutFindings) {
   EXPECT_EQ(writtenValueOf(dump.area->entries[0], goodArea()).size(), 5u);
   EXPECT_EQ(std::pair(dump.area->freeBegin, dump.area->freeEnd), std::pair(kTableEnd, kNextValue));
 
-  // Zeroed control-bit bytes do not hide the records.
-  for (const int fill : {0xFF, 0}) {
-    Bytes data = wideData(false);
-    if (fill == 0) std::fill_n(data.begin(), 128, uint8_t{0});
-    dump = inspectDump(data);
-    ASSERT_EQ(dump.kind, DumpKind::kDiagnosticData) << fill;
-    EXPECT_TRUE(dump.findings.empty());
-    EXPECT_EQ(dump.diagnosticData->timeBits, 64);
-    EXPECT_EQ(dump.diagnosticData->controlBits[0].offset, fill == 0 ? 0u : 18u);
-    ASSERT_EQ(dump.diagnosticData->records.size(), 3u);
-    EXPECT_EQ(dump.diagnosticData->records[0].result, 2);
-    EXPECT_EQ(dump.diagnosticData->records[2].bytes, "all 13 charac");
-  }
-
-  Bytes narrowData(1024, 0xFF);
-  putRecord<int32_t>(narrowData, 0, 1700000000, 0x40, "first");
-  putRecord<int32_t>(narrowData, 1, 1700000100, 0x30, "sec\xFF");
-  const DiagnosticReport narrow = *inspectDump(narrowData).diagnosticData;
-  EXPECT_EQ(narrow.timeBits, 32);
-  EXPECT_EQ(inspectDump(narrowData, {.kind = {}, .timeBits = 64}).diagnosticData->timeBits, 64);
-  ASSERT_EQ(narrow.records.size(), 2u);
-  EXPECT_EQ(narrow.records[1].bytes, "sec\xFF");
-  EXPECT_EQ(narrow.records[1].message, "sec\u00FF");
-  for (const auto& [fresh, timeBits] : {std::pair(wideData(true), 64), {Bytes(1024, 0xFF), 32}}) {
-    dump = inspectDump(fresh);
+  Bytes zeroed = wideData(false), narrow(1024, 0xFF);
+  std::fill_n(zeroed.begin(), 128, uint8_t{0});  // Does not hide the records.
+  putRecord<int32_t>(narrow, 0, 1700000000, 0x40, "first");
+  putRecord<int32_t>(narrow, 1, 1700000100, 0x30, "sec\xFF");
+  const std::vector<std::string> wideTexts = {"fan slow", "", "all 13 charac"};
+  const std::tuple<Bytes, int, std::vector<std::string>> cases[] = {
+      {wideData(false), 64, wideTexts},   {zeroed, 64, wideTexts},
+      {narrow, 32, {"first", "sec\xFF"}}, {wideData(true), 64, {}},
+      {Bytes(1024, 0xFF), 32, {}},
+  };
+  for (const auto& [bytes, timeBits, texts] : cases) {
+    dump = inspectDump(bytes);
     ASSERT_EQ(dump.kind, DumpKind::kDiagnosticData);
+    EXPECT_TRUE(dump.findings.empty());
     EXPECT_EQ(dump.diagnosticData->timeBits, timeBits);
-    EXPECT_TRUE(dump.diagnosticData->records.empty() && dump.findings.empty());
+    std::vector<std::string> actual;
+    for (const RecordLine& record : dump.diagnosticData->records) actual.push_back(record.bytes);
+    EXPECT_EQ(actual, texts);
   }
+  const DiagnosticReport wide = *inspectDump(wideData(false)).diagnosticData;
+  EXPECT_EQ(wide.controlBits[0].offset, 18u);
+  EXPECT_EQ(wide.records[0].result, 2);
+  EXPECT_EQ(inspectDump(narrow).diagnosticData->records[1].message, "sec\u00FF");
+  EXPECT_EQ(inspectDump(narrow, {.kind = {}, .timeBits = 64}).diagnosticData->timeBits, 64);
 }
 
 TEST(DumpInspectorTest, DamageIsNamedWithItsBytes) {
@@ -172,7 +167,7 @@ TEST(DumpInspectorTest, OtherBytesAreUnknownUnlessTheCallerKnowsBetter) {
   for (const auto& [contents, reason] : cases) {
     const Dump dump = inspectDump(contents);
     EXPECT_EQ(dump.kind, DumpKind::kUnknown) << contents.size();
-    EXPECT_NE(dump.reason.find(reason), std::string::npos) << dump.reason;
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, dump.reason);
     EXPECT_TRUE(dump.findings.empty());
     for (const auto kind : {DumpKind::kConfiguration, DumpKind::kDiagnosticData}) {
       EXPECT_EQ(inspectDump(contents, {.kind = kind, .timeBits = {}}).kind, kind);

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
 """Looks at the pages of `corvane report` and `corvane results` in a headless Chromium.
 
-    report_page_test.py CORVANE CHROMIUM [SCREENSHOTS]
+    report_page_test.py CORVANE CHROMIUM
 
 Makes a unit and results whose texts are hostile, and checks in both colour schemes and in print,
-on a narrow and a wide window, that the page has all its sections, loads nothing, says nothing on
-the console, runs no text of the unit, overlaps nowhere and can be read. With a third argument it
-also saves what it sees to that folder.
+in a narrow and a wide frame, that the page has all its sections, loads nothing, says nothing on
+the console, runs no text of the unit, overlaps nowhere and can be read.
 """
-import base64
+import html
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -18,16 +18,23 @@ import tempfile
 
 HOSTILE = '"><img src=x onerror="window.hacked=1"><script>window.hacked=1</script>\'&amp;'
 
-CHECK = r"""
-(() => {
-  const problems = [];
+# Shows the pages in frames, and tells what is wrong with each.
+FRAMES = r"""<!DOCTYPE html>
+<body><pre>not looked at</pre>
+<script>
+const problemsOf = ({contentWindow: window, contentDocument: document}, medium) => {
+  const {getComputedStyle} = window;
+  const problems = window.performance.getEntriesByType('resource').map(({name}) => 'loads ' + name);
+  for (const sheet of medium == 'print' ? document.styleSheets : [])
+    for (const {media} of sheet.cssRules)
+      if (media) media.mediaText = media.mediaText.replace('print', 'all').replace('screen', 'not all');
   const isReport = document.title == 'Unit report';
   const titles = [...document.querySelectorAll('h2,h3')].map(title => title.textContent);
   for (const title of ['What it is', 'Control-bit bytes', 'Records', 'Configuration area',
                        'Findings', 'Boot arguments', 'Test log', 'Processor use'])
     if (isReport && !titles.includes(title)) problems.push('no section ' + title);
   if (document.querySelectorAll('.grid tbody td').length % 128) problems.push('grid is not of 128');
-  if (document.documentElement.scrollWidth > innerWidth) problems.push('wider than the window');
+  if (document.documentElement.scrollWidth > window.innerWidth) problems.push('wider than the window');
   if (window.hacked || document.querySelectorAll('script').length != isReport ||
       document.querySelectorAll('img:not([alt^=chart])').length)
     problems.push('text became markup');
@@ -46,7 +53,7 @@ CHECK = r"""
     }
     return [255, 255, 255];
   };
-  if (matchMedia('print').matches && luminance(background(document.body)) < 1)
+  if (medium == 'print' && luminance(background(document.body)) < 1)
     problems.push('prints light text on white paper');
   const boxes = [];
   for (const element of document.querySelectorAll('body *')) {
@@ -75,76 +82,32 @@ CHECK = r"""
   if (!isReport) return problems;
   const input = document.querySelector('.filter input');
   input.value = 'FAN SLOW';
-  input.dispatchEvent(new Event('input'));
+  input.dispatchEvent(new window.Event('input'));
   const shown = [...document.querySelectorAll('.log li')].filter(line => !line.hidden).length;
   if (shown != 1) problems.push('the filter shows ' + shown + ' lines');
-  input.value = '';
-  input.dispatchEvent(new Event('input'));
   return problems;
-})()
+};
+
+const frames = [];
+for (const page of ['page.html', 'summary.html'])
+  for (const width of [360, 1280])
+    for (const [medium, scheme] of [['screen', 'light'], ['screen', 'dark'], ['print', 'dark']]) {
+      const frame = document.createElement('iframe');
+      Object.assign(frame, {src: page, height: 900, width});
+      frame.style.colorScheme = scheme;
+      document.body.append(frame);
+      frames.push([frame, medium, `${page}, ${medium}, ${width} pixels, ${scheme}: `]);
+    }
+onload = () => {
+  document.querySelector('pre').textContent = frames.flatMap(
+      ([frame, medium, place]) => problemsOf(frame, medium).map(problem => place + problem + '\n')).join('');
+};
+</script>
 """
 
 
-class Browser:
-    """Chromium, driven over a pipe by its DevTools protocol."""
-
-    def __init__(self, chromium, profile):
-        command_in, self._commands = os.pipe()
-        self._answers, answer_out = os.pipe()
-
-        def connect():
-            os.dup2(command_in, 13)
-            os.dup2(answer_out, 14)
-            os.dup2(13, 3)
-            os.dup2(14, 4)
-
-        self.process = subprocess.Popen(
-            [chromium, '--headless', '--no-sandbox', '--disable-gpu', '--disable-quic',
-             '--no-first-run', '--disable-background-networking', '--disable-component-update',
-             '--disable-sync', '--user-data-dir=' + profile, '--remote-debugging-pipe',
-             'about:blank'],
-            preexec_fn=connect, close_fds=False, stderr=subprocess.DEVNULL)
-        os.close(command_in)
-        os.close(answer_out)
-        self._buffer = b''
-        self._id = 0
-        self.events = []
-        target = self.call('Target.createTarget', url='about:blank')['targetId']
-        self._session = None
-        self._session = self.call('Target.attachToTarget', targetId=target, flatten=True)['sessionId']
-
-    _session = None
-
-    def _message(self):
-        while b'\0' not in self._buffer:
-            data = os.read(self._answers, 1 << 16)
-            if not data:
-                raise SystemExit('the browser went away')
-            self._buffer += data
-        text, self._buffer = self._buffer.split(b'\0', 1)
-        return json.loads(text)
-
-    def call(self, method, **parameters):
-        self._id += 1
-        command = {'id': self._id, 'method': method, 'params': parameters}
-        if self._session:
-            command['sessionId'] = self._session
-        os.write(self._commands, json.dumps(command).encode() + b'\0')
-        while True:
-            message = self._message()
-            if message.get('id') == self._id:
-                if 'error' in message:
-                    raise SystemExit(f'{method}: {message["error"]}')
-                return message['result']
-            self.events.append(message)
-
-    def wait_for(self, method):
-        while not any(event.get('method') == method for event in self.events):
-            self.events.append(self._message())
-
-
 def make_pages(corvane, folder):
-    """Makes the pages and returns their paths."""
+    """Makes page.html and summary.html in the folder."""
     unit = os.path.join(folder, 'unit')
     run = lambda *arguments: subprocess.run(
         [corvane, *arguments], check=True, env={**os.environ, 'CORVANE_DEVICE': unit},
@@ -166,8 +129,7 @@ def make_pages(corvane, folder):
         file.write(b'gfCS' + bytes(range(256)) * 32)
     recording = os.path.join(folder, 'recording.jsonl')
     run('ps', '--record', recording, '--for', '1', '--every', '0.5')
-    page = os.path.join(folder, 'page.html')
-    run('report', unit, dump, '--recording', recording, '-o', page)
+    run('report', unit, dump, '--recording', recording, '-o', os.path.join(folder, 'page.html'))
     results = os.path.join(folder, 'results.jsonl')
     line = {'schema': 1, 'run': '1', 'station': HOSTILE + 'N' * 999, 'unit': HOSTILE, 'time': '2026-11-21T08:30:00Z'}
     with open(results, 'w') as file:
@@ -175,62 +137,27 @@ def make_pages(corvane, folder):
                      {'type': 'measurement', 'phase': 'a', 'name': HOSTILE, 'value': 1e308, 'lower': -1e308},
                      {'type': 'end', 'verdict': 'failed', 'reason': HOSTILE}):
             file.write(json.dumps({**line, **more}) + '\n')
-    summary = os.path.join(folder, 'summary.html')
-    run('results', results, '--html', summary)
-    return page, summary
-
-
-def look(browser, page, pictures):
-    """Returns what is wrong with the page."""
-    for domain in ('Page', 'Runtime', 'Log', 'Network'):
-        browser.call(domain + '.enable')
-    problems = []
-    for width in (360, 1280):
-        for medium, scheme in (('screen', 'light'), ('screen', 'dark'), ('print', 'dark')):
-            browser.events.clear()
-            browser.call('Emulation.setDeviceMetricsOverride', width=width, height=900,
-                         deviceScaleFactor=1, mobile=False)
-            browser.call('Emulation.setEmulatedMedia', media=medium,
-                         features=[{'name': 'prefers-color-scheme', 'value': scheme}])
-            browser.call('Page.navigate', url='file://' + page)
-            browser.wait_for('Page.loadEventFired')
-            answer = browser.call('Runtime.evaluate', expression=CHECK, returnByValue=True)
-            found = answer['result'].get('value') or []
-            if 'exceptionDetails' in answer:
-                found.append(str(answer['exceptionDetails']))
-            for event in browser.events:
-                if event['method'] in ('Runtime.consoleAPICalled', 'Runtime.exceptionThrown',
-                                       'Log.entryAdded', 'Page.javascriptDialogOpening'):
-                    found.append(json.dumps(event['params'])[:300])
-                if event['method'] == 'Network.requestWillBeSent':
-                    url = event['params']['request']['url']
-                    if url != 'file://' + page and not url.startswith('data:'):
-                        found.append('loads ' + url)
-            problems += [f'{os.path.basename(page)}, {medium}, {width} pixels, {scheme}: {text}'
-                         for text in found]
-            if pictures:
-                picture = browser.call('Page.captureScreenshot', captureBeyondViewport=True)
-                with open(os.path.join(pictures, f'{os.path.basename(page)}-{medium}-{scheme}-{width}.png'), 'wb') as file:
-                    file.write(base64.b64decode(picture['data']))
-    return problems
+    run('results', results, '--html', os.path.join(folder, 'summary.html'))
 
 
 def main():
-    corvane, chromium = sys.argv[1:3]
+    corvane, chromium = sys.argv[1:]
     if not shutil.which(chromium):
         sys.exit('there is no ' + chromium + '; script/bootstrap installs it')
-    pictures = sys.argv[3] if len(sys.argv) > 3 else None
     with tempfile.TemporaryDirectory() as folder:
-        pages = make_pages(corvane, folder)
-        browser = Browser(chromium, os.path.join(folder, 'profile'))
-        try:
-            problems = [text for page in pages for text in look(browser, page, pictures)]
-        finally:
-            browser.process.terminate()
-            browser.process.wait()
-    for problem in problems:
-        print(problem)
-    sys.exit(1 if problems else 0)
+        make_pages(corvane, folder)
+        frames = os.path.join(folder, 'frames.html')
+        with open(frames, 'w', encoding='utf-8') as file:
+            file.write(FRAMES)
+        browser = subprocess.run(
+            [chromium, '--headless', '--no-sandbox', '--disable-gpu', '--no-first-run',
+             '--disable-background-networking', '--disable-component-update', '--disable-sync',
+             '--user-data-dir=' + os.path.join(folder, 'profile'), '--allow-file-access-from-files',
+             '--enable-logging=stderr', '--dump-dom', 'file://' + frames],
+            check=True, capture_output=True, text=True)
+    problems = html.unescape(re.search('<pre>(.*?)</pre>', browser.stdout, re.DOTALL)[1])
+    problems += ''.join(re.findall('.*:CONSOLE.*\n', browser.stderr))
+    sys.exit(problems or 0)
 
 
 main()

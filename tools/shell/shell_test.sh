@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# bash completes a command, an option, an option's value and a key that the unit holds; asking makes no unit;
-# and every command that --help lists has its manual page.
+# bash completes a command, an option, an option's value and a key that the unit holds; every command that
+# --help lists explains itself and has its manual page; and asking makes no unit.
 #
 #     shell_test.sh CORVANE
 set -euo pipefail
@@ -30,22 +30,24 @@ expect "set" syscfg se
 expect "--help --hex" syscfg get --he
 expect "failed incomplete not-tested passed" status set 20 --status ""
 expect "" syscfg get OP
+
+"$tool" manual "$work"
+# check_command COMMAND: its help and its page, and those of the commands below it.
+check_command() {
+  local help command
+  # shellcheck disable=SC2086  # It is words.
+  help=$("$tool" ${1#corvane} --help)
+  [[ $help == *"$1"* && -s $work/${1// /-}.1 ]] || { echo "$1 has no help or no manual page" >&2 && exit 1; }
+  sed -n '/^Subcommands:/,/^$/ s/^  \([a-z][a-z-]*\) .*/\1/p' <<<"$help" | while read -r command; do
+    check_command "$1 $command"
+  done
+}
+check_command corvane
+(($(find "$work" -name '*.1' | wc -l) > 20))
 [[ ! -e $CORVANE_DEVICE ]]
+
 "$tool" syscfg set OPTS soak
 "$tool" syscfg set OPT2 soak
 expect "OPTS OPT2" syscfg get OP
 expect "OPTS" syscfg set --hex 00 OPTS
 expect "" syscfg get OPTS OP
-
-mkdir "$work/manual"
-"$tool" manual "$work/manual"
-pages_of() {
-  local command
-  [[ -s $work/manual/$(tr ' ' - <<<"$1").1 ]] || { echo "$1 has no manual page" >&2 && exit 1; }
-  # shellcheck disable=SC2086  # $1 is words.
-  for command in $("$tool" ${1#corvane} --help | sed -n '/^Subcommands:/,/^$/ s/^  \([a-z][a-z-]*\) .*/\1/p'); do
-    pages_of "$1 $command"
-  done
-}
-pages_of corvane
-(($(find "$work/manual" -name '*.1' | wc -l) > 20))

@@ -1,4 +1,3 @@
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +16,8 @@ namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using corvane::testing::readText;
+using corvane::testing::writeText;
 using host::VirtualDevice;
 namespace fs = std::filesystem;
 
@@ -30,10 +31,8 @@ class UnitDocumentsTest : public ::testing::Test {
     auto data = unit.dataSet("VelmoDiagnosticData");
     data[20] = status;
     unit.setDataSet("VelmoDiagnosticData", data);
-    fs::create_directories(unit.filePath("/private/var/logs/CorvaneTov"));
-    corvane::testing::writeText(unit.filePath("/private/var/logs/CorvaneTov/log.txt"),
-                                "no UTF-8: \xFF\n");
-    corvane::testing::writeText(unit.filePath("/private/var/log/system.log"), "kept");
+    writeText(unit.folder() / kTestLogFile, "no UTF-8: \xFF\n");
+    writeText(unit.filePath("/private/var/log/system.log"), "kept");
     return unit;
   }
 
@@ -55,7 +54,7 @@ TEST_F(UnitDocumentsTest, AnImportedUnitExportsTheSameBytesAndKeepsItsOtherFiles
   fs::create_symlink("x", second.filePath("/Users/link"));
   installUnit(second.folder(), imageOf(text));
   EXPECT_EQ(textOf(second), text);
-  EXPECT_EQ(corvane::testing::readText(second.filePath("/private/var/log/system.log")), "kept");
+  EXPECT_EQ(readText(second.filePath("/private/var/log/system.log")), "kept");
   EXPECT_EQ(fs::read_symlink(second.filePath("/Users/link")), "x");
 
   installUnit(_folder.path() / "new", imageOf(text));
@@ -69,11 +68,7 @@ TEST_F(UnitDocumentsTest, AnImportedUnitExportsTheSameBytesAndKeepsItsOtherFiles
 TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
   const Json document = Json::parse(textOf(usedUnit("unit", 0xF2)));
   const std::string data = "/files/data~1VelmoDiagnosticData.bin";
-  const struct {
-    std::string pointer;
-    Json value;
-    std::string message;
-  } cases[] = {
+  const std::tuple<std::string, Json, std::string> cases[] = {
       {data + "/decoded/controlBits/0/status", "passed",
        "VelmoDiagnosticData.bin/decoded/controlBits/0/status is \"passed\", but the raw contents "
        "say \"failed\""},
@@ -94,7 +89,7 @@ TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
       imageOf(edited.dump());
       ADD_FAILURE() << pointer;
     } catch (const CommandError& error) {
-      EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << error.what();
+      EXPECT_PRED_FORMAT2(::testing::IsSubstring, message, error.what());
     }
   }
   EXPECT_THROW(imageOf(document.dump().substr(0, 500)), CommandError);
@@ -170,7 +165,7 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
        {"status 20: passed, fail count 0 (0xfc) -> failed, fail count 2 (0xf2)\n",
         "station 7, result 1, \"ok\"\n", "key OPTS:  -> \"UMTS\"\n",
         "raw data/VelmoDiagnosticData.bin, 1 bytes at 1000: ff -> 00\n"}) {
-    EXPECT_NE(text.find(line), std::string::npos) << text;
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, line, text);
   }
   EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
 
