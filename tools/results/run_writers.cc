@@ -112,7 +112,7 @@ namespace {
 
 /// A cell, safe for a terminal; quoted where a reader would take it apart.
 std::string csvCell(const std::string& given) {
-  const std::string text = printable(given);
+  std::string text = printable(given);
   if (text.find_first_of(",\"") == std::string::npos) return text;
   std::string quoted = "\"";
   for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
