@@ -28,10 +28,10 @@ complete -o bashdefault -o default -F _corvane corvane
 
 constexpr char kZsh[] = R"(#compdef corvane
 _corvane() {
-  local line
+  local word about
   local -a found
-  while IFS= read -r line; do
-    found+=("${${line%%$'\t'*}//:/\\:}:${line#*$'\t'}")
+  while IFS=$'\t' read -r word about; do
+    found+=("${word//:/\\:}${about:+:$about}")
   done < <("${words[1]}" complete -- "${(@)words[2,CURRENT]}" 2>/dev/null)
   if (( ${#found} )); then
     _describe corvane found
@@ -48,9 +48,14 @@ fi
 
 constexpr char kFish[] = R"(function __corvane_complete
     set -l words (commandline -opc) (commandline -ct)
-    $words[1] complete -- $words[2..-1] 2>/dev/null
+    set -l found ($words[1] complete -- $words[2..-1] 2>/dev/null)
+    if set -q found[1]
+        printf '%s\n' $found
+    else
+        __fish_complete_path $words[-1]
+    end
 end
-complete -c corvane -a '(__corvane_complete)'
+complete -c corvane -f -a '(__corvane_complete)'
 )";
 
 /// The keys in the unit's configuration store, as `syscfg` names them; none when they cannot be
