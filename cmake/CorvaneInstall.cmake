@@ -3,13 +3,16 @@
 include(CMakePackageConfigHelpers)
 
 set(targets corvane corvane-station)
-if(CORVANE_TOOL)
-  list(APPEND targets corvane-tool)
-endif()
 if(CORVANE_PLATFORM STREQUAL host)
   list(APPEND targets corvane-host)
 endif()
-install(TARGETS ${targets} EXPORT CorvaneTargets)
+install(TARGETS ${targets} EXPORT CorvaneTargets LIBRARY COMPONENT libraries
+                                                         NAMELINK_COMPONENT development)
+if(CORVANE_TOOL)
+  # Not exported: the CMake package would refuse to be found where the tool is not installed.
+  install(TARGETS corvane-tool COMPONENT tool)
+  list(APPEND targets corvane-tool)
+endif()
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${package_folder})
@@ -43,6 +46,11 @@ endif()
 
 if(NOT BUILD_SHARED_LIBS AND CORVANE_PLATFORM STREQUAL host)
   set(PKGCONFIG_REQUIRES "Requires: libplist-2.0")
+endif()
+
+# Programs find the libraries of an installation outside the system's folders.
+if(NOT CMAKE_SKIP_INSTALL_RPATH)
+  set(PKGCONFIG_RPATH "-Wl,-rpath,\${libdir} ")
 endif()
 
 # Relative, so that an installation can be moved and `cmake --install --prefix` works.
