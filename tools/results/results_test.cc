@@ -213,9 +213,6 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
             "2026-11-16T01:00:00.000+01:00,r1,speaker,SN1,1,failed,tone,loudness,80,dB,,75,false");
   EXPECT_EQ(rows[4], "2026-11-16T05:00:00.000+01:00,r5,speaker,SN4,1,refused,,,,,,,");
   const std::string page = readText(path("page.html"));
-  for (const char* fetched : {"src=", "href=", "url(", "@import", "http:"}) {
-    EXPECT_EQ(page.find(fetched), std::string::npos) << fetched;
-  }
   for (const char* part :
        {"<h2>camera &amp; &lt;co&gt;</h2>", "<td>33.33 %</td><td>66.67 %</td>", "<rect "}) {
     EXPECT_PRED_FORMAT2(IsSubstring, part, page);
