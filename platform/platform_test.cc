@@ -67,7 +67,7 @@ TEST(FilesTest, WhatIsNoWholePropertyListOfADictionaryCountsAsMissing) {
   testing::writeText(file, "<plist><array/></plist>");
   const std::string pipe = folder.path() / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  // Reading the last one from its start fails with EIO.
+  // A read of the last one from its start fails with EIO.
   for (const std::string& path : {file, pipe, folder.path().string(), file + "/below",
                                   std::string("/dev/zero"), std::string("/proc/self/mem")}) {
     EXPECT_FALSE(copyDictionaryFromFile(path)) << path;

@@ -17,7 +17,7 @@
 
 namespace {
 
-/// How many allocations succeed before each one fails; negative: none fails.
+/// How many allocations succeed before the others fail. When it is negative, none fails.
 std::atomic<long> gAllowedAllocations = -1;
 std::atomic<bool> gHasFailed = false;
 
@@ -48,7 +48,7 @@ using testing::cfString;
 
 class NoThrowTest : public corvane::testing::UnitTest {
  protected:
-  /// Runs `operation`, whose allocations fail after the first `allowed`. Returns whether one
+  /// Runs `operation` with allocations that fail after the first `allowed`. Returns whether one
   /// failed.
   static bool failsAfter(long allowed, const std::function<void()>& operation) {
     gHasFailed = false;

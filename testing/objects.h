@@ -20,7 +20,7 @@ inline CFRef<CFNumberRef> makeReal(double value) {
   return CFRef(CFNumberCreate(nullptr, kCFNumberDoubleType, &value));
 }
 
-/// The string of these UTF-16 units, which need not be well-formed.
+/// Returns a string of these UTF-16 units, which need not be well-formed.
 inline CFRef<CFStringRef> makeString(std::u16string_view units) {
   return CFRef(CFStringCreateWithCharacters(nullptr, reinterpret_cast<const UniChar*>(units.data()),
                                             static_cast<CFIndex>(units.size())));
@@ -47,14 +47,14 @@ inline CFRef<CFMutableDictionaryRef> makeDictionary(
   return dictionary;
 }
 
-/// Returns the data's bytes; "(absent)" for null.
+/// Returns the data's bytes, or "(absent)" for null.
 inline std::string bytesOf(CFDataRef data) {
   if (!data) return "(absent)";
   return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
           static_cast<size_t>(CFDataGetLength(data))};
 }
 
-/// Returns what "%@" makes of the object.
+/// Returns the object's text in a format with "%@".
 inline std::string shown(CFTypeRef object) {
   return text(CFRef(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@"), object)).get());
 }

@@ -14,7 +14,7 @@
 
 namespace corvane::testing {
 
-/// A folder of its own below the system's temporary one, gone with the object.
+/// Makes a folder below the system's temporary one, and removes it at the end of its own life.
 class TemporaryFolder {
  public:
   TemporaryFolder();
@@ -28,14 +28,14 @@ class TemporaryFolder {
   std::filesystem::path _path;
 };
 
-/// A test with a fresh default unit in use, and no fault rules.
+/// Gives each test a fresh default unit, which is in use, and no fault rules.
 class UnitTest : public ::testing::Test {
  protected:
   UnitTest();
   ~UnitTest() override;
 
-  /// The test log's lines; none when there is no log yet. Each is checked to begin with a time
-  /// stamp, which is left out.
+  /// Returns the lines of the test log, none when there is no log yet. Checks that each begins with
+  /// a time stamp, and leaves that out.
   std::vector<std::string> logLines() const;
 
   /// What a piece of work leaves behind.
@@ -47,7 +47,7 @@ class UnitTest : public ::testing::Test {
   /// Empties both logs, runs `work` under the fault rules, and returns what it left.
   Trace traceOf(const std::string& rules, const std::function<void()>& work);
 
-  /// The bytes of the data set "VelmoDiagnosticData".
+  /// Returns the bytes of the data set "VelmoDiagnosticData".
   std::vector<uint8_t> bytes() const;
   void setByte(size_t offset, uint8_t byte);
 
@@ -55,14 +55,14 @@ class UnitTest : public ::testing::Test {
   host::VirtualDevice _unit;
 };
 
-/// Changes what `change` changes of the unit's facts.
+/// Applies `change` to the unit's facts.
 void changeFacts(host::VirtualDevice& unit, const std::function<void(host::UnitFacts&)>& change);
 
 /// Asks the data area's driver to write, as programs do. Returns its answer.
 kern_return_t requestWrite(const std::string& set, int64_t offset,
                            const std::vector<uint8_t>& bytes, bool commit);
 
-/// Why `work` cannot be done: the text of the DeviceError that it throws; empty when it can.
+/// Returns the text of the DeviceError that `work` throws, or an empty one when it throws none.
 std::string reasonAgainst(const std::function<void()>& work);
 
 std::string readText(const std::filesystem::path& file);
@@ -72,7 +72,7 @@ std::vector<std::string> splitLines(const std::string& text);
 size_t countOf(const std::string& text, const std::string& part);
 
 CFRef<CFStringRef> cfString(const std::string& text);
-/// The string's text; "(absent)" for null.
+/// Returns the string's text, or "(absent)" for null.
 std::string text(CFStringRef string);
 
 }  // namespace corvane::testing

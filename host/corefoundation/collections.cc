@@ -12,9 +12,9 @@
 
 namespace {
 
-/// Room for a dictionary's first entries; most never need more.
+/// Room for a dictionary's first entries. Most dictionaries never need more.
 constexpr size_t kUsualCount = 5;
-/// Up to this count walking the entries is as quick as an index.
+/// Up to this count, walking the entries is as fast as using an index.
 constexpr size_t kCountWithoutIndex = 8;
 
 /// Returns a copy of `callBacks` that lives as long as the process, the same one for equal sets. A
@@ -185,7 +185,7 @@ void __CFDictionary::append(const void* key, const void* value) {
   if (_entries.capacity() == 0) _entries.reserve(kUsualCount);
   _entries.push_back({retained(_callBacks->key, key), retained(_callBacks->value, value)});
 
-  // Equal keys of different addresses need a hash of their own to meet in an index.
+  // An index finds equal keys at different addresses only if the callbacks hash them alike.
   const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
   if (!canIndex) return;
   if (_index == nullptr) {

@@ -59,7 +59,7 @@ struct __CFDictionary final : cf::Object {
 
   const CallBacks& callBacks() const { return *_callBacks; }
   std::span<const Entry> entries() const { return _entries; }
-  /// Returns the entry of `key`. Null when there is none.
+  /// Returns the entry of `key`, or null when there is none.
   const Entry* find(const void* key) const;
   void reserve(CFIndex capacity);
   /// Adds the pair, unless the key is there already.

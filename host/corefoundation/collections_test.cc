@@ -50,7 +50,7 @@ TEST(DictionaryTest, CallbacksOfTheCallersOwnAreHonoured) {
   };
   const CFRef dictionary(
       CFDictionaryCreateMutable(nullptr, 0, &texts, &kCFTypeDictionaryValueCallBacks));
-  // More entries than a dictionary without an index has.
+  // A dictionary of so many entries would have an index if its keys had hashes.
   const std::string keys[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
   for (const std::string& key : keys) {
     CFDictionarySetValue(dictionary.get(), key.c_str(), makeNumber(1).get());
@@ -64,7 +64,7 @@ TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
   const CFRef dictionary = makeDictionary();
   std::map<std::string, int> model;
   for (int step = 0; step < 4000; ++step) {
-    // Past the size from which it keeps an index, and down again.
+    // The dictionary grows past the size from which it keeps an index, and shrinks again.
     const bool isGrowing = step / 100 % 2 == 0;
     const std::string name = "k" + std::to_string(random() % 20);
     const CFRef key = cfString(name);
@@ -84,7 +84,7 @@ TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
               at == model.end() ? "(null)" : std::to_string(at->second));
 
     if (step % 25 != 0) continue;
-    // The same entries in another order.
+    // Compare it with the same entries in another order.
     const CFRef copy(CFDictionaryCreateMutableCopy(nullptr, 0, dictionary.get()));
     const CFRef sorted = makeDictionary();
     for (const auto& [key, value] : model) {

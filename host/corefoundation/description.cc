@@ -12,7 +12,7 @@
 namespace cf {
 namespace {
 
-/// A collection may hold itself; deeper levels are left out.
+/// Deeper levels are left out of a description, because a collection may hold itself.
 constexpr int kDeepest = 32;
 constexpr size_t kIndentation = 4;
 

@@ -38,7 +38,8 @@ size_t asciiRun(std::u16string_view text) {
       std::ranges::find_if_not(text, [](char16_t unit) { return unit < 0x80; }) - text.begin());
 }
 
-/// Returns how many of `bytes` the character needs. 0 when it has no form in `encoding`.
+/// Encodes the character into `bytes` and returns how many it needs, or 0 when `encoding` cannot
+/// express it.
 size_t encodeCharacter(std::u16string_view character, CFStringEncoding encoding, Bytes& bytes) {
   const char16_t unit = character.front();
   const char16_t end = encoding == kCFStringEncodingISOLatin1 ? 0x100 : 0x80;

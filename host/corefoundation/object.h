@@ -83,13 +83,13 @@ union Constant {
 
 inline const Object* asObject(CFTypeRef reference) { return static_cast<const Object*>(reference); }
 
-/// Returns the object at `pointer` when there provably is a live one, otherwise null. The pointer
-/// may be any, even one that is not an address.
+/// Returns the object at `pointer` when there provably is a live one, otherwise null. `pointer` may
+/// have any value, even one that is not an address.
 const Object* liveObject(const void* pointer);
 
 bool equalObjects(const Object& object1, const Object& object2);
 
-/// Retain and release callbacks for collections of objects.
+/// The retain and release callbacks of collections of objects.
 const void* retainValue(CFAllocatorRef allocator, const void* value);
 void releaseValue(CFAllocatorRef allocator, const void* value);
 

@@ -156,8 +156,8 @@ CFTypeRef readNode(plist_t node) {
 
 CFRef<CFTypeRef> read(plist_t node) { return CFRef<CFTypeRef>(readNode(node)); }
 
-/// Returns the text as UTF-8. Nothing when a property list cannot hold it: it is not well-formed,
-/// or has a zero in it.
+/// Returns the text as UTF-8, or nothing when a property list cannot hold it because it is not
+/// well-formed or contains a zero.
 std::optional<std::string> listText(const __CFString& string) {
   auto text = utf8Of(string.text(), 0);
   if (!text || text->find('\0') != std::string::npos) return {};
@@ -240,7 +240,7 @@ plist_t writeNode(const Object& object, int depth) {
   return nullptr;
 }
 
-/// Returns the node of `object`. Null when a property list cannot hold it, and for null.
+/// Returns the node of `object`, or null when `object` is null or a property list cannot hold it.
 Node write(const Object* object, int depth) {
   if (object == nullptr || depth > kDeepestPropertyList) return nullptr;
   return Node(writeNode(*object, depth));

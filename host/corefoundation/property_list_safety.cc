@@ -10,7 +10,7 @@
 namespace cf {
 namespace {
 
-/// The largest weight of a list: its bytes, and kNodeCost for each node.
+/// The largest weight of a list. A list weighs its bytes and kNodeCost for each node.
 constexpr uint64_t kLargest = uint64_t{64} << 20;
 constexpr uint64_t kNodeCost = 64;
 
@@ -38,7 +38,8 @@ class XmlList {
  private:
   struct Element {
     std::string_view name;
-    /// A plist whose value, or a dict whose last key's value, has not come yet.
+    /// Whether the element is a plist whose value has not come yet, or a dict whose last key has no
+    /// value yet.
     bool awaitsValue;
   };
 
@@ -139,7 +140,7 @@ class XmlList {
   bool _isWhole = false;
 };
 
-/// Weighs the objects of a binary list, each with all that it refers to.
+/// Computes the weight of each object of a binary list together with all that it refers to.
 class BinaryList {
  public:
   explicit BinaryList(std::string_view list) : _list(list) {}

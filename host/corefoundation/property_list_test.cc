@@ -20,7 +20,7 @@ CFRef<CFPropertyListRef> readXml(const std::string& contents) {
               "</plist>\n");
 }
 
-/// Returns the list's bytes; "(absent)" when it cannot be written.
+/// Returns the list's bytes, or "(absent)" when it cannot be written.
 std::string written(CFPropertyListRef list, CFPropertyListFormat format) {
   return bytesOf(CFRef(CFPropertyListCreateData(nullptr, list, format, 0, nullptr)).get());
 }
@@ -113,7 +113,7 @@ TEST(PropertyListTest, NestingIsBounded) {
 
 TEST(PropertyListTest, BinaryListThatMultipliesItselfIsRefused) {
   for (const char depth : {char{3}, char{20}}) {
-    // Arrays of ten references to the next array; then a byte each for where they begin.
+    // Each array refers ten times to the next one. A table of their offsets follows, a byte each.
     std::string list = "bplist00", offsets;
     for (char level = 1; level <= depth; ++level) {
       offsets += static_cast<char>(list.size());

@@ -16,7 +16,7 @@ using Form = __CFNumber::Form;
 
 namespace {
 
-// Numbers are kept by the hundred thousand.
+// Programs keep hundreds of thousands of numbers at once, so that their size matters.
 static_assert(sizeof(__CFNumber) <= 32);
 
 constinit cf::Constant<__CFBoolean> gTrue(true);
@@ -34,7 +34,7 @@ void store(void* address, T value) {
   std::memcpy(address, &value, sizeof(value));
 }
 
-/// Returns the stored type that `type` stands for on this machine; 0 for none.
+/// Returns the stored type that `type` stands for on this machine, or 0 for an unknown type.
 CFIndex storedType(CFNumberType type) {
   switch (type) {
     case kCFNumberSInt32Type:
@@ -84,7 +84,7 @@ bool storeInteger(const __CFNumber& number, void* value) {
   return isWhole<Integer>(real);
 }
 
-/// Returns the nearest Real, which beyond its range is an infinity.
+/// Returns the nearest value of type Real, which is an infinity outside its range.
 template <typename Real>
 Real nearestReal(double real) {
   const bool fits = !(std::fabs(real) > static_cast<double>(std::numeric_limits<Real>::max()));
@@ -111,7 +111,7 @@ bool storeReal(const __CFNumber& number, void* value) {
   return isWhole<int64_t>(nearest) && static_cast<int64_t>(nearest) == number.integer();
 }
 
-/// Returns the same for all numbers of one value, whatever their form.
+/// Returns the same pair for all numbers of one value, whatever their form.
 std::pair<Form, uint64_t> canonical(const __CFNumber& number) {
   if (!number.isReal()) {
     const Form form = number.form() == Form::kUInt64 ? Form::kUInt64 : Form::kSInt64;
@@ -197,7 +197,7 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
 }
 
 void __CFDate::appendText(std::u16string& out, cf::Layout) const {
-  // Some 30,000 years. Beyond them, and for what is not a number, there is no calendar date.
+  // About 30,000 years. Dates beyond that, and values that are not numbers, are not shown.
   constexpr CFAbsoluteTime kShown = 1e12;
   if (!(std::fabs(_at) < kShown)) {
     out += u"(no date)";

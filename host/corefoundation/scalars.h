@@ -29,7 +29,7 @@ struct __CFBoolean final : cf::Object {
 /// Keeps a number in the form in which it was given.
 struct __CFNumber final : cf::Object {
  public:
-  /// The public stored types, with their own values, and integers too large for the signed ones.
+  /// The public stored types with their own values, and a form for integers above the signed range.
   enum class Form : uint8_t {
     kSInt32 = kCFNumberSInt32Type,
     kSInt64 = kCFNumberSInt64Type,
@@ -40,7 +40,7 @@ struct __CFNumber final : cf::Object {
 
   explicit __CFNumber(int64_t value, Form form = Form::kSInt64) : _integer(value), _form(form) {}
   explicit __CFNumber(double value, Form form = Form::kFloat64) : _real(value), _form(form) {}
-  /// Keeps an integer of either range.
+  /// Keeps an integer of the signed range or above it.
   explicit __CFNumber(uint64_t value)
       : _integer(static_cast<int64_t>(value)),
         _form(_integer < 0 ? Form::kUInt64 : Form::kSInt64) {}
@@ -54,7 +54,7 @@ struct __CFNumber final : cf::Object {
   Form form() const { return _form; }
   bool isReal() const { return _form == Form::kFloat32 || _form == Form::kFloat64; }
   double real() const { return _real; }
-  /// Returns the bits of the number when it lies above the signed range.
+  /// Returns the integer. Of a number above the signed range, returns its bits.
   int64_t integer() const { return _integer; }
 
  private:
@@ -86,7 +86,7 @@ struct __CFDate final : cf::Object {
 
 namespace cf {
 
-/// 2001-01-01, in seconds since 1970-01-01.
+/// The start of 2001-01-01 in seconds since 1970-01-01.
 inline constexpr int64_t kDateEpoch = 978307200;
 
 }  // namespace cf

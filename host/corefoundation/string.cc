@@ -24,8 +24,8 @@ std::string_view bytesView(const void* bytes, CFIndex length) {
   return {static_cast<const char*>(bytes), static_cast<size_t>(length)};
 }
 
-/// Returns text rules that depend on no setting of the program: those of Unicode where the system
-/// has them.
+/// Returns a locale that does not depend on the program's settings: that of Unicode where the
+/// system has it.
 locale_t textRules() {
   static const locale_t rules = [] {
     const locale_t unicode = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);

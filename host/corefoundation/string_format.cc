@@ -25,7 +25,7 @@ enum class Width { kInt, kChar, kShort, kLong, kLongLong, kSize, kPointer, kMax,
 struct Conversion {
   std::string flags;
   int width = 0;
-  /// Negative when the format gives none.
+  /// Is negative when the format gives none.
   int precision = -1;
   Width argument = Width::kInt;
   char16_t letter = 0;
@@ -229,7 +229,7 @@ class Formatter {
     appendAscii(_out, large);
   }
 
-  /// Looks at no more than `precision` bytes when that is not negative.
+  /// Reads no more than `precision` bytes unless that is negative.
   static std::u16string narrowText(const char* bytes, int precision) {
     if (bytes == nullptr) bytes = "(null)";
     if (precision < 0) return decodeAny(bytes);

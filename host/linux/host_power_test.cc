@@ -19,7 +19,7 @@ class HostPowerTest : public corvane::testing::UnitTest {
   }
   ~HostPowerTest() override { gPowerSupplyFolder = _machines; }
 
-  /// Lists the machine's supplies, "FILE=CONTENTS" each, as the kernel does.
+  /// Writes the files with which the kernel lists the machine's supplies, "FILE=CONTENTS" each.
   void plugIn(const std::string& files) {
     std::filesystem::remove_all(_supplies);
     std::istringstream words(files);

@@ -18,8 +18,8 @@ using Ids = std::vector<int32_t>;
 
 int64_t gNow;
 
-/// A folder that stands for /proc. A test scripts the clock, too: no expectation depends on how
-/// much processor time the test gets.
+/// Gives each test a folder that stands for /proc, and a clock to set: no expectation depends on
+/// how much processor time the test gets.
 class MachineTest : public ::testing::Test {
  protected:
   MachineTest() { gNow = 0; }
@@ -38,7 +38,7 @@ class MachineTest : public ::testing::Test {
            std::to_string(stat.start) + " 1 1 1\n";
   }
 
-  /// Puts a thread there. The first of a process has the process's id.
+  /// Adds a thread. The first thread of a process has the process's id.
   void put(int32_t pid, int32_t thread, const Stat& stat) const {
     writeText(process(pid) / "task" / std::to_string(thread) / "stat", line(stat));
     if (thread == pid) writeText(process(pid) / "stat", line(stat));
@@ -59,7 +59,7 @@ class MachineTest : public ::testing::Test {
     return _ids;
   }
 
-  /// What the calls about a process and its first thread return.
+  /// Returns what each call about a process and its first thread returns.
   Ids resultsFor(Machine& machine, int32_t pid) {
     return {machine.findTask(pid),
             machine.threads(pid, _ids),
@@ -84,7 +84,7 @@ TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
     uint64_t start, user, system;
     integer_t usage;
   };
-  // Ticks are of 10 ms.
+  // A tick is 10 ms.
   const Reading readings[] = {
       {10'000, 900, 20, 5, 250},  // Over its life of a second.
       {10'050, 900, 20, 10, 285}, {10'249, 900, 20, 20, 320},
@@ -164,7 +164,7 @@ TEST_F(MachineTest, ArgumentsAreAsTheProgramGotThem) {
       {"no end", "no end\0"s}, {"", ""}};
   put(7, 7, {});
   put(7, 8, {});
-  // At last the first thread has ended: only a live one knows its program.
+  // In the second round the first thread has ended, and only a live one knows its program.
   for (const auto& [holder, link] : {std::pair{"", "/bin/a"}, {"task/8", "/bin/a (deleted)"}}) {
     std::filesystem::create_symlink(link, process(7) / holder / "exe");
     for (const auto& [area, words] : cases) {
@@ -190,10 +190,11 @@ TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
   getrlimit(RLIMIT_NOFILE, &before);
   const rlimit none = {0, before.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  tasks(KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(_machine.threads(0, _ids), KERN_RESOURCE_SHORTAGE);
-  EXPECT_EQ(resultsFor(_machine, 7), Ids(6, KERN_RESOURCE_SHORTAGE));
+  const Ids ofAll = {_machine.tasks(_ids), _machine.threads(0, _ids)};
+  const Ids ofOne = resultsFor(_machine, 7);
   setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(ofAll, Ids(2, KERN_RESOURCE_SHORTAGE));
+  EXPECT_EQ(ofOne, Ids(6, KERN_RESOURCE_SHORTAGE));
 }
 
 TEST_F(MachineTest, AnEmptyProcIsReportedOnce) {

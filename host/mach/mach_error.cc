@@ -5,7 +5,7 @@
 
 namespace {
 
-/// The platform's texts for the codes that the calls here fail with.
+/// Returns the platform's texts for the codes with which the calls of this folder fail.
 const std::map<mach_error_t, const char*>& texts() {
   static const auto& known =
       *new std::map<mach_error_t, const char*>{{0, "(os/kern) successful"},
@@ -32,6 +32,6 @@ const std::map<mach_error_t, const char*>& texts() {
 
 char* mach_error_string(mach_error_t error) {
   const auto found = texts().find(error);
-  // The platform's signature: the text is not the caller's to change.
+  // The platform's signature returns a mutable text, but callers must not change it.
   return const_cast<char*>(found == texts().end() ? "(os/?) unknown error code" : found->second);
 }

@@ -22,7 +22,7 @@ class MachTest : public corvane::testing::UnitTest {
     EXPECT_EQ(processor_set_tasks(_set.get(), _tasks.out(), _tasks.outCount()), KERN_SUCCESS);
   }
 
-  /// The port of the scripted task, which comes last, found as a sampler finds it.
+  /// Returns the port of the scripted task, which comes last, as a sampler finds it.
   mach_port_t task() const { return _tasks.ports().back(); }
 
   corvane::testing::ScriptedKernel _kernel;
@@ -86,7 +86,7 @@ std::string answer(std::vector<int> name, size_t room, bool isNew = false) {
 
 TEST_F(MachTest, SysctlStoresWhatFitsOrSetsItsError) {
   using namespace std::string_literals;
-  // Arguments follow their count and the padded path.
+  // The arguments follow their count and the padded path.
   const std::string whole = "\2\0\0\0/bin/ten\0\0\0\0word\0word\0"s;
   struct Case {
     std::vector<int> name;

@@ -145,7 +145,7 @@ TEST_F(UnitFolderTest, AnotherUsersFolderIsTrustedOnlyIfNamedAndClosedToOthers) 
   ::chmod(_unit.c_str(), 0);
   expectForAnotherUser(_unit.string() + "/device.plist: Permission denied", open);
 
-  // Run afresh, with another folder: a process asks for its default folder once.
+  // A process looks up its default folder once, so that this test must run again in a new one.
   ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
   VirtualDevice{_folder.path() / "corvane/device"};
   expectForAnotherUser(

@@ -56,7 +56,7 @@ TEST_F(UnitLockTest, WritersOfManyProcessesAndThreadsLoseNothing) {
   constexpr int kProcesses = 3, kThreads = 2, kRounds = 8, kWriters = kProcesses * kThreads;
   setBootArgs(CFSTR(""));
   const auto nameOf = [](int writer) { return cfString("writer" + std::to_string(writer)); };
-  // Two bytes and a variable of the writer's own, and a text that all share.
+  // Each writer has two bytes and a variable of its own, and all share one text.
   const auto write = [&](int writer) {
     for (uint8_t round = 0; round < kRounds; ++round) {
       const IOObject nvram = firstService("IODTNVRAM");

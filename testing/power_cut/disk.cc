@@ -33,7 +33,7 @@ bool Disk::update() {
     const std::string contents = type == fs::file_type::symlink   ? fs::read_symlink(path).string()
                                  : type == fs::file_type::regular ? readText(path)
                                                                   : "";
-    // A new file can be there without its contents, but a new link not without its target.
+    // A new file can be on the disk without its contents, but a link only with its target.
     if (isNew) _files.push_back({type, {type == fs::file_type::symlink ? contents : ""}});
     std::vector<std::string>& versions = _files[node].versions;
     if (contents != versions.back()) {
@@ -90,7 +90,7 @@ void Disk::layDown(const fs::path& folder, const std::function<size_t(size_t)>& 
   std::vector<std::string> contents;
   for (const File& file : _files) contents.push_back(file.versions[choose(file.versions.size())]);
 
-  // Folders were seen, and numbered, before what is in them.
+  // Folders come first, because they were numbered before what is in them.
   std::map<Node, fs::path> folders = {{kRoot, folder}};
   fs::create_directory(folder);
   for (const auto& [place, node] : entries) {
@@ -115,7 +115,7 @@ size_t cutAtEach(const std::vector<Disk>& moments, const fs::path& scratch, size
   for (const Disk& disk : moments) {
     const size_t count = disk.stateCount(share + 1);
     for (size_t i = 0; i < std::min(count, share); ++i) {
-      size_t rest = i;  // All states, one after the other, where there are few enough.
+      size_t rest = i;  // Where there are few states, they are all made, one after the other.
       const fs::path folder = scratch / ("case " + std::to_string(++cases));
       disk.layDown(folder, [&](size_t alternatives) {
         if (count > share) return random() % alternatives;

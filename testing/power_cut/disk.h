@@ -23,40 +23,40 @@ namespace corvane::testing {
 /// renaming.
 class Disk {
  public:
-  /// What `root` holds is on the disk.
+  /// Takes everything in `root` to be on the disk.
   explicit Disk(std::filesystem::path root);
 
-  /// Takes in what the last system call changed below the root. Returns whether that is anything.
+  /// Records what the last system call changed below the root. Returns whether it changed anything.
   bool update();
-  /// Takes in that the file or folder was synced that `descriptor` is open on. Returns false for
-  /// one outside the root.
+  /// Records a sync of the file or folder that `descriptor` is open on. Returns false for one
+  /// outside the root.
   bool sync(int descriptor);
 
-  /// The number of states that a cut can leave; no more than `limit`.
+  /// Returns the number of states that a cut can leave, or `limit` when there are more.
   size_t stateCount(size_t limit) const;
-  /// Makes one of the states in `folder`: `choose(alternatives)` tells which of the alternatives
-  /// each step or file takes.
+  /// Makes one of the states in `folder`. `choose(n)` selects one of the n alternatives of each
+  /// step or file.
   void layDown(const std::filesystem::path& folder,
                const std::function<size_t(size_t)>& choose) const;
 
  private:
-  /// Files, folders and symbolic links, by their place in `_files`. An entry of none is removed.
+  /// The index of a file, folder or symbolic link in `_files`. kNone stands for a removed entry.
   using Node = size_t;
   static constexpr Node kRoot = 0, kNone = SIZE_MAX;
   struct File {
     std::filesystem::file_type type;
-    /// The contents, or a link's target, that can be on the disk; the last is what programs see.
+    /// The contents, or targets of a link, that can be on the disk. Programs see the last one.
     std::vector<std::string> versions;
   };
-  /// By folder and name.
+  /// Maps folders and names in them to what the names mean.
   using Entries = std::map<std::pair<Node, std::string>, Node>;
 
   std::filesystem::path _root;
   std::vector<File> _files = {{std::filesystem::file_type::directory, {""}}};
-  /// Of what can be seen: a number that comes back later is another file's.
+  /// Holds only visible files, because the number of a removed file can be given to a new one.
   std::map<ino_t, Node> _nodes;
   Entries _visible, _onDisk;
-  /// Steps that are not on the disk for sure, in order.
+  /// The steps that may not be on the disk, in order.
   std::vector<Entries> _pending;
 };
 

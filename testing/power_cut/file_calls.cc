@@ -19,7 +19,7 @@ namespace {
 
 enum class Need { kNothing, kSpace };
 
-/// Counts a call; whether it must fail, with errno set.
+/// Counts a call. Returns whether it must fail, and sets errno then.
 bool isBroken(Need need) {
   if (++gFileCalls.made != gFileCalls.broken) return false;
   if (gFileCalls.way == FileCalls::kKill) ::kill(::getpid(), SIGKILL);
@@ -28,10 +28,10 @@ bool isBroken(Need need) {
   return true;
 }
 
-/// Records what `change` makes of the disk, unless that is nothing.
+/// Applies `change` to a copy of the last recorded disk, and records it if it has changed.
 template <typename Change>
 void record(const Change& change) {
-  const FileCalls calls = std::exchange(gFileCalls, {});  // It makes calls of its own.
+  const FileCalls calls = std::exchange(gFileCalls, {});  // `change` makes calls of its own.
   if (calls.recording) {
     Disk disk = calls.recording->back();
     if (change(disk)) calls.recording->push_back(std::move(disk));
@@ -60,7 +60,7 @@ int openFile(int folder, const char* path, int flags, va_list arguments) {
 }  // namespace
 }  // namespace corvane::testing
 
-// The C library's functions, for everything that this program is linked from.
+// These replace the C library's functions for everything that this program is linked from.
 using namespace corvane::testing;
 
 #pragma GCC visibility push(default)
@@ -96,7 +96,7 @@ ssize_t write(int descriptor, const void* bytes, size_t size) {
       return -1;
     }
   }
-  // In halves, so that the recording has the moment between them.
+  // Two halves give the recording a moment between them.
   const size_t half = gFileCalls.recording ? size / 2 : 0;
   if (half > 0 && make(SYS_write, descriptor, bytes, half) < 0) return -1;
   const int rest = make(SYS_write, descriptor, static_cast<const char*>(bytes) + half, size - half);

@@ -9,26 +9,27 @@
 
 namespace corvane::testing {
 
-/// What the system calls are to do by which a thread works on files. A program that links this
-/// library has the C library's functions replaced by which it, and the libraries that it uses, make
-/// them. Nothing is really synced, which saves time.
+/// Controls the system calls with which a thread works on files. This library replaces the C
+/// library's functions that make them, for the program that links it and the libraries that the
+/// program uses. It syncs nothing, which saves time.
 struct FileCalls {
-  /// Where the disk goes as it is after each call that changes it. It begins with the disk before.
+  /// Receives the disk after each call that changes it. Must hold the disk before the first call.
   std::vector<Disk>* recording = nullptr;
 
   /// The number, from 1, of the one call that is broken, and how: it fails with EIO, or with ENOSPC
-  /// if it can need space, or kills the process.
+  /// if it can need space, or it kills the process.
   size_t broken = 0;
   int way = 0;
   static constexpr int kKill = 0;
-  /// How many calls were made so far.
+  /// Counts the calls.
   size_t made = 0;
 
-  /// How many bytes can be written until the disk is full; each write takes at most three.
+  /// How many bytes can be written until the disk is full. While it is set, each write takes at
+  /// most three bytes.
   std::optional<size_t> room = {};
 };
 
-/// This thread's.
+/// The control of this thread's calls.
 extern thread_local FileCalls gFileCalls;
 
 }  // namespace corvane::testing

@@ -25,8 +25,8 @@ using host::VirtualDevice;
 
 constexpr char kSet[] = "VelmoDiagnosticData";
 
-/// What a unit shows, its data set and facts as short as they can be compared, and what it shows
-/// after its next reboot. An import replaces the whole unit, hence a folder around it.
+/// Returns a unit's data set and facts, as short as they can be compared, now and after a reboot.
+/// The unit has a folder around it, because an import replaces the whole unit.
 std::string stateOf(const fs::path& folder) {
   VirtualDevice unit(folder / "unit");
   std::ostringstream state;
@@ -41,8 +41,8 @@ std::string stateOf(const fs::path& folder) {
   return state.str();
 }
 
-/// Whether each word of what is left is the old or the new one. Only a change of several files has
-/// more than one new word on a side.
+/// Returns whether each word of what is left is the old or the new one. Only a change of several
+/// files has more than one new word on a side.
 bool isWhole(const std::string& left, const std::string& before, const std::string& after) {
   std::istringstream lefts(left), befores(before), afters(after);
   for (std::string word, old, changed; lefts >> word && befores >> old && afters >> changed;) {
@@ -51,10 +51,10 @@ bool isWhole(const std::string& left, const std::string& before, const std::stri
   return true;
 }
 
-/// Work on a unit that throws DeviceError when it fails.
+/// Throws DeviceError when it fails.
 using Work = std::function<void(VirtualDevice&)>;
 
-/// Without the read-back of writeBits: what fails there is no failed change.
+/// Writes without the read-back of writeBits, whose failure does not mean that the change failed.
 Work set(uint8_t value, bool commit) {
   return [=](VirtualDevice& unit) {
     unit.use();
@@ -66,11 +66,10 @@ Work change(void (*change)(UnitFacts&)) {
   return [=](VirtualDevice& unit) { changeFacts(unit, change); };
 }
 
-/// A change of a unit.
 struct Change {
   const char* name;
   Work before, change;
-  /// What the unit shows after it, and after a reboot.
+  /// The unit's state after the change.
   const char* after;
   bool isDurable = true;
 
@@ -132,7 +131,8 @@ const Change kChanges[] = {
     {"import", kMakeImage, kImport, kCommitted},
 };
 
-/// How many cases a change gets: $CORVANE_POWER_CUTS, or enough to find each fault that was found.
+/// Returns how many cases a change gets: $CORVANE_POWER_CUTS, or a number that finds every fault
+/// that was ever found.
 size_t caseLimit(size_t usual) {
   const char* limit = std::getenv("CORVANE_POWER_CUTS");
   return limit ? std::strtoul(limit, nullptr, 10) : usual;
@@ -140,7 +140,7 @@ size_t caseLimit(size_t usual) {
 
 class PowerCutTest : public UnitTest {
  protected:
-  /// Thousands of short-lived units: a file system in memory, where there is one.
+  /// Puts the thousands of short-lived units into a file system in memory, where there is one.
   static void SetUpTestSuite() {
     if (::access("/dev/shm", W_OK) == 0) ::setenv("TMPDIR", "/dev/shm", 1);
   }
@@ -158,7 +158,8 @@ class PowerCutTest : public UnitTest {
 
   fs::path copyOfUnit() {
     fs::remove_all(_copy);
-    // A name of its own: a process removes what kills left behind when it first locks a unit.
+    // Each copy has another name, because a process removes what kills left only when it locks a
+    // unit for the first time.
     _copy = path("copy" + std::to_string(_copies++));
     fs::copy(_original, _copy, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     return _copy;
@@ -249,7 +250,7 @@ TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
 }
 
 TEST_F(PowerCutTest, AKillLeavesTheOldOrTheNewUnitAndNothingInTheWay) {
-  // A kill is a cut that loses nothing, so a few changes are enough.
+  // A kill is a power cut that loses nothing, so that a few changes are enough.
   for (const Change& change : {kChanges[1], kChanges[2], kChanges[9], kChanges[11]}) {
     prepare(change);
     int status = -1;

@@ -10,7 +10,7 @@
 
 namespace corvane::testing {
 
-/// Tasks and threads that a test scripts. They replace the machine's while the object exists.
+/// Replaces the machine's tasks and threads, while it exists, with those that a test scripts.
 class ScriptedKernel : host::TaskSource {
  public:
   struct Thread {
@@ -24,7 +24,7 @@ class ScriptedKernel : host::TaskSource {
     std::string name = {};
     int arguments = 1;
     task_thread_times_info_data_t times{};
-    /// When the task exits. It is listed in any case.
+    /// Tells when the task exits. It is listed in any case.
     enum { kNever, kBeforeItIsAskedForItsId, kBeforeItsThreadsAreListed } exits = kNever;
   };
 
