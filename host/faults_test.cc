@@ -1,7 +1,5 @@
 #include "host/faults.h"
 
-#include <IOKit/IOKitLib.h>
-
 #include "host/virtual_device.h"
 #include "testing/unit_test.h"
 

@@ -62,16 +62,10 @@ TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndHandsOutOneReference) {
 
 TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
   std::atomic<int> right = 0;
-  {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-      threads.emplace_back([&right] {
-        for (int i = 0; i < 50; ++i) {
-          right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP";
-        }
-      });
-    }
-  }
+  const auto find = [&] {
+    for (int i = 0; i < 50; ++i) right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP";
+  };
+  { const std::jthread one(find), another(find), third(find), last(find); }
   EXPECT_EQ(right, 200);
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }

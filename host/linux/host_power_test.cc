@@ -48,7 +48,6 @@ TEST_F(HostPowerTest, ThePowerSourceMirrorsThisMachines) {
       {"a/type=Mains a/online=0 b/type=USB b/online=1 c/type=Battery c/capacity=40 c/energy_now=7",
        40, true},
       {"BAT0/type=Battery BAT0/capacity=40 BAT0/status=Discharging", 40, false},
-      {"BAT0/type=Battery BAT0/capacity=40 BAT0/status=Charging", 40, true},
       // The battery of a mouse and an empty bay come before the machine's own.
       {"0/type=Battery 0/scope=Device 0/capacity=5 1/type=Battery 1/present=0 1/capacity=6 "
        "2/type=Battery 2/capacity=70 2/scope=System",

@@ -1,6 +1,5 @@
 #include "host/unit/unit_folder.h"
 
-#include <IOKit/IOKitLib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

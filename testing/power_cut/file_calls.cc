@@ -51,12 +51,6 @@ int makeUnlessBroken(Need need, long call, Arguments... arguments) {
   return isBroken(need) ? -1 : make(call, arguments...);
 }
 
-int openFile(int folder, const char* path, int flags, va_list arguments) {
-  const bool isMade = (flags & O_CREAT) != 0;
-  return makeUnlessBroken(isMade ? Need::kSpace : Need::kNothing, SYS_openat, folder, path, flags,
-                          isMade ? va_arg(arguments, mode_t) : 0);
-}
-
 }  // namespace
 }  // namespace corvane::testing
 
@@ -66,20 +60,21 @@ using namespace corvane::testing;
 #pragma GCC visibility push(default)
 extern "C" {
 
-int open(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const int descriptor = openFile(AT_FDCWD, path, flags, arguments);
-  va_end(arguments);
-  return descriptor;
-}
-
 int openat(int folder, const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const int descriptor = openFile(folder, path, flags, arguments);
+  const mode_t mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  return descriptor;
+  const Need need = flags & O_CREAT ? Need::kSpace : Need::kNothing;
+  return makeUnlessBroken(need, SYS_openat, folder, path, flags, mode);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = flags & O_CREAT ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  return openat(AT_FDCWD, path, flags, mode);
 }
 
 ssize_t pread(int descriptor, void* buffer, size_t size, off_t offset) {

@@ -1,4 +1,3 @@
-#include <IOKit/IOKitLib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
