@@ -38,6 +38,7 @@ TEST(PrintableTest, WhatATerminalWouldObeyIsShownAsDigits) {
       {"plain \\ text\twith tab", "plain \\ text\twith tab"},
       {"\x1b[31m\n\0\x1f\x7f"s, "\\x1b[31m\\x0a\\x00\\x1f\\x7f"},
       {"\u0080\u009b\u009f\u00a0", "\\xc2\\x80\\xc2\\x9b\\xc2\\x9f\u00a0"},
+      {"a\u202eb\u2066\u2028\u200d", "a\\xe2\\x80\\xaeb\\xe2\\x81\\xa6\\xe2\\x80\\xa8\u200d"},
       {"caf\u00e9 \u20ac \U0001F600 \U0010FFFF", "caf\u00e9 \u20ac \U0001F600 \U0010FFFF"},
       {"\x9b\xff\xc0\x9b\xe2x\xc3\xa9", "\\x9b\\xff\\xc0\\x9b\\xe2x\u00e9"},
       {"\xed\xa0\x80\xe2\x82", "\\xed\\xa0\\x80\\xe2\\x82"},

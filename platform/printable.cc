@@ -2,14 +2,8 @@
 
 #include <utf8.h>
 
-#include <cstdint>
-
 namespace corvane {
 namespace {
-
-bool isControl(uint32_t codePoint) {
-  return (codePoint < 0x20 && codePoint != '\t') || (codePoint >= 0x7F && codePoint < 0xA0);
-}
 
 void appendDigits(std::string& shown, std::string_view bytes) {
   constexpr char kDigits[] = "0123456789abcdef";
@@ -23,13 +17,20 @@ void appendDigits(std::string& shown, std::string_view bytes) {
 
 }  // namespace
 
+bool isControl(uint32_t codePoint) {
+  return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0) ||
+         (codePoint >= 0x2028 && codePoint <= 0x202E) ||
+         (codePoint >= 0x2066 && codePoint <= 0x2069);
+}
+
 std::string printable(std::string_view text) {
   std::string shown;
   shown.reserve(text.size());
   for (const char *at = text.data(), *const end = at + text.size(); at != end;) {
     for (const char* const invalid = utf8::find_invalid(at, end); at != invalid;) {
       const char* const start = at;
-      const bool isShown = !isControl(utf8::unchecked::next(at));
+      const uint32_t codePoint = utf8::unchecked::next(at);
+      const bool isShown = codePoint == '\t' || !isControl(codePoint);
       const std::string_view character(start, static_cast<size_t>(at - start));
       if (isShown) {
         shown += character;

@@ -1,7 +1,12 @@
 #include "tools/json_output.h"
 
+#include <utf8.h>
+
+#include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
+
+#include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {
@@ -12,10 +17,30 @@ using nlohmann::ordered_json;
 std::string textOf(const ordered_json& object, int indentation) {
   ordered_json document = {{"schema", kJsonSchema}};
   document.update(object);
-  return document.dump(indentation, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  return jsonText(document, indentation) + "\n";
 }
 
 }  // namespace
+
+std::string jsonText(const ordered_json& value, int indentation) {
+  const std::string text =
+      value.dump(indentation, ' ', false, ordered_json::error_handler_t::replace);
+  std::string safe;
+  safe.reserve(text.size());
+  for (const char *at = text.data(), *const end = at + text.size(); at != end;) {
+    const char* const start = at;
+    const uint32_t codePoint = utf8::unchecked::next(at);
+    // The line feeds between values are the only ones that are not escaped yet.
+    if (codePoint < 0x7F || !isControl(codePoint)) {
+      safe.append(start, at);
+      continue;
+    }
+    char escape[16];
+    std::snprintf(escape, sizeof escape, "\\u%04x", codePoint);
+    safe += escape;
+  }
+  return safe;
+}
 
 void printJson(const ordered_json& object) { std::cout << textOf(object, 2); }
 

@@ -198,12 +198,12 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
   EXPECT_TRUE(lines[2].ends_with("sid=\"A'7\",msg-type=\"stop\",code=\"0\",x")) << lines[2];
 
   writeText(log(),
-            "[2026-11-16 00:05:09]     Fixture: a: b\n[2026-99-16 00:05:09] x\n"
+            "[2026-11-16 00:05:09]     Fixture: a: b\u009b\n[2026-99-16 00:05:09] x\n"
             "context=\"\",ts=\"2026/11/17 00:00:00\",sid=\"A'7\",msg-type=\"stop\",code=\"0\",x\n"
             "last, cut short");
   EXPECT_EQ(
       shell("TZ=UTC " + commandLine("log tail --json")).output,
-      R"({"schema":1,"time":"2026-11-16T00:05:09+00:00","indentation":1,"test":"Fixture","message":"a: b"}
+      R"({"schema":1,"time":"2026-11-16T00:05:09+00:00","indentation":1,"test":"Fixture","message":"a: b\u009b"}
 {"schema":1,"text":"[2026-99-16 00:05:09] x"}
 {"schema":1,"time":"2026-11-17T00:00:00+00:00","sid":"A'7","type":"stop","fields":{"context":"","code":"0"},"rest":"x"}
 )");

@@ -1,10 +1,12 @@
 #include "tools/inspect/value_text.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 
-#include "platform/cf_ref.h"
+#include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {
@@ -29,12 +31,6 @@ std::optional<uint32_t> parseNumber(std::string_view digits) {
     number = number << 4 | static_cast<uint32_t>(digit);
   }
   return number;
-}
-
-bool isUtf8(std::span<const uint8_t> bytes) {
-  return static_cast<bool>(CFRef<CFStringRef>(
-      CFStringCreateWithBytes(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()),
-                              kCFStringEncodingUTF8, false)));
 }
 
 }  // namespace
@@ -87,13 +83,12 @@ bool isControlCharacter(uint8_t byte) {
 }
 
 bool isPlainText(std::span<const uint8_t> bytes) {
-  for (size_t at = 0; at < bytes.size(); ++at) {
-    const uint8_t byte = bytes[at];
-    if (isControlCharacter(byte)) return false;
-    // The control characters U+0080 to U+009F.
-    if (byte == 0xC2 && at + 1 < bytes.size() && bytes[at + 1] < 0xA0) return false;
+  if (!utf8::is_valid(bytes.begin(), bytes.end())) return false;
+  for (auto at = bytes.begin(); at != bytes.end();) {
+    const uint32_t codePoint = utf8::unchecked::next(at);
+    if (isControl(codePoint) && codePoint != '\t' && codePoint != '\n') return false;
   }
-  return isUtf8(bytes);
+  return true;
 }
 
 std::string escapedText(std::span<const uint8_t> bytes) {

@@ -40,8 +40,7 @@ void append(Line& line, const ThreadSample& thread) {
 }  // namespace
 
 std::string jsonText(const ProcessSample& process) {
-  using nlohmann::json;
-  const std::string name = json(process.name).dump(-1, ' ', false, json::error_handler_t::replace);
+  const std::string name = jsonText(nlohmann::ordered_json(process.name), -1);
   Line line;
   line << R"({"pid":)" << std::to_string(process.pid) << R"(,"name":)" << name << R"(,"cpu":)"
        << percentOf(process.usage);

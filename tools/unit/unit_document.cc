@@ -173,7 +173,7 @@ Json documentOf(const UnitImage& image) {
   return document;
 }
 
-std::string documentText(const UnitImage& image) { return documentOf(image).dump(2) + "\n"; }
+std::string documentText(const UnitImage& image) { return jsonText(documentOf(image), 2) + "\n"; }
 
 UnitImage imageOfDocument(std::span<const uint8_t> text, const std::string& name) {
   const Json document = parse(text, name);
