@@ -18,6 +18,15 @@ bool createDirectory(const std::string& path) {
   return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
 }
 
+constexpr off_t kNoCutLine = -1;
+
+/// Returns the size of the open file when it ends inside a line, else `kNoCutLine`.
+off_t endOfCutLine(int file) {
+  char last = '\n';
+  const off_t size = ::lseek(file, 0, SEEK_END);
+  return size > 0 && ::pread(file, &last, 1, size - 1) == 1 && last != '\n' ? size : kNoCutLine;
+}
+
 /// Returns the contents of the regular file at `path`. Nothing when there is no such file or it
 /// cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
@@ -49,10 +58,13 @@ bool createDirectories(const std::string& path) {
 }
 
 bool endsInsideLine(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  char last = '\n';
-  return file && lseek(file.get(), -1, SEEK_END) >= 0 && ::read(file.get(), &last, 1) == 1 &&
-         last != '\n';
+  const FileDescriptor file(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+  const off_t end = file ? endOfCutLine(file.get()) : kNoCutLine;
+  if (end == kNoCutLine) return false;
+  // A reader can see a part of what another process is just appending. A write waits until that is
+  // done, even one of nothing, and then the file is longer.
+  [[maybe_unused]] const ssize_t written = ::write(file.get(), "", 0);
+  return endOfCutLine(file.get()) == end;
 }
 
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }

@@ -14,7 +14,8 @@ bool createDirectories(const std::string& path);
 /// Returns whether anything is at `path`.
 bool fileExists(const std::string& path);
 
-/// Returns whether the file at `path` ends inside a line: its last byte is not a line feed.
+/// Returns whether the file at `path` ends inside a line that nobody is appending at the moment:
+/// its last byte is not a line feed.
 bool endsInsideLine(const std::string& path);
 
 /// Returns the dictionary at the top of the property-list file at `path`. Null when that is no
