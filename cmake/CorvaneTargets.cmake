@@ -86,15 +86,16 @@ if(CORVANE_TESTS AND CORVANE_PLATFORM STREQUAL host)
   find_package(GTest REQUIRED)
 endif()
 
-# corvane_test(bits_test): the program of bits_test.cc of this folder, each of its tests a test of its
-# own with a process of its own. Tests make their units themselves; one that forgets to gets none.
+# corvane_test(bits_test [library...]): the program of bits_test.cc of this folder, linked with the
+# libraries, each of its tests a test of its own with a process of its own. Tests make their units
+# themselves; one that forgets to gets none.
 function(corvane_test source)
   if(NOT CORVANE_TESTS OR NOT CORVANE_PLATFORM STREQUAL host)
     return()
   endif()
   cmake_path(GET source FILENAME name)
   add_executable(${name} ${source}.cc)
-  target_link_libraries(${name} PRIVATE corvane-testing)
+  target_link_libraries(${name} PRIVATE corvane-testing ${ARGN})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ENVIRONMENT
                                                                CORVANE_DEVICE=/dev/null)
 endfunction()

@@ -78,15 +78,6 @@ kern_return_t requestWrite(const std::string& set, int64_t offset,
                                         request.get());
 }
 
-std::string reasonAgainst(const std::function<void()>& work) {
-  try {
-    work();
-    return "";
-  } catch (const host::DeviceError& error) {
-    return error.what();
-  }
-}
-
 std::string readText(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};

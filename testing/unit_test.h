@@ -62,8 +62,16 @@ void changeFacts(host::VirtualDevice& unit, const std::function<void(host::UnitF
 kern_return_t requestWrite(const std::string& set, int64_t offset,
                            const std::vector<uint8_t>& bytes, bool commit);
 
-/// Returns the text of the DeviceError that `work` throws, or an empty one when it throws none.
-std::string reasonAgainst(const std::function<void()>& work);
+/// Returns why `work` cannot be done: the text of the error that it throws; empty when it can.
+template <typename Error = host::DeviceError>
+std::string reasonAgainst(const std::function<void()>& work) {
+  try {
+    work();
+    return "";
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
 
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);
