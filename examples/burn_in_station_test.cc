@@ -19,9 +19,9 @@ TEST_F(BurnInStationTest, WhatFailsIsNamedAndNoTextDrivesTheTerminal) {
                {"", "--bad-core 0 --results " + shellWord(results), 1, ""}};
   for (const auto& [faults, options, exitStatus, complaint] : cases) {
     const Outcome outcome =
-        shell("CORVANE_FAULTS=" + faults + " CORVANE_DEVICE=" + shellWord(unit()) +
-              " " BURN_IN_STATION " --seconds 1 --memory 1 --folder " + shellWord(path("")) + " " +
-              options);
+        shell("CORVANE_FAULTS=" + faults + " CORVANE_DEVICE=" + shellWord(unit()) + " " +
+              shellWord(BURN_IN_STATION) + " --seconds 1 --memory 1 --folder " +
+              shellWord(path("")) + " " + options);
     EXPECT_EQ(outcome.exitStatus, exitStatus) << outcome.errors;
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, complaint, outcome.errors);
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, "unit    T33\\x1b[2J, build 1A100", outcome.output);

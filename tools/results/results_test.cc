@@ -14,6 +14,7 @@ namespace {
 using corvane::testing::expectFields;
 using corvane::testing::Outcome;
 using corvane::testing::readText;
+using corvane::testing::shellWord;
 using corvane::testing::splitLines;
 using corvane::testing::writeText;
 using nlohmann::json;
@@ -195,7 +196,7 @@ TEST_F(ResultsTest, AJunitReportIsValid) {
   std::filesystem::create_symlink("target.xml", report);
   EXPECT_EQ(run("--junit " + report + " " + file()).exitStatus, 0);
   EXPECT_NE(readText(path("target.xml")), "old");
-  const Outcome valid = shell("xmllint --noout --schema " JUNIT_SCHEMA " " + report);
+  const Outcome valid = shell("xmllint --noout --schema " + shellWord(JUNIT_SCHEMA) + " " + report);
   EXPECT_EQ(valid.exitStatus, 0) << valid.errors;
   EXPECT_PRED_FORMAT2(IsSubstring, R"(<property name="loudness" value="80 dB"/>)",
                       readText(report));
@@ -221,8 +222,8 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
 
 TEST_F(ResultsTest, TheDocumentedQueriesTellTheSame) {
   const Outcome outcome =
-      shell("cd " + path("").string() +
-            " && sed -n '/^```sql$/,/^```$/{//!p}' " RESULTS_DOCUMENTATION " | sqlite3 -batch");
+      shell("cd " + path("").string() + " && sed -n '/^```sql$/,/^```$/{//!p}' " +
+            shellWord(RESULTS_DOCUMENTATION) + " | sqlite3 -batch");
   EXPECT_EQ(outcome.errors, "");
   EXPECT_EQ(outcome.output,
             "camera & <co>|2|2|0.5|0.5|1\nspeaker|4|3|0.333|0.667|1\nspeaker|tone|1\n");
