@@ -33,11 +33,11 @@ if(CORVANE_COREFOUNDATION)
   cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
   # CMake itself adds no folder below the sources or the build folder.
   set_property(TARGET ${targets} APPEND PROPERTY INSTALL_RPATH ${folder})
-  # pkg-config takes a blank for the end of an argument.
+  # pkg-config takes a blank for the end of an argument, and drops the quotes of -isystem.
   string(REPLACE " " "\\ " include "${COREFOUNDATION_INCLUDE_DIR}")
   string(REPLACE " " "\\ " library "${COREFOUNDATION_LIBRARY}")
   string(REPLACE " " "\\ " folder "${folder}")
-  set(COREFOUNDATION_CFLAGS "-isystem ${include}")
+  set(COREFOUNDATION_CFLAGS "-I${include}")
   set(COREFOUNDATION_LIBS "-Wl,-rpath,${folder} ${library}")
 else()
   set(COREFOUNDATION_CFLAGS "-I\${includedir}/corvane-corefoundation")
