@@ -33,7 +33,7 @@ if(CORVANE_COREFOUNDATION)
   cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
   # CMake itself adds no folder below the sources or the build folder.
   set_property(TARGET ${targets} APPEND PROPERTY INSTALL_RPATH ${folder})
-  # pkg-config takes a blank for the end of an argument, and drops the quotes of -isystem.
+  # pkg-config takes a blank for the end of an argument, and quotes -I alone again.
   string(REPLACE " " "\\ " include "${COREFOUNDATION_INCLUDE_DIR}")
   string(REPLACE " " "\\ " library "${COREFOUNDATION_LIBRARY}")
   string(REPLACE " " "\\ " folder "${folder}")
