@@ -8,16 +8,9 @@
 #include "host/unit/unit_folder.h"
 #include "host/unit/unit_in_use.h"
 #include "host/unit/unit_place.h"
+#include "platform/data_bytes.h"
 
 namespace corvane::host {
-namespace {
-
-std::span<const uint8_t> bytesOf(CFDataRef data) {
-  return {CFDataGetBytePtr(data), static_cast<size_t>(CFDataGetLength(data))};
-}
-
-}  // namespace
-
 VirtualDevice::VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts) {
   _unit = withDeviceErrors(folder.c_str(), [&] {
     return std::make_shared<UnitFolder>(std::filesystem::absolute(folder), facts);

@@ -5,6 +5,7 @@
 #include "host/faults.h"
 #include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
+#include "platform/data_bytes.h"
 #include "platform/text.h"
 
 namespace corvane::host {
@@ -40,8 +41,7 @@ CFRef<CFTypeRef> copyDataSetProperty(const DataSets& sets, CFStringRef set) {
   const std::string name = utf8Bytes(set);
   CFRef<CFMutableDataRef> contents = sets.copyContents(name);
   if (!contents) return {};
-  applyStuckBytes(name, {CFDataGetMutableBytePtr(contents.get()),
-                         static_cast<size_t>(CFDataGetLength(contents.get()))});
+  applyStuckBytes(name, bytesOf(contents.get()));
   return CFRef<CFTypeRef>(contents.release());
 }
 
@@ -60,8 +60,7 @@ kern_return_t writeDataSet(const DataSets& sets, CFDictionaryRef request) {
     return kIOReturnBadArgument;
   }
   try {
-    sets.write(utf8Bytes(set), static_cast<uint64_t>(start),
-               {CFDataGetBytePtr(buffer), static_cast<size_t>(CFDataGetLength(buffer))},
+    sets.write(utf8Bytes(set), static_cast<uint64_t>(start), bytesOf(buffer),
                CFBooleanGetValue(commit));
     return kIOReturnSuccess;
   } catch (const FileError& error) {

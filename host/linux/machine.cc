@@ -12,7 +12,6 @@
 namespace corvane::host {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 /// For how long a process that was seen alive counts as alive.
 constexpr int64_t kSeenAliveFor = kNanosecondsPerSecond / 1'000;
 

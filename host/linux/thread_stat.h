@@ -9,6 +9,8 @@
 
 namespace corvane::host {
 
+constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
+
 /// What the `stat` file of a thread says. Times are in clock ticks, the start time since boot.
 struct ThreadStat {
   char state = 0;

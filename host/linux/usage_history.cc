@@ -5,7 +5,6 @@
 namespace corvane::host {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr int64_t kLeastHistory = kNanosecondsPerSecond / 4;
 
 int64_t nanosecondsOfTicks(uint64_t ticks) {

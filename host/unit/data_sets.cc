@@ -7,6 +7,7 @@
 
 #include "host/unit/unit_file.h"
 #include "host/unit_lock.h"
+#include "platform/data_bytes.h"
 
 namespace corvane::host {
 namespace {
@@ -19,10 +20,6 @@ bool isSetName(const std::string& set) {
   constexpr size_t kLongestName = 223;
   return !set.empty() && set.size() <= kLongestName && set.front() != '.' &&
          set.find('/') == std::string::npos && set.find('\0') == std::string::npos;
-}
-
-std::span<uint8_t> bytesOf(CFMutableDataRef data) {
-  return {CFDataGetMutableBytePtr(data), static_cast<size_t>(CFDataGetLength(data))};
 }
 
 bool holdsRange(CFDataRef data, uint64_t offset, uint64_t length) {

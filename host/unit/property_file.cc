@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "platform/data_bytes.h"
+
 namespace corvane::host {
 namespace {
 
@@ -37,9 +39,9 @@ void preparePropertyFile(FileChanges& changes, const std::filesystem::path& file
   const CFRef<CFDataRef> contents(CFPropertyListCreateData(
       kCFAllocatorDefault, properties, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (!contents) failOn(file, "cannot hold these properties");
-  const auto size = static_cast<size_t>(CFDataGetLength(contents.get()));
-  if (size > kLargestPropertyFile) throw FileError(file, FileFault::kTooLarge);
-  changes.prepare(file, {CFDataGetBytePtr(contents.get()), size});
+  const std::span<const uint8_t> bytes = bytesOf(contents.get());
+  if (bytes.size() > kLargestPropertyFile) throw FileError(file, FileFault::kTooLarge);
+  changes.prepare(file, bytes);
 }
 
 CFRef<CFDictionaryRef> CachedPropertyFile::copyProperties() {

@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "platform/data_bytes.h"
+
 namespace corvane::host {
 namespace {
 
@@ -260,9 +262,7 @@ void FileChanges::prepareLink(const fs::path& file, const fs::path& source) {
   const auto contents = readFile(source, kLargestDataSet);
   if (!contents)
     throw FileError(source, std::make_error_code(std::errc::no_such_file_or_directory));
-  prepare(file,
-          {CFDataGetBytePtr(contents.get()), static_cast<size_t>(CFDataGetLength(contents.get()))},
-          Durability::kDurable, source);
+  prepare(file, bytesOf(contents.get()), Durability::kDurable, source);
 }
 
 void FileChanges::putInPlace(Change& change) {
