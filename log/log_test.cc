@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <regex>
 #include <set>
 #include <thread>
 
@@ -96,14 +95,13 @@ TEST_F(LogTest, StationMessagesQuoteTheirFields) {
       {CFSTR("x"), CFSTR("\"\"\""), CFSTR("\"\""), "sid=\"'''\",msg-type=\"\",x"},
       {nullptr, nullptr, nullptr, "sid=\"(null)\",msg-type=\"(null)\""},
   };
-  const std::regex stamp(R"(^context="",ts="\d{4}/\d\d/\d\d \d\d:\d\d:\d\d",)");
+  const std::string stamp =
+      R"(context="",ts="[0-9]{4}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}",)";
   for (const Case& c : cases) {
     Log::writePalvireMessage(c.message, c.sid, c.msgType);
     const auto line = text(Log::formatPalvireMessage(c.message, c.sid, c.msgType).get());
     for (const std::string& message : {line, splitLines(readText(logFile())).back()}) {
-      std::smatch match;
-      ASSERT_TRUE(std::regex_search(message, match, stamp)) << message;
-      EXPECT_EQ(match.suffix(), c.fields);
+      EXPECT_EQ(corvane::testing::afterMatch(message, stamp), c.fields);
     }
   }
   EXPECT_TRUE(_unit.systemLog().empty());
@@ -166,7 +164,7 @@ TEST_F(LogTest, ANewProcessStartsOnALineOfItsOwnAfterACutOne) {
 }
 
 TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {
-  const std::string line = R"(\[[-: \d]{19,}\] line)", next = R"(\[[-: \d]{19,}\] next)";
+  const std::string line = R"(\[[-: 0-9]{19,}\] line)", next = R"(\[[-: 0-9]{19,}\] next)";
   const std::pair<const char*, std::string> cases[] = {
       {"CFStringCreateWithFormat@1", next + "\n"},
       {"mkdir", ""},
@@ -184,8 +182,7 @@ TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {
     Log::write(CFSTR("line"), nullptr, 0);
     Log::write(CFSTR("next"), nullptr, 0);
     host::VirtualDevice::setFaults("");
-    EXPECT_TRUE(std::regex_match(readText(logFile()), std::regex(log)))
-        << rule << ": " << readText(logFile());
+    EXPECT_EQ(corvane::testing::afterMatch(readText(logFile()), log), "") << rule;
     EXPECT_EQ(_unit.systemLog().back(), "next") << rule;
   }
 }

@@ -1,7 +1,8 @@
+#include <regex.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <sstream>
 
 #include "log/log.h"
@@ -30,13 +31,11 @@ UnitTest::UnitTest() : _unit(_folder.path() / "unit") {
 UnitTest::~UnitTest() { host::VirtualDevice::setFaults(""); }
 
 std::vector<std::string> UnitTest::logLines() const {
-  static const std::regex stamp(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )");
   std::vector<std::string> lines;
   const auto file = _unit.filePath(kLogFile);
   for (const std::string& line : splitLines(readText(file))) {
-    std::smatch match;
-    EXPECT_TRUE(std::regex_search(line, match, stamp)) << line;
-    lines.push_back(match.suffix());
+    lines.push_back(
+        afterMatch(line, R"(\[[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\] )"));
   }
   return lines;
 }
@@ -93,6 +92,16 @@ std::vector<std::string> splitLines(const std::string& text) {
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
+}
+
+std::string afterMatch(const std::string& text, const std::string& pattern) {
+  regex_t compiled;
+  EXPECT_EQ(::regcomp(&compiled, pattern.c_str(), REG_EXTENDED), 0) << pattern;
+  regmatch_t match;
+  const bool isFound = ::regexec(&compiled, text.c_str(), 1, &match, 0) == 0 && match.rm_so == 0;
+  ::regfree(&compiled);
+  EXPECT_TRUE(isFound) << "'" << text << "' does not begin with " << pattern;
+  return isFound ? text.substr(static_cast<size_t>(match.rm_eo)) : text;
 }
 
 size_t countOf(const std::string& text, const std::string& part) {

@@ -4,7 +4,6 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
-#include <regex>
 
 #include "tools/command_line.h"
 #include "tools/new_station/templates.h"
@@ -16,13 +15,13 @@ namespace {
 constexpr int kLogCollectionOffset = 9;
 constexpr int kSuiteOffset = 18;
 
-struct Options {
+struct NewStationOptions {
   std::string name;
   int number = 1;
   int offset = 24;
 };
 
-std::string filled(std::string_view text, const Options& options) {
+std::string filled(std::string_view text, const NewStationOptions& options) {
   char key[8];
   std::snprintf(key, sizeof key, "R%03d", options.number);
   const std::pair<std::string, std::string> fields[] = {
@@ -40,7 +39,7 @@ std::string filled(std::string_view text, const Options& options) {
   return result;
 }
 
-void writeFiles(const std::filesystem::path& folder, const Options& options) {
+void writeFiles(const std::filesystem::path& folder, const NewStationOptions& options) {
   for (const Template& file : newStationTemplates()) {
     std::ofstream stream(folder / file.fileName, std::ios::binary);
     stream << filled(file.text, options);
@@ -49,9 +48,15 @@ void writeFiles(const std::filesystem::path& folder, const Options& options) {
   }
 }
 
-void checkOptions(const Options& options) {
-  static const std::regex kName("[a-z][a-z0-9_-]{0,39}");
-  if (!std::regex_match(options.name, kName)) {
+bool isStationName(const std::string& name) {
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
+  constexpr std::string_view kRest = "abcdefghijklmnopqrstuvwxyz0123456789_-";
+  return !name.empty() && name.size() <= 40 && kLetters.find(name[0]) != kLetters.npos &&
+         name.find_first_not_of(kRest) == name.npos;
+}
+
+void checkOptions(const NewStationOptions& options) {
+  if (!isStationName(options.name)) {
     throw CommandError(kUsage,
                        "'" + options.name +
                            "' is no name of a station: lower-case letters, digits, - and _, "
@@ -68,7 +73,7 @@ void checkOptions(const Options& options) {
 }
 
 /// The folder appears whole, or not at all.
-ExitStatus makeStation(const Options& options) {
+ExitStatus makeStation(const NewStationOptions& options) {
   checkOptions(options);
   namespace fs = std::filesystem;
   if (fs::symlink_status(options.name).type() != fs::file_type::not_found) {
@@ -92,7 +97,7 @@ ExitStatus makeStation(const Options& options) {
 }  // namespace
 
 void addNewStationCommand(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<NewStationOptions>();
   Command command = Command(app).add(
       "new-station", "Write the folder of a new station, with its tests, ready to build");
   command.text("NAME", options->name, "The station's name, and the folder's").required();
