@@ -74,7 +74,7 @@ void print(const Change& change, bool json) {
   throw CommandError(kFailed, "the change was not made: boot-args are " + shown(after));
 }
 
-ExitStatus show(bool json) {
+ExitStatus showBootArgs(bool json) {
   requireUnit();
   const auto value = currentValue();
   if (json) printJson({{"bootArgs", asJson(value)}});
@@ -164,9 +164,9 @@ ExitStatus set(const std::string& value, bool json) {
 }
 
 /// Adds a command that takes one text, with "--" before it where it begins with "-".
-void addCommand(Command group, const std::string& name, const std::string& about,
-                const std::string& argument, const std::string& footer,
-                ExitStatus (*work)(const std::string&, bool json)) {
+void addBootArgsCommand(Command group, const std::string& name, const std::string& about,
+                        const std::string& argument, const std::string& footer,
+                        ExitStatus (*work)(const std::string&, bool json)) {
   struct Options {
     std::string text;
     bool json = false;
@@ -192,25 +192,27 @@ void addBootArgsGroup(CLI::App& app) {
   Command showCommand = group.add("show", "Print the boot arguments");
   showCommand.jsonFlag(*json);
   showCommand.footer("Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.");
-  showCommand.action([=] { return show(*json); });
+  showCommand.action([=] { return showBootArgs(*json); });
 
-  addCommand(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
-             "Example:\n  corvane bootargs has debug && echo debugging\n\n"
-             "Exit status: 0 when it does, also within another word, 1 when not.",
-             has);
-  addCommand(group, "add", "Append a word to the boot arguments", "WORD",
-             "Example:\n  corvane bootargs add debug=0x14e\n\n"
-             "White space around the word is left out. A word that is there stays as it is. Exit "
-             "status: 1\n"
-             "when it was not added, as when it occurs within another word.",
-             add);
-  addCommand(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
-             "Example:\n  corvane bootargs remove debug=0x14e\n\n"
-             "Blanks beside it stay. Occurrences within other words are removed too, after a\n"
-             "warning. Exit status: 1 when the word does not occur.",
-             remove);
-  addCommand(group, "set", "Replace the boot arguments", "VALUE",
-             "Example:\n  corvane bootargs set \"serial=1 debug=0x14e\"", set);
+  addBootArgsCommand(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
+                     "Example:\n  corvane bootargs has debug && echo debugging\n\n"
+                     "Exit status: 0 when it does, also within another word, 1 when not.",
+                     has);
+  addBootArgsCommand(
+      group, "add", "Append a word to the boot arguments", "WORD",
+      "Example:\n  corvane bootargs add debug=0x14e\n\n"
+      "White space around the word is left out. A word that is there stays as it is. Exit "
+      "status: 1\n"
+      "when it was not added, as when it occurs within another word.",
+      add);
+  addBootArgsCommand(
+      group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
+      "Example:\n  corvane bootargs remove debug=0x14e\n\n"
+      "Blanks beside it stay. Occurrences within other words are removed too, after a\n"
+      "warning. Exit status: 1 when the word does not occur.",
+      remove);
+  addBootArgsCommand(group, "set", "Replace the boot arguments", "VALUE",
+                     "Example:\n  corvane bootargs set \"serial=1 debug=0x14e\"", set);
 }
 
 }  // namespace corvane::tools

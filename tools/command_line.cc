@@ -13,15 +13,15 @@
 namespace corvane::tools {
 namespace {
 
-/// What the run of the tool came to so far.
-struct Run {
+/// What the command line came to so far.
+struct Outcome {
   ExitStatus status = kDone;
   std::vector<WrongWord> wrongWords;
 };
 
-Run& currentRun() {
-  static Run run;
-  return run;
+Outcome& currentOutcome() {
+  static Outcome outcome;
+  return outcome;
 }
 
 /// CLI11 knows an option's choices only as text.
@@ -106,8 +106,8 @@ void Command::footer(const std::string& text) { _app->footer(text); }
 
 void Command::action(std::function<ExitStatus()> work) {
   _app->final_callback([app = _app, work = std::move(work)] {
-    if (!app->get_subcommands().empty() || !currentRun().wrongWords.empty()) return;
-    currentRun().status = work();
+    if (!app->get_subcommands().empty() || !currentOutcome().wrongWords.empty()) return;
+    currentOutcome().status = work();
   });
 }
 
@@ -180,7 +180,7 @@ Option Command::add(const std::string& names, const std::string& about,
   const bool isPositional = !names.starts_with('-');
   const std::string name = isPositional ? names : names.substr(names.rfind(',') + 1);
   const auto take = [=](const CLI::results_t& words) {
-    std::vector<WrongWord>& wrong = currentRun().wrongWords;
+    std::vector<WrongWord>& wrong = currentOutcome().wrongWords;
     if (words.size() > 1 && !isRepeatable) {
       wrong.push_back({name, name + " is given more than once"});
     }
@@ -230,7 +230,7 @@ void setAction(CLI::App* command, std::function<ExitStatus()> work) {
 
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
   const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-  const std::vector<WrongWord>& wrongWords = currentRun().wrongWords;
+  const std::vector<WrongWord>& wrongWords = currentOutcome().wrongWords;
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
@@ -240,7 +240,7 @@ ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
     if (wrongWords.empty()) throw usageError(app, error, words);
   }
   if (!wrongWords.empty()) throw usageError(wrongWords, words);
-  return currentRun().status;
+  return currentOutcome().status;
 }
 
 }  // namespace corvane::tools

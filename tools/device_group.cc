@@ -186,7 +186,7 @@ void addInit(Command group) {
   });
 }
 
-void addSet(Command group) {
+void addDeviceSet(Command group) {
   const auto options = std::make_shared<FactOptions>();
   Command command = group.add("set", "Change what the unit is");
   options->addTo(command);
@@ -208,7 +208,7 @@ void addSet(Command group) {
   });
 }
 
-void addShow(Command group) {
+void addDeviceShow(Command group) {
   const auto json = std::make_shared<bool>(false);
   Command command = group.add("show", "Tell what the unit is");
   command.jsonFlag(*json);
@@ -264,8 +264,8 @@ void addDeviceGroup(CLI::App& app) {
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; any command makes\n"
       "one there when it is missing.");
   addInit(group);
-  addShow(group);
-  addSet(group);
+  addDeviceShow(group);
+  addDeviceSet(group);
   addPath(group);
   addReboot(group);
 }

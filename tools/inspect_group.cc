@@ -23,7 +23,7 @@ namespace {
 /// Far above the size of any data set, in bytes.
 constexpr size_t kLimit = size_t{1} << 20;
 
-struct Options {
+struct InspectOptions {
   std::string file;
   DumpHints hints;
   bool map = false;
@@ -54,7 +54,8 @@ nlohmann::ordered_json diagnosticDataAsJson(const DiagnosticReport& report) {
   return {{"controlBits", controlBits}, {"timeBits", report.timeBits}, {"records", records}};
 }
 
-nlohmann::ordered_json dumpAsJson(const Options& options, const FileBytes& file, const Dump& dump) {
+nlohmann::ordered_json dumpAsJson(const InspectOptions& options, const FileBytes& file,
+                                  const Dump& dump) {
   nlohmann::ordered_json json = {{"file", options.file},
                                  {"size", file.bytes.size()},
                                  {"isWhole", file.isWhole},
@@ -106,7 +107,7 @@ void printDiagnosticData(const DiagnosticReport& report) {
   if (!report.records.empty()) printRecords(std::cout, report.records);
 }
 
-ExitStatus inspect(const Options& options) {
+ExitStatus inspect(const InspectOptions& options) {
   const FileBytes file = readFile(options.file, kLimit);
   const Dump dump = inspectDump(file.bytes, options.hints);
   const bool isGood = dump.kind != DumpKind::kUnknown && dump.findings.empty();
@@ -132,7 +133,7 @@ ExitStatus inspect(const Options& options) {
 }  // namespace
 
 void addInspectGroup(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<InspectOptions>();
   Command command = Command(app).add(
       "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");
   command.file("FILE", options->file, "The dump; - reads standard input").required();

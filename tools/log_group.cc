@@ -124,7 +124,7 @@ void addTail(Command group) {
   command.action([=] { return tail(options->count, options->follow, options->json); });
 }
 
-void addShow(Command group) {
+void addLogShow(Command group) {
   struct Options {
     LogFilter filter;
     std::optional<std::string> since, until;
@@ -178,7 +178,7 @@ void addLogGroup(CLI::App& app) {
   addWrite(group);
   addMessage(group);
   addTail(group);
-  addShow(group);
+  addLogShow(group);
   addCollected(group);
 }
 

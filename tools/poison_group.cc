@@ -42,19 +42,19 @@ void printByte(uint8_t offset, uint8_t byte, bool json) {
             << (isPoisoned(offset, byte) ? "poisoned" : "not poisoned") << "\n";
 }
 
-struct Options {
+struct PoisonOptions {
   uint8_t offset = 0;
   bool force = false;
   bool json = false;
 };
 
-ExitStatus show(const Options& options) {
+ExitStatus showPoison(const PoisonOptions& options) {
   requireReady();
   printByte(options.offset, readByte(options.offset), options.json);
   return kDone;
 }
 
-ExitStatus change(const Options& options, bool isSet) {
+ExitStatus change(const PoisonOptions& options, bool isSet) {
   requireReady();
   const uint8_t offset = options.offset;
   const UnitLock lock;
@@ -76,9 +76,9 @@ ExitStatus change(const Options& options, bool isSet) {
   return kDone;
 }
 
-void addCommand(Command group, const std::string& name, const std::string& about, bool isChange,
-                const std::function<ExitStatus(const Options&)>& work) {
-  const auto options = std::make_shared<Options>();
+void addPoisonCommand(Command group, const std::string& name, const std::string& about,
+                      bool isChange, const std::function<ExitStatus(const PoisonOptions&)>& work) {
+  const auto options = std::make_shared<PoisonOptions>();
   Command command = group.add(name, about);
   command.number("OFFSET", options->offset, "Offset of the byte").required();
   if (isChange) {
@@ -97,11 +97,11 @@ void addPoisonGroup(CLI::App& app) {
       "Example:\n  corvane poison set 24\n\n"
       "A failure at an offset below 128 is final: it can be neither set again nor cleared.\n"
       "From offset 128 on, a poison byte is a byte of a diagnostic record.");
-  addCommand(group, "set", "Mark the unit as failed", true,
-             [](const Options& options) { return change(options, true); });
-  addCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128", true,
-             [](const Options& options) { return change(options, false); });
-  addCommand(group, "show", "Tell whether the unit is marked", false, show);
+  addPoisonCommand(group, "set", "Mark the unit as failed", true,
+                   [](const PoisonOptions& options) { return change(options, true); });
+  addPoisonCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128", true,
+                   [](const PoisonOptions& options) { return change(options, false); });
+  addPoisonCommand(group, "show", "Tell whether the unit is marked", false, showPoison);
 }
 
 }  // namespace corvane::tools

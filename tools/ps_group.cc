@@ -24,7 +24,7 @@ namespace {
 const std::map<std::string, Order> kOrders = {
     {"pid", Order::kPid}, {"cpu", Order::kUsage}, {"name", Order::kName}};
 
-struct Options {
+struct PsOptions {
   bool threads = false;
   bool json = false;
   std::optional<Order> order;
@@ -46,7 +46,7 @@ std::optional<size_t> terminalWidth() {
   return size.ws_col > 0 ? std::optional<size_t>(size.ws_col) : std::nullopt;
 }
 
-ExitStatus print(const Options& options) {
+ExitStatus print(const PsOptions& options) {
   Sample sample = takeSample();
   if (options.over > 0) {
     std::this_thread::sleep_for(std::max(Seconds(options.over), kLeastUsageTime));
@@ -79,7 +79,7 @@ std::string headline(const Sample& sample, bool isFirst) {
   return text.data();
 }
 
-ExitStatus watch(const Options& options) {
+ExitStatus watch(const PsOptions& options) {
   using Clock = std::chrono::steady_clock;
   constexpr size_t kTitles = 2;
   const auto interval = std::chrono::duration_cast<Clock::duration>(Seconds(options.watch));
@@ -101,7 +101,7 @@ ExitStatus watch(const Options& options) {
   }
 }
 
-ExitStatus plot(const Options& options) {
+ExitStatus plot(const PsOptions& options) {
   constexpr size_t kUsualCount = 8;
   const std::string svg = plotSvg(readRecording(options.plot), options.top.value_or(kUsualCount));
   if (options.output.empty()) {
@@ -112,7 +112,7 @@ ExitStatus plot(const Options& options) {
   return kDone;
 }
 
-ExitStatus run(const Options& options) {
+ExitStatus run(const PsOptions& options) {
   if (options.log) return writeToLog(logSnapshot);
   if (options.watch > 0) return watch(options);
   if (!options.plot.empty()) return plot(options);
@@ -128,7 +128,7 @@ ExitStatus run(const Options& options) {
 }  // namespace
 
 void addPsGroup(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PsOptions>();
   Command group = Command(app).add("ps", "Show the CPU usage of each process");
   constexpr double kLeast = 0.05, kMost = 1e6;
   const Option threads = group.flag("--threads", options->threads, "Show each thread as well");

@@ -37,7 +37,7 @@ Chain readUnitChain() {
   return chain;
 }
 
-ExitStatus list(bool json) {
+ExitStatus listRecords(bool json) {
   requireReady();
   const Chain chain = readUnitChain();
   std::vector<RecordLine> lines;
@@ -119,12 +119,12 @@ void addAdd(Command group) {
   command.action([=] { return add(*options); });
 }
 
-void addList(Command group) {
+void addRecordList(Command group) {
   const auto json = std::make_shared<bool>(false);
   Command command = group.add("list", "Print the records, the first one first");
   command.jsonFlag(*json);
   command.footer("Example:\n  corvane record list --json");
-  command.action([=] { return list(*json); });
+  command.action([=] { return listRecords(*json); });
 }
 
 }  // namespace
@@ -134,7 +134,7 @@ void addRecordGroup(CLI::App& app) {
       "record", "Show and append to the chain of at most 20 diagnostic records",
       "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   addAdd(group);
-  addList(group);
+  addRecordList(group);
 }
 
 }  // namespace corvane::tools

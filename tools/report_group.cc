@@ -12,13 +12,13 @@
 namespace corvane::tools {
 namespace {
 
-struct Options {
+struct ReportOptions {
   std::vector<std::string> sources;
   std::string out, recording;
   std::optional<DumpKind> kind;
 };
 
-ExitStatus report(const Options& options) {
+ExitStatus report(const ReportOptions& options) {
   constexpr size_t kChartedProcesses = 8;
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
@@ -37,7 +37,7 @@ ExitStatus report(const Options& options) {
 }  // namespace
 
 void addReportGroup(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ReportOptions>();
   Command command =
       Command(app).add("report", "Show units or dumps as one web page that stands alone");
   command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();

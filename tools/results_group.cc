@@ -20,7 +20,7 @@ namespace {
 
 constexpr uint64_t kMostDamagesShown = 20;
 
-struct Options {
+struct ResultsOptions {
   std::vector<std::string> paths;
   std::vector<std::string> stations;
   std::vector<std::string> units;
@@ -70,7 +70,7 @@ int64_t timeOption(const std::string& name, const std::string& text) {
                                  "2026-11-16T08:30:00+01:00");
 }
 
-RunFilter filterOf(const Options& options) {
+RunFilter filterOf(const ResultsOptions& options) {
   RunFilter filter{options.stations, options.units, {}, {}, {}};
   for (const std::string& name : options.verdicts) {
     filter.verdicts.push_back(verdictOf(name).value());
@@ -105,7 +105,7 @@ class DamageReport {
   uint64_t _count = 0;
 };
 
-ExitStatus showResults(const Options& options) {
+ExitStatus showResults(const ResultsOptions& options) {
   const std::vector<std::string> files = filesOf(options.paths);
   const RunFilter filter = filterOf(options);
   Names names;
@@ -148,7 +148,7 @@ ExitStatus showResults(const Options& options) {
 }  // namespace
 
 void addResultsCommand(CLI::App& app) {
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ResultsOptions>();
   Command command = Command(app).add(
       "results", "Tell yields, what fails, and measurements from the results of stations");
   command

@@ -100,7 +100,7 @@ ExitStatus changeByte(uint32_t offset, bool force, bool json, const std::functio
                                   "; see \"corvane log tail\"");
 }
 
-void addShow(Command group) {
+void addStatusShow(Command group) {
   const auto options = std::make_shared<ShowOptions>();
   group.number("--from", options->from, "First offset; 0 if not given");
   group.number("--to", options->to, "Last offset; 127 if not given");
@@ -110,7 +110,7 @@ void addShow(Command group) {
   group.action([=] { return show(*options); });
 }
 
-void addSet(Command group) {
+void addStatusSet(Command group) {
   struct Options {
     uint32_t offset = 0;
     std::optional<int32_t> status, count;
@@ -180,8 +180,8 @@ void addStatusGroup(CLI::App& app) {
       "  corvane status --written             only bytes that a station wrote\n"
       "  corvane status --from 16 --to 31 --json\n"
       "  corvane status suite passed");
-  addShow(group);
-  addSet(group);
+  addStatusShow(group);
+  addStatusSet(group);
   addFixedByte(group, "suite", "Show or write the test suite's byte, at offset 18",
                kSuiteStatusOffset, testStatusNames(), &ControlBits::writeCorvaneStatus);
   addFixedByte(group, "log-collection", "Show or write the log-collection byte, at offset 9",

@@ -93,7 +93,7 @@ ExitStatus changeArea(const Bytes& before, const MemoryStore& wanted,
                                "the reason"));
 }
 
-ExitStatus list(bool json) {
+ExitStatus listKeys(bool json) {
   const Bytes area = readArea();
   const AreaReport report = reportOnArea(area);
   requireStore(report);
@@ -239,14 +239,14 @@ void addKey(Command command, std::string& key) {
   command.text("KEY", key, "Four characters such as OPTS, or 0x and up to eight digits").required();
 }
 
-void addList(Command group) {
+void addKeyList(Command group) {
   const auto json = std::make_shared<bool>(false);
   Command command = group.add("list", "List the keys and the beginnings of their values");
   command.jsonFlag(*json);
   command.footer(
       "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
       "Example:\n  corvane syscfg list --json");
-  command.action([=] { return list(*json); });
+  command.action([=] { return listKeys(*json); });
 }
 
 void addGet(Command group) {
@@ -265,7 +265,7 @@ void addGet(Command group) {
   command.action([=] { return get(*options); });
 }
 
-void addSet(Command group) {
+void addKeySet(Command group) {
   const auto options = std::make_shared<SetOptions>();
   Command command = group.add("set", "Give a key a value, its first or a new one");
   addKey(command, options->key);
@@ -316,9 +316,9 @@ void addSyscfgGroup(CLI::App& app) {
                             "Examples:\n"
                             "  corvane syscfg list\n"
                             "  corvane syscfg set OPTS \"serial=3 soak\"");
-  addList(group);
+  addKeyList(group);
   addGet(group);
-  addSet(group);
+  addKeySet(group);
   addDel(group);
   addDump(group);
   addMap(group);

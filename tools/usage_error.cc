@@ -46,13 +46,13 @@ std::string fullName(const CLI::App& command) {
   return (group ? fullName(*group) + " " : "") + command.get_name();
 }
 
-std::vector<std::string> commandsOf(const CLI::App& group) {
+std::vector<std::string> commandNames(const CLI::App& group) {
   std::vector<std::string> names;
   for (const CLI::App* command : group.get_subcommands({})) names.push_back(command->get_name());
   return names;
 }
 
-std::vector<std::string> optionsOf(const CLI::App& command) {
+std::vector<std::string> optionNames(const CLI::App& command) {
   std::vector<std::string> names;
   for (const CLI::Option* option : command.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
@@ -65,9 +65,9 @@ std::string unexpected(const CLI::App& command, const std::string& word) {
   if (word.size() > 1 && word.starts_with('-')) {
     const std::string name = word.substr(0, word.find('='));
     return fullName(command) + " has no option " + quoted(name) +
-           suggestion(name, optionsOf(command));
+           suggestion(name, optionNames(command));
   }
-  const std::vector<std::string> commands = commandsOf(command);
+  const std::vector<std::string> commands = commandNames(command);
   if (commands.empty() || !command.get_subcommands().empty()) {
     return fullName(command) + " has no use for " + quoted(word);
   }
@@ -128,7 +128,7 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error,
   const CLI::App& command = innermost(app);
   const std::string text = error.what();
   if (command.get_require_subcommand_min() > 0 && dynamic_cast<const CLI::RequiredError*>(&error)) {
-    return {kUsage, fullName(command) + " needs a command: " + listOf(commandsOf(command))};
+    return {kUsage, fullName(command) + " needs a command: " + listOf(commandNames(command))};
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
     return {kUsage, text.substr(0, text.find(':')) + " needs a value"};

@@ -22,9 +22,9 @@ std::string hexNumber(uint32_t number) {
 }
 
 /// Builds a report step by step.
-class Reporter {
+class AreaReporter {
  public:
-  explicit Reporter(Bytes image) : _image(image) {}
+  explicit AreaReporter(Bytes image) : _image(image) {}
 
   AreaReport run() {
     if (_image.size() < area::kHeaderSize) {
@@ -211,7 +211,7 @@ class Reporter {
 
 }  // namespace
 
-AreaReport reportOnArea(std::span<const uint8_t> image) { return Reporter(image).run(); }
+AreaReport reportOnArea(std::span<const uint8_t> image) { return AreaReporter(image).run(); }
 
 std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
   const size_t begin = std::min(entry.valueOffset, image.size());

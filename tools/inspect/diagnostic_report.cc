@@ -20,9 +20,9 @@ bool isFilledWith(Bytes bytes, uint8_t byte) {
 
 /// Builds a report step by step.
 template <typename Time>
-class Reporter {
+class DiagnosticReporter {
  public:
-  explicit Reporter(Bytes contents) : _contents(contents) {}
+  explicit DiagnosticReporter(Bytes contents) : _contents(contents) {}
 
   DiagnosticReport run() {
     _report.timeBits = 8 * sizeof(Time);
@@ -114,13 +114,14 @@ class Reporter {
 }  // namespace
 
 DiagnosticReport reportOnDiagnosticData(Bytes contents) {
-  DiagnosticReport wide = Reporter<int64_t>(contents).run();
-  DiagnosticReport narrow = Reporter<int32_t>(contents).run();
+  DiagnosticReport wide = DiagnosticReporter<int64_t>(contents).run();
+  DiagnosticReport narrow = DiagnosticReporter<int32_t>(contents).run();
   return narrow.plausibility > wide.plausibility ? narrow : wide;
 }
 
 DiagnosticReport reportOnDiagnosticData(Bytes contents, int timeBits) {
-  return timeBits == 32 ? Reporter<int32_t>(contents).run() : Reporter<int64_t>(contents).run();
+  return timeBits == 32 ? DiagnosticReporter<int32_t>(contents).run()
+                        : DiagnosticReporter<int64_t>(contents).run();
 }
 
 }  // namespace corvane::tools

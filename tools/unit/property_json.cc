@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/cf_ref.h"
+#include "platform/data_bytes.h"
 #include "platform/text.h"
 #include "tools/inspect/value_text.h"
 #include "tools/unit/unit_document.h"
@@ -11,7 +12,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json valueAsJson(CFTypeRef value);
+Json propertyAsJson(CFTypeRef value);
 
 Json dictionaryAsJson(CFDictionaryRef dictionary) {
   const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
@@ -20,7 +21,7 @@ Json dictionaryAsJson(CFDictionaryRef dictionary) {
   // By name: a dictionary has no order.
   std::map<std::string, Json> entries;
   for (size_t i = 0; i < count; ++i) {
-    entries[utf8Bytes(static_cast<CFStringRef>(keys[i]))] = valueAsJson(values[i]);
+    entries[utf8Bytes(static_cast<CFStringRef>(keys[i]))] = propertyAsJson(values[i]);
   }
   Json object = Json::object();
   for (auto& [name, entry] : entries) object[name] = std::move(entry);
@@ -30,7 +31,7 @@ Json dictionaryAsJson(CFDictionaryRef dictionary) {
 Json arrayAsJson(CFArrayRef array) {
   Json list = Json::array();
   for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-    list.push_back(valueAsJson(CFArrayGetValueAtIndex(array, i)));
+    list.push_back(propertyAsJson(CFArrayGetValueAtIndex(array, i)));
   }
   return list;
 }
@@ -43,12 +44,9 @@ Json numberAsJson(CFNumberRef number) {
   return real;
 }
 
-Json dataAsJson(CFDataRef data) {
-  const auto length = static_cast<size_t>(CFDataGetLength(data));
-  return {{"data", hexText({CFDataGetBytePtr(data), length})}};
-}
+Json dataAsJson(CFDataRef data) { return {{"data", hexText(bytesOf(data))}}; }
 
-Json valueAsJson(CFTypeRef value) {
+Json propertyAsJson(CFTypeRef value) {
   const CFTypeID type = CFGetTypeID(value);
   if (type == CFDictionaryGetTypeID()) return dictionaryAsJson(static_cast<CFDictionaryRef>(value));
   if (type == CFArrayGetTypeID()) return arrayAsJson(static_cast<CFArrayRef>(value));
@@ -81,7 +79,7 @@ Json propertiesAsJson(std::span<const uint8_t> contents) {
   if (!data) return nullptr;
   const CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
       kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
-  return list ? valueAsJson(list.get()) : Json();
+  return list ? propertyAsJson(list.get()) : Json();
 }
 
 Json factsOf(const UnitImage& image) {
