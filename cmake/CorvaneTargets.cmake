@@ -80,6 +80,24 @@ function(corvane_headers)
   install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane/${folder})
 endfunction()
 
+# corvane_precompile(group target header...): with CORVANE_PRECOMPILE the target's sources see the headers
+# precompiled. The targets of a group, which have to be compiled with the same flags, share them. Not under a
+# launcher such as ccache, which would have to compile every source each time.
+function(corvane_precompile group target)
+  if(NOT CORVANE_PRECOMPILE OR CMAKE_CXX_COMPILER_LAUNCHER)
+    return()
+  endif()
+  get_property(owner GLOBAL PROPERTY CORVANE_PRECOMPILED_${group})
+  if(owner)
+    target_precompile_headers(${target} REUSE_FROM ${owner})
+  else()
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+    set_property(GLOBAL PROPERTY CORVANE_PRECOMPILED_${group} ${target})
+  endif()
+endfunction()
+set(CORVANE_JSON_HEADERS <algorithm> <filesystem> <functional> <iostream> <map> <memory>
+                         <nlohmann/json.hpp> <optional> <string> <vector>)
+
 if(CORVANE_TESTS AND CORVANE_PLATFORM STREQUAL host)
   enable_testing()
   include(GoogleTest)
@@ -96,6 +114,7 @@ function(corvane_test source)
   cmake_path(GET source FILENAME name)
   add_executable(${name} ${source}.cc)
   target_link_libraries(${name} PRIVATE corvane-testing ${ARGN})
+  corvane_precompile(tests ${name} <gtest/gtest.h> <filesystem> <functional>)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ENVIRONMENT
                                                                CORVANE_DEVICE=/dev/null)
 endfunction()
