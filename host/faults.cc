@@ -3,15 +3,21 @@
 #include <IOKit/IOKitLib.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <span>
 #include <vector>
 
+#include "platform/data_bytes.h"
+#include "platform/text.h"
+
 namespace corvane::host {
+
+std::atomic<bool> gMayHaveRules = true;
+
 namespace {
 
 constexpr std::optional<int64_t> kNull;
@@ -139,8 +145,9 @@ class RuleBook {
  public:
   RuleBook() {
     const char* text = std::getenv("CORVANE_FAULTS");
-    if (text == nullptr) return;
-    if (const std::string fault = replace(text); !fault.empty()) {
+    if (text == nullptr) {
+      gMayHaveRules = false;
+    } else if (const std::string fault = replace(text); !fault.empty()) {
       std::fprintf(stderr, "CORVANE_FAULTS: %s\n", fault.c_str());
       std::exit(2);
     }
@@ -154,14 +161,13 @@ class RuleBook {
     const std::lock_guard lock(_mutex);
     _rules = std::move(parsed);
     _counts.fill(0);
-    _armed = !_rules.calls.empty() || !_rules.stuck.empty();
+    gMayHaveRules = hasRules();
     return {};
   }
 
-  bool armed() const { return _armed.load(std::memory_order_acquire); }
-
-  std::optional<int64_t> injectedFault(size_t call) {
+  std::optional<int64_t> fault(size_t call) {
     const std::lock_guard lock(_mutex);
+    if (!hasRules()) return {};
     const uint64_t count = ++_counts[call];
     for (const CallRule& rule : _rules.calls) {
       if (rule.call != call) continue;
@@ -187,8 +193,9 @@ class RuleBook {
   }
 
  private:
+  bool hasRules() const { return !_rules.calls.empty() || !_rules.stuck.empty(); }
+
   std::mutex _mutex;
-  std::atomic<bool> _armed = false;
   Rules _rules;
   std::array<uint64_t, kCalls.size()> _counts{};
 };
@@ -201,13 +208,12 @@ RuleBook& ruleBook() {
 
 }  // namespace
 
-std::optional<int64_t> injectedFault(Call call) {
-  if (!ruleBook().armed()) return {};
-  return ruleBook().injectedFault(static_cast<size_t>(call));
+std::optional<int64_t> faultByRules(Call call) {
+  return ruleBook().fault(static_cast<size_t>(call));
 }
 
-void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) {
-  if (ruleBook().armed()) ruleBook().applyStuckBytes(set, contents);
+void applyStuckBytes(CFStringRef set, CFMutableDataRef contents) {
+  if (gMayHaveRules) ruleBook().applyStuckBytes(utf8Bytes(set), bytesOf(contents));
 }
 
 std::string setFaultRules(std::string_view rules) { return ruleBook().replace(rules); }

@@ -1,10 +1,12 @@
 #ifndef CORVANE_HOST_FAULTS_H_
 #define CORVANE_HOST_FAULTS_H_
 
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -17,13 +19,23 @@ enum class Call {
 #undef CALL
 };
 
+/// False while it is known that there are no rules, so that a call costs no more than this look.
+/// True from the start: CORVANE_FAULTS is read when the first call asks.
+extern std::atomic<bool> gMayHaveRules;
+
+/// What `injectedFault` returns once there may be rules.
+std::optional<int64_t> faultByRules(Call call);
+
 /// Counts one call of the function. Returns what the call must return instead of doing its work,
 /// with 0 for null. Nothing when no rule fails this call. Each call asks exactly once, before
 /// anything else.
-std::optional<int64_t> injectedFault(Call call);
+inline std::optional<int64_t> injectedFault(Call call) {
+  if (!gMayHaveRules.load(std::memory_order_acquire)) return {};
+  return faultByRules(call);
+}
 
 /// Overwrites the stuck bytes of data set `set` in its contents.
-void applyStuckBytes(std::string_view set, std::span<uint8_t> contents);
+void applyStuckBytes(CFStringRef set, CFMutableDataRef contents);
 
 /// Replaces this process's rules and starts counting anew. Returns what is wrong with the first
 /// rule that cannot be used, and then changes nothing. Returns an empty text when all can.

@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <type_traits>
+#include <typeinfo>
 #include <unordered_map>
+#include <utility>
 
 namespace corvane::host {
 
@@ -53,7 +56,12 @@ Handles& handles();
 /// Returns the object of that kind that this process holds as `name`; null when there is none.
 template <typename Kind>
 std::shared_ptr<Kind> findHandle(uint32_t name) {
-  return std::dynamic_pointer_cast<Kind>(handles().find(name));
+  std::shared_ptr<KernelObject> object = handles().find(name);
+  if constexpr (std::is_final_v<Kind>) {  // Its exact type is compared faster than a cast is tried.
+    if (!object || typeid(*object) != typeid(Kind)) return nullptr;
+    return std::static_pointer_cast<Kind>(std::move(object));
+  }
+  return std::dynamic_pointer_cast<Kind>(std::move(object));
 }
 
 }  // namespace corvane::host

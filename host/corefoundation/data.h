@@ -32,6 +32,7 @@ struct __CFData final : cf::Object {
 
   std::span<const uint8_t> bytes() const { return {_bytes, _length}; }
   std::span<uint8_t> bytes() { return {_bytes, _length}; }
+  void append(std::span<const uint8_t> bytes);
   void setLength(size_t length);
 
  private:

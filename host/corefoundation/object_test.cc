@@ -62,8 +62,8 @@ TEST(DataTest, BytesAreCopiedOrStayOrGoAsTheDeallocatorSays) {
 
 TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
   const CFRef data(CFDataCreateMutable(nullptr, 0));
-  CFDataSetLength(data.get(), 3);
-  std::memcpy(CFDataGetMutableBytePtr(data.get()), "abc", 3);
+  for (const UInt8 letter : {'a', 'b', 'c'}) CFDataAppendBytes(data.get(), &letter, 1);
+  EXPECT_EQ(bytesOf(data.get()), "abc");
   CFDataSetLength(data.get(), 1);
   CFDataSetLength(data.get(), 4);
   CFDataGetMutableBytePtr(data.get())[3] = 'd';

@@ -51,7 +51,8 @@ std::string numberText(std::u16string_view text) {
 }  // namespace
 
 bool __CFString::equals(const Object& other) const {
-  return _text == static_cast<const __CFString&>(other)._text;
+  // Unlike ==, which compares unit by unit, this compares memory.
+  return std::ranges::equal(_text, static_cast<const __CFString&>(other)._text);
 }
 
 CFHashCode __CFString::hash() const { return std::hash<std::u16string>()(_text); }

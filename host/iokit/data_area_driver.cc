@@ -38,10 +38,8 @@ kern_return_t returnCode(const std::error_code& error) {
 }  // namespace
 
 CFRef<CFTypeRef> copyDataSetProperty(const DataSets& sets, CFStringRef set) {
-  const std::string name = utf8Bytes(set);
-  CFRef<CFMutableDataRef> contents = sets.copyContents(name);
-  if (!contents) return {};
-  applyStuckBytes(name, bytesOf(contents.get()));
+  CFRef<CFMutableDataRef> contents = sets.copyContents(set);
+  if (contents) applyStuckBytes(set, contents.get());
   return CFRef<CFTypeRef>(contents.release());
 }
 

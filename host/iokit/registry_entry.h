@@ -14,7 +14,7 @@
 namespace corvane::host {
 
 /// An entry of the registry: the `index`-th that the unit lists under the class or path `key`.
-struct RegistryEntry : KernelObject {
+struct RegistryEntry final : KernelObject {
   RegistryEntry(std::shared_ptr<UnitFolder> itsUnit, std::string itsKey, CFIndex itsIndex)
       : unit(std::move(itsUnit)), key(std::move(itsKey)), index(itsIndex) {}
 

@@ -60,10 +60,19 @@ TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndHandsOutOneReference) {
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
+/// Returns the bytes of the data set that the registry gives for the name.
+std::string contentsOf(CFStringRef set) {
+  const auto contents = copyProperty(firstService("VelmoDiagnosticDataAccess"), set);
+  return testing::bytesOf(static_cast<CFDataRef>(contents.get()));
+}
+
 TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
   std::atomic<int> right = 0;
   const auto find = [&] {
-    for (int i = 0; i < 50; ++i) right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP";
+    for (int i = 0; i < 50; ++i) {
+      right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP" &&
+               contentsOf(cfString(kSet).get()).size() == 1024;
+    }
   };
   { const std::jthread one(find), another(find), third(find), last(find); }
   EXPECT_EQ(right, 200);
@@ -147,6 +156,19 @@ TEST_F(RegistryTest, ASetHasUncommittedChangesUntilTheReboot) {
   VirtualDevice(_unit.folder()).reboot();
   EXPECT_EQ(bytes(), before);
   EXPECT_TRUE(_unit.uncommittedDataSets().empty());
+}
+
+TEST_F(RegistryTest, ASetIsWhatItsNameSaysAtTheTimeOfTheRead) {
+  const auto contents = std::to_array<uint8_t>({'1'}), others = std::to_array<uint8_t>({'2'});
+  _unit.setDataSet("One", contents);
+  _unit.setDataSet("Two", others);
+  const CFRef name(CFStringCreateMutableCopy(nullptr, 0, CFSTR("One")));
+  EXPECT_EQ(contentsOf(name.get()), "1");
+  CFStringFindAndReplace(name.get(), CFSTR("One"), CFSTR("Two"), CFRangeMake(0, 3), 0);
+  EXPECT_EQ(contentsOf(name.get()), "2");
+  EXPECT_EQ(contentsOf(CFSTR("One")), "1");
+  std::filesystem::remove(_unit.folder() / "data" / "One.bin");
+  EXPECT_EQ(contentsOf(CFSTR("One")), "(absent)");
 }
 
 TEST_F(RegistryTest, ARefusedWriteOfASetChangesNothing) {

@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "host/unit/unit_file.h"
 #include "host/unit_lock.h"
 #include "platform/data_bytes.h"
+#include "platform/text.h"
 
 namespace corvane::host {
 namespace {
@@ -39,6 +41,10 @@ std::span<const uint8_t> patched(CFMutableDataRef contents, uint64_t offset,
 DataSets::DataSets(const std::filesystem::path& folder)
     : _folder(folder), _data((folder / "data").string()) {}
 
+DataSets::~DataSets() {
+  for (const ReadSet* set = _readSets; set;) delete std::exchange(set, set->next);
+}
+
 std::string DataSets::contentsFile(const std::string& set) const {
   std::string file;
   file.reserve(_data.size() + set.size() + 5);
@@ -52,6 +58,29 @@ std::string DataSets::committedFile(const std::string& set) const {
 CFRef<CFMutableDataRef> DataSets::copyContents(const std::string& set) const {
   if (!isSetName(set)) return {};
   return readFile(contentsFile(set), kLargestDataSet);
+}
+
+CFRef<CFMutableDataRef> DataSets::copyContents(CFStringRef set) const {
+  if (const ReadSet* known = findReadSet(set)) return readFile(known->file, kLargestDataSet);
+  const std::string name = utf8Bytes(set);
+  CFRef<CFMutableDataRef> contents = copyContents(name);
+  if (contents) remember(set, contentsFile(name));
+  return contents;
+}
+
+const DataSets::ReadSet* DataSets::findReadSet(CFStringRef name) const {
+  const ReadSet* set = _readSets;
+  while (set && !CFEqual(set->name.get(), name)) set = set->next;
+  return set;
+}
+
+void DataSets::remember(CFStringRef name, std::string file) const {
+  // A copy, since the caller may change its own.
+  CFRef<CFStringRef> copy(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, name));
+  if (!copy) return;
+  auto* set = new ReadSet{std::move(copy), std::move(file), _readSets};
+  while (!_readSets.compare_exchange_weak(set->next, set)) {
+  }
 }
 
 void DataSets::write(const std::string& set, uint64_t offset, std::span<const uint8_t> bytes,

@@ -1,6 +1,7 @@
 #ifndef CORVANE_HOST_UNIT_DATA_SETS_H_
 #define CORVANE_HOST_UNIT_DATA_SETS_H_
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <span>
@@ -23,9 +24,15 @@ class DataSets {
  public:
   /// `folder` is the unit's.
   explicit DataSets(const std::filesystem::path& folder);
+  ~DataSets();
+  DataSets(const DataSets&) = delete;
+  DataSets& operator=(const DataSets&) = delete;
 
-  /// Returns the set's contents, uncommitted changes included; null when there is no such set.
+  /// Return the set's contents, uncommitted changes included; null when there is no such set.
+  /// @{
   CFRef<CFMutableDataRef> copyContents(const std::string& set) const;
+  CFRef<CFMutableDataRef> copyContents(CFStringRef set) const;
+  /// @}
 
   /// Puts `bytes` at `offset` of the set. A committed change is durable when this returns; another
   /// is seen by every process until the unit reboots. Fails with no_such_file_or_directory for an
@@ -44,12 +51,23 @@ class DataSets {
   void reboot() const;
 
  private:
+  /// The name of a set that was read, and its file: programs read the same set again and again.
+  struct ReadSet {
+    CFRef<CFStringRef> name;
+    std::string file;
+    const ReadSet* next;
+  };
+  const ReadSet* findReadSet(CFStringRef name) const;
+  void remember(CFStringRef name, std::string file) const;
+
   std::string contentsFile(const std::string& set) const;
   std::string committedFile(const std::string& set) const;
   void removeCommittedFile(const std::string& set) const;
 
   std::filesystem::path _folder;
   std::string _data;
+  /// Only ever grows, so that it is read without a lock.
+  mutable std::atomic<const ReadSet*> _readSets = nullptr;
 };
 
 }  // namespace corvane::host

@@ -132,14 +132,13 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
   }
   // Most files fit into one block, and then a read costs no more calls than it must. What has no
   // positions, such as a pipe, fails here, and what gives no bytes or more is looked at below.
-  std::array<uint8_t, 16384> block;
+  std::array<uint8_t, 4096> block;
   const ssize_t count = ::pread(input.get(), block.data(), block.size(), 0);
   if (count <= 0 || static_cast<size_t>(count) == block.size()) {
     return readOpenFile(file, input.get(), largest);
   }
   CFRef<CFMutableDataRef> data(CFDataCreateMutable(kCFAllocatorDefault, 0));
-  CFDataSetLength(data.get(), count);
-  std::copy_n(block.begin(), count, CFDataGetMutableBytePtr(data.get()));
+  CFDataAppendBytes(data.get(), block.data(), count);
   return data;
 }
 

@@ -20,6 +20,7 @@ CF_EXPORT CFIndex CFDataGetLength(CFDataRef data);
 /// Returns the object's own bytes, valid until it is changed or freed.
 CF_EXPORT const UInt8* CFDataGetBytePtr(CFDataRef data);
 CF_EXPORT UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data);
+CF_EXPORT void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length);
 /// Cuts or lengthens the data. New bytes are zero.
 CF_EXPORT void CFDataSetLength(CFMutableDataRef data, CFIndex length);
 
