@@ -82,7 +82,7 @@ void writeBareConfiguration(benchmark::State& state) {
   }
 }
 
-const bool gPairsAdded =
+const bool gConfigurationPairsAdded =
     addPair({"last-of-408-keys", 4.0, findLastKey, copyArea}) &&
     addPair({"configuration-write", 1.1, writeConfiguration, writeBareConfiguration});
 

@@ -79,8 +79,8 @@ void writeBareByte(benchmark::State& state) {
   }
 }
 
-const bool gPairsAdded = addPair({"one-byte-read", 1.25, readByte, readBareByte}) &&
-                         addPair({"one-byte-committed-write", 1.1, writeByte, writeBareByte});
+const bool gBytePairsAdded = addPair({"one-byte-read", 1.15, readByte, readBareByte}) &&
+                             addPair({"one-byte-committed-write", 1.1, writeByte, writeBareByte});
 
 }  // namespace
 }  // namespace corvane::bench

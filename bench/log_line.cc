@@ -94,7 +94,7 @@ void appendBare(benchmark::State& state, bool readsClock) {
 void appendBareMessage(benchmark::State& state) { appendBare(state, true); }
 void appendBareLine(benchmark::State& state) { appendBare(state, false); }
 
-const bool gPairsAdded =
+const bool gLogPairsAdded =
     addPair({"log-line", 1.15, writeMessage, appendBareMessage, writeSystemLog}) &&
     addPair({"log-line-ready-made", 1.15, writeLine, appendBareLine});
 

@@ -57,7 +57,7 @@ void searchLog(benchmark::State& state) {
   run(state, "grep -F 'fan slow' '" + largeLog().file.string() + "'");
 }
 
-const bool kIsAdded = addPair({"log-show", 2.0, showLog, searchLog});
+const bool gLogShowPairAdded = addPair({"log-show", 2.0, showLog, searchLog});
 
 }  // namespace
 }  // namespace corvane::bench

@@ -198,7 +198,7 @@ void refreshFewThreadsOften(benchmark::State& state) {
   refreshFarm(state, {kFewThreads}, passes().few);
 }
 
-const bool gPairsAdded =
+const bool gProcessPairsAdded =
     addPair({"process-refresh", 1.3, refreshThreads, readFilesOfThreads}) &&
     addPair({"process-refresh-processes", 1.25, refreshProcesses, readFilesOfProcesses}) &&
     addPair({"process-refresh-to-ps", 0.25, refreshThreads, listWithPs}) &&

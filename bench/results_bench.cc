@@ -81,7 +81,7 @@ void yieldsByJq(benchmark::State& state) {
           ".[$line.station].passed += 1 else . end else . end)'");
 }
 
-const bool kIsAdded = addPair({"results-to-jq", 0.2, yieldsByTool, yieldsByJq});
+const bool gResultsPairsAdded = addPair({"results-to-jq", 0.2, yieldsByTool, yieldsByJq});
 
 }  // namespace
 }  // namespace corvane::bench

@@ -12,6 +12,11 @@ add_compile_options(-Wall -Wextra -Wconversion)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   add_compile_options(-Wno-restrict)
 endif()
+# Off the device a library's calls of its own functions go straight to them, not by way of its tables.
+if(CORVANE_PLATFORM STREQUAL host)
+  add_compile_options(-fno-semantic-interposition)
+  add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:-Wl,-Bsymbolic-functions>)
+endif()
 if(CORVANE_SANITIZE)
   add_compile_options(-fsanitize=${CORVANE_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
