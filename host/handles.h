@@ -56,12 +56,13 @@ Handles& handles();
 /// Returns the object of that kind that this process holds as `name`; null when there is none.
 template <typename Kind>
 std::shared_ptr<Kind> findHandle(uint32_t name) {
-  std::shared_ptr<KernelObject> object = handles().find(name);
+  std::shared_ptr<KernelObject> found = handles().find(name);
   if constexpr (std::is_final_v<Kind>) {  // Its exact type is compared faster than a cast is tried.
+    const KernelObject* const object = found.get();
     if (!object || typeid(*object) != typeid(Kind)) return nullptr;
-    return std::static_pointer_cast<Kind>(std::move(object));
+    return std::static_pointer_cast<Kind>(std::move(found));
   }
-  return std::dynamic_pointer_cast<Kind>(std::move(object));
+  return std::dynamic_pointer_cast<Kind>(std::move(found));
 }
 
 }  // namespace corvane::host

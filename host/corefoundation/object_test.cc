@@ -62,7 +62,8 @@ TEST(DataTest, BytesAreCopiedOrStayOrGoAsTheDeallocatorSays) {
 
 TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
   const CFRef data(CFDataCreateMutable(nullptr, 0));
-  for (const UInt8 letter : {'a', 'b', 'c'}) CFDataAppendBytes(data.get(), &letter, 1);
+  const UInt8 letters[] = {'a', 'b', 'c'};
+  for (const UInt8& letter : letters) CFDataAppendBytes(data.get(), &letter, 1);
   EXPECT_EQ(bytesOf(data.get()), "abc");
   CFDataSetLength(data.get(), 1);
   CFDataSetLength(data.get(), 4);
