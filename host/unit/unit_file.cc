@@ -250,6 +250,8 @@ void FileChanges::prepare(const fs::path& file, std::span<const uint8_t> content
 
 void FileChanges::prepareLink(const fs::path& file, const fs::path& source) {
   Change& change = add(file, Durability::kDurable);
+  struct stat facts {};
+  if (!describe(change.folder.get(), source.filename(), source, facts)) throw FileError(source);
   const std::string temporary = temporaryName(change.name);
   if (::linkat(change.folder.get(), source.filename().c_str(), change.folder.get(),
                temporary.c_str(), 0) == 0) {
@@ -308,7 +310,7 @@ void FileChanges::apply() {
         throw FileError(change.file);
       }
     }
-  } catch (const FileError&) {
+  } catch (...) {
     undoAll();
     throw;
   }

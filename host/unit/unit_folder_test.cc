@@ -129,6 +129,11 @@ TEST_F(UnitFolderTest, NothingButRegularFilesOfABoundedSizeIsReadOrReplaced) {
   fs::create_symlink(victim, _unit / ".lock");
   EXPECT_EQ(reasonAgainst([&] { unit.reboot(); }),
             (_unit / ".lock").string() + ": is a symbolic link");
+  fs::remove(_unit / ".lock");
+  const fs::path committed = _unit / "data/VelmoDiagnosticData.committed";
+  fs::create_symlink(victim, committed);
+  EXPECT_EQ(reasonAgainst([&] { unit.reboot(); }), committed.string() + ": is a symbolic link");
+  EXPECT_EQ(unit.dataSet("VelmoDiagnosticData").size(), 1024u);
   EXPECT_EQ(readText(victim), "untouched");
 }
 

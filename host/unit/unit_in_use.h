@@ -46,9 +46,11 @@ auto withDeviceErrors(const char* unit, Work work) {
 template <typename Result, typename Work>
 Result onUnitFiles(Result failure, Work work) {
   try {
-    return withDeviceErrors("the unit", work);
-  } catch (const DeviceError& error) {
-    reportUnusable(error.what());
+    try {
+      return withDeviceErrors("the unit", work);
+    } catch (const DeviceError& error) {
+      reportUnusable(error.what());
+    }
   } catch (const std::bad_alloc&) {
     // Not even enough for the report.
   }
