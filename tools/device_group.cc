@@ -173,7 +173,8 @@ void addInit(Command group) {
   command.action([=] {
     return onDevice([&] {
       const std::filesystem::path folder = VirtualDevice::defaultFolder();
-      if (std::filesystem::exists(folder / "device.plist")) {
+      std::error_code error;
+      if (std::filesystem::exists(folder / "device.plist", error)) {
         throw CommandError(kFailed, "there is a unit in " + folder.string() +
                                         " already; \"corvane device set\" changes it");
       }

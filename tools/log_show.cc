@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -145,6 +147,16 @@ class Show {
   bool _hasShown = false;
 };
 
+/// Whether a calendar and a clock have the time, which is written with all its digits.
+bool isTime(const std::string& text) {
+  struct tm time {};
+  const char* const end = ::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &time);
+  const std::chrono::year_month_day date(std::chrono::year(time.tm_year + 1900),
+                                         std::chrono::month(static_cast<unsigned>(time.tm_mon + 1)),
+                                         std::chrono::day(static_cast<unsigned>(time.tm_mday)));
+  return end && *end == '\0' && date.ok();
+}
+
 [[noreturn]] void fail(const std::string& file, int error) {
   throw CommandError(kFailed, file + ": " + std::strerror(error));
 }
@@ -157,12 +169,14 @@ std::string logTime(const std::string& text, bool isLatest) {
   constexpr Text kPattern = "0000-00-00 00:00:00";
   const std::string rest = isLatest ? "0000-00-00 23:59:59" : "0000-00-00 00:00:00";
   const bool isKnownLength = time.size() == 10 || time.size() == 16 || time.size() == 19;
-  if (!isKnownLength || !matchesDigits(time, kPattern.substr(0, time.size()))) {
+  const bool isPattern = isKnownLength && matchesDigits(time, kPattern.substr(0, time.size()));
+  if (isPattern) time += rest.substr(time.size());
+  if (!isPattern || !isTime(time)) {
     throw CommandError(kUsage, "'" + text +
                                    "' is not a time such as 2026-11-16 or "
                                    "\"2026-11-16 08:30:00\"");
   }
-  return time + rest.substr(time.size());
+  return time;
 }
 
 bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {

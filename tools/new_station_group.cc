@@ -65,6 +65,11 @@ void checkOptions(const NewStationOptions& options) {
   if (options.name == "station_test" || options.name == "test") {
     throw CommandError(kUsage, "'" + options.name + "' is the name of the station's tests");
   }
+  for (const char* target : {"all", "clean", "help", "install"}) {
+    if (options.name == target) {
+      throw CommandError(kUsage, "'" + options.name + "' is a name that CMake keeps for itself");
+    }
+  }
   for (const int taken : {kLogCollectionOffset, kSuiteOffset}) {
     if (taken == options.offset || taken == options.offset + 1) {
       throw CommandError(kUsage, "byte " + std::to_string(taken) + " belongs to the library");

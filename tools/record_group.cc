@@ -11,6 +11,7 @@
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/inspect/dump_view.h"
+#include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
 #include "tools/standard_error.h"
 #include "tools/unit_lock.h"
@@ -59,6 +60,10 @@ ExitStatus listRecords(bool json) {
 CFRef<CFStringRef> recordMessage(const std::string& text) {
   if (std::any_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; })) {
     throw CommandError(kUsage, "'" + text + "' holds characters that are not ASCII");
+  }
+  if (std::any_of(text.begin(), text.end(),
+                  [](char c) { return isControlCharacter(static_cast<uint8_t>(c)); })) {
+    throw CommandError(kUsage, "'" + text + "' holds control characters");
   }
   if (text.size() > kRoom) {
     throw CommandError(kUsage, "'" + text + "' has " + std::to_string(text.size()) +

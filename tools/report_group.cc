@@ -22,8 +22,7 @@ ExitStatus report(const ReportOptions& options) {
   constexpr size_t kChartedProcesses = 8;
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
-    const bool isFolder = std::filesystem::is_directory(source);
-    subjects.emplace_back(source, readImage(source, isFolder ? std::nullopt : options.kind));
+    subjects.emplace_back(source, readOneOfImages(source, options.kind));
   }
   std::string chart;
   if (!options.recording.empty()) {

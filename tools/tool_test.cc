@@ -30,6 +30,8 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"record add x --station 1 --result 4", "--result takes a number from 0 to 3, not '4'\n"},
       {"record add 'fourteen chars' --station 1 --result 0", "has 14 characters; a record holds"},
       {"record add 'caf\xC3\xA9' --station 1 --result 0", "holds characters that are not ASCII\n"},
+      {"record add 'a\x1B[1m' --station 1 --result 0", "holds control characters\n"},
+      {"new-station clean", "is a name that CMake keeps for itself\n"},
       {"bootargs add '\xC2\xA0 '", "the word is blank\n"},
       {"bootargs has ''", "the word is empty\n"},
       {"device set", "device set needs something to set\n"},

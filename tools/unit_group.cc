@@ -1,6 +1,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "host/virtual_device.h"
 #include "tools/byte_file.h"
@@ -11,6 +12,7 @@
 #include "tools/unit/unit_diff.h"
 #include "tools/unit/unit_document.h"
 #include "tools/unit/unit_import.h"
+#include "tools/unit_lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -59,6 +61,8 @@ void addExport(Command group) {
 void importDump(const UnitImage& image, const std::string& to) {
   const auto& [path, contents] = *image.files.begin();
   if (!to.empty()) return writeOutput(to, contents);
+  std::optional<UnitLock> lock;
+  if (hasUnit()) lock.emplace();
   UnitImage unit = readDefaultUnit();
   unit.files[path] = contents;
   unit.files.erase(path.substr(0, path.size() - 3) + "committed");
@@ -118,12 +122,8 @@ void addDiff(Command group) {
       "Exit status: 0 the same, 1 different.\n"
       "Example:\n  corvane unit diff before.json \"$(corvane device path)\"");
   command.action([=] {
-    // What the caller says of a dump is not about the folder that it is compared with.
-    const auto read = [&](const std::string& source) {
-      return readImage(source,
-                       std::filesystem::is_directory(source) ? std::nullopt : options->kind);
-    };
-    const std::vector<Difference> differences = diffImages(read(options->a), read(options->b));
+    const std::vector<Difference> differences = diffImages(
+        readOneOfImages(options->a, options->kind), readOneOfImages(options->b, options->kind));
     if (options->json) {
       nlohmann::ordered_json document = {
           {"a", options->a}, {"b", options->b}, {"same", differences.empty()}};

@@ -146,8 +146,14 @@ Json withoutRawForms(Json document) {
 }
 
 Json parse(std::span<const uint8_t> text, const std::string& name) {
+  // What copies and compares values below goes a level deeper for each of theirs.
+  constexpr int kDeepest = 100;
+  const auto limit = [&](int depth, Json::parse_event_t, const Json&) {
+    if (depth > kDeepest) throw CommandError(kFailed, name + ": is nested too deeply");
+    return true;
+  };
   try {
-    return Json::parse(text.begin(), text.end());
+    return Json::parse(text.begin(), text.end(), limit);
   } catch (const Json::parse_error& error) {
     const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
     throw CommandError(kFailed, name + ": line " +

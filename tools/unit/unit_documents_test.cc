@@ -85,6 +85,9 @@ TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
                         reasonAgainst<CommandError>([&] { imageOf(edited.dump()); }));
   }
   EXPECT_THROW(imageOf(document.dump().substr(0, 500)), CommandError);
+  const std::string deep = std::string(200'000, '[') + std::string(200'000, ']');
+  EXPECT_EQ(reasonAgainst<CommandError>([&] { imageOf(R"({"schema":)" + deep + "}"); }),
+            "doc: is nested too deeply");
 }
 
 TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {

@@ -132,4 +132,9 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
   return imageOfDump(std::move(contents.bytes), kind, name);
 }
 
+UnitImage readOneOfImages(const std::string& source, std::optional<DumpKind> kind) {
+  std::error_code error;
+  return readImage(source, fs::is_directory(source, error) ? std::nullopt : kind);
+}
+
 }  // namespace corvane::tools

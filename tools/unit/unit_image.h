@@ -54,6 +54,8 @@ UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::s
 /// Reads any of a unit's folder, an exported document or a raw dump; "-" is standard input, which
 /// is one of the latter two. Throws CommandError.
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
+/// Returns the same for one of several sources, of which only the dumps are of that kind.
+UnitImage readOneOfImages(const std::string& source, std::optional<DumpKind> kind);
 
 }  // namespace corvane::tools
 
