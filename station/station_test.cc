@@ -237,6 +237,23 @@ TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
   }
 }
 
+TEST_F(StationTest, ARunKeepsTheFailureThatAnotherLeftMeanwhile) {
+  const auto runBesideAFailingOne = [&](const std::function<void(TestRun&)>& body) {
+    return runStation([&](TestRun& run) {
+      body(run);
+      const auto failingRun = [&] { return runStation(failingBody).exitStatus(); };
+      EXPECT_EQ(runInChild(failingRun, [](pid_t) {}), 1);
+    });
+  };
+  EXPECT_EQ(runBesideAFailingOne(passingBody).reason,
+            "the unit cannot be trusted: byte 21 was poisoned during the run");
+  EXPECT_EQ(held().status, 0xFA) << "failed, one failure";
+  EXPECT_EQ(held().poison, 0xFE);
+  setByte(21, 0xFF);
+  EXPECT_EQ(runBesideAFailingOne(failingBody).exitStatus(), 1);
+  EXPECT_EQ(held().status, 0xE2) << "failed, three failures";
+}
+
 TEST_F(StationTest, StationsAtTheSameTimeLoseNoRunAndNoRecordOfEachOther) {
   Profile other = kStation;
   other.statusOffset = 22, other.poisonOffset = 23, other.runCountKey = "OTHR";

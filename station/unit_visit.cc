@@ -9,10 +9,15 @@
 
 namespace corvane::station {
 
-void UnitVisit::look() {
-  _status.emplace(_profile.statusOffset);
-  _poison.emplace(_profile.poisonOffset);
+void UnitVisit::readBytes() {
+  // Not in place: a byte that cannot be read again leaves the one that was read before.
+  _status = MarkedByte(_profile.statusOffset);
+  _poison = MarkedByte(_profile.poisonOffset);
   _failCount = failCountOf(_status->value());
+}
+
+void UnitVisit::look() {
+  readBytes();
   _records = readRecords();
   _counter.emplace(_profile.runCountKey);
   _count = _counter->count() + 1;
@@ -43,6 +48,12 @@ void UnitVisit::markIncomplete() {
 }
 
 void UnitVisit::leaveVerdict(bool isPassed, const std::string& recordText) {
+  // The unit was fit when the run began: a failure that it holds by now is another's, and stays.
+  readBytes();
+  if (isPassed && isPoisoned(static_cast<uint8_t>(_poison->offset()), _poison->value())) {
+    throw UntrustedUnit("byte " + std::to_string(_poison->offset()) +
+                        " was poisoned during the run");
+  }
   const auto status = isPassed ? kCorvaneCotnrolBitsPassed : kCorvaneControlBitsFailed;
   uint8_t verdict = _status->value();
   changeTestStatus(&verdict, status);

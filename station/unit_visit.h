@@ -33,8 +33,9 @@ class UnitVisit {
   void refuseUnlessFit(const UnitFacts& facts) const;
   /// Marks the unit incomplete, also for a power cut from now on, and counts the run.
   void markIncomplete();
-  /// Leaves poison byte, record and, last, the status, and reads all three again. When that fails,
-  /// takes a verdict that the status byte may hold away again.
+  /// Leaves poison byte, record and, last, the status, on top of what others left since the look,
+  /// and reads all three again. When that fails, takes a verdict that the status byte may hold away
+  /// again. Writes nothing for a passed run when the unit was poisoned since the look.
   void leaveVerdict(bool isPassed, const std::string& recordText);
   /// Checks that the unit still holds what `markIncomplete` wrote.
   void verifyStatus() const { _status->verify(); }
@@ -48,6 +49,7 @@ class UnitVisit {
   std::optional<uint8_t> readStatus() const;
 
  private:
+  void readBytes();
   void withdrawVerdict() noexcept;
 
   const Profile& _profile;
