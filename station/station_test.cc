@@ -92,6 +92,13 @@ TEST_F(StationTest, AnUnfitUnitIsRefusedAndLeftAlone) {
   expectRefusal({}, "byte 21 holds 0x02; the chain of records is full: it holds 20");
 }
 
+TEST_F(StationTest, ABatteryThatIsNotAskedForNeedNotBeThere) {
+  host::UnitFacts facts = _unit.facts();
+  facts.powerSource = false;
+  _unit.setFacts(facts);
+  EXPECT_EQ(runStation(passingBody).verdict, Verdict::kPassed);
+}
+
 TEST_F(StationTest, AConfigurationAreaThatIsNoStoreIsNotOverwritten) {
   std::vector<uint8_t> area(8192, 0xFF);
   area[5000] = 7;

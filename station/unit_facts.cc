@@ -24,7 +24,8 @@ std::vector<std::string> unmetConditions(const Conditions& conditions, const Uni
   if (conditions.externalPower && !facts.isPowered) {
     unmet.push_back("external power is not connected");
   }
-  if (facts.battery < conditions.lowestBattery && !facts.isPowered) {
+  if (conditions.lowestBattery > 0 && facts.battery < conditions.lowestBattery &&
+      !facts.isPowered) {
     const std::string charge =
         facts.battery < 0 ? "cannot be read" : "is " + std::to_string(facts.battery) + " %";
     unmet.push_back("the battery's charge " + charge + ", below " +
