@@ -1,7 +1,7 @@
 #include "station/results_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +11,9 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <system_error>
+
+#include "platform/files.h"
 
 namespace corvane::station {
 namespace {
@@ -23,13 +26,33 @@ std::string newRunId() {
   return text;
 }
 
-/// Whether a run that was cut off left the file's last line without its end.
-bool endsInsideLine(int file) {
-  struct stat facts = {};
-  if (::fstat(file, &facts) != 0 || !S_ISREG(facts.st_mode) || facts.st_size == 0) return false;
-  char last = '\n';
-  return ::pread(file, &last, 1, facts.st_size - 1) == 1 && last != '\n';
-}
+/// While it exists, a write of this thread into a pipe that nobody reads fails with EPIPE and does
+/// not end the process. Other threads and the process keep what they do about SIGPIPE.
+class BrokenPipeGuard {
+ public:
+  BrokenPipeGuard() : _wasPending(isPending()) {
+    ::sigemptyset(&_signals);
+    ::sigaddset(&_signals, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &_signals, &_before);
+  }
+  ~BrokenPipeGuard() {
+    int signal = 0;
+    if (!_wasPending && isPending()) ::sigwait(&_signals, &signal);
+    ::pthread_sigmask(SIG_SETMASK, &_before, nullptr);
+  }
+  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+ private:
+  static bool isPending() {
+    sigset_t pending = {};
+    return ::sigpending(&pending) == 0 && ::sigismember(&pending, SIGPIPE) == 1;
+  }
+
+  sigset_t _signals = {};
+  sigset_t _before = {};
+  bool _wasPending;
+};
 
 }  // namespace
 
@@ -52,8 +75,9 @@ std::string timeNow() {
 
 ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(newRunId()) {
   if (path.empty()) return;
-  _file = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
-  // A pipe or a terminal takes lines as well.
+  // Not for reading: a pipe breaks only when none of its ends can be read.
+  _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  // O_CREAT is refused for another user's file or pipe in a folder such as /tmp.
   if (_file < 0) _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
   if (_file < 0) fail(errno);
 }
@@ -76,8 +100,13 @@ void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields)
   line.update(fields);
   std::string text =
       line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-  if (endsInsideLine(_file)) text.insert(0, "\n");
+  // Only of a file: to ask it of a pipe would open an end to read for a moment.
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(_path, ignored) && endsInsideLine(_path)) {
+    text.insert(0, "\n");
+  }
 
+  const BrokenPipeGuard guard;
   ssize_t written = 0;
   do {
     written = ::write(_file, text.data(), text.size());

@@ -25,8 +25,8 @@ std::string timeNow();
 /// them.
 class ResultsFile {
  public:
-  /// Opens the file, which is made when it is missing; an empty path writes nothing. Throws
-  /// ResultsError.
+  /// Opens the file, which is made when it is missing, or a pipe, for which it waits until somebody
+  /// reads it; an empty path writes nothing. Throws ResultsError.
   explicit ResultsFile(const std::filesystem::path& path);
   ~ResultsFile();
   ResultsFile(const ResultsFile&) = delete;
@@ -35,7 +35,8 @@ class ResultsFile {
   /// Sets what every line says of the run; an empty `unit` is null.
   void identify(const std::string& station, const std::string& unit);
 
-  /// Appends a line: the schema, `type`, the time, the run, and `fields`. Throws ResultsError.
+  /// Appends a line: the schema, `type`, the time, the run, and `fields`. Throws ResultsError, also
+  /// for a pipe that nobody reads any more.
   void append(const char* type, const nlohmann::ordered_json& fields);
 
   /// Returns once the lines are on the disk. Throws ResultsError.

@@ -1,6 +1,8 @@
 #include "station/station.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <cmath>
 #include <thread>
@@ -162,6 +164,17 @@ TEST_F(StationTest, WithoutResultsThereIsNoVerdict) {
   EXPECT_EQ(outcome.exitStatus(), 3);
   EXPECT_EQ(outcome.reason, "results file /dev/full: No space left on device");
   EXPECT_NE(held().status & 3, 0) << "not passed";
+}
+
+TEST_F(StationTest, ResultsThatNobodyReadsAnyMoreLeaveNoVerdict) {
+  ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
+  const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
+  const Outcome outcome = runStation([&](TestRun& run) {
+    ::close(reader);
+    passingBody(run);
+  });
+  EXPECT_EQ(outcome.reason, "results file " + resultsFile().string() + ": Broken pipe");
+  EXPECT_EQ(held().status & 3, 1);
 }
 
 TEST_F(StationTest, AWrongProfileIsRefusedBeforeTheUnitIsUsed) {
