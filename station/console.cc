@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "platform/printable.h"
+#include "platform/truncate.h"
 
 namespace corvane::station {
 namespace {
@@ -64,7 +65,7 @@ void Console::records(const std::vector<Record>& records) {
 void Console::progress(std::string_view phase, double fraction) {
   if (_isQuiet || ::isatty(STDOUT_FILENO) == 0) return;
   constexpr int kWidth = 40;
-  const int filled = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * kWidth);
+  const int filled = std::clamp(truncatedToInt32(fraction * kWidth), 0, kWidth);
   std::printf("\r\033[K%-8s[%s%s]", printable(phase).c_str(),
               std::string(static_cast<size_t>(filled), '#').c_str(),
               std::string(static_cast<size_t>(kWidth - filled), '.').c_str());

@@ -123,7 +123,8 @@ class CORVANE_EXPORT Phase {
   /// Appends the line `text` to the test log.
   void log(std::string_view text);
 
-  /// Shows on a terminal that `fraction` of the phase is done, 0 to 1.
+  /// Shows on a terminal that `fraction` of the phase is done: 0 to 1, to which any other value is
+  /// brought; one that is not a number shows as 0.
   void progress(double fraction);
 
   /// Sleeps for `duration` and returns true; returns false at once when the run is interrupted, and

@@ -274,6 +274,16 @@ TEST_F(StationTest, ARunKeepsTheFailureThatAnotherLeftMeanwhile) {
   EXPECT_EQ(held().status, 0xE2) << "failed, three failures";
 }
 
+TEST_F(StationTest, ProgressThatIsNoNumberFailsNothing) {
+  const auto station = [] {
+    ::dup2(::posix_openpt(O_RDWR | O_NOCTTY), STDOUT_FILENO);
+    return run(kStation, {},
+               [](TestRun& run) { run.phase("tone", [](Phase& phase) { phase.progress(NAN); }); })
+        .exitStatus();
+  };
+  EXPECT_EQ(runInChild(station, [](pid_t) {}), 0);
+}
+
 TEST_F(StationTest, StationsAtTheSameTimeLoseNoRunAndNoRecordOfEachOther) {
   Profile other = kStation;
   other.statusOffset = 22, other.poisonOffset = 23, other.runCountKey = "OTHR";
