@@ -258,6 +258,8 @@ void RunState::finish(Outcome& outcome, std::optional<uint8_t> after) {
   }
   if (!_resultsError.empty() && outcome.verdict < Verdict::kIncomplete) {
     outcome = {Verdict::kUntrusted, _resultsError + "; the unit holds the verdict " + verdict};
+  } else if (!_resultsError.empty() && outcome.reason != _resultsError) {
+    outcome.reason += "; " + _resultsError;
   }
   if (after) _console.statusByte("after", _profile.statusOffset, *after);
   if (outcome.verdict == Verdict::kPassed || outcome.verdict == Verdict::kFailed) {

@@ -164,6 +164,9 @@ TEST_F(StationTest, WithoutResultsThereIsNoVerdict) {
   EXPECT_EQ(outcome.exitStatus(), 3);
   EXPECT_EQ(outcome.reason, "results file /dev/full: No space left on device");
   EXPECT_NE(held().status & 3, 0) << "not passed";
+  setByte(21, 0xFE);
+  EXPECT_EQ(run(kStation, {.results = "/dev/full", .isQuiet = true}, passingBody).reason,
+            "the unit is poisoned: byte 21 holds 0xfe; " + outcome.reason);
 }
 
 TEST_F(StationTest, ResultsThatNobodyReadsAnyMoreLeaveNoVerdict) {
