@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <system_error>
@@ -11,6 +12,7 @@ namespace corvane::station {
 namespace {
 
 constexpr std::chrono::seconds kGrace{3};
+constexpr std::chrono::hours kLongestWait{24 * 365};
 
 std::atomic<int> gSignal = 0;
 std::atomic<int> gPipe = -1;
@@ -59,8 +61,11 @@ Interruption::~Interruption() {
 int Interruption::signal() const { return gSignal; }
 
 bool Interruption::wait(std::chrono::milliseconds duration) {
+  using std::chrono::milliseconds;
+  // A time point cannot hold every duration.
+  const auto bounded = std::clamp<milliseconds>(duration, milliseconds(0), kLongestWait);
   std::unique_lock lock(_lock);
-  _changed.wait_for(lock, duration, [&] { return signal() != 0 && _hasCome; });
+  _changed.wait_for(lock, bounded, [&] { return signal() != 0 && _hasCome; });
   return signal() == 0;
 }
 

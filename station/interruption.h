@@ -25,7 +25,7 @@ class Interruption {
 
   /// The signal that came, 0 when none did.
   int signal() const;
-  /// Sleeps; returns false as soon as a signal has come.
+  /// Sleeps for `duration`, a year at most; returns false as soon as a signal has come.
   bool wait(std::chrono::milliseconds duration);
 
  private:

@@ -127,9 +127,9 @@ class CORVANE_EXPORT Phase {
   /// brought; one that is not a number shows as 0.
   void progress(double fraction);
 
-  /// Sleeps for `duration` and returns true; returns false at once when the run is interrupted, and
-  /// the body should then return. A body that does not return within three seconds of the signal is
-  /// ended with the process.
+  /// Sleeps for `duration`, a year at most, and returns true; returns false at once when the run is
+  /// interrupted, and the body should then return. A body that does not return within three seconds
+  /// of the signal is ended with the process.
   bool wait(std::chrono::milliseconds duration);
   /// Returns whether a signal asked the run to end.
   bool isInterrupted() const;
