@@ -65,10 +65,14 @@ void RunState::begin() {
 
   const UnitFacts facts = readUnitFacts();
   if (_unit.empty() && !_profile.unitKey.empty()) _unit = readKeyText(_profile.unitKey);
+  std::unique_lock lock(_lock);
   _results.identify(_profile.name, _unit);
   _console.facts(facts);
+  lock.unlock();
   {
-    const ScopedUnitLock lock;
+    const ScopedUnitLock unitLock;
+    // A run that is abandoned meanwhile ends before the look or after the marks.
+    lock.lock();
     _visit.look();
     const uint8_t before = *_visit.status();
     _console.statusByte("before", _profile.statusOffset, before);
@@ -79,6 +83,7 @@ void RunState::begin() {
     _visit.refuseUnlessFit(facts);
     if (!_resultsError.empty()) throw ResultsError(_resultsError);
     _visit.markIncomplete();
+    _isMarked = true;
   }
   writeLog("begin, run " + std::to_string(count()), 0);
   _console.line("run", std::to_string(count()) + " of this station on this unit");
@@ -277,7 +282,8 @@ void RunState::abandon(int signal) {
   // The body may be in the middle of a call into the library, which cannot be entered from here but
   // for its log. The byte was read back after it was written.
   Outcome outcome{Verdict::kIncomplete, interruptedBy(signal), signal};
-  finish(outcome, _visit.status());
+  if (!_isMarked) outcome.reason += " before the unit was marked";
+  finish(outcome, _isMarked ? _visit.status() : std::nullopt);
   ::_exit(outcome.exitStatus());
 }
 

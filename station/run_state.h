@@ -77,12 +77,14 @@ class RunState {
 
   UnitVisit _visit{_profile};
 
+  /// Also holds an abandoned run off while `begin` looks at the unit and marks it.
   mutable std::mutex _lock;
   std::optional<PhaseInProgress> _phase;
   size_t _phaseCount = 0;
   std::vector<std::string> _failures;
   std::string _failureText;
   std::string _recordText;
+  bool _isMarked = false;
   bool _isCutShort = false;
   bool _isEnding = false;
 

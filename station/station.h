@@ -81,7 +81,8 @@ struct RunOptions {
 enum class Verdict {
   kPassed,      ///< Every phase passed; the unit holds "passed", no poison, and a record of it.
   kFailed,      ///< A phase failed; the unit holds "failed", one more failure, poison and a record.
-  kIncomplete,  ///< SIGINT, SIGTERM or SIGHUP ended the run; the unit holds "incomplete".
+  kIncomplete,  ///< SIGINT, SIGTERM or SIGHUP ended the run; the unit holds "incomplete",
+                ///< or what it held before when the reason says that it was not marked.
   kRefused,     ///< The unit does not meet a condition, is poisoned, or has no free record slot;
                 ///< nothing was written to it.
   kUntrusted,   ///< The unit does not hold what was written to it, or cannot be read or written;

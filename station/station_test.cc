@@ -7,6 +7,7 @@
 #include <cmath>
 #include <thread>
 
+#include "platform/scoped_unit_lock.h"
 #include "station/command_line.h"
 #include "station/testing/speaker_station.h"
 
@@ -258,6 +259,21 @@ TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
     expectFields(results().back(), R"({"type": "end", "verdict": "incomplete"})");
     EXPECT_PRED_FORMAT2(IsSubstring, "speaker: end: incomplete: interrupted by SIGTERM", log());
   }
+}
+
+TEST_F(StationTest, ASignalWhileTheUnitIsLockedLeavesItAsItWas) {
+  const ScopedUnitLock lock;
+  const auto station = [&] { return runStation(passingBody).exitStatus(); };
+  const auto interrupt = [&](pid_t child) {
+    do {
+      std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    } while (!std::filesystem::exists(resultsFile()));
+    ::kill(child, SIGTERM);
+  };
+  EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
+  EXPECT_EQ(held().status, 0xFF);
+  expectFields(results().back(), R"({"type": "end", "count": null, "after": null,
+                                     "reason": "interrupted by SIGTERM before the unit was marked"})");
 }
 
 TEST_F(StationTest, ARunKeepsTheFailureThatAnotherLeftMeanwhile) {
