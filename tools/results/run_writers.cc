@@ -1,5 +1,6 @@
 #include "tools/results/run_writers.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/printable.h"
@@ -62,9 +63,12 @@ std::string testCase(const Run& run, const PhaseResult& phase, const std::string
   return xml + "</testcase>\n";
 }
 
-/// A case of its own for what a run ended with and no phase tells.
+/// Whether the run needs a case of its own, for what it ended with and no phase tells: a run can
+/// also fail without a phase, or between two.
 bool hasOwnCase(const Run& run) {
-  return run.verdict != RunVerdict::kPassed && run.verdict != RunVerdict::kFailed;
+  if (run.verdict != RunVerdict::kFailed) return run.verdict != RunVerdict::kPassed;
+  return std::ranges::find(run.phases, RunVerdict::kFailed, &PhaseResult::verdict) ==
+         run.phases.end();
 }
 
 }  // namespace
@@ -74,8 +78,9 @@ JunitWriter::JunitWriter(const std::string& path) : _file(path) {
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
-  size_t failures = 0;
-  size_t errors = hasOwnCase(run) ? 1 : 0;
+  const bool isFailed = run.verdict == RunVerdict::kFailed;
+  size_t failures = hasOwnCase(run) && isFailed;
+  size_t errors = hasOwnCase(run) && !isFailed;
   for (const PhaseResult& phase : run.phases) {
     failures += phase.verdict == RunVerdict::kFailed;
     errors += phase.verdict != RunVerdict::kFailed && phase.verdict != RunVerdict::kPassed;
@@ -98,7 +103,8 @@ void JunitWriter::add(const Run& run, const Names& names) {
   if (hasOwnCase(run)) {
     xml += "<testcase" + attribute("name", nameOf(run.verdict)) +
            attribute("classname", names.text(run.station)) + attribute("time", "0.000") +
-           "><error" + attribute("message", run.reason) + "/></testcase>\n";
+           (isFailed ? "><failure" : "><error") + attribute("message", run.reason) +
+           "/></testcase>\n";
   }
   _file.write(xml + "</testsuite>\n");
 }

@@ -10,6 +10,7 @@
 namespace corvane::tools {
 
 /// Writes runs as a JUnit report: a suite a run, a case a phase, its measurements as properties.
+/// A run whose end no phase tells, such as a failed one without a failed phase, has a case more.
 /// The file appears when it is finished, in the place of what was there. Throws CommandError.
 class JunitWriter {
  public:
