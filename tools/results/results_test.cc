@@ -175,10 +175,14 @@ TEST_F(ResultsTest, ADamagedLineIsNamedAndLeftOut) {
                         R"({"schema":2,"type":"end","run":"x","station":"s"})" + "\n" +
                         R"({"schema":1,"type":"end"})" + "\n[]\n\xFF\n" +
                         std::string(3 << 20, 'x') + "\n" + _text + lines.back().substr(0, 40));
-  const Outcome outcome = run("--json " + file());
+  const std::string line = R"({"schema":1,"run":"x","station":"speaker","type":")";
+  writeText(path("whole"), line + "begin\",\"time\":\"today\"}\n" + line +
+                               "end\",\"time\":\"2026-11-16\",\"verdict\":\"pased\"}\n" +
+                               R"({"schema":2,"type":"end"})");
+  const Outcome outcome = run("--json " + file() + " " + path("whole").string());
   EXPECT_EQ(outcome.exitStatus, 1);
   const json results = json::parse(outcome.output);
-  EXPECT_EQ(results["damagedLines"], 9);
+  EXPECT_EQ(results["damagedLines"], 12);
   EXPECT_EQ(results["stations"][0]["runs"], 5);
   for (const std::string& place :
        {std::string("1: "), std::string("2: "), std::string("3: the line is empty"),
@@ -187,7 +191,11 @@ TEST_F(ResultsTest, ADamagedLineIsNamedAndLeftOut) {
         std::to_string(9 + lines.size()) + ": the line is cut"}) {
     EXPECT_PRED_FORMAT2(IsSubstring, file() + ":" + place, outcome.errors);
   }
-  EXPECT_PRED_FORMAT2(IsSubstring, "damaged lines, left out: 9", outcome.errors);
+  for (const char* place :
+       {"1: the line has no time", "2: the line has no verdict", "3: the line has schema 2"}) {
+    EXPECT_PRED_FORMAT2(IsSubstring, path("whole").string() + ":" + place, outcome.errors);
+  }
+  EXPECT_PRED_FORMAT2(IsSubstring, "damaged lines, left out: 12", outcome.errors);
 }
 
 TEST_F(ResultsTest, AJunitReportIsValid) {

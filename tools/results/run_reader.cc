@@ -22,33 +22,43 @@ static_assert(LineSource::kPadding >= simdjson::SIMDJSON_PADDING);
 /// The fields of a line, as far as they matter; texts are valid until the next line.
 class RunReader::Parser {
  public:
-  std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, verdict, reason;
+  std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason;
   std::optional<double> value, lower, upper;
+  RunVerdict verdict = RunVerdict::kUnfinished;  ///< Of a phase or an end.
   double seconds = 0;
   uint64_t schema = 0;
   uint64_t count = 0;
   bool isInside = false;
 
   /// Returns what is wrong with the line, or an empty text.
-  std::string parse(std::string_view line) {
-    type = time = run = station = unit = phase = name = unitOfMeasure = verdict = reason = {};
+  std::string parse(const LineSource::Line& given) {
+    if (given.isCut) return "is longer than 1 MiB";
+    const std::string_view line = given.text;
+    type = time = run = station = unit = phase = name = unitOfMeasure = reason = _verdict = {};
     value = lower = upper = std::nullopt;
     seconds = 0;
     schema = count = 0;
     isInside = false;
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
     json::document document;
-    if (const auto error =
-            _parser.iterate(line.data(), line.size(), line.size() + LineSource::kPadding)
-                .get(document)) {
-      return std::string("is not JSON: ") + simdjson::error_message(error);
-    }
-    if (const auto error = parseObject(document)) {
-      return std::string("is no object of results: ") + simdjson::error_message(error);
+    const auto syntaxError =
+        _parser.iterate(line.data(), line.size(), line.size() + LineSource::kPadding).get(document);
+    const auto error = syntaxError ? syntaxError : parseObject(document);
+    // A cut leaves no value of another type.
+    const bool isRead = !error || error == simdjson::INCORRECT_TYPE;
+    if (!isRead && !given.isEnded) return "is cut: it has no end";
+    if (error) {
+      return std::string(syntaxError ? "is not JSON: " : "is no object of results: ") +
+             simdjson::error_message(error);
     }
     if (schema > kSchema) return "has schema " + std::to_string(schema) + ", which is newer";
     if (schema == 0 || type.empty() || run.empty() || station.empty()) {
       return "lacks the schema, the type, the run or the station";
+    }
+    if (type == "phase" || type == "end") {
+      const std::optional<RunVerdict> known = verdictOf(_verdict);
+      if (!known) return "has no verdict, or one that is not known";
+      verdict = *known;
     }
     return {};
   }
@@ -71,9 +81,9 @@ class RunReader::Parser {
 
   simdjson::error_code takeField(json::raw_json_string key, json::value& held) {
     const std::pair<const char*, std::string_view*> texts[] = {
-        {"type", &type},       {"time", &time},       {"run", &run},
-        {"station", &station}, {"unit", &unit},       {"phase", &phase},
-        {"name", &name},       {"verdict", &verdict}, {"unitOfMeasure", &unitOfMeasure},
+        {"type", &type},       {"time", &time},        {"run", &run},
+        {"station", &station}, {"unit", &unit},        {"phase", &phase},
+        {"name", &name},       {"verdict", &_verdict}, {"unitOfMeasure", &unitOfMeasure},
         {"reason", &reason}};
     for (const auto& [text, field] : texts) {
       if (key == text) return isNull(held) ? simdjson::SUCCESS : held.get_string().get(*field);
@@ -97,6 +107,7 @@ class RunReader::Parser {
   }
 
   json::parser _parser;
+  std::string_view _verdict;
 };
 
 RunReader::RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage)
@@ -111,19 +122,17 @@ void RunReader::read(const std::string& path) {
   LineSource source(path);
   LineSource::Line line;
   while (source.next(line)) {
-    std::string fault = line.isCut ? "is longer than 1 MiB" : _parser->parse(line.text);
-    if (fault.empty()) {
-      takeLine(*_parser);
-    } else {
-      if (!line.isEnded) fault = "is cut: it has no end";
-      _takeDamage(path, line.number, fault);
-    }
+    std::string fault = _parser->parse(line);
+    if (fault.empty()) fault = takeLine(*_parser);
+    if (!fault.empty()) _takeDamage(path, line.number, fault);
   }
   while (!_open.empty()) end(_open.begin());
 }
 
-void RunReader::takeLine(const Parser& line) {
-  Run& run = runOf(line.run, line.station, line.unit, line.time);
+std::string RunReader::takeLine(const Parser& line) {
+  Run* const found = runOf(line);
+  if (!found) return "has no time, or one that is not ISO 8601";
+  Run& run = *found;
   if (line.count != 0) run.count = static_cast<uint32_t>(line.count);
   if (line.type == "measurement") {
     run.measurements.push_back({_names.idOf(line.phase), _names.idOf(line.name),
@@ -137,31 +146,33 @@ void RunReader::takeLine(const Parser& line) {
       run.phases.push_back({name, RunVerdict::kUnfinished, 0, {}});
     }
     PhaseResult& phase = run.phases.back();
-    phase.verdict = verdictOf(line.verdict).value_or(RunVerdict::kUnfinished);
+    phase.verdict = line.verdict;
     phase.seconds = line.seconds;
     phase.reason = line.reason;
   } else if (line.type == "end") {
-    run.verdict = verdictOf(line.verdict).value_or(RunVerdict::kUnfinished);
+    run.verdict = line.verdict;
     run.seconds = line.seconds;
     run.reason = line.reason;
     end(_openById.at(line.run));
   }
+  return {};
 }
 
-Run& RunReader::runOf(std::string_view id, std::string_view station, std::string_view unit,
-                      std::string_view time) {
-  if (!_open.empty() && _open.back().id == id) return _open.back();
-  if (const auto known = _openById.find(id); known != _openById.end()) return *known->second;
+Run* RunReader::runOf(const Parser& line) {
+  if (!_open.empty() && _open.back().id == line.run) return &_open.back();
+  if (const auto known = _openById.find(line.run); known != _openById.end()) return &*known->second;
+  const std::optional<int64_t> time = parseTime(line.time);
+  if (!time) return nullptr;
   if (_open.size() == kMostOpenRuns) end(_open.begin());
 
   if (_spare.empty()) _spare.emplace_back();
   _open.splice(_open.end(), _spare, _spare.begin());
   Run& run = _open.back();
-  run.id = id;
-  run.station = _names.idOf(station);
-  run.unit = unit;
-  run.timeText = time;
-  run.time = parseTime(time).value_or(0);
+  run.id = line.run;
+  run.station = _names.idOf(line.station);
+  run.unit = line.unit;
+  run.timeText = line.time;
+  run.time = *time;
   run.count = 0;
   run.verdict = RunVerdict::kUnfinished;
   run.seconds = 0;
@@ -169,7 +180,7 @@ Run& RunReader::runOf(std::string_view id, std::string_view station, std::string
   run.phases.clear();
   run.measurements.clear();
   _openById.emplace(run.id, std::prev(_open.end()));
-  return run;
+  return &run;
 }
 
 void RunReader::end(OpenRuns::iterator run) {

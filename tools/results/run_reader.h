@@ -36,10 +36,12 @@ class RunReader {
   class Parser;
   using OpenRuns = std::list<Run>;
 
-  Run& runOf(std::string_view id, std::string_view station, std::string_view unit,
-             std::string_view time);
+  /// Returns the run that the line is of, a new one when it is not open; null when that needs the
+  /// line's time and the time is wrong. Parsing the times of all lines would take too long.
+  Run* runOf(const Parser& line);
   void end(OpenRuns::iterator run);
-  void takeLine(const Parser& line);
+  /// Returns what is wrong with the line, or an empty text.
+  std::string takeLine(const Parser& line);
 
   Names& _names;
   const TakeRun _takeRun;
