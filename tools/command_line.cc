@@ -58,6 +58,25 @@ auto storeIn(auto& value) {
   };
 }
 
+/// A variable that is not set leaves a script's file without a name.
+auto storeFileIn(auto& value) {
+  return [&value](const std::string& word) -> std::string {
+    if (word.empty()) return "a file's name, not ''";
+    value = word;
+    return "";
+  };
+}
+
+/// Adds the options whose value after "=" is empty: CLI11 would give them the next word.
+void addEmptyValues(const std::vector<std::string>& words, std::vector<WrongWord>& wrong) {
+  for (const std::string& word : words) {
+    if (word == "--") return;
+    if (word.starts_with("--") && word.find('=') == word.size() - 1) {
+      wrong.push_back({word, word.substr(0, word.size() - 1) + " needs a value"});
+    }
+  }
+}
+
 /// Returns a reader of a choice; `store` returns false for a word that is not one of the choices.
 auto readChoice(const std::vector<std::string>& choices,
                 std::function<bool(const std::string& word)> store) {
@@ -129,12 +148,12 @@ Option Command::text(const std::string& names, std::optional<std::string>& value
 }
 
 Option Command::file(const std::string& names, std::string& value, const std::string& about) {
-  return add(names, about, "FILE", storeIn(value));
+  return add(names, about, "FILE", storeFileIn(value));
 }
 
 Option Command::file(const std::string& names, std::optional<std::string>& value,
                      const std::string& about) {
-  return add(names, about, "FILE", storeIn(value));
+  return add(names, about, "FILE", storeFileIn(value));
 }
 
 Option Command::seconds(const std::string& names, double& value, const std::string& about,
@@ -230,7 +249,8 @@ void setAction(CLI::App* command, std::function<ExitStatus()> work) {
 
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
   const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-  const std::vector<WrongWord>& wrongWords = currentOutcome().wrongWords;
+  std::vector<WrongWord>& wrongWords = currentOutcome().wrongWords;
+  addEmptyValues(words, wrongWords);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

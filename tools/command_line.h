@@ -60,6 +60,7 @@ class Command {
   Option text(const std::string& names, std::string& value, const std::string& about);
   Option text(const std::string& names, std::optional<std::string>& value,
               const std::string& about);
+  /// The name of a file, which is not empty.
   Option file(const std::string& names, std::string& value, const std::string& about);
   Option file(const std::string& names, std::optional<std::string>& value,
               const std::string& about);
@@ -139,7 +140,8 @@ const std::vector<std::string>& choicesOf(const CLI::Option& option);
 
 /// Parses the command line by `app`, and runs the command that it names. Returns the tool's exit
 /// status. Help goes to standard output. Throws CommandError, for a wrong command line before
-/// anything ran: its text names the first word that is wrong.
+/// anything ran: its text names the first word that is wrong. An option with "=" and nothing after
+/// it is wrong; an empty text is given as a word of its own.
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv);
 
 }  // namespace corvane::tools

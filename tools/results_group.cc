@@ -25,8 +25,8 @@ struct ResultsOptions {
   std::vector<std::string> stations;
   std::vector<std::string> units;
   std::vector<std::string> verdicts;
-  std::string since;
-  std::string until;
+  std::optional<std::string> since;
+  std::optional<std::string> until;
   std::string junit;
   std::string html;
   bool csv = false;
@@ -75,8 +75,8 @@ RunFilter filterOf(const ResultsOptions& options) {
   for (const std::string& name : options.verdicts) {
     filter.verdicts.push_back(verdictOf(name).value());
   }
-  if (!options.since.empty()) filter.since = timeOption("--since", options.since);
-  if (!options.until.empty()) filter.until = timeOption("--until", options.until);
+  if (options.since) filter.since = timeOption("--since", *options.since);
+  if (options.until) filter.until = timeOption("--until", *options.until);
   return filter;
 }
 

@@ -25,6 +25,8 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status suite pased", "STATUS takes " + names + ", not 'pased'; did you mean 'passed'?\n"},
       {"status set 20 --count", "--count needs a value\n"},
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
+      {"status --from= --to 4", "--from needs a value\n"},
+      {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},
       {"poison set 256", "OFFSET takes a number from 0 to 255, not '256'\n"},
       {"record add x --station 1 --result 4", "--result takes a number from 0 to 3, not '4'\n"},

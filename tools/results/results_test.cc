@@ -202,6 +202,8 @@ TEST_F(ResultsTest, AJunitReportIsValid) {
   const std::string report = path("report.xml");
   writeText(path("target.xml"), "old");
   std::filesystem::create_symlink("target.xml", report);
+  addRun("speaker", "SN5", 8, "failed", {});
+  writeText(file(), _text);
   EXPECT_EQ(run("--junit " + report + " " + file()).exitStatus, 0);
   EXPECT_NE(readText(path("target.xml")), "old");
   const Outcome valid = shell("xmllint --noout --schema " + shellWord(JUNIT_SCHEMA) + " " + report);
@@ -210,8 +212,6 @@ TEST_F(ResultsTest, AJunitReportIsValid) {
                       readText(report));
   EXPECT_PRED_FORMAT2(IsSubstring, R"(<failure message="too &quot;loud&quot;"/>)",
                       readText(report));
-  addRun("speaker", "SN5", 8, "failed", {});
-  writeText(file(), _text);
   const std::string counts =
       "concat(count(//testsuite),' ',sum(//@failures),' ',count(//failure),' ',sum(//@errors))";
   EXPECT_EQ(shell("xmllint --xpath \"" + counts + "\" " + report).output, "8 2 2 3\n");
@@ -241,8 +241,8 @@ TEST_F(ResultsTest, TheDocumentedQueriesTellTheSame) {
 }
 
 TEST_F(ResultsTest, WrongUsageIsRefused) {
-  for (const char* arguments :
-       {"", "missing.jsonl", "--verdict good -", "--since yesterday -", "--csv --json -"}) {
+  for (const char* arguments : {"", "missing.jsonl", "--verdict good -", "--since yesterday -",
+                                "--since '' -", "--csv --json -"}) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.exitStatus, 2) << arguments;
     EXPECT_NE(outcome.errors, "") << arguments;
