@@ -43,7 +43,7 @@ std::optional<int64_t> parseNumber(const std::string& word) {
 }
 
 std::string describe(const Command::Range& range) {
-  const auto isBound = [](int64_t bound) { return bound > INT32_MIN && bound < INT32_MAX; };
+  const auto isBound = [](int64_t bound) { return bound > INT64_MIN && bound < INT64_MAX; };
   const std::string lowest = std::to_string(range.lowest);
   if (isBound(range.highest)) {
     return "a number from " + lowest + " to " + std::to_string(range.highest);

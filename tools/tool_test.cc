@@ -19,7 +19,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --cuont 2 --stats", "set has no option '--cuont'; did you mean '--count'?\n"},
       {"status set 20", "status set needs --status, --count or both\n"},
       {"status set --count 1", "OFFSET is required\n"},
-      {"status set x --count 1", "OFFSET takes a number, 0 or more, not 'x'\n"},
+      {"status set x --count 1", "OFFSET takes a number from 0 to 4294967295, not 'x'\n"},
       {"status set 20 --count 8 --status 7", "--count takes a number from 0 to 7, not '8'\n"},
       {"status set 20 --status 7 --count 8", "--status takes " + names + ", not '7'\n"},
       {"status suite pased", "STATUS takes " + names + ", not 'pased'; did you mean 'passed'?\n"},
