@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/printable.h"
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
@@ -46,6 +47,12 @@ std::optional<size_t> terminalWidth() {
   return size.ws_col > 0 ? std::optional<size_t>(size.ws_col) : std::nullopt;
 }
 
+/// Throws CommandError when a sample's failure is not empty.
+void requireComplete(const std::string& failure) {
+  if (failure.empty()) return;
+  throw CommandError(kFailed, "some processes or threads are missing: " + failure);
+}
+
 ExitStatus print(const PsOptions& options) {
   Sample sample = takeSample();
   if (options.over > 0) {
@@ -60,8 +67,8 @@ ExitStatus print(const PsOptions& options) {
       std::cout << line << "\n";
     }
   }
-  if (sample.failure.empty()) return kDone;
-  throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
+  requireComplete(sample.failure);
+  return kDone;
 }
 
 /// The line above the live table.
@@ -73,10 +80,11 @@ std::string headline(const Sample& sample, bool isFirst) {
     usage += process.usage;
   }
   std::array<char, 200> text;
-  std::snprintf(text.data(), text.size(), "%zu processes, %zu threads, %.1f %% CPU %s    q: quit",
-                sample.processes.size(), threads, percentOf(usage),
-                isFirst ? "over their lives" : "since the last look");
-  return text.data();
+  const bool isComplete = sample.failure.empty();
+  std::snprintf(text.data(), text.size(), "%zu processes, %zu threads%s, %.1f %% CPU %s    q: quit",
+                sample.processes.size(), threads, isComplete ? "" : " (some missing)",
+                percentOf(usage), isFirst ? "over their lives" : "since the last look");
+  return text.data() + (isComplete ? "" : "    " + printable(sample.failure));
 }
 
 ExitStatus watch(const PsOptions& options) {
@@ -112,17 +120,26 @@ ExitStatus plot(const PsOptions& options) {
   return kDone;
 }
 
+ExitStatus recordSamples(const PsOptions& options) {
+  ClockPace pace;
+  std::string failure;
+  const RecordingPlan plan{Seconds(options.length), Seconds(options.interval)};
+  const ExitStatus status = record(options.recording, plan, pace, [&] {
+    Sample sample = takeSample();
+    if (failure.empty()) failure = sample.failure;
+    arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
+    return std::move(sample.processes);
+  });
+  requireComplete(failure);
+  return status;
+}
+
 ExitStatus run(const PsOptions& options) {
   if (options.log) return writeToLog(logSnapshot);
   if (options.watch > 0) return watch(options);
   if (!options.plot.empty()) return plot(options);
   if (options.recording.empty()) return print(options);
-  ClockPace pace;
-  return record(options.recording, {Seconds(options.length), Seconds(options.interval)}, pace, [&] {
-    Sample sample = takeSample();
-    arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
-    return std::move(sample.processes);
-  });
+  return recordSamples(options);
 }
 
 }  // namespace

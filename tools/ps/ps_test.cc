@@ -41,6 +41,9 @@ TEST_F(PsTest, WhatCannotBeDoneIsRefusedWithItsReason) {
   const std::string kept = shellWord(file("kept")), empty = shellWord(file("empty"));
   expectEach({{"ps", 1, "", "processor_set_tasks("}}, "processor_set_tasks");
   expectEach({{"ps --json", 1, "", "host_processor_set_priv()"}}, "host_processor_set_priv");
+  expectEach({{"ps --record " + shellWord(file("part")) + " --for 0.1", 1, "",
+               "some processes or threads are missing: thread_info()"}},
+             "thread_info=6@2");
   expectEach({{"ps --log", 1, "", "could not be written to"}}, "fopen@2+");
   expectEach({{"ps --log", 1, "", "sampled: host_processor_sets()"}}, "host_processor_sets");
   expectEach({{"ps --watch 1 </dev/null", 2, "", "needs a terminal"},
