@@ -100,6 +100,14 @@ function(corvane_precompile group target)
     set_property(GLOBAL PROPERTY CORVANE_PRECOMPILED_${group} ${target})
   endif()
 endfunction()
+
+# corvane_compile_together(target source...): where headers are precompiled, these sources are compiled as one.
+function(corvane_compile_together target)
+  if(CORVANE_PRECOMPILE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT CMAKE_UNITY_BUILD)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+    set_source_files_properties(${ARGN} PROPERTIES UNITY_GROUP together)
+  endif()
+endfunction()
 set(CORVANE_JSON_HEADERS <algorithm> <filesystem> <functional> <iostream> <map> <memory>
                          <nlohmann/json.hpp> <optional> <string> <vector>)
 
