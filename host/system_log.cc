@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <string>
 
+#include "host/linux/system_calls.h"
 #include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/export.h"
@@ -32,8 +33,8 @@ std::string entryPrefix() {
   char time[80];
   strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S", &local);
   char prefix[300];
-  snprintf(prefix, sizeof prefix, "%s.%03ld %s[%d:%d] ", time, now.tv_nsec / 1000000,
-           program_invocation_short_name, getpid(), gettid());
+  snprintf(prefix, sizeof prefix, "%s.%03ld %s[%d:%d] ", time, now.tv_nsec / 1000000, programName(),
+           getpid(), threadId());
   return prefix;
 }
 

@@ -1,8 +1,5 @@
 #include "host/corefoundation/object.h"
 
-#include <sys/uio.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -11,6 +8,7 @@
 #include <limits>
 
 #include "host/corefoundation/description.h"
+#include "host/linux/system_calls.h"
 
 struct __CFAllocator final : cf::Object {
   using Object::Object;
@@ -53,13 +51,12 @@ CFIndex Object::retainCount() const {
 }
 
 const Object* liveObject(const void* pointer) {
-  if (pointer == nullptr || reinterpret_cast<uintptr_t>(pointer) % alignof(Object) != 0) return {};
+  if (pointer == nullptr || reinterpret_cast<uintptr_t>(pointer) % alignof(Object) != 0) {
+    return nullptr;
+  }
 
-  // The kernel copies the bytes, since reading them here could fault.
   std::array<std::byte, sizeof(Object)> image;
-  const iovec here{image.data(), image.size()};
-  const iovec there{const_cast<void*>(pointer), image.size()};
-  if (process_vm_readv(getpid(), &here, 1, &there, 1, 0) != ssize_t{sizeof(Object)}) return {};
+  if (!corvane::host::copyMemory(pointer, image)) return nullptr;
 
   const Object& known = gNull.object;
   const auto magicOffset = reinterpret_cast<const std::byte*>(&known._magic) -

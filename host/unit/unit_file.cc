@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "host/linux/system_calls.h"
 #include "platform/data_bytes.h"
 
 namespace corvane::host {
@@ -175,7 +176,7 @@ void createFolders(const fs::path& folder, Durability durability) {
     syncFolder(folder.parent_path());
   } catch (const FileError& error) {
     // A folder that lists its contents to nobody can still be synced with its file system.
-    if (error.code() != std::errc::permission_denied || ::syncfs(openFolder(folder).get()) != 0) {
+    if (error.code() != std::errc::permission_denied || !syncFileSystem(openFolder(folder).get())) {
       throw;
     }
   }
@@ -270,7 +271,7 @@ void FileChanges::putInPlace(Change& change) {
   const int folder = change.folder.get();
   const char* name = change.name.c_str();
   const char* temporary = change.temporary.c_str();
-  if (::renameat2(folder, temporary, folder, name, RENAME_EXCHANGE) == 0) {
+  if (exchangeFiles(folder, temporary, folder, name)) {
     change.undo = Undo::kPutBack;
     return;
   }

@@ -1,7 +1,6 @@
 #include "tools/unit/unit_import.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <optional>
 #include <system_error>
 
+#include "host/linux/system_calls.h"
 #include "host/unit_lock.h"
 #include "host/virtual_device.h"
 #include "platform/file_descriptor.h"
@@ -105,16 +105,19 @@ class StagedUnit {
   void takeTheUnitsPlace(bool isReplaced) const {
     takeOwner(_target, _folder);
     const auto rename = [&](const fs::path& from, const fs::path& to) {
-      check(::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(),
-                        isReplaced ? RENAME_EXCHANGE : 0),
-            _target);
+      return isReplaced ? host::exchangeFiles(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str())
+                        : ::rename(from.c_str(), to.c_str()) == 0;
     };
     const FileDescriptor parent(::open(_target.parent_path().c_str(), O_RDONLY | O_CLOEXEC));
     if (!parent) fail(_target.parent_path());
-    rename(_folder, _target);
+    if (!rename(_folder, _target)) fail(_target);
     if (::fsync(parent.get()) == 0) return;
     const int reason = errno;
-    rename(_target, _folder);
+    if (!rename(_target, _folder)) {
+      throw CommandError(kFailed, _target.string() +
+                                      ": holds the new unit, which a power cut may undo: " +
+                                      std::generic_category().message(reason));
+    }
     ::fsync(parent.get());
     errno = reason;
     fail(_target.parent_path());

@@ -1,0 +1,41 @@
+#ifndef CORVANE_HOST_LINUX_SYSTEM_CALLS_H_
+#define CORVANE_HOST_LINUX_SYSTEM_CALLS_H_
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <span>
+
+/// Calls that Linux and its C library have and other systems have not, or not in this form. Those
+/// that return false leave the reason in `errno`.
+namespace corvane::host {
+
+/// Atomically exchanges two files or folders, each named from an open folder or AT_FDCWD.
+inline bool exchangeFiles(int folder1, const char* name1, int folder2, const char* name2) {
+  return ::renameat2(folder1, name1, folder2, name2, RENAME_EXCHANGE) == 0;
+}
+
+/// Makes everything on the file system of the open file durable.
+inline bool syncFileSystem(int file) { return ::syncfs(file) == 0; }
+
+/// Copies bytes of this process that may not be readable: the kernel copies them, since reading
+/// them here could fault.
+inline bool copyMemory(const void* from, std::span<std::byte> to) {
+  const iovec here{to.data(), to.size()};
+  const iovec there{const_cast<void*>(from), to.size()};
+  return ::process_vm_readv(::getpid(), &here, 1, &there, 1, 0) == static_cast<ssize_t>(to.size());
+}
+
+/// Returns the id of the calling thread, as it is in "/proc".
+inline pid_t threadId() { return ::gettid(); }
+
+/// Returns the name of the program's file, without its folder.
+inline const char* programName() { return program_invocation_short_name; }
+
+}  // namespace corvane::host
+
+#endif  // CORVANE_HOST_LINUX_SYSTEM_CALLS_H_
