@@ -9,7 +9,6 @@
 #include <cstdarg>
 #include <ctime>
 #include <exception>
-#include <filesystem>
 #include <string>
 
 #include "host/linux/system_calls.h"
@@ -60,19 +59,15 @@ bool writeAll(int log, std::string_view bytes) {
 
 /// Appends the whole entry, or nothing when the disk is full.
 void append(const std::string& file, std::string entry) {
-  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-  const FileDescriptor log(::open(file.c_str(), kFlags, 0666));
+  const FileDescriptor log = openForAppending(file, O_RDWR);
   if (!log) return;
   lockForAppend(log.get());
   struct stat facts {};
-  if (::fstat(log.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return;
-  if (facts.st_size == 0) {
-    giveToOwnerOf(std::filesystem::path(file).parent_path(), file, log.get());
-  } else {
-    // What a killed writer left unfinished gets a line of its own.
-    char last = '\n';
-    if (::pread(log.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n')
-      entry.insert(0, 1, '\n');
+  if (::fstat(log.get(), &facts) != 0) return;
+  // What a killed writer left unfinished gets a line of its own.
+  char last = '\n';
+  if (facts.st_size > 0 && ::pread(log.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n') {
+    entry.insert(0, 1, '\n');
   }
   if (!writeAll(log.get(), entry)) {
     [[maybe_unused]] const int truncated = ::ftruncate(log.get(), facts.st_size);

@@ -5,7 +5,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,8 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <exception>
-#include <filesystem>
+#include <new>
 
 #include "host/faults.h"
 #include "host/unit/unit_file.h"
@@ -40,22 +38,6 @@ std::optional<Result> failed(Call call, int error) {
 }
 
 bool fails(Call call, int error) { return failed<int>(call, error).has_value(); }
-
-/// Gives what root has just made in a unit to the owner of its folder, who otherwise could not
-/// write to it. When that fails it stays root's.
-void shareWithOwner(const char* path, int descriptor) {
-  try {
-    const std::filesystem::path file(path);
-    corvane::host::giveToOwnerOf(file.parent_path(), file, descriptor);
-  } catch (const std::exception&) {
-    return;
-  }
-}
-
-bool isRoot() {
-  static const bool isRoot = ::geteuid() == 0;
-  return isRoot;
-}
 
 }  // namespace
 
@@ -185,12 +167,14 @@ CORVANE_WRAPPER int __wrap_fflush(FILE* file) {
 
 CORVANE_WRAPPER FILE* __wrap_fopen(const char* path, const char* mode) {
   if (fails(Call::fopen, EACCES)) return nullptr;
-  FILE* const file = fopen(path, mode);
-  struct stat facts {};
-  if (file && isRoot() && fstat(fileno(file), &facts) == 0 && facts.st_size == 0) {
-    shareWithOwner(path, fileno(file));
+  if (*mode != 'a') return fopen(path, mode);
+  try {
+    corvane::FileDescriptor file = corvane::host::openForAppending(path, O_WRONLY);
+    return file ? fdopen(file.release(), mode) : nullptr;
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return nullptr;
   }
-  return file;
 }
 
 CORVANE_WRAPPER int __wrap_fputc(int character, FILE* file) {
@@ -213,12 +197,12 @@ CORVANE_WRAPPER void* __wrap_malloc(size_t size) {
 
 CORVANE_WRAPPER int __wrap_mkdir(const char* path, mode_t mode) {
   if (const auto result = failed<int>(Call::mkdir, EACCES)) return *result;
-  const int result = mkdir(path, mode);
-  if (result == 0 && isRoot()) {
-    const corvane::FileDescriptor folder(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder) shareWithOwner(path, folder.get());
+  try {
+    return corvane::host::createFolder(path, mode) ? 0 : -1;
+  } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
+    return -1;
   }
-  return result;
 }
 
 CORVANE_WRAPPER time_t __wrap_time(time_t* stored) {

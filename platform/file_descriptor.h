@@ -24,6 +24,7 @@ class FileDescriptor {
   }
 
   int get() const { return _descriptor; }
+  int release() { return std::exchange(_descriptor, -1); }
   explicit operator bool() const { return _descriptor >= 0; }
 
  private:

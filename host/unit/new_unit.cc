@@ -1,5 +1,7 @@
 #include "host/unit/new_unit.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -59,7 +61,11 @@ void prepareIfMissing(FileChanges& changes, const fs::path& file,
 
 }  // namespace
 
-void completeUnit(const fs::path& folder, const UnitFacts& facts) {
+void completeUnit(const fs::path& place, const UnitFacts& facts) {
+  std::error_code error;
+  fs::path folder = fs::weakly_canonical(place, error);
+  if (error) throw FileError(place, error);
+  if (!folder.has_filename()) folder = folder.parent_path();
   createFolders(folder, Durability::kDurable);
   if (!holdsOnlyUnitFiles(folder) && !isThere(folder / kDeviceFile)) {
     failOn(folder, "is no unit: it holds other files and no device.plist");
@@ -72,9 +78,8 @@ void completeUnit(const fs::path& folder, const UnitFacts& facts) {
   }
   const fs::path varLink = folder / "root/var";
   if (!isThere(varLink)) {
-    std::error_code error;
-    fs::create_directory_symlink("private/var", varLink, error);
-    if (error) throw FileError(varLink, error);
+    const FileDescriptor root = openFolder(folder / "root");
+    if (::symlinkat("private/var", root.get(), "var") != 0) throw FileError(varLink);
   }
   // All of them, whoever made them: a maker that was killed may have synced none.
   for (const std::string_view name : kFolders) syncFolder(folder / name);

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "host/linux/link_free_open.h"
 #include "host/linux/system_calls.h"
 #include "platform/data_bytes.h"
 
@@ -27,6 +28,8 @@ class FaultCategory : public std::error_category {
     switch (static_cast<FileFault>(fault)) {
       case FileFault::kSymbolicLink:
         return "is a symbolic link";
+      case FileFault::kBelowSymbolicLink:
+        return "is reached through a symbolic link";
       case FileFault::kNotRegular:
         return "is not a regular file";
       case FileFault::kTooLarge:
@@ -35,12 +38,6 @@ class FaultCategory : public std::error_category {
     return "cannot be used";
   }
 };
-
-FileDescriptor openFolder(const fs::path& folder) {
-  FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!descriptor) throw FileError(folder);
-  return descriptor;
-}
 
 void writeAll(const fs::path& file, int descriptor, std::span<const uint8_t> bytes) {
   while (!bytes.empty()) {
@@ -51,13 +48,16 @@ void writeAll(const fs::path& file, int descriptor, std::span<const uint8_t> byt
   }
 }
 
-/// ".NAME.0123456789abcdef.new", which nobody can foresee and so be there first.
+constexpr std::string_view kTemporarySuffix = ".new";
+constexpr size_t kTemporaryDigits = 16;
+
+/// Returns ".NAME.0123456789abcdef.new"; nobody can predict it and create the file first.
 std::string temporaryName(const std::string& name) {
   uint64_t number = 0;
   if (::getrandom(&number, sizeof number, 0) != sizeof number) throw FileError(name);
-  char digits[17];
+  char digits[kTemporaryDigits + 1];
   std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(number));
-  return "." + name + "." + digits + ".new";
+  return "." + name + "." + digits + std::string(kTemporarySuffix);
 }
 
 /// Describes the file `name` of `folder`; false when there is none. Throws FileError when it is no
@@ -105,6 +105,18 @@ CFRef<CFMutableDataRef> readOpenFile(const std::string& file, int input, size_t 
   return data;
 }
 
+/// Makes the entry of `folder` in the one above it durable.
+void syncEntry(const fs::path& folder) {
+  try {
+    syncFolder(folder.parent_path());
+  } catch (const FileError& error) {
+    // A folder that lists its contents to nobody can still be synced with its file system.
+    if (error.code() != std::errc::permission_denied || !syncFileSystem(openFolder(folder).get())) {
+      throw;
+    }
+  }
+}
+
 }  // namespace
 
 std::error_code make_error_code(FileFault fault) {
@@ -120,6 +132,37 @@ FileError::FileError(const fs::path& file)
 
 void failOn(const fs::path& file, const std::string& reason) {
   throw DeviceError(file.string() + ": " + reason);
+}
+
+FileDescriptor openFolder(const fs::path& folder) {
+  auto descriptor = openLinkFree(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (!descriptor && errno == ELOOP) throw FileError(folder, FileFault::kBelowSymbolicLink);
+  if (!descriptor) throw FileError(folder);
+  return descriptor;
+}
+
+FileDescriptor openForAppending(const std::string& file, int flags) {
+  flags |= O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  FileDescriptor output = openLinkFree(file.c_str(), flags);
+  if (!output && errno == ENOENT) {
+    const fs::path path = file;
+    const FileDescriptor folder =
+        openLinkFree(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (!folder) return {};
+    const std::string name = path.filename();
+    output = FileDescriptor(::openat(folder.get(), name.c_str(), flags | O_CREAT | O_EXCL, 0666));
+    if (output) {
+      // When that fails it stays root's.
+      [[maybe_unused]] const bool isGiven = giveToOwnerOf(folder.get(), output.get());
+      return output;
+    }
+    if (errno == EEXIST) output = openLinkFree(file.c_str(), flags);
+  }
+  struct stat facts {};
+  if (!output || ::fstat(output.get(), &facts) != 0) return {};
+  if (S_ISREG(facts.st_mode)) return output;
+  errno = EINVAL;
+  return {};
 }
 
 CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
@@ -151,7 +194,9 @@ bool isThere(const fs::path& path) {
 }
 
 std::vector<std::string> namesIn(const fs::path& folder) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(folder.c_str()), ::closedir);
+  const FileDescriptor opened = openFolder(folder);
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(
+      ::fdopendir(::fcntl(opened.get(), F_DUPFD_CLOEXEC, 0)), ::closedir);
   if (!directory) throw FileError(folder);
   std::vector<std::string> names;
   errno = 0;
@@ -164,49 +209,72 @@ std::vector<std::string> namesIn(const fs::path& folder) {
   return names;
 }
 
+bool createFolder(const std::string& folder, mode_t mode) {
+  // Most are there, and then one call tells.
+  if (::access(folder.c_str(), F_OK) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  const fs::path path = folder;
+  const FileDescriptor above =
+      openLinkFree(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  const std::string name = path.filename();
+  if (!above || ::mkdirat(above.get(), name.c_str(), mode) != 0) return false;
+  if (::geteuid() == 0) {
+    const FileDescriptor made(
+        ::openat(above.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    [[maybe_unused]] const bool isGiven = made && giveToOwnerOf(above.get(), made.get());
+  }
+  return true;
+}
+
 void createFolders(const fs::path& folder, Durability durability) {
-  if (::mkdir(folder.c_str(), 0777) != 0) {
-    if (errno == EEXIST) return;
-    if (errno != ENOENT || !folder.has_relative_path()) throw FileError(folder);
-    createFolders(folder.parent_path(), durability);
-    if (::mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) throw FileError(folder);
+  const fs::path above = folder.parent_path();
+  if (above == folder) return;
+  FileDescriptor opened = openLinkFree(above.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  const bool isAboveMissing = !opened && errno == ENOENT;
+  if (isAboveMissing) {
+    createFolders(above, durability);
+    opened = openLinkFree(above.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  }
+  if (!opened && errno == ELOOP) throw FileError(above, FileFault::kBelowSymbolicLink);
+  if (!opened) throw FileError(folder);
+  if (::mkdirat(opened.get(), folder.filename().c_str(), 0777) != 0 && errno != EEXIST) {
+    throw FileError(folder);
   }
   if (durability == Durability::kVolatile) return;
-  try {
-    syncFolder(folder.parent_path());
-  } catch (const FileError& error) {
-    // A folder that lists its contents to nobody can still be synced with its file system.
-    if (error.code() != std::errc::permission_denied || !syncFileSystem(openFolder(folder).get())) {
-      throw;
-    }
-  }
+  syncEntry(folder);
+  // A maker that was killed may not have synced the last one that it made.
+  if (!isAboveMissing && above.has_relative_path()) syncEntry(above);
 }
 
 void syncFolder(const fs::path& folder) {
   if (::fsync(openFolder(folder).get()) != 0) throw FileError(folder);
 }
 
-void giveToOwnerOf(const fs::path& folder, const fs::path& file, int descriptor) {
-  if (::geteuid() != 0) return;
+bool giveToOwnerOf(int folder, int file) {
+  if (::geteuid() != 0) return true;
   struct stat place {};
   struct stat facts {};
-  if (::stat(folder.c_str(), &place) != 0 || ::fstat(descriptor, &facts) != 0) {
-    throw FileError(file);
-  }
-  // Nothing that somebody may have linked here: a new file has one name and no contents.
-  if (S_ISREG(facts.st_mode) && (facts.st_nlink != 1 || facts.st_size != 0)) return;
-  if (facts.st_uid == place.st_uid) return;
-  if (::fchown(descriptor, place.st_uid, place.st_gid) != 0) throw FileError(file);
+  if (::fstat(folder, &place) != 0 || ::fstat(file, &facts) != 0) return false;
+  return facts.st_uid == place.st_uid || ::fchown(file, place.st_uid, place.st_gid) == 0;
 }
 
 bool isTemporaryName(std::string_view name) {
-  return name.starts_with('.') && name.ends_with(".new");
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  if (!name.starts_with('.') || !name.ends_with(kTemporarySuffix)) return false;
+  name.remove_suffix(kTemporarySuffix.size());
+  const size_t dot = name.rfind('.');
+  const std::string_view digits = name.substr(dot + 1);
+  return dot > 0 && digits.size() == kTemporaryDigits &&
+         digits.find_first_not_of(kDigits) == std::string_view::npos;
 }
 
 void removeTemporaryFiles(const fs::path& folder) {
   try {
+    const FileDescriptor opened = openFolder(folder);
     for (const std::string& name : namesIn(folder)) {
-      if (isTemporaryName(name)) ::unlink((folder / name).c_str());
+      if (isTemporaryName(name)) ::unlinkat(opened.get(), name.c_str(), 0);
     }
   } catch (const FileError&) {
     return;
@@ -241,8 +309,8 @@ void FileChanges::prepare(const fs::path& file, std::span<const uint8_t> content
   change.temporary = temporary;
   if (hasModel) {
     keepOwnerAndMode(file, output.get(), facts);
-  } else {
-    giveToOwnerOf(file.parent_path(), file, output.get());
+  } else if (!giveToOwnerOf(folder, output.get())) {
+    throw FileError(file);
   }
   writeAll(file, output.get(), contents);
   // Volatile changes, too: a rename can reach the disk before the data of the file that it moves.

@@ -14,8 +14,9 @@
 #include "platform/file_descriptor.h"
 
 /// The only way to the files that a unit is made of. Whoever can write to a unit's folder can put
-/// anything in a file's place, so only regular files of a bounded size are read, nothing is opened
-/// through a symbolic link, and no open waits for another process.
+/// anything in the place of a file or a folder, so only regular files of a bounded size are read,
+/// nothing is changed through a symbolic link, and no open waits for another process. Paths have no
+/// symbolic links above the unit's folder (std::filesystem::canonical).
 namespace corvane::host {
 
 /// The largest files that are read, in bytes.
@@ -23,7 +24,7 @@ inline constexpr size_t kLargestDataSet = size_t{64} << 20;
 inline constexpr size_t kLargestPropertyFile = size_t{16} << 20;
 
 /// Reasons that this layer has besides the system's.
-enum class FileFault { kSymbolicLink = 1, kNotRegular, kTooLarge };
+enum class FileFault { kSymbolicLink = 1, kBelowSymbolicLink, kNotRegular, kTooLarge };
 std::error_code make_error_code(FileFault fault);
 
 /// A file cannot be read or changed; the text is "FILE: reason".
@@ -42,6 +43,14 @@ class FileError : public DeviceError {
 /// Throws DeviceError with the text "FILE: reason".
 [[noreturn]] void failOn(const std::filesystem::path& file, const std::string& reason);
 
+/// Opens the folder, for reading its entries or for changing them. Throws FileError.
+FileDescriptor openFolder(const std::filesystem::path& folder);
+
+/// Opens the regular file for appending, with further flags for open. Makes it when it is missing;
+/// one that root makes goes to the folder's owner, who could not change it otherwise. Returns no
+/// file, with the reason in `errno`, when that fails.
+FileDescriptor openForAppending(const std::string& file, int flags);
+
 /// Returns the file's contents; null when there is no such file. Throws FileError when it cannot be
 /// read, is no regular file, or holds more than `largest` bytes.
 CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest);
@@ -57,18 +66,21 @@ std::vector<std::string> namesIn(const std::filesystem::path& folder);
 /// there is what was before it or what is after it.
 enum class Durability { kDurable, kVolatile };
 
+/// Makes the folder as mkdir does: what root makes goes to the owner of the folder above. Returns
+/// whether it did; the reason is in `errno`.
+bool createFolder(const std::string& folder, mode_t mode);
+
 /// Makes the folder and what is missing above it. Throws FileError.
 void createFolders(const std::filesystem::path& folder, Durability durability);
 
 /// Makes every creation, renaming and removal in the folder durable. Throws FileError.
 void syncFolder(const std::filesystem::path& folder);
 
-/// Gives `file`, which root has just made in `folder`, to the folder's owner, who could not change
-/// it otherwise. Does nothing for other users. Throws FileError.
-void giveToOwnerOf(const std::filesystem::path& folder, const std::filesystem::path& file,
-                   int descriptor);
+/// Gives `file`, which this process has just made in `folder`, to the folder's owner when this is
+/// root. Both are open. Returns whether that worked; the reason is in `errno`.
+bool giveToOwnerOf(int folder, int file);
 
-/// Whether `name` is one that an interrupted change can leave behind in a folder.
+/// Returns whether `name` is one that an interrupted change can leave in a folder.
 bool isTemporaryName(std::string_view name);
 
 /// Removes what interrupted changes left in the folder. Callers hold the unit's lock. Failures

@@ -48,11 +48,15 @@ void checkPower(CFDictionaryRef device, const fs::path& file) {
   failOn(file, "\"power\" is neither \"plist\" nor \"host\"");
 }
 
-/// Makes what is missing of a unit in `folder`. When the default folder cannot be had, the error
-/// also tells how to name another.
-void makeMissing(const fs::path& folder, const UnitFacts& facts) {
+/// Makes what is missing of a unit in `folder`, and returns the folder without symbolic links. When
+/// the default folder cannot be used, the error also tells how to name another.
+fs::path withAllFiles(const fs::path& folder, const UnitFacts& facts) {
   try {
     if (!isUsableFolder(folder) || !isThere(folder / kDeviceFile)) completeUnit(folder, facts);
+    std::error_code error;
+    fs::path canonical = fs::canonical(folder, error);
+    if (error) throw FileError(folder, error);
+    return canonical;
   } catch (const FileError& error) {
     if (folder != defaultUnitFolder()) throw;
     throw DeviceError(std::string(error.what()) + "; $CORVANE_DEVICE can name another folder");
@@ -61,12 +65,11 @@ void makeMissing(const fs::path& folder, const UnitFacts& facts) {
 
 }  // namespace
 
-UnitFolder::UnitFolder(fs::path folder, const UnitFacts& facts)
-    : _folder(std::move(folder)),
+UnitFolder::UnitFolder(const fs::path& folder, const UnitFacts& facts)
+    : _folder(withAllFiles(folder, facts)),
       _root((_folder / "root").string()),
       _dataSets(_folder),
       _deviceFile(_folder / kDeviceFile) {
-  makeMissing(_folder, facts);
   copyDevice();
 }
 

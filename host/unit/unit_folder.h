@@ -38,8 +38,9 @@ class UnitFolder {
   /// opening completes. Throws DeviceError when the folder cannot be used: it is no folder, cannot
   /// be read, belongs to somebody else, holds something else than a unit, or its device.plist is
   /// damaged.
-  explicit UnitFolder(std::filesystem::path folder, const UnitFacts& facts = {});
+  explicit UnitFolder(const std::filesystem::path& folder, const UnitFacts& facts = {});
 
+  /// The folder, without symbolic links in its path.
   const std::filesystem::path& path() const { return _folder; }
   const DataSets& dataSets() const { return _dataSets; }
 

@@ -1,10 +1,13 @@
 #include "host/unit/unit_folder.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <iostream>
+#include <map>
 
+#include "host/linux/link_free_open.h"
 #include "log/log.h"
 #include "platform/system_log.h"
 #include "testing/unit_test.h"
@@ -51,7 +54,7 @@ TEST_F(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
   EXPECT_EQ(VirtualDevice(_folder.path() / "empty").facts(), UnitFacts());
 
   writeText(_unit / "data/VelmoDiagnosticData.bin", "kept");
-  writeText(_unit / ".device.plist.0123.new", "<pl");
+  writeText(_unit / ".device.plist.0123456789abcdef.new", "<pl");
   EXPECT_EQ(VirtualDevice(_unit).facts(), UnitFacts());
   EXPECT_EQ(readText(_unit / "data/VelmoDiagnosticData.bin"), "kept");
 }
@@ -135,6 +138,84 @@ TEST_F(UnitFolderTest, NothingButRegularFilesOfABoundedSizeIsReadOrReplaced) {
   EXPECT_EQ(reasonAgainst([&] { unit.reboot(); }), committed.string() + ": is a symbolic link");
   EXPECT_EQ(unit.dataSet("VelmoDiagnosticData").size(), 1024u);
   EXPECT_EQ(readText(victim), "untouched");
+}
+
+/// Returns the names and the contents of all files below the folder.
+std::map<fs::path, std::string> filesBelow(const fs::path& folder) {
+  std::map<fs::path, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    files[entry.path()] = entry.is_regular_file() ? readText(entry.path()) : "";
+  }
+  return files;
+}
+
+TEST_F(UnitFolderTest, NothingIsChangedThroughALinkInTheUnit) {
+  const fs::path other = _folder.path() / "other";
+  fs::create_directory(other);
+  const std::string data = (_unit / "data").string(),
+                    reached = ": is reached through a symbolic link",
+                    services = (_unit / "root/System/Library").string() + reached;
+  const std::pair<const char*, std::string> cases[] = {
+      {"data", data + reached},
+      {"root", services},
+      {"root/System", services},
+      {"root/private/var", ""},
+      {"root/private/var/log", ""},
+      {"root/private/var/logs", ""},
+      {"root/private/var/logs/CorvaneTov/log.txt", ""}};
+  for (const auto& [name, reasons] : cases) {
+    fs::remove_all(_unit);
+    VirtualDevice unit(_unit);
+    unit.use();
+    Log::write(CFSTR("first"), nullptr, 0);
+    const fs::path moved = other / fs::path(name).filename();
+    fs::rename(_unit / name, moved);
+    fs::create_symlink(moved, _unit / name);
+    const auto before = filesBelow(other);
+    UnitFacts facts;
+    facts.buildVersion = "changed";
+    const std::string dataReason =
+        reasonAgainst([&] { unit.setDataSet("VelmoDiagnosticData", {}); });
+    const std::string factsReason = reasonAgainst([&] { unit.setFacts(facts); });
+    EXPECT_EQ(dataReason + factsReason, reasons) << name;
+    Log::write(CFSTR("dropped where it leads elsewhere"), nullptr, 0);
+    fs::remove(_unit / "device.plist");
+    const std::string reason = reasonAgainstUnit(_unit);
+    EXPECT_EQ(reason.ends_with(reached), fs::is_directory(moved)) << reason;
+    EXPECT_EQ(filesBelow(other), before) << name;
+    fs::remove_all(moved);
+  }
+  // A file that is not there yet is not made through a link either, and a pipe is not waited for.
+  fs::remove_all(_unit);
+  VirtualDevice(_unit).use();
+  const fs::path log = _unit / ("root" + std::string(kLogFile));
+  fs::create_directory(log.parent_path());
+  fs::create_symlink(_folder.path() / "new", log);
+  Log::write(CFSTR("dropped"), nullptr, 0);
+  EXPECT_FALSE(fs::exists(_folder.path() / "new"));
+  fs::remove(log);
+  ::mkfifo(log.c_str(), 0666);
+  Log::write(CFSTR("dropped"), nullptr, 0);
+}
+
+TEST_F(UnitFolderTest, WithoutTheCallForItAPathIsOpenedWithoutLinksAllTheSame) {
+  const fs::path folder = _folder.path();
+  writeText(folder / "a/b/file", "x");
+  fs::create_symlink("a", folder / "link");
+  fs::create_symlink("file", folder / "a/b/link");
+  for (const auto open : {openLinkFree, openStepByStep}) {
+    for (const std::string path : {"/", "//", ".", "/..", "a//b/file", "a/b", "a/b/"}) {
+      const bool isHere = path.starts_with('a');
+      EXPECT_TRUE(open((isHere ? (folder / path).string() : path).c_str(), O_RDONLY, 0)) << path;
+    }
+    for (const char* path :
+         {"link", "link/b", "link/b/file", "a/b/link", "a/none/file", "a/none"}) {
+      EXPECT_FALSE(open((folder / path).c_str(), O_RDONLY, 0)) << path;
+    }
+    EXPECT_FALSE(open("", O_RDONLY, 0));
+    fs::remove(folder / "new");
+    EXPECT_TRUE(open((folder / "new").c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600));
+  }
 }
 
 TEST_F(UnitFolderTest, AnotherUsersFolderIsTrustedOnlyIfNamedAndClosedToOthers) {

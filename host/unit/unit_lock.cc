@@ -46,10 +46,15 @@ FileDescriptor openLockFile(const std::filesystem::path& folder) {
   constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   FileDescriptor lock(::open(file.c_str(), O_RDWR | kFlags));
   if (!lock && errno == ENOENT) {
-    lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | kFlags, 0666));
-    if (lock) giveToOwnerOf(folder, file, lock.get());
+    lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0666));
+    if (lock) {
+      const FileDescriptor place(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+      if (!place || !giveToOwnerOf(place.get(), lock.get())) throw FileError(file);
+    } else if (errno == EEXIST) {
+      lock = FileDescriptor(::open(file.c_str(), O_RDWR | kFlags));
+    }
   }
-  // A lock that belongs to another user can be had without writing to it.
+  // A lock that belongs to another user can be acquired without writing to it.
   if (!lock && errno == EACCES) lock = FileDescriptor(::open(file.c_str(), O_RDONLY | kFlags));
   if (!lock && errno == ELOOP) throw FileError(file, FileFault::kSymbolicLink);
   if (!lock) throw FileError(file);
@@ -126,8 +131,10 @@ UnitLock::Hold* UnitLock::acquire(const std::filesystem::path& folder) {
   }
   waitForLock(lock.get(), file, folder);
   if (isFirst(folder)) {
-    for (const char* name : {"", "data", "root/System/Library/CoreServices"}) {
-      removeTemporaryFiles(folder / name);
+    std::error_code error;
+    const auto unit = std::filesystem::canonical(folder, error);
+    for (const char* name : {".", "data", "root/System/Library/CoreServices"}) {
+      removeTemporaryFiles(unit / name);
     }
   }
   Hold::gFirst = new Hold{file.st_dev, file.st_ino, process, std::move(lock), 1, Hold::gFirst};

@@ -120,6 +120,10 @@ REPLACE(kNothing, ftruncate, (int file, off_t size), SYS_ftruncate, file, size)
 REPLACE(kNothing, fchmod, (int file, mode_t mode), SYS_fchmod, file, mode)
 REPLACE(kNothing, flock, (int file, int operation), SYS_flock, file, operation)
 REPLACE(kSpace, mkdir, (const char* path, mode_t mode), SYS_mkdirat, AT_FDCWD, path, mode)
+REPLACE(kSpace, mkdirat, (int folder, const char* path, mode_t mode), SYS_mkdirat, folder, path,
+        mode)
+REPLACE(kSpace, symlinkat, (const char* target, int folder, const char* path), SYS_symlinkat,
+        target, folder, path)
 REPLACE(kSpace, symlink, (const char* target, const char* path), SYS_symlinkat, target, AT_FDCWD,
         path)
 REPLACE(kNothing, chmod, (const char* path, mode_t mode), SYS_fchmodat, AT_FDCWD, path, mode)
