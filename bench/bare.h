@@ -14,7 +14,7 @@ namespace corvane::bench {
 /// fclose.
 bool appendLine(const std::string& folder, const std::string& file, std::string_view line);
 
-/// Calls open, read, close. Also fails when the file holds less than fills `destination`.
+/// Calls open, read, close. Also fails when the file holds fewer bytes than `destination` takes.
 bool readFile(const std::string& file, std::span<uint8_t> destination);
 
 /// Calls open, write, fsync, close for `temporary`; rename to `file`; open, fsync, close for

@@ -63,8 +63,8 @@ void writeConfiguration(benchmark::State& state) {
   }
 }
 
-/// The area is read, then replaced durably twice, each time after a read of what is replaced and
-/// with a read-back.
+/// Reads the area, then replaces it durably twice, each time with a read before and a read-back
+/// after.
 void writeBareConfiguration(benchmark::State& state) {
   const std::string folder = (twin().folder() / "data").string();
   const std::string file = folder + "/VelmoDiagnosticDataSysCfg.bin";

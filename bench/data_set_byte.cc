@@ -20,8 +20,8 @@ struct BareSet {
   const std::string temporary = folder + "/.VelmoDiagnosticData.bin.new";
 };
 
-/// Whether the file has as many bytes as the buffer: reading less or more than the file would not
-/// be a baseline.
+/// Returns whether the file has as many bytes as the buffer: reading less or more than the file
+/// would not be a baseline.
 bool hasExpectedSize(const BareSet& bare) {
   std::error_code error;
   return std::filesystem::file_size(bare.file, error) == Contents().size();
@@ -59,8 +59,8 @@ void writeByte(benchmark::State& state) {
   }
 }
 
-/// A byte of a file that is only ever replaced as a whole: read it, change the byte, replace it
-/// durably, read it back.
+/// Writes a byte of a file that is only ever replaced as a whole: reads the file, changes the byte,
+/// replaces the file durably and reads it back.
 void writeBareByte(benchmark::State& state) {
   const BareSet bare;
   if (!hasExpectedSize(bare)) return state.SkipWithError("the set has another size");

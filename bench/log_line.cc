@@ -33,7 +33,7 @@ class EmptyLogs {
   }
 };
 
-/// What the library makes of the message, with the line feed.
+/// Returns the line that the library writes for the message, with its line feed.
 const std::string& loggedLine() {
   static const std::string line = [] {
     const EmptyLogs logs;
@@ -44,7 +44,8 @@ const std::string& loggedLine() {
   return line;
 }
 
-/// The library does not report a line that it drops; the log's contents show it.
+/// Fails the benchmark unless the log holds every line: the library does not report a line that it
+/// drops.
 void checkLog(benchmark::State& state) {
   std::error_code error;
   const auto size = std::filesystem::file_size(unit().filePath(kLogFile), error);
@@ -75,8 +76,8 @@ void writeLine(benchmark::State& state) {
   checkLog(state);
 }
 
-/// With `readsClock`, a line that begins with the time: converting it asks the system whether the
-/// time zone has changed.
+/// Appends the same line with bare system calls. With `readsClock`, also converts the time, which
+/// such a line begins with: that asks the system whether the time zone has changed.
 void appendBare(benchmark::State& state, bool readsClock) {
   const std::string& line = loggedLine();
   const std::string folder = twin().filePath(kLogFile).parent_path().string();

@@ -39,7 +39,8 @@ const LargeLog& largeLog() {
   return log;
 }
 
-/// Writes to a pipe, because grep stops at its first match when it writes to /dev/null.
+/// Runs `command` with its output in a pipe, because grep stops at its first match when it writes
+/// to /dev/null.
 void run(benchmark::State& state, const std::string& command) {
   for (auto _ : state) {
     if (std::system((command + " | grep -c 'fan slow' >/dev/null").c_str()) != 0) {

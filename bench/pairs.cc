@@ -67,7 +67,7 @@ struct Result {
   bool isOver() const { return !(ratio() <= bound); }
 };
 
-/// The pairs of which all sides were measured.
+/// Returns the results of the pairs of which all sides were measured.
 std::vector<Result> resultsOf(const Collector& measured) {
   std::vector<Result> results;
   for (const Pair& pair : pairs()) {

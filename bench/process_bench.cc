@@ -68,7 +68,7 @@ size_t heapInUse() {
   return heap.uordblks + heap.hblkhd;
 }
 
-/// Whether a further snapshot takes little memory for each thread.
+/// Returns whether a further snapshot takes little memory for each thread.
 bool isHeapWithinBounds(const ThreadFarm& farm) {
   Processes first;
   if (!refresh(first, farm)) return false;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kRuns = 10'000;
 
-/// The results of some runs, of ten lines each; removed when the program ends.
+/// A file with the results of some runs, ten lines each; the destructor removes it.
 class ResultsFile {
  public:
   ResultsFile() {
@@ -70,10 +70,10 @@ void runOver(benchmark::State& state, const std::string& command) {
   }
 }
 
-/// Yields per station, with everything else that the command reports.
+/// Computes the yields of each station, with everything else that the command reports.
 void yieldsByTool(benchmark::State& state) { runOver(state, CORVANE_TOOL " results --json"); }
 
-/// Yields per station, and nothing else.
+/// Counts the runs and passed runs of each station, and nothing else.
 void yieldsByJq(benchmark::State& state) {
   runOver(state,
           "jq -nc 'reduce inputs as $line ({}; if $line.type == \"end\" then "

@@ -8,8 +8,8 @@
 
 namespace corvane::bench {
 
-/// Sleeping threads in processes of their own, as on a machine that has that many more. They end
-/// with the object.
+/// Sleeping threads in processes of their own, which stand for the threads of a busier machine. The
+/// destructor ends the processes.
 class ThreadFarm {
  public:
   struct Plan {
@@ -25,7 +25,7 @@ class ThreadFarm {
   ThreadFarm& operator=(const ThreadFarm&) = delete;
 
   const Plan& plan() const { return _plan; }
-  /// The process that is listed last.
+  /// Returns the process that is listed last.
   pid_t lastProcess() const { return _processes.back(); }
 
  private:

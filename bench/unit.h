@@ -5,13 +5,13 @@
 
 namespace corvane::bench {
 
-/// The unit in use, with its data area open, for the library's side of a pair. It and its twin lie
-/// below one temporary folder, which the first call of either makes and the end of the process
-/// removes. Throws when it cannot be made.
+/// Returns the unit in use, with its data area open, for the library's side of a pair. The unit and
+/// its twin lie below one temporary folder, which the first call of either function creates and the
+/// end of the process removes. Throws when it cannot be created.
 const host::VirtualDevice& unit();
 
-/// A unit like `unit()` that the library never touches: the bare side of a pair works on the same
-/// file system, with files of the same names and sizes at the same depth.
+/// Returns a unit like `unit()` that the library never touches: the bare side of a pair works on
+/// the same file system, with files of the same names and sizes at the same depth.
 const host::VirtualDevice& twin();
 
 }  // namespace corvane::bench

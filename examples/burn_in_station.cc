@@ -26,7 +26,7 @@ using corvane::station::TestRun;
 
 namespace {
 
-// What makes this station itself: its names, its places on the unit, and what it asks of a unit.
+// Describes this station: its names, its places on the unit, and what it requires of a unit.
 const Profile kBurnIn = {.name = "burn-in",
                          .number = 7,
                          .statusOffset = 20,
@@ -40,7 +40,7 @@ constexpr double kHottest = 100;  // Degrees Celsius; no part of a unit is built
 struct Options {
   int seconds = 2;
   int memoryPercent = 50;
-  int badCore = -1;  // Pretends that this core computes wrongly, to see what a failed unit is.
+  int badCore = -1;  // Pretends that this core computes wrongly, to show a failed unit.
   std::string folder = std::string(std::getenv("HOME") ? std::getenv("HOME") : "/tmp") +
                        "/.local/state/corvane/burn-in";
 };

@@ -15,7 +15,8 @@ using corvane::host::VirtualDevice;
 
 namespace {
 
-/// Whether only the second call of a function fails. The rules count calls from 0 after it.
+/// Returns whether only the second call of a function fails. Requires rules that have counted no
+/// call of it yet.
 bool failsSecondCall() {
   bool isRight = true;
   for (int call = 1; call <= 3; ++call) {
@@ -27,8 +28,8 @@ bool failsSecondCall() {
 
 }  // namespace
 
-/// Input: fault rules. They are taken, or refused with a text that shows the rule; then the rules
-/// that were in force before still are.
+/// Sets the input as fault rules. Checks that they are accepted, or refused with a text that shows
+/// the rule while the previous rules stay in force.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view rules(reinterpret_cast<const char*>(data), size);
   VirtualDevice::setFaults("IOServiceMatching@2");

@@ -38,7 +38,7 @@ void compare(const std::string& format, Arguments... arguments) {
   }
 }
 
-/// A format of one conversion with flags, width and precision as the input has them.
+/// Returns a format of one conversion with flags, width and precision as the input has them.
 std::string nextFormat(FuzzedDataProvider& input, const char* flags,
                        const std::string& conversion) {
   std::string format = "%";
@@ -91,8 +91,9 @@ void formatAnyText(FuzzedDataProvider& input) {
 
 }  // namespace
 
-/// Input: a conversion and its argument. What CoreFoundation and the C library have in common gives
-/// the same text in both; any other format gives some text.
+/// Formats an argument of the input with a conversion of the input. Checks that CoreFoundation and
+/// the C library make the same text of a conversion that both have, and that no other format
+/// crashes.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider input(data, size);
   switch (input.ConsumeIntegralInRange(0, 3)) {

@@ -5,8 +5,8 @@
 
 #include "tools/inspect/dump_inspector.h"
 
-/// Input: a dump. The inspector describes any bytes, and each finding lies inside the dump or in
-/// the part that is missing from it.
+/// Inspects the input as a dump. Checks that each finding lies inside the dump or in the part that
+/// is missing from it.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const corvane::tools::Dump dump = corvane::tools::inspectDump({data, size});
   for (const corvane::tools::Finding& finding : dump.findings) {

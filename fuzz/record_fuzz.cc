@@ -10,8 +10,8 @@
 using corvane::testing::Bytes;
 using corvane::testing::runRecordScript;
 
-/// Input: the data set's first bytes and how often the last of them is repeated, then the records
-/// to append.
+/// Appends records to a data set and checks every step against a model. The input has the data
+/// set's first bytes and how often the last of them is repeated, then the records.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider input(data, size);
   const auto dataSetSize = input.ConsumeIntegralInRange<size_t>(0, 700);

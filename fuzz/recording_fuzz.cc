@@ -11,7 +11,8 @@
 
 using namespace corvane::tools;
 
-/// Input: a recording. It is refused with a message, or its chart is well-formed XML.
+/// Reads the input as a recording. Checks that it is refused with a message, or that its chart is
+/// well-formed XML.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::istringstream input(std::string(reinterpret_cast<const char*>(data), size));
   try {

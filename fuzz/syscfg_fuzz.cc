@@ -12,8 +12,8 @@ using corvane::testing::Bytes;
 using corvane::testing::StoreScript;
 namespace area = corvane::area;
 
-/// Input: the area's size, whether it gets a header that passes the checks, its first bytes (the
-/// rest is erased flash), and then a script.
+/// Runs a script over a configuration area. The input has the area's size, whether it gets a header
+/// that passes the checks, its first bytes (the rest is erased flash), and then the script.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider input(data, size);
   const auto areaSize = input.ConsumeIntegralInRange<size_t>(0, 1024);

@@ -17,7 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A unit, in a file system in memory where there is one; each input replaces one of its files.
+/// Returns the folder that holds the unit, in a file system in memory where there is one. Each
+/// input replaces one of the unit's files.
 const fs::path& unitFolder() {
   static const fs::path folder = [] {
     const fs::path memory = "/dev/shm";
@@ -42,8 +43,8 @@ std::string contentsOf(const fs::path& file) {
 
 }  // namespace
 
-/// Input: which file, then its contents. A unit with them can be used and changed, or it is refused
-/// with a text that names the file, which stays as it is.
+/// Replaces a file of the unit; the input has which one, then its contents. Checks that the unit
+/// can be used and changed, or is refused with a text that names the file, which stays as it is.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
   const fs::path folder = unitFolder() / "unit";

@@ -11,7 +11,7 @@
 
 namespace corvane::station {
 
-/// The command line of a station program: the station's own options beside the kit's, which are
+/// The command line of a station program: the station's own options and the kit's, which are
 /// --results FILE, --unit ID, --quiet and --help.
 ///
 ///     int seconds = 10;
@@ -31,8 +31,8 @@ class CORVANE_EXPORT CommandLine {
   /// Adds an option `name` without a value, which sets `value`; `help` is its help text.
   void addFlag(std::string_view name, bool& value, std::string_view help);
 
-  /// Reads the arguments of `main`, `argc` and `argv`, runs `body` as the station `profile`, and
-  /// returns the exit status for `main`: the outcome's, 0 after --help, or 2, with a line on
+  /// Reads the arguments of `main`, `argc` and `argv`, and runs `body` as the station `profile`.
+  /// Returns the exit status for `main`: the outcome's, 0 after --help, or 2, with a line on
   /// standard error, for arguments that are wrong.
   int run(int argc, char** argv, const Profile& profile, const std::function<void(TestRun&)>& body);
 
@@ -41,7 +41,7 @@ class CORVANE_EXPORT CommandLine {
     std::string name;
     std::string valueName;  ///< Empty when the option has no value.
     std::string help;
-    /// Stores the value; what is wrong with it, or an empty text.
+    /// Stores the value. Returns what is wrong with it, or an empty text.
     std::function<std::string(std::string_view)> store;
   };
 

@@ -11,7 +11,7 @@
 
 namespace corvane::station {
 
-/// What an operator sees of a run, on standard output except for errors. No text of a unit or of a
+/// Shows a run to the operator, on standard output except for errors. No text of a unit or of a
 /// station drives the terminal: control characters show as "\x1b".
 class Console {
  public:
@@ -20,12 +20,12 @@ class Console {
   /// Prints a line that begins with `subject`, in a column of its own.
   void line(std::string_view subject, std::string_view text);
   void facts(const UnitFacts& facts);
-  /// `when` is "before" or "after".
+  /// Prints a status byte; `when` is "before" or "after".
   void statusByte(std::string_view when, uint32_t offset, uint8_t value);
   void records(const std::vector<Record>& records);
   /// Prints a line on standard error.
   void error(std::string_view text);
-  /// Draws a bar in place; only on a terminal.
+  /// Draws a progress bar in place, on a terminal only.
   void progress(std::string_view phase, double fraction);
 
  private:

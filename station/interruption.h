@@ -13,17 +13,17 @@
 namespace corvane::station {
 
 /// Catches SIGINT, SIGTERM and SIGHUP while it exists, except those that the process ignores. A
-/// second signal of a kind does what it does by default. One at a time in a process.
+/// second signal of a kind does what it does by default. Only one may exist at a time in a process.
 class Interruption {
  public:
-  /// `abandon` is called, on a thread of its own, with a signal after which this object did not end
-  /// for three seconds; it ends the process.
+  /// Begins to catch signals. When this object still exists three seconds after a signal, calls
+  /// `abandon` with it on a thread of its own; `abandon` ends the process.
   explicit Interruption(std::function<void(int signal)> abandon);
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
 
-  /// The signal that came, 0 when none did.
+  /// Returns the first signal that came, or 0 when none did.
   int signal() const;
   /// Sleeps for `duration`, a year at most; returns false as soon as a signal has come.
   bool wait(std::chrono::milliseconds duration);

@@ -11,8 +11,8 @@ namespace corvane::station {
 /// The bytes of text that a record holds: its message field without the terminating zero.
 inline constexpr size_t kRecordTextRoom = sizeof(time_t) + 5;
 
-/// `text` as a record can hold it: as many whole characters as fit into `kRecordTextRoom` bytes of
-/// UTF-8. Control characters and bytes that are not UTF-8 become "?".
+/// Returns `text` as a record can hold it: as many whole characters as fit into `kRecordTextRoom`
+/// bytes of UTF-8. Control characters and bytes that are not UTF-8 become "?".
 std::string textForRecord(std::string_view text);
 
 }  // namespace corvane::station

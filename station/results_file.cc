@@ -18,7 +18,7 @@
 namespace corvane::station {
 namespace {
 
-/// 16 hexadecimal digits that no other run has.
+/// Returns 16 random hexadecimal digits, which identify the run.
 std::string newRunId() {
   std::random_device random;
   char text[17];
@@ -26,8 +26,8 @@ std::string newRunId() {
   return text;
 }
 
-/// While it exists, a write of this thread into a pipe that nobody reads fails with EPIPE and does
-/// not end the process. Other threads and the process keep what they do about SIGPIPE.
+/// Makes a write of this thread into a pipe that nobody reads fail with EPIPE, instead of ending
+/// the process, while it exists. Other threads and the process handle SIGPIPE as before.
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() : _wasPending(isPending()) {
@@ -75,7 +75,7 @@ std::string timeNow() {
 
 ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(newRunId()) {
   if (path.empty()) return;
-  // Not for reading: a pipe breaks only when none of its ends can be read.
+  // For writing only: a pipe breaks only when no end of it is open for reading.
   _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
   // O_CREAT is refused for another user's file or pipe in a folder such as /tmp.
   if (_file < 0) _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
@@ -100,7 +100,7 @@ void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields)
   line.update(fields);
   std::string text =
       line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-  // Only of a file: to ask it of a pipe would open an end to read for a moment.
+  // Only for a file: to check a pipe would open it for reading for a moment.
   std::error_code ignored;
   if (std::filesystem::is_regular_file(_path, ignored) && endsInsideLine(_path)) {
     text.insert(0, "\n");

@@ -8,16 +8,16 @@
 
 namespace corvane::station {
 
-/// The results cannot be written; the text names the file and the reason.
+/// Thrown when the results cannot be written; the text names the file and the reason.
 class ResultsError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Raised when a field of the results is renamed, removed or changes its meaning.
+/// Increased when a field of the results is renamed, removed or changes its meaning.
 inline constexpr int kResultsSchema = 1;
 
-/// The time now as ISO 8601 in local time, with milliseconds and zone:
+/// Returns the time now as ISO 8601 in local time, with milliseconds and zone:
 /// "2026-11-16T00:05:09.042+01:00".
 std::string timeNow();
 
@@ -25,21 +25,21 @@ std::string timeNow();
 /// them.
 class ResultsFile {
  public:
-  /// Opens the file, which is made when it is missing, or a pipe, for which it waits until somebody
-  /// reads it; an empty path writes nothing. Throws ResultsError.
+  /// Opens the file, which is created when it is missing. Waits for a reader when the file is a
+  /// pipe. Nothing is written when the path is empty. Throws ResultsError.
   explicit ResultsFile(const std::filesystem::path& path);
   ~ResultsFile();
   ResultsFile(const ResultsFile&) = delete;
   ResultsFile& operator=(const ResultsFile&) = delete;
 
-  /// Sets what every line says of the run; an empty `unit` is null.
+  /// Sets the station and the unit that every line names; an empty `unit` is null.
   void identify(const std::string& station, const std::string& unit);
 
   /// Appends a line: the schema, `type`, the time, the run, and `fields`. Throws ResultsError, also
   /// for a pipe that nobody reads any more.
   void append(const char* type, const nlohmann::ordered_json& fields);
 
-  /// Returns once the lines are on the disk. Throws ResultsError.
+  /// Syncs the lines to the disk. Throws ResultsError.
   void sync();
 
  private:

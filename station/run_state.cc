@@ -71,7 +71,7 @@ void RunState::begin() {
   lock.unlock();
   {
     const ScopedUnitLock unitLock;
-    // A run that is abandoned meanwhile ends before the look or after the marks.
+    // A run that is abandoned meanwhile ends before the look or after the marks, not in between.
     lock.lock();
     _visit.look();
     const uint8_t before = *_visit.status();
@@ -279,8 +279,8 @@ void RunState::finish(Outcome& outcome, std::optional<uint8_t> after) {
 void RunState::abandon(int signal) {
   const std::lock_guard lock(_lock);
   if (_isEnding) return;
-  // The body may be in the middle of a call into the library, which cannot be entered from here but
-  // for its log. The byte was read back after it was written.
+  // The body may be in the middle of a call into the library, of which only the log can be entered
+  // from here. The byte was read back after it was written.
   Outcome outcome{Verdict::kIncomplete, interruptedBy(signal), signal};
   if (!_isMarked) outcome.reason += " before the unit was marked";
   finish(outcome, _isMarked ? _visit.status() : std::nullopt);

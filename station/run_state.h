@@ -18,17 +18,17 @@
 
 namespace corvane::station {
 
-/// A run from its begin to its end. What stations call may come from any thread; the rest belongs
-/// to the thread that made the object.
+/// A run from its beginning to its end. What stations call may come from any thread; the rest
+/// belongs to the thread that made the object.
 class RunState {
  public:
   /// Opens the results. Throws ResultsError.
   RunState(const Profile& profile, const RunOptions& options);
 
-  /// Runs the station; once.
+  /// Runs the station. May be called once.
   Outcome execute(const std::function<void(TestRun&)>& body);
 
-  /// What TestRun and Phase offer.
+  /// The operations of TestRun and Phase.
   bool phase(std::string_view name, const std::function<void(Phase&)>& body);
   bool measure(std::string_view name, double value, std::string_view unit, const Limits& limits);
   void fail(std::string_view reason);
@@ -54,15 +54,16 @@ class RunState {
   /// Leaves the result on the unit and reads it back.
   Outcome leaveVerdict();
   Outcome leaveIncomplete();
-  /// Ends what stations call; returns false when the run was interrupted by then.
+  /// Keeps `abandon` from ending the run from now on. Returns false when the run was interrupted by
+  /// then.
   bool claimEnd();
-  /// Reports the run's end, with the status byte if it is known; the outcome changes when the
-  /// results cannot take it.
+  /// Reports the run's end, with the status byte if it is known. Changes the outcome when the
+  /// results cannot be written.
   void finish(Outcome& outcome, std::optional<uint8_t> after);
-  /// Ends the process for a body that does not return after a signal.
+  /// Ends the process when the body does not return after a signal.
   void abandon(int signal);
 
-  /// Records a failure: `recordText` tells it in a record, `reason` elsewhere.
+  /// Records a failure: `recordText` describes it in a record, `reason` elsewhere.
   void addFailure(std::string_view recordText, const std::string& reason);
   std::string recordTextFor(bool isPassed);
   void report(const char* type, const nlohmann::ordered_json& fields);
@@ -77,7 +78,7 @@ class RunState {
 
   UnitVisit _visit{_profile};
 
-  /// Also holds an abandoned run off while `begin` looks at the unit and marks it.
+  /// Also makes `abandon` wait while `begin` looks at the unit and marks it.
   mutable std::mutex _lock;
   std::optional<PhaseInProgress> _phase;
   size_t _phaseCount = 0;
@@ -88,7 +89,7 @@ class RunState {
   bool _isCutShort = false;
   bool _isEnding = false;
 
-  /// Last, so that nothing of the above goes while its thread may use it.
+  /// Last, so that its thread ends before the members above are destroyed.
   Interruption _interruption;
 };
 

@@ -10,7 +10,7 @@
 #include "station/station.h"
 #include "station/unit_facts.h"
 
-/// How a run is told: in words for the operator, the log and reasons, and as the fields of its
+/// How a run is described: in words for the operator, the log and reasons, and as the fields of its
 /// results (docs/results.md).
 namespace corvane::station {
 
@@ -19,7 +19,7 @@ std::string shownNumber(double value);
 std::string shownLimits(const Limits& limits);
 std::string interruptedBy(int signal);
 const char* verdictName(Verdict verdict);
-/// The fields of the station message; null for a run that has none.
+/// Returns the fields of the station message; null for a verdict that has none.
 const char* stationMessage(Verdict verdict);
 
 nlohmann::ordered_json byteJson(std::optional<uint8_t> byte);

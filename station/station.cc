@@ -15,7 +15,7 @@ bool isKey(std::string_view text) {
   return text.size() == 4 && std::ranges::all_of(text, isGraph) && text != "CNTB";
 }
 
-/// What is wrong with a profile; empty when it can be used.
+/// Returns what is wrong with a profile; empty when it can be used.
 std::string faultOf(const Profile& profile) {
   if (profile.name.empty()) return "the station has no name";
   const auto isInside = [](uint32_t offset) { return offset < kControlBitBytes; };

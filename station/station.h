@@ -35,8 +35,8 @@ struct Limits {
   std::optional<double> upper = std::nullopt;  ///< The greatest value that is inside.
 };
 
-/// What a station asks of a unit. A unit that does not meet one, or of which it cannot be read, is
-/// refused before anything is written to it.
+/// What a station requires of a unit. A unit that does not meet a condition, or of which the charge
+/// or the model cannot be read when it is required, is refused before anything is written to it.
 struct Conditions {
   /// Lowest battery charge in percent; not asked while external power is connected, nor when 0.
   int lowestBattery = 0;
@@ -48,9 +48,9 @@ struct Conditions {
   std::vector<uint32_t> earlierPoisonOffsets = {};
 };
 
-/// What makes a station itself: its names and its places on a unit.
+/// Describes a station: its names, its places on a unit and its conditions.
 struct Profile {
-  /// In the log, the results and the record of a passed unit.
+  /// The name in the log, the results and the record of a passed unit.
   std::string name;
   /// The station's number in its records.
   uint8_t number = 0;
@@ -63,11 +63,11 @@ struct Profile {
   /// The configuration key whose text identifies the unit (its serial number) when RunOptions do
   /// not; empty when there is none.
   std::string unitKey = {};
-  /// What it asks of a unit.
+  /// What it requires of a unit.
   Conditions conditions = {};
 };
 
-/// What one run is told besides the profile.
+/// The options of one run.
 struct RunOptions {
   /// Where results are appended as JSON lines (docs/results.md); empty writes none.
   std::filesystem::path results = {};
@@ -92,7 +92,7 @@ enum class Verdict {
 
 /// How a run ended.
 struct Outcome {
-  /// In which of the ways.
+  /// The way in which it ended.
   Verdict verdict = Verdict::kMisused;
   /// What failed, and for an untrusted unit the byte, key or record and what it holds. Empty when
   /// the run passed.
@@ -100,7 +100,8 @@ struct Outcome {
   /// The signal that ended an incomplete run.
   int signal = 0;
 
-  /// Returns 0 passed, 1 failed, 2 misused, 3 refused or untrusted, 128 + signal incomplete.
+  /// Returns 0 for passed, 1 for failed, 2 for misused, 3 for refused or untrusted, and 128 +
+  /// signal for incomplete.
   CORVANE_EXPORT int exitStatus() const;
 };
 
@@ -118,14 +119,14 @@ class CORVANE_EXPORT Phase {
   bool measure(std::string_view name, double value, std::string_view unit = {}, Limits limits = {});
 
   /// Fails the phase with `reason`. The first failure's reason becomes the text of the run's
-  /// record, so its first 13 bytes should tell.
+  /// record, so its first 13 bytes should say what failed.
   void fail(std::string_view reason);
 
   /// Appends the line `text` to the test log.
   void log(std::string_view text);
 
-  /// Shows on a terminal that `fraction` of the phase is done: 0 to 1, to which any other value is
-  /// brought; one that is not a number shows as 0.
+  /// Shows on a terminal that `fraction` of the phase is done: 0 to 1. A value outside shows as the
+  /// nearer bound, one that is not a number as 0.
   void progress(double fraction);
 
   /// Sleeps for `duration`, a year at most, and returns true; returns false at once when the run is
@@ -164,7 +165,7 @@ class CORVANE_EXPORT TestRun {
 
   /// Returns the number of this run among this station's runs on the unit, from 1.
   uint32_t count() const;
-  /// Returns whether nothing failed yet.
+  /// Returns whether nothing has failed yet.
   bool isPassing() const;
 
  private:
@@ -174,12 +175,12 @@ class CORVANE_EXPORT TestRun {
   RunState& _state;
 };
 
-/// Runs the station `profile` on the unit as `options` say, and returns how that ended. First
-/// refuses a unit by the profile's conditions, marks its status byte incomplete and counts the run;
-/// then calls `body`; then leaves poison byte, record and, last, the status with the fail count,
-/// and reads all of them back. Off the device the first and the last are done under the unit's
-/// lock, which is free while `body` runs. A run without a phase fails, and so does one whose body
-/// throws. Nothing is thrown from here.
+/// Runs the station `profile` on the unit as `options` say, and returns how the run ended. First
+/// refuses a unit that does not meet the profile's conditions, marks the unit's status byte
+/// incomplete and counts the run; then calls `body`; then writes poison byte, record and, last, the
+/// status with the fail count, and reads all of them back. Off the device, the steps before and
+/// after `body` hold the unit's lock, which is free while `body` runs. A run without a phase fails,
+/// and so does one whose body throws. Throws nothing.
 CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
                            const std::function<void(TestRun&)>& body) noexcept;
 

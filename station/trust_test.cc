@@ -19,12 +19,12 @@ using host::VirtualDevice;
 
 constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
 
-/// The units of some hundred runs, in memory where there is such a folder: nothing here asks what a
-/// power cut leaves.
+/// Puts the units of some hundred runs in memory where there is such a folder: no test here is
+/// about power cuts.
 [[maybe_unused]] const bool kIsInMemory =
     std::filesystem::exists("/dev/shm") && ::setenv("TMPDIR", "/dev/shm", 0) == 0;
 
-/// A station on units that another station used: a record, and a configuration key.
+/// A station on units on which another station left a record and a configuration key.
 class TrustTest : public StationTest {
  protected:
   TrustTest() {
@@ -34,7 +34,7 @@ class TrustTest : public StationTest {
     ControlBits::writeDiagnosticsRecord(3, 0, CFSTR("earlier"));
   }
 
-  /// A copy of the unit, in use.
+  /// Returns a copy of the unit, which becomes the unit in use.
   VirtualDevice freshUnit() const {
     const std::filesystem::path folder = _folder.path() / "copy";
     std::filesystem::remove_all(folder);
@@ -46,8 +46,8 @@ class TrustTest : public StationTest {
     return unit;
   }
 
-  /// Runs the station on a fresh unit under `rules` and checks that what it says of its run is what
-  /// the unit's files hold.
+  /// Runs the station on a fresh unit under `rules` and checks that what it reports of its run is
+  /// what the unit's files hold.
   Verdict tryRules(const std::string& rules, const std::function<void(TestRun&)>& body) {
     const VirtualDevice unit = freshUnit();
     const uint8_t statusBefore = Held(unit.folder()).status;

@@ -22,7 +22,8 @@ struct UnitFacts {
 
 UnitFacts readUnitFacts();
 
-/// What of `conditions` the facts do not meet, a text each. Poison bytes are not among the facts.
+/// Returns the conditions that the facts do not meet, one text for each. Poison bytes are not among
+/// the facts.
 std::vector<std::string> unmetConditions(const Conditions& conditions, const UnitFacts& facts);
 
 }  // namespace corvane::station

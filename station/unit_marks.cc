@@ -24,7 +24,7 @@ std::string hex(uint32_t value, int digits = 2) {
   return text;
 }
 
-/// " (the write was refused with ...)" for a result of `writeBits` that is not 0.
+/// Returns "; the write was refused with ..." for a result of `writeBits` that is not 0.
 std::string refusal(uint32_t result) {
   return result == 0 ? "" : "; the write was refused with " + hex(result);
 }
@@ -43,7 +43,7 @@ std::vector<uint8_t> readConfiguration() {
   return area;
 }
 
-/// The value of `key`; nothing when it is not present.
+/// Returns the value of `key`; nothing when it is not present.
 std::optional<std::vector<uint8_t>> valueOf(const MemoryStore& store, uint32_t key) {
   std::vector<uint8_t> value(kConfigurationSize);
   size_t length = 0;
@@ -52,8 +52,8 @@ std::optional<std::vector<uint8_t>> valueOf(const MemoryStore& store, uint32_t k
   return value;
 }
 
-/// Whether the area is a key store whose header agrees with itself, so that a key which is added
-/// lands in free space: it opens as it stands, and adding and removing a key restores the header.
+/// Returns whether the area is a key store with a consistent header, so that a new key lands in
+/// free space: it opens unchanged, and adding and removing a key restores the header.
 bool isStore(const std::vector<uint8_t>& area) {
   constexpr size_t kHeaderSize = 24;
   constexpr uint32_t kKeyOfNobody = 0xFFFFFFFE;
@@ -78,14 +78,14 @@ std::string textIn(CFDictionaryRef record, CFStringRef key) {
   return utf8Bytes(static_cast<CFStringRef>(CFDictionaryGetValue(record, key)));
 }
 
-/// A time as the library lists it in a record.
+/// Returns a time as the library lists it in a record.
 std::string recordTime(time_t time) {
   char text[64] = "";
   return ::ctime_r(&time, text) ? text : "";
 }
 
-/// The string that makes the library write all of `text`: it writes one byte for each UTF-16 unit
-/// and a zero, so what a character has more is made up for by zeros.
+/// Returns the string that makes the library write all of `text`: it writes one byte for each
+/// UTF-16 unit and a zero, so zeros are appended for characters that take more bytes than units.
 CFRef<CFStringRef> recordMessage(const std::string& text) {
   const CFRef<CFStringRef> bare = textFromBytes(text);
   const size_t units = bare ? static_cast<size_t>(CFStringGetLength(bare.get())) : text.size();
@@ -201,7 +201,7 @@ Record appendRecord(const std::vector<Record>& before, uint8_t station,
   const time_t earliest = std::time(nullptr);
   const bool hasSlot =
       ControlBits::writeDiagnosticsRecord(station, result, recordMessage(text).get());
-  // A write takes no minute; more is a clock that was set, or cannot be read.
+  // A write takes less than a minute; a later time is of a clock that was set, or cannot be read.
   const time_t latest = std::min(std::time(nullptr), earliest + 60);
 
   const std::vector<Record> after = readRecords();

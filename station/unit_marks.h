@@ -10,12 +10,12 @@
 
 #include "controlbits/control_bit_byte.h"
 
-/// What a station leaves on a unit, every write read back from the unit and compared with what was
-/// meant.
+/// What a station leaves on a unit. Every write is read back from the unit and compared with what
+/// was meant.
 namespace corvane::station {
 
-/// The unit does not hold what it should, or cannot be read; the text names the byte, key or record
-/// and what it holds.
+/// Thrown when the unit does not hold what it should, or cannot be read; the text names the byte,
+/// key or record and what it holds.
 class UntrustedUnit : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -34,22 +34,24 @@ struct Record {
 
 inline constexpr size_t kMostRecords = 20;
 
-/// The chain of records, first to last. Throws UntrustedUnit when it cannot be had.
+/// Returns the chain of records, first to last. Throws UntrustedUnit when it cannot be read.
 std::vector<Record> readRecords();
 
-/// The byte at `offset` of "VelmoDiagnosticData". Throws UntrustedUnit when it cannot be read.
+/// Returns the byte at `offset` of "VelmoDiagnosticData". Throws UntrustedUnit when it cannot be
+/// read.
 uint8_t readUnitByte(uint32_t offset);
 
-/// "passed", "incomplete", "failed" or "not-tested".
+/// Returns "passed", "incomplete", "failed" or "not-tested".
 const char* statusName(uint8_t controlBitByte);
-/// One of a station's places: a byte of "VelmoDiagnosticData" and what was last written there.
+/// One of a station's places: a byte of "VelmoDiagnosticData", and its value as last read or
+/// written.
 class MarkedByte {
  public:
   /// Reads the byte.
   explicit MarkedByte(uint32_t offset) : _offset(offset), _value(readUnitByte(offset)) {}
 
   uint32_t offset() const { return _offset; }
-  /// The byte as last read or written.
+  /// Returns the byte as last read or written.
   uint8_t value() const { return _value; }
 
   /// Writes and commits `value`, and reads it back.
@@ -70,8 +72,8 @@ class RunCounter {
   explicit RunCounter(std::string_view key);
 
   uint32_t count() const { return _count; }
-  /// Adds one. The area is written whole, as this object read it with the one change, and read
-  /// back; a value that does not fit changes nothing.
+  /// Adds one. Writes the whole area as this object read it, with this one change, and reads it
+  /// back. Changes nothing when the value does not fit.
   void increase();
 
  private:
@@ -81,12 +83,12 @@ class RunCounter {
   std::vector<uint8_t> _area;
 };
 
-/// The text of the configuration value `key`, up to its first byte that is 0 or 0xFF; empty when
-/// there is none.
+/// Returns the text of the configuration value `key`, up to its first byte that is 0 or 0xFF; empty
+/// when there is none.
 std::string readKeyText(std::string_view key);
 
-/// Appends a record of now and returns it as the unit holds it. Throws UntrustedUnit unless the
-/// chain is then `before` with just this record added.
+/// Appends a record with the time now and returns it as the unit holds it. Throws UntrustedUnit
+/// unless the chain is then `before` with just this record added.
 Record appendRecord(const std::vector<Record>& before, uint8_t station,
                     CorvaneControlBitStatus result, const std::string& text);
 

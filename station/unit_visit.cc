@@ -10,7 +10,8 @@
 namespace corvane::station {
 
 void UnitVisit::readBytes() {
-  // Not in place: a byte that cannot be read again leaves the one that was read before.
+  // Assigned as a whole, so that a byte that cannot be read again keeps the value that was read
+  // before.
   _status = MarkedByte(_profile.statusOffset);
   _poison = MarkedByte(_profile.poisonOffset);
   _failCount = failCountOf(_status->value());
@@ -64,7 +65,7 @@ void UnitVisit::leaveVerdict(bool isPassed, const std::string& recordText) {
     if (std::ranges::mismatch(_records, records).in1 == _records.end()) {
       _records = std::move(records);
     }
-    // The status last: what shows a verdict has the rest as well.
+    // The status comes last: a unit that shows a verdict has the rest as well.
     _poison->write(poisonByte(static_cast<uint8_t>(_poison->offset()), !isPassed));
     const Record record = appendRecord(_records, _profile.number, status, recordText);
     _records.push_back(record);
@@ -85,7 +86,7 @@ void UnitVisit::withdrawVerdict() noexcept {
     uint8_t incomplete = _status->value();
     changeTestStatus(&incomplete, kCorvaneControlBitsIncompleteTest);
     changeFailCount(&incomplete, gFailCountMap[_failCount]);
-    _status->write(incomplete);  // Whatever it reads back as: that may not be what it holds.
+    _status->write(incomplete);  // In any case: what it reads back may not be what it holds.
   } catch (const std::exception&) {
     // The unit is reported as untrusted already.
   }

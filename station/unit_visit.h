@@ -12,15 +12,15 @@
 
 namespace corvane::station {
 
-/// The unit is not fit for the station.
+/// Thrown when the unit is not fit for the station.
 class RefusedUnit : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What a run reads from its unit and leaves there. Callers hold the unit's lock from a look to
-/// what is written after it. Everything throws UntrustedUnit when the unit cannot be read or does
-/// not hold what was written.
+/// What a run reads from its unit and leaves there. Callers hold the unit's lock from `look` to
+/// `markIncomplete`, and during `leaveVerdict`. The functions throw UntrustedUnit when the unit
+/// cannot be read or does not hold what was written.
 class UnitVisit {
  public:
   /// `profile` must outlive the object.
@@ -31,21 +31,21 @@ class UnitVisit {
   /// Throws RefusedUnit when the unit does not meet the profile's conditions, is poisoned or has no
   /// room for a record.
   void refuseUnlessFit(const UnitFacts& facts) const;
-  /// Marks the unit incomplete, also for a power cut from now on, and counts the run.
+  /// Marks the unit incomplete, which survives a power cut, and counts the run.
   void markIncomplete();
-  /// Leaves poison byte, record and, last, the status, on top of what others left since the look,
-  /// and reads all three again. When that fails, takes a verdict that the status byte may hold away
-  /// again. Writes nothing for a passed run when the unit was poisoned since the look.
+  /// Writes poison byte, record and, last, the status, on top of what others wrote since `look`,
+  /// and reads all three again. When that fails, marks the unit incomplete again. Writes nothing
+  /// for a passed run when the unit was poisoned since `look`.
   void leaveVerdict(bool isPassed, const std::string& recordText);
   /// Checks that the unit still holds what `markIncomplete` wrote.
   void verifyStatus() const { _status->verify(); }
 
-  /// The number of this run; 0 before the look.
+  /// Returns the number of this run; 0 before `look`.
   uint32_t count() const { return _count; }
   const std::vector<Record>& records() const { return _records; }
-  /// The status byte as last read or written; nothing before the look.
+  /// Returns the status byte as last read or written; nothing before `look`.
   std::optional<uint8_t> status() const;
-  /// The status byte as the unit has it; nothing when it is not known.
+  /// Reads the status byte again; returns nothing before `look`, or when it cannot be read.
   std::optional<uint8_t> readStatus() const;
 
  private:

@@ -23,7 +23,7 @@ std::optional<std::string> currentValue() {
   return utf8Bytes(value.get());
 }
 
-/// Between quotes, so that blanks at the ends can be seen.
+/// Returns the value between quotes, so that blanks at the ends can be seen.
 std::string shown(const std::optional<std::string>& value) {
   if (!value) return "(not set)";
   std::string text = "\"";
@@ -40,7 +40,8 @@ struct Occurrences {
   bool withinWords = false;
 };
 
-/// How `word` occurs in `value`, found as a removal finds it: left to right, without overlap.
+/// Returns how `word` occurs in `value`, found as a removal finds it: left to right, without
+/// overlap.
 Occurrences occurrencesOf(const std::string& word, const std::string& value) {
   Occurrences found;
   const std::string_view blanks = " \t";

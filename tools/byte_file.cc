@@ -19,8 +19,9 @@ namespace {
   throw CommandError(status, path + ": " + std::strerror(errno));
 }
 
-/// Makes a file beside `target` under a name that nobody can foresee, with the mode of `target`,
-/// and the mode of any new file when there is none. `name` becomes its path.
+/// Creates a file beside `target` under an unpredictable name and stores its path in `name`. The
+/// file has the mode of `target`, or that of any new file when there is no target. Returns null
+/// when it cannot be created.
 ScopedFile openBeside(const std::string& target, std::string& name) {
   name = target + ".XXXXXX";
   const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);

@@ -22,9 +22,9 @@ struct FileBytes {
 /// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);
 
-/// New contents of a file, which take its place when they are finished; until then, and without
-/// `finish`, the file is as it was. A device or a pipe is written to at once. Throws CommandError
-/// (not done) with the file's name and the reason.
+/// Atomically replaces a file's contents at `finish`; until then, and without it, the file is as it
+/// was. A device or a pipe is written to at once. Throws CommandError (not done) with the file's
+/// name and the reason.
 class FileReplacement {
  public:
   explicit FileReplacement(const std::string& path);
@@ -43,8 +43,8 @@ class FileReplacement {
   ScopedFile _file;
 };
 
-/// Replaces the file's contents: the file has all of `bytes`, or is as it was. Throws CommandError
-/// (not done) with the file's name and the reason.
+/// Replaces the file's contents with `bytes`, as FileReplacement does. Throws CommandError (not
+/// done) with the file's name and the reason.
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
 
 }  // namespace corvane::tools

@@ -13,7 +13,7 @@
 namespace corvane::tools {
 namespace {
 
-/// What the command line came to so far.
+/// The outcome of the command line so far.
 struct Outcome {
   ExitStatus status = kDone;
   std::vector<WrongWord> wrongWords;
@@ -24,7 +24,7 @@ Outcome& currentOutcome() {
   return outcome;
 }
 
-/// CLI11 knows an option's choices only as text.
+/// Returns the choices of each option, which CLI11 knows only as text.
 std::map<const CLI::Option*, std::vector<std::string>>& allChoices() {
   static std::map<const CLI::Option*, std::vector<std::string>> choices;
   return choices;
@@ -58,7 +58,8 @@ auto storeIn(auto& value) {
   };
 }
 
-/// A variable that is not set leaves a script's file without a name.
+/// Returns a reader that refuses an empty name, which a script gives for a variable that is not
+/// set.
 auto storeFileIn(auto& value) {
   return [&value](const std::string& word) -> std::string {
     if (word.empty()) return "a file's name, not ''";
@@ -67,7 +68,7 @@ auto storeFileIn(auto& value) {
   };
 }
 
-/// Adds the options whose value after "=" is empty: CLI11 would give them the next word.
+/// Adds to `wrong` the options whose value after "=" is empty: CLI11 would give them the next word.
 void addEmptyValues(const std::vector<std::string>& words, std::vector<WrongWord>& wrong) {
   for (const std::string& word : words) {
     if (word == "--") return;

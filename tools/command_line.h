@@ -17,7 +17,7 @@ class App;
 class Option;
 }  // namespace CLI
 
-/// The tool's command line over CLI11, which only this header's implementation sees. A variable
+/// The tool's command line over CLI11, whose headers most command groups do not need. A variable
 /// that an option is given must live as long as the command line; it keeps its value when the
 /// option is not used.
 namespace corvane::tools {
@@ -36,7 +36,7 @@ class Option {
   CLI::Option* _option;
 };
 
-/// Makes each of them refuse every other.
+/// Makes each of the options exclude every other.
 void excludeEachOther(std::vector<Option> options);
 
 /// A command, or a group of them. A view: the command line owns it.
@@ -45,14 +45,14 @@ class Command {
   explicit Command(CLI::App& app) : _app(&app) {}
 
   Command add(const std::string& name, const std::string& about);
-  /// Adds a group, which refuses its name without a command of it.
+  /// Adds a group, whose name is refused without one of its commands.
   Command addGroup(const std::string& name, const std::string& about, const std::string& footer);
   void footer(const std::string& text);
   /// Runs `work` when the command line names this command and none below it. What `work` returns is
   /// the tool's exit status.
   void action(std::function<ExitStatus()> work);
 
-  // `names` is "-n,--lines" for an option, "OFFSET" for an argument that stands by its place.
+  // `names` is "-n,--lines" for an option, "OFFSET" for a positional argument.
 
   Option flag(const std::string& names, bool& value, const std::string& about);
   /// Adds "--json" to a command that prints data.
@@ -60,11 +60,11 @@ class Command {
   Option text(const std::string& names, std::string& value, const std::string& about);
   Option text(const std::string& names, std::optional<std::string>& value,
               const std::string& about);
-  /// The name of a file, which is not empty.
+  /// Adds the name of a file, which must not be empty.
   Option file(const std::string& names, std::string& value, const std::string& about);
   Option file(const std::string& names, std::optional<std::string>& value,
               const std::string& about);
-  /// Any number of texts; as an argument, one at least when it is required.
+  /// Adds any number of texts; a positional argument takes at least one when it is required.
   Option texts(const std::string& names, std::vector<std::string>& value, const std::string& about);
 
   struct Range {
@@ -77,7 +77,7 @@ class Command {
     return {static_cast<int64_t>(std::numeric_limits<T>::min()),
             static_cast<int64_t>(highest < kHighest ? highest : kHighest)};
   }
-  /// A whole number, decimal or 0x and hexadecimal digits.
+  /// Adds a whole number: decimal, or 0x and hexadecimal digits.
   template <typename T>
   Option number(const std::string& names, T& value, const std::string& about,
                 Range range = rangeOf<T>()) {
@@ -91,11 +91,11 @@ class Command {
                      [&value](int64_t number) { value = static_cast<T>(number); });
   }
 
-  /// A decimal number of seconds.
+  /// Adds a decimal number of seconds.
   Option seconds(const std::string& names, double& value, const std::string& about, double least,
                  double most);
 
-  /// One of the names; a whole number that one of them stands for is taken as well.
+  /// Adds a choice of one of the names; for int32_t, also takes the number that a name stands for.
   template <typename T>
   Option choice(const std::string& names, std::optional<T>& value, const std::string& about,
                 const std::map<std::string, T>& choices) {
@@ -109,13 +109,13 @@ class Command {
       return false;
     });
   }
-  /// Any number of the names.
+  /// Adds a choice of any number of the names.
   Option choices(const std::string& names, std::vector<std::string>& value,
                  const std::string& about, const std::vector<std::string>& choices);
 
  private:
-  /// Takes a word of the command line. Returns what would be right there, such as "a number", when
-  /// the word is not.
+  /// Reads a word of the command line. Returns what is expected instead, such as "a number, not
+  /// 'x'", or an empty text when the word is right.
   using Reader = std::function<std::string(const std::string& word)>;
 
   template <typename T>
@@ -135,13 +135,13 @@ class Command {
   CLI::App* _app;
 };
 
-/// Returns the names of which the option takes one or several; empty for an option of another kind.
+/// Returns the names among which the option chooses; empty for an option of another kind.
 const std::vector<std::string>& choicesOf(const CLI::Option& option);
 
-/// Parses the command line by `app`, and runs the command that it names. Returns the tool's exit
-/// status. Help goes to standard output. Throws CommandError, for a wrong command line before
-/// anything ran: its text names the first word that is wrong. An option with "=" and nothing after
-/// it is wrong; an empty text is given as a word of its own.
+/// Parses the command line with `app`, and runs the command that it names. Returns the tool's exit
+/// status. Help goes to standard output. Throws CommandError; for a wrong command line, before
+/// anything runs, with a text that names the first word that is wrong. An option with "=" and
+/// nothing after it is wrong; an empty text is given as a word of its own.
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv);
 
 }  // namespace corvane::tools

@@ -17,7 +17,7 @@ const StatusNames& logCollectionStatusNames();
 /// Returns the name among `names` of the byte's status; "status 2" when it has none.
 std::string statusName(uint8_t byte, const StatusNames& names);
 
-/// Marks of bytes that no test's status is shown of.
+/// Marks of bytes for which no test status is shown.
 inline constexpr char kPoisonMark = '!';
 inline constexpr char kUnwrittenMark = '.';
 
@@ -25,7 +25,7 @@ inline constexpr char kUnwrittenMark = '.';
 /// the marks above.
 char markOf(uint8_t byte);
 
-/// "0x0a".
+/// Returns the byte as "0x0a".
 std::string hexByte(uint8_t byte);
 
 /// Returns the fixed use of the byte at `offset`; empty when it has none.

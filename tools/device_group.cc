@@ -109,7 +109,7 @@ struct FactOptions {
   }
 };
 
-/// Runs `work`; a unit that cannot be used or changed ends the command.
+/// Runs `work`. Throws CommandError when the unit cannot be used or changed.
 template <typename Work>
 ExitStatus onDevice(Work work) {
   try {
@@ -145,7 +145,7 @@ nlohmann::ordered_json unitAsJson(const VirtualDevice& unit) {
   return json;
 }
 
-/// One row a fact, as people read it: texts bare, truths as yes and no, what is missing as
+/// Prints one row per fact: texts without quotes, booleans as yes or no, what is missing as
 /// "(none)".
 void printUnit(const VirtualDevice& unit) {
   Table table({{"FACT"}, {"VALUE"}});

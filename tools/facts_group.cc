@@ -28,7 +28,7 @@ Json batteryOrNull() {
   return percent == -1 ? Json() : Json(percent);
 }
 
-/// Null when no power source tells, of which the library makes a no.
+/// Returns null when no power source reports it; the library returns false then.
 Json externalPowerOrNull() {
   const IOObject source = firstService("IOPMPowerSource");
   if (!source || !copyProperty(source, CFSTR("ExternalConnected"))) return {};
@@ -56,7 +56,7 @@ void addOptions(Json& facts) {
   facts["options"] = *options;
 }
 
-/// The version file's entries, each as text; null when it cannot be read.
+/// Returns the version file's entries, each as text; null when it cannot be read.
 Json versionOrNull() {
   const CFDictionaryRef version = Device::sharedInstance()->versionDict();
   if (!version) return {};

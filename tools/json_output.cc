@@ -13,7 +13,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-/// `indentation` is -1 for a text of one line.
+/// Returns the object with its schema and a line feed; `indentation` is -1 for a text of one line.
 std::string textOf(const ordered_json& object, int indentation) {
   ordered_json document = {{"schema", kJsonSchema}};
   document.update(object);

@@ -9,7 +9,7 @@
 /// object without that field. Bytes that are not UTF-8 show as U+FFFD.
 namespace corvane::tools {
 
-/// Raised when a field is renamed, removed or changes its meaning; not when one is added.
+/// Increased when a field is renamed, removed or changes its meaning; not when one is added.
 inline constexpr int kJsonSchema = 1;
 
 /// Returns the value's text with control characters escaped, also those that JSON permits in a
@@ -19,7 +19,7 @@ std::string jsonText(const nlohmann::ordered_json& value, int indentation);
 /// Prints a document, indented, to standard output.
 void printJson(const nlohmann::ordered_json& object);
 
-/// Returns a stream's line, with its line feed.
+/// Returns the object as a stream's line, with its line feed.
 std::string jsonLine(const nlohmann::ordered_json& object);
 
 /// Prints the error's exit status and message as one line to standard error.

@@ -9,9 +9,9 @@
 
 namespace corvane::tools {
 
-/// Runs `write` and checks that the log grew by the number of whole lines that it returns: the
-/// library reports no line that it cannot write, and a disk may be full within one. Throws
-/// CommandError when the log did not.
+/// Runs `write` and checks that the log grew by as many whole lines as it returns: the library does
+/// not report a line that it cannot write, and a disk may become full within one. Throws
+/// CommandError when there are fewer.
 ExitStatus writeToLog(const std::function<size_t()>& write);
 
 }  // namespace corvane::tools

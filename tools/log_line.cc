@@ -62,8 +62,8 @@ Json recordAsJson(const std::tm& time, std::string_view rest) {
           {"message", content.message}};
 }
 
-/// A station message: NAME="VALUE" pairs with commas between them. What cannot be read as such a
-/// pair is "rest", up to the end.
+/// Returns a station message's fields: NAME="VALUE" pairs with commas between them. What cannot be
+/// read as such a pair is "rest", up to the end.
 Json stationMessageAsJson(std::string_view line) {
   Json named = {{"time", nullptr}, {"sid", nullptr}, {"type", nullptr}};
   Json others = Json::object();

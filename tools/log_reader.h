@@ -6,8 +6,8 @@
 
 namespace corvane::tools {
 
-/// Reads a log line by line, also one that is being written: a file that is removed, made anew or
-/// cut to a shorter one is read on from its new beginning.
+/// Reads a log line by line, also one that is being written: when the file is removed, created
+/// again or truncated, reading goes on at its new beginning.
 class LogReader {
  public:
   explicit LogReader(const std::string& file) : _file(file) {}
@@ -15,14 +15,14 @@ class LogReader {
   LogReader(const LogReader&) = delete;
   LogReader& operator=(const LogReader&) = delete;
 
-  /// Goes on at the last `lines` whole lines of what the file holds now.
+  /// Skips to the last `lines` whole lines of what the file holds now.
   void skipToLast(size_t lines);
 
   /// Returns the next line without its line feed; nothing when there is no further whole line now.
   /// Throws CommandError (not done) with the file's name and the reason when it cannot be read.
   std::optional<std::string> next();
 
-  /// Whether there was a file at the last look.
+  /// Returns whether the file existed when it was last read.
   bool isOpen() const { return _descriptor >= 0; }
 
  private:
@@ -36,8 +36,8 @@ class LogReader {
   std::string _file;
   int _descriptor = -1;
   off_t _position = 0;
-  /// What was read. From `_begin` on it was not handed out yet, up to `_searched` it has no further
-  /// line feed.
+  /// What was read. `next` has not returned what begins at `_begin`; there is no line feed between
+  /// that and `_searched`.
   std::string _text;
   size_t _begin = 0, _searched = 0;
 };

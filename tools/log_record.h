@@ -22,8 +22,8 @@ constexpr bool matchesDigits(std::string_view text, std::string_view pattern) {
   return true;
 }
 
-/// Returns whether a record of the log begins here. Fast enough for every line of a large log; a
-/// line that does not begin one continues the record before it.
+/// Returns whether a record of the log begins with this line. Fast enough for every line of a large
+/// log; a line that does not begin a record continues the one before it.
 constexpr bool beginsLogRecord(std::string_view line) {
   return matchesDigits(line, kLogStamp) || line.starts_with(kStationMessage);
 }

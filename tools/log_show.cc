@@ -24,7 +24,7 @@ using Text = std::string_view;
 
 /// How much is read at once.
 constexpr size_t kChunk = size_t{256} << 10;
-/// How much of a record is kept until its end is found. What follows counts as a record.
+/// How much of a record is kept until its end is found. What follows counts as another record.
 constexpr size_t kLongestRecord = size_t{16} << 20;
 
 /// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
@@ -70,7 +70,8 @@ class Show {
 
   bool hasShown() const { return _hasShown; }
 
-  /// Returns where the last record of `text` begins; 0 when it begins with it.
+  /// Returns where the record begins that holds the byte at `at`; the size of `text` stands for the
+  /// last byte.
   static size_t startOfRecord(Text text, size_t at) {
     while (true) {
       const void* const found = ::memrchr(text.data(), '\n', at);
@@ -147,7 +148,7 @@ class Show {
   bool _hasShown = false;
 };
 
-/// Whether a calendar and a clock have the time, which is written with all its digits.
+/// Returns whether calendar and clock have the time, which is written with all its digits.
 bool isTime(const std::string& text) {
   struct tm time {};
   const char* const end = ::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &time);

@@ -19,14 +19,14 @@ struct LogFilter {
 };
 
 /// Returns the time as LogFilter has it. `text` is a date, with or without a time of day to the
-/// minute or the second, after a blank or a T; what is missing is the earliest or the latest.
-/// Throws CommandError (wrong usage) for other text.
+/// minute or the second, after a blank or a T. Fills in what is missing: the latest with
+/// `isLatest`, else the earliest. Throws CommandError (wrong usage) for other text.
 std::string logTime(const std::string& text, bool isLatest);
 
 /// Copies the records of the log that pass the filter to `out`, in memory that does not depend on
-/// the log's size: as text that is safe for a terminal, or as JSON, a line for each record. A line
-/// that does not begin a record continues the one before it. Returns whether there was one. Throws
-/// CommandError when the log cannot be read.
+/// the log's size: as text that is safe for a terminal, or as JSON, one line for each record. A
+/// line that does not begin a record continues the one before it. Returns whether a record passed.
+/// Throws CommandError when the log cannot be read.
 bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out);
 
 }  // namespace corvane::tools

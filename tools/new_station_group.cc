@@ -77,7 +77,7 @@ void checkOptions(const NewStationOptions& options) {
   }
 }
 
-/// The folder appears whole, or not at all.
+/// Makes the station's folder, which appears whole or not at all.
 ExitStatus makeStation(const NewStationOptions& options) {
   checkOptions(options);
   namespace fs = std::filesystem;

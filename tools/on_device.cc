@@ -1,4 +1,4 @@
-// The tool's part that only a virtual unit has, as it is on the device.
+// What the tool has on the device in place of its parts for a virtual unit.
 
 #include "tools/command.h"
 

@@ -19,7 +19,8 @@ namespace {
 
 std::string place(uint8_t offset) { return "the byte at offset " + std::to_string(offset); }
 
-/// The whole data set, which has a byte at `offset`.
+/// Returns the whole data set. Throws CommandError when it has no byte at `offset` that can be
+/// read.
 std::span<const uint8_t> readDataSet(uint8_t offset) {
   const uint8_t* bytes = nullptr;
   uint32_t length = 0;

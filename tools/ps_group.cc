@@ -40,7 +40,7 @@ struct PsOptions {
   std::string output;
 };
 
-/// The columns of the terminal that standard output is; nothing when it is something else.
+/// Returns the width of the terminal that standard output is; nothing when it is something else.
 std::optional<size_t> terminalWidth() {
   winsize size{};
   if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {};
@@ -71,7 +71,7 @@ ExitStatus print(const PsOptions& options) {
   return kDone;
 }
 
-/// The line above the live table.
+/// Returns the line above the live table.
 std::string headline(const Sample& sample, bool isFirst) {
   size_t threads = 0;
   integer_t usage = 0;

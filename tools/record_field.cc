@@ -12,7 +12,7 @@ namespace {
 
 using Record = DiagnosticRecord<time_t>;
 
-/// What the byte so far into a record is of.
+/// Returns the name of the field that the byte at `offset` of a record belongs to.
 const char* fieldAt(size_t offset) {
   if (offset < offsetof(Record, station)) return "time";
   if (offset < offsetof(Record, flags)) return "station";

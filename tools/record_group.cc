@@ -55,8 +55,9 @@ ExitStatus listRecords(bool json) {
   return kDone;
 }
 
-/// Refuses what a record would not hold whole. The library ends the process for a longer message,
-/// and cuts one short whose characters take more than one byte.
+/// Returns the message for a record. Refuses control characters and what a record would not hold
+/// whole: the library ends the process for a longer message, and cuts one short whose characters
+/// take more than one byte.
 CFRef<CFStringRef> recordMessage(const std::string& text) {
   if (std::any_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; })) {
     throw CommandError(kUsage, "'" + text + "' holds characters that are not ASCII");

@@ -33,8 +33,8 @@ struct ResultsOptions {
   bool json = false;
 };
 
-/// The files among the arguments, and those in their folders (in the order of their names), which
-/// end in ".jsonl" or ".json".
+/// Returns the files among the arguments, and those in their folders (in the order of their names)
+/// that end in ".jsonl" or ".json".
 std::vector<std::string> filesOf(const std::vector<std::string>& paths) {
   namespace fs = std::filesystem;
   std::vector<std::string> files;

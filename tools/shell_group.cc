@@ -58,8 +58,8 @@ end
 complete -c corvane -f -a '(__corvane_complete)'
 )";
 
-/// The keys in the unit's configuration store, as `syscfg` names them; none when they cannot be
-/// read.
+/// Returns the keys in the unit's configuration store, as `syscfg` names them; none when they
+/// cannot be read.
 std::vector<std::string> keysOfUnit() {
   std::vector<std::string> names;
   if (!hasUnit()) return names;

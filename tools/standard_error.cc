@@ -14,7 +14,7 @@
 namespace corvane::tools {
 namespace {
 
-/// Leads standard error into a file while it exists.
+/// Redirects standard error to a file while it exists.
 class Redirection {
  public:
   explicit Redirection(std::FILE* file) {

@@ -7,12 +7,12 @@
 namespace corvane::tools {
 
 /// Runs `work` and returns what it and the libraries wrote to standard error, which does not show
-/// it. Where it cannot be kept, it shows, and the result is empty.
+/// it. When it cannot be captured, standard error shows it and the result is empty.
 std::string standardErrorOf(const std::function<void()>& work);
 
 /// Runs `write`, a change of the data area. When the kernel refuses the change, the platform prints
-/// the whole request to standard error (33 KB for the configuration area), which the test log has
-/// too: that is left out. The virtual unit's own lines, which say why, are passed on.
+/// the whole request to standard error (33 KB for the configuration area); it is left out, because
+/// the test log has it too. The virtual unit's own lines, which say why, are passed on.
 void runQuietly(const std::function<void()>& write);
 
 }  // namespace corvane::tools

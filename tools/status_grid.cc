@@ -29,7 +29,7 @@ const char* colourOf(char mark) {
   }
 }
 
-/// The mark, and after that of a test its fail count: "F2".
+/// Returns the mark, followed by the fail count of a test: "F2".
 std::string cellOf(uint8_t byte) {
   const char mark = markOf(byte);
   const bool hasCount = mark == 'P' || mark == 'F' || mark == 'I' || mark == 'N';

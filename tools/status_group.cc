@@ -23,7 +23,8 @@ namespace {
 
 constexpr uint32_t kLastControlBitOffset = 127;
 
-/// The whole data set, which has a byte at offset `last`; valid until the next read of a byte.
+/// Returns the whole data set, valid until the next read of a byte. Throws CommandError when it
+/// cannot be read or has no byte at offset `last`.
 std::span<const uint8_t> readDataSet(uint32_t last) {
   const uint8_t* bytes = nullptr;
   uint32_t length = 0;
@@ -74,7 +75,7 @@ ExitStatus show(const ShowOptions& options) {
   return kDone;
 }
 
-/// Prints one byte, or how it changed.
+/// Prints the byte at `offset`.
 void printByte(uint32_t offset, uint8_t byte, bool json) {
   if (json) return printJson(controlBitAsJson(offset, byte));
   std::cout << "offset " << offset << ": " << hexByte(byte) << ", "
@@ -82,7 +83,7 @@ void printByte(uint32_t offset, uint8_t byte, bool json) {
 }
 
 /// Runs `write` and checks that the byte at `offset` became what `change` makes of it, under the
-/// unit's lock. The library's writers leave their failures in the log only.
+/// unit's lock. The library's writers report their failures only in the log.
 ExitStatus changeByte(uint32_t offset, bool force, bool json, const std::function<void()>& write,
                       const std::function<void(uint8_t&)>& change) {
   requireReady();
@@ -145,7 +146,7 @@ void addStatusSet(Command group) {
   });
 }
 
-/// Adds a command on one byte of fixed use: shows it, or writes the status given.
+/// Adds a command for one byte of fixed use, which shows it or writes the given status.
 void addFixedByte(Command group, const std::string& name, const std::string& about, uint32_t offset,
                   const StatusNames& names, void (*write)(int32_t status)) {
   struct Options {

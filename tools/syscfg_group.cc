@@ -67,8 +67,9 @@ CommandError noSuchKey(uint32_t key) {
           "there is no key " + keyName(key) + "; \"corvane syscfg list\" shows those there are"};
 }
 
-/// Makes the area as read just now what the library works on when its own read fails. Without
-/// that, one failed read would replace the store by an empty one.
+/// Reads the area into the library's staging buffer, which the library uses when its own read
+/// fails. Throws CommandError unless that is `area`. Without this, one failed read would replace
+/// the store by an empty one.
 void primeLibrary(const Bytes& area) {
   Bytes staged(kDeviceAreaSize);
   ferrox_nor_read(&ferrox_nor_access, staged.data());
@@ -78,8 +79,8 @@ void primeLibrary(const Bytes& area) {
   }
 }
 
-/// Runs `write`, which should make `wanted` of the area `before`. The library leaves its failures
-/// in the logs only: what counts is what can be read back.
+/// Runs `write`, which should change the area from `before` to `wanted`, and checks that the area
+/// reads back so. The library reports its failures only in the logs.
 ExitStatus changeArea(const Bytes& before, const MemoryStore& wanted,
                       const std::function<void()>& write) {
   primeLibrary(before);

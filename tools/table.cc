@@ -5,8 +5,8 @@
 namespace corvane::tools {
 namespace {
 
-/// More characters than this of a cell are left out, except in the last column, so that one long
-/// name does not take the other columns off the screen.
+/// The most characters of a cell that are shown, except in the last column, so that one long name
+/// does not push the other columns off the screen.
 constexpr size_t kWidestColumn = 60;
 
 bool isContinuation(char byte) { return (byte & 0xC0) == 0x80; }

@@ -20,7 +20,7 @@ class Table {
  public:
   explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
 
-  /// `cells` has one text a column.
+  /// Adds a row; `cells` has one text for each column.
   void addRow(std::vector<std::string> cells);
   void print(std::ostream& out) const;
 

@@ -9,7 +9,7 @@ namespace corvane::tools {
 /// loses no other process's change. Locks nothing on the device, which has no such lock.
 class UnitLock {
  public:
-  /// Throws CommandError (the unit cannot be used) when the lock cannot be had in time.
+  /// Throws CommandError (the unit cannot be used) when the lock cannot be acquired in time.
   UnitLock();
 
  private:

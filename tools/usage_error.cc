@@ -29,7 +29,7 @@ size_t distance(const std::string& a, const std::string& b) {
 
 std::string quoted(const std::string& word) { return "'" + printable(word) + "'"; }
 
-/// Where the command line has the word, also as an option's value after "=".
+/// Returns where the command line has the word, also as an option's value after "=".
 size_t placeOf(const std::string& word, const std::vector<std::string>& words) {
   return static_cast<size_t>(std::ranges::find_if(words,
                                                   [&](const std::string& typed) {
@@ -40,7 +40,7 @@ size_t placeOf(const std::string& word, const std::vector<std::string>& words) {
                              words.begin());
 }
 
-/// "corvane syscfg get".
+/// Returns the command with its groups: "corvane syscfg get".
 std::string fullName(const CLI::App& command) {
   const CLI::App* group = command.get_parent();
   return (group ? fullName(*group) + " " : "") + command.get_name();
@@ -60,7 +60,7 @@ std::vector<std::string> optionNames(const CLI::App& command) {
   return names;
 }
 
-/// What is wrong with a word that neither the command nor a command of it takes.
+/// Returns what is wrong with a word that neither the command nor one of its commands takes.
 std::string unexpected(const CLI::App& command, const std::string& word) {
   if (word.size() > 1 && word.starts_with('-')) {
     const std::string name = word.substr(0, word.find('='));
@@ -74,7 +74,7 @@ std::string unexpected(const CLI::App& command, const std::string& word) {
   return fullName(command) + " has no command " + quoted(word) + suggestion(word, commands);
 }
 
-/// Adds the words that nothing took, of the command and of those below it that were named.
+/// Adds the words that nothing took, of the command and of the commands below it that were named.
 void addUnexpected(const CLI::App& command, std::vector<WrongWord>& wrong) {
   for (const std::string& word : command.remaining()) {
     wrong.push_back({word, unexpected(command, word)});
@@ -82,7 +82,7 @@ void addUnexpected(const CLI::App& command, std::vector<WrongWord>& wrong) {
   for (const CLI::App* named : command.get_subcommands()) addUnexpected(*named, wrong);
 }
 
-/// The last command that was named.
+/// Returns the last command that was named.
 const CLI::App& innermost(const CLI::App& app) {
   return app.get_subcommands().empty() ? app : innermost(*app.get_subcommands().back());
 }

@@ -11,7 +11,7 @@ class App;
 class ParseError;
 }  // namespace CLI
 
-/// What the tool says of a wrong command line.
+/// The errors that the tool reports for a wrong command line.
 namespace corvane::tools {
 
 /// A word of the command line, and what is wrong with it.
@@ -20,17 +20,17 @@ struct WrongWord {
   std::string text;
 };
 
-/// "a, b or c".
+/// Returns the names as "a, b or c".
 std::string listOf(const std::vector<std::string>& names);
 
-/// "; did you mean 'status'?" for a word that is nearly one of the names; else empty.
+/// Returns "; did you mean 'status'?" for a word that is nearly one of the names, or an empty text.
 std::string suggestion(const std::string& word, const std::vector<std::string>& names);
 
-/// The error about that of the wrong words that was typed first. `words` is the command line.
+/// Returns the error about the wrong word that was typed first. `words` is the command line.
 CommandError usageError(const std::vector<WrongWord>& wrong, const std::vector<std::string>& words);
 
-/// The error about a command line that CLI11 refused: about the first word that nothing takes, else
-/// about what is missing.
+/// Returns the error about a command line that CLI11 refused: about the first word that nothing
+/// takes, or what CLI11 reports, such as a missing value.
 CommandError usageError(const CLI::App& app, const CLI::ParseError& error,
                         const std::vector<std::string>& words);
 

@@ -5,8 +5,8 @@
 
 namespace load {
 
-/// Some milliseconds of integer, floating-point and vector work whose results are known to the last
-/// bit. Returns which of them came out wrong and as what, or an empty text.
+/// Does some milliseconds of integer, floating-point and vector work whose results are known to the
+/// last bit. Returns the first wrong result and what it should be, or an empty text.
 std::string arithmeticRound();
 
 }  // namespace load

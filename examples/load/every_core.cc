@@ -13,7 +13,7 @@
 namespace load {
 namespace {
 
-/// Whether this thread runs on `core` alone from now on.
+/// Pins this thread to `core` where the system can.
 void pinToCore([[maybe_unused]] int core) {
 #ifdef __linux__
   cpu_set_t cores;

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-/// What a station puts on a machine to see whether it holds.
+/// The load that a station puts on a machine to see whether it holds.
 namespace load {
 
-/// How a core did.
+/// What a core did under load.
 struct CoreResult {
   int core = 0;
   /// Rounds that it finished.
@@ -21,8 +21,8 @@ struct CoreResult {
 /// One round of work; returns what went wrong, or an empty text.
 using Round = std::function<std::string()>;
 
-/// Keeps every core busy until the time is over or `keepsGoing`, which this thread calls again and
-/// again with the fraction done, returns false. Each core has a thread of its own, pinned to it
+/// Keeps every core busy until the time is over or `keepsGoing` returns false. This thread calls
+/// `keepsGoing` repeatedly, with the fraction done. Each core has a thread of its own, pinned to it
 /// where the system can, which makes its round with `makeRound` and repeats it, at least once; a
 /// core whose round fails stops.
 std::vector<CoreResult> onEveryCore(std::chrono::milliseconds duration,

@@ -7,18 +7,19 @@
 
 namespace load {
 
-/// The numbers of the cores that this program may use.
+/// Returns the numbers of the cores that this program may use.
 std::vector<int> usableCores();
 
-/// Bytes of memory that nothing uses; a quarter of all memory where the system does not tell.
+/// Returns the bytes of memory that nothing uses, or a quarter of all memory where the system does
+/// not report them.
 size_t freeMemory();
 
-/// The highest temperature that the machine's sensors show now, in degrees Celsius; nothing when it
-/// has none.
+/// Returns the highest temperature that the machine's sensors show now, in degrees Celsius; nothing
+/// when it has none.
 std::optional<double> temperature();
 
-/// What every program except this one uses of the processors, in percent of one, since the last
-/// call.
+/// Returns the processor use of all programs except this one since the last call, in percent of one
+/// processor.
 double loadOfOthers();
 
 }  // namespace load

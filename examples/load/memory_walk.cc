@@ -21,7 +21,7 @@ MemoryWalk::MemoryWalk(size_t size)
 
 std::string MemoryWalk::step() {
   const size_t end = std::min(_next + kPartWords, _words);
-  // One bit that wanders, then two, then more, by the turn.
+  // One wandering bit in the first pass over the memory, then one more in each pass, up to eight.
   const uint64_t pattern = (uint64_t{2} << (_turn % 8)) - 1;
   std::string fault = check(_next, end, pattern);
   if (fault.empty()) fault = check(_next, end, ~pattern);

@@ -15,7 +15,7 @@ class MemoryWalk {
   /// Bytes that a step walks, or fewer at the end of the memory.
   static constexpr size_t kStep = size_t{16} << 20;
 
-  /// Takes `size` bytes, which are touched as the walk reaches them. Throws std::bad_alloc.
+  /// Allocates `size` bytes, which are touched as the walk reaches them. Throws std::bad_alloc.
   explicit MemoryWalk(size_t size);
 
   /// Walks one part, and begins again after the last. Returns which word did not hold its pattern,

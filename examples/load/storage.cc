@@ -22,7 +22,7 @@ double megabytesPerSecond(size_t bytes, Clock::time_point begin) {
          std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-/// The bytes of the file's block `index`, no two alike.
+/// Returns the bytes of the file's block `index`; no two blocks are alike.
 std::vector<uint8_t> blockOf(size_t index) {
   std::vector<uint8_t> bytes(kBlock);
   uint64_t state = 0x9E3779B97F4A7C15 * (index + 1);

@@ -9,8 +9,8 @@ namespace load {
 
 /// What a check of the storage found.
 struct StorageResult {
-  double writeSpeed = 0;  ///< Megabytes a second, until they are on the disk.
-  double readSpeed = 0;   ///< Megabytes a second, past the system's cache where it can.
+  double writeSpeed = 0;  ///< Megabytes a second, with the sync to the disk.
+  double readSpeed = 0;   ///< Megabytes a second, without the system's cache where possible.
   /// What went wrong; empty when nothing did.
   std::string fault;
 };

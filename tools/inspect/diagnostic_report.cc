@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::span<const uint8_t>;
 
-/// Whether a station's clock can show the time.
+/// Returns whether a station's clock can show the time.
 constexpr bool isClockTime(int64_t time) { return time >= 0 && time <= int64_t{kFreeSlotTime}; }
 
 bool isFilledWith(Bytes bytes, uint8_t byte) {

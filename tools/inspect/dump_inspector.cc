@@ -26,15 +26,15 @@ std::string signsOfConfiguration(Bytes contents) {
   return "";
 }
 
-/// Whether the bytes begin like control-bit bytes, whose bits 5-7 stations leave set.
+/// Returns whether the bytes begin like control-bit bytes, whose bits 5-7 stations leave set.
 bool beginsLikeControlBits(Bytes contents) {
   const auto unusedBitsSet = std::ranges::count_if(contents.first(kFirstRecordOffset),
                                                    [](uint8_t byte) { return byte >= 0xE0; });
   return unusedBitsSet >= kFirstRecordOffset * 3 / 4;
 }
 
-/// Whether the record slots alone show that the bytes are diagnostic data: they hold a sound record
-/// of a plausible time, and nothing that is neither a record nor a free slot.
+/// Returns whether the record slots alone show that the bytes are diagnostic data: they hold a
+/// sound record of a plausible time, and nothing that is neither a record nor a free slot.
 bool hasSoundRecords(Bytes contents, const DiagnosticReport& report) {
   return contents.size() >= kFirstRecordOffset + kRecordSlots * report.recordSize &&
          report.findings.empty() && std::ranges::any_of(report.records, [](const auto& record) {

@@ -37,7 +37,7 @@ void putRecord(Bytes& contents, size_t slot, Time time, uint8_t flags, const cha
   std::memcpy(&contents[slotOffset<Time>(slot)], &record, sizeof(record));
 }
 
-/// What a 64-bit unit holds; with records that a station left unless it is fresh.
+/// Returns what a 64-bit unit holds, with a station's records unless it is fresh.
 Bytes wideData(bool isFresh) {
   Bytes contents(1024, 0xFF);
   for (size_t slot = 0; slot < kRecordSlots; ++slot) {

@@ -13,7 +13,8 @@ namespace corvane::tools {
 /// Prints a table with one row for each record.
 void printRecords(std::ostream& out, const std::vector<RecordLine>& records);
 
-/// "time" is null when the calendar has no such time; "seconds" always has the value.
+/// Returns the record as JSON. "time" is null when the calendar has no such time; "seconds" always
+/// has the value.
 nlohmann::ordered_json recordAsJson(const RecordLine& record);
 
 void printFindings(std::ostream& out, const std::vector<Finding>& findings);

@@ -7,8 +7,7 @@
 namespace corvane::tools {
 
 /// A file of a new station's folder; "{{NAME}}", "{{NUMBER}}", "{{OFFSET}}", "{{POISON_OFFSET}}"
-/// and
-/// "{{KEY}}" in it are to be filled in.
+/// and "{{KEY}}" in it are to be filled in.
 struct Template {
   std::string_view fileName;
   std::string_view text;

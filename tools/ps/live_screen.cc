@@ -12,7 +12,7 @@
 namespace corvane::tools {
 namespace {
 
-// A screen of its own without a cursor, and back.
+// Switches to a screen of its own without a cursor, and back.
 constexpr char kEnter[] = "\033[?1049h\033[?25l";
 constexpr char kLeave[] = "\033[?25h\033[?1049l";
 constexpr char kHome[] = "\033[H";

@@ -12,7 +12,7 @@
 namespace corvane::tools {
 
 /// The terminal as a screen that is redrawn in place. The destructor restores the terminal, and so
-/// does a stop of the program while it lasts.
+/// does stopping the program, until it continues.
 class LiveScreen {
  public:
   /// Throws CommandError when standard output is not a terminal.

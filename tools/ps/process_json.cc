@@ -10,7 +10,7 @@
 namespace corvane::tools {
 namespace {
 
-/// Appends text and numbers to a line. A number is as short as it can be without a loss.
+/// Appends text and numbers to a line. A number is as short as possible without losing precision.
 class Line {
  public:
   Line& operator<<(std::string_view text) {
@@ -30,7 +30,7 @@ class Line {
   std::string _text;
 };
 
-/// The same fields for each thread, of numbers and words that need no escaping.
+/// Appends a thread's fields, which are numbers and words that need no escaping.
 void append(Line& line, const ThreadSample& thread) {
   line << R"({"cpu":)" << percentOf(thread.usage) << R"(,"state":")" << stateText(thread.runState)
        << R"(","flags":")" << (thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped") << R"(","user":)"

@@ -13,7 +13,7 @@ namespace corvane::tools {
 /// that the document should not be held in memory.
 void printJson(std::ostream& out, const std::vector<ProcessSample>& processes, bool withThreads);
 
-/// The process without its threads, as an object on one line.
+/// Returns the process without its threads, as an object on one line.
 std::string jsonText(const ProcessSample& process);
 
 }  // namespace corvane::tools

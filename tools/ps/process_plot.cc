@@ -118,7 +118,8 @@ class Axes {
   double _start, _length, _step, _most;
 };
 
-/// Lines between samples that follow each other, and a mark at each sample without a neighbour.
+/// Returns lines between samples that follow each other, and a mark at each sample without a
+/// neighbour.
 std::string curve(const Series& series, const std::vector<RecordedSample>& samples,
                   const Axes& axes, const char* colour) {
   const auto areNeighbours = [&](size_t left, size_t right) {

@@ -39,7 +39,7 @@ std::string lineOf(Seconds time, int64_t missed, const std::vector<ProcessSample
   return line + "]}\n";
 }
 
-/// What is wrong with a line.
+/// Thrown for a line of a recording; the text is what is wrong with it.
 class LineError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

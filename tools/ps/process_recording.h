@@ -30,7 +30,7 @@ struct RecordedSample {
   std::vector<RecordedProcess> processes;
 };
 
-/// The time of a recording, which tests script.
+/// The clock of a recording, which tests replace.
 class Pace {
  public:
   virtual ~Pace() = default;
@@ -40,7 +40,7 @@ class Pace {
   virtual bool waitUntil(Seconds time) = 0;
 };
 
-/// The clock's time. SIGINT, SIGTERM and SIGHUP end the recording.
+/// Uses the system's clock. SIGINT, SIGTERM and SIGHUP end the recording.
 class ClockPace : public Pace {
  public:
   Seconds now() override;
@@ -62,8 +62,8 @@ struct RecordingPlan {
 ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
                   const std::function<std::vector<ProcessSample>()>& sample);
 
-/// Throws CommandError (wrong usage) with the file's name, the line and the reason when the file is
-/// not a recording. A last line that was cut short does not count.
+/// Reads a recording. Throws CommandError (wrong usage) with the file's name, the line and the
+/// reason when the file is not a recording. A last line that was cut short does not count.
 std::vector<RecordedSample> readRecording(const std::string& file);
 
 /// Reads a recording that messages call `name`.

@@ -46,7 +46,7 @@ struct Sample {
 
 /// Asks the kernel about all processes except this one. What exits meanwhile is left out. A usage
 /// is measured over the time since the last sample, and over the thread's life in the first. Throws
-/// CommandError when there are no processes to be had.
+/// CommandError when no process can be sampled.
 Sample takeSample();
 
 enum class Order { kPid, kUsage, kName };
@@ -55,20 +55,21 @@ enum class Order { kPid, kUsage, kName };
 /// `count`.
 void arrange(std::vector<ProcessSample>& processes, Order order, std::optional<size_t> count);
 
-/// Percent of one processor, exact to the kernel's tenth.
+/// Returns the usage in percent of one processor, exact to the kernel's tenth.
 inline double percentOf(integer_t usage) { return usage / (TH_USAGE_SCALE / 100.0); }
 
-/// Seconds, truncated to hundredths.
+/// Returns the time in seconds, truncated to hundredths.
 inline double secondsOf(time_value_t time) {
   constexpr int kHundredths = 100, kMicrosecondsOfOne = 10'000;
   const integer_t hundredths = time.microseconds / kMicrosecondsOfOne;
   return (static_cast<double>(time.seconds) * kHundredths + hundredths) / kHundredths;
 }
 
-/// "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".
+/// Returns "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".
 const char* stateText(integer_t runState);
 
-/// The process's state is that of the thread with the most to tell. "-" without threads.
+/// Returns the first of running, uninterruptible, stopped, waiting and halted that is the state of
+/// one of the process's threads; "-" when there is none.
 const char* stateText(const ProcessSample& process);
 
 }  // namespace corvane::tools

@@ -10,7 +10,7 @@
 namespace corvane::tools {
 namespace {
 
-/// Takes one sample. The library's sampler would not do: its records keep times in a form of their
+/// Takes one sample. The library's sampler is not enough: its records keep times in a form of their
 /// own, and its pass ends with the first process that exits meanwhile.
 class Sampler {
  public:

@@ -23,7 +23,7 @@ using Fields = std::array<std::string, kFieldCount>;
 
 constexpr std::array<const char*, kFieldCount> kTitles = {"PID",    "CPU%",    "USER",
                                                           "SYSTEM", "THREADS", "STATE"};
-/// Those that a narrow terminal can do without, in this order.
+/// The columns that a narrow terminal can do without, in this order.
 constexpr std::array kDispensable = {kSystem, kUser, kThreads, kState};
 
 struct Row {

@@ -9,9 +9,9 @@
 
 namespace corvane::tools {
 
-/// The processes as lines of a table, the titles first; with a line for each thread on request. On
-/// a terminal `width` columns wide, columns are left out until there is room for names, and a long
-/// path loses its beginning.
+/// Returns the processes as lines of a table, the titles first; with a line for each thread on
+/// request. On a terminal `width` columns wide, leaves out columns until there is room for names,
+/// and the beginning of a long path.
 std::vector<std::string> tableOf(const std::vector<ProcessSample>& processes, bool withThreads,
                                  std::optional<size_t> width);
 

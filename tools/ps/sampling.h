@@ -6,9 +6,9 @@
 
 namespace corvane::tools {
 
-/// Runs `sample`, which returns why there are no processes to be had, or "" when there are. Throws
-/// CommandError with that reason, or in its place with what the platform said of it on standard
-/// error, which then does not show it.
+/// Runs `sample`, which returns why no process can be sampled, or "". Throws CommandError with that
+/// reason or, in its place, with what the platform wrote about it to standard error, which then
+/// does not show it.
 void requireProcesses(const std::function<std::string()>& sample);
 
 }  // namespace corvane::tools

@@ -6,7 +6,7 @@
 namespace corvane::tools {
 
 /// Writes the library's own report of a complete snapshot to the test log and returns the number of
-/// its lines. Throws CommandError when no complete snapshot can be had.
+/// its lines. Throws CommandError when no complete snapshot can be taken.
 size_t logSnapshot();
 
 }  // namespace corvane::tools

@@ -31,7 +31,7 @@ struct Character {
   size_t columns;
 };
 
-/// The character that the text begins with. A byte that is not UTF-8 counts as one.
+/// Returns the character that the text begins with. A byte that is not UTF-8 counts as one.
 Character firstCharacter(std::string_view text) {
   wchar_t character = 0;
   mbstate_t state{};

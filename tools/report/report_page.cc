@@ -108,7 +108,7 @@ std::string article(const ReportSubject& subject, size_t number) {
          logSection(subject) + "</article>\n";
 }
 
-/// The subjects with their verdicts and links to them.
+/// Returns the list of the subjects with their verdicts and links to them.
 std::string overview(const std::vector<ReportSubject>& subjects) {
   std::string html = "<nav><ul>\n";
   for (size_t i = 0; i < subjects.size(); ++i) {

@@ -74,7 +74,7 @@ std::string statusGrid(std::span<const uint8_t> bytes) {
          "column's.</p>\n";
 }
 
-/// "after 2 h 5 min", from one record to the next.
+/// Returns the time from one record to the next: "after 2 h 5 min".
 std::string elapsedText(int64_t seconds) {
   if (seconds < 0) return "before the record above it";
   const auto part = [](int64_t number, const char* unit) {
@@ -87,7 +87,7 @@ std::string elapsedText(int64_t seconds) {
   return "after " + part(seconds / 86400, "d ") + part(seconds / 3600 % 24, "h");
 }
 
-/// The map as a picture: one row of 64 marks for each KiB.
+/// Returns the map as a picture: one row of 64 marks for each KiB.
 std::string areaPicture(const AreaReport& report, std::span<const uint8_t> area) {
   constexpr size_t kColumns = 64, kBytesPerMark = 16, kHeight = 3;
   const std::vector<const AreaPart*> marks = mapOfArea(report, area, kBytesPerMark);

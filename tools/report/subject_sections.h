@@ -9,15 +9,15 @@
 namespace corvane::tools {
 
 std::string factsSection(const ReportSubject& subject);
-/// The 128 control-bit bytes as a grid and as a table.
+/// Returns the 128 control-bit bytes as a grid, and those that were written as a table.
 std::string statusSection(const ReportSubject& subject);
 std::string recordsSection(const ReportSubject& subject);
-/// The configuration area's map and keys.
+/// Returns the configuration area's map and keys.
 std::string configurationSection(const ReportSubject& subject);
 std::string findingsSection(const ReportSubject& subject);
-/// The boot arguments and the other NVRAM variables.
+/// Returns the boot arguments and the other NVRAM variables.
 std::string bootArgumentsSection(const ReportSubject& subject);
-/// The end of the test log.
+/// Returns the end of the test log.
 std::string logSection(const ReportSubject& subject);
 
 }  // namespace corvane::tools

@@ -7,7 +7,7 @@
 namespace corvane::tools {
 namespace {
 
-/// "offset 20" or "offsets 20, 24".
+/// Returns "offset 20" or "offsets 20, 24".
 std::string offsetsText(const std::vector<std::string>& offsets) {
   std::string text = offsets.size() == 1 ? "offset " : "offsets ";
   for (size_t i = 0; i < offsets.size(); ++i) text += (i == 0 ? "" : ", ") + offsets[i];
@@ -47,7 +47,7 @@ class Judge {
  public:
   Verdict take() { return std::move(_verdict); }
 
-  /// The first headline is the gravest one and stays.
+  /// Adds a detail. The first headline is the gravest one and stays.
   void find(Verdict::Level level, const std::string& headline, const std::string& detail) {
     if (_verdict.headline.empty()) {
       _verdict.level = level;

@@ -20,11 +20,12 @@ struct ReportSubject {
   std::optional<Dump> configuration;
 };
 
-/// What somebody who has no time needs to know of a unit.
+/// The state of a unit in short.
 struct Verdict {
   enum class Level { kGood, kOpen, kBad };
   Level level = Level::kOpen;
-  /// "Poisoned", "Failed", "Damaged", "Incomplete", "Passed" or "Not tested".
+  /// "Poisoned", "Failed", "Damaged", "Incomplete", "Uncommitted", "Passed", "Not tested" or
+  /// "Sound".
   std::string headline;
   /// Whole sentences, the gravest first.
   std::vector<std::string> details;

@@ -88,7 +88,7 @@ std::string failures(const StationSummary& station, const Names& names) {
   return html + "</table></div>\n";
 }
 
-/// The measurement's histogram with a line at each limit.
+/// Returns the measurement's histogram with a line at each limit.
 std::string histogram(const MeasurementSummary& measurement, const Names& names) {
   constexpr double kWidth = 320;
   constexpr double kHeight = 120;
@@ -98,8 +98,8 @@ std::string histogram(const MeasurementSummary& measurement, const Names& names)
   double last = values.maximum();
   if (measurement.lower) first = std::min(first, *measurement.lower);
   if (measurement.upper) last = std::max(last, *measurement.upper);
-  // Halves, because the range of the largest numbers is none. A margin, so that nothing lies on the
-  // edge, also when all values are the same.
+  // Uses halves, because the range of the largest numbers overflows. A margin keeps everything off
+  // the edge, also when all values are the same.
   double range = last / 2 - first / 2;
   if (range == 0) range = std::max(std::abs(first) / 2, 0.5);
   const auto x = [&](double value) {

@@ -18,7 +18,7 @@ LineSource::LineSource(const std::string& path)
 
 LineSource::~LineSource() { ::close(_file); }
 
-/// Moves what is left to the front and reads behind it.
+/// Moves the remaining bytes to the front and reads more after them. Returns false at the end.
 bool LineSource::fill() {
   if (_isAtEnd) return false;
   std::memmove(_buffer.data(), _buffer.data() + _begin, _end - _begin);

@@ -9,10 +9,10 @@
 
 namespace corvane::tools {
 
-/// The lines of a file, or of standard input for "-", in a buffer of fixed size.
+/// Reads the lines of a file, or of standard input for "-", into a buffer of fixed size.
 class LineSource {
  public:
-  /// Bytes that can be read behind a line, whatever they hold; JSON parsers read ahead.
+  /// Bytes that can be read after a line, whatever they hold; JSON parsers read ahead.
   static constexpr size_t kPadding = 64;
   /// A longer line is cut.
   static constexpr size_t kLongestLine = size_t{1} << 20;
@@ -30,7 +30,7 @@ class LineSource {
   LineSource(const LineSource&) = delete;
   LineSource& operator=(const LineSource&) = delete;
 
-  /// Returns false at the end. Throws CommandError when reading fails.
+  /// Reads the next line. Returns false at the end. Throws CommandError when reading fails.
   bool next(Line& line);
 
  private:

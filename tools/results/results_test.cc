@@ -82,7 +82,7 @@ class ResultsTest : public corvane::testing::ToolTest {
     writeText(file(), _text);
   }
 
-  /// Of that day at `hour` o'clock; without a verdict it does not finish.
+  /// Adds a run of that day at `hour` o'clock; without a verdict it does not finish.
   void addRun(const std::string& station, const std::string& unit, int hour,
               const std::string& verdict, std::optional<double> loudness) {
     const std::string number = std::to_string(hour);

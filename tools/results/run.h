@@ -9,13 +9,13 @@
 #include <unordered_map>
 #include <vector>
 
-/// Runs of stations, as their results tell them (docs/results.md).
+/// Runs of stations, as their results describe them (docs/results.md).
 namespace corvane::tools {
 
-/// Numbers for the texts that come again and again: names of stations, phases, measurements.
+/// Numbers for recurring texts: names of stations, phases, measurements.
 class Names {
  public:
-  /// The number of `text`, from 0; a new one when it did not come before.
+  /// Returns the number of `text`, from 0; a new one when it did not come before.
   uint32_t idOf(std::string_view text) {
     if (const auto known = _ids.find(text); known != _ids.end()) return known->second;
     const auto id = static_cast<uint32_t>(_texts.size());
@@ -38,9 +38,9 @@ enum class RunVerdict : uint8_t {
   kUnfinished,  ///< Its results have no end.
 };
 
-/// "passed" ... "unfinished".
+/// Returns the verdict's name: "passed" ... "unfinished".
 const char* nameOf(RunVerdict verdict);
-/// Nothing when no verdict has that name.
+/// Returns the verdict of that name; nothing when there is none.
 std::optional<RunVerdict> verdictOf(std::string_view name);
 
 struct Measurement {

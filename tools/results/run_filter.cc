@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kVerdictNames[] = {"passed",  "failed",    "incomplete",
                                          "refused", "untrusted", "unfinished"};
 
-/// Takes `digits` digits from the front of `text`; nothing when it begins otherwise.
+/// Takes `digits` digits from the front of `text`; returns nothing when it begins otherwise.
 std::optional<int> takeNumber(std::string_view& text, size_t digits) {
   int value = 0;
   if (text.size() < digits) return {};
@@ -28,7 +28,7 @@ bool takeMark(std::string_view& text, char mark) {
   return true;
 }
 
-/// Takes a fraction of a second, without its point, in milliseconds.
+/// Takes a fraction of a second, without its point, from the front of `text`. Returns milliseconds.
 int takeFraction(std::string_view& text) {
   int milliseconds = 0;
   int weight = 100;
@@ -39,7 +39,7 @@ int takeFraction(std::string_view& text) {
   return milliseconds;
 }
 
-/// The seconds that local time is ahead of UTC at a moment given in local time.
+/// Returns the seconds that local time is ahead of UTC at a moment given in local time.
 int64_t localOffset(int64_t localSeconds) {
   const time_t asUtc = localSeconds;
   struct tm fields = {};

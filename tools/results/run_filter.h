@@ -11,9 +11,9 @@
 
 namespace corvane::tools {
 
-/// The milliseconds since 1970 of an ISO 8601 time: a date ("2026-11-16"), with a time of day to
-/// the minute, second or fraction ("2026-11-16T00:05:09.042"), with a zone ("Z", "+01:00"). Without
-/// a zone the time is local. Nothing when it is something else.
+/// Returns the milliseconds since 1970 of an ISO 8601 time: a date ("2026-11-16"), with a time of
+/// day to the minute, second or fraction ("2026-11-16T00:05:09.042"), with a zone ("Z", "+01:00").
+/// Without a zone the time is local. Returns nothing for other text.
 std::optional<int64_t> parseTime(std::string_view text);
 
 /// Which runs count. A list that is empty takes all.
@@ -21,8 +21,8 @@ struct RunFilter {
   std::vector<std::string> stations;
   std::vector<std::string> units;
   std::vector<RunVerdict> verdicts;
-  std::optional<int64_t> since;  ///< The first moment of a run's begin.
-  std::optional<int64_t> until;  ///< The moment before which it begins.
+  std::optional<int64_t> since;  ///< The earliest time at which a run begins.
+  std::optional<int64_t> until;  ///< The time before which it begins.
 
   bool takes(const Run& run, const Names& names) const;
 };

@@ -12,7 +12,7 @@ namespace {
 namespace json = simdjson::ondemand;
 
 constexpr uint64_t kSchema = 1;
-/// Runs of one file that are under way at the same time; of more, the oldest did not finish.
+/// The most runs of one file that are open at the same time; with more, the oldest did not finish.
 constexpr size_t kMostOpenRuns = 4096;
 
 static_assert(LineSource::kPadding >= simdjson::SIMDJSON_PADDING);
@@ -74,7 +74,7 @@ class RunReader::Parser {
       if (const auto error = field.value().get(held)) return error;
       if (const auto error = takeField(key, held)) return error;
     }
-    // What comes after the object makes the line damaged too: two lines that ran into each other.
+    // Text after the object makes the line damaged too, such as a second line that ran into it.
     const bool isAtEnd = document.current_location().error() == simdjson::OUT_OF_BOUNDS;
     return isAtEnd ? simdjson::SUCCESS : simdjson::TRAILING_CONTENT;
   }

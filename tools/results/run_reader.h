@@ -14,8 +14,8 @@
 
 namespace corvane::tools {
 
-/// Puts the lines of results together to runs. Holds what it knows of runs that did not end yet,
-/// and nothing of the others.
+/// Assembles runs from the lines of results. Holds what it knows of runs that did not end yet, and
+/// nothing of the others.
 class RunReader {
  public:
   /// Called with each run, once it has ended or its file has.
@@ -29,15 +29,16 @@ class RunReader {
   RunReader(const RunReader&) = delete;
   RunReader& operator=(const RunReader&) = delete;
 
-  /// Reads a file, or standard input for "-". Throws CommandError when that cannot be done.
+  /// Reads a file, or standard input for "-". Throws CommandError when it cannot be read.
   void read(const std::string& path);
 
  private:
   class Parser;
   using OpenRuns = std::list<Run>;
 
-  /// Returns the run that the line is of, a new one when it is not open; null when that needs the
-  /// line's time and the time is wrong. Parsing the times of all lines would take too long.
+  /// Returns the run that the line belongs to, a new one when it is not open. Returns null when a
+  /// new run needs the line's time and that is wrong. Parsing the times of all lines would take too
+  /// long.
   Run* runOf(const Parser& line);
   void end(OpenRuns::iterator run);
   /// Returns what is wrong with the line, or an empty text.

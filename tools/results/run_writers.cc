@@ -28,7 +28,7 @@ std::string secondsText(double seconds) {
   return text;
 }
 
-/// The time without its fraction and zone, as JUnit has it.
+/// Returns the time without its fraction and zone, as JUnit has it.
 std::string junitTime(const std::string& time) {
   const bool isWhole = time.size() >= 19 && time[10] == 'T' && time[16] == ':' && parseTime(time);
   return isWhole ? time.substr(0, 19) : "1970-01-01T00:00:00";
@@ -63,8 +63,8 @@ std::string testCase(const Run& run, const PhaseResult& phase, const std::string
   return xml + "</testcase>\n";
 }
 
-/// Whether the run needs a case of its own, for what it ended with and no phase tells: a run can
-/// also fail without a phase, or between two.
+/// Returns whether the run needs a case of its own: one that neither passed nor failed, and one
+/// that failed without a failed phase, as a run can outside its phases.
 bool hasOwnCase(const Run& run) {
   if (run.verdict != RunVerdict::kFailed) return run.verdict != RunVerdict::kPassed;
   return std::ranges::find(run.phases, RunVerdict::kFailed, &PhaseResult::verdict) ==
@@ -116,7 +116,7 @@ void JunitWriter::finish() {
 
 namespace {
 
-/// A cell, safe for a terminal; quoted where a reader would take it apart.
+/// Returns a cell that is safe for a terminal, in quotes where a reader would take it apart.
 std::string csvCell(const std::string& given) {
   std::string text = printable(given);
   if (text.find_first_of(",\"") == std::string::npos) return text;

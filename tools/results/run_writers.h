@@ -9,9 +9,9 @@
 
 namespace corvane::tools {
 
-/// Writes runs as a JUnit report: a suite a run, a case a phase, its measurements as properties.
-/// A run whose end no phase tells, such as a failed one without a failed phase, has a case more.
-/// The file appears when it is finished, in the place of what was there. Throws CommandError.
+/// Writes runs as a JUnit report: one suite for each run, one case for each phase, with its
+/// measurements as properties. A run that neither passed nor failed, or that failed without a
+/// failed phase, has one more case. The finished report replaces the file. Throws CommandError.
 class JunitWriter {
  public:
   explicit JunitWriter(const std::string& path);

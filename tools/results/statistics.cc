@@ -26,7 +26,7 @@ void Histogram::widenDownwards() {
 
 void Histogram::add(double value) {
   if (_width == 0) {
-    // As narrow as numbers of that size can tell apart with room to spare.
+    // Narrow, but with room to spare above the precision of numbers of that size.
     _width = std::max(std::abs(value) * 1e-6, 1e-15);
     _begin = value - _width * kBins / 2;
   }

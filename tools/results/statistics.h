@@ -9,15 +9,15 @@
 
 namespace corvane::tools {
 
-/// How often values came, in 64 bins of equal width. The bins start narrow and are joined two by
-/// two as values come that lie outside them, so that nothing is kept of a value but its bin.
+/// Counts values in 64 bins of equal width. The bins start narrow and are joined in pairs when a
+/// value lies outside them, so that nothing is kept of a value except its bin.
 class Histogram {
  public:
   static constexpr size_t kBins = 64;
 
   void add(double value);
 
-  /// The lower end of bin 0, and the width of each.
+  /// Returns the lower end of bin 0; `width` returns the width of each bin.
   double begin() const { return _begin; }
   double width() const { return _width; }
   const std::array<uint64_t, kBins>& counts() const { return _counts; }
@@ -31,21 +31,21 @@ class Histogram {
   std::array<uint64_t, kBins> _counts{};
 };
 
-/// Count, mean, deviation and extremes of values of which none is kept.
+/// Computes count, mean, deviation and extremes of values, without keeping them.
 class Statistics {
  public:
   void add(double value);
 
   uint64_t count() const { return _count; }
   double mean() const { return _mean; }
-  /// The sample's standard deviation; 0 of fewer than two values.
+  /// Returns the sample's standard deviation; 0 for fewer than two values.
   double deviation() const;
   double minimum() const { return _minimum; }
   double maximum() const { return _maximum; }
   const Histogram& histogram() const { return _histogram; }
 
-  /// How many times three deviations fit between the mean and the nearer limit. Nothing without a
-  /// limit, or when the values do not vary.
+  /// Returns how many times three deviations fit between the mean and the nearer limit. Returns
+  /// nothing without a limit, or when the values do not vary.
   std::optional<double> capability(std::optional<double> lower, std::optional<double> upper) const;
 
  private:

@@ -52,9 +52,9 @@ class StationSummary {
   uint64_t runs() const;
   uint64_t runs(RunVerdict verdict) const { return _runs[static_cast<size_t>(verdict)]; }
   Yield yield() const;
-  /// Failing phases, then measurements, each the most frequent first.
+  /// Returns the failing phases, then the measurements, each with the most frequent first.
   std::vector<Failure> failures() const;
-  /// In the order in which they came first.
+  /// Returns the measurements in the order in which they first came.
   const std::vector<MeasurementSummary>& measurements() const { return _measurements; }
 
  private:
@@ -71,7 +71,7 @@ class StationSummary {
   uint32_t _name;
   std::array<uint64_t, kVerdicts> _runs{};
   Yield _unidentified;
-  /// By a hash of their identity: what a unit takes is the same whatever it is called.
+  /// By a hash of their identity, so that a unit takes the same memory whatever it is called.
   std::unordered_map<uint64_t, UnitRecord> _units;
   std::map<uint32_t, uint64_t> _failedPhases;
   std::vector<MeasurementSummary> _measurements;
@@ -84,7 +84,7 @@ class StationSummary {
 class Summary {
  public:
   void add(const Run& run);
-  /// In the order in which they came first.
+  /// Returns the stations in the order in which they first came.
   const std::vector<StationSummary>& stations() const { return _stations; }
 
  private:

@@ -9,17 +9,17 @@
 
 namespace corvane::tools {
 
-/// "87.50 %"; "-" of nothing.
+/// Returns "87.50 %"; "-" when `whole` is 0.
 std::string percentText(uint64_t part, uint64_t whole);
-/// With six digits at most; "-" when absent.
+/// Returns the number with six digits at most; "-" when it is absent.
 std::string numberText(std::optional<double> value);
 
-/// Three tables: yields by station, what made runs fail, and measurements.
+/// Prints three tables: yields by station, what made runs fail, and measurements.
 void printSummary(std::ostream& out, const Summary& summary, const Names& names);
 
 nlohmann::ordered_json summaryAsJson(const Summary& summary, const Names& names);
 
-/// One page with the same and a histogram of each measurement; it loads nothing.
+/// Returns one page with the same and a histogram of each measurement; it loads nothing.
 std::string summaryAsHtml(const Summary& summary, const Names& names);
 
 }  // namespace corvane::tools

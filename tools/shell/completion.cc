@@ -11,17 +11,17 @@ bool isHidden(const auto& named) { return named.get_group().empty(); }
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-/// The command of the group; null when there is none of that name.
+/// Returns the group's command of that name; null when there is none.
 const CLI::App* commandNamed(const CLI::App& group, const std::string& name) {
   const auto commands =
       group.get_subcommands([&](const CLI::App* command) { return command->check_name(name); });
   return commands.empty() ? nullptr : commands.front();
 }
 
-/// Where a command line has got to, before its last word.
+/// The place that a command line has reached before its last word.
 struct Place {
   const CLI::App* command;
-  /// The option that the last word is the value of; null when it is none's.
+  /// The option whose value the last word is; null when it is not a value.
   const CLI::Option* option = nullptr;
   size_t positionalsSeen = 0;
   bool isAfterOptions = false;

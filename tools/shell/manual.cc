@@ -10,7 +10,7 @@
 namespace corvane::tools {
 namespace {
 
-/// The text as roff shows it: what roff would take for its own is escaped.
+/// Returns the text with everything escaped that roff would not print as it is.
 std::string roff(const std::string& text) {
   std::string escaped;
   bool isLineStart = true;
@@ -37,7 +37,7 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& command) {
   return command.get_subcommands([](const CLI::App* inner) { return !inner->get_group().empty(); });
 }
 
-/// The options, or the arguments that stand by their place.
+/// Returns the options, or the positional arguments.
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command, bool isPositional) {
   return command.get_options([isPositional](const CLI::Option* option) {
     return option->get_positional() == isPositional && !option->get_group().empty();

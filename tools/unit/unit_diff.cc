@@ -19,7 +19,7 @@ namespace {
 
 using Span = std::span<const uint8_t>;
 
-/// The bytes of two contents whose difference has been told, by offset.
+/// The bytes of two contents whose difference has been reported, by offset.
 class Explained {
  public:
   void add(size_t offset, size_t length) {
@@ -86,8 +86,8 @@ void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, si
         std::pair((left ? left : right)->offset, (left ? a : b).recordSize);
     return explained.add(offset, size);
   }
-  // All that the text tells, and that another record follows. What is left is bit 7 of the flags
-  // and what the message field has after its zero byte.
+  // All fields before the message, bit 7 of the flags included, which has no meaning. What is left
+  // is what the message field has after its zero byte.
   if (a.recordSize != b.recordSize) return;
   const size_t messageAt = static_cast<size_t>(a.timeBits) / 8 + 2;
   explained.add(left->offset, messageAt);
@@ -115,7 +115,7 @@ void Differ::diffDiagnosticData(Span a, Span b) {
   diffRaw(kDiagnosticDataFile, a, b, explained);
 }
 
-/// The entries that a unit finds, by key.
+/// Returns the entries that a unit finds, by key.
 std::map<uint32_t, const AreaEntry*> foundEntries(const AreaReport& report) {
   std::map<uint32_t, const AreaEntry*> entries;
   for (const AreaEntry& entry : report.entries) {
@@ -168,7 +168,7 @@ void Differ::diffConfiguration(Span a, Span b) {
   diffRaw(kConfigurationFile, a, b, explained);
 }
 
-/// Tells runs of bytes that differ and are not explained.
+/// Reports runs of bytes that differ and are not explained.
 void Differ::diffRaw(const std::string& path, Span a, Span b, const Explained& explained) {
   constexpr size_t kShown = 16;
   const auto differs = [&](size_t at) { return a[at] != b[at] && !explained.covers(at); };

@@ -53,7 +53,7 @@ Json diagnosticDataAsJson(const Bytes& contents) {
   return {{"controlBits", bytes}, {"timeBits", report.timeBits}, {"records", records}};
 }
 
-/// The keys that a unit finds.
+/// Returns the keys that a unit finds.
 Json configurationAsJson(const Bytes& contents) {
   const std::span area = std::span(contents).first(std::min(contents.size(), kDeviceAreaSize));
   const AreaReport report = reportOnArea(area);
@@ -67,7 +67,8 @@ Json configurationAsJson(const Bytes& contents) {
   return {{"isStore", report.isHeaderSound}, {"keys", keys}};
 }
 
-/// Null when there is nothing to decode, or it cannot be decoded.
+/// Returns what the contents decode to; null when there is nothing to decode, or it cannot be
+/// decoded.
 Json decodedForm(const std::string& path, const Bytes& contents) {
   if (path == kDiagnosticDataFile) return diagnosticDataAsJson(contents);
   if (path == kConfigurationFile) return configurationAsJson(contents);
@@ -136,7 +137,8 @@ void compare(const Json& given, const Json& actual, const std::string& place,
   }
 }
 
-/// The raw contents are what the rest is compared with; their digits may be grouped in any way.
+/// Returns the document without the raw contents: the rest is compared with what they decode to,
+/// and their digits may be grouped in any way.
 Json withoutRawForms(Json document) {
   for (auto& [path, file] : document["files"].items()) {
     file.erase("hex");
@@ -146,7 +148,7 @@ Json withoutRawForms(Json document) {
 }
 
 Json parse(std::span<const uint8_t> text, const std::string& name) {
-  // What copies and compares values below goes a level deeper for each of theirs.
+  // Copying and comparing values below recurses once for each of their levels.
   constexpr int kDeepest = 100;
   const auto limit = [&](int depth, Json::parse_event_t, const Json&) {
     if (depth > kDeepest) throw CommandError(kFailed, name + ": is nested too deeply");

@@ -23,11 +23,12 @@ std::string documentText(const UnitImage& image);
 /// the document in messages.
 UnitImage imageOfDocument(std::span<const uint8_t> text, const std::string& name);
 
-/// What a property list holds; null when `contents` is not one. Data and dates, which JSON lacks,
-/// are {"data": DIGITS} and {"date": null}.
+/// Returns what a property list holds; null when `contents` is not one. Data and dates, which JSON
+/// lacks, are {"data": DIGITS} and {"date": null}.
 nlohmann::ordered_json propertiesAsJson(std::span<const uint8_t> contents);
 
-/// What a unit is, from its files, by the names that `device show` uses; null for what it lacks.
+/// Returns what a unit is, from its files, under the names that `device show` uses; null for what
+/// it lacks.
 nlohmann::ordered_json factsOf(const UnitImage& image);
 
 }  // namespace corvane::tools

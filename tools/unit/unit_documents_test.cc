@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 class UnitDocumentsTest : public ::testing::Test {
  protected:
-  /// A unit that stations have used.
+  /// Returns a unit that stations have used.
   VirtualDevice usedUnit(const std::string& name, uint8_t status) const {
     host::UnitFacts facts;
     facts.bootArgs = "a=<&\u00e9";
@@ -57,7 +57,7 @@ TEST_F(UnitDocumentsTest, AnImportedUnitExportsTheSameBytesAndKeepsItsOtherFiles
   const VirtualDevice made(_folder.path() / "new");
   EXPECT_EQ(textOf(made), text);
   EXPECT_EQ(made.facts(), first.facts());
-  // Nothing is left beside the units, of an import that was killed either.
+  // Nothing is left beside the units, not even of an import that was killed.
   EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), {}), 3);
 }
 

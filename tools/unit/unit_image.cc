@@ -32,8 +32,8 @@ constexpr size_t kLargestFile = size_t{64} << 20;
 /// A document has up to three characters for each byte of a unit's files.
 constexpr size_t kLargestDocument = size_t{512} << 20;
 
-/// Whether `name` is the file of a data set: NAME.bin, or NAME.committed with the contents that a
-/// reboot restores. Nobody can ask a unit for a name that is not UTF-8.
+/// Returns whether `name` is the file of a data set: NAME.bin, or NAME.committed with the contents
+/// that a reboot restores. Nobody can ask a unit for a name that is not UTF-8.
 bool isDataSetFile(std::string_view name) {
   for (const std::string_view extension : {".bin", ".committed"}) {
     if (name.ends_with(extension) && name.size() > extension.size()) {

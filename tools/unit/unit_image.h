@@ -26,7 +26,7 @@ inline constexpr char kTestLogFile[] = "root/private/var/logs/CorvaneTov/log.txt
 /// What an image is about: a whole unit, or one data set that was dumped.
 enum class ImageKind { kUnit, kData, kSysCfg };
 
-/// "unit", "data" or "syscfg".
+/// Returns "unit", "data" or "syscfg".
 std::string nameOf(ImageKind kind);
 
 /// The contents of a unit's files by path: the registry, the NVRAM variables, the data sets with
@@ -51,10 +51,10 @@ UnitImage readUnitFolder(const std::filesystem::path& folder);
 /// is a dump of; `name` is for that message.
 UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name);
 
-/// Reads any of a unit's folder, an exported document or a raw dump; "-" is standard input, which
-/// is one of the latter two. Throws CommandError.
+/// Reads a unit's folder, an exported document or a raw dump; "-" is standard input, which holds
+/// one of the latter two. Throws CommandError.
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
-/// Returns the same for one of several sources, of which only the dumps are of that kind.
+/// Reads one of several sources in the same way, but ignores `kind` for a folder.
 UnitImage readOneOfImages(const std::string& source, std::optional<DumpKind> kind);
 
 }  // namespace corvane::tools

@@ -34,8 +34,8 @@ void sync(const fs::path& path) {
   if (!file || ::fsync(file.get()) != 0) fail(path);
 }
 
-/// A new unit beside the one that it replaces. Removed with the object, as what has not taken the
-/// unit's place or what was there before.
+/// A new unit beside the one that it replaces. The destructor removes the new unit, or the replaced
+/// one when the new unit has taken its place.
 class StagedUnit {
  public:
   explicit StagedUnit(const fs::path& target) : _target(target) {
@@ -50,7 +50,7 @@ class StagedUnit {
   StagedUnit(const StagedUnit&) = delete;
   StagedUnit& operator=(const StagedUnit&) = delete;
 
-  /// Removes what imports left that were stopped. Callers hold the unit's lock, so none is running.
+  /// Removes what stopped imports left. Callers hold the unit's lock, so no import is running.
   static void removeLeftovers(const fs::path& target) {
     std::error_code ignored;
     const std::string name = prefix(target).filename().string();
@@ -60,7 +60,7 @@ class StagedUnit {
   }
 
   /// Gives the new unit everything of the old one that no image has. Files are linked, not copied:
-  /// the lock has to be the same file, which other processes may be waiting for.
+  /// the lock must stay the same file, for which other processes may be waiting.
   void linkOtherFiles() const {
     for (auto entry = fs::recursive_directory_iterator(_target);
          entry != fs::recursive_directory_iterator(); ++entry) {
@@ -135,7 +135,8 @@ class StagedUnit {
     struct stat old {};
     const bool isThere = ::lstat(from.c_str(), &old) == 0;
     if (!isThere && ::lstat(_target.c_str(), &old) != 0) {
-      // A new unit. What mkdtemp made is closed to others; the user's mask decides, as below it.
+      // A new unit. mkdtemp closed its folder to others; the user's mask decides, as for those
+      // below it.
       if (to == _folder) fs::permissions(to, fs::status(_folder / "data").permissions());
       return;
     }
