@@ -2,11 +2,11 @@
 #define CORVANE_BOOTARGS_BOOT_ARGS_H_
 
 /// @file
-/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args", which
-/// each call reads afresh from the registry entry "IODeviceTree:/options" and writes to the service
-/// "IODTNVRAM". They take effect at the next boot. A word is searched for as plain, case-sensitive
-/// text and is also found inside longer words. The editing functions report no failure; of two
-/// callers that edit at once, one can lose its edit.
+/// The kernel's boot arguments, words separated by blanks: the NVRAM variable "boot-args". Nothing
+/// is cached: calls read it from the registry entry "IODeviceTree:/options" and write it to the
+/// service "IODTNVRAM". Changes take effect at the next boot. A word is searched for as plain,
+/// case-sensitive text and is also found inside longer words. The editing functions report no
+/// failure; of two callers that edit at once, one can lose its edit.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <stdbool.h>

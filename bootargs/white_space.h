@@ -5,8 +5,8 @@
 
 namespace corvane {
 
-/// Whether the platform takes the character for white space: blanks of every width and tabs, not
-/// line breaks.
+/// Returns whether the platform counts the character as white space: blanks of every width and
+/// tabs, but not line breaks.
 inline bool isWhiteSpace(UniChar unit) {
   switch (unit) {
     case '\t':

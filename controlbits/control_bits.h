@@ -50,13 +50,13 @@ class CORVANE_EXPORT ControlBits {
   static void writeControlBits(int32_t offset, int32_t status, int32_t count);
 
   /// Sets the status of the test suite's own byte, at offset 18, to `status`, a
-  /// CorvaneControlBitStatus. Another value is reported in the log and written all the same, not
-  /// cut to two bits.
+  /// CorvaneControlBitStatus. Another value is reported in the log but still written, not cut to
+  /// two bits.
   static void writeCorvaneStatus(int32_t status);
 
   /// Sets the status of the log-collection byte, at offset 9, to `status`, a
-  /// LogCollectionControlBitStatus. Another value is reported in the log and written all the same,
-  /// not cut to two bits.
+  /// LogCollectionControlBitStatus. Another value is reported in the log but still written, not cut
+  /// to two bits.
   static void writeLogCollectionStatus(int32_t status);
 
   /// @name The keys of the configuration area
@@ -118,13 +118,14 @@ class CORVANE_EXPORT ControlBits {
 
   /// Appends a record with the current time to the chain of at most 20: `station`, the two low bits
   /// of `testResult`, and `diagnosticData`, which is empty when null. Returns false when no slot is
-  /// left or a slot cannot be read; otherwise true, even when writing failed. The log tells.
+  /// left or a slot cannot be read; otherwise true, even when the write failed, which only the log
+  /// reports.
   ///
   /// The text has at most 13 characters (9 where the platform's time value has 32 bits), counted as
-  /// UTF-16 units: an emoji is two. A longer one, such as seven emoji, ends the process, and the
-  /// last record of the chain is then marked as continued already: unless the slot after it is
-  /// free, what that slot holds is listed as a record from then on. As many bytes of the UTF-8 text
-  /// are kept as it has characters, and one: characters that take several bytes cut it short.
+  /// UTF-16 units: an emoji is two. A longer one, such as seven emoji, ends the process. By then
+  /// the last record of the chain is marked as continued: unless the slot after it is free, the
+  /// contents of that slot are listed as a record from then on. Of the UTF-8 text, as many bytes
+  /// are kept as it has characters, plus one: characters that take several bytes cut it short.
   static bool writeDiagnosticsRecord(uint8_t station, int32_t testResult,
                                      CFStringRef diagnosticData);
 };

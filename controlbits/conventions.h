@@ -12,7 +12,7 @@ namespace corvane {
 inline constexpr uint32_t kLogCollectionOffset = 9;
 inline constexpr uint32_t kSuiteStatusOffset = 18;
 
-/// Writes a line of the test log as the operations of ControlBits write theirs.
+/// Writes a line to the test log under the test name of the operations of ControlBits.
 inline void logLine(CFStringRef message) { Log::write(message, CFSTR("Control Bits"), 0); }
 
 }  // namespace corvane

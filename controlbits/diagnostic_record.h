@@ -60,8 +60,8 @@ constexpr bool isContinued(const DiagnosticRecord<Time>& record) {
   return (record.flags & kRecordContinued) != 0;
 }
 
-/// Returns whether the slot is free. A 64-bit time must be 0xFFFFFFFF as a whole: a slot of 0xFF
-/// bytes only is free in the 32-bit layout, and a record in the 64-bit one.
+/// Returns whether the slot is free. A 64-bit time must be 0xFFFFFFFF as a whole: a slot of only
+/// 0xFF bytes is free in the 32-bit layout, and a record in the 64-bit one.
 template <typename Time>
 constexpr bool isFreeSlot(const DiagnosticRecord<Time>& record) {
   constexpr Time kFreeTime = static_cast<Time>(kFreeSlotTime);

@@ -21,7 +21,7 @@ class DiagnosticRecordsTest : public corvane::testing::UnitTest {
     return ControlBits::writeDiagnosticsRecord(station, result, cfString(message).get());
   }
 
-  /// Each record as "station/version/result/message"; "-" for an entry that is not there.
+  /// Returns each record as "station/version/result/message", with "-" for a missing entry.
   static Strings list() {
     Strings shown;
     const CFRef<CFMutableArrayRef> records = ControlBits::readDiagnosticRecord();

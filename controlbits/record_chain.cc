@@ -55,7 +55,7 @@ CFRef<CFNumberRef> numberOf(int32_t value) {
   return CFRef<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value));
 }
 
-/// A value that could not be made leaves its key out.
+/// Adds the entry unless its value is null, which means that it could not be made.
 template <typename Ref>
 void addEntry(CFMutableDictionaryRef dictionary, CFStringRef key, const CFRef<Ref>& value) {
   if (value) CFDictionaryAddValue(dictionary, key, value.get());
@@ -74,7 +74,7 @@ CFRef<CFMutableDictionaryRef> dictionaryOf(const DiagnosticRecord<Time>& record)
   return dictionary;
 }
 
-/// Copies `length` bytes to a field of `room` bytes. More than fits ends the process in the C
+/// Copies `length` bytes to a field of `room` bytes. A greater length ends the process in the C
 /// library's checked copy, which is called by name so that it does not depend on how the caller is
 /// compiled. The address sanitizer would report the overflow before the copy does.
 [[gnu::no_sanitize_address]] void copyChecked(char* field, size_t room, const char* bytes,
@@ -82,7 +82,7 @@ CFRef<CFMutableDictionaryRef> dictionaryOf(const DiagnosticRecord<Time>& record)
   __builtin___memcpy_chk(field, bytes, length, room);
 }
 
-/// Writes what `source` says over the bytes of `record`.
+/// Overwrites the bytes of `record` with what `source` holds.
 template <typename Time>
 void fillRecord(DiagnosticRecord<Time>& record, const NewRecord<Time>& source) {
   const uint32_t result = static_cast<uint32_t>(source.testResult) & kRecordResultMask;
@@ -91,7 +91,7 @@ void fillRecord(DiagnosticRecord<Time>& record, const NewRecord<Time>& source) {
   record.flags =
       static_cast<uint8_t>((record.flags & kRecordSpareFlag) | result << kRecordResultShift);
 
-  // As many bytes as the string has UTF-16 units, and one: a character of several bytes takes the
+  // As many bytes as the string has UTF-16 units, plus one: a character of several bytes takes the
   // place of the zero. Zeros follow a text that has fewer bytes than units.
   std::string text = utf8Bytes(source.message);
   const auto units = static_cast<size_t>(source.message ? CFStringGetLength(source.message) : 0);

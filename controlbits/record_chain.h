@@ -32,7 +32,7 @@ RecordChain<Time> readChain(std::span<const uint8_t> contents);
 /// Record storage and its log sink.
 class RecordArea {
  public:
-  /// Both return 0, or the code of the failure; an offset counts from the start of the data set.
+  /// Return 0, or the code of the failure. An offset counts from the start of the data set.
   virtual uint32_t read(uint32_t offset, uint32_t length, void* destination) = 0;
   virtual uint32_t write(uint32_t offset, uint32_t length, const void* bytes) = 0;
   virtual void report(CFStringRef message, CFStringRef testName, int32_t indentation) = 0;
@@ -57,7 +57,7 @@ struct NewRecord {
   uint8_t station;
   /// The two low bits are stored.
   int32_t testResult;
-  /// May be absent. One that is longer than a record holds ends the process.
+  /// May be null. A message that is longer than a record holds ends the process.
   CFStringRef message;
 };
 

@@ -92,7 +92,7 @@ TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy)
 TYPED_TEST(RecordChainTest, AnUnreadableSlotEndsTheListAndIsNoPlaceForARecord) {
   this->_area.bytes.assign(128 + 3 * TestFixture::kSize - 1, 0);
   this->_area.bytes[128 + sizeof(TypeParam) + 1] = 0x40;
-  // The next slot is not there: its predecessor is marked all the same.
+  // The next slot is missing, but its predecessor is still marked.
   EXPECT_TRUE(this->append("x"));
   EXPECT_EQ(CFArrayGetCount(listRecords<TypeParam>(this->_area).get()), 2);
   EXPECT_FALSE(this->append("x"));

@@ -43,7 +43,7 @@ void writeFixedByte(uint32_t offset, int32_t status, const FixedByteTexts& texts
   const auto line = static_cast<uint32_t>(status);
   logLine(line < texts.statusLines.size() ? texts.statusLines[line] : texts.badStatus);
 
-  // A bad status, reported above, is written all the same.
+  // A bad status, reported above, is still written.
   uint8_t byte = readByte(offset, CFSTR("readBits failed during writeStatus"));
   const bool changed = changeTestStatus(&byte, line) != 0;
   traceByte(CFSTR("New byte = %02x"), byte);

@@ -16,7 +16,7 @@ struct Close {
 using ReadStore = std::unique_ptr<syscfg_handle, Close<false>>;
 using WriteStore = std::unique_ptr<syscfg_handle, Close<true>>;
 
-/// A negative number becomes a very large one.
+/// Converts a number to size_t. A negative one becomes very large.
 size_t widened(int32_t number) { return static_cast<size_t>(int64_t{number}); }
 
 }  // namespace

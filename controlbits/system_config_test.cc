@@ -29,7 +29,7 @@ int32_t write(uint32_t key, const Bytes& value) {
   return ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
 }
 
-/// The value of `key`; empty when it is not present, which must leave the buffer untouched.
+/// Returns the value of `key`; empty when it is not present, which must leave the buffer untouched.
 Bytes read(uint32_t key) {
   Bytes value(8192, 0xAA);
   const int32_t length = ControlBits::readSystemConfig(value.data(), key);
@@ -49,7 +49,7 @@ class SystemConfigTest : public corvane::testing::UnitTest {
  protected:
   SystemConfigTest() { EXPECT_EQ(ControlBits::getReady(), 0); }
 
-  /// What the accessor reports while `work` runs under `rules`.
+  /// Returns what the accessor reports while `work` runs under `rules`.
   Strings reportsOf(const char* rules, const std::function<void()>& work) {
     Strings lines = traceOf(rules, work).systemLog;
     std::erase_if(lines, [](const std::string& line) { return !line.starts_with("Failed"); });
@@ -135,7 +135,7 @@ TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
   }
 }
 
-/// As the header advises a station that cannot rule out a failing read.
+/// Follows the advice of the header to a station that cannot rule out a failing read.
 TEST_F(SystemConfigTest, AStationThatReadsTheAreaFirstLosesNoKeyToAFailedRead) {
   write(1, {1});
   for (int read = 1; read <= 5; ++read) {

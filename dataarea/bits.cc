@@ -26,8 +26,8 @@ uint32_t reportInvalid(CFStringRef format) {
   return kDataAreaFailure;
 }
 
-/// The data area's write request. It retains none of its keys and values and compares keys by
-/// identity; the number and the data object live as long as the caller's owners.
+/// Fills the data area's write request, which retains none of its keys and values and compares keys
+/// by identity; the number and the data object live as long as the caller's owners.
 void fillRequest(CFMutableDictionaryRef request, CFStringRef set, int32_t commit,
                  CFNumberRef offset, CFDataRef buffer) {
   CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataSet"), set);
@@ -95,7 +95,7 @@ uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringR
     Log::writeDebug(CFSTR("Call to getDataAreaBytePtr() failed"), nullptr, 1);
     return kDataAreaFailure;
   }
-  // Summed without wrapping: a range that only fits when its end wraps at 32 bits is outside the
+  // Added without wrapping: a range that only fits when its end wraps at 32 bits is outside the
   // set.
   if (uint64_t{offset} + length > available) {
     Log::writeDebug(CFSTR("Request size invalid."), nullptr, 1);

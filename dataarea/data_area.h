@@ -33,9 +33,9 @@ CORVANE_EXPORT uint32_t getMasterPort(void);
 /// with `gDataArea` 0. A handle from an earlier call is overwritten and stays referenced.
 CORVANE_EXPORT uint32_t getDataArea(void);
 
-/// Stores in `*bytes` where the current contents of the data set named `set` are, and in `*length`
-/// how long: the value of the data area's property of that name. Returns 1, or 0 when there is no
-/// such property or it is not data; nothing is stored then.
+/// Stores the address of the current contents of the data set named `set` in `*bytes` and their
+/// length in `*length`. The contents are the value of the data area's property of that name.
+/// Returns 1, or 0 when there is no such property or it is not data; nothing is stored then.
 ///
 /// The bytes belong to the library and are valid until the next read or write of the data area by
 /// anything: this function, `readBits`, `writeBits`, any operation of `ControlBits`, and

@@ -8,15 +8,15 @@
 
 namespace corvane {
 
-/// The data set of the control-bit bytes and the diagnostic records. Null, which names no data set,
-/// when there is no memory for its name.
+/// Returns the name of the data set of the control-bit bytes and the diagnostic records. Returns
+/// null, which names no data set, when there is no memory for the name.
 inline CFStringRef diagnosticDataSet() noexcept try {
   return CFSTR("VelmoDiagnosticData");
 } catch (const std::exception&) {
   return nullptr;
 }
 
-/// The data set that holds the configuration area; null as above.
+/// Returns the name of the data set that holds the configuration area; null as above.
 inline CFStringRef configurationDataSet() noexcept try {
   return CFSTR("VelmoDiagnosticDataSysCfg");
 } catch (const std::exception&) {

@@ -12,7 +12,7 @@ using corvane::configurationDataSet;
 
 namespace {
 
-/// Writes a line of the system log; without memory there is none.
+/// Writes a line to the system log, or drops it when memory runs out.
 void report(CFStringRef (*format)(), uint32_t status) try {
   NSLog(format(), status);
 } catch (const std::exception&) {

@@ -22,7 +22,7 @@ Bytes counting(size_t length, uint8_t first) {
   return bytes;
 }
 
-/// Each test begins as a new process does, without a staging buffer.
+/// Begins each test as a new process begins, without a staging buffer.
 class NorAccessTest : public corvane::testing::UnitTest {
  protected:
   NorAccessTest() {

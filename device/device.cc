@@ -32,7 +32,7 @@ bool optionsHoldUmts() {
   return std::strstr(options->c_str(), "UMTS") != nullptr;
 }
 
-/// Returns whether the device has the part. Without memory to find out, it has none.
+/// Returns whether the device has the part; false when memory runs out.
 bool isPresent(Presence presence) try {
   switch (presence) {
     case Presence::kNo:
@@ -49,7 +49,7 @@ bool isPresent(Presence presence) try {
   return false;
 }
 
-/// Returns the device's model, for which its name is asked for once.
+/// Returns the device's model, asking for its name once.
 const Model& model() try {
   return modelOf(utf8Bytes(Device::sharedInstance()->deviceName()));
 } catch (const std::exception&) {
@@ -61,7 +61,7 @@ const Model& model() try {
 Device* Device::sharedInstance() { return gSharedInstance ? gSharedInstance : init(); }
 
 Device* Device::init() {
-  // In static storage, so that there is an instance without memory, too.
+  // In static storage, so that there is an instance even when memory runs out.
   alignas(Device) static std::byte storage[sizeof(Device)];
   if (!gSharedInstance) gSharedInstance = new (storage) Device;
   return gSharedInstance;

@@ -15,7 +15,7 @@ class CORVANE_EXPORT Device {
   Device& operator=(const Device&) = delete;
   ~Device() = delete;
 
-  /// Both return the instance; a further initialisation leaves it as it is.
+  /// Return the instance. A second initialisation does not change it.
   /// @{
   static Device* sharedInstance();
   static Device* init();

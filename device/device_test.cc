@@ -16,7 +16,8 @@ using host::VirtualDevice;
 
 constexpr uint32_t kOptionsKey = 0x4F505453;
 
-/// What `work` returns in a process of its own, in which nobody has asked for the device yet.
+/// Returns what `work` returns in a process of its own, in which nobody has asked for the device
+/// yet.
 std::string inFreshProcess(const std::function<std::string()>& work) {
   const corvane::testing::TemporaryFolder folder;
   const pid_t child = ::fork();
@@ -30,7 +31,8 @@ std::string inFreshProcess(const std::function<std::string()>& work) {
   return corvane::testing::readText(folder.path() / "result");
 }
 
-/// "wcgb" for a device that has Wi-Fi, compass, gyroscope and baseband; "-" for what it has not.
+/// Returns "wcgb" for a device that has Wi-Fi, compass, gyroscope and baseband, with "-" for each
+/// part that it lacks.
 std::string capabilities() {
   return std::string(Device::hasWiFi() ? "w" : "-") + (Device::hasCompass() ? "c" : "-") +
          (Device::hasGyro() ? "g" : "-") + (Device::hasBaseband() ? "b" : "-");
@@ -54,7 +56,7 @@ class DeviceTest : public corvane::testing::UnitTest {
                                    static_cast<int32_t>(value.size()), kOptionsKey);
   }
 
-  /// What `work` returns in a fresh process under the fault rules.
+  /// Returns what `work` returns in a fresh process under the fault rules.
   std::string under(const std::string& rules, const std::function<std::string()>& work) {
     std::string result;
     traceOf(rules, [&] { result = inFreshProcess(work); });

@@ -24,7 +24,7 @@ constexpr std::optional<int64_t> kNull;
 
 struct NamedCall {
   std::string_view name;
-  /// kNull when the function can only fail by yielding null.
+  /// kNull when the function can only fail by returning null.
   std::optional<int64_t> result;
 };
 
@@ -52,7 +52,7 @@ struct Rules {
   std::vector<StuckByte> stuck;
 };
 
-/// Returns the whole of `text` as a number in C notation (decimal, 0x, leading 0; a sign). Nothing
+/// Returns the whole of `text` as a number in C notation (decimal, 0x, leading 0; a sign); nothing
 /// when it is not one.
 std::optional<int64_t> parseNumber(std::string_view text) {
   const std::string copy(text);
@@ -64,7 +64,7 @@ std::optional<int64_t> parseNumber(std::string_view text) {
   return value;
 }
 
-/// Cuts `text` at the first `mark` and returns what follows it. Nothing when there is no mark.
+/// Cuts `text` at the first `mark` and returns what follows it; nothing when there is no mark.
 std::optional<std::string_view> cutAt(std::string_view& text, char mark) {
   const size_t at = text.find(mark);
   if (at == std::string_view::npos) return {};
@@ -200,7 +200,8 @@ class RuleBook {
   std::array<uint64_t, kCalls.size()> _counts{};
 };
 
-/// Never destroyed: platform calls are made until the last static destructor has run.
+/// Returns the rule book, which is never destroyed: platform calls are made until the last static
+/// destructor has run.
 RuleBook& ruleBook() {
   static RuleBook& book = *new RuleBook;
   return book;

@@ -23,12 +23,12 @@ enum class Call {
 /// True from the start: CORVANE_FAULTS is read when the first call asks.
 extern std::atomic<bool> gMayHaveRules;
 
-/// What `injectedFault` returns once there may be rules.
+/// Returns the result of `injectedFault` once there may be rules.
 std::optional<int64_t> faultByRules(Call call);
 
 /// Counts one call of the function. Returns what the call must return instead of doing its work,
-/// with 0 for null. Nothing when no rule fails this call. Each call asks exactly once, before
-/// anything else.
+/// with 0 for null. Returns nothing when no rule fails this call. Each call asks exactly once,
+/// before anything else.
 inline std::optional<int64_t> injectedFault(Call call) {
   if (!gMayHaveRules.load(std::memory_order_acquire)) return {};
   return faultByRules(call);
@@ -37,8 +37,8 @@ inline std::optional<int64_t> injectedFault(Call call) {
 /// Overwrites the stuck bytes of data set `set` in its contents.
 void applyStuckBytes(CFStringRef set, CFMutableDataRef contents);
 
-/// Replaces this process's rules and starts counting anew. Returns what is wrong with the first
-/// rule that cannot be used, and then changes nothing. Returns an empty text when all can.
+/// Replaces this process's rules and starts counting from 0. Returns an empty text, or changes
+/// nothing and returns what is wrong with the first rule that cannot be used.
 std::string setFaultRules(std::string_view rules);
 
 /// Returns how often each function that a rule can name was called since the rules were set,

@@ -25,14 +25,14 @@ class Handles {
  public:
   /// Returns a new name for `object`, with one reference.
   uint32_t add(std::shared_ptr<KernelObject> object);
-  /// Returns null for a name that is not held.
+  /// Returns the object that is held as `name`; null for a name that is not held.
   std::shared_ptr<KernelObject> find(uint32_t name);
   /// Drops one reference, and with the last one the name. Returns false for a name that is not
   /// held.
   bool release(uint32_t name);
-  /// Returns 0 for a name that is not held.
+  /// Returns how many references `name` has; 0 for a name that is not held.
   uint32_t references(uint32_t name);
-  /// How many names are held.
+  /// Returns how many names are held.
   size_t count();
 
  private:
@@ -50,7 +50,7 @@ class Handles {
   std::unordered_map<uint32_t, Entry> _entries;
 };
 
-/// This process's handles.
+/// Returns this process's handles.
 Handles& handles();
 
 /// Returns the object of that kind that this process holds as `name`; null when there is none.

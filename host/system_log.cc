@@ -22,8 +22,8 @@
 namespace corvane::host {
 namespace {
 
-/// "2026-11-16 00:05:09.250 station[812:1] ", as the device's log begins its entries. The reentrant
-/// conversion leaves the record that programs share alone.
+/// Returns "2026-11-16 00:05:09.250 station[812:1] ", as entries begin in the device's log. The
+/// reentrant conversion does not change the record that programs share.
 std::string entryPrefix() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -37,8 +37,8 @@ std::string entryPrefix() {
   return prefix;
 }
 
-/// Waits until no other process appends. A process that was stopped while it did is not waited for
-/// long: a torn entry is better than a station that hangs.
+/// Waits until no other process appends, but not long for a process that was stopped while it did:
+/// a torn entry is better than a station that hangs.
 void lockForAppend(int log) {
   constexpr timespec kPause{0, 1000000};
   for (int attempt = 0; attempt < 200; ++attempt) {
@@ -78,7 +78,7 @@ bool areDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-/// Whether the text has the form of `pattern`, in which "0" stands for a digit.
+/// Returns whether the text has the form of `pattern`, in which "0" stands for a digit.
 bool hasForm(std::string_view text, std::string_view pattern) {
   if (text.size() != pattern.size()) return false;
   for (size_t i = 0; i < text.size(); ++i) {

@@ -22,7 +22,7 @@ namespace corvane::host {
 class __attribute__((visibility("default"))) UnitLock {
  public:
   /// Locks the unit that the platform calls of this process are about. Locks nothing when that unit
-  /// cannot be used: those calls fail anyway. Throws DeviceError when the lock cannot be had.
+  /// cannot be used: those calls fail anyway. Throws DeviceError when the lock cannot be acquired.
   UnitLock();
   /// Locks the unit in `folder`, which must exist. Throws DeviceError.
   explicit UnitLock(const std::filesystem::path& folder);

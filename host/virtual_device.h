@@ -27,9 +27,9 @@ class UnitFolder;
 ///     runMyStation();
 ///     EXPECT_EQ(unit.dataSet("VelmoDiagnosticData")[18], 0xFC);
 ///
-/// Whatever cannot be done throws DeviceError, whose text names the file and the reason, and has
-/// changed nothing. Changes are durable when they return and take the unit's lock for themselves; a
-/// program that changes what it has read holds the lock over both (`unit_lock.h`).
+/// A function that fails throws DeviceError, whose text names the file and the reason, and changes
+/// nothing. Changes are durable when they return and take the unit's lock for themselves; a program
+/// that changes what it has read holds the lock over both (`unit_lock.h`).
 class __attribute__((visibility("default"))) VirtualDevice {
  public:
   /// Opens the unit in `folder`. A missing or empty folder is made into a unit with `facts` first.
@@ -51,11 +51,11 @@ class __attribute__((visibility("default"))) VirtualDevice {
 
   /// Returns the facts that the unit's files hold now.
   UnitFacts facts() const;
-  /// Makes `facts` the unit's: changes those that differ; what else the unit's files hold stays.
+  /// Makes `facts` the unit's: changes those that differ and keeps what else the unit's files hold.
   void setFacts(const UnitFacts& facts);
 
-  /// Returns the bytes of the data set named `set` as the registry publishes them, without stuck
-  /// ones.
+  /// Returns the bytes of the data set named `set` as the registry publishes them, but without
+  /// stuck ones.
   std::vector<uint8_t> dataSet(const std::string& set) const;
   /// Makes `contents` the whole data set named `set`, whatever size it had, and commits that.
   void setDataSet(const std::string& set, std::span<const uint8_t> contents);
@@ -65,7 +65,7 @@ class __attribute__((visibility("default"))) VirtualDevice {
   void reboot();
 
   /// Makes `rules` the fault rules of this process, which "$CORVANE_FAULTS" set at first, and
-  /// counts calls afresh; an empty text removes all. Throws DeviceError for a rule that cannot be
+  /// counts calls from 0; an empty text removes all. Throws DeviceError for a rule that cannot be
   /// used.
   static void setFaults(std::string_view rules);
   /// Returns how often this process called each function that a rule can name since it set its
@@ -73,8 +73,8 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// occurrence.
   static std::map<std::string, uint64_t> callsMade();
 
-  /// Returns what NSLog wrote, one message an element, without its time and process. Empty when
-  /// there is none.
+  /// Returns what NSLog wrote, one message an element, without its time and process; an empty list
+  /// when there is none.
   std::vector<std::string> systemLog() const;
 
   /// Returns how many registry objects and Mach ports this process holds, over all units.

@@ -17,7 +17,7 @@ struct tm localTimeNow();
 /// second of `time`. Returns null when it cannot be made.
 CFRef<CFStringRef> timeText(CFStringRef format, const struct tm& time);
 
-/// `a + b` and `a - b` of any two fields: out-of-range readings wrap instead of being undefined.
+/// Add and subtract any two fields: out-of-range readings wrap instead of being undefined.
 constexpr int32_t wrappingAdd(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }

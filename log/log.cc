@@ -44,7 +44,7 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
 /// one. Guarded by fileLock().
 bool gMayBeCut = true;
 
-/// Never destroyed: static destructors log too.
+/// Returns the lock of the log, which is never destroyed: static destructors log, too.
 std::mutex& fileLock() {
   static std::mutex& lock = *new std::mutex;
   return lock;
@@ -57,7 +57,7 @@ void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) 
   NSLog(CFSTR("%@"), message);
   write(line.get());
 } catch (const std::exception&) {
-  // Without memory the line is dropped.
+  // The line is dropped when memory runs out.
 }
 
 void Log::write(CFStringRef line) try {
@@ -72,7 +72,7 @@ void Log::write(CFStringRef line) try {
   createDirectories(path.substr(0, path.rfind('/')));
   const ScopedFile file(std::fopen(path.c_str(), "ae"));
   if (!file) return;
-  // What a full disk left of a line gets a line of its own.
+  // Ends the part of a line that a full disk left.
   const bool isCut = gMayBeCut && endsInsideLine(path);
   std::setvbuf(file.get(), buffer.get(), _IOFBF, room);
   if (isCut) std::fputc('\n', file.get());
@@ -80,7 +80,7 @@ void Log::write(CFStringRef line) try {
   std::fputc('\n', file.get());
   gMayBeCut = std::fflush(file.get()) != 0;
 } catch (const std::exception&) {
-  // Without memory the line is dropped.
+  // The line is dropped when memory runs out.
 }
 
 void Log::writeDebug(CFStringRef, CFStringRef, int32_t) {}

@@ -34,7 +34,8 @@ class CORVANE_EXPORT Log {
   /// the system has the line on return.
   static void write(CFStringRef line);
 
-  /// The debug trace: does nothing, on purpose, with `message`, `testName` and `indentation`.
+  /// Drops a line of the debug trace, on purpose: does nothing with `message`, `testName` and
+  /// `indentation`.
   static void writeDebug(CFStringRef message, CFStringRef testName, int32_t indentation);
 
   /// Appends the station message that `formatPalvireMessage` makes of `message`, `sid` and
@@ -42,7 +43,7 @@ class CORVANE_EXPORT Log {
   static void writePalvireMessage(CFStringRef message, CFStringRef sid, CFStringRef msgType);
 
   /// Returns one line of comma-separated fields: an empty context, the local time ("2026/11/16
-  /// 00:05:09"), `sid` with double quotes turned into apostrophes, `msgType` with double quotes
+  /// 00:05:09"), `sid` with double quotes replaced by apostrophes, `msgType` with double quotes
   /// removed, and `message` verbatim, which holds the caller's further fields and may be null or
   /// empty. A null `sid` or `msgType` shows as "(null)". Returns null when the line cannot be made.
   static CFRef<CFStringRef> formatPalvireMessage(CFStringRef message, CFStringRef sid,

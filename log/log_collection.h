@@ -12,7 +12,7 @@ CORVANE_EXTERN_C_BEGIN
 
 /// Returns whether the device's log collection is of the new style: the value of "newLogCollection"
 /// in the property list "/var/logs/CorvaneTov/Expected/logCollection.plist", which each call reads
-/// afresh. The value is a boolean, or a number, where nonzero is true, or a string, which is true
+/// again. The value is a boolean, or a number, where nonzero is true, or a string, which is true
 /// when it begins with Y, y, T, t or a digit 1 to 9 after white space, a sign and zeros. Returns
 /// false when the file or the key is missing or cannot be used.
 CORVANE_EXPORT bool newLogCollection(void);

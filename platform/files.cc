@@ -27,8 +27,8 @@ off_t endOfCutLine(int file) {
   return size > 0 && ::pread(file, &last, 1, size - 1) == 1 && last != '\n' ? size : kNoCutLine;
 }
 
-/// Returns the contents of the regular file at `path`. Nothing when there is no such file or it
-/// cannot be read to its end.
+/// Returns the contents of the regular file at `path`. Returns nothing when there is no such file
+/// or it cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
   // Without O_NONBLOCK a pipe that nobody writes to would block.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));

@@ -18,8 +18,9 @@ bool fileExists(const std::string& path);
 /// its last byte is not a line feed.
 bool endsInsideLine(const std::string& path);
 
-/// Returns the dictionary at the top of the property-list file at `path`. Null when that is no
-/// regular file, cannot be read to its end, does not fit into memory, or holds something else.
+/// Returns the dictionary at the top of the property-list file at `path`. Returns null when that is
+/// not a regular file, cannot be read to its end, does not fit into memory, or holds something
+/// else.
 CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept;
 
 }  // namespace corvane

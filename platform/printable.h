@@ -7,15 +7,14 @@
 
 namespace corvane {
 
-/// Returns whether the character does something to the text around it in place of being shown:
-/// the controls (U+0000 to U+001F, U+007F to U+009F), the separators of lines and paragraphs
-/// (U+2028, U+2029), and what changes the direction of writing (U+202A to U+202E, U+2066 to
-/// U+2069).
+/// Returns whether the character acts on the text around it instead of being shown: the controls
+/// (U+0000 to U+001F, U+007F to U+009F), the separators of lines and paragraphs (U+2028, U+2029),
+/// and those that change the direction of writing (U+202A to U+202E, U+2066 to U+2069).
 bool isControl(uint32_t codePoint);
 
-/// Returns the text as a terminal or a page can safely be shown it, on one line: each byte of a
-/// control character other than tab and each byte that is not UTF-8 becomes "\x1b" with its own
-/// digits. Everything else stays, backslashes too.
+/// Returns the text in a form that is safe to show on a terminal or a page, on one line: each byte
+/// of a control character other than tab, and each byte that is not UTF-8, becomes "\x1b" with its
+/// own digits. Everything else stays, including backslashes.
 std::string printable(std::string_view text);
 
 }  // namespace corvane

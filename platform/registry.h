@@ -6,12 +6,12 @@
 
 namespace corvane {
 
-/// Returns the first service of class `className`. Owns nothing when there is none.
+/// Returns the first service of class `className`; an empty owner when there is none.
 inline IOObject firstService(const char* className, mach_port_t masterPort = kIOMasterPortDefault) {
   return IOObject(IOServiceGetMatchingService(masterPort, IOServiceMatching(className)));
 }
 
-/// Returns the entry's property. Null when it has none of that name.
+/// Returns the entry's property; null when it has none of that name.
 inline CFRef<CFTypeRef> copyProperty(const IOObject& entry, CFStringRef name) {
   return CFRef<CFTypeRef>(
       IORegistryEntryCreateCFProperty(entry.get(), name, kCFAllocatorDefault, 0));

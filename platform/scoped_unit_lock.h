@@ -7,12 +7,13 @@
 
 namespace corvane {
 
-/// Holds the lock of the virtual device that the platform calls are about: what is read, changed
-/// and written back under it loses no other process's change. Locks nothing on the device, which
-/// has no such lock. Destroy it in the thread that made it.
+/// Holds the lock of the virtual device that the platform calls are about: a program that reads,
+/// changes and writes back under it loses no change of another process. Locks nothing on the
+/// device, which has no such lock. Destroy it in the thread that made it.
 class CORVANE_EXPORT ScopedUnitLock {
  public:
-  /// Throws std::runtime_error with the unit and its holder when the lock cannot be had in time.
+  /// Throws std::runtime_error with the unit and its holder when the lock cannot be acquired in
+  /// time.
   ScopedUnitLock();
 
  private:

@@ -8,24 +8,24 @@
 
 namespace corvane {
 
-/// Returns a new string of `bytes`. Null when they are not valid UTF-8 or the string cannot be
-/// made.
+/// Returns a new string of `bytes`. Returns null when they are not valid UTF-8 or the string cannot
+/// be made.
 CFRef<CFStringRef> textFromUtf8(std::string_view bytes);
 
-/// Returns a new string of `bytes`, taken as Latin-1 when they are not valid UTF-8. Null when it
-/// cannot be made.
+/// Returns a new string of `bytes`, taken as Latin-1 when they are not valid UTF-8. Returns null
+/// when it cannot be made.
 CFRef<CFStringRef> textFromBytes(std::string_view bytes);
 
-/// Returns a new string from `format`, filled as CFStringCreateWithFormat does. Null when it cannot
-/// be made.
+/// Returns a new string from `format`, filled as CFStringCreateWithFormat does. Returns null when
+/// it cannot be made.
 CFRef<CFStringRef> formatText(CFStringRef format, ...);
 
 /// Returns the string's UTF-8 bytes, with "?" for each surrogate that stands alone; no fewer bytes
-/// than the string has UTF-16 units. Empty for null.
+/// than the string has UTF-16 units. Returns "" for null.
 std::string utf8Bytes(CFStringRef string);
 
-/// Returns `text` with each occurrence of `find` replaced by `replacement`. Null when `text` is
-/// null or the result cannot be made.
+/// Returns `text` with each occurrence of `find` replaced by `replacement`. Returns null when
+/// `text` is null or the result cannot be made.
 CFRef<CFStringRef> replacingText(CFStringRef text, CFStringRef find, CFStringRef replacement);
 
 }  // namespace corvane

@@ -7,8 +7,9 @@
 
 namespace corvane {
 
-/// Returns what the device's private Wi-Fi library answers to MobileWiFiContainsRadio: not 0 when
-/// it finds a radio. 0 when there is no such library. Off the device, whether the unit has a radio.
+/// Returns the result of MobileWiFiContainsRadio in the device's private Wi-Fi library: not 0 when
+/// it finds a radio. Returns 0 when there is no such library. Off the device, returns whether the
+/// unit has a radio.
 CORVANE_EXPORT int32_t mobileWiFiContainsRadio();
 
 }  // namespace corvane

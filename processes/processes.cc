@@ -38,7 +38,7 @@ CFRef<CFMutableDictionaryRef> newDictionary() {
                                                                  &kCFTypeDictionaryValueCallBacks));
 }
 
-/// Does nothing when any of the three is null.
+/// Sets an entry, or does nothing when any of the three is null.
 void set(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, CFTypeRef value) {
   if (dictionary && key && value) CFDictionarySetValue(dictionary.get(), key, value);
 }
@@ -48,8 +48,8 @@ void setNumber(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key,
   set(dictionary, key, number.get());
 }
 
-/// The hundredths follow the point without a leading zero, as readers of the records expect: 12.05
-/// s is stored as 12.5.
+/// Sets a time in seconds. The hundredths follow the point without a leading zero, as readers of
+/// the records expect: 12.05 s is stored as 12.5.
 void setTime(const CFRef<CFMutableDictionaryRef>& dictionary, CFStringRef key, time_value_t time) {
   const CFRef<CFStringRef> text =
       formatText(CFSTR("%d.%d"), time.seconds, time.microseconds / 10'000);
@@ -142,7 +142,7 @@ CFMutableDictionaryRef Processes::refreshProcesses() try {
   }
   return _processes.get();
 } catch (const std::exception&) {
-  // Without memory the pass ends.
+  // The pass ends when memory runs out.
   return _processes.get();
 }
 

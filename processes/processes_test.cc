@@ -14,7 +14,7 @@ namespace {
 using Kernel = corvane::testing::ScriptedKernel;
 using Keys = std::set<std::string>;
 
-/// A thread with these times, usage, state and flags.
+/// Returns a thread with these times, usage, state and flags.
 Kernel::Thread thread(time_value_t user, time_value_t system, integer_t usage, integer_t state,
                       integer_t flags) {
   return {{user, system, usage, 1, state, flags, 0, 0}};
@@ -28,7 +28,7 @@ std::string printed(const std::function<void()>& work) {
   return ::testing::internal::GetCapturedStdout();
 }
 
-/// A text of the object's values. A dictionary's keys are in alphabetical order.
+/// Returns the object's values as text. A dictionary's keys are in alphabetical order.
 std::string shown(CFTypeRef object) {
   if (!object) return "none";
   std::string text;
@@ -61,7 +61,7 @@ std::string shown(CFTypeRef object) {
 
 class ProcessesTest : public corvane::testing::UnitTest {
  protected:
-  /// A kernel task, the caller, a process of two threads and one without any.
+  /// Scripts a kernel task, the caller, a process of two threads and one without any.
   ProcessesTest() {
     _kernel.tasks().insert(_kernel.tasks().begin(), {.pid = 0, .threads = {_thread}});
     _kernel.tasks().push_back({.pid = 10,
@@ -84,7 +84,7 @@ class ProcessesTest : public corvane::testing::UnitTest {
     return keys;
   }
 
-  /// The name that the `number`-th port from now on will have.
+  /// Returns the name that the `number`-th port from now on will have.
   static int portAfterNow(int number) {
     const mach_port_t port = mach_host_self();
     mach_port_deallocate(mach_task_self(), port);

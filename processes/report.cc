@@ -20,7 +20,7 @@ std::vector<CFStringRef> sortedKeys(CFDictionaryRef processes) {
   return keys;
 }
 
-/// Returns 0 when the record has no such figure.
+/// Returns the record's number; 0 when it has none of that name.
 double figure(CFDictionaryRef record, CFStringRef key) {
   const CFTypeRef number = record ? CFDictionaryGetValue(record, key) : nullptr;
   float value = 0;
@@ -49,7 +49,7 @@ void Processes::prettyPrintToLog() try {
     writeProcess(key, static_cast<CFDictionaryRef>(CFDictionaryGetValue(processes, key)));
   }
 } catch (const std::exception&) {
-  // Without memory the report ends.
+  // The report ends when memory runs out.
 }
 
 }  // namespace corvane

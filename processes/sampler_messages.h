@@ -20,7 +20,7 @@ inline constexpr char kThreadQueryFailed[] = "thread_info(%d) failed: %s\n";
 /// Of the calls in marked messages, only this one does not end the pass.
 inline constexpr char kUnnamedTaskCall[] = CORVANE_UNNAMED_TASK_CALL;
 
-/// Whether the message says that the pass ended early.
+/// Returns whether the message says that the pass ended early.
 constexpr bool isEndOfPass(std::string_view message) {
   return message.starts_with(CORVANE_ERROR_MARK) &&
          !message.starts_with(CORVANE_ERROR_MARK CORVANE_UNNAMED_TASK_CALL "(");

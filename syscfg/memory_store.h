@@ -54,7 +54,7 @@ class MemoryStore {
       : _area(contents), _store(openStore(_area)) {}
 
   syscfg_handle* get() const { return _store.get(); }
-  /// The area as the store has it now.
+  /// Returns the area as the store has it now.
   std::span<const uint8_t> image() const { return {_store->image, _store->size}; }
 
  private:

@@ -35,8 +35,8 @@ void setCount(const syscfg_handle& handle, size_t count) {
                   static_cast<uint32_t>(area::entryOffset(count)));
 }
 
-/// The first sound entry of `key`. A key that equals the marker matches an indirect entry as if
-/// that were inline.
+/// Returns the first sound entry of `key`. A key that equals the marker matches an indirect entry
+/// as if it were inline.
 std::optional<Match> find(const syscfg_handle& handle, uint32_t key) {
   const size_t count = std::min(claimedCount(handle), area::entryCapacity(handle.size));
   const uint8_t* const table = handle.image + area::kHeaderSize;
@@ -105,10 +105,11 @@ void format(const syscfg_handle& handle) {
                                          .count = 0});
 }
 
-/// No exception may cross the C boundary: running out of memory ends the process here.
+/// Opens a store. No exception may cross the C boundary: running out of memory ends the process
+/// here.
 syscfg_handle* open(const nor_access_table* access) noexcept {
   const size_t size = access->size(access);
-  // Zeros, so that after a failed read the image has no header that an earlier handle left behind.
+  // Zeros, so that after a failed read the image has no header that an earlier handle left.
   const auto handle = new syscfg_handle{size, new uint8_t[size](), access};
   access->read(access, handle->image);
   if (!area::isHeaderSound(handle->image, size)) format(*handle);
@@ -128,8 +129,8 @@ int32_t syscfg__add_key(syscfg_handle* handle, uint32_t key, const void* value, 
   const bool isInline = rounded <= area::kInlineRoom;
   const size_t need = area::kEntrySize + (isInline ? 0 : rounded);
   const size_t end = area::freeEnd(handle->image, count);
-  // Wraps, and so is enough, when area_size has come to lie inside the table; an inline entry still
-  // has its place in the image then.
+  // When area_size lies inside the table, the difference wraps and always suffices. An inline entry
+  // then still has its place in the image.
   if (end - area::entryOffset(count) < need) return kFailure;
 
   uint8_t* entry = handle->image + area::entryOffset(count);

@@ -33,7 +33,7 @@ struct syscfg_handle {
   const nor_access_table* access;
 };
 
-/// Loads the area that `access` reaches and returns a new handle, which the caller ends with
+/// Loads the area that `access` reaches and returns a new handle, which the caller closes with
 /// `syscfg__deinit`. An area without a sound header becomes an empty store, in the image only; one
 /// that is too small for a header is an empty store with no room. Never returns null: the process
 /// ends when there is no memory.

@@ -35,7 +35,7 @@ int32_t add(const auto& store, uint32_t key, const Bytes& value) {
   return syscfg__add_key(store.get(), key, value.data(), value.size());
 }
 
-/// The value of `key`; empty when it is not present.
+/// Returns the value of `key`; empty when it is not present.
 Bytes read(const auto& store, uint32_t key) {
   size_t length = 0;
   if (syscfg__read_key(store.get(), key, nullptr, &length) != 0) return {};
@@ -265,7 +265,7 @@ TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
   }
 }
 
-/// A word that is likely to lie at, or just beside, a limit of an area of `size` bytes.
+/// Returns a word that is likely to lie at, or just beside, a limit of an area of `size` bytes.
 uint32_t hostileWord(std::mt19937& random, size_t size) {
   const uint32_t words[] = {0,          24,         44,      static_cast<uint32_t>(size),
                             0x7FFFFFFF, 0xFFFFFFFF, kMarker, static_cast<uint32_t>(random())};

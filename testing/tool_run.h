@@ -16,8 +16,8 @@ struct Outcome {
   std::string errors;
 };
 
-/// A run of the tool and what it leaves; its errors have `errors` in them, and are empty when that
-/// is.
+/// A run of the tool and what it leaves. Its errors contain `errors`, and are empty when that is
+/// empty.
 struct ToolCase {
   std::string arguments;
   int exitStatus;
@@ -25,24 +25,24 @@ struct ToolCase {
   std::string errors = {};
 };
 
-/// The path as one word of a shell's command line.
+/// Returns the path as one word of a shell's command line.
 std::string shellWord(const std::filesystem::path& path);
 
-/// Checks those of the document's fields that `fields` has, an object.
+/// Checks the document's fields that are in `fields`, an object.
 void expectFields(const nlohmann::json& document, const std::string& fields);
 
-/// The tool, run as a user runs it from a shell, on a unit of the test's own that does not exist at
+/// Runs the tool as a user runs it from a shell, on a unit of the test's own that does not exist at
 /// first.
 class ToolTest : public ::testing::Test {
  protected:
   std::filesystem::path unit() const { return path("unit"); }
   std::filesystem::path log() const { return unit() / "root/private/var/logs/CorvaneTov/log.txt"; }
-  /// A file of the test's own beside the unit.
+  /// Returns the path of a file of the test's own beside the unit.
   std::filesystem::path path(const std::string& name) const { return _folder.path() / name; }
 
   /// Runs a shell's command line.
   Outcome shell(const std::string& commandLine) const;
-  /// The shell's command line that runs the tool under these fault rules.
+  /// Returns the shell's command line that runs the tool under these fault rules.
   std::string commandLine(const std::string& arguments, const std::string& faults = "") const;
   Outcome run(const std::string& arguments, const std::string& faults = "") const;
   nlohmann::json jsonOf(const std::string& arguments) const;

@@ -76,10 +76,10 @@ std::string reasonAgainst(const std::function<void()>& work) {
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);
 std::vector<std::string> splitLines(const std::string& text);
-/// Returns what follows in `text` the match of the extended regular expression, with which it has
-/// to begin: anything else is a failure.
+/// Returns what follows the match of the extended regular expression at the start of `text`. Fails
+/// the test when there is no match there.
 std::string afterMatch(const std::string& text, const std::string& pattern);
-/// How often `part` occurs in `text`.
+/// Returns how often `part` occurs in `text`.
 size_t countOf(const std::string& text, const std::string& part);
 
 CFRef<CFStringRef> cfString(const std::string& text);

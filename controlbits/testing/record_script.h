@@ -16,7 +16,7 @@ namespace corvane::testing {
 
 using Bytes = std::vector<uint8_t>;
 
-/// A data set in memory. What is reported is kept.
+/// A data set in memory, which keeps what is reported.
 class MemoryRecords final : public RecordArea {
  public:
   explicit MemoryRecords(Bytes contents) : bytes(std::move(contents)) {}
@@ -49,7 +49,8 @@ class ChainModel {
 
   size_t records() const { return _records; }
 
-  /// Whether there is a slot for a new record. `text` is its first bytes, zero byte included.
+  /// Appends a record and returns true when there is a slot for it. `text` is the first bytes of
+  /// its message, zero byte included.
   bool append(uint64_t time, uint8_t station, uint8_t result, const std::string& text) {
     const bool isBehindLast = _isEndedByRecord && _records < 20;
     if (!isBehindLast && !_isEndedByFreeSlot) return false;
@@ -100,8 +101,8 @@ class ChainModel {
   bool _isEndedByFreeSlot = false;
 };
 
-/// Appends a record for every few bytes of `script` to an area of any contents and holds the area
-/// against the model, byte for byte. What is wrong, or null.
+/// Appends a record for every few bytes of `script` to an area of any contents and compares the
+/// area with the model, byte for byte. Returns what is wrong, or null.
 template <typename Time>
 const char* runRecordScript(const Bytes& contents, const Bytes& script) {
   MemoryRecords area(contents);

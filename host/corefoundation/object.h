@@ -89,7 +89,7 @@ const Object* liveObject(const void* pointer);
 
 bool equalObjects(const Object& object1, const Object& object2);
 
-/// The retain and release callbacks of collections of objects.
+/// Retain and release a value: the callbacks of collections of objects.
 const void* retainValue(CFAllocatorRef allocator, const void* value);
 void releaseValue(CFAllocatorRef allocator, const void* value);
 

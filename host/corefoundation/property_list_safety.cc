@@ -107,7 +107,8 @@ class XmlList {
     return closeTop(_list.substr(_textStart, _at - tag.size() - 3 - _textStart));
   }
 
-  /// `text` is what precedes the end tag.
+  /// Closes the innermost element; `text` is what precedes its end tag. Returns false when that is
+  /// not allowed.
   bool closeTop(std::string_view text) {
     const Element closed = _open.back();
     if (closed.awaitsValue || (closed.name == "integer" && !isInteger(text))) return false;

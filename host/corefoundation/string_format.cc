@@ -87,7 +87,7 @@ class Formatter {
     return Width::kInt;
   }
 
-  /// Returns nothing when the format ends inside the conversion.
+  /// Parses a conversion. Returns nothing when the format ends inside it.
   std::optional<Conversion> parse() {
     Conversion conversion;
     ++_at;
@@ -103,7 +103,8 @@ class Formatter {
     return conversion;
   }
 
-  /// Returns false when there is no such conversion; no argument is consumed then.
+  /// Appends what the conversion makes of its argument. Returns false, and consumes no argument,
+  /// when there is no such conversion.
   bool append(const Conversion& conversion) {
     switch (conversion.letter) {
       case u'%':
@@ -229,7 +230,7 @@ class Formatter {
     appendAscii(_out, large);
   }
 
-  /// Reads no more than `precision` bytes unless that is negative.
+  /// Decodes `bytes`, but no more than `precision` of them unless that is negative.
   static std::u16string narrowText(const char* bytes, int precision) {
     if (bytes == nullptr) bytes = "(null)";
     if (precision < 0) return decodeAny(bytes);

@@ -22,20 +22,21 @@ struct Iterator : KernelObject {
   size_t next = 0;
 };
 
-/// The class that `matching`, as IOServiceMatching makes it, asks for; empty when it asks for none.
+/// Returns the class that `matching`, as IOServiceMatching makes it, asks for; empty when it asks
+/// for none.
 std::string classMatched(CFDictionaryRef matching) {
   const CFTypeRef name = CFDictionaryGetValue(matching, CFSTR("IOProviderClass"));
   if (!name || CFGetTypeID(name) != CFStringGetTypeID()) return {};
   return utf8Bytes(static_cast<CFStringRef>(name));
 }
 
-/// The services that match. Throws DeviceError.
+/// Returns the services that match. Throws DeviceError.
 std::vector<std::shared_ptr<RegistryEntry>> servicesMatching(
     const std::shared_ptr<UnitFolder>& unit, CFDictionaryRef matching) {
   return registryEntries(unit, classMatched(matching));
 }
 
-/// A handle for the first of `entries`; null when there is none.
+/// Returns a handle for the first of `entries`; null when there is none.
 io_object_t handleForFirst(const std::vector<std::shared_ptr<RegistryEntry>>& entries) {
   return entries.empty() ? IO_OBJECT_NULL : handles().add(entries.front());
 }
@@ -106,7 +107,7 @@ io_registry_entry_t IORegistryEntryFromPath(mach_port_t, const io_string_t path)
     return static_cast<io_registry_entry_t>(*result);
   }
   const auto unit = host::unitInUse();
-  // A path begins with its plane; what else the unit lists are classes.
+  // A path begins with its plane. The other keys under which the unit lists entries are classes.
   if (!unit || !std::strstr(path, ":/")) return IO_OBJECT_NULL;
   return host::onUnitFiles(IO_OBJECT_NULL,
                            [&] { return host::handleForFirst(host::registryEntries(unit, path)); });

@@ -8,8 +8,8 @@
 namespace corvane::host {
 namespace {
 
-/// On the device the service and the entry are two names of one thing: the variables can be read
-/// and set at either.
+/// Returns whether the entry is the NVRAM. On the device the service and the entry are two names of
+/// one thing: the variables can be read and set at either.
 bool isNvram(const RegistryEntry& entry) {
   return entry.key == "IODTNVRAM" || entry.key == "IODeviceTree:/options";
 }

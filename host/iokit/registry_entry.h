@@ -31,11 +31,12 @@ std::vector<std::shared_ptr<RegistryEntry>> registryEntries(const std::shared_pt
 /// path. Throws DeviceError.
 std::string nameOf(const RegistryEntry& entry);
 
-/// Returns null when the entry or its property is not there. Throws DeviceError.
+/// Returns the entry's property; null when the entry or the property is missing. Throws
+/// DeviceError.
 CFRef<CFTypeRef> copyPropertyOf(const RegistryEntry& entry, CFStringRef property);
 
-/// Passes a property, or several, to the entry's driver. They return the results of
-/// IORegistryEntrySetCFProperty and IORegistryEntrySetCFProperties. Both throw DeviceError.
+/// Pass a property, or several, to the entry's driver and return the result of
+/// IORegistryEntrySetCFProperty or IORegistryEntrySetCFProperties. Both throw DeviceError.
 kern_return_t setPropertyOf(const RegistryEntry& entry, CFStringRef property, CFTypeRef value);
 kern_return_t setPropertiesOf(const RegistryEntry& entry, CFDictionaryRef properties);
 

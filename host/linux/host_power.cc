@@ -41,7 +41,7 @@ std::vector<fs::path> suppliesByName() {
   return supplies;
 }
 
-/// Whether the supply is a battery that powers the machine, not one in a mouse.
+/// Returns whether the supply is a battery that powers the machine, not one in a mouse.
 bool isBattery(const fs::path& supply) {
   return lineOf(supply, "type") == "Battery" && lineOf(supply, "scope") != "Device" &&
          lineOf(supply, "present") != "0";

@@ -21,7 +21,7 @@ int64_t nanosecondsSinceBoot() {
   return now.tv_sec * kNanosecondsPerSecond + now.tv_nsec;
 }
 
-/// What a call fails with that found `errno` set by reading /proc.
+/// Returns the code for a failed read of /proc, from `errno`.
 kern_return_t failure() {
   switch (errno) {
     case EMFILE:
@@ -42,8 +42,8 @@ std::optional<ThreadStat> readStatFile(const ProcFolder& folder, const IdPath& p
   return parseThreadStat(*line);
 }
 
-/// Removes what is no argument from the contents of a `cmdline` file. A program that writes a title
-/// over its arguments leaves one text there and zeros up to the end of its old arguments.
+/// Removes what is not an argument from the contents of a `cmdline` file. A program that writes a
+/// title over its arguments leaves one text there and zeros up to the end of its old arguments.
 void trimArguments(std::string& words) {
   if (words.empty()) return;
   const size_t zeros = words.size() - 1 - words.find_last_not_of('\0');
@@ -73,7 +73,7 @@ kern_return_t Machine::readStat(int32_t pid, int32_t thread, ThreadStat& stat) {
     stat = *read;
     return KERN_SUCCESS;
   }
-  // The thread in question has gone, and one of the other kind has got its id.
+  // The thread has gone, and one of the other kind has its id now.
   const auto known = _tasks.find(isOfKernel ? thread : pid);
   if (known != _tasks.end()) known->second.isKernelThread = read->isKernelThread;
   return MACH_SEND_INVALID_DEST;

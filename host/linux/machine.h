@@ -15,24 +15,24 @@ namespace corvane::host {
 
 /// The machine that this process runs on, read from /proc: a task is a process, and all kernel
 /// threads together are the threads of the kernel task. Reading a thread costs one open, read and
-/// close. Of each thread only what its CPU usage needs is kept, and nothing of what has gone.
+/// close. It keeps of each thread only what its CPU usage needs, and nothing of one that has gone.
 class CORVANE_EXPORT Machine : public TaskSource {
  public:
   /// Returns nanoseconds since boot.
   using Clock = int64_t (*)();
 
   Machine();
-  /// For tests: reads a folder that stands for /proc, and another clock.
+  /// Reads a folder that stands for /proc, and another clock, for tests.
   Machine(std::string procFolder, Clock clock);
 
   /// Reports on standard error, once, when there are no processes to list.
   kern_return_t tasks(std::vector<int32_t>& pids) override;
-  /// A process that was seen alive less than a millisecond ago counts as alive.
+  /// Counts a process that was seen alive less than a millisecond ago as alive.
   kern_return_t findTask(int32_t pid) override;
   kern_return_t threads(int32_t pid, std::vector<int32_t>& ids) override;
   kern_return_t threadInfo(int32_t pid, int32_t thread, thread_basic_info_data_t& info) override;
-  /// A thread that was asked about since its task's threads were listed counts with that reading,
-  /// so that a pass over all tasks reads each thread once.
+  /// Uses the reading of a thread that was asked about since its task's threads were listed, so
+  /// that a pass over all tasks reads each thread once.
   kern_return_t taskTimes(int32_t pid, task_thread_times_info_data_t& times) override;
   kern_return_t arguments(int32_t pid, Arguments& arguments) override;
   kern_return_t name(int32_t pid, std::string& name) override;

@@ -13,7 +13,7 @@
 namespace corvane::host {
 namespace {
 
-/// Opens the file for reading. Returns none, with the reason in `errno`, when that fails.
+/// Opens the file for reading. Returns no file, with the reason in `errno`, when that fails.
 FileDescriptor openToRead(int folder, const char* path) {
   return FileDescriptor(openat(folder, path, O_RDONLY | O_CLOEXEC));
 }

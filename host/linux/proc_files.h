@@ -18,7 +18,7 @@ namespace corvane::host {
 /// Made without touching the heap.
 class IdPath {
  public:
-  /// A path that would be too long becomes "".
+  /// Makes the path, or "" when it would be too long.
   IdPath(std::string_view prefix, int32_t id, std::string_view file);
 
   const char* get() const { return _text.data(); }
@@ -27,8 +27,8 @@ class IdPath {
   std::array<char, PATH_MAX> _text;
 };
 
-/// An open folder of /proc, or no folder. Its files are found without walking its own path again.
-/// What fails leaves its reason in `errno`.
+/// An open folder of /proc, or no folder. Its files are found without walking its own path again. A
+/// function that fails leaves the reason in `errno`.
 class ProcFolder {
  public:
   ProcFolder() = default;

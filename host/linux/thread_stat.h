@@ -20,7 +20,7 @@ struct ThreadStat {
   uint64_t startTicks = 0;
 };
 
-/// Returns nothing when the line is not that of a thread or is cut short.
+/// Parses a thread's line. Returns nothing when the line is not that of a thread or is cut short.
 std::optional<ThreadStat> parseThreadStat(std::string_view line);
 
 /// Returns the number of clock ticks in a second.

@@ -9,7 +9,7 @@
 
 namespace corvane::host {
 
-/// What a thread used of a processor over its recent past. Linux counts processor time in ticks of
+/// The share of a processor that a thread used recently. Linux counts processor time in ticks of
 /// usually 10 ms, so a share needs some history to mean anything: it is measured since a reading at
 /// least a quarter of a second old, however often the thread is read, and over the thread's life
 /// while there is no such reading.

@@ -31,7 +31,7 @@ struct Thread : host::KernelObject {
   Thread(int32_t itsPid, int32_t itsId) : pid(itsPid), id(itsId) {}
 };
 
-/// Returns what a call fails with whose `port` does not name an object of the kind it is for.
+/// Returns the error of a call whose `port` names no object of the expected kind.
 kern_return_t wrongPort(mach_port_t port) {
   return host::handles().find(port) ? KERN_INVALID_ARGUMENT : MACH_SEND_INVALID_DEST;
 }
@@ -56,13 +56,14 @@ void handOut(const std::vector<int32_t>& ids, MakeObject makeObject, mach_port_t
   for (const int32_t id : ids) *next++ = host::handles().add(makeObject(id));
 }
 
-/// What a call that looks a task up by other means than its own port fails with.
+/// Returns the error of a call that looks up a task other than by its port.
 kern_return_t lookupFailure(kern_return_t result) {
   return result == MACH_SEND_INVALID_DEST ? KERN_FAILURE : result;
 }
 
-/// Answers task_info and thread_info: stores as integers the Info that `query` finds out about
-/// `object`, which `port` names, when the caller asks for the flavour that there is and has room.
+/// Answers task_info and thread_info: stores the Info that `query` finds out about `object`, which
+/// `port` names. Fails with KERN_INVALID_ARGUMENT when the caller asks for another flavour or has
+/// too little room.
 template <typename Info, typename Object, typename Query>
 kern_return_t storeInfo(mach_port_t port, const std::shared_ptr<Object>& object, bool isFlavor,
                         integer_t* out, mach_msg_type_number_t* count, Query query) {
@@ -79,7 +80,7 @@ kern_return_t storeInfo(mach_port_t port, const std::shared_ptr<Object>& object,
 
 }  // namespace
 
-/// A call begins with the fault rules.
+/// Returns from a call with the result that a fault rule gives it, if one does.
 #define CORVANE_FAIL_BY_RULE(name)                               \
   if (const auto result = host::injectedFault(host::Call::name)) \
   return static_cast<kern_return_t>(*result)

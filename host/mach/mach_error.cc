@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Returns the platform's texts for the codes with which the calls of this folder fail.
+/// Returns the platform's texts for the kernel's codes; a fault rule can give any of them.
 const std::map<mach_error_t, const char*>& texts() {
   static const auto& known =
       *new std::map<mach_error_t, const char*>{{0, "(os/kern) successful"},

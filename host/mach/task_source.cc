@@ -11,7 +11,7 @@ struct SourceInUse {
   std::shared_ptr<TaskSource> other;
 };
 
-/// Never destroyed: static destructors may still ask.
+/// Returns the source in use, which is never destroyed: static destructors may still ask.
 SourceInUse& sourceInUse() {
   static SourceInUse& source = *new SourceInUse;
   return source;

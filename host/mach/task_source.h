@@ -30,27 +30,28 @@ class CORVANE_EXPORT TaskSource {
 
   virtual ~TaskSource() = default;
 
-  /// The number of processor sets, each with all tasks.
+  /// Returns the number of processor sets, each with all tasks.
   virtual size_t processorSets() { return 1; }
-  /// The process ids of all tasks, including the caller's own.
+  /// Stores the process ids of all tasks, including the caller's own.
   virtual kern_return_t tasks(std::vector<int32_t>& pids) = 0;
-  /// Whether the task exists.
+  /// Succeeds when the task exists.
   virtual kern_return_t findTask(int32_t pid) = 0;
-  /// The ids of the task's threads.
+  /// Stores the ids of the task's threads.
   virtual kern_return_t threads(int32_t pid, std::vector<int32_t>& ids) = 0;
   virtual kern_return_t threadInfo(int32_t pid, int32_t thread, thread_basic_info_data_t& info) = 0;
-  /// The sums over the task's live threads.
+  /// Stores the sums over the task's live threads.
   virtual kern_return_t taskTimes(int32_t pid, task_thread_times_info_data_t& times) = 0;
-  /// Fails with KERN_FAILURE when the path cannot be read.
+  /// Stores the task's path and arguments. Fails with KERN_FAILURE when the path cannot be read.
   virtual kern_return_t arguments(int32_t pid, Arguments& arguments) = 0;
-  /// The kernel's short name of the task.
+  /// Stores the kernel's short name of the task.
   virtual kern_return_t name(int32_t pid, std::string& name) = 0;
 };
 
-/// The machine that this process runs on. Each system that the host platform runs on defines it.
+/// Returns the machine that this process runs on. Each system that the host platform runs on
+/// defines this function.
 std::shared_ptr<TaskSource> newMachine();
 
-/// The source in use: the machine, unless a test put another source in its place.
+/// Returns the source in use: the machine, unless a test put another source in its place.
 std::shared_ptr<TaskSource> taskSource();
 
 /// Replaces the source in use; null puts the machine back. For tests.

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kCommittedSuffix = ".committed";
 
-/// Whether `set` can be the name of a file in the data folder.
+/// Returns whether `set` can be the name of a file in the data folder.
 bool isSetName(const std::string& set) {
   // A file name has at most 255 bytes, of which the longest temporary name adds 32.
   constexpr size_t kLongestName = 223;
@@ -141,7 +141,8 @@ void DataSets::reboot() const {
   for (const std::string& set : sets) removeCommittedFile(set);
 }
 
-/// Both files hold the same contents by now, so that nothing is lost when this fails.
+/// Removes the file of the committed contents. Both files hold the same contents by now, so that
+/// nothing is lost when this fails.
 void DataSets::removeCommittedFile(const std::string& set) const {
   if (::unlink(committedFile(set).c_str()) != 0) return;
   try {

@@ -18,8 +18,8 @@ namespace corvane::host {
 /// While a set has uncommitted changes, its committed contents stand beside it in
 /// "data/NAME.committed"; a reboot puts them back.
 ///
-/// Every failure throws FileError, or UnitBusyError when the unit's lock cannot be had, and leaves
-/// the sets as they were.
+/// Every failure throws FileError, or UnitBusyError when the unit's lock cannot be acquired, and
+/// leaves the sets as they were.
 class DataSets {
  public:
   /// `folder` is the unit's.
@@ -34,9 +34,9 @@ class DataSets {
   CFRef<CFMutableDataRef> copyContents(CFStringRef set) const;
   /// @}
 
-  /// Puts `bytes` at `offset` of the set. A committed change is durable when this returns; another
-  /// is seen by every process until the unit reboots. Fails with no_such_file_or_directory for an
-  /// unknown set and invalid_argument for a range outside it.
+  /// Puts `bytes` at `offset` of the set. A committed change is durable when this returns; an
+  /// uncommitted one is seen by every process until the unit reboots. Fails with
+  /// no_such_file_or_directory for an unknown set and invalid_argument for a range outside it.
   void write(const std::string& set, uint64_t offset, std::span<const uint8_t> bytes,
              bool commit) const;
 
@@ -44,7 +44,7 @@ class DataSets {
   /// none.
   void replace(const std::string& set, std::span<const uint8_t> contents) const;
 
-  /// Sets with changes that the next reboot undoes, by name.
+  /// Returns the names, in order, of the sets with changes that the next reboot undoes.
   std::vector<std::string> uncommittedSets() const;
 
   /// Undoes all uncommitted changes.

@@ -10,8 +10,8 @@
 /// Where a unit's facts are kept: in its property-list files, beside what the facts do not cover.
 namespace corvane::host {
 
-/// Returns the facts that device.plist, whose contents are `device`, tells. Under "registry" it
-/// holds each entry's properties by class or path; the entry's name, where it is not the class, is
+/// Returns the facts in `device`, the contents of device.plist. Under "registry" it holds each
+/// entry's properties by class or path; the entry's name, where it is not the class, is
 /// "IORegistryEntryName". "radio" and "power" ("plist" or "host") stand beside it. All other facts
 /// are the default unit's.
 UnitFacts factsFromDevice(CFDictionaryRef device);
@@ -20,9 +20,9 @@ UnitFacts factsFromDevice(CFDictionaryRef device);
 /// Throws DeviceError when a file is damaged.
 UnitFacts factsFromFiles(const std::filesystem::path& folder, CFDictionaryRef device);
 
-/// Prepares each file of the unit in `folder` that tells other facts than `facts`, device.plist
-/// last; what the facts do not cover stays. `device` is null when there is no device.plist yet.
-/// Throws DeviceError.
+/// Prepares each file of the unit in `folder` whose facts differ from `facts`, device.plist last;
+/// what the facts do not cover stays. `device` is null when there is no device.plist yet. Throws
+/// DeviceError.
 void prepareFacts(FileChanges& changes, const std::filesystem::path& folder, CFDictionaryRef device,
                   const UnitFacts& facts);
 

@@ -23,7 +23,7 @@ constexpr auto kFolders =
                                      "root/private/var/log", "root/private/var/logs", "root/System",
                                      "root/System/Library", "root/System/Library/CoreServices"});
 
-/// "VelmoDiagnosticData", 1024 bytes: every control-bit byte 0xFF, every record slot free.
+/// Returns "VelmoDiagnosticData", 1024 bytes: every control-bit byte 0xFF, every record slot free.
 std::vector<uint8_t> factoryDiagnosticData() {
   constexpr size_t kFirstSlot = 128;
   constexpr size_t kSlotSize = 24;
@@ -36,7 +36,7 @@ std::vector<uint8_t> factoryDiagnosticData() {
   return image;
 }
 
-/// "VelmoDiagnosticDataSysCfg", 8192 bytes: an empty store.
+/// Returns "VelmoDiagnosticDataSysCfg", 8192 bytes: an empty store.
 std::vector<uint8_t> factoryConfiguration() {
   constexpr std::array<uint8_t, 24> kHeaderOfEmptyStore = {
       0x67, 0x66, 0x43, 0x53, 0x18, 0, 0, 0, 0x00, 0x20, 0, 0, 0x01, 0, 0x02, 0};
@@ -45,7 +45,7 @@ std::vector<uint8_t> factoryConfiguration() {
   return image;
 }
 
-/// Whether the folder can become a unit: it holds nothing but what units are made of.
+/// Returns whether the folder can become a unit: it holds only what units are made of.
 bool holdsOnlyUnitFiles(const fs::path& folder) {
   const std::vector<std::string> names = namesIn(folder);
   return std::all_of(names.begin(), names.end(), [](const std::string& name) {
@@ -81,7 +81,7 @@ void completeUnit(const fs::path& place, const UnitFacts& facts) {
     const FileDescriptor root = openFolder(folder / "root");
     if (::symlinkat("private/var", root.get(), "var") != 0) throw FileError(varLink);
   }
-  // All of them, whoever made them: a maker that was killed may have synced none.
+  // Also those that exist already: a process that made them and was killed may have synced none.
   for (const std::string_view name : kFolders) syncFolder(folder / name);
   syncFolder(folder);
 

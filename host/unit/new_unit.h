@@ -7,10 +7,10 @@
 
 namespace corvane::host {
 
-/// Makes what `folder` lacks of a unit with `facts`: the folder, the device's file tree, the data
-/// sets of a unit that no station has written to, and last device.plist, which makes it a unit. All
-/// else is on the disk before that file is. Throws DeviceError, also for a folder that holds
-/// something else and no device.plist.
+/// Creates what `folder` lacks of a unit with `facts`: the folder, the device's file tree, the data
+/// sets of a unit that no station has written to, and last device.plist, which makes it a unit.
+/// Everything else is on the disk before that file. Throws DeviceError, also for a folder that
+/// holds other files and no device.plist.
 void completeUnit(const std::filesystem::path& folder, const UnitFacts& facts);
 
 }  // namespace corvane::host

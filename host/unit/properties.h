@@ -11,7 +11,7 @@
 /// read as nothing; setting nothing removes the key.
 namespace corvane::host {
 
-/// Throws DeviceError for text that is not UTF-8.
+/// Returns a new string. Throws DeviceError for text that is not UTF-8.
 CFRef<CFStringRef> createString(const std::string& text);
 
 CFRef<CFMutableDictionaryRef> createDictionary();

@@ -12,7 +12,8 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
          a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-/// Whether the file's last change is so long ago that another one cannot have the same time.
+/// Returns whether the file's last change is so long ago that another one cannot have the same
+/// time.
 bool isSettled(const struct stat& file) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);

@@ -27,14 +27,14 @@ class CachedPropertyFile {
 
   const std::filesystem::path& path() const { return _file; }
 
-  /// As readPropertyFile, but a missing file is an error, too.
+  /// Returns the dictionary as readPropertyFile does, except that a missing file is an error, too.
   CFRef<CFDictionaryRef> copyProperties();
 
  private:
   const std::filesystem::path _file;
   std::mutex _mutex;
   struct stat _readAt {};
-  /// Whether `_readAt` tells the file that was read from every later one.
+  /// Whether `_readAt` distinguishes the file that was read from every later one.
   bool _isSettled = false;
   CFRef<CFDictionaryRef> _properties;
 };

@@ -60,8 +60,8 @@ std::string temporaryName(const std::string& name) {
   return "." + name + "." + digits + std::string(kTemporarySuffix);
 }
 
-/// Describes the file `name` of `folder`; false when there is none. Throws FileError when it is no
-/// regular file.
+/// Stores the attributes of the file `name` of `folder` in `facts`. Returns false when there is
+/// none. Throws FileError when it is not a regular file.
 bool describe(int folder, const std::string& name, const fs::path& file, struct stat& facts) {
   if (::fstatat(folder, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno == ENOENT) return false;
@@ -72,8 +72,8 @@ bool describe(int folder, const std::string& name, const fs::path& file, struct 
   return true;
 }
 
-/// Gives the new file `descriptor` owner and mode of the old one that `facts` describes. Only root
-/// can keep another user's ownership; others keep at least the mode.
+/// Gives the new file `descriptor` the owner and mode of the old one that `facts` describes. Only
+/// root can keep another user's ownership; others keep at least the mode.
 void keepOwnerAndMode(const fs::path& file, int descriptor, const struct stat& facts) {
   if (::fchown(descriptor, facts.st_uid, facts.st_gid) != 0 &&
       ::fchown(descriptor, static_cast<uid_t>(-1), facts.st_gid) != 0 && errno != EPERM) {
@@ -82,7 +82,8 @@ void keepOwnerAndMode(const fs::path& file, int descriptor, const struct stat& f
   if (::fchmod(descriptor, facts.st_mode & 0777) != 0) throw FileError(file);
 }
 
-/// Returns the contents of the file that `input` is open on, of whatever size or kind.
+/// Returns the contents of the file that `input` is open on. Throws FileError when it is not a
+/// regular file or holds more than `largest` bytes.
 CFRef<CFMutableDataRef> readOpenFile(const std::string& file, int input, size_t largest) {
   struct stat facts {};
   if (::fstat(input, &facts) != 0) throw FileError(file);
@@ -174,8 +175,8 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
     if (errno == ENXIO) throw FileError(file, FileFault::kNotRegular);  // A socket.
     throw FileError(file);
   }
-  // Most files fit into one block, and then a read costs no more calls than it must. What has no
-  // positions, such as a pipe, fails here, and what gives no bytes or more is looked at below.
+  // Most files fit into one block and need no other call. readOpenFile examines a file that gives
+  // no bytes or fills the block, and what has no positions, such as a pipe, which fails here.
   std::array<uint8_t, 4096> block;
   const ssize_t count = ::pread(input.get(), block.data(), block.size(), 0);
   if (count <= 0 || static_cast<size_t>(count) == block.size()) {
@@ -327,7 +328,7 @@ void FileChanges::prepareLink(const fs::path& file, const fs::path& source) {
     change.temporary = temporary;
     return;
   }
-  // A file system without links; there it takes space.
+  // The file system has no links, so that this takes space.
   _changes.pop_back();
   const auto contents = readFile(source, kLargestDataSet);
   if (!contents)

@@ -23,7 +23,7 @@ namespace corvane::host {
 inline constexpr size_t kLargestDataSet = size_t{64} << 20;
 inline constexpr size_t kLargestPropertyFile = size_t{16} << 20;
 
-/// Reasons that this layer has besides the system's.
+/// Reasons that this layer adds to the system's.
 enum class FileFault { kSymbolicLink = 1, kBelowSymbolicLink, kNotRegular, kTooLarge };
 std::error_code make_error_code(FileFault fault);
 
@@ -55,15 +55,15 @@ FileDescriptor openForAppending(const std::string& file, int flags);
 /// read, is no regular file, or holds more than `largest` bytes.
 CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest);
 
-/// Whether anything, if only a broken link, is at `path`. Throws FileError when that cannot be
-/// told.
+/// Returns whether anything, even a broken link, is at `path`. Throws FileError when that cannot be
+/// determined.
 bool isThere(const std::filesystem::path& path);
 
-/// Names of what the folder holds, except "." and "..". Throws FileError.
+/// Returns the names of what the folder holds, except "." and "..". Throws FileError.
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
 
-/// kDurable: when the change returns, no power cut takes it away. kVolatile: after a power cut
-/// there is what was before it or what is after it.
+/// kDurable: when the change returns, no power cut takes it away. kVolatile: a power cut leaves
+/// what was before the change or what is after it.
 enum class Durability { kDurable, kVolatile };
 
 /// Makes the folder as mkdir does: what root makes goes to the owner of the folder above. Returns
@@ -83,13 +83,13 @@ bool giveToOwnerOf(int folder, int file);
 /// Returns whether `name` is one that an interrupted change can leave in a folder.
 bool isTemporaryName(std::string_view name);
 
-/// Removes what interrupted changes left in the folder. Callers hold the unit's lock. Failures
-/// leave files that are in nobody's way.
+/// Removes what interrupted changes left in the folder. Callers hold the unit's lock. Files that
+/// cannot be removed stay, and do no harm.
 void removeTemporaryFiles(const std::filesystem::path& folder);
 
-/// Replacements of one or more files that come about together or, on any failure, not at all. Each
-/// file is replaced atomically: readers, kills and power cuts see its old or its new contents.
-/// Callers hold the unit's lock.
+/// Replaces one or more files together or, on any failure, none of them. Each file is replaced
+/// atomically: readers, kills and power cuts see its old or its new contents. Callers hold the
+/// unit's lock.
 ///
 ///     FileChanges changes;
 ///     changes.prepare(first, contents);    // all that needs space on the disk
@@ -103,15 +103,15 @@ class FileChanges {
   FileChanges(const FileChanges&) = delete;
   FileChanges& operator=(const FileChanges&) = delete;
 
-  /// Writes the new contents of `file` to a temporary file beside it, on the disk. They get owner
-  /// and mode of the file that they replace; where there is none, of `model` if given, else the
+  /// Writes the new contents of `file` to a temporary file beside it, on the disk. They get the
+  /// owner and mode of the file that they replace; without one, those of `model` if given, else the
   /// folder's owner. Throws FileError.
   void prepare(const std::filesystem::path& file, std::span<const uint8_t> contents,
                Durability durability = Durability::kDurable,
                const std::filesystem::path& model = {});
 
   /// Prepares `file` to become a second name of `source`, a file of the same folder, which takes no
-  /// space on the disk. Throws FileError.
+  /// space on the disk where the file system has links. Throws FileError.
   void prepareLink(const std::filesystem::path& file, const std::filesystem::path& source);
 
   /// Puts everything that was prepared in its place, in order, each durable before the next. When

@@ -36,7 +36,7 @@ class UnitFolder {
   /// Opens the unit in `folder`. A folder that is missing, empty or half made first gets what it
   /// lacks of a unit with `facts`, so that a power cut leaves a whole unit or one that the next
   /// opening completes. Throws DeviceError when the folder cannot be used: it is no folder, cannot
-  /// be read, belongs to somebody else, holds something else than a unit, or its device.plist is
+  /// be read, belongs to somebody else, holds something other than a unit, or its device.plist is
   /// damaged.
   explicit UnitFolder(const std::filesystem::path& folder, const UnitFacts& facts = {});
 
@@ -44,19 +44,19 @@ class UnitFolder {
   const std::filesystem::path& path() const { return _folder; }
   const DataSets& dataSets() const { return _dataSets; }
 
-  /// Where the device's file `devicePath` (absolute) lies.
+  /// Returns where the device's file `devicePath` (absolute) lies.
   std::string filePath(std::string_view devicePath) const;
 
   /// Returns what device.plist lists under "registry" for the class or path `name`: a dictionary of
-  /// properties, or an array of these when there are several services of one class. Null when the
-  /// unit has none.
+  /// properties, or an array of these when there are several services of one class. Returns null
+  /// when the unit has none.
   CFRef<CFTypeRef> copyRegistryEntries(const std::string& name);
 
-  /// "radio" and "power" in device.plist.
+  /// Return whether "radio" in device.plist is true, and whether "power" is "host".
   bool hasRadio();
   bool hasHostPower();
 
-  /// The NVRAM variable `name`, read afresh from nvram.plist; null when there is none.
+  /// Returns the NVRAM variable `name`, read again from nvram.plist; null when there is none.
   CFRef<CFTypeRef> copyNvramVariable(CFStringRef name) const;
   /// Sets an NVRAM variable durably and leaves the others alone.
   void setNvramVariable(CFStringRef name, CFTypeRef value) const;
@@ -67,7 +67,7 @@ class UnitFolder {
   void setFacts(const UnitFacts& facts);
 
  private:
-  /// What device.plist holds. Throws DeviceError when it is damaged.
+  /// Returns what device.plist holds. Throws DeviceError when it is damaged.
   CFRef<CFDictionaryRef> copyDevice();
 
   std::filesystem::path _folder;

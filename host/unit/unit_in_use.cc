@@ -15,7 +15,8 @@ struct InUse {
   std::string lastReport;
 };
 
-/// Never destroyed: platform calls are made until the last static destructor has run.
+/// Returns the state of the unit in use, which is never destroyed: platform calls are made until
+/// the last static destructor has run.
 InUse& inUse() {
   static InUse& state = *new InUse;
   return state;

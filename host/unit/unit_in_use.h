@@ -15,8 +15,8 @@
 namespace corvane::host {
 
 /// Returns the unit in use: the one given to `useUnit`, else the default one, which the first call
-/// opens, and makes where it is missing. Null when that one cannot be used, which the first call
-/// reports.
+/// opens, and creates when it is missing. Returns null when the default one cannot be used, which
+/// the first call reports.
 std::shared_ptr<UnitFolder> unitInUse();
 
 void useUnit(std::shared_ptr<UnitFolder> unit);
@@ -24,8 +24,8 @@ void useUnit(std::shared_ptr<UnitFolder> unit);
 /// Writes what makes the unit unusable to standard error, unless it was the last thing reported.
 void reportUnusable(const std::string& reason);
 
-/// Returns what `work` returns. What the C++ library throws becomes a DeviceError about `unit`, in
-/// this system's own words.
+/// Returns what `work` returns. Converts what the C++ library throws into a DeviceError about
+/// `unit`, in this system's own words.
 template <typename Work>
 auto withDeviceErrors(const char* unit, Work work) {
   try {

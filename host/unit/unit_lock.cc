@@ -29,7 +29,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// How long a writer waits for the lock before it gives up: "$CORVANE_LOCK_SECONDS", or 30 seconds.
+/// Returns how long a writer waits for the lock before it gives up: "$CORVANE_LOCK_SECONDS", or 30
+/// seconds.
 milliseconds patience() {
   int seconds = 30;
   if (const char* text = std::getenv("CORVANE_LOCK_SECONDS")) {
@@ -92,7 +93,7 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
   }
 }
 
-/// Whether this process locks the unit for the first time.
+/// Returns whether this process locks the unit for the first time.
 bool isFirst(const std::filesystem::path& folder) {
   static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::set<std::string>;

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The variable's value; empty when it is unset.
+/// Returns the variable's value; empty when it is unset.
 fs::path fromEnvironment(const char* name) {
   const char* value = std::getenv(name);
   return value ? value : "";

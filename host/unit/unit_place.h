@@ -5,13 +5,14 @@
 
 namespace corvane::host {
 
-/// Where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else "corvane/device"
-/// below "$XDG_STATE_HOME" or "$HOME/.local/state". Absolute, as of the first call.
+/// Returns where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else
+/// "corvane/device" below "$XDG_STATE_HOME" or "$HOME/.local/state". The path is absolute, and
+/// fixed by the first call.
 const std::filesystem::path& defaultUnitFolder();
 
-/// Whether there is a folder for a unit; false when nothing is at `folder`. Throws DeviceError when
-/// something else is there, or a folder that this user must not trust: another user's, unless a
-/// program or "$CORVANE_DEVICE" names it and not everybody can write to it.
+/// Returns true when `folder` can hold a unit, and false when nothing is there. Throws DeviceError
+/// when it is not a folder, or is one that this user must not trust: another user's that everybody
+/// can write to, or that neither a program nor "$CORVANE_DEVICE" names.
 bool isUsableFolder(const std::filesystem::path& folder);
 
 }  // namespace corvane::host

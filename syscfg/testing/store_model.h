@@ -14,7 +14,7 @@ namespace corvane::testing {
 
 using Bytes = std::vector<uint8_t>;
 
-/// The image of a ScopedStore or a MemoryStore.
+/// Returns the image of a ScopedStore or a MemoryStore.
 Bytes imageOf(const auto& store) {
   return {store.get()->image, store.get()->image + store.get()->size};
 }
@@ -26,7 +26,7 @@ inline void putWord(Bytes& image, size_t at, size_t word) {
 }
 
 /// What a store that began empty holds, as a plain list of keys and values from which the whole
-/// image is laid out afresh. Keys that equal the indirect marker are not modelled.
+/// image is laid out each time. Keys that equal the indirect marker are not modelled.
 class StoreModel {
  public:
   explicit StoreModel(size_t size) : _size(size) {}
@@ -48,7 +48,7 @@ class StoreModel {
     return true;
   }
 
-  /// As it reads back: a short value is followed by free bytes.
+  /// Returns the value as it reads back: a short one is followed by free bytes.
   std::optional<Bytes> read(uint32_t key) {
     const auto entry = find(key);
     if (entry == _entries.end()) return std::nullopt;
@@ -92,7 +92,7 @@ class StoreModel {
  private:
   using Entries = std::vector<std::pair<uint32_t, Bytes>>;
 
-  /// How many bytes the value takes outside its entry.
+  /// Returns how many bytes the value takes outside its entry.
   static size_t apart(const Bytes& value) {
     return value.size() <= 16 ? 0 : (value.size() + 3) / 4 * 4;
   }

@@ -25,7 +25,7 @@ class StoreScript {
  public:
   explicit StoreScript(Bytes contents) : _area(std::move(contents)) {}
 
-  /// Each step is four bytes: operation, key, and the value's length.
+  /// Runs `script`, in which each step is four bytes: operation, key, and the value's length.
   const char* run(const Bytes& script) {
     if (const char* wrong = checkRoundTrip()) return wrong;
     ScopedStore store = openStore(_area);

@@ -24,8 +24,8 @@ using host::VirtualDevice;
 
 constexpr char kSet[] = "VelmoDiagnosticData";
 
-/// Returns a unit's data set and facts, as short as they can be compared, now and after a reboot.
-/// The unit has a folder around it, because an import replaces the whole unit.
+/// Returns a short text of a unit's data set and facts, now and after a reboot. The unit has a
+/// folder around it, because an import replaces the whole unit.
 std::string stateOf(const fs::path& folder) {
   VirtualDevice unit(folder / "unit");
   std::ostringstream state;
@@ -50,10 +50,11 @@ bool isWhole(const std::string& left, const std::string& before, const std::stri
   return true;
 }
 
-/// Throws DeviceError when it fails.
+/// A change, which throws DeviceError when it fails.
 using Work = std::function<void(VirtualDevice&)>;
 
-/// Writes without the read-back of writeBits, whose failure does not mean that the change failed.
+/// Returns a write without the read-back of writeBits, whose failure does not mean that the change
+/// failed.
 Work set(uint8_t value, bool commit) {
   return [=](VirtualDevice& unit) {
     unit.use();

@@ -11,7 +11,7 @@ typedef int kern_return_t;
 #define KERN_INVALID_NAME 15
 #define KERN_INVALID_TASK 16
 #define KERN_INVALID_HOST 22
-/// What a call on a port answers whose far end is gone, or on a name that is not held.
+/// Returned by a call on a port whose task or thread has gone, or on a name that is not held.
 #define MACH_SEND_INVALID_DEST 0x10000003
 
 #endif  // _MACH_KERN_RETURN_H_

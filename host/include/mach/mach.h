@@ -22,14 +22,14 @@ CORVANE_HOST_EXPORT mach_port_t mach_task_self_;
 /// held, fails with MACH_SEND_INVALID_DEST; on a port of another kind with KERN_INVALID_ARGUMENT;
 /// and when this process lacks file descriptors for an answer, with KERN_RESOURCE_SHORTAGE.
 
-/// Fails with KERN_INVALID_NAME for a name that this process does not hold.
+/// Gives a reference back. Fails with KERN_INVALID_NAME for a name that this process does not hold.
 CORVANE_HOST_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
 /// Frees an array that a call handed out; `size` is in bytes.
 CORVANE_HOST_EXPORT kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address,
                                                 vm_size_t size);
 
 CORVANE_HOST_EXPORT mach_port_t mach_host_self(void);
-/// The name ports of the host's processor sets. A virtual device has one set.
+/// Hands out the name ports of the host's processor sets. A virtual device has one set.
 CORVANE_HOST_EXPORT kern_return_t host_processor_sets(host_priv_t host_priv,
                                                       processor_set_name_array_t* processor_sets,
                                                       mach_msg_type_number_t* processor_setsCnt);
@@ -41,7 +41,7 @@ CORVANE_HOST_EXPORT kern_return_t processor_set_tasks(processor_set_t processor_
                                                       task_array_t* task_list,
                                                       mach_msg_type_number_t* task_listCnt);
 
-/// Fails with KERN_FAILURE when the task has gone.
+/// Stores the process id of the task. Fails with KERN_FAILURE when the task has gone.
 CORVANE_HOST_EXPORT kern_return_t pid_for_task(mach_port_name_t t, int* x);
 /// Hands out a port that only names the task. Fails with KERN_FAILURE when there is no such
 /// process.
@@ -49,13 +49,13 @@ CORVANE_HOST_EXPORT kern_return_t task_name_for_pid(mach_port_name_t target_tpor
                                                     mach_port_name_t* tn);
 CORVANE_HOST_EXPORT kern_return_t task_threads(task_t target_task, thread_act_array_t* act_list,
                                                mach_msg_type_number_t* act_listCnt);
-/// Flavour TASK_THREAD_TIMES_INFO.
+/// Stores the TASK_THREAD_TIMES_INFO of the task, the only flavour.
 CORVANE_HOST_EXPORT kern_return_t task_info(task_name_t target_task, task_flavor_t flavor,
                                             task_info_t task_info_out,
                                             mach_msg_type_number_t* task_info_outCnt);
-/// Flavour THREAD_BASIC_INFO. The CPU usage is what the thread used since this process asked about
-/// it at least a quarter of a second ago, or over the thread's life when it has not yet. Policy,
-/// suspend count and sleep time are 0.
+/// Stores the THREAD_BASIC_INFO of the thread, the only flavour. The CPU usage is measured since a
+/// call for this thread at least a quarter of a second ago, or over the thread's life when there
+/// was none. Policy, suspend count and sleep time are 0.
 CORVANE_HOST_EXPORT kern_return_t thread_info(thread_act_t target_act, thread_flavor_t flavor,
                                               thread_info_t thread_info_out,
                                               mach_msg_type_number_t* thread_info_outCnt);

@@ -8,7 +8,8 @@ CORVANE_HOST_EXTERN_C_BEGIN
 
 typedef kern_return_t mach_error_t;
 
-/// The platform's text for a return code, such as "(os/kern) failure". Never freed.
+/// Returns the platform's text for a return code, such as "(os/kern) failure". The text is never
+/// freed.
 CORVANE_HOST_EXPORT char* mach_error_string(mach_error_t error_value);
 
 CORVANE_HOST_EXTERN_C_END

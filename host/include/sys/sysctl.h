@@ -24,6 +24,7 @@ struct kinfo_proc {
   struct extern_proc kp_proc;
 };
 
+/// Stores one of these in `oldp`:
 /// {CTL_KERN, KERN_ARGMAX}: an int, the most bytes that a program's arguments take.
 /// {CTL_KERN, KERN_PROCARGS2, pid}: the process's argument count (an int), the path of its
 /// executable, zeros, and its arguments, each ended by a zero; cut where the buffer ends.

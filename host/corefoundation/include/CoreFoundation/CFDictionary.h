@@ -36,7 +36,7 @@ typedef const struct __CFDictionary* CFDictionaryRef;
 typedef struct __CFDictionary* CFMutableDictionaryRef;
 
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
-/// `capacity` is a hint; the dictionary grows past it.
+/// Returns an empty dictionary. `capacity` is a hint; the dictionary grows past it.
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
     const CFDictionaryValueCallBacks* valueCallBacks);
@@ -45,9 +45,10 @@ CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef al
                                                                CFDictionaryRef dictionary);
 CF_EXPORT CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 CF_EXPORT Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key);
-/// Returns the borrowed value. Null when the key is not there.
+/// Returns the borrowed value; null when the key is not there.
 CF_EXPORT const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
-/// Fills both arrays (either may be null) with borrowed pointers, in one order that may be any.
+/// Fills both arrays (either may be null) with borrowed pointers, in the same order, which may be
+/// any.
 CF_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
                                             const void** values);
 /// Adds the pair unless the key is there already.

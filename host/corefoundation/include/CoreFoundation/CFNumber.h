@@ -29,8 +29,8 @@ typedef enum CFNumberType
 typedef const struct __CFNumber* CFNumberRef;
 
 CF_EXPORT CFTypeID CFNumberGetTypeID(void);
-/// Returns a new number from the value of `type` at `value`. Null for a type that is none of the
-/// above.
+/// Returns a new number from the value of `type` at `value`. Returns null for a type that is none
+/// of the above.
 CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type,
                                      const void* value);
 /// Returns the stored form: one of the SInt and Float types.

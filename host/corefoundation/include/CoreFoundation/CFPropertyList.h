@@ -19,14 +19,15 @@ typedef enum CFPropertyListFormat
 
 enum { kCFPropertyListImmutable = 0, kCFPropertyListMutableContainers = 1 };
 
-/// Reads an XML (UTF-8, with or without a byte order mark) or a binary property list; `*format`
-/// (may be null) says which it was. Null when the bytes are neither, or not a whole and sound list.
-/// `*error` (may be null) is set to null: off the device there is no further explanation.
+/// Returns the object that an XML (UTF-8, with or without a byte order mark) or a binary property
+/// list holds, and stores in `*format` which it was. Returns null when the bytes are neither, or
+/// not a whole and sound list. Sets `*error` to null: off the device there is no further
+/// explanation. Both pointers may be null.
 CF_EXPORT CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                          CFOptionFlags options,
                                                          CFPropertyListFormat* format,
                                                          CFErrorRef* error);
-/// Returns the bytes of the list in `format`. Null when it holds an object that a property list
+/// Returns the bytes of the list in `format`; null when it holds an object that a property list
 /// cannot hold.
 CF_EXPORT CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef list,
                                              CFPropertyListFormat format, CFOptionFlags options,

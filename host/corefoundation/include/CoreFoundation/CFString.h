@@ -28,7 +28,7 @@ CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
 
 CF_EXPORT CFTypeID CFStringGetTypeID(void);
 
-/// Return a new string from bytes in `encoding`. Null when the bytes are not valid in it, or it is
+/// Return a new string from bytes in `encoding`; null when the bytes are not valid in it, or it is
 /// not one of the encodings above.
 CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text,
                                                 CFStringEncoding encoding);
@@ -77,10 +77,10 @@ CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEnco
 
 /// Returns where `find` first occurs, or a location of kCFNotFound. An empty `find` occurs nowhere.
 CF_EXPORT CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCompareFlags options);
-/// Returns the number at the start of the string, after white space: a sign and decimal digits. 0
-/// without digits; clamped to 32 bits.
+/// Returns the number at the start of the string, after white space: a sign and decimal digits,
+/// clamped to 32 bits. Returns 0 without digits.
 CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef string);
-/// Returns the same with a fraction and an exponent.
+/// Returns the number in the same way, with a fraction and an exponent.
 CF_EXPORT double CFStringGetDoubleValue(CFStringRef string);
 
 /// Writes a string's own text or another object's description, and a line feed, to standard error;
