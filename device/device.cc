@@ -35,9 +35,9 @@ bool optionsHoldUmts() {
 /// Returns whether the device has the part; false when memory runs out.
 bool isPresent(Presence presence) try {
   switch (presence) {
-    case Presence::kNo:
+    case Presence::kAbsent:
       return false;
-    case Presence::kYes:
+    case Presence::kPresent:
       return true;
     case Presence::kRadioQuery:
       return mobileWiFiContainsRadio() != 0;

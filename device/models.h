@@ -13,7 +13,7 @@ namespace corvane {
 
 /// What decides whether a model has a part. A radio query asks the platform's Wi-Fi library; the
 /// options are the value of the configuration key "OPTS".
-enum class Presence { kNo, kYes, kRadioQuery, kOptions };
+enum class Presence { kAbsent, kPresent, kRadioQuery, kOptions };
 
 struct Model {
   /// What a device's name begins with.
@@ -25,18 +25,18 @@ struct Model {
 };
 
 /// A model whose code is not in the table, and a device without a name.
-inline constexpr Model kUnknownModel = {"", Presence::kYes, Presence::kNo, Presence::kNo,
-                                        Presence::kYes};
+inline constexpr Model kUnknownModel = {"", Presence::kPresent, Presence::kAbsent,
+                                        Presence::kAbsent, Presence::kPresent};
 
 inline constexpr Model kModels[] = {
-    {"T31", Presence::kRadioQuery, Presence::kNo, Presence::kNo, Presence::kYes},
-    {"T32", Presence::kRadioQuery, Presence::kYes, Presence::kNo, Presence::kYes},
-    {"T33", Presence::kYes, Presence::kYes, Presence::kYes, Presence::kYes},
-    {"T34", Presence::kYes, Presence::kYes, Presence::kNo, Presence::kOptions},
-    {"T35", Presence::kYes, Presence::kYes, Presence::kYes, Presence::kYes},
-    {"T36", Presence::kYes, Presence::kNo, Presence::kYes, Presence::kNo},
-    {"T37", Presence::kYes, Presence::kNo, Presence::kNo, Presence::kNo},
-    {"T38", Presence::kYes, Presence::kNo, Presence::kNo, Presence::kNo},
+    {"T31", Presence::kRadioQuery, Presence::kAbsent, Presence::kAbsent, Presence::kPresent},
+    {"T32", Presence::kRadioQuery, Presence::kPresent, Presence::kAbsent, Presence::kPresent},
+    {"T33", Presence::kPresent, Presence::kPresent, Presence::kPresent, Presence::kPresent},
+    {"T34", Presence::kPresent, Presence::kPresent, Presence::kAbsent, Presence::kOptions},
+    {"T35", Presence::kPresent, Presence::kPresent, Presence::kPresent, Presence::kPresent},
+    {"T36", Presence::kPresent, Presence::kAbsent, Presence::kPresent, Presence::kAbsent},
+    {"T37", Presence::kPresent, Presence::kAbsent, Presence::kAbsent, Presence::kAbsent},
+    {"T38", Presence::kPresent, Presence::kAbsent, Presence::kAbsent, Presence::kAbsent},
 };
 
 /// Returns the model of a device whose name is `name`.
