@@ -75,6 +75,8 @@ std::string timeNow() {
 
 ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(newRunId()) {
   if (path.empty()) return;
+  std::error_code ignored;
+  _absolutePath = std::filesystem::absolute(path, ignored).string();
   // For writing only: a pipe breaks only when no end of it is open for reading.
   _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
   // O_CREAT is refused for another user's file or pipe in a folder such as /tmp.
@@ -102,17 +104,16 @@ void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields)
       line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
   // Only for a file: to check a pipe would open it for reading for a moment.
   std::error_code ignored;
-  if (std::filesystem::is_regular_file(_path, ignored) && endsInsideLine(_path)) {
+  if (std::filesystem::is_regular_file(_absolutePath, ignored) && endsInsideLine(_absolutePath)) {
     text.insert(0, "\n");
   }
 
   const BrokenPipeGuard guard;
-  ssize_t written = 0;
-  do {
-    written = ::write(_file, text.data(), text.size());
-  } while (written < 0 && errno == EINTR);
-  if (written < 0) fail(errno);
-  if (static_cast<size_t>(written) != text.size()) fail(ENOSPC);
+  for (std::string_view rest = text; !rest.empty();) {
+    const ssize_t written = ::write(_file, rest.data(), rest.size());
+    if (written < 0 && errno != EINTR) fail(errno);
+    if (written > 0) rest.remove_prefix(static_cast<size_t>(written));
+  }
 }
 
 void ResultsFile::sync() {

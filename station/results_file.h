@@ -46,6 +46,8 @@ class ResultsFile {
   [[noreturn]] void fail(int error) const;
 
   std::filesystem::path _path;
+  /// Holds wherever a station changes its working folder to.
+  std::string _absolutePath;
   int _file = -1;
   std::string _run;
   std::string _station;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "controlbits/control_bits.h"
 #include "log/log.h"
@@ -84,6 +85,7 @@ void RunState::begin() {
     if (!_resultsError.empty()) throw ResultsError(_resultsError);
     _visit.markIncomplete();
     _isMarked = true;
+    lock.unlock();
   }
   writeLog("begin, run " + std::to_string(count()), 0);
   _console.line("run", std::to_string(count()) + " of this station on this unit");
@@ -277,7 +279,12 @@ void RunState::finish(Outcome& outcome, std::optional<uint8_t> after) {
 }
 
 void RunState::abandon(int signal) {
-  const std::lock_guard lock(_lock);
+  std::unique_lock lock(_lock, std::defer_lock);
+  for (int attempt = 0; attempt < 100 && !lock.try_lock(); ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  // Whoever holds it waits for ever: for a reader of the results, for instance.
+  if (!lock.owns_lock()) ::_exit(128 + signal);
   if (_isEnding) return;
   // The body may be in the middle of a call into the library, of which only the log can be entered
   // from here. The byte was read back after it was written.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 
 #include <cmath>
@@ -233,6 +234,17 @@ TEST_F(StationTest, TheCommandLineIsCheckedBeforeTheUnitIsUsed) {
   EXPECT_EQ(this->results().back()["unit"], "SN2");
 }
 
+void waitUntil(const std::function<bool()>& isSo) {
+  while (!isSo()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+bool catchesSigterm(pid_t process) {
+  const std::string status = readText("/proc/" + std::to_string(process) + "/status");
+  const size_t caught = status.find("SigCgt:");
+  return caught != std::string::npos &&
+         (std::stoull(status.substr(caught + 7), nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
+}
+
 TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
   const std::function<void(Phase&)> bodies[] = {
       [](Phase& phase) { EXPECT_FALSE(phase.wait(std::chrono::milliseconds::max())); },
@@ -248,10 +260,8 @@ TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
               .exitStatus();
         },
         [&](pid_t child) {
-          for (int i = 0;
-               i < 1000 && readText(resultsFile()).find("phaseBegin") == std::string::npos; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-          }
+          waitUntil(
+              [&] { return readText(resultsFile()).find("phaseBegin") != std::string::npos; });
           ::kill(child, SIGTERM);
         });
     EXPECT_EQ(status, 128 + SIGTERM);
@@ -265,15 +275,34 @@ TEST_F(StationTest, ASignalWhileTheUnitIsLockedLeavesItAsItWas) {
   const ScopedUnitLock lock;
   const auto station = [&] { return runStation(passingBody).exitStatus(); };
   const auto interrupt = [&](pid_t child) {
-    do {
-      std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    } while (!std::filesystem::exists(resultsFile()));
+    waitUntil([&] { return catchesSigterm(child); });
     ::kill(child, SIGTERM);
   };
   EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
   EXPECT_EQ(held().status, 0xFF);
   expectFields(results().back(), R"({"type": "end", "count": null, "after": null,
                                      "reason": "interrupted by SIGTERM before the unit was marked"})");
+}
+
+TEST_F(StationTest, ASignalEndsARunWhoseResultsNobodyReads) {
+  ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
+  const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
+  const auto station = [&] {
+    return runStation([](TestRun& run) {
+             for (;;) run.phase("tone", [](Phase&) {});
+           })
+        .exitStatus();
+  };
+  const auto interrupt = [&](pid_t child) {
+    for (int filled = 0, before = -1; filled != before || filled < 32768;) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      before = filled;
+      ::ioctl(reader, FIONREAD, &filled);
+    }
+    ::kill(child, SIGTERM);
+  };
+  EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
+  ::close(reader);
 }
 
 TEST_F(StationTest, ARunKeepsTheFailureThatAnotherLeftMeanwhile) {
