@@ -98,6 +98,11 @@ TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {
   EXPECT_THROW(installUnit(unit.folder(), image), CommandError);
   EXPECT_THROW(installUnit(_folder.path(), imageOf(text)), CommandError);
   EXPECT_EQ(textOf(unit), text);
+  const fs::path data = unit.folder() / "data", elsewhere = _folder.path() / "elsewhere";
+  fs::rename(data, elsewhere);
+  fs::create_directory_symlink(elsewhere, data);
+  EXPECT_EQ(reasonAgainst<CommandError>([&] { installUnit(unit.folder(), imageOf(text)); }),
+            data.string() + ": is a symbolic link; the unit is as it was");
 }
 
 TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {

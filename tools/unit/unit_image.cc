@@ -78,6 +78,12 @@ bool isImagePath(std::string_view path) {
          (path.starts_with(kData) && isDataSetFile(path.substr(kData.size())));
 }
 
+bool holdsImageFiles(const std::string& path) {
+  return path == "data" || std::ranges::any_of(kFixedPaths, [&](std::string_view fixed) {
+           return fixed.starts_with(path + "/");
+         });
+}
+
 UnitImage readUnitFolder(const fs::path& folder) {
   std::error_code error;
   if (!fs::exists(folder / kDeviceFile, error)) {

@@ -42,6 +42,8 @@ struct UnitImage {
 
 /// Returns whether an image of a unit may have a file at `path`.
 bool isImagePath(std::string_view path);
+/// Returns whether an image may have files below `path`.
+bool holdsImageFiles(const std::string& path);
 
 /// Reads a unit's folder under the unit's lock, or without it when the folder may not be written.
 /// Throws CommandError when it is not a unit, or one of the files is not regular or too large.

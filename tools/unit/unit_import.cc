@@ -67,6 +67,10 @@ class StagedUnit {
       const std::string path = entry->path().lexically_relative(_target).string();
       const fs::path to = _folder / path;
       if (entry->is_symlink()) {
+        if (holdsImageFiles(path)) {
+          throw CommandError(
+              kFailed, entry->path().string() + ": is a symbolic link; the unit is as it was");
+        }
         fs::copy_symlink(entry->path(), to);
       } else if (entry->is_directory()) {
         check(::mkdir(to.c_str(), 0777), to);
