@@ -86,9 +86,9 @@ void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, si
         std::pair((left ? left : right)->offset, (left ? a : b).recordSize);
     return explained.add(offset, size);
   }
-  // All fields before the message, bit 7 of the flags included, which has no meaning. What is left
-  // is what the message field has after its zero byte.
-  if (a.recordSize != b.recordSize) return;
+  // A difference that the texts do not show is left to the raw bytes, as is what the message field
+  // has after its zero byte.
+  if (a.recordSize != b.recordSize || before == after) return;
   const size_t messageAt = static_cast<size_t>(a.timeBits) / 8 + 2;
   explained.add(left->offset, messageAt);
   explained.add(

@@ -148,10 +148,13 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   }
   EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
 
-  // Of the same record, what follows the message's zero byte is explained by nothing.
+  // Of the same record, the flags' bit 7 and what follows the message's zero byte are explained by
+  // nothing.
   UnitImage tail = after;
+  tail.files[kDiagnosticDataFile][128 + 9] = 0x90;
   tail.files[kDiagnosticDataFile][128 + 14] = 8;
   EXPECT_EQ(linesOf(diffImages(after, tail)),
+            "raw data/VelmoDiagnosticData.bin, 1 bytes at 137: 10 -> 90\n"
             "raw data/VelmoDiagnosticData.bin, 1 bytes at 142: 09 -> 08\n");
 
   UnitImage dump;
