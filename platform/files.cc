@@ -19,6 +19,8 @@ bool createDirectory(const std::string& path) {
 }
 
 constexpr off_t kNoCutLine = -1;
+/// More than any property list of a device has, so that none exhausts the memory.
+constexpr off_t kLargestPropertyList = off_t{16} << 20;
 
 /// Returns the size of the open file when it ends inside a line, else `kNoCutLine`.
 off_t endOfCutLine(int file) {
@@ -27,13 +29,14 @@ off_t endOfCutLine(int file) {
   return size > 0 && ::pread(file, &last, 1, size - 1) == 1 && last != '\n' ? size : kNoCutLine;
 }
 
-/// Returns the contents of the regular file at `path`. Returns nothing when there is no such file
-/// or it cannot be read to its end.
+/// Returns the contents of the regular file at `path`. Returns nothing when there is no such file,
+/// it is larger than `kLargestPropertyList`, or it cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
   // Without O_NONBLOCK a pipe that nobody writes to would block.
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat facts {};
   if (!file || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
+  if (facts.st_size > kLargestPropertyList) return {};
 
   std::string bytes;
   std::array<char, 16384> block;
@@ -41,6 +44,8 @@ std::optional<std::string> readFile(const std::string& path) {
     const ssize_t count = ::read(file.get(), block.data(), block.size());
     if (count == 0) return bytes;
     if (count > 0) {
+      // The file may grow meanwhile.
+      if (std::ssize(bytes) + count > kLargestPropertyList) return {};
       bytes.append(block.data(), static_cast<size_t>(count));
     } else if (errno != EINTR) {
       return {};
