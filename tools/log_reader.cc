@@ -1,42 +1,43 @@
 #include "tools/log_reader.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
+#include <string_view>
 
-#include "tools/command_error.h"
+#include "tools/log_record.h"
 
 namespace corvane::tools {
 
-LogReader::~LogReader() { close(); }
-
 void LogReader::skipToLast(size_t lines) {
-  if (_descriptor < 0 && !open()) return;
-  _position = ::lseek(_descriptor, 0, SEEK_END);
+  if (!_log && !open()) return;
+  off_t position = _log->facts().st_size, lineBegin = position;
   std::array<char, 65536> piece;
-  for (size_t feeds = 0; feeds <= lines && _position > 0;) {
-    const size_t length = std::min(piece.size(), static_cast<size_t>(_position));
-    const off_t begin = _position - static_cast<off_t>(length);
-    const ssize_t count = ::pread(_descriptor, piece.data(), length, begin);
-    if (count < 0) fail(errno);
-    _position = begin;
-    for (auto at = static_cast<size_t>(count); at > 0 && feeds <= lines; --at) {
-      feeds += piece[at - 1] == '\n';
-      if (feeds > lines) _position = begin + static_cast<off_t>(at);
+  for (size_t feeds = 0; feeds <= lines && position > 0 &&
+                         lineBegin - position < static_cast<off_t>(kLongestRecord);) {
+    const off_t begin = std::max<off_t>(0, position - std::ssize(piece));
+    const size_t count = _log->readAt(begin, {piece.data(), static_cast<size_t>(position - begin)});
+    position = begin;
+    std::string_view text(piece.data(), count);
+    for (size_t feed = 0; feeds <= lines && (feed = text.rfind('\n')) != text.npos;
+         text = text.substr(0, feed)) {
+      lineBegin = begin + static_cast<off_t>(feed) + 1;
+      if (++feeds > lines) position = lineBegin;
     }
   }
-  ::lseek(_descriptor, _position, SEEK_SET);
+  _log->seek(position);
 }
 
 std::optional<std::string> LogReader::next() {
   size_t end = 0;
   while ((end = _text.find('\n', _searched)) == std::string::npos) {
     _searched = _text.size();
+    if (_searched - _begin >= kLongestRecord) {
+      std::string cut = _text.substr(_begin);
+      _begin = _searched;
+      return cut;
+    }
     if (!readMore()) return {};
   }
   std::string line = _text.substr(_begin, end - _begin);
@@ -52,55 +53,32 @@ void LogReader::forget(size_t length) {
 
 /// Returns whether there is something new to look at.
 bool LogReader::readMore() {
-  if (_descriptor < 0 && !open()) return false;
+  if (!_log && !open()) return false;
   forget(_begin);
   std::array<char, 65536> piece;
-  const ssize_t count = ::read(_descriptor, piece.data(), piece.size());
-  if (count < 0) fail(errno);
-  if (count > 0) {
-    _text.append(piece.data(), static_cast<size_t>(count));
-    _position += count;
+  if (const size_t count = _log->read(piece)) {
+    _text.append(piece.data(), count);
     return true;
   }
 
-  struct stat opened {
-  }, named{};
-  if (::fstat(_descriptor, &opened) != 0) fail(errno);
-  const bool isThere = ::stat(_file.c_str(), &named) == 0;
+  const struct stat opened = _log->facts();
+  struct stat named {};
+  const bool isThere = ::lstat(_file.c_str(), &named) == 0;
   if (isThere && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev) {
-    if (opened.st_size >= _position) return false;
-    ::lseek(_descriptor, 0, SEEK_SET);
-    _position = 0;
+    if (opened.st_size >= _log->position()) return false;
+    _log->seek(0);
     forget(_text.size());
     return true;
   }
-  close();
+  _log.reset();
+  forget(_text.size());
   return isThere;
 }
 
 bool LogReader::open() {
-  const int descriptor = ::open(_file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) {
-    if (errno == ENOENT) return false;
-    fail(errno);
-  }
-  _descriptor = descriptor;
-  struct stat file {};
-  if (::fstat(_descriptor, &file) != 0) fail(errno);
-  if (S_ISDIR(file.st_mode)) fail(EISDIR);
-  if (!S_ISREG(file.st_mode)) throw CommandError(kFailed, _file + ": is not a regular file");
-  return true;
-}
-
-void LogReader::close() {
-  if (_descriptor >= 0) ::close(_descriptor);
-  _descriptor = -1;
-  _position = 0;
-  forget(_text.size());
-}
-
-void LogReader::fail(int error) const {
-  throw CommandError(kFailed, _file + ": " + std::strerror(error));
+  _log.emplace(_file);
+  if (!*_log) _log.reset();
+  return isOpen();
 }
 
 }  // namespace corvane::tools

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "tools/log_file.h"
+
 namespace corvane::tools {
 
 /// Reads a log line by line, also one that is being written: when the file is removed, created
@@ -11,31 +13,27 @@ namespace corvane::tools {
 class LogReader {
  public:
   explicit LogReader(const std::string& file) : _file(file) {}
-  ~LogReader();
-  LogReader(const LogReader&) = delete;
-  LogReader& operator=(const LogReader&) = delete;
 
-  /// Skips to the last `lines` whole lines of what the file holds now.
+  /// Skips to the last `lines` whole lines of what the file holds now, or into a line of more than
+  /// `kLongestRecord` bytes that is among them.
   void skipToLast(size_t lines);
 
   /// Returns the next line without its line feed; nothing when there is no further whole line now.
-  /// Throws CommandError (not done) with the file's name and the reason when it cannot be read.
+  /// What follows `kLongestRecord` bytes without a line feed counts as a line of its own. Throws
+  /// CommandError (not done) with the file's name and the reason when it cannot be read.
   std::optional<std::string> next();
 
   /// Returns whether the file existed when it was last read.
-  bool isOpen() const { return _descriptor >= 0; }
+  bool isOpen() const { return _log.has_value(); }
 
  private:
   bool readMore();
   /// Drops the beginning of `_text`.
   void forget(size_t length);
   bool open();
-  void close();
-  [[noreturn]] void fail(int error) const;
 
   std::string _file;
-  int _descriptor = -1;
-  off_t _position = 0;
+  std::optional<LogFile> _log;
   /// What was read. `next` has not returned what begins at `_begin`; there is no line feed between
   /// that and `_searched`.
   std::string _text;

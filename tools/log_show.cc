@@ -1,19 +1,17 @@
 #include "tools/log_show.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <ctime>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <vector>
 
 #include "tools/command_error.h"
 #include "tools/json_output.h"
+#include "tools/log_file.h"
 #include "tools/log_line.h"
 #include "tools/log_record.h"
 
@@ -24,8 +22,6 @@ using Text = std::string_view;
 
 /// How much is read at once.
 constexpr size_t kChunk = size_t{256} << 10;
-/// How much of a record is kept until its end is found. What follows counts as another record.
-constexpr size_t kLongestRecord = size_t{16} << 20;
 
 /// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
 std::string timeOf(Text line) {
@@ -158,10 +154,6 @@ bool isTime(const std::string& text) {
   return end && *end == '\0' && date.ok();
 }
 
-[[noreturn]] void fail(const std::string& file, int error) {
-  throw CommandError(kFailed, file + ": " + std::strerror(error));
-}
-
 }  // namespace
 
 std::string logTime(const std::string& text, bool isLatest) {
@@ -181,21 +173,13 @@ std::string logTime(const std::string& text, bool isLatest) {
 }
 
 bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {
-  struct stat facts {};
-  if (::stat(file.c_str(), &facts) != 0) fail(file, errno);
-  if (!S_ISREG(facts.st_mode)) throw CommandError(kFailed, file + ": is not a regular file");
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> log(std::fopen(file.c_str(), "rbe"),
-                                                            std::fclose);
-  if (!log) fail(file, errno);
-  // Read in chunks of our own.
-  std::setvbuf(log.get(), nullptr, _IONBF, 0);
-
+  LogFile log(file);
+  if (!log) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
   Show show(filter, json, out);
   std::vector<char> buffer(2 * kChunk);
   size_t kept = 0;
   while (true) {
-    const size_t count = std::fread(buffer.data() + kept, 1, kChunk, log.get());
-    if (std::ferror(log.get())) fail(file, errno);
+    const size_t count = log.read({buffer.data() + kept, kChunk});
     const Text text(buffer.data(), kept + count);
     if (count == 0) {
       show.show(text);

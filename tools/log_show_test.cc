@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <fstream>
 
 #include "testing/unit_test.h"
 #include "tools/command_error.h"
+#include "tools/log_reader.h"
+#include "tools/log_record.h"
 
 namespace corvane::tools {
 namespace {
@@ -12,18 +15,31 @@ namespace {
 class LogShowTest : public ::testing::Test {
  protected:
   std::string show(const std::string& log, const LogFilter& filter, bool json = false) const {
-    const std::string file = (_folder.path() / "log.txt").string();
-    corvane::testing::writeText(file, log);
+    corvane::testing::writeText(_file, log);
+    return showFile(filter, json);
+  }
+
+  std::string showFile(const LogFilter& filter = {}, bool json = false) const {
     const std::string shown = (_folder.path() / "shown").string();
     std::FILE* const out = std::fopen(shown.c_str(), "w");
-    const bool hasShown = showLog(file, filter, json, out);
+    const bool hasShown = showLog(_file, filter, json, out);
     std::fclose(out);
     const std::string text = corvane::testing::readText(shown);
     EXPECT_EQ(hasShown, !text.empty());
     return text;
   }
 
+  /// Returns what `corvane log tail` shows at most.
+  std::vector<std::string> lastLines(size_t count) const {
+    LogReader log(_file);
+    log.skipToLast(count);
+    std::vector<std::string> lines;
+    while (auto line = log.next()) lines.push_back(std::move(*line));
+    return lines;
+  }
+
   corvane::testing::TemporaryFolder _folder;
+  std::string _file = _folder.path() / "log.txt";
 };
 
 constexpr char kFan[] = "[2026-11-16 08:00:00] Fan: slow\n";
@@ -65,6 +81,33 @@ TEST_F(LogShowTest, NoRecordIsLostWhereTheLogIsReadInParts) {
   }
   EXPECT_EQ(std::ranges::count(show(log, {}), '\n'), 8000);
   EXPECT_EQ(corvane::testing::countOf(show(log, {.grep = "needle"}), "| needle\n"), 2000u);
+}
+
+TEST_F(LogShowTest, ALongRunOfZerosIsLeftOutAndReported) {
+  // It ends within a block, so that some of its zeros take space.
+  const off_t hole = (off_t{1} << 40) + 100;
+  const std::string some(4095, '\0');
+  corvane::testing::writeText(_file, "first\n" + some + "\n");
+  std::filesystem::resize_file(_file, hole);
+  std::ofstream(_file, std::ios::app) << "last\n";
+  ::testing::internal::CaptureStderr();
+  std::string digits;
+  for (size_t i = 0; i < some.size(); ++i) digits += "\\x00";
+  EXPECT_EQ(showFile(), "| first\n| " + digits + "\n| last\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "corvane: " + _file + ": left out " + std::to_string(hole - 4102) +
+                " bytes that are all zero, from byte 4102 on\n");
+  EXPECT_EQ(lastLines(10), std::vector<std::string>{"last"});
+}
+
+TEST_F(LogShowTest, ALineWithoutEndIsShownInParts) {
+  const std::string part(kLongestRecord, 'x');
+  corvane::testing::writeText(_file, "first\n" + part + part + "\nlast\n");
+  EXPECT_EQ(lastLines(1), std::vector<std::string>{"last"});
+  const std::vector<std::string> lines = lastLines(9);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_LT(lines[0].size() + lines[1].size(), 2 * part.size());
+  EXPECT_EQ(lines[2], "last");
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "testing/tool_run.h"
 
 namespace corvane::testing {
@@ -186,8 +188,18 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
   }
   std::filesystem::remove_all(log().parent_path());
   std::filesystem::create_directories(log());
-  expectEach({{"log write lost", 1, "", "could not be written"},
-              {"log tail", 1, "", log().string() + ": Is a directory\n"}});
+  const auto expectUnreadable = [&](const std::string& reason) {
+    for (const char* command : {"log write lost", "log tail", "log show"}) {
+      expectEach({{command, 1, "", log().string() + ": " + reason + "\n"}});
+    }
+  };
+  expectUnreadable("Is a directory");
+  std::filesystem::remove(log());
+  ::mkfifo(log().c_str(), 0600);
+  expectUnreadable("is not a regular file");
+  std::filesystem::remove(log());
+  std::filesystem::create_symlink("/dev/zero", log());
+  expectUnreadable("is a symbolic link");
 }
 
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
