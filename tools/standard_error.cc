@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "platform/printable.h"
 #include "platform/scoped_file.h"
 
 namespace corvane::tools {
@@ -60,7 +61,7 @@ std::string standardErrorOf(const std::function<void()>& work) {
 void runQuietly(const std::function<void()>& write) {
   std::istringstream lines(standardErrorOf(write));
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("virtual device: ")) std::cerr << line << "\n";
+    if (line.starts_with("virtual device: ")) std::cerr << printable(line) << "\n";
   }
 }
 

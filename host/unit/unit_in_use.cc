@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "host/unit/unit_place.h"
+#include "platform/printable.h"
 #include "platform/report.h"
 
 namespace corvane::host {
@@ -25,7 +26,7 @@ InUse& inUse() {
 void report(InUse& state, const std::string& reason) {
   if (state.lastReport == reason) return;
   state.lastReport = reason;
-  reportOnStandardError("virtual device: " + reason + "\n");
+  reportOnStandardError("virtual device: " + printable(reason) + "\n");
 }
 
 void openDefaultUnit(InUse& state) {

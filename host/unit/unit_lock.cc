@@ -21,6 +21,7 @@
 #include "host/unit/unit_file.h"
 #include "host/unit/unit_in_use.h"
 #include "platform/file_descriptor.h"
+#include "platform/printable.h"
 #include "platform/report.h"
 
 namespace corvane::host {
@@ -85,7 +86,7 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
     }
     if (now >= reportAt) {
       reportAt = Clock::time_point::max();
-      reportOnStandardError("virtual device: " + folder.string() + ": waiting for " +
+      reportOnStandardError("virtual device: " + printable(folder.string()) + ": waiting for " +
                             holderText(file) + ", which holds the unit's lock\n");
     }
     std::this_thread::sleep_for(pause);
