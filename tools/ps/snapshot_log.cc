@@ -1,5 +1,6 @@
 #include "tools/ps/snapshot_log.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,7 +10,10 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "platform/file_descriptor.h"
+#include "platform/scoped_file.h"
 #include "processes/processes.h"
 #include "processes/sampler_messages.h"
 #include "tools/command_error.h"
@@ -34,38 +38,47 @@ class DivertedOutput {
   std::string end();
 
  private:
-  void read(int pipe);
+  [[noreturn]] static void fail(int error) {
+    throw CommandError(kFailed,
+                       std::string("standard output cannot be diverted: ") + std::strerror(error));
+  }
+  void read(std::FILE* messages);
 
-  int _standardOutput = -1;
+  FileDescriptor _standardOutput;
   std::string _endOfPass;
   std::thread _reader;
 };
 
-DivertedOutput::DivertedOutput() {
+DivertedOutput::DivertedOutput() : _standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {
   std::fflush(stdout);
   std::array<int, 2> ends{-1, -1};
-  _standardOutput = dup(STDOUT_FILENO);
-  if (_standardOutput < 0 || pipe(ends.data()) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) {
-    throw CommandError(kFailed,
-                       std::string("standard output cannot be diverted: ") + std::strerror(errno));
+  if (!_standardOutput || pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno);
+  FileDescriptor output(ends[1]);
+  ScopedFile messages(fdopen(ends[0], "r"));
+  if (!messages) {
+    close(ends[0]);
+    fail(ENOMEM);
   }
-  close(ends[1]);
-  _reader = std::thread([this, pipe = ends[0]] { read(pipe); });
+  // Before the diversion, which would stay when the thread cannot be started.
+  _reader = std::thread([this, pipe = std::move(messages)] { read(pipe.get()); });
+  if (dup2(output.get(), STDOUT_FILENO) >= 0) return;
+  const int error = errno;
+  output = FileDescriptor();
+  _reader.join();
+  fail(error);
 }
 
 std::string DivertedOutput::end() {
   std::fflush(stdout);
   // This closes the pipe's last end to write to, which ends the reader.
-  dup2(_standardOutput, STDOUT_FILENO);
-  close(_standardOutput);
+  dup2(_standardOutput.get(), STDOUT_FILENO);
   _reader.join();
   return _endOfPass;
 }
 
-void DivertedOutput::read(int pipe) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> messages(fdopen(pipe, "r"), std::fclose);
+void DivertedOutput::read(std::FILE* messages) {
   std::array<char, 512> line;
-  while (messages && std::fgets(line.data(), static_cast<int>(line.size()), messages.get())) {
+  while (std::fgets(line.data(), static_cast<int>(line.size()), messages)) {
     if (_endOfPass.empty() && isEndOfPass(line.data())) _endOfPass = textOfMessage(line.data());
   }
 }
