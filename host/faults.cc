@@ -149,6 +149,8 @@ class RuleBook {
       gMayHaveRules = false;
     } else if (const std::string fault = replace(text); !fault.empty()) {
       std::fprintf(stderr, "CORVANE_FAULTS: %s\n", fault.c_str());
+      // Static destructors make platform calls, which must not wait for these rules.
+      gMayHaveRules = false;
       std::exit(2);
     }
   }

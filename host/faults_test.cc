@@ -1,5 +1,7 @@
 #include "host/faults.h"
 
+#include <cstdlib>
+
 #include "host/virtual_device.h"
 #include "testing/unit_test.h"
 
@@ -71,8 +73,12 @@ TEST(FaultsDeathTest, ABadRuleInTheEnvironmentEndsTheProgram) {
   EXPECT_EXIT(
       {
         ::setenv("CORVANE_FAULTS", "IOMasterPorts", 1);
-        mach_port_t port = 0;
-        IOMasterPort(bootstrap_port, &port);
+        const auto call = [] {
+          mach_port_t port = 0;
+          IOMasterPort(bootstrap_port, &port);
+        };
+        std::atexit(call);
+        call();
       },
       ::testing::ExitedWithCode(2), "names no platform function[^$]*IOMasterPort\n");
 }
