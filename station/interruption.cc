@@ -29,8 +29,9 @@ extern "C" void noteSignal(int signal) {
 }  // namespace
 
 Interruption::Interruption(std::function<void(int)> abandon) {
-  if (::pipe(_pipe) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-  for (const int end : _pipe) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+  if (::pipe2(_pipe, O_CLOEXEC) != 0) {
+    throw std::system_error(errno, std::generic_category(), "pipe2");
+  }
   gSignal = 0;
   gPipe = _pipe[1];
   _watcher = std::thread([this, abandon = std::move(abandon)] { watch(abandon); });

@@ -1,10 +1,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 
+#include "platform/scoped_file.h"
 #include "tools/command_line.h"
 #include "tools/new_station/templates.h"
 #include "tools/station_commands.h"
@@ -41,10 +41,12 @@ std::string filled(std::string_view text, const NewStationOptions& options) {
 
 void writeFiles(const std::filesystem::path& folder, const NewStationOptions& options) {
   for (const Template& file : newStationTemplates()) {
-    std::ofstream stream(folder / file.fileName, std::ios::binary);
-    stream << filled(file.text, options);
-    stream.close();
-    if (!stream) throw std::runtime_error("cannot be written");
+    const ScopedFile stream(std::fopen((folder / file.fileName).c_str(), "wbe"));
+    const std::string text = filled(file.text, options);
+    if (!stream || std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
+        std::fflush(stream.get()) != 0) {
+      throw std::runtime_error("cannot be written");
+    }
   }
 }
 

@@ -45,6 +45,7 @@ std::string standardErrorOf(const std::function<void()>& work) {
     work();
     return "";
   }
+  ::fcntl(fileno(kept.get()), F_SETFD, FD_CLOEXEC);
   {
     const Redirection redirection(kept.get());
     work();

@@ -79,7 +79,7 @@ StorageResult checkStorage(const std::filesystem::path& folder, size_t size) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   std::string path = (folder / "storage-XXXXXX").string();
-  const int file = ::mkstemp(path.data());
+  const int file = ::mkostemp(path.data(), O_CLOEXEC);
   if (file < 0) {
     result.fault = failed(path.c_str());
     return result;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/linux/proc_files.h"
 #include "host/unit/properties.h"
 
 namespace corvane::host {
@@ -17,10 +17,8 @@ namespace fs = std::filesystem;
 
 /// Returns the first line of a supply's file; empty when it cannot be read.
 std::string lineOf(const fs::path& supply, const char* file) {
-  std::ifstream stream(supply / file);
-  std::string line;
-  std::getline(stream, line);
-  return line;
+  const std::string text = readWhole((supply / file).c_str()).value_or("");
+  return text.substr(0, text.find('\n'));
 }
 
 std::optional<int64_t> numberOf(const fs::path& supply, const char* file) {

@@ -3,13 +3,15 @@
 #include <sys/sysmacros.h>
 
 #include <cstdio>
-#include <fstream>
+#include <sstream>
 #include <string>
+
+#include "host/linux/proc_files.h"
 
 namespace corvane::host {
 
 pid_t lockHolder(const struct stat& file) {
-  std::ifstream locks("/proc/locks");
+  std::istringstream locks(readWhole("/proc/locks").value_or(""));
   for (std::string line; std::getline(locks, line);) {
     // "1: FLOCK  ADVISORY  WRITE 708 08:02:1234 0 EOF"; one that waits has "->" after its number.
     int pid = 0;

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -99,7 +98,7 @@ bool ClockPace::waitUntil(Seconds time) {
 
 ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace,
                   const std::function<std::vector<ProcessSample>()>& sample) {
-  const ScopedFile output(std::fopen(file.c_str(), "wx"));
+  const ScopedFile output(std::fopen(file.c_str(), "wxe"));
   if (!output) fail(file);
   sample();
   // The first line needs a reading to measure from.
@@ -132,16 +131,23 @@ ExitStatus record(const std::string& file, const RecordingPlan& plan, Pace& pace
   return kDone;
 }
 
-std::vector<RecordedSample> readRecording(const std::string& file) {
-  std::ifstream input(file, std::ios::binary);
-  if (!input) throw CommandError(kUsage, file + ": " + std::strerror(errno));
-  return readRecording(input, file);
+namespace {
+
+/// Reads the line on to its line feed, which is left out. Returns false when there is none.
+bool readLine(std::FILE* input, std::string& line) {
+  line.clear();
+  for (int byte = 0; (byte = getc_unlocked(input)) != EOF && byte != '\n';) {
+    line += static_cast<char>(byte);
+  }
+  return !std::feof(input) && !std::ferror(input);
 }
 
-std::vector<RecordedSample> readRecording(std::istream& input, const std::string& name) {
+/// Reads all that `nextLine` reads into the line that it is given, until it returns false.
+template <typename NextLine>
+std::vector<RecordedSample> samplesOf(NextLine nextLine, const std::string& name) {
   std::vector<RecordedSample> samples;
   size_t number = 0;
-  for (std::string line; std::getline(input, line) && !input.eof();) {
+  for (std::string line; nextLine(line);) {
     ++number;
     try {
       RecordedSample sample = sampleOf(line);
@@ -156,6 +162,19 @@ std::vector<RecordedSample> readRecording(std::istream& input, const std::string
   }
   if (samples.empty()) throw CommandError(kUsage, name + ": holds no sample");
   return samples;
+}
+
+}  // namespace
+
+std::vector<RecordedSample> readRecording(const std::string& file) {
+  const ScopedFile input(std::fopen(file.c_str(), "rbe"));
+  if (!input) throw CommandError(kUsage, file + ": " + std::strerror(errno));
+  return samplesOf([&](std::string& line) { return readLine(input.get(), line); }, file);
+}
+
+std::vector<RecordedSample> readRecording(std::istream& input, const std::string& name) {
+  return samplesOf([&](std::string& line) { return std::getline(input, line) && !input.eof(); },
+                   name);
 }
 
 }  // namespace corvane::tools

@@ -12,7 +12,8 @@ namespace corvane::tools {
 
 LineSource::LineSource(const std::string& path)
     : _path(path), _buffer(4 * kLongestLine + kPadding) {
-  _file = path == "-" ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  _file = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                      : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (_file < 0) throw CommandError(kUsage, path + ": " + std::strerror(errno));
 }
 

@@ -2,9 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fstream>
-#include <ostream>
+#include <cstdio>
+#include <sstream>
 
+#include "platform/scoped_file.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
@@ -98,9 +99,12 @@ void printPage(std::ostream& page, const CLI::App& command, const std::string& p
 void writePages(const CLI::App& command, const std::string& path, const std::string& version,
                 const std::filesystem::path& folder) {
   const std::filesystem::path file = folder / (replaced(path, ' ', '-') + ".1");
-  std::ofstream page(file);
+  std::ostringstream page;
   printPage(page, command, path, version);
-  if (!page.flush()) throw CommandError(kFailed, file.string() + " cannot be written");
+  const ScopedFile output(std::fopen(file.c_str(), "we"));
+  if (!output || std::fputs(page.str().c_str(), output.get()) < 0 || std::fflush(output.get())) {
+    throw CommandError(kFailed, file.string() + " cannot be written");
+  }
   for (const CLI::App* inner : commandsOf(command)) {
     writePages(*inner, path + " " + inner->get_name(), version, folder);
   }
