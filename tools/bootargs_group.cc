@@ -17,6 +17,8 @@ namespace {
 
 constexpr char kNotSet[] = "boot-args are not set, or cannot be read";
 
+/// Nothing when they are not set or cannot be read: neither the library nor the registry tells
+/// which.
 std::optional<std::string> currentValue() {
   const CFRef<CFStringRef> value(copyBootArgs());
   if (!value) return {};
@@ -25,7 +27,7 @@ std::optional<std::string> currentValue() {
 
 /// Returns the value between quotes, so that blanks at the ends can be seen.
 std::string shown(const std::optional<std::string>& value) {
-  if (!value) return "(not set)";
+  if (!value) return "(not set, or cannot be read)";
   std::string text = "\"";
   text += printable(*value);
   return text + "\"";
@@ -71,8 +73,15 @@ void print(const Change& change, bool json) {
   }
 }
 
-[[noreturn]] void failUnwritten(const std::optional<std::string>& after) {
-  throw CommandError(kFailed, "the change was not made: boot-args are " + shown(after));
+/// Throws unless the change has made them `wanted`.
+void requireChanged(const std::optional<std::string>& after, const std::string& wanted) {
+  if (!after) {
+    throw CommandError(kNotReady,
+                       std::string(kNotSet) + ": whether the change was made is not known");
+  }
+  if (after != wanted) {
+    throw CommandError(kFailed, "the change was not made: boot-args are " + shown(after));
+  }
 }
 
 ExitStatus showBootArgs(bool json) {
@@ -90,10 +99,12 @@ void requireWord(const std::string& word) {
 
 ExitStatus has(const std::string& word, bool json) {
   requireWord(word);
+  textArgument(word);  // Refuses what is no UTF-8.
   requireUnit();
   const auto value = currentValue();
-  const bool found = hasBootArg(textArgument(word).get());
-  const bool asWord = value && occurrencesOf(word, *value).asWord;
+  const Occurrences occurrences = value ? occurrencesOf(word, *value) : Occurrences();
+  const bool asWord = occurrences.asWord;
+  const bool found = asWord || occurrences.withinWords;
   if (json) {
     printJson({{"word", word}, {"found", found}, {"asWord", asWord}});
   } else if (value) {
@@ -121,7 +132,7 @@ ExitStatus add(const std::string& argument, bool json) {
   }
   addBootArg(trimmedWord.get());
   const auto after = currentValue();
-  if (after != (found.asWord ? *before : *before + " " + word)) failUnwritten(after);
+  requireChanged(after, found.asWord ? *before : *before + " " + word);
   print({before, after}, json);
   return kDone;
 }
@@ -147,7 +158,7 @@ ExitStatus remove(const std::string& argument, bool json) {
   }
   removeBootArg(word.get());
   const auto after = currentValue();
-  if (after != wanted) failUnwritten(after);
+  requireChanged(after, wanted);
   print({before, after}, json);
   return kDone;
 }
@@ -159,7 +170,7 @@ ExitStatus set(const std::string& value, bool json) {
   const auto before = currentValue();
   setBootArgs(text.get());
   const auto after = currentValue();
-  if (after != value) failUnwritten(after);
+  requireChanged(after, value);
   print({before, after}, json);
   return kDone;
 }
