@@ -4,11 +4,12 @@
 
 #include "controlbits/control_bits.h"
 #include "controlbits/poison_byte.h"
-#include "dataarea/data_area.h"
+#include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
+#include "tools/diagnostic_data.h"
 #include "tools/json_output.h"
 #include "tools/record_field.h"
 #include "tools/standard_error.h"
@@ -22,11 +23,8 @@ std::string place(uint8_t offset) { return "the byte at offset " + std::to_strin
 /// Returns the whole data set. Throws CommandError when it has no byte at `offset` that can be
 /// read.
 std::span<const uint8_t> readDataSet(uint8_t offset) {
-  const uint8_t* bytes = nullptr;
-  uint32_t length = 0;
-  if (getDataAreaBytePtr(&bytes, &length, diagnosticDataSet()) && offset < length) {
-    return {bytes, length};
-  }
+  const std::span<const uint8_t> contents = readDiagnosticData(place(offset));
+  if (offset < contents.size()) return contents;
   throw CommandError(kNotReady, place(offset) + " cannot be read");
 }
 
@@ -62,18 +60,20 @@ ExitStatus change(const PoisonOptions& options, bool isSet) {
   const std::span<const uint8_t> contents = readDataSet(offset);
   if (!options.force) requireNoRecordByte(offset, contents);
   const uint8_t before = contents[offset];
-  runQuietly([&] { ControlBits::writePoisonByte(offset, isSet); });
+  const bool isRefused = runQuietly([&] { ControlBits::writePoisonByte(offset, isSet); });
   if (isPoisonFinal(offset, before)) {
     throw CommandError(kFailed, place(offset) + " is " + hexByte(before) +
                                     ": a failure, which is not overwritten");
   }
-  const uint8_t after = readByte(offset);
+  uint8_t after = 0;
+  if (readBits(offset, 1, &after, diagnosticDataSet()) != 0) throw unknownChange(place(offset));
   const uint8_t wanted = poisonByte(offset, isSet);
   if (after != wanted) {
     throw CommandError(kFailed, place(offset) + " is " + hexByte(after) + ", wanted " +
                                     hexByte(wanted) + "; see \"corvane log tail\"");
   }
   printByte(offset, after, options.json);
+  if (isRefused && before != wanted) throw undurableChange(place(offset));
   return kDone;
 }
 

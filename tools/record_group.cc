@@ -6,10 +6,9 @@
 
 #include "controlbits/control_bits.h"
 #include "controlbits/record_chain.h"
-#include "dataarea/data_area.h"
-#include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
+#include "tools/diagnostic_data.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
@@ -24,18 +23,17 @@ using Chain = RecordChain<time_t>;
 constexpr size_t kRoom = kRecordMessageRoom<time_t>;
 
 Chain readUnitChain() {
-  const uint8_t* bytes = nullptr;
-  uint32_t length = 0;
-  if (!getDataAreaBytePtr(&bytes, &length, diagnosticDataSet())) {
-    throw CommandError(kNotReady, "the records cannot be read");
-  }
-  const std::span contents(bytes, length);
+  const std::span<const uint8_t> contents = readDiagnosticData("the records");
   Chain chain = readChain<time_t>(contents);
   if (chain.end == ChainEnd::kUnreadable) {
-    throw CommandError(kNotReady, "the data set ends after " + std::to_string(length) +
+    throw CommandError(kNotReady, "the data set ends after " + std::to_string(contents.size()) +
                                       " bytes, before the chain of records does");
   }
   return chain;
+}
+
+Chain readChainBack() try { return readUnitChain(); } catch (const CommandError&) {
+  throw unknownChange("the records");
 }
 
 ExitStatus listRecords(bool json) {
@@ -85,15 +83,12 @@ ExitStatus add(const AddOptions& options) {
   requireReady();
   const UnitLock lock;
   const Chain before = readUnitChain();
-  bool hasRoom = false;
-  runQuietly([&] {
-    hasRoom = ControlBits::writeDiagnosticsRecord(options.station, options.result, message.get());
+  bool isWritten = false;
+  const bool isRefused = runQuietly([&] {
+    isWritten = ControlBits::writeDiagnosticsRecord(options.station, options.result, message.get());
   });
-  if (!hasRoom) {
-    throw CommandError(kFailed, "there is no room for a further record; see \"corvane log tail\"");
-  }
 
-  const Chain after = readUnitChain();
+  const Chain after = readChainBack();
   const size_t slot = before.records.size();
   if (after.records.size() == slot + 1) {
     const RecordLine line = recordLine(slot, after.records[slot]);
@@ -104,10 +99,17 @@ ExitStatus add(const AddOptions& options) {
       } else {
         printRecords(std::cout, {line});
       }
+      if (isRefused) throw undurableChange("the record");
       return kDone;
     }
   }
-  throw CommandError(kFailed, "the record does not read back; see \"corvane log tail\"");
+  if (isWritten) {
+    throw CommandError(kFailed, "the record does not read back; see \"corvane log tail\"");
+  }
+  if (slot < kRecordSlots) {
+    throw CommandError(kNotReady, "the record was not added: the records cannot be read");
+  }
+  throw CommandError(kFailed, "there is no room for a further record; see \"corvane log tail\"");
 }
 
 void addAdd(Command group) {

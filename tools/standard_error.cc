@@ -59,11 +59,17 @@ std::string standardErrorOf(const std::function<void()>& work) {
   return text;
 }
 
-void runQuietly(const std::function<void()>& write) {
+bool runQuietly(const std::function<void()>& write) {
+  bool isRefused = false;
   std::istringstream lines(standardErrorOf(write));
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("virtual device: ")) std::cerr << printable(line) << "\n";
+    if (line.starts_with("virtual device: ")) {
+      std::cerr << printable(line) << "\n";
+    } else {
+      isRefused |= line.find("VelmoDiagnosticDataSet") != std::string::npos;
+    }
   }
+  return isRefused;
 }
 
 }  // namespace corvane::tools

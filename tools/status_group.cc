@@ -5,11 +5,12 @@
 
 #include "controlbits/control_bits.h"
 #include "controlbits/conventions.h"
-#include "dataarea/data_area.h"
+#include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
+#include "tools/diagnostic_data.h"
 #include "tools/inspect/area_view.h"
 #include "tools/json_output.h"
 #include "tools/record_field.h"
@@ -23,19 +24,15 @@ namespace {
 
 constexpr uint32_t kLastControlBitOffset = 127;
 
+std::string place(uint32_t offset) { return "the byte at offset " + std::to_string(offset); }
+
 /// Returns the whole data set, valid until the next read of a byte. Throws CommandError when it
 /// cannot be read or has no byte at offset `last`.
 std::span<const uint8_t> readDataSet(uint32_t last) {
-  const uint8_t* bytes = nullptr;
-  uint32_t length = 0;
-  if (!getDataAreaBytePtr(&bytes, &length, diagnosticDataSet())) {
-    throw CommandError(kNotReady, "the control-bit bytes cannot be read");
-  }
-  if (last >= length) {
-    throw CommandError(kUsage, "offset " + std::to_string(last) + " lies outside the data set of " +
-                                   std::to_string(length) + " bytes");
-  }
-  return {bytes, length};
+  const std::span<const uint8_t> contents = readDiagnosticData("the control-bit bytes");
+  if (last < contents.size()) return contents;
+  throw CommandError(kUsage, "offset " + std::to_string(last) + " lies outside the data set of " +
+                                 std::to_string(contents.size()) + " bytes");
 }
 
 uint8_t readByte(uint32_t offset) { return readDataSet(offset)[offset]; }
@@ -82,23 +79,50 @@ void printByte(uint32_t offset, uint8_t byte, bool json) {
             << statusName(byte, testStatusNames()) << ", fail count " << failCountOf(byte) << "\n";
 }
 
+std::optional<uint8_t> readBack(uint32_t offset) {
+  uint8_t byte = 0;
+  if (readBits(offset, 1, &byte, diagnosticDataSet()) != 0) return {};
+  return byte;
+}
+
+/// Makes the byte `old` again, which a change has left unreadable or as it should not be: the
+/// library goes on from 0xff when it cannot read the byte. Returns what became of it.
+std::string putBack(uint32_t offset, uint8_t old) {
+  uint32_t result = 0;
+  runQuietly([&] { result = writeBits(offset, 1, &old, kCommit, diagnosticDataSet()); });
+  return result == 0 && readBack(offset) == old
+             ? "it was put back to " + hexByte(old)
+             : "whether it could be put back to " + hexByte(old) + " is not known";
+}
+
 /// Runs `write` and checks that the byte at `offset` became what `change` makes of it, under the
-/// unit's lock. The library's writers report their failures only in the log.
+/// unit's lock; puts it back when it did not. The library's writers report their failures only in
+/// the log.
 ExitStatus changeByte(uint32_t offset, bool force, bool json, const std::function<void()>& write,
                       const std::function<void(uint8_t&)>& change) {
   requireReady();
   const UnitLock lock;
-  const std::span<const uint8_t> before = readDataSet(offset);
-  if (!force) requireNoRecordByte(offset, before);
-  uint8_t wanted = before[offset];
+  const std::span<const uint8_t> contents = readDataSet(offset);
+  if (!force) requireNoRecordByte(offset, contents);
+  const uint8_t old = contents[offset];
+  uint8_t wanted = old;
   change(wanted);
-  runQuietly(write);
-  const uint8_t byte = readByte(offset);
-  printByte(offset, byte, json);
-  if (byte == wanted) return kDone;
-  throw CommandError(kFailed, "the byte at offset " + std::to_string(offset) + " is " +
-                                  hexByte(byte) + ", wanted " + hexByte(wanted) +
-                                  "; see \"corvane log tail\"");
+  const bool isRefused = runQuietly(write);
+  const std::optional<uint8_t> byte = readBack(offset);
+  if (!byte) {
+    throw CommandError(kNotReady, place(offset) + " cannot be read back; " + putBack(offset, old));
+  }
+  if (*byte != wanted) {
+    const bool isChanged = *byte != old;
+    const std::string end = isChanged ? putBack(offset, old) + "; " : "";
+    if (const std::optional<uint8_t> now = readBack(offset)) printByte(offset, *now, json);
+    throw CommandError(kFailed, place(offset) + (isChanged ? " became " : " is ") + hexByte(*byte) +
+                                    ", wanted " + hexByte(wanted) + "; " + end +
+                                    "see \"corvane log tail\"");
+  }
+  printByte(offset, *byte, json);
+  if (isRefused && old != wanted) throw undurableChange(place(offset));
+  return kDone;
 }
 
 void addStatusShow(Command group) {

@@ -12,6 +12,7 @@
 #include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
+#include "tools/diagnostic_data.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_view.h"
@@ -84,9 +85,15 @@ void primeLibrary(const Bytes& area) {
 ExitStatus changeArea(const Bytes& before, const MemoryStore& wanted,
                       const std::function<void()>& write) {
   primeLibrary(before);
-  runQuietly(write);
-  const Bytes after = readArea();
-  if (std::ranges::equal(after, wanted.image())) return kDone;
+  const bool isRefused = runQuietly(write);
+  Bytes after(kDeviceAreaSize);
+  if (ControlBits::readSysCfgBytes(after.data(), kDeviceAreaSize) != 0) {
+    throw unknownChange("the configuration area");
+  }
+  if (std::ranges::equal(after, wanted.image())) {
+    if (isRefused && after != before) throw undurableChange("the change of the configuration area");
+    return kDone;
+  }
   throw CommandError(
       kFailed, (after == before ? "the configuration area was not changed"
                                 : "the configuration area does not read back as it should") +

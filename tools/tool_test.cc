@@ -166,6 +166,8 @@ TEST_F(CommandTest, BootArgsAreEditedAndReadBack) {
        {"bootargs has beta", 1, "not found\n"},
        {"bootargs set \"$(printf 'a\\033[2J')\"", 0, "before: \"lph=1 \"\nafter:  \"a\\x1b[2J\"\n"},
        {"bootargs show --json", 0, "{\n  \"schema\": 1,\n  \"bootArgs\": \"a\\u001b[2J\"\n}\n"}});
+  expectEach({{"bootargs has a", 0, "found within other words only\n"}},
+             "IORegistryEntryCreateCFProperty@2");
 }
 
 TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
@@ -307,6 +309,37 @@ TEST_F(CommandTest, AReadThatFailsDuringAChangeLosesNoKey) {
       EXPECT_EQ(run("syscfg get KEPT").output, "1\n") << change << " with failing read " << read;
     }
   }
+}
+
+TEST_F(CommandTest, WhatIsSaidOfAChangeIsWhatTheUnitThenHoldsWhicheverReadFails) {
+  const std::string read = "IORegistryEntryCreateCFProperty@";
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"bootargs set a", "bootargs set b", "nvram.plist"},
+      {"bootargs set a", "bootargs add b", "nvram.plist"},
+      {"status set 40 --status failed --count 3", "status set 40 --status passed",
+       "data/VelmoDiagnosticData.bin"},
+      {"status set 24 --status passed", "poison set 24", "data/VelmoDiagnosticData.bin"}};
+  for (const auto& [before, change, file] : cases) {
+    EXPECT_EQ(run(before).exitStatus, 0);
+    const std::string old = readText(unit() / file);
+    EXPECT_EQ(run(change).exitStatus, 0);
+    const std::string wanted = readText(unit() / file);
+    for (const char* number : {"1", "2", "3", "3+", "4", "5"}) {
+      writeText(unit() / file, old);
+      const Outcome outcome = run(change, read + number);
+      const std::string said = change + (" @" + (number + outcome.output)) + outcome.errors;
+      const std::string now = readText(unit() / file);
+      EXPECT_TRUE(now == old || now == wanted) << said;
+      EXPECT_TRUE(now == wanted || outcome.exitStatus != 0) << said;
+      EXPECT_TRUE(now == old || outcome.exitStatus == 0 ||
+                  outcome.errors.ends_with("whether the change was made is not known\n"))
+          << said;
+      EXPECT_EQ(outcome.output.find("(not set)"), std::string::npos) << said;
+    }
+  }
+  expectEach({{"record add x --station 1 --result 0", 3, "", "not added: the records cannot be"}},
+             read + "3");
+  expectEach({{"record add x --station 1 --result 0", 3, "", "made is not known\n"}}, read + "4+");
 }
 
 TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {

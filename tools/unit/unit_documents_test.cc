@@ -1,7 +1,11 @@
 #include <nlohmann/json.hpp>
 
+#include "dataarea/bits.h"
+#include "dataarea/data_area.h"
+#include "dataarea/data_sets.h"
 #include "testing/unit_test.h"
 #include "tools/command_error.h"
+#include "tools/standard_error.h"
 #include "tools/unit/unit_diff.h"
 #include "tools/unit/unit_document.h"
 #include "tools/unit/unit_import.h"
@@ -168,6 +172,18 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   EXPECT_EQ(linesOf(diffImages(before, readUnitFolder(unit.folder()))),
             "nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
             "device registry/IOPMPowerSource/CurrentCapacity: 80 -> \n");
+}
+
+TEST_F(UnitDocumentsTest, ARefusedRequestIsNoticedAlthoughItIsNotShown) {
+  usedUnit("unit", 0xFC).use();
+  ASSERT_EQ(getDataArea(), 0u);
+  const auto write = [] {
+    return runQuietly([] { writeBits(20, 1, "\xF2", kCommit, diagnosticDataSet()); });
+  };
+  VirtualDevice::setFaults("IORegistryEntrySetCFProperties@1");
+  EXPECT_TRUE(write());
+  EXPECT_FALSE(write());
+  VirtualDevice::setFaults("");
 }
 
 }  // namespace
