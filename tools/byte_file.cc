@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/file_descriptor.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
@@ -30,9 +31,16 @@ ScopedFile openBeside(const std::string& target, std::string& name) {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   const bool isThere = ::stat(target.c_str(), &old) == 0;
-  ::fchmod(descriptor, isThere ? old.st_mode & 07777 : 0666 & ~mask);
-  ScopedFile file(::fdopen(descriptor, "wb"));
-  if (!file) ::close(descriptor);
+  // A file system without modes refuses to set one.
+  const bool hasMode =
+      ::fchmod(descriptor, isThere ? old.st_mode & 07777 : 0666 & ~mask) == 0 || errno == EPERM;
+  ScopedFile file(hasMode ? ::fdopen(descriptor, "wb") : nullptr);
+  if (!file) {
+    const int reason = errno;
+    ::close(descriptor);
+    ::unlink(name.c_str());
+    errno = reason;
+  }
   return file;
 }
 
@@ -84,12 +92,22 @@ void FileReplacement::write(std::string_view text) {
 
 void FileReplacement::finish() {
   const bool isReplaced = !_partial.empty();
+  FileDescriptor folder;
+  if (isReplaced) {
+    const std::filesystem::path parent = std::filesystem::path(_target).parent_path();
+    folder = FileDescriptor(
+        ::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) fail(kFailed, _path);
+  }
   if (std::fflush(_file.get()) != 0 || (isReplaced && ::fsync(::fileno(_file.get())) != 0) ||
       std::fclose(_file.release()) != 0 ||
       (isReplaced && std::rename(_partial.c_str(), _target.c_str()) != 0)) {
     fail(kFailed, _path);
   }
   _partial.clear();
+  if (isReplaced && ::fsync(folder.get()) != 0) {
+    fail(kFailed, _path + ": was replaced, but may not survive a power cut");
+  }
 }
 
 void writeFile(const std::string& path, std::span<const uint8_t> bytes) {

@@ -22,9 +22,10 @@ struct FileBytes {
 /// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);
 
-/// Atomically replaces a file's contents at `finish`; until then, and without it, the file is as it
-/// was. A device or a pipe is written to at once. Throws CommandError (not done) with the file's
-/// name and the reason.
+/// Atomically and durably replaces a file's contents at `finish`, and keeps its mode; until then,
+/// and without it, the file is as it was. A device or a pipe is written to at once. Throws
+/// CommandError (not done) with the file's name and the reason, which says so if the file was
+/// replaced all the same.
 class FileReplacement {
  public:
   explicit FileReplacement(const std::string& path);

@@ -11,6 +11,7 @@
 #include "testing/power_cut/disk.h"
 #include "testing/power_cut/file_calls.h"
 #include "testing/unit_test.h"
+#include "tools/byte_file.h"
 #include "tools/command_error.h"
 #include "tools/unit/unit_import.h"
 
@@ -247,6 +248,31 @@ TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
     }
   }
   std::cout << calls << " failing calls\n";
+}
+
+TEST_F(PowerCutTest, AnOutputFileIsReplacedOrNotAsIsSaidAndKeepsItsMode) {
+  const fs::path file = path("output");
+  writeText(file, "old");
+  fs::permissions(file, fs::perms(0640));
+  size_t unsyncedFolders = 0;
+  bool isReached = true;
+  for (size_t number = 1; isReached; ++number) {
+    writeText(file, "old");
+    gFileCalls = {.broken = number, .way = EIO};
+    const std::string reason = reasonAgainst<tools::CommandError>([&] {
+      tools::writeFile(file, std::vector<uint8_t>{'n', 'e', 'w'});
+    });
+    isReached = gFileCalls.made >= number;
+    gFileCalls = {};
+    const bool isReplaced = reason.find(": was replaced, but may not") != std::string::npos;
+    EXPECT_EQ(readText(file), reason.empty() || isReplaced ? "new" : "old") << reason;
+    unsyncedFolders += isReplaced;
+  }
+  EXPECT_EQ(unsyncedFolders, 1u);
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+  for (const auto& entry : fs::directory_iterator(file.parent_path())) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("output.")) << entry;
+  }
 }
 
 TEST_F(PowerCutTest, AKillLeavesTheOldOrTheNewUnitAndNothingInTheWay) {
