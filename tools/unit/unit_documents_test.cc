@@ -109,6 +109,17 @@ TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {
             data.string() + ": is a symbolic link; the unit is as it was");
 }
 
+TEST_F(UnitDocumentsTest, WhatCannotBeLookedAtIsNotLeftOut) {
+  for (const char* part : {"root", "data", "device.plist"}) {
+    const fs::path unit = usedUnit(part, 0xF2).folder();
+    fs::remove_all(unit / part);
+    fs::create_symlink(part, unit / part);
+    const std::string reason = reasonAgainst<CommandError>([&] { readUnitFolder(unit); });
+    EXPECT_TRUE(reason.starts_with((unit / part).string())) << reason;
+    EXPECT_TRUE(reason.ends_with(": Too many levels of symbolic links")) << reason;
+  }
+}
+
 TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
   for (const char* set : {"VelmoDiagnosticData", "VelmoDiagnosticDataSysCfg"}) {
     const Bytes dump = usedUnit("unit", 0xF2).dataSet(set);

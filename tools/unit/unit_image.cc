@@ -44,11 +44,21 @@ bool isDataSetFile(std::string_view name) {
   return false;
 }
 
+/// Throws for an error other than that there is nothing at `path`.
+void requireLookedAt(const fs::path& path, const std::error_code& error) {
+  if (!error || error == std::errc::no_such_file_or_directory ||
+      error == std::errc::not_a_directory) {
+    return;
+  }
+  throw CommandError(kNotReady, path.string() + ": " + error.message());
+}
+
 /// Adds the file unless there is none.
 void addFile(UnitImage& image, const fs::path& folder, const std::string& path) {
   const fs::path file = folder / path;
   std::error_code error;
   const fs::file_status status = fs::symlink_status(file, error);
+  requireLookedAt(file, error);
   if (!fs::exists(status)) return;
   if (!fs::is_regular_file(status)) {
     throw CommandError(kNotReady, file.string() + ": is not a regular file");
@@ -86,7 +96,9 @@ bool holdsImageFiles(const std::string& path) {
 
 UnitImage readUnitFolder(const fs::path& folder) {
   std::error_code error;
-  if (!fs::exists(folder / kDeviceFile, error)) {
+  const fs::file_status device = fs::status(folder / kDeviceFile, error);
+  requireLookedAt(folder / kDeviceFile, error);
+  if (!fs::exists(device)) {
     throw CommandError(kNotReady, folder.string() + ": is not a unit; it has no device.plist");
   }
   std::optional<host::UnitLock> lock;
@@ -97,10 +109,13 @@ UnitImage readUnitFolder(const fs::path& folder) {
   }
   UnitImage image;
   for (const std::string_view path : kFixedPaths) addFile(image, folder, std::string(path));
-  for (const auto& entry : fs::directory_iterator(folder / "data", error)) {
-    const std::string name = entry.path().filename().string();
+  const fs::path data = folder / "data";
+  for (fs::directory_iterator entry(data, error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
     if (isDataSetFile(name)) addFile(image, folder, "data/" + name);
   }
+  requireLookedAt(data, error);
   return image;
 }
 

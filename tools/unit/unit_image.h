@@ -46,7 +46,8 @@ bool isImagePath(std::string_view path);
 bool holdsImageFiles(const std::string& path);
 
 /// Reads a unit's folder under the unit's lock, or without it when the folder may not be written.
-/// Throws CommandError when it is not a unit, or one of the files is not regular or too large.
+/// Throws CommandError when it is not a unit, or one of the files cannot be read, is not regular or
+/// is too large.
 UnitImage readUnitFolder(const std::filesystem::path& folder);
 
 /// Returns the image of a dump. Throws CommandError when neither `kind` nor the bytes tell what it
