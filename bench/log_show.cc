@@ -5,6 +5,7 @@
 
 #include "bench/pairs.h"
 #include "host/virtual_device.h"
+#include "log/log.h"
 
 namespace corvane::bench {
 namespace {
@@ -14,8 +15,7 @@ constexpr size_t kLogSize = size_t{256} << 20;
 /// A unit with a large test log, in which every 100,000th line has the text that is searched for.
 struct LargeLog {
   LargeLog()
-      : unit(std::filesystem::temp_directory_path() / "large-log"),
-        file(unit.filePath("/private/var/logs/CorvaneTov/log.txt")) {
+      : unit(std::filesystem::temp_directory_path() / "large-log"), file(unit.filePath(kLogFile)) {
     std::filesystem::create_directories(file.parent_path());
     std::ofstream log(file, std::ios::binary);
     for (size_t line = 0, size = 0; size < kLogSize; ++line) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "log/log.h"
 #include "testing/unit_test.h"
 
 namespace corvane::testing {
@@ -36,7 +37,7 @@ void expectFields(const nlohmann::json& document, const std::string& fields);
 class ToolTest : public ::testing::Test {
  protected:
   std::filesystem::path unit() const { return path("unit"); }
-  std::filesystem::path log() const { return unit() / "root/private/var/logs/CorvaneTov/log.txt"; }
+  std::filesystem::path log() const { return unit() / ("root" + std::string(kLogFile)); }
   /// Returns the path of a file of the test's own beside the unit.
   std::filesystem::path path(const std::string& name) const { return _folder.path() / name; }
 

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "controlbits/conventions.h"
 #include "platform/scoped_file.h"
 #include "tools/command_line.h"
 #include "tools/new_station/templates.h"
@@ -11,9 +12,6 @@
 
 namespace corvane::tools {
 namespace {
-
-constexpr int kLogCollectionOffset = 9;
-constexpr int kSuiteOffset = 18;
 
 struct NewStationOptions {
   std::string name;
@@ -72,7 +70,7 @@ void checkOptions(const NewStationOptions& options) {
       throw CommandError(kUsage, "'" + options.name + "' is a name that CMake keeps for itself");
     }
   }
-  for (const int taken : {kLogCollectionOffset, kSuiteOffset}) {
+  for (const int taken : {int{kLogCollectionOffset}, int{kSuiteStatusOffset}}) {
     if (taken == options.offset || taken == options.offset + 1) {
       throw CommandError(kUsage, "byte " + std::to_string(taken) + " belongs to the library");
     }

@@ -8,15 +8,10 @@
 #include "host/unit/data_sets.h"
 #include "host/unit/property_file.h"
 #include "host/unit_facts.h"
+#include "host/unit_paths.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::host {
-
-/// Files of a unit, relative to its folder.
-inline constexpr std::string_view kDeviceFile = "device.plist";
-inline constexpr std::string_view kNvramFile = "nvram.plist";
-inline constexpr std::string_view kVersionFile =
-    "root/System/Library/CoreServices/SystemVersion.plist";
 
 /// The file that NSLog writes to, as the device knows it.
 inline constexpr char kSystemLogFile[] = "/private/var/log/system.log";

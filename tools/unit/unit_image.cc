@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array kFixedPaths = {
+const std::array kFixedPaths = {
     std::string_view(kDeviceFile),
     std::string_view(kNvramFile),
     std::string_view(kVersionFile),

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/unit_paths.h"
+#include "log/log.h"
 #include "tools/inspect/dump_inspector.h"
 
 namespace corvane::tools {
@@ -16,12 +18,12 @@ namespace corvane::tools {
 using Bytes = std::vector<uint8_t>;
 
 /// Paths in a unit's folder.
-inline constexpr char kDeviceFile[] = "device.plist";
-inline constexpr char kNvramFile[] = "nvram.plist";
+using host::kDeviceFile;
+using host::kNvramFile;
+using host::kVersionFile;
 inline constexpr char kDiagnosticDataFile[] = "data/VelmoDiagnosticData.bin";
 inline constexpr char kConfigurationFile[] = "data/VelmoDiagnosticDataSysCfg.bin";
-inline constexpr char kVersionFile[] = "root/System/Library/CoreServices/SystemVersion.plist";
-inline constexpr char kTestLogFile[] = "root/private/var/logs/CorvaneTov/log.txt";
+inline const std::string kTestLogFile = std::string("root") + kLogFile;
 
 /// What an image is about: a whole unit, or one data set that was dumped.
 enum class ImageKind { kUnit, kData, kSysCfg };
