@@ -135,6 +135,8 @@ REPLACE(kSpace, linkat,
 REPLACE(kSpace, renameat2,
         (int folder, const char* path, int newFolder, const char* newPath, unsigned int flags),
         SYS_renameat2, folder, path, newFolder, newPath, flags)
+REPLACE(kSpace, rename, (const char* path, const char* newPath), SYS_renameat2, AT_FDCWD, path,
+        AT_FDCWD, newPath, 0)
 REPLACE(kSpace, renameat, (int folder, const char* path, int newFolder, const char* newPath),
         SYS_renameat2, folder, path, newFolder, newPath, 0)
 REPLACE(kNothing, unlink, (const char* path), SYS_unlinkat, AT_FDCWD, path, 0)

@@ -226,6 +226,15 @@ TEST_F(PowerCutTest, ACutLeavesANewUnitWholeOrToBeCompleted) {
   }
 }
 
+TEST_F(PowerCutTest, AnImportIntoNewFoldersIsThereAfterItsReturn) {
+  fs::create_directory(path("parent"));
+  const tools::UnitImage image = tools::readUnitFolder(_unit.folder());
+  const auto work = [&] { tools::installUnit(path("parent/made/new/unit"), image); };
+  cut("import of a new unit", path("parent"), work, 100, [&](const fs::path& left, bool isLast) {
+    EXPECT_TRUE(!isLast || fs::exists(left / "made/new/unit/device.plist")) << left;
+  });
+}
+
 TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
   size_t calls = 0;
   for (const Change& change : kChanges) {

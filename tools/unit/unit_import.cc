@@ -34,6 +34,14 @@ void sync(const fs::path& path) {
   if (!file || ::fsync(file.get()) != 0) fail(path);
 }
 
+/// Makes the folder and those above it that are missing, durably.
+void createFolders(const fs::path& folder) {
+  if (fs::exists(folder)) return;
+  createFolders(folder.parent_path());
+  fs::create_directory(folder);
+  sync(folder.parent_path());
+}
+
 /// A new unit beside the one that it replaces. The destructor removes the new unit, or the replaced
 /// one when the new unit has taken its place.
 class StagedUnit {
@@ -158,7 +166,7 @@ void install(const fs::path& target, const UnitImage& image) {
   if (!isReplaced && fs::exists(target) && !fs::is_empty(target)) {
     throw CommandError(kFailed, target.string() + ": is not a unit, and not empty");
   }
-  fs::create_directories(target.parent_path());
+  createFolders(target.parent_path());
   std::optional<host::UnitLock> lock;
   if (isReplaced) {
     lock.emplace(target);
