@@ -68,13 +68,26 @@ auto storeFileIn(auto& value) {
   };
 }
 
-/// Adds to `wrong` the options whose value after "=" is empty: CLI11 would give them the next word.
-void addEmptyValues(const std::vector<std::string>& words, std::vector<WrongWord>& wrong) {
-  for (const std::string& word : words) {
-    if (word == "--") return;
-    if (word.starts_with("--") && word.find('=') == word.size() - 1) {
-      wrong.push_back({word, word.substr(0, word.size() - 1) + " needs a value"});
+/// Adds to `wrong` the options whose value after "=" is empty: CLI11 would give them the next word,
+/// or "=" to a short one.
+void addEmptyValues(const CLI::App& app, const std::vector<std::string>& words,
+                    std::vector<WrongWord>& wrong) {
+  const CLI::App* command = &app;
+  for (size_t i = 0; i < words.size() && words[i] != "--"; ++i) {
+    const std::string& word = words[i];
+    const auto isNamed = [&](const CLI::App* below) { return below->check_name(word); };
+    if (const auto named = command->get_subcommands(isNamed); !named.empty()) {
+      command = named.front();
+      continue;
     }
+    const size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const CLI::Option* const option =
+        name.starts_with('-') ? command->get_option_no_throw(name) : nullptr;
+    if (!option) continue;
+    if (equals + 1 == word.size()) wrong.push_back({word, name + " needs a value"});
+    // The next word is its value, whatever it looks like.
+    if (equals == std::string::npos && option->get_items_expected_min() > 0) ++i;
   }
 }
 
@@ -251,7 +264,7 @@ void setAction(CLI::App* command, std::function<ExitStatus()> work) {
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
   const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
   std::vector<WrongWord>& wrongWords = currentOutcome().wrongWords;
-  addEmptyValues(words, wrongWords);
+  addEmptyValues(app, words, wrongWords);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
