@@ -35,15 +35,18 @@ std::vector<uint8_t> blockOf(size_t index) {
   return bytes;
 }
 
-std::string failed(const char* what) {
-  return std::string("storage: ") + what + ": " + std::strerror(errno);
+/// `count` is what the failed call returned: the system gives a reason when that is negative, and
+/// `otherwise` is the errno of a transfer that is cut short.
+std::string failed(const char* what, ssize_t count = -1, int otherwise = 0) {
+  return std::string("storage: ") + what + ": " + std::strerror(count < 0 ? errno : otherwise);
 }
 
 void writeAndRead(int file, size_t blocks, StorageResult& result) {
   auto begin = Clock::now();
   for (size_t i = 0; i < blocks; ++i) {
-    if (::write(file, blockOf(i).data(), kBlock) != static_cast<ssize_t>(kBlock)) {
-      result.fault = failed("write");
+    const ssize_t count = ::write(file, blockOf(i).data(), kBlock);
+    if (count != static_cast<ssize_t>(kBlock)) {
+      result.fault = failed("write", count, ENOSPC);
       return;
     }
   }
@@ -59,9 +62,9 @@ void writeAndRead(int file, size_t blocks, StorageResult& result) {
   begin = Clock::now();
   std::vector<uint8_t> bytes(kBlock);
   for (size_t i = 0; i < blocks; ++i) {
-    if (::pread(file, bytes.data(), kBlock, static_cast<off_t>(i * kBlock)) !=
-        static_cast<ssize_t>(kBlock)) {
-      result.fault = failed("read");
+    const ssize_t count = ::pread(file, bytes.data(), kBlock, static_cast<off_t>(i * kBlock));
+    if (count != static_cast<ssize_t>(kBlock)) {
+      result.fault = failed("read", count, EIO);
       return;
     }
     if (bytes != blockOf(i)) {
