@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 
 #include "platform/file_descriptor.h"
 #include "tools/command_error.h"
@@ -111,6 +112,11 @@ void FileReplacement::finish() {
 }
 
 void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+  if (path == "-") {
+    std::cout.write(reinterpret_cast<const char*>(bytes.data()),
+                    static_cast<std::streamsize>(bytes.size()));
+    return;
+  }
   FileReplacement file(path);
   file.write(bytes);
   file.finish();

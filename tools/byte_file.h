@@ -44,8 +44,8 @@ class FileReplacement {
   ScopedFile _file;
 };
 
-/// Replaces the file's contents with `bytes`, as FileReplacement does. Throws CommandError (not
-/// done) with the file's name and the reason.
+/// Replaces the file's contents with `bytes`, as FileReplacement does; "-" is `std::cout`. Throws
+/// CommandError (not done) with the file's name and the reason.
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
 
 }  // namespace corvane::tools

@@ -40,7 +40,7 @@ void addReportGroup(CLI::App& app) {
   Command command =
       Command(app).add("report", "Show units or dumps as one web page that stands alone");
   command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
-  command.file("-o,--out", options->out, "The page to write").required();
+  command.file("-o,--out", options->out, "The page to write; - is standard output").required();
   command.file("--recording", options->recording,
                "A recording of \"corvane ps --record\" to show as a chart");
   addDumpKindOption(command, options->kind);

@@ -106,6 +106,11 @@ class DamageReport {
 };
 
 ExitStatus showResults(const ResultsOptions& options) {
+  for (const auto& [name, file] : {std::pair("--junit", options.junit), {"--html", options.html}}) {
+    if (file != "-") continue;
+    throw CommandError(kUsage,
+                       std::string(name) + " - would mix with what is printed; name a file");
+  }
   const std::vector<std::string> files = filesOf(options.paths);
   const RunFilter filter = filterOf(options);
   Names names;

@@ -213,17 +213,12 @@ ExitStatus del(const std::string& keyText) {
 }
 
 ExitStatus dump(const std::string& file) {
-  if (file.empty() && isatty(STDOUT_FILENO)) {
+  const bool isPrinted = file.empty() || file == "-";
+  if (isPrinted && isatty(STDOUT_FILENO)) {
     throw CommandError(kUsage,
                        "the raw area is not for a terminal: name a FILE or redirect the output");
   }
-  const Bytes area = readArea();
-  if (file.empty()) {
-    std::cout.write(reinterpret_cast<const char*>(area.data()),
-                    static_cast<std::streamsize>(area.size()));
-  } else {
-    writeFile(file, area);
-  }
+  writeFile(isPrinted ? "-" : file, readArea());
   return kDone;
 }
 
@@ -263,7 +258,8 @@ void addGet(Command group) {
   addKey(command, options->key);
   excludeEachOther({command.flag("--hex", options->hex, "As hexadecimal digits"),
                     command.flag("--text", options->text, "As text, other bytes as \\x1b"),
-                    command.file("-o,--out", options->file, "Write the bytes to this file"),
+                    command.file("-o,--out", options->file,
+                                 "Write the bytes to this file; - is standard output"),
                     command.jsonFlag(options->json)});
   command.footer(
       "Without an option, text is printed as it is and anything else as digits. A value of at "
@@ -300,7 +296,7 @@ void addDel(Command group) {
 void addDump(Command group) {
   const auto file = std::make_shared<std::string>();
   Command command = group.add("dump", "Save the raw area, 8192 bytes");
-  command.file("FILE", *file, "File to write; standard output if not given");
+  command.file("FILE", *file, "File to write; standard output if not given, or -");
   command.footer("Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
   command.action([=] { return dump(*file); });
 }

@@ -28,6 +28,8 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --count", "--count needs a value\n"},
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
       {"status --from= --to 4", "--from needs a value\n"},
+      {"syscfg get -o= OPTS", "-o needs a value\n"},
+      {"results x --html -", "--html - would mix with what is printed; name a file\n"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},
       {"poison set 256", "OFFSET takes a number from 0 to 255, not '256'\n"},
@@ -207,13 +209,15 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
   expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
               {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
+              {"log write m --test --test= --indent 2", 0, ""},
               {"log write --raw -- \"$(printf -- '-raw-\\033')\"", 0, ""},
               {"log message --sid 'A\"7' --type 'st\"op' 'code=\"0\",x'", 0, ""}});
-  const std::vector<std::string> lines = splitLines(run("log tail -n 3").output);
-  ASSERT_EQ(lines.size(), 3u);
+  const std::vector<std::string> lines = splitLines(run("log tail -n 4").output);
+  ASSERT_EQ(lines.size(), 4u);
   EXPECT_TRUE(lines[0].ends_with("]     Fixture: closed \"x\"")) << lines[0];
-  EXPECT_EQ(lines[1], "| -raw-\\x1b");
-  EXPECT_TRUE(lines[2].ends_with("sid=\"A'7\",msg-type=\"stop\",code=\"0\",x")) << lines[2];
+  EXPECT_TRUE(lines[1].ends_with("]         --test=: m")) << lines[1];
+  EXPECT_EQ(lines[2], "| -raw-\\x1b");
+  EXPECT_TRUE(lines[3].ends_with("sid=\"A'7\",msg-type=\"stop\",code=\"0\",x")) << lines[3];
 
   writeText(log(),
             "[2026-11-16 00:05:09]     Fixture: a: b\u009b\n[2026-99-16 00:05:09] x\n"
@@ -267,6 +271,7 @@ TEST_F(CommandTest, ConfigurationKeysAreSetReadListedAndDeleted) {
               {"syscfg get KEY1 --text", 0, "\\x00\\x0a\n"},
               {"syscfg get OPTS --hex", 0, "73657269616c3d33ffffffffffffffff\n"},
               {"syscfg get LONG --out " + file, 0, ""},
+              {"syscfg get LONG --out -", 0, longer},
               {"syscfg get GONE", 1, "", "there is no key GONE"}});
   EXPECT_EQ(readText(path("value")), longer);
   EXPECT_EQ(jsonOf("syscfg list")["entries"][2]["text"], longer);
@@ -361,13 +366,14 @@ TEST_F(CommandTest, SeveralToolsOnOneUnitLoseNothingOfEachOther) {
     const std::string number = std::to_string(i);
     for (const std::string& change :
          {"status set " + std::to_string(i % 2 * 40 + i) + " --status passed",
-          "syscfg set KEY" + number + " x", "record add x --result 0 --station " + number,
-          "bootargs add word" + number, "device set --battery " + number}) {
+          "poison set " + std::to_string(60 + i), "syscfg set KEY" + number + " x",
+          "record add x --result 0 --station " + number, "bootargs add word" + number,
+          "device set --battery " + number}) {
       script += commandLine(change) + " >>" + shellWord(path("done")) + " & ";
     }
   }
   ASSERT_EQ(std::system((script + "wait").c_str()), 0);
-  EXPECT_EQ(jsonOf("status --written")["bytes"].size(), 4u);
+  EXPECT_EQ(jsonOf("status --written")["bytes"].size(), 8u);
   EXPECT_EQ(jsonOf("syscfg list")["entries"].size(), 4u);
   EXPECT_EQ(jsonOf("record list")["records"].size(), 4u);
   for (int i = 0; i < 4; ++i) {

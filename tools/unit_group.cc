@@ -26,12 +26,6 @@ UnitImage readDefaultUnit() {
   }
 }
 
-void writeOutput(const std::string& file, std::span<const uint8_t> bytes) {
-  if (file != "-") return writeFile(file, bytes);
-  std::cout.write(reinterpret_cast<const char*>(bytes.data()),
-                  static_cast<std::streamsize>(bytes.size()));
-}
-
 void addExport(Command group) {
   struct Options {
     std::string source, to = "-";
@@ -52,7 +46,7 @@ void addExport(Command group) {
     const UnitImage image =
         options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
     const std::string text = documentText(image);
-    writeOutput(options->to, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+    writeFile(options->to, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
     return kDone;
   });
 }
@@ -60,7 +54,7 @@ void addExport(Command group) {
 /// Writes the raw bytes of a dump's image to `to`, or puts them in the unit's data set.
 void importDump(const UnitImage& image, const std::string& to) {
   const auto& [path, contents] = *image.files.begin();
-  if (!to.empty()) return writeOutput(to, contents);
+  if (!to.empty()) return writeFile(to, contents);
   std::optional<UnitLock> lock;
   if (hasUnit()) lock.emplace();
   UnitImage unit = readDefaultUnit();
