@@ -17,8 +17,8 @@ namespace {
 
 constexpr char kNotSet[] = "boot-args are not set, or cannot be read";
 
-/// Nothing when they are not set or cannot be read: neither the library nor the registry tells
-/// which.
+/// Returns nothing when they are not set or cannot be read: neither the library nor the registry
+/// tells which.
 std::optional<std::string> currentValue() {
   const CFRef<CFStringRef> value(copyBootArgs());
   if (!value) return {};

@@ -13,11 +13,11 @@ namespace corvane::tools {
 /// or write of the data area. Throws CommandError (not ready), "`what` cannot be read".
 std::span<const uint8_t> readDiagnosticData(const std::string& what);
 
-/// What a command says of a change that cannot be read back: "`what` cannot be read back: ...".
+/// Returns what a command says of a change that cannot be read back.
 CommandError unknownChange(const std::string& what);
 
-/// What a command says of a change that reads back although the data area refused it: a disk that
-/// fails while the old contents cannot be put back.
+/// Returns what a command says of a change that reads back although the data area refused it: a
+/// disk that fails while the old contents cannot be put back.
 CommandError undurableChange(const std::string& what);
 
 }  // namespace corvane::tools

@@ -35,8 +35,8 @@ std::vector<uint8_t> blockOf(size_t index) {
   return bytes;
 }
 
-/// `count` is what the failed call returned: the system gives a reason when that is negative, and
-/// `otherwise` is the errno of a transfer that is cut short.
+/// Returns the fault of a call that returned `count`: with the reason that the system gives when
+/// that is negative, and `otherwise`, an errno, when the transfer was cut short.
 std::string failed(const char* what, ssize_t count = -1, int otherwise = 0) {
   return std::string("storage: ") + what + ": " + std::strerror(count < 0 ? errno : otherwise);
 }
