@@ -30,7 +30,7 @@ uint32_t reportInvalid(CFStringRef format) {
 /// by identity; the number and the data object live as long as the caller's owners.
 void fillRequest(CFMutableDictionaryRef request, CFStringRef set, int32_t commit,
                  CFNumberRef offset, CFDataRef buffer) {
-  CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataSet"), set);
+  CFDictionaryAddValue(request, CFSTR(CORVANE_DATA_SET_KEY), set);
   CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataCommit"),
                        commit ? kCFBooleanTrue : kCFBooleanFalse);
   CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataOffset"), offset);

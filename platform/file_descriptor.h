@@ -1,6 +1,7 @@
 #ifndef CORVANE_PLATFORM_FILE_DESCRIPTOR_H_
 #define CORVANE_PLATFORM_FILE_DESCRIPTOR_H_
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -29,6 +30,20 @@ class FileDescriptor {
 
  private:
   int _descriptor = -1;
+};
+
+/// The ends of a pipe. Programs that this one starts inherit neither.
+struct Pipe {
+  FileDescriptor readEnd, writeEnd;
+
+  /// Leaves the ends empty, and the reason in `errno`, when there can be no pipe.
+  Pipe() {
+    int ends[2];
+    if (::pipe(ends) != 0) return;
+    for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    readEnd = FileDescriptor(ends[0]);
+    writeEnd = FileDescriptor(ends[1]);
+  }
 };
 
 }  // namespace corvane

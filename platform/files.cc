@@ -33,7 +33,7 @@ off_t endOfCutLine(int file) {
 /// it is larger than `kLargestPropertyList`, or it cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
   // Without O_NONBLOCK a pipe that nobody writes to would block.
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat facts {};
   if (!file || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
   if (facts.st_size > kLargestPropertyList) return {};

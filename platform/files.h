@@ -19,7 +19,7 @@ bool fileExists(const std::string& path);
 bool endsInsideLine(const std::string& path);
 
 /// Returns the dictionary at the top of the property-list file at `path`. Returns null when that is
-/// not a regular file or is a symbolic link, is larger than 16 MiB, cannot be read to its end, does
+/// not a regular file, is larger than 16 MiB, cannot be read to its end, does
 /// not fit into memory, or holds something else.
 CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept;
 

@@ -66,11 +66,10 @@ TEST(FilesTest, WhatIsNoWholePropertyListOfADictionaryCountsAsMissing) {
   testing::writeText(file, "<plist><array/></plist>");
   const std::string pipe = folder.path() / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  const std::string large = folder.path() / "large", link = folder.path() / "link";
+  const std::string large = folder.path() / "large";
   testing::writeText(large, "<plist><dict></dict></plist>" + std::string(size_t{16} << 20, '\n'));
-  std::filesystem::create_symlink(sound, link);
   // A read of the last one from its start fails with EIO.
-  for (const std::string& path : {file, pipe, large, link, folder.path().string(), file + "/below",
+  for (const std::string& path : {file, pipe, large, folder.path().string(), file + "/below",
                                   std::string("/dev/zero"), std::string("/proc/self/mem")}) {
     EXPECT_FALSE(copyDictionaryFromFile(path)) << path;
   }

@@ -29,11 +29,9 @@ extern "C" void noteSignal(int signal) {
 }  // namespace
 
 Interruption::Interruption(std::function<void(int)> abandon) {
-  if (::pipe2(_pipe, O_CLOEXEC) != 0) {
-    throw std::system_error(errno, std::generic_category(), "pipe2");
-  }
+  if (!_pipe.writeEnd) throw std::system_error(errno, std::generic_category(), "pipe");
   gSignal = 0;
-  gPipe = _pipe[1];
+  gPipe = _pipe.writeEnd.get();
   _watcher = std::thread([this, abandon = std::move(abandon)] { watch(abandon); });
   for (size_t i = 0; i < kSignals.size(); ++i) {
     ::sigaction(kSignals[i], nullptr, &_before[i]);
@@ -53,10 +51,9 @@ Interruption::~Interruption() {
   }
   _changed.notify_all();
   const char over = 'o';
-  [[maybe_unused]] const ssize_t written = ::write(_pipe[1], &over, 1);
+  [[maybe_unused]] const ssize_t written = ::write(_pipe.writeEnd.get(), &over, 1);
   _watcher.join();
   gPipe = -1;
-  for (const int end : _pipe) ::close(end);
 }
 
 int Interruption::signal() const { return gSignal; }
@@ -72,7 +69,7 @@ bool Interruption::wait(std::chrono::milliseconds duration) {
 
 void Interruption::watch(const std::function<void(int)>& abandon) {
   char event = 0;
-  while (::read(_pipe[0], &event, 1) < 0 && errno == EINTR) continue;
+  while (::read(_pipe.readEnd.get(), &event, 1) < 0 && errno == EINTR) continue;
   std::unique_lock lock(_lock);
   if (_isOver) return;
   _hasCome = true;

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <thread>
 
+#include "platform/file_descriptor.h"
+
 namespace corvane::station {
 
 /// Catches SIGINT, SIGTERM and SIGHUP while it exists, except those that the process ignores. A
@@ -37,7 +39,7 @@ class Interruption {
   std::condition_variable _changed;
   bool _hasCome = false;
   bool _isOver = false;
-  int _pipe[2] = {-1, -1};
+  Pipe _pipe;
   std::array<struct sigaction, kSignals.size()> _before = {};
   std::thread _watcher;
 };

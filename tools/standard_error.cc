@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "dataarea/data_sets.h"
 #include "platform/printable.h"
 #include "platform/scoped_file.h"
 
@@ -66,7 +67,7 @@ bool runQuietly(const std::function<void()>& write) {
     if (line.starts_with("virtual device: ")) {
       std::cerr << printable(line) << "\n";
     } else {
-      isRefused |= line.find("VelmoDiagnosticDataSet") != std::string::npos;
+      isRefused |= line.find(CORVANE_DATA_SET_KEY) != std::string::npos;
     }
   }
   return isRefused;

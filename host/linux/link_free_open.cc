@@ -39,4 +39,8 @@ FileDescriptor openStepByStep(const char* path, int flags, mode_t mode) {
   return FileDescriptor(::openat(folder.get(), name.c_str(), flags | O_NOFOLLOW, mode));
 }
 
+FileDescriptor openPlace(const char* folder) {
+  return openLinkFree(folder, O_PATH | O_DIRECTORY | O_CLOEXEC);
+}
+
 }  // namespace corvane::host

@@ -15,6 +15,10 @@ CORVANE_EXPORT FileDescriptor openLinkFree(const char* path, int flags, mode_t m
 /// What `openLinkFree` does where the kernel or a sandbox refuses the call for it.
 CORVANE_EXPORT FileDescriptor openStepByStep(const char* path, int flags, mode_t mode = 0);
 
+/// Opens a folder in the same way, which need not be readable, as a place for calls such as
+/// mkdirat.
+FileDescriptor openPlace(const char* folder);
+
 }  // namespace corvane::host
 
 #endif  // CORVANE_HOST_LINUX_LINK_FREE_OPEN_H_

@@ -147,8 +147,7 @@ FileDescriptor openForAppending(const std::string& file, int flags) {
   FileDescriptor output = openLinkFree(file.c_str(), flags);
   if (!output && errno == ENOENT) {
     const fs::path path = file;
-    const FileDescriptor folder =
-        openLinkFree(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const FileDescriptor folder = openPlace(path.parent_path().c_str());
     if (!folder) return {};
     const std::string name = path.filename();
     output = FileDescriptor(::openat(folder.get(), name.c_str(), flags | O_CREAT | O_EXCL, 0666));
@@ -217,8 +216,7 @@ bool createFolder(const std::string& folder, mode_t mode) {
     return false;
   }
   const fs::path path = folder;
-  const FileDescriptor above =
-      openLinkFree(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  const FileDescriptor above = openPlace(path.parent_path().c_str());
   const std::string name = path.filename();
   if (!above || ::mkdirat(above.get(), name.c_str(), mode) != 0) return false;
   if (::geteuid() == 0) {
@@ -232,11 +230,11 @@ bool createFolder(const std::string& folder, mode_t mode) {
 void createFolders(const fs::path& folder, Durability durability) {
   const fs::path above = folder.parent_path();
   if (above == folder) return;
-  FileDescriptor opened = openLinkFree(above.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  FileDescriptor opened = openPlace(above.c_str());
   const bool isAboveMissing = !opened && errno == ENOENT;
   if (isAboveMissing) {
     createFolders(above, durability);
-    opened = openLinkFree(above.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    opened = openPlace(above.c_str());
   }
   if (!opened && errno == ELOOP) throw FileError(above, FileFault::kBelowSymbolicLink);
   if (!opened) throw FileError(folder);

@@ -51,19 +51,16 @@ class DivertedOutput {
 
 DivertedOutput::DivertedOutput() : _standardOutput(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {
   std::fflush(stdout);
-  std::array<int, 2> ends{-1, -1};
-  if (!_standardOutput || pipe2(ends.data(), O_CLOEXEC) != 0) fail(errno);
-  FileDescriptor output(ends[1]);
-  ScopedFile messages(fdopen(ends[0], "r"));
-  if (!messages) {
-    close(ends[0]);
-    fail(ENOMEM);
-  }
+  Pipe pipe;
+  if (!_standardOutput || !pipe.writeEnd) fail(errno);
+  ScopedFile messages(fdopen(pipe.readEnd.get(), "r"));
+  if (!messages) fail(ENOMEM);
+  pipe.readEnd.release();
   // Before the diversion, which would stay when the thread cannot be started.
-  _reader = std::thread([this, pipe = std::move(messages)] { read(pipe.get()); });
-  if (dup2(output.get(), STDOUT_FILENO) >= 0) return;
+  _reader = std::thread([this, log = std::move(messages)] { read(log.get()); });
+  if (dup2(pipe.writeEnd.get(), STDOUT_FILENO) >= 0) return;
   const int error = errno;
-  output = FileDescriptor();
+  pipe.writeEnd = FileDescriptor();
   _reader.join();
   fail(error);
 }
