@@ -98,7 +98,7 @@ void FileReplacement::finish() {
     const std::filesystem::path parent = std::filesystem::path(_target).parent_path();
     folder = FileDescriptor(
         ::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) fail(kFailed, _path);
+    if (!folder && errno != EACCES) fail(kFailed, _path);
   }
   if (std::fflush(_file.get()) != 0 || (isReplaced && ::fsync(::fileno(_file.get())) != 0) ||
       std::fclose(_file.release()) != 0 ||
@@ -106,7 +106,8 @@ void FileReplacement::finish() {
     fail(kFailed, _path);
   }
   _partial.clear();
-  if (isReplaced && ::fsync(folder.get()) != 0) {
+  // A folder that may not be read, and one of a file system without syncs, are left as they are.
+  if (folder && ::fsync(folder.get()) != 0 && errno != EINVAL) {
     fail(kFailed, _path + ": was replaced, but may not survive a power cut");
   }
 }
