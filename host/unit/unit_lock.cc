@@ -51,7 +51,7 @@ FileDescriptor openLockFile(const std::filesystem::path& folder) {
     lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | kFlags, 0666));
     if (lock) {
       const FileDescriptor place(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-      if (!place || !giveToOwnerOf(place.get(), lock.get())) throw FileError(file);
+      if (!giveToOwnerOf(place.get(), lock.get())) throw FileError(file);
     } else if (errno == EEXIST) {
       lock = FileDescriptor(::open(file.c_str(), O_RDWR | kFlags));
     }
