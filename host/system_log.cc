@@ -12,8 +12,8 @@
 #include <string>
 
 #include "host/linux/system_calls.h"
-#include "host/unit/unit_file.h"
-#include "host/unit/unit_in_use.h"
+#include "host/virtual_unit/unit_file.h"
+#include "host/virtual_unit/unit_in_use.h"
 #include "platform/export.h"
 #include "platform/file_descriptor.h"
 #include "platform/system_log.h"

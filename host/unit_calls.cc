@@ -1,6 +1,6 @@
 #include "host/faults.h"
-#include "host/unit/unit_in_use.h"
 #include "host/unit_lock.h"
+#include "host/virtual_unit/unit_in_use.h"
 #include "platform/device_path.h"
 #include "platform/scoped_unit_lock.h"
 #include "platform/wifi_radio.h"

@@ -5,9 +5,9 @@
 #include "host/faults.h"
 #include "host/handles.h"
 #include "host/system_log.h"
-#include "host/unit/unit_folder.h"
-#include "host/unit/unit_in_use.h"
-#include "host/unit/unit_place.h"
+#include "host/virtual_unit/unit_folder.h"
+#include "host/virtual_unit/unit_in_use.h"
+#include "host/virtual_unit/unit_place.h"
 #include "platform/data_bytes.h"
 
 namespace corvane::host {

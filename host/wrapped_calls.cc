@@ -15,7 +15,7 @@
 #include <new>
 
 #include "host/faults.h"
-#include "host/unit/unit_file.h"
+#include "host/virtual_unit/unit_file.h"
 #include "platform/export.h"
 #include "platform/file_descriptor.h"
 

@@ -2,6 +2,7 @@
 
 #include <utf8.h>
 
+#include <cstdint>
 #include <iterator>
 
 namespace corvane::station {

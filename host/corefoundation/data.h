@@ -22,6 +22,8 @@ struct __CFData final : cf::Object {
   ~__CFData() override;
 
   // Copied contents lie after the object, so that its size is not that of its type.
+  static void* operator new(size_t size) { return ::operator new(size); }
+  static void* operator new(size_t, void* memory) { return memory; }
   static void operator delete(void* object) { ::operator delete(object); }
 
   cf::Type type() const override { return cf::Type::kData; }

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "host/faults.h"
-#include "host/unit/unit_file.h"
-#include "host/unit/unit_in_use.h"
+#include "host/virtual_unit/unit_file.h"
+#include "host/virtual_unit/unit_in_use.h"
 #include "platform/data_bytes.h"
 #include "platform/text.h"
 

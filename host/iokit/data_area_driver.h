@@ -3,7 +3,7 @@
 
 #include <IOKit/IOKitLib.h>
 
-#include "host/unit/data_sets.h"
+#include "host/virtual_unit/data_sets.h"
 #include "platform/cf_ref.h"
 
 /// The driver of the service "VelmoDiagnosticDataAccess".

@@ -6,8 +6,8 @@
 #include "host/faults.h"
 #include "host/handles.h"
 #include "host/iokit/registry_entry.h"
-#include "host/unit/properties.h"
-#include "host/unit/unit_in_use.h"
+#include "host/virtual_unit/properties.h"
+#include "host/virtual_unit/unit_in_use.h"
 #include "platform/text.h"
 
 namespace host = corvane::host;

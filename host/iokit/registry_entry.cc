@@ -2,8 +2,8 @@
 
 #include "host/iokit/data_area_driver.h"
 #include "host/linux/host_power.h"
-#include "host/unit/properties.h"
-#include "host/unit/unit_in_use.h"
+#include "host/virtual_unit/properties.h"
+#include "host/virtual_unit/unit_in_use.h"
 
 namespace corvane::host {
 namespace {

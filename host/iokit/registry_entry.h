@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/handles.h"
-#include "host/unit/unit_folder.h"
+#include "host/virtual_unit/unit_folder.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::host {

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "host/unit/unit_folder.h"
+#include "host/virtual_unit/unit_folder.h"
 #include "testing/objects.h"
 
 namespace corvane::host {

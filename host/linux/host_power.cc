@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/linux/proc_files.h"
-#include "host/unit/properties.h"
+#include "host/virtual_unit/properties.h"
 
 namespace corvane::host {
 namespace {

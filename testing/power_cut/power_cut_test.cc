@@ -13,7 +13,7 @@
 #include "testing/unit_test.h"
 #include "tools/byte_file.h"
 #include "tools/command_error.h"
-#include "tools/unit/unit_import.h"
+#include "tools/documents/unit_import.h"
 
 namespace corvane::testing {
 namespace {

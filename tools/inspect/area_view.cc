@@ -14,7 +14,7 @@
 
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
-#include "tools/table.h"
+#include "tools/terminal/table.h"
 
 namespace corvane::tools {
 namespace {

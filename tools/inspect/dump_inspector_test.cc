@@ -136,7 +136,7 @@ TEST(DumpInspectorTest, DamageIsNamedWithItsBytes) {
       {data, {{{186, 1}}}, 186, 14, "record 3: its message"},
       {data, {{{136, 7}}}, 152, 24, "slot 2 lies after"},
       {data, {{{184, 0x5007}}}, 185, 1, "record 3 says"},
-      {data, {{}, 160}, 160, 448, "missing"},
+      {data, {.words = {}, .size = 160}, 160, 448, "missing"},
   };
   for (const auto& [sound, damage, offset, length, reason, found] : cases) {
     const Dump dump = inspectDump(damaged(sound, damage));

@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "platform/printable.h"
-#include "tools/table.h"
+#include "tools/terminal/table.h"
 #include "tools/time_text.h"
 
 namespace corvane::tools {

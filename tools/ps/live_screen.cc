@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "tools/command_error.h"
-#include "tools/ps/text_columns.h"
+#include "tools/terminal/text_columns.h"
 
 namespace corvane::tools {
 namespace {

@@ -9,8 +9,8 @@
 #include <map>
 
 #include "platform/printable.h"
-#include "tools/markup.h"
-#include "tools/ps/text_columns.h"
+#include "tools/html/markup.h"
+#include "tools/terminal/text_columns.h"
 
 namespace corvane::tools {
 namespace {

@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "platform/printable.h"
-#include "tools/ps/text_columns.h"
-#include "tools/table.h"
+#include "tools/terminal/table.h"
+#include "tools/terminal/text_columns.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tools/markup.h"
+#include "tools/html/markup.h"
 #include "tools/report/report_page.h"
 
 namespace corvane::tools {

@@ -1,6 +1,6 @@
 #include "tools/report/report_page.h"
 
-#include "tools/markup.h"
+#include "tools/html/markup.h"
 #include "tools/report/subject_sections.h"
 
 namespace corvane::tools {

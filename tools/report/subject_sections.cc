@@ -5,13 +5,13 @@
 
 #include "controlbits/control_bit_byte.h"
 #include "tools/control_bit_text.h"
+#include "tools/documents/unit_document.h"
+#include "tools/html/html_table.h"
+#include "tools/html/markup.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
-#include "tools/log_record.h"
-#include "tools/markup.h"
-#include "tools/report/html_table.h"
+#include "tools/log/log_record.h"
 #include "tools/time_text.h"
-#include "tools/unit/unit_document.h"
 
 namespace corvane::tools {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/documents/unit_image.h"
 #include "tools/inspect/dump_inspector.h"
-#include "tools/unit/unit_image.h"
 
 namespace corvane::tools {
 

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "tools/markup.h"
+#include "tools/html/markup.h"
 #include "tools/results/summary_view.h"
 
 namespace corvane::tools {

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "platform/printable.h"
-#include "tools/markup.h"
+#include "tools/html/markup.h"
 #include "tools/results/run_filter.h"
 
 namespace corvane::tools {

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/printable.h"
-#include "tools/table.h"
+#include "tools/terminal/table.h"
 
 namespace corvane::tools {
 namespace {

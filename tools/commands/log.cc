@@ -1,0 +1,186 @@
+#include "log/log.h"
+
+#include <chrono>
+#include <deque>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "log/log_collection.h"
+#include "platform/device_path.h"
+#include "platform/text.h"
+#include "tools/command.h"
+#include "tools/command_line.h"
+#include "tools/json_output.h"
+#include "tools/log/log_file.h"
+#include "tools/log/log_line.h"
+#include "tools/log/log_reader.h"
+#include "tools/log/log_show.h"
+
+namespace corvane::tools {
+namespace {
+
+void addWrite(Command group) {
+  struct Options {
+    std::string message;
+    std::optional<std::string> test;
+    int32_t indentation = 0;
+    bool raw = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("write", "Append a line to the test log");
+  command.text("MESSAGE", options->message, "Message of the line").required();
+  const Option test = command.text("--test", options->test, "Name of the test it belongs to");
+  const Option indentation =
+      command.number("--indent", options->indentation, "Levels of indentation", {0, 100});
+  command.flag("--raw", options->raw, "The line as it stands, without time and system log")
+      .excludes(test)
+      .excludes(indentation);
+  command.footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
+  command.action([=] {
+    const auto message = textArgument(options->message);
+    const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
+    return writeToLog([&] {
+      if (options->raw) {
+        Log::write(message.get());
+      } else {
+        Log::write(message.get(), testName.get(), options->indentation);
+      }
+      return size_t{1};
+    });
+  });
+}
+
+void addMessage(Command group) {
+  struct Options {
+    std::string sid, type, fields;
+    bool print = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("message", "Append a station message to the test log");
+  command.text("FIELDS", options->fields, "Further fields, such as 'result=\"pass\",code=\"0\"'");
+  command.text("--sid", options->sid, "Station or unit identifier").required();
+  command.text("--type", options->type, "Message type").required();
+  command.flag("--print", options->print, "Print the message instead of writing it");
+  command.footer(
+      "Example:\n  corvane log message --sid UNIT-42 --type status 'result=\"pass\",code=\"0\"'");
+  command.action([=] {
+    const auto fields = textArgument(options->fields);
+    const auto sid = textArgument(options->sid);
+    const auto type = textArgument(options->type);
+    if (options->print) {
+      std::cout << utf8Bytes(Log::formatPalvireMessage(fields.get(), sid.get(), type.get()).get())
+                << "\n";
+      return kDone;
+    }
+    return writeToLog([&] {
+      Log::writePalvireMessage(fields.get(), sid.get(), type.get());
+      return size_t{1};
+    });
+  });
+}
+
+void printLine(const std::string& line, bool json) {
+  std::cout << (json ? jsonLine(lineAsJson(line)) : lineForPeople(line) + "\n") << std::flush;
+}
+
+/// Prints the log's last `count` lines, then, when asked to, each line as it is written, until the
+/// reader of the output goes away.
+ExitStatus tail(size_t count, bool follow, bool json) {
+  requireUnit();
+  const std::string file = devicePath(kLogFile);
+  LogReader log(file);
+  log.skipToLast(count);
+  std::deque<std::string> last;
+  while (auto line = log.next()) {
+    last.push_back(std::move(*line));
+    if (last.size() > count) last.pop_front();
+  }
+  if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
+  for (const std::string& line : last) printLine(line, json);
+
+  while (follow && std::cout) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    while (const auto line = log.next()) printLine(*line, json);
+  }
+  return kDone;
+}
+
+void addTail(Command group) {
+  struct Options {
+    size_t count = 10;
+    bool follow = false;
+    bool json = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("tail", "Print the last lines of the test log");
+  command.number("-n,--lines", options->count, "How many lines; 10 if not given");
+  command.flag("-f,--follow", options->follow, "Go on with each line as it is written");
+  command.flag("--json", options->json, "Print the fields of each line as a line of JSON");
+  command.footer(
+      "A line that begins with \"| \" continues the message above it, or was written without a\n"
+      "time. With --follow, a log that is removed or emptied is followed on from its beginning.\n"
+      "Example:\n  corvane log tail -f");
+  command.action([=] { return tail(options->count, options->follow, options->json); });
+}
+
+void addLogShow(Command group) {
+  struct Options {
+    LogFilter filter;
+    std::optional<std::string> since, until;
+    bool json = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("show", "Print the records of the test log that pass a filter");
+  command.text("--test", options->filter.test, "Only this test's records");
+  command.text("--since", options->since, "Only from this local time on");
+  command.text("--until", options->until, "Only up to this local time");
+  command.text("--grep", options->filter.grep, "Only records with this text");
+  command.flag("--station-messages", options->filter.stationMessages, "Only station messages");
+  command.flag("--json", options->json, "Print the fields of each record as a line of JSON");
+  command.footer(
+      "A time is a date, with or without a time of day: 2026-11-16, 2026-11-16T08:30. A line that\n"
+      "begins with \"| \" continues the record above it.\n"
+      "Exit status: 0 when there was such a record, 1 when not.\n"
+      "Example:\n  corvane log show --test Fixture --since 2026-11-16");
+  command.action([=] {
+    LogFilter filter = options->filter;
+    if (options->since) filter.since = logTime(*options->since, false);
+    if (options->until) filter.until = logTime(*options->until, true);
+    requireUnit();
+    return showLog(devicePath(kLogFile), filter, options->json, stdout) ? kDone : kFailed;
+  });
+}
+
+void addCollected(Command group) {
+  const auto json = std::make_shared<bool>(false);
+  Command command = group.add("collected", "Tell whether the device's logs were collected");
+  command.jsonFlag(*json);
+  command.footer("Exit status: 0 when they were, 1 when not.");
+  command.action([=] {
+    requireUnit();
+    const bool collected = logsCollected();
+    const char* style = newLogCollection() ? "new" : "old";
+    if (*json) {
+      printJson({{"collected", collected}, {"style", style}});
+    } else {
+      std::cout << (collected ? "collected" : "not collected") << " (" << style << " style)\n";
+    }
+    return collected ? kDone : kFailed;
+  });
+}
+
+}  // namespace
+
+void addLogGroup(CLI::App& app) {
+  Command group = Command(app).addGroup("log", "Write to and read the unit's test log",
+                                        "Example:\n  corvane log tail -f");
+  addWrite(group);
+  addMessage(group);
+  addTail(group);
+  addLogShow(group);
+  addCollected(group);
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,146 @@
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "host/virtual_device.h"
+#include "tools/byte_file.h"
+#include "tools/command.h"
+#include "tools/command_line.h"
+#include "tools/documents/unit_diff.h"
+#include "tools/documents/unit_document.h"
+#include "tools/documents/unit_import.h"
+#include "tools/dump_kind_option.h"
+#include "tools/json_output.h"
+#include "tools/unit_lock.h"
+
+namespace corvane::tools {
+namespace {
+
+/// Reads the default unit, which is made when it is missing.
+UnitImage readDefaultUnit() {
+  try {
+    return readUnitFolder(host::VirtualDevice(host::VirtualDevice::defaultFolder()).folder());
+  } catch (const host::DeviceError& error) {
+    throw CommandError(kNotReady, error.what());
+  }
+}
+
+void addExport(Command group) {
+  struct Options {
+    std::string source, to = "-";
+    std::optional<DumpKind> kind;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("export", "Write a whole unit, or a raw dump, as one JSON document");
+  command.file("SOURCE", options->source,
+               "A unit's folder, a raw dump or an earlier export; without it, the unit");
+  command.file("--to", options->to, "The file to write; standard output when not given, or -");
+  addDumpKindOption(command, options->kind);
+  command.footer(
+      "The document holds each file's raw contents and, beside them, what they decode to.\n"
+      "Examples:\n"
+      "  corvane unit export --to unit.json\n"
+      "  corvane unit export area.bin --as syscfg --to area.json");
+  command.action([=] {
+    const UnitImage image =
+        options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
+    const std::string text = documentText(image);
+    writeFile(options->to, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+    return kDone;
+  });
+}
+
+/// Writes the raw bytes of a dump's image to `to`, or puts them in the unit's data set.
+void importDump(const UnitImage& image, const std::string& to) {
+  const auto& [path, contents] = *image.files.begin();
+  if (!to.empty()) return writeFile(to, contents);
+  std::optional<UnitLock> lock;
+  if (hasUnit()) lock.emplace();
+  UnitImage unit = readDefaultUnit();
+  unit.files[path] = contents;
+  unit.files.erase(path.substr(0, path.size() - 3) + "committed");
+  installUnit(host::VirtualDevice::defaultFolder(), unit);
+}
+
+void addImport(Command group) {
+  struct Options {
+    std::string source, to;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command =
+      group.add("import", "Make the unit what an exported document says, as one change");
+  command.file("FILE", options->source, "The document; - reads standard input").required();
+  command.file("--to", options->to,
+               "The unit's folder to make or replace, or the raw dump file to write;\n"
+               "without it, the unit");
+  command.footer(
+      "All of the document takes effect or nothing does, even when the import is killed. Files of\n"
+      "the unit that no export has stay. A document whose decoded parts contradict its raw\n"
+      "contents is refused. Stop what uses the unit first: log lines that it writes meanwhile are\n"
+      "lost.\n"
+      "Examples:\n"
+      "  corvane unit import unit.json\n"
+      "  corvane unit import area.json --to area.bin");
+  command.action([=] {
+    const FileBytes text = readFile(options->source, size_t{512} << 20);
+    const std::string name = options->source == "-" ? "standard input" : options->source;
+    if (!text.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");
+    const UnitImage image = imageOfDocument(text.bytes, name);
+    if (image.kind != ImageKind::kUnit) {
+      importDump(image, options->to);
+    } else {
+      installUnit(options->to.empty() ? host::VirtualDevice::defaultFolder()
+                                      : std::filesystem::path(options->to),
+                  image);
+    }
+    return kDone;
+  });
+}
+
+void addDiff(Command group) {
+  struct Options {
+    std::string a, b;
+    std::optional<DumpKind> kind;
+    bool json = false;
+  };
+  const auto options = std::make_shared<Options>();
+  Command command = group.add("diff", "Tell in words how two units or dumps differ");
+  command.file("A", options->a, "A unit's folder, an export or a raw dump").required();
+  command.file("B", options->b, "What to compare it with; - is standard input").required();
+  addDumpKindOption(command, options->kind);
+  command.jsonFlag(options->json);
+  command.footer(
+      "Of a dump and a unit, the dump's data set is compared. Bytes that differ although all that\n"
+      "they decode to is the same come last, as raw bytes.\n"
+      "Exit status: 0 the same, 1 different.\n"
+      "Example:\n  corvane unit diff before.json \"$(corvane device path)\"");
+  command.action([=] {
+    const std::vector<Difference> differences = diffImages(
+        readOneOfImages(options->a, options->kind), readOneOfImages(options->b, options->kind));
+    if (options->json) {
+      nlohmann::ordered_json document = {
+          {"a", options->a}, {"b", options->b}, {"same", differences.empty()}};
+      document["differences"] = differencesAsJson(differences);
+      printJson(document);
+    } else {
+      printDifferences(std::cout, differences);
+    }
+    return differences.empty() ? kDone : kFailed;
+  });
+}
+
+}  // namespace
+
+void addUnitGroup(CLI::App& app) {
+  Command group = Command(app).addGroup(
+      "unit", "Export, import and compare units as documents that people can read",
+      "Examples:\n"
+      "  corvane unit export --to unit.json\n"
+      "  corvane unit diff unit-1.json unit-2.json");
+  addExport(group);
+  addImport(group);
+  addDiff(group);
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,107 @@
+#include "tools/log/log_line.h"
+
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "platform/printable.h"
+#include "tools/log/log_record.h"
+#include "tools/time_text.h"
+
+namespace corvane::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// Takes a time off the front of the line. `pattern` is strptime's.
+std::optional<std::tm> takeTime(std::string_view& line, const char* pattern) {
+  const std::string text(line);
+  std::tm time{};
+  const char* const rest = strptime(text.c_str(), pattern, &time);
+  if (!rest) return {};
+  line.remove_prefix(static_cast<size_t>(rest - text.c_str()));
+  return time;
+}
+
+std::optional<std::tm> takeStamp(std::string_view& line) {
+  if (!matchesDigits(line, kLogStamp)) return {};
+  std::string_view stamp = line.substr(0, kLogStamp.size() - 1);
+  const std::optional<std::tm> time = takeTime(stamp, "[%Y-%m-%d %H:%M:%S]");
+  if (!time || !stamp.empty()) return {};
+  line.remove_prefix(kLogStamp.size());
+  return time;
+}
+
+Json timeOrNull(const std::optional<std::tm>& time) {
+  const auto seconds = time ? secondsOfLocalTime(*time) : std::nullopt;
+  const auto text = seconds ? isoTimeText(*seconds) : std::nullopt;
+  return text ? Json(*text) : Json();
+}
+
+/// What stands after a record's time.
+struct Content {
+  size_t levels;
+  /// What stands before the first ": ".
+  std::optional<std::string_view> test;
+  std::string_view message;
+};
+
+Content contentOf(std::string_view rest) {
+  const size_t levels = std::min(rest.find_first_not_of(' '), rest.size()) / 4;
+  rest.remove_prefix(4 * levels);
+  const size_t colon = rest.find(": ");
+  if (colon == std::string_view::npos) return {levels, {}, rest};
+  return {levels, rest.substr(0, colon), rest.substr(colon + 2)};
+}
+
+Json recordAsJson(const std::tm& time, std::string_view rest) {
+  const Content content = contentOf(rest);
+  return {{"time", timeOrNull(time)},
+          {"indentation", content.levels},
+          {"test", content.test ? Json(*content.test) : Json()},
+          {"message", content.message}};
+}
+
+/// Returns a station message's fields: NAME="VALUE" pairs with commas between them. What cannot be
+/// read as such a pair is "rest", up to the end.
+Json stationMessageAsJson(std::string_view line) {
+  Json named = {{"time", nullptr}, {"sid", nullptr}, {"type", nullptr}};
+  Json others = Json::object();
+  while (!line.empty()) {
+    const size_t equals = line.find("=\"");
+    const size_t end = equals == line.npos ? line.npos : line.find('"', equals + 2);
+    if (end == line.npos || (end + 1 < line.size() && line[end + 1] != ',')) break;
+    const std::string name(line.substr(0, equals));
+    std::string_view value = line.substr(equals + 2, end - equals - 2);
+    line.remove_prefix(std::min(end + 2, line.size()));
+    if (name == "ts") {
+      named["time"] = timeOrNull(takeTime(value, "%Y/%m/%d %H:%M:%S"));
+    } else if (name == "sid" || name == "msg-type") {
+      named[name == "sid" ? "sid" : "type"] = value;
+    } else {
+      others[name] = value;
+    }
+  }
+  named["fields"] = others;
+  if (!line.empty()) named["rest"] = line;
+  return named;
+}
+
+}  // namespace
+
+std::string lineForPeople(std::string_view line) {
+  return (beginsLogRecord(line) ? "" : "| ") + printable(line);
+}
+
+std::optional<std::string_view> testOf(std::string_view line) {
+  if (!takeStamp(line)) return {};
+  return contentOf(line).test;
+}
+
+Json lineAsJson(std::string_view line) {
+  if (const auto time = takeStamp(line)) return recordAsJson(*time, line);
+  if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
+  return {{"text", line}};
+}
+
+}  // namespace corvane::tools

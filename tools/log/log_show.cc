@@ -1,0 +1,198 @@
+#include "tools/log/log_show.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
+
+#include "tools/command_error.h"
+#include "tools/json_output.h"
+#include "tools/log/log_file.h"
+#include "tools/log/log_line.h"
+#include "tools/log/log_record.h"
+
+namespace corvane::tools {
+namespace {
+
+using Text = std::string_view;
+
+/// How much is read at once.
+constexpr size_t kChunk = size_t{256} << 10;
+
+/// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
+std::string timeOf(Text line) {
+  constexpr size_t kLength = kLogStamp.size() - 3;
+  if (matchesDigits(line, kLogStamp)) return std::string(line.substr(1, kLength));
+  constexpr Text kBefore = "context=\"\",ts=\"";
+  if (!line.starts_with(kBefore) ||
+      !matchesDigits(line.substr(kBefore.size()), "0000/00/00 00:00:00")) {
+    return "";
+  }
+  std::string time(line.substr(kBefore.size(), kLength));
+  std::ranges::replace(time, '/', '-');
+  return time;
+}
+
+/// Returns the line at the front of `text`, without its line feed, and removes it.
+Text takeLine(Text& text) {
+  const size_t end = std::min(text.find('\n'), text.size());
+  const Text line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return line;
+}
+
+class Show {
+ public:
+  Show(const LogFilter& filter, bool json, std::FILE* out)
+      : _filter(filter), _json(json), _out(out) {
+    if (!filter.grep.empty()) {
+      _needle = filter.grep;
+    } else if (filter.test) {
+      _needle = *filter.test + ": ";
+    } else if (filter.stationMessages) {
+      _needle = kStationMessage;
+    }
+  }
+
+  /// Shows what passes of `text`, which is whole records.
+  void show(Text text) {
+    showRecords(text);
+    flush();
+  }
+
+  bool hasShown() const { return _hasShown; }
+
+  /// Returns where the record begins that holds the byte at `at`; the size of `text` stands for the
+  /// last byte.
+  static size_t startOfRecord(Text text, size_t at) {
+    while (true) {
+      const void* const found = ::memrchr(text.data(), '\n', at);
+      if (!found) return 0;
+      const auto lineFeed = static_cast<size_t>(static_cast<const char*>(found) - text.data());
+      if (beginsLogRecord(text.substr(lineFeed + 1))) return lineFeed + 1;
+      at = lineFeed;
+    }
+  }
+
+ private:
+  void showRecords(Text text) {
+    while (!text.empty()) {
+      if (!_needle.empty()) {
+        // Most records of a large log do not have the text: the search passes over them.
+        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
+        if (!hit) return;
+        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
+        text.remove_prefix(startOfRecord(text, at));
+      }
+      const size_t end = endOfRecord(text);
+      showRecord(text.substr(0, end));
+      text.remove_prefix(end);
+    }
+  }
+
+  static size_t endOfRecord(Text text) {
+    size_t at = 0;
+    while ((at = text.find('\n', at)) != Text::npos) {
+      ++at;
+      if (at == text.size() || beginsLogRecord(text.substr(at))) return at;
+    }
+    return text.size();
+  }
+
+  bool passes(Text record) const {
+    if (!_filter.grep.empty() && record.find(_filter.grep) == Text::npos) return false;
+    if (_filter.stationMessages && !record.starts_with(kStationMessage)) return false;
+    if (_filter.since || _filter.until) {
+      const std::string time = timeOf(record);
+      if (time.empty() || (_filter.since && time < *_filter.since) ||
+          (_filter.until && time > *_filter.until)) {
+        return false;
+      }
+    }
+    return !_filter.test || testOf(takeLine(record)) == *_filter.test;
+  }
+
+  void showRecord(Text record) {
+    if (!passes(record)) return;
+    _hasShown = true;
+    if (!_json) {
+      while (!record.empty()) _shown.append(lineForPeople(takeLine(record))).append("\n");
+      return;
+    }
+    nlohmann::ordered_json fields = lineAsJson(takeLine(record));
+    while (!record.empty()) fields["continued"].push_back(takeLine(record));
+    _shown += jsonLine(fields);
+  }
+
+  void flush() {
+    if (std::fwrite(_shown.data(), 1, _shown.size(), _out) != _shown.size()) {
+      throw CommandError(kFailed, "standard output cannot be written");
+    }
+    _shown.clear();
+  }
+
+  const LogFilter& _filter;
+  bool _json;
+  std::FILE* _out;
+  std::string _needle;
+  /// What is to be written; at most what one chunk of the log holds.
+  std::string _shown;
+  bool _hasShown = false;
+};
+
+/// Returns whether calendar and clock have the time, which is written with all its digits.
+bool isTime(const std::string& text) {
+  struct tm time {};
+  const char* const end = ::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &time);
+  const std::chrono::year_month_day date(std::chrono::year(time.tm_year + 1900),
+                                         std::chrono::month(static_cast<unsigned>(time.tm_mon + 1)),
+                                         std::chrono::day(static_cast<unsigned>(time.tm_mday)));
+  return end && *end == '\0' && date.ok();
+}
+
+}  // namespace
+
+std::string logTime(const std::string& text, bool isLatest) {
+  std::string time = text;
+  if (time.size() > 10 && time[10] == 'T') time[10] = ' ';
+  constexpr Text kPattern = "0000-00-00 00:00:00";
+  const std::string rest = isLatest ? "0000-00-00 23:59:59" : "0000-00-00 00:00:00";
+  const bool isKnownLength = time.size() == 10 || time.size() == 16 || time.size() == 19;
+  const bool isPattern = isKnownLength && matchesDigits(time, kPattern.substr(0, time.size()));
+  if (isPattern) time += rest.substr(time.size());
+  if (!isPattern || !isTime(time)) {
+    throw CommandError(kUsage, "'" + text +
+                                   "' is not a time such as 2026-11-16 or "
+                                   "\"2026-11-16 08:30:00\"");
+  }
+  return time;
+}
+
+bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {
+  LogFile log(file);
+  if (!log) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
+  Show show(filter, json, out);
+  std::vector<char> buffer(2 * kChunk);
+  size_t kept = 0;
+  while (true) {
+    const size_t count = log.read({buffer.data() + kept, kChunk});
+    const Text text(buffer.data(), kept + count);
+    if (count == 0) {
+      show.show(text);
+      return show.hasShown();
+    }
+    // The last record may go on in what is read next.
+    size_t end = Show::startOfRecord(text, text.size());
+    if (text.size() - end > kLongestRecord) end = text.size();
+    show.show(text.substr(0, end));
+    kept = text.size() - end;
+    std::memmove(buffer.data(), buffer.data() + end, kept);
+    if (buffer.size() < kept + kChunk) buffer.resize(2 * (kept + kChunk));
+  }
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,114 @@
+#include "tools/log/log_show.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+
+#include "testing/unit_test.h"
+#include "tools/command_error.h"
+#include "tools/log/log_reader.h"
+#include "tools/log/log_record.h"
+
+namespace corvane::tools {
+namespace {
+
+class LogShowTest : public ::testing::Test {
+ protected:
+  std::string show(const std::string& log, const LogFilter& filter, bool json = false) const {
+    corvane::testing::writeText(_file, log);
+    return showFile(filter, json);
+  }
+
+  std::string showFile(const LogFilter& filter = {}, bool json = false) const {
+    const std::string shown = (_folder.path() / "shown").string();
+    std::FILE* const out = std::fopen(shown.c_str(), "w");
+    const bool hasShown = showLog(_file, filter, json, out);
+    std::fclose(out);
+    const std::string text = corvane::testing::readText(shown);
+    EXPECT_EQ(hasShown, !text.empty());
+    return text;
+  }
+
+  /// Returns what `corvane log tail` shows at most.
+  std::vector<std::string> lastLines(size_t count) const {
+    LogReader log(_file);
+    log.skipToLast(count);
+    std::vector<std::string> lines;
+    while (auto line = log.next()) lines.push_back(std::move(*line));
+    return lines;
+  }
+
+  corvane::testing::TemporaryFolder _folder;
+  std::string _file = _folder.path() / "log.txt";
+};
+
+constexpr char kFan[] = "[2026-11-16 08:00:00] Fan: slow\n";
+constexpr char kTwo[] = "[2026-11-16 08:00:01]     Door: one\nfan \x1b[31m\n";
+constexpr char kTwoShown[] = "[2026-11-16 08:00:01]     Door: one\n| fan \\x1b[31m\n";
+constexpr char kStation[] =
+    "context=\"\",ts=\"2026/11/17 00:00:00\",sid=\"Fan: 1\",msg-type=\"x\"\n";
+constexpr char kOther[] = "[2026-11-18 08:00:00] Other: Fan: loud\n";
+
+TEST_F(LogShowTest, RecordsPassWholeWhereEveryConditionHolds) {
+  const std::string log = std::string("cut\n") + kFan + kTwo + kStation + kOther;
+  const std::pair<LogFilter, std::string> cases[] = {
+      {{}, std::string("| cut\n") + kFan + kTwoShown + kStation + kOther},
+      {{.test = "Fan"}, kFan},
+      {{.test = "Door"}, kTwoShown},
+      {{.grep = "fan "}, kTwoShown},
+      {{.grep = "Fan: "}, std::string(kFan) + kStation + kOther},
+      {{.test = "Fan", .grep = "loud"}, ""},
+      {{.stationMessages = true}, kStation},
+      {{.since = logTime("2026-11-16T08:00:01", false), .until = logTime("2026-11-17", true)},
+       std::string(kTwoShown) + kStation},
+      {{.until = logTime("2026-11-16 08:00", false)}, kFan},
+  };
+  for (const auto& [filter, expected] : cases) EXPECT_EQ(show(log, filter), expected);
+  EXPECT_NE(show(log, {.grep = "one"}, true).find(R"("continued":["fan \u001b[31m"])"),
+            std::string::npos);
+  for (const char* time : {"", "8:00", "2026-11-16 8", "2026-11-16 08:00:00x", "2026/11/16",
+                           "2026-02-30", "2026-11-16 24:00"}) {
+    EXPECT_THROW(logTime(time, false), CommandError) << time;
+  }
+}
+
+TEST_F(LogShowTest, NoRecordIsLostWhereTheLogIsReadInParts) {
+  // Records of many lengths, so that parts end anywhere in them; one is longer than a part.
+  std::string log;
+  for (size_t i = 0; i < 6000; ++i) {
+    const size_t length = i == 3000 ? 700'000 : i * 37 % 400;
+    log += "[2026-11-16 08:00:00] T: " + std::string(length, 'x') + (i % 3 ? "\n" : "\nneedle\n");
+  }
+  EXPECT_EQ(std::ranges::count(show(log, {}), '\n'), 8000);
+  EXPECT_EQ(corvane::testing::countOf(show(log, {.grep = "needle"}), "| needle\n"), 2000u);
+}
+
+TEST_F(LogShowTest, ALongRunOfZerosIsLeftOutAndReported) {
+  // It ends within a block, so that some of its zeros take space.
+  const off_t hole = (off_t{1} << 40) + 100;
+  const std::string some(4095, '\0');
+  corvane::testing::writeText(_file, "first\n" + some + "\n");
+  std::filesystem::resize_file(_file, hole);
+  std::ofstream(_file, std::ios::app) << "last\n";
+  ::testing::internal::CaptureStderr();
+  std::string digits;
+  for (size_t i = 0; i < some.size(); ++i) digits += "\\x00";
+  EXPECT_EQ(showFile(), "| first\n| " + digits + "\n| last\n");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "corvane: " + _file + ": left out " + std::to_string(hole - 4102) +
+                " bytes that are all zero, from byte 4102 on\n");
+  EXPECT_EQ(lastLines(10), std::vector<std::string>{"last"});
+}
+
+TEST_F(LogShowTest, ALineWithoutEndIsShownInParts) {
+  const std::string part(kLongestRecord, 'x');
+  corvane::testing::writeText(_file, "first\n" + part + part + "\nlast\n");
+  EXPECT_EQ(lastLines(1), std::vector<std::string>{"last"});
+  const std::vector<std::string> lines = lastLines(9);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_LT(lines[0].size() + lines[1].size(), 2 * part.size());
+  EXPECT_EQ(lines[2], "last");
+}
+
+}  // namespace
+}  // namespace corvane::tools

@@ -1,0 +1,34 @@
+#ifndef CORVANE_TOOLS_TERMINAL_TABLE_H_
+#define CORVANE_TOOLS_TERMINAL_TABLE_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace corvane::tools {
+
+enum class Align { kLeft, kRight };
+
+struct Column {
+  std::string title;
+  Align align = Align::kLeft;
+};
+
+/// Rows of UTF-8 text under titled columns, each as wide as its widest cell (in characters). A cell
+/// of more than 60 characters is cut, except in the last column.
+class Table {
+ public:
+  explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
+
+  /// Adds a row; `cells` has one text for each column.
+  void addRow(std::vector<std::string> cells);
+  void print(std::ostream& out) const;
+
+ private:
+  std::vector<Column> _columns;
+  std::vector<std::vector<std::string>> _rows;
+};
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_TERMINAL_TABLE_H_
