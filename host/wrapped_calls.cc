@@ -4,7 +4,6 @@
 // was given: a file that fclose fails to close is closed.
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,12 +11,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <new>
+#include <optional>
 
 #include "host/faults.h"
-#include "host/virtual_unit/unit_file.h"
+#include "host/guarded_files.h"
 #include "platform/export.h"
-#include "platform/file_descriptor.h"
 
 namespace {
 
@@ -166,15 +164,7 @@ CORVANE_WRAPPER int __wrap_fflush(FILE* file) {
 }
 
 CORVANE_WRAPPER FILE* __wrap_fopen(const char* path, const char* mode) {
-  if (fails(Call::fopen, EACCES)) return nullptr;
-  if (*mode != 'a') return fopen(path, mode);
-  try {
-    corvane::FileDescriptor file = corvane::host::openForAppending(path, O_WRONLY);
-    return file ? fdopen(file.release(), mode) : nullptr;
-  } catch (const std::bad_alloc&) {
-    errno = ENOMEM;
-    return nullptr;
-  }
+  return fails(Call::fopen, EACCES) ? nullptr : corvane::host::openGuarded(path, mode);
 }
 
 CORVANE_WRAPPER int __wrap_fputc(int character, FILE* file) {
@@ -197,12 +187,7 @@ CORVANE_WRAPPER void* __wrap_malloc(size_t size) {
 
 CORVANE_WRAPPER int __wrap_mkdir(const char* path, mode_t mode) {
   if (const auto result = failed<int>(Call::mkdir, EACCES)) return *result;
-  try {
-    return corvane::host::createFolder(path, mode) ? 0 : -1;
-  } catch (const std::bad_alloc&) {
-    errno = ENOMEM;
-    return -1;
-  }
+  return corvane::host::makeGuardedFolder(path, mode);
 }
 
 CORVANE_WRAPPER time_t __wrap_time(time_t* stored) {
