@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "platform/files.h"
+#include "station/results_line.h"
 
 namespace corvane::station {
 namespace {
@@ -95,10 +96,11 @@ void ResultsFile::identify(const std::string& station, const std::string& unit) 
 
 void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields) {
   if (_file < 0) return;
-  nlohmann::ordered_json line = {{"schema", kResultsSchema}, {"type", type},
-                                 {"time", timeNow()},        {"run", _run},
-                                 {"station", _station},      {"unit", nullptr}};
-  if (!_unit.empty()) line["unit"] = _unit;
+  nlohmann::ordered_json line = {
+      {line_field::kSchema, kResultsSchema}, {line_field::kType, type},
+      {line_field::kTime, timeNow()},        {line_field::kRun, _run},
+      {line_field::kStation, _station},      {line_field::kUnit, nullptr}};
+  if (!_unit.empty()) line[line_field::kUnit] = _unit;
   line.update(fields);
   std::string text =
       line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";

@@ -14,9 +14,6 @@ class ResultsError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Increased when a field of the results is renamed, removed or changes its meaning.
-inline constexpr int kResultsSchema = 1;
-
 /// Returns the time now as ISO 8601 in local time, with milliseconds and zone:
 /// "2026-11-16T00:05:09.042+01:00".
 std::string timeNow();

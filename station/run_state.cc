@@ -13,6 +13,7 @@
 #include "platform/scoped_unit_lock.h"
 #include "platform/text.h"
 #include "station/record_text.h"
+#include "station/results_line.h"
 #include "station/run_text.h"
 
 namespace corvane::station {
@@ -77,10 +78,10 @@ void RunState::begin() {
     _visit.look();
     const uint8_t before = *_visit.status();
     _console.statusByte("before", _profile.statusOffset, before);
-    report("begin", {{"count", count()},
-                     {"number", _profile.number},
-                     {"facts", factsJson(facts)},
-                     {"before", byteJson(before)}});
+    report(line_type::kBegin, {{"count", count()},
+                               {"number", _profile.number},
+                               {"facts", factsJson(facts)},
+                               {"before", byteJson(before)}});
     _visit.refuseUnlessFit(facts);
     if (!_resultsError.empty()) throw ResultsError(_resultsError);
     _visit.markIncomplete();
@@ -118,7 +119,7 @@ bool RunState::phase(std::string_view name, const std::function<void(Phase&)>& b
     if (_isCutShort || isInterrupted()) return false;
     _phase.emplace(PhaseInProgress{std::string(name), std::chrono::steady_clock::now(), {}});
     ++_phaseCount;
-    report("phaseBegin", {{"phase", name}});
+    report(line_type::kPhaseBegin, {{"phase", name}});
     writeLog(name, 1);
   }
   std::string thrown;
@@ -144,10 +145,10 @@ void RunState::endPhase() {
   const std::vector<std::string>& failures = _phase->failures;
   const char* verdict = !failures.empty() ? "failed" : isInterrupted() ? "incomplete" : "passed";
   const double seconds = secondsSince(_phase->begin);
-  report("phase", {{"phase", _phase->name},
-                   {"verdict", verdict},
-                   {"seconds", seconds},
-                   {"reason", orNull(joined(failures))}});
+  report(line_type::kPhase, {{"phase", _phase->name},
+                             {"verdict", verdict},
+                             {"seconds", seconds},
+                             {"reason", orNull(joined(failures))}});
   char text[64];
   std::snprintf(text, sizeof text, "%-10s  %8.2f s  ", verdict, seconds);
   _console.line("phase", text + _phase->name + (failures.empty() ? "" : ": " + joined(failures)));
@@ -164,13 +165,13 @@ bool RunState::measure(std::string_view name, double value, std::string_view uni
   const std::lock_guard lock(_lock);
   const std::string shown = std::string(name) + " is " + shownNumber(value) +
                             (unit.empty() ? "" : " ") + std::string(unit);
-  report("measurement", {{"phase", _phase ? _phase->name : ""},
-                         {"name", name},
-                         {"value", value},
-                         {"unitOfMeasure", orNull(std::string(unit))},
-                         {"lower", bound(limits.lower)},
-                         {"upper", bound(limits.upper)},
-                         {"inside", isInside}});
+  report(line_type::kMeasurement, {{"phase", _phase ? _phase->name : ""},
+                                   {"name", name},
+                                   {"value", value},
+                                   {"unitOfMeasure", orNull(std::string(unit))},
+                                   {"lower", bound(limits.lower)},
+                                   {"upper", bound(limits.upper)},
+                                   {"inside", isInside}});
   writeLog(shown + (isInside ? "" : ", outside " + shownLimits(limits)), 2);
   if (!isInside) addFailure(name, shown + ", outside " + shownLimits(limits));
   return isInside;
@@ -238,24 +239,24 @@ std::string RunState::recordTextFor(bool isPassed) {
   if (fitting != text) {
     const std::string notice = "the record's text \"" + text + "\" is cut to \"" + fitting + "\"";
     writeLog(notice, 1);
-    report("notice", {{"text", notice}});
+    report(line_type::kNotice, {{"text", notice}});
   }
   return fitting;
 }
 
 void RunState::finish(Outcome& outcome, std::optional<uint8_t> after) {
-  const std::string verdict = verdictName(outcome.verdict);
+  const std::string verdict(nameOf(outcome.verdict));
   const std::string reason = outcome.reason.empty() ? "" : ": " + outcome.reason;
   writeLog("end: " + verdict + reason, 0);
   if (const char* result = stationMessage(outcome.verdict)) {
     Log::writePalvireMessage(textFromBytes(result).get(), textFromBytes(_profile.name).get(),
                              CFSTR("status"));
   }
-  report("end", {{"count", count() == 0 ? ordered_json(nullptr) : ordered_json(count())},
-                 {"verdict", verdict},
-                 {"reason", orNull(outcome.reason)},
-                 {"seconds", secondsSince(_start)},
-                 {"after", byteJson(after)}});
+  report(line_type::kEnd, {{"count", count() == 0 ? ordered_json(nullptr) : ordered_json(count())},
+                           {"verdict", verdict},
+                           {"reason", orNull(outcome.reason)},
+                           {"seconds", secondsSince(_start)},
+                           {"after", byteJson(after)}});
   if (_resultsError.empty()) {
     try {
       _results.sync();

@@ -50,24 +50,6 @@ ordered_json factsJson(const UnitFacts& facts) {
       {"externalPower", facts.isPowered}};
 }
 
-const char* verdictName(Verdict verdict) {
-  switch (verdict) {
-    case Verdict::kPassed:
-      return "passed";
-    case Verdict::kFailed:
-      return "failed";
-    case Verdict::kIncomplete:
-      return "incomplete";
-    case Verdict::kRefused:
-      return "refused";
-    case Verdict::kUntrusted:
-      return "untrusted";
-    case Verdict::kMisused:
-      break;
-  }
-  return "misused";
-}
-
 const char* stationMessage(Verdict verdict) {
   switch (verdict) {
     case Verdict::kPassed:

@@ -18,7 +18,6 @@ std::string joined(const std::vector<std::string>& texts);
 std::string shownNumber(double value);
 std::string shownLimits(const Limits& limits);
 std::string interruptedBy(int signal);
-const char* verdictName(Verdict verdict);
 /// Returns the fields of the station message; null for a verdict that has none.
 const char* stationMessage(Verdict verdict);
 

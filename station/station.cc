@@ -53,6 +53,7 @@ int Outcome::exitStatus() const {
       return 128 + signal;
     case Verdict::kRefused:
     case Verdict::kUntrusted:
+    case Verdict::kUnfinished:
       break;
   }
   return 3;

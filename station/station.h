@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "../platform/export.h"
+#include "verdict.h"
 
 /// The station kit: what a station program is written with. A station describes itself in a Profile
 /// and hands `run` its work; the kit marks the unit before the work, leaves the result after it,
@@ -75,19 +76,6 @@ struct RunOptions {
   std::string unit = {};
   /// Prints only errors.
   bool isQuiet = false;
-};
-
-/// The ways in which a run ends.
-enum class Verdict {
-  kPassed,      ///< Every phase passed; the unit holds "passed", no poison, and a record of it.
-  kFailed,      ///< A phase failed; the unit holds "failed", one more failure, poison and a record.
-  kIncomplete,  ///< SIGINT, SIGTERM or SIGHUP ended the run; the unit holds "incomplete",
-                ///< or what it held before when the reason says that it was not marked.
-  kRefused,     ///< The unit does not meet a condition, is poisoned, or has no free record slot;
-                ///< nothing was written to it.
-  kUntrusted,   ///< The unit does not hold what was written to it, or cannot be read or written;
-                ///< or the results cannot be written.
-  kMisused,     ///< The profile is wrong or the results cannot be opened; the unit was not used.
 };
 
 /// How a run ended.
