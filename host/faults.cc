@@ -1,16 +1,22 @@
 #include "host/faults.h"
 
 #include <IOKit/IOKitLib.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <span>
+#include <utility>
 #include <vector>
 
+#include "host/calls_file.h"
 #include "platform/data_bytes.h"
 #include "platform/text.h"
 
@@ -34,9 +40,15 @@ constexpr auto kCalls = std::to_array<NamedCall>({
 #undef CALL
 });
 
+/// What a rule can name as a call's result in place of a number.
+constexpr std::pair<std::string_view, int> kSignals[] = {
+    {"kill", SIGKILL}, {"sigterm", SIGTERM}, {"sigint", SIGINT}, {"stop", SIGSTOP}};
+
 struct CallRule {
   size_t call;
   int64_t result;
+  /// The signal that the process gets at the call, which then does its work; 0 for none.
+  int signal = 0;
   uint64_t first = 1;
   bool onlyFirst = false;
 };
@@ -75,9 +87,13 @@ std::optional<std::string_view> cutAt(std::string_view& text, char mark) {
 
 std::string whatCanBeNamed() {
   std::string text =
-      "\n  a rule is CALL[=RESULT][@N[+]] or stuck:SET:OFFSET=BYTE; several are separated by commas"
-      "\n  CALL can be:";
-  for (const NamedCall& call : kCalls) text += "\n    " + std::string(call.name);
+      "; a rule is CALL[=RESULT][@N[+]] or stuck:SET:OFFSET=BYTE, rules are separated by commas, "
+      "RESULT is a number, kill, sigterm, sigint or stop, and CALL is one of";
+  const char* separator = " ";
+  for (const NamedCall& call : kCalls) {
+    text.append(separator).append(call.name);
+    separator = ", ";
+  }
   return text;
 }
 
@@ -90,8 +106,9 @@ std::string parseStuckByte(std::string_view rule, Rules& rules) {
 
   const auto offset = parseNumber(*offsetText);
   const auto value = parseNumber(*byteText);
-  if (!offset || *offset < 0) return "has an offset that is no number from 0 on";
-  if (!value || *value < 0 || *value > 0xFF) return "has a byte that is no number from 0 to 0xFF";
+  if (!offset || *offset < 0) return "has an offset that is not a number from 0 on";
+  if (!value || *value < 0 || *value > 0xFF)
+    return "has a byte that is not a number from 0 to 0xFF";
   rules.stuck.push_back(
       {std::string(set), static_cast<uint64_t>(*offset), static_cast<uint8_t>(*value)});
   return {};
@@ -109,8 +126,11 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
 
   CallRule parsed{call, kCalls[call].result.value_or(0)};
   if (resultText) {
-    const auto result = parseNumber(*resultText);
-    if (!result) return "has a result that is no number";
+    for (const auto& [word, signal] : kSignals) {
+      if (word == *resultText) parsed.signal = signal;
+    }
+    const auto result = parsed.signal != 0 ? parsed.result : parseNumber(*resultText);
+    if (!result) return "has a result that is not a number, kill, sigterm, sigint or stop";
     if (!kCalls[call].result && *result != 0) {
       return "gives a result to a function that can only yield null";
     }
@@ -120,7 +140,7 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
     parsed.onlyFirst = !occurrence->ends_with('+');
     if (!parsed.onlyFirst) occurrence->remove_suffix(1);
     const auto first = parseNumber(*occurrence);
-    if (!first || *first < 1) return "has an occurrence that is no number from 1 on";
+    if (!first || *first < 1) return "has an occurrence that is not a number from 1 on";
     parsed.first = static_cast<uint64_t>(*first);
   }
   rules.calls.push_back(parsed);
@@ -140,66 +160,110 @@ std::string parseRules(std::string_view text, Rules& rules) {
   return {};
 }
 
-/// The rules in force and how often each function was called under them.
+using Counts = std::array<std::atomic<uint64_t>, kCalls.size()>;
+
+/// Rules, and how often each function was called under them.
+struct RulesInForce {
+  Rules rules;
+  Counts counts{};
+};
+
+/// Sends the signal to this process. SIGSTOP and SIGKILL take effect before this returns.
+void signalOneself(int signal) {
+  if (signal == SIGTERM || signal == SIGINT) {
+    ::kill(::getpid(), signal);  // As from outside: any thread that does not block it gets it.
+  } else {
+    ::raise(signal);
+  }
+}
+
+/// All rules and counts of this process. A call takes no lock: it may be made in a signal's
+/// handler, or in a child of `fork` while another thread of the parent makes one.
 class RuleBook {
  public:
   RuleBook() {
-    const char* text = std::getenv("CORVANE_FAULTS");
-    if (text == nullptr) {
-      gMayHaveRules = false;
-    } else if (const std::string fault = replace(text); !fault.empty()) {
-      std::fprintf(stderr, "CORVANE_FAULTS: %s\n", fault.c_str());
-      // Static destructors make platform calls, which must not wait for these rules.
-      gMayHaveRules = false;
-      std::exit(2);
-    }
+    if (const std::string fault = faultInEnvironment(); !fault.empty()) end(fault);
+    const char* rules = std::getenv("CORVANE_FAULTS");
+    replace(rules ? rules : "");
+    if (const char* path = std::getenv("CORVANE_CALLS")) showCalls(path);
   }
 
   std::string replace(std::string_view text) {
-    Rules parsed;
-    std::string fault = parseRules(text, parsed);
+    auto next = std::make_unique<RulesInForce>();
+    std::string fault = parseRules(text, next->rules);
     if (!fault.empty()) return fault;
 
     const std::lock_guard lock(_mutex);
-    _rules = std::move(parsed);
-    _counts.fill(0);
-    gMayHaveRules = hasRules();
+    _inForce = next.get();
+    _all.push_back(std::move(next));
+    update();
     return {};
   }
 
   std::optional<int64_t> fault(size_t call) {
-    const std::lock_guard lock(_mutex);
-    if (!hasRules()) return {};
-    const uint64_t count = ++_counts[call];
-    for (const CallRule& rule : _rules.calls) {
+    if (_file) {
+      ++_total[call];
+      _file->show(call, _total[call]);
+    }
+    RulesInForce& current = *_inForce.load();
+    if (!hasRules(current)) return {};
+    const uint64_t count = ++current.counts[call];
+    for (const CallRule& rule : current.rules.calls) {
       if (rule.call != call) continue;
-      if (rule.onlyFirst ? count == rule.first : count >= rule.first) return rule.result;
+      if (rule.onlyFirst ? count != rule.first : count < rule.first) continue;
+      if (rule.signal == 0) return rule.result;
+      signalOneself(rule.signal);
     }
     return {};
   }
 
-  std::map<std::string, uint64_t> callsMade() {
-    const std::lock_guard lock(_mutex);
+  std::map<std::string, uint64_t> callsMade() const {
     std::map<std::string, uint64_t> calls;
+    const Counts& counts = _inForce.load()->counts;
     for (size_t call = 0; call < kCalls.size(); ++call) {
-      if (_counts[call] > 0) calls.emplace(kCalls[call].name, _counts[call]);
+      if (counts[call] > 0) calls.emplace(kCalls[call].name, counts[call]);
     }
     return calls;
   }
 
-  void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) {
-    const std::lock_guard lock(_mutex);
-    for (const StuckByte& byte : _rules.stuck) {
+  void applyStuckBytes(std::string_view set, std::span<uint8_t> contents) const {
+    for (const StuckByte& byte : _inForce.load()->rules.stuck) {
       if (byte.set == set && byte.offset < contents.size()) contents[byte.offset] = byte.value;
     }
   }
 
  private:
-  bool hasRules() const { return !_rules.calls.empty() || !_rules.stuck.empty(); }
+  static bool hasRules(const RulesInForce& current) {
+    return !current.rules.calls.empty() || !current.rules.stuck.empty();
+  }
+
+  /// Ends the program. Its own handlers at exit must not run in the middle of a platform call.
+  [[noreturn]] static void end(const std::string& message) {
+    std::fflush(nullptr);
+    std::fprintf(stderr, "%s\n", message.c_str());
+    std::_Exit(2);
+  }
+
+  void showCalls(const char* path) {
+    static CallsFile* file = nullptr;
+    std::vector<std::string_view> names;
+    for (const NamedCall& call : kCalls) names.push_back(call.name);
+    file = new CallsFile(path, names);
+    if (!file->appendLine())
+      end(std::string("CORVANE_CALLS: ") + path + ": " + std::strerror(errno));
+    ::pthread_atfork(nullptr, nullptr, [] { file->appendLine(); });
+    _file = file;
+    update();
+  }
+
+  void update() { gMayHaveRules = _file != nullptr || hasRules(*_inForce.load()); }
 
   std::mutex _mutex;
-  Rules _rules;
-  std::array<uint64_t, kCalls.size()> _counts{};
+  std::atomic<RulesInForce*> _inForce = nullptr;
+  /// Earlier ones stay, because another thread may be looking at them.
+  std::vector<std::unique_ptr<RulesInForce>> _all;
+  CallsFile* _file = nullptr;
+  Counts _total{};
 };
 
 /// Returns the rule book, which is never destroyed: platform calls are made until the last static
@@ -220,6 +284,13 @@ void applyStuckBytes(CFStringRef set, CFMutableDataRef contents) {
 }
 
 std::string setFaultRules(std::string_view rules) { return ruleBook().replace(rules); }
+
+std::string faultInEnvironment() {
+  Rules ignored;
+  const char* rules = std::getenv("CORVANE_FAULTS");
+  const std::string fault = parseRules(rules ? rules : "", ignored);
+  return fault.empty() ? fault : "CORVANE_FAULTS: " + fault;
+}
 
 std::map<std::string, uint64_t> callsMade() { return ruleBook().callsMade(); }
 

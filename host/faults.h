@@ -19,14 +19,15 @@ enum class Call {
 #undef CALL
 };
 
-/// False while it is known that there are no rules, so that a call costs no more than this look.
-/// True from the start: CORVANE_FAULTS is read when the first call asks.
+/// False while it is known that calls are neither failed nor counted, so that a call costs no more
+/// than this look. True from the start: the first call reads CORVANE_FAULTS and CORVANE_CALLS.
 extern std::atomic<bool> gMayHaveRules;
 
 /// Returns the result of `injectedFault` once there may be rules.
 std::optional<int64_t> faultByRules(Call call);
 
-/// Counts one call of the function. Returns what the call must return instead of doing its work,
+/// Counts one call of the function, and sends this process the signals that rules have for it.
+/// Returns what the call must return instead of doing its work,
 /// with 0 for null. Returns nothing when no rule fails this call. Each call asks exactly once,
 /// before anything else.
 inline std::optional<int64_t> injectedFault(Call call) {
@@ -41,8 +42,12 @@ void applyStuckBytes(CFStringRef set, CFMutableDataRef contents);
 /// nothing and returns what is wrong with the first rule that cannot be used.
 std::string setFaultRules(std::string_view rules);
 
+/// Returns what is wrong with the rules in CORVANE_FAULTS, which would end the program at its first
+/// platform call; empty when they can be used.
+std::string faultInEnvironment();
+
 /// Returns how often each function that a rule can name was called since the rules were set,
-/// without those that were not called. Calls are counted only while there are rules.
+/// without those that were not called. Counted only while there are rules.
 std::map<std::string, uint64_t> callsMade();
 
 }  // namespace corvane::host

@@ -1,6 +1,11 @@
 #include "host/faults.h"
 
-#include <cstdlib>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <regex>
 
 #include "host/virtual_device.h"
 #include "testing/unit_test.h"
@@ -69,18 +74,36 @@ TEST_F(FaultsTest, TheHostsOwnCallsAreNeitherCountedNorFailed) {
   EXPECT_EQ(IOObjectRelease(services), 0);
 }
 
+/// Calls a platform function three times, in a process whose environment is read at the first.
+void callInProcess(const std::string& rules, const std::string& callsFile) {
+  ::setenv("CORVANE_FAULTS", rules.c_str(), 1);
+  ::setenv("CORVANE_CALLS", callsFile.c_str(), 1);
+  mach_port_t port = 0;
+  for (int i = 0; i < 3; ++i) IOMasterPort(bootstrap_port, &port);
+}
+
 TEST(FaultsDeathTest, ABadRuleInTheEnvironmentEndsTheProgram) {
-  EXPECT_EXIT(
-      {
-        ::setenv("CORVANE_FAULTS", "IOMasterPorts", 1);
-        const auto call = [] {
-          mach_port_t port = 0;
-          IOMasterPort(bootstrap_port, &port);
-        };
-        std::atexit(call);
-        call();
-      },
-      ::testing::ExitedWithCode(2), "names no platform function[^$]*IOMasterPort\n");
+  EXPECT_EXIT(callInProcess("IOMasterPorts", "/dev/null"), ::testing::ExitedWithCode(2),
+              "names no platform function.* IOMasterPort, ");
+}
+
+TEST(FaultsDeathTest, ASignalComesAtItsCallAndTheCallsFileHasTheCounts) {
+  const corvane::testing::TemporaryFolder folder;
+  const std::string file = folder.path() / "calls";
+  const std::pair<const char*, int> signals[] = {
+      {"kill", SIGKILL}, {"sigterm", SIGTERM}, {"sigint", SIGINT}};
+  std::string calls;
+  for (const auto& [word, signal] : signals) {
+    EXPECT_EXIT(callInProcess("IOMasterPort=" + std::string(word) + "@2", file),
+                ::testing::KilledBySignal(signal), "");
+    calls += "\"IOMasterPort\": *2,[^\n]*\n[^\n]*";
+  }
+  EXPECT_EXIT((callInProcess("", file),
+               ::fork() == 0 ? callInProcess("", file) : void(::wait(nullptr)), ::_exit(0)),
+              ::testing::ExitedWithCode(0), "");
+  calls += "\"IOMasterPort\": *3,[^\n]*\n[^\n]*\"IOMasterPort\": *6,";
+  EXPECT_TRUE(std::regex_search(corvane::testing::readText(file), std::regex(calls)))
+      << corvane::testing::readText(file);
 }
 
 }  // namespace

@@ -62,6 +62,8 @@ void VirtualDevice::setFaults(std::string_view rules) {
   if (const std::string fault = setFaultRules(rules); !fault.empty()) throw DeviceError(fault);
 }
 
+std::string VirtualDevice::faultInEnvironment() { return host::faultInEnvironment(); }
+
 std::map<std::string, uint64_t> VirtualDevice::callsMade() { return host::callsMade(); }
 
 std::vector<std::string> VirtualDevice::systemLog() const {

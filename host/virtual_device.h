@@ -68,6 +68,9 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// counts calls from 0; an empty text removes all. Throws DeviceError for a rule that cannot be
   /// used.
   static void setFaults(std::string_view rules);
+  /// Returns what is wrong with "$CORVANE_FAULTS", which would end this process with status 2 at
+  /// its first platform call; empty when its rules can be used.
+  static std::string faultInEnvironment();
   /// Returns how often this process called each function that a rule can name since it set its
   /// rules; counted only while there are rules. With it a test fails a call's first and last
   /// occurrence.

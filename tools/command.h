@@ -29,6 +29,9 @@ void requireUnit();
 /// standard error.
 void requireReady();
 
+/// Throws CommandError when the fault rules in the environment cannot be used.
+void requireFaultRules();
+
 /// Returns whether there is a unit. Unlike opening it, this creates none.
 bool hasUnit();
 

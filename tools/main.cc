@@ -36,6 +36,7 @@ Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
 
 ExitStatus run(int argc, char** argv) {
+  requireFaultRules();
   CLI::App app("Looks at and changes what test stations keep on a unit.", "corvane");
   app.set_version_flag("--version", "corvane " CORVANE_VERSION);
   app.footer(kFooter);

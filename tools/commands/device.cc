@@ -254,6 +254,11 @@ void addReboot(Command group) {
 
 }  // namespace
 
+void requireFaultRules() {
+  const std::string fault = VirtualDevice::faultInEnvironment();
+  if (!fault.empty()) throw CommandError(kUsage, fault);
+}
+
 bool hasUnit() {
   std::error_code error;
   return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);

@@ -4,6 +4,7 @@
 
 namespace corvane::tools {
 
+void requireFaultRules() {}
 bool hasUnit() { return true; }
 
 void addDeviceGroup(CLI::App&) {}
