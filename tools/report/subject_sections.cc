@@ -6,8 +6,8 @@
 #include "controlbits/control_bit_byte.h"
 #include "tools/control_bit_text.h"
 #include "tools/documents/unit_document.h"
-#include "tools/html/html_table.h"
 #include "tools/html/markup.h"
+#include "tools/html/page.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/log/log_record.h"
@@ -16,7 +16,7 @@
 namespace corvane::tools {
 namespace {
 
-using Row = std::vector<std::string>;
+using Row = HtmlRow;
 
 std::string section(const std::string& title, const std::string& content) {
   return content.empty()
@@ -139,8 +139,8 @@ std::string factsSection(const ReportSubject& subject) {
                                                        {"dataArea", "Data area"},
                                                        {"nvram", "NVRAM"}};
   std::vector<Row> rows;
-  for (const auto& [key, title] : names) rows.push_back({title, textOf(facts[key])});
-  return section("What it is", htmlTable({"Fact", "Value"}, rows));
+  for (const auto& [key, title] : names) rows.push_back({{title, textOf(facts[key])}});
+  return section("What it is", htmlTable("What it is", {"Fact", "Value"}, rows));
 }
 
 std::string statusSection(const ReportSubject& subject) {
@@ -149,14 +149,15 @@ std::string statusSection(const ReportSubject& subject) {
   const std::span bytes = contents.first(std::min<size_t>(contents.size(), kFirstRecordOffset));
   std::vector<Row> rows;
   for (const auto& [offset, byte] : subject.diagnosticData->diagnosticData->controlBits) {
-    rows.push_back({std::to_string(offset), hexByte(byte),
-                    markOf(byte) == kPoisonMark ? "poisoned" : statusName(byte, testStatusNames()),
-                    std::to_string(failCountOf(byte)), useOf(offset)});
+    rows.push_back({{std::to_string(offset), hexByte(byte),
+                     markOf(byte) == kPoisonMark ? "poisoned" : statusName(byte, testStatusNames()),
+                     std::to_string(failCountOf(byte)), useOf(offset)}});
   }
   return section("Control-bit bytes",
                  statusGrid(bytes) +
                      (rows.empty() ? paragraph("No station has written one.")
-                                   : htmlTable({"Offset", "Byte", "Status", "Fail count", "Use"},
+                                   : htmlTable("Control-bit bytes",
+                                               {"Offset", "Byte", "Status", "Fail count", "Use"},
                                                rows, {"number", "code", "", "number", ""})));
 }
 
@@ -186,9 +187,10 @@ std::string configurationSection(const ReportSubject& subject) {
   const std::span area = contents.first(subject.configuration->areaSize);
   std::vector<Row> rows;
   for (const AreaEntry& entry : report.entries) {
-    rows.push_back({keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
-                    std::to_string(entry.valueLength), entry.isFound ? "yes" : "no",
-                    entry.fault.empty() ? preview(writtenValueOf(entry, area), 120) : entry.fault});
+    rows.push_back(
+        {{keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
+          std::to_string(entry.valueLength), entry.isFound ? "yes" : "no",
+          entry.fault.empty() ? preview(writtenValueOf(entry, area), 120) : entry.fault}});
   }
   return section(
       "Configuration area",
@@ -196,7 +198,8 @@ std::string configurationSection(const ReportSubject& subject) {
           paragraph(std::to_string(report.freeEnd - report.freeBegin) + " of " +
                     std::to_string(area.size()) + " bytes are free.") +
           (rows.empty() ? paragraph("It has no keys.")
-                        : htmlTable({"Key", "Kind", "Length", "A unit finds it", "Value"}, rows,
+                        : htmlTable("Configuration area",
+                                    {"Key", "Kind", "Length", "A unit finds it", "Value"}, rows,
                                     {"code", "", "number", "", "code"})));
 }
 
@@ -207,13 +210,14 @@ std::string findingsSection(const ReportSubject& subject) {
     if (!*dump) continue;
     for (const Finding& finding : (*dump)->findings) {
       rows.push_back(
-          {name, std::to_string(finding.offset), std::to_string(finding.length), finding.reason});
+          {{name, std::to_string(finding.offset), std::to_string(finding.length), finding.reason}});
     }
   }
-  return section("Findings", rows.empty()
-                                 ? paragraph("No damage was found in the data sets.")
-                                 : htmlTable({"Data set", "Offset", "Bytes", "What is wrong"}, rows,
-                                             {"", "number", "number", ""}));
+  return section("Findings",
+                 rows.empty()
+                     ? paragraph("No damage was found in the data sets.")
+                     : htmlTable("Findings", {"Data set", "Offset", "Bytes", "What is wrong"}, rows,
+                                 {"", "number", "number", ""}));
 }
 
 std::string bootArgumentsSection(const ReportSubject& subject) {
@@ -224,8 +228,9 @@ std::string bootArgumentsSection(const ReportSubject& subject) {
     return section("Boot arguments", paragraph("The unit has no NVRAM variables."));
   }
   std::vector<Row> rows;
-  for (const auto& [name, value] : variables.items()) rows.push_back({name, textOf(value)});
-  return section("Boot arguments", htmlTable({"Variable", "Value"}, rows, {"code", "code"}));
+  for (const auto& [name, value] : variables.items()) rows.push_back({{name, textOf(value)}});
+  return section("Boot arguments",
+                 htmlTable("Boot arguments", {"Variable", "Value"}, rows, {"code", "code"}));
 }
 
 std::string logSection(const ReportSubject& subject) {
@@ -237,7 +242,7 @@ std::string logSection(const ReportSubject& subject) {
   std::ptrdiff_t skipped = 0;
   std::string html =
       "<p class=\"filter\" hidden><label>Show lines with <input type=\"search\"></label> "
-      "<output></output></p>\n<ol class=\"log\">\n";
+      "<output></output></p>\n<ol class=\"log\" tabindex=\"0\" aria-label=\"Test log\">\n";
   for (size_t at = 0; at < text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());
     const std::string_view line = text.substr(at, end - at);

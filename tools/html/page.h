@@ -1,0 +1,52 @@
+#ifndef CORVANE_TOOLS_HTML_PAGE_H_
+#define CORVANE_TOOLS_HTML_PAGE_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The one look of the tool's pages: each is a single file that loads nothing, follows the reader's
+/// light or dark scheme, and prints.
+namespace corvane::tools {
+
+/// A piece of HTML. Text becomes one by being escaped, so that nothing else can be put in a page by
+/// mistake.
+class Html {
+ public:
+  Html() = default;
+  Html(std::string_view text);
+  Html(const std::string& text) : Html(std::string_view(text)) {}
+  Html(const char* text) : Html(std::string_view(text)) {}
+  /// Takes markup that the tool itself has written.
+  static Html raw(std::string markup);
+
+  Html& operator+=(const Html& more);
+  friend Html operator+(Html a, const Html& b) { return a += b; }
+  const std::string& markup() const { return _markup; }
+
+ private:
+  std::string _markup;
+};
+
+/// Returns a link to the element of the page that has this id.
+Html linkTo(const std::string& id, const Html& content);
+
+struct HtmlRow {
+  std::vector<Html> cells;
+  std::string id = {};  ///< What links name; empty for a row that none leads to.
+};
+
+/// Returns a table whose first column heads its rows. `label` names the table to those who hear it.
+/// `classes` has a class for each column, which may be empty.
+std::string htmlTable(const std::string& label, const std::vector<std::string>& titles,
+                      const std::vector<HtmlRow>& rows,
+                      const std::vector<std::string>& classes = {});
+
+/// Returns the page. `content` is markup. `script` is the only script that a browser runs in it,
+/// and `scriptHash` its SHA-256 in Base64; both are empty for a page without one.
+std::string htmlPage(const std::string& title, const std::string& content,
+                     const std::string& script = {}, const std::string& scriptHash = {});
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_HTML_PAGE_H_
