@@ -26,7 +26,7 @@ struct UnitFacts {
   /// Whether the Wi-Fi library finds a radio.
   bool radio = true;
   /// The NVRAM variable "boot-args".
-  std::optional<std::string> bootArgs = "serial=1";
+  std::optional<std::string> bootArgs = "console=1";
   /// "ProductBuildVersion" in "/System/Library/CoreServices/SystemVersion.plist".
   std::optional<std::string> buildVersion = "1A100";
   /// Whether there is a service "IOPMPowerSource"; without it the power properties are not there.

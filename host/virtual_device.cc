@@ -1,6 +1,7 @@
 #include "host/virtual_device.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/faults.h"
 #include "host/handles.h"
@@ -11,13 +12,27 @@
 #include "platform/data_bytes.h"
 
 namespace corvane::host {
-VirtualDevice::VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts) {
-  _unit = withDeviceErrors(folder.c_str(), [&] {
-    return std::make_shared<UnitFolder>(std::filesystem::absolute(folder), facts);
+namespace {
+
+std::shared_ptr<UnitFolder> openUnit(const std::filesystem::path& folder,
+                                     const std::optional<UnitFacts>& ofNew) {
+  return withDeviceErrors(folder.c_str(), [&] {
+    return std::make_shared<UnitFolder>(std::filesystem::absolute(folder), ofNew);
   });
 }
 
+}  // namespace
+
+VirtualDevice::VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts)
+    : VirtualDevice(openUnit(folder, facts)) {}
+
+VirtualDevice::VirtualDevice(std::shared_ptr<UnitFolder> unit) : _unit(std::move(unit)) {}
+
 VirtualDevice::~VirtualDevice() = default;
+
+VirtualDevice VirtualDevice::existing(const std::filesystem::path& folder) {
+  return VirtualDevice(openUnit(folder, {}));
+}
 
 std::filesystem::path VirtualDevice::defaultFolder() { return defaultUnitFolder(); }
 

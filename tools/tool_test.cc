@@ -152,7 +152,7 @@ TEST_F(CommandTest, RecordsAreAddedUntilTheChainIsFullAndNotChangedByChance) {
 
 TEST_F(CommandTest, BootArgsAreEditedAndReadBack) {
   expectEach(
-      {{"bootargs set 'alpha=1 '", 0, "before: \"serial=1\"\nafter:  \"alpha=1 \"\n"},
+      {{"bootargs set 'alpha=1 '", 0, "before: \"console=1\"\nafter:  \"alpha=1 \"\n"},
        {"bootargs set alpha=1", 0, "before: \"alpha=1 \"\nafter:  \"alpha=1\"\n"},
        {"bootargs add -- '\xC2\xA0 -v '", 0, "before: \"alpha=1\"\nafter:  \"alpha=1 -v\"\n"},
        {"bootargs add -- -v", 0, "before: \"alpha=1 -v\"\nafter:  \"alpha=1 -v\"\n"},
@@ -181,11 +181,11 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
                  "the byte at offset 20 is 0xff, wanted 0xf2"}},
                faults);
   }
-  expectEach(
-      {{"bootargs add x", 1, "", "the change was not made: boot-args are \"serial=1\"\n"},
-       {"bootargs remove serial=1", 1, "", "the change was not made: boot-args are \"serial=1\"\n"},
-       {"bootargs set x", 1, "", "the change was not made: boot-args are \"serial=1\"\n"}},
-      "IORegistryEntrySetCFProperty");
+  expectEach({{"bootargs add x", 1, "", "the change was not made: boot-args are \"console=1\"\n"},
+              {"bootargs remove console=1", 1, "",
+               "the change was not made: boot-args are \"console=1\"\n"},
+              {"bootargs set x", 1, "", "the change was not made: boot-args are \"console=1\"\n"}},
+             "IORegistryEntrySetCFProperty");
   run("device set --without boot-args");
   for (const char* command : {"show", "has x", "add x", "remove x"}) {
     expectEach({{std::string("bootargs ") + command, 1, "", "boot-args are not set"}});

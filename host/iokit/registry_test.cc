@@ -112,7 +112,7 @@ TEST_F(RegistryTest, AnNvramVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
     EXPECT_TRUE(CFEqual(copyProperty(options(), CFSTR("kind")).get(), value));
   }
   EXPECT_EQ(variable("auto-boot"), "true");
-  EXPECT_EQ(variable("boot-args"), "serial=1");
+  EXPECT_EQ(variable("boot-args"), "console=1");
 }
 
 TEST_F(RegistryTest, WhatIsNoNvramVariableIsRefusedAndNothingIsWritten) {

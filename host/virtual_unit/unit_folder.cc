@@ -50,9 +50,12 @@ void checkPower(CFDictionaryRef device, const fs::path& file) {
 
 /// Makes what is missing of a unit in `folder`, and returns the folder without symbolic links. When
 /// the default folder cannot be used, the error also tells how to name another.
-fs::path withAllFiles(const fs::path& folder, const UnitFacts& facts) {
+fs::path withAllFiles(const fs::path& folder, const std::optional<UnitFacts>& ofNew) {
   try {
-    if (!isUsableFolder(folder) || !isThere(folder / kDeviceFile)) completeUnit(folder, facts);
+    if (!isUsableFolder(folder) || !isThere(folder / kDeviceFile)) {
+      if (!ofNew) failOn(folder, "there is no unit; \"corvane device init\" makes one");
+      completeUnit(folder, *ofNew);
+    }
     std::error_code error;
     fs::path canonical = fs::canonical(folder, error);
     if (error) throw FileError(folder, error);
@@ -65,8 +68,8 @@ fs::path withAllFiles(const fs::path& folder, const UnitFacts& facts) {
 
 }  // namespace
 
-UnitFolder::UnitFolder(const fs::path& folder, const UnitFacts& facts)
-    : _folder(withAllFiles(folder, facts)),
+UnitFolder::UnitFolder(const fs::path& folder, const std::optional<UnitFacts>& ofNew)
+    : _folder(withAllFiles(folder, ofNew)),
       _root((_folder / "root").string()),
       _dataSets(_folder),
       _deviceFile(_folder / kDeviceFile) {

@@ -2,6 +2,7 @@
 #define CORVANE_HOST_VIRTUAL_UNIT_UNIT_FOLDER_H_
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,11 +30,12 @@ inline constexpr char kSystemLogFile[] = "/private/var/log/system.log";
 class UnitFolder {
  public:
   /// Opens the unit in `folder`. A folder that is missing, empty or half made first gets what it
-  /// lacks of a unit with `facts`, so that a power cut leaves a whole unit or one that the next
-  /// opening completes. Throws DeviceError when the folder cannot be used: it is no folder, cannot
-  /// be read, belongs to somebody else, holds something other than a unit, or its device.plist is
-  /// damaged.
-  explicit UnitFolder(const std::filesystem::path& folder, const UnitFacts& facts = {});
+  /// lacks of a unit with the facts `ofNew`, so that a power cut leaves a whole unit or one that
+  /// the next opening completes; without facts it is an error, and nothing is made. Throws
+  /// DeviceError when the folder cannot be used: it is not a folder, cannot be read, belongs to
+  /// another user, holds something other than a unit, or its device.plist is damaged.
+  explicit UnitFolder(const std::filesystem::path& folder,
+                      const std::optional<UnitFacts>& ofNew = UnitFacts());
 
   /// The folder, without symbolic links in its path.
   const std::filesystem::path& path() const { return _folder; }

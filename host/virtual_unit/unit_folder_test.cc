@@ -54,6 +54,13 @@ TEST_F(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
   EXPECT_EQ(VirtualDevice(_folder.path() / "empty").facts(), UnitFacts());
 
   writeText(_unit / "data/VelmoDiagnosticData.bin", "kept");
+  for (const fs::path& folder : {_unit, _unit / "no/such"}) {
+    EXPECT_EQ(reasonAgainst([&] { VirtualDevice::existing(folder); }),
+              folder.string() + ": there is no unit; \"corvane device init\" makes one");
+  }
+  EXPECT_FALSE(fs::exists(_unit / "device.plist") || fs::exists(_unit / "no"));
+  EXPECT_EQ(VirtualDevice::existing(missing).facts(), facts);
+
   writeText(_unit / ".device.plist.0123456789abcdef.new", "<pl");
   EXPECT_EQ(VirtualDevice(_unit).facts(), UnitFacts());
   EXPECT_EQ(readText(_unit / "data/VelmoDiagnosticData.bin"), "kept");

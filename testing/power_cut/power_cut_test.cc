@@ -98,8 +98,9 @@ const Work kImport = [](VirtualDevice& unit) {
     throw DeviceError(error.what());
   }
 };
-constexpr char kCommitted[] = "1024:22,ff serial=1 T33AP 1A100 | 1024:22,ff serial=1 T33AP 1A100";
-constexpr char kUncommitted[] = "1024:22,ff serial=1 T33AP 1A100 | 1024:ff,ff serial=1 T33AP 1A100";
+constexpr char kCommitted[] = "1024:22,ff console=1 T33AP 1A100 | 1024:22,ff console=1 T33AP 1A100";
+constexpr char kUncommitted[] =
+    "1024:22,ff console=1 T33AP 1A100 | 1024:ff,ff console=1 T33AP 1A100";
 
 const Change kChanges[] = {
     {"committed set", kNothing, set(0x22, true), kCommitted},
@@ -108,9 +109,9 @@ const Change kChanges[] = {
     {"second uncommitted set", kLeaveUncommitted, set(0x22, false), kUncommitted, false},
     {"setDataSet over an uncommitted set", kLeaveUncommitted,
      [](VirtualDevice& unit) { unit.setDataSet(kSet, std::vector<uint8_t>(600, 0x33)); },
-     "600:33,33 serial=1 T33AP 1A100 | 600:33,33 serial=1 T33AP 1A100"},
+     "600:33,33 console=1 T33AP 1A100 | 600:33,33 console=1 T33AP 1A100"},
     {"reboot", kLeaveUncommitted, [](VirtualDevice& unit) { unit.reboot(); },
-     "1024:ff,ff serial=1 T33AP 1A100 | 1024:ff,ff serial=1 T33AP 1A100"},
+     "1024:ff,ff console=1 T33AP 1A100 | 1024:ff,ff console=1 T33AP 1A100"},
     {"NVRAM variable", kNothing,
      [](VirtualDevice& unit) {
        unit.use();
@@ -123,9 +124,9 @@ const Change kChanges[] = {
      change([](UnitFacts& facts) { facts.bootArgs = "first"; }),
      "1024:ff,ff first T33AP 1A100 | 1024:ff,ff first T33AP 1A100"},
     {"fact of device.plist", kNothing, change([](UnitFacts& facts) { facts.model = "T38"; }),
-     "1024:ff,ff serial=1 T38 1A100 | 1024:ff,ff serial=1 T38 1A100"},
+     "1024:ff,ff console=1 T38 1A100 | 1024:ff,ff console=1 T38 1A100"},
     {"build version", kNothing, change([](UnitFacts& facts) { facts.buildVersion = "9Z9"; }),
-     "1024:ff,ff serial=1 T33AP 9Z9 | 1024:ff,ff serial=1 T33AP 9Z9"},
+     "1024:ff,ff console=1 T33AP 9Z9 | 1024:ff,ff console=1 T33AP 9Z9"},
     {"facts of three files", kNothing,
      change([](UnitFacts& facts) { facts.model = facts.bootArgs = facts.buildVersion = "all"; }),
      "1024:ff,ff all all all | 1024:ff,ff all all all"},

@@ -224,7 +224,7 @@ void addBootArgsGroup(CLI::App& app) {
       "warning. Exit status: 1 when the word does not occur.",
       remove);
   addBootArgsCommand(group, "set", "Replace the boot arguments", "VALUE",
-                     "Example:\n  corvane bootargs set \"serial=1 debug=0x14e\"", set);
+                     "Example:\n  corvane bootargs set \"console=1 debug=0x14e\"", set);
 }
 
 }  // namespace corvane::tools
