@@ -20,6 +20,12 @@ void expectFields(const nlohmann::json& document, const std::string& fields) {
   EXPECT_EQ(document, expected);
 }
 
+bool ToolTest::lacks(const std::string& program) const {
+  if (shell("command -v " + program).exitStatus == 0) return false;
+  if (shell("[ \"$CI\" = true ]").exitStatus == 0) ADD_FAILURE() << program << " is not installed";
+  return true;
+}
+
 Outcome ToolTest::shell(const std::string& commandLine) const {
   const std::filesystem::path output = path("output"), errors = path("errors");
   const std::string all =

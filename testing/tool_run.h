@@ -41,6 +41,9 @@ class ToolTest : public ::testing::Test {
   /// Returns the path of a file of the test's own beside the unit.
   std::filesystem::path path(const std::string& name) const { return _folder.path() / name; }
 
+  /// Returns whether the program is not installed, so that the test is to be skipped; with CI=true
+  /// that fails the test.
+  bool lacks(const std::string& program) const;
   /// Runs a shell's command line.
   Outcome shell(const std::string& commandLine) const;
   /// Returns the shell's command line that runs the tool under these fault rules.

@@ -199,6 +199,7 @@ TEST_F(ResultsTest, ADamagedLineIsNamedAndLeftOut) {
 }
 
 TEST_F(ResultsTest, AJunitReportIsValid) {
+  if (lacks("xmllint")) GTEST_SKIP() << "xmllint is not installed";
   const std::string report = path("report.xml");
   writeText(path("target.xml"), "old");
   std::filesystem::create_symlink("target.xml", report);
@@ -232,6 +233,7 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
 }
 
 TEST_F(ResultsTest, TheDocumentedQueriesTellTheSame) {
+  if (lacks("sqlite3")) GTEST_SKIP() << "sqlite3 is not installed";
   const Outcome outcome =
       shell("cd " + path("").string() + " && sed -n '/^```sql$/,/^```$/{//!p}' " +
             shellWord(RESULTS_DOCUMENTATION) + " | sqlite3 -batch");
