@@ -2,7 +2,7 @@
 
 include(CMakePackageConfigHelpers)
 
-set(targets corvane corvane-station)
+set(targets corvane corvane-unit corvane-station)
 if(CORVANE_PLATFORM STREQUAL host)
   list(APPEND targets corvane-host)
 endif()
@@ -56,7 +56,7 @@ endif()
 # Relative, so that an installation can be moved and `cmake --install --prefix` works.
 file(RELATIVE_PATH PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" PREFIX_FROM_PKGCONFIG "${PREFIX_FROM_PKGCONFIG}")
-foreach(package corvane corvane-station)
+foreach(package corvane corvane-unit corvane-station)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc
                  @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${package}.pc

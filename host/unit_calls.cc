@@ -2,7 +2,7 @@
 #include "host/unit_lock.h"
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/device_path.h"
-#include "platform/scoped_unit_lock.h"
+#include "platform/unit_lock.h"
 #include "platform/wifi_radio.h"
 
 /// What `platform/` asks of the unit in use.
@@ -13,7 +13,7 @@ std::string devicePath(const char* path) {
   return unit ? unit->filePath(path) : std::string();
 }
 
-ScopedUnitLock::ScopedUnitLock() : _lock(std::make_shared<host::UnitLock>()) {}
+std::shared_ptr<const void> holdUnitLock() { return std::make_shared<host::UnitLock>(); }
 
 int32_t mobileWiFiContainsRadio() {
   if (const auto result = host::injectedFault(host::Call::MobileWiFiContainsRadio)) {

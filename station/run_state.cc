@@ -10,7 +10,7 @@
 
 #include "controlbits/control_bits.h"
 #include "log/log.h"
-#include "platform/scoped_unit_lock.h"
+#include "platform/unit_lock.h"
 #include "platform/text.h"
 #include "station/record_text.h"
 #include "station/results_line.h"
@@ -72,7 +72,7 @@ void RunState::begin() {
   _console.facts(facts);
   lock.unlock();
   {
-    const ScopedUnitLock unitLock;
+    const auto unitLock = holdUnitLock();
     // A run that is abandoned meanwhile ends before the look or after the marks, not in between.
     lock.lock();
     _visit.look();
@@ -221,7 +221,7 @@ Outcome RunState::leaveVerdict() {
   if (!_resultsError.empty()) throw ResultsError(_resultsError);
   const bool isPassed = _failures.empty();
   const std::string text = recordTextFor(isPassed);
-  const ScopedUnitLock lock;
+  const auto lock = holdUnitLock();
   _visit.leaveVerdict(isPassed, text);
   return {isPassed ? Verdict::kPassed : Verdict::kFailed, joined(_failures)};
 }

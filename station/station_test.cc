@@ -8,7 +8,7 @@
 #include <cmath>
 #include <thread>
 
-#include "platform/scoped_unit_lock.h"
+#include "platform/unit_lock.h"
 #include "station/command_line.h"
 #include "station/testing/speaker_station.h"
 
@@ -272,7 +272,7 @@ TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
 }
 
 TEST_F(StationTest, ASignalWhileTheUnitIsLockedLeavesItAsItWas) {
-  const ScopedUnitLock lock;
+  const auto lock = holdUnitLock();
   const auto station = [&] { return runStation(passingBody).exitStatus(); };
   const auto interrupt = [&](pid_t child) {
     waitUntil([&] { return catchesSigterm(child); });

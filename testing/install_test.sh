@@ -27,9 +27,10 @@ elif [[ -n $(find "$prefix" -name '*.so*') ]]; then
   exit 1
 fi
 # What pkg-config prints is quoted for a shell.
-header_flags=() flags=() station_flags=()
+header_flags=() flags=() unit_flags=() station_flags=()
 eval "header_flags=($("${config[@]}" --cflags corvane))"
 eval "flags=($("${config[@]}" --cflags --libs corvane))"
+eval "unit_flags=($("${config[@]}" --cflags --libs corvane-unit))"
 eval "station_flags=($("${config[@]}" --cflags --libs corvane-station))"
 
 echo "== every installed header stands alone"
@@ -75,6 +76,26 @@ check() {
 "$cxx" "$@" -std=c++20 "$work/station.cc" "${flags[@]}" -o "$work/station"
 check "$work/station"
 if [[ -n $library ]]; then CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed; fi
+
+echo "== an error of another library is caught"
+cat >"$work/unit.cc" <<'CC'
+#include <corvane/unit/error.h>
+#include <corvane/unit/poison_byte.h>
+
+int main() {
+  corvane::unit::openDataArea();
+  corvane::unit::Lock lock;
+  corvane::unit::setPoison(lock, 24);
+  try {
+    corvane::unit::clearPoison(lock, 24);
+  } catch (const corvane::unit::Error& error) {
+    return error.fault() == corvane::unit::Fault::kFinal ? 0 : 1;
+  }
+  return 2;
+}
+CC
+"$cxx" "$@" -std=c++20 "$work/unit.cc" "${unit_flags[@]}" -o "$work/unit-access"
+CORVANE_DEVICE=$work/unit "$work/unit-access"
 
 echo "== the burn-in station with pkg-config"
 "$cxx" "$@" -std=c++20 "$source"/examples/burn_in_station.cc "$source"/examples/load/*.cc \

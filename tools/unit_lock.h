@@ -1,7 +1,7 @@
 #ifndef CORVANE_TOOLS_UNIT_LOCK_H_
 #define CORVANE_TOOLS_UNIT_LOCK_H_
 
-#include "platform/scoped_unit_lock.h"
+#include <memory>
 
 namespace corvane::tools {
 
@@ -13,7 +13,7 @@ class UnitLock {
   UnitLock();
 
  private:
-  ScopedUnitLock _lock;
+  std::shared_ptr<const void> _lock;
 };
 
 }  // namespace corvane::tools

@@ -1,0 +1,64 @@
+#ifndef CORVANE_UNIT_RECORDS_H_
+#define CORVANE_UNIT_RECORDS_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../platform/export.h"
+#include "lock.h"
+
+/// The chain of diagnostic records that stations leave for later ones.
+namespace corvane::unit {
+
+/// The most records that a unit holds.
+inline constexpr size_t kMaxRecords = 20;
+/// The most bytes that a record's message has.
+inline constexpr size_t kMaxRecordMessage = sizeof(time_t) + 5;
+
+/// A record as the unit holds it.
+struct Record {
+  int64_t time = 0;  ///< Seconds since 1970-01-01 00:00 UTC.
+  uint8_t station = 0;
+  uint8_t version = 0;
+  uint8_t result = 0;   ///< 0 to 3, a CorvaneControlBitStatus.
+  uint8_t flags = 0;    ///< The whole byte that holds version, result and whether a record follows.
+  std::string message;  ///< Its bytes, up to the first zero.
+  size_t slot = 0;      ///< From 0.
+
+  /// Compares what a station wrote: not whether another record follows.
+  CORVANE_EXPORT bool operator==(const Record& other) const;
+};
+
+/// The records, first to last.
+struct Records {
+  std::vector<Record> records;
+  /// Why no record can be added; empty when one can.
+  std::string obstacle;
+};
+
+/// Returns the chain in the unit. Throws Error (kUnreadable).
+CORVANE_EXPORT Records readRecords();
+/// Returns the chain in `contents`, a whole data set "VelmoDiagnosticData". Throws Error
+/// (kUnreadable) when they end before the chain does.
+CORVANE_EXPORT Records recordsIn(std::span<const uint8_t> contents);
+
+/// Returns `text` as a record can hold it: as many whole characters as fit into `kMaxRecordMessage`
+/// bytes of UTF-8. Control characters and bytes that are not UTF-8 become "?".
+CORVANE_EXPORT std::string textForRecord(std::string_view text);
+
+/// Appends a record with the current time, and returns it as the unit holds it. Writes its slot
+/// and, in the same write, the one before it, and reads both back. Throws Error: kBadArgument for a
+/// result above 3 or a message with more than `kMaxRecordMessage` bytes or with a zero byte;
+/// kNoRoom, also when the last record has the time of a free slot, which a record after it would
+/// make one; kNoClock. What a failed change has left is put back.
+CORVANE_EXPORT Record appendRecord(Lock& lock, uint8_t station, uint8_t result,
+                                   std::string_view message);
+
+}  // namespace corvane::unit
+
+#endif  // CORVANE_UNIT_RECORDS_H_
