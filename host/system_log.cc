@@ -16,6 +16,7 @@
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/export.h"
 #include "platform/file_descriptor.h"
+#include "platform/files.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
 
@@ -47,16 +48,6 @@ void lockForAppend(int log) {
   }
 }
 
-bool writeAll(int log, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(log, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes.remove_prefix(static_cast<size_t>(written));
-  }
-  return true;
-}
-
 /// Appends the whole entry, or nothing when the disk is full.
 void append(const std::string& file, std::string entry) {
   const FileDescriptor log = openForAppending(file, O_RDWR);
@@ -69,7 +60,7 @@ void append(const std::string& file, std::string entry) {
   if (facts.st_size > 0 && ::pread(log.get(), &last, 1, facts.st_size - 1) == 1 && last != '\n') {
     entry.insert(0, 1, '\n');
   }
-  if (!writeAll(log.get(), entry)) {
+  if (!writeAll(log.get(), entry.data(), entry.size())) {
     [[maybe_unused]] const int truncated = ::ftruncate(log.get(), facts.st_size);
   }
 }

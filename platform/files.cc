@@ -72,6 +72,17 @@ bool endsInsideLine(const std::string& path) {
   return endOfCutLine(file.get()) == end;
 }
 
+bool writeAll(int file, const void* bytes, size_t size) {
+  for (const char* rest = static_cast<const char*>(bytes); size > 0;) {
+    const ssize_t written = ::write(file, rest, size);
+    if (written < 0 && errno != EINTR) return false;
+    if (written < 0) continue;
+    rest += written;
+    size -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept try {

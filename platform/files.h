@@ -1,6 +1,7 @@
 #ifndef CORVANE_PLATFORM_FILES_H_
 #define CORVANE_PLATFORM_FILES_H_
 
+#include <cstddef>
 #include <string>
 
 #include "platform/cf_ref.h"
@@ -17,6 +18,10 @@ bool fileExists(const std::string& path);
 /// Returns whether the file at `path` ends inside a line that nobody is appending at the moment:
 /// its last byte is not a line feed.
 bool endsInsideLine(const std::string& path);
+
+/// Writes all of the bytes to the open file. Returns false when they cannot be written, with the
+/// reason in `errno`.
+bool writeAll(int file, const void* bytes, size_t size);
 
 /// Returns the dictionary at the top of the property-list file at `path`. Returns null when that is
 /// not a regular file, is larger than 16 MiB, cannot be read to its end, does

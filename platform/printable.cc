@@ -2,16 +2,15 @@
 
 #include <utf8.h>
 
+#include "platform/number.h"
+
 namespace corvane {
 namespace {
 
 void appendDigits(std::string& shown, std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
   for (const char character : bytes) {
     const auto byte = static_cast<uint8_t>(character);
-    shown += "\\x";
-    shown += kDigits[byte >> 4];
-    shown += kDigits[byte & 0xF];
+    shown += "\\x" + hexText({&byte, 1});
   }
 }
 

@@ -7,6 +7,7 @@
 #include "controlbits/control_bit_byte.h"
 #include "controlbits/conventions.h"
 #include "controlbits/poison_byte.h"
+#include "platform/number.h"
 
 namespace corvane::tools {
 
@@ -47,11 +48,7 @@ char markOf(uint8_t byte) {
   }
 }
 
-std::string hexByte(uint8_t byte) {
-  std::array<char, 5> text{};
-  std::snprintf(text.data(), text.size(), "0x%02x", byte);
-  return text.data();
-}
+std::string hexByte(uint8_t byte) { return hexNumber(byte, 2); }
 
 std::string useOf(size_t offset) {
   if (offset == kLogCollectionOffset) return "log collection";

@@ -15,6 +15,7 @@
 #include "host/linux/link_free_open.h"
 #include "host/linux/system_calls.h"
 #include "platform/data_bytes.h"
+#include "platform/files.h"
 
 namespace corvane::host {
 namespace {
@@ -38,15 +39,6 @@ class FaultCategory : public std::error_category {
     return "cannot be used";
   }
 };
-
-void writeAll(const fs::path& file, int descriptor, std::span<const uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw FileError(file);
-    bytes = bytes.subspan(static_cast<size_t>(written));
-  }
-}
 
 constexpr std::string_view kTemporarySuffix = ".new";
 constexpr size_t kTemporaryDigits = 16;
@@ -311,7 +303,7 @@ void FileChanges::prepare(const fs::path& file, std::span<const uint8_t> content
   } else if (!giveToOwnerOf(folder, output.get())) {
     throw FileError(file);
   }
-  writeAll(file, output.get(), contents);
+  if (!writeAll(output.get(), contents.data(), contents.size())) throw FileError(file);
   // Volatile changes, too: a rename can reach the disk before the data of the file that it moves.
   if (::fsync(output.get()) != 0) throw FileError(file);
 }

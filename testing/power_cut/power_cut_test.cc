@@ -11,7 +11,7 @@
 #include "testing/power_cut/disk.h"
 #include "testing/power_cut/file_calls.h"
 #include "testing/unit_test.h"
-#include "tools/byte_file.h"
+#include "tools/files.h"
 #include "tools/command_error.h"
 #include "tools/documents/unit_import.h"
 

@@ -6,11 +6,11 @@
 
 #include "controlbits/control_bit_byte.h"
 #include "platform/printable.h"
-#include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/dump_kind_option.h"
+#include "tools/files.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/dump_view.h"

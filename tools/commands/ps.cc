@@ -7,9 +7,9 @@
 #include <thread>
 
 #include "platform/printable.h"
-#include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
+#include "tools/files.h"
 #include "tools/log/log_file.h"
 #include "tools/ps/live_screen.h"
 #include "tools/ps/process_json.h"
@@ -115,7 +115,7 @@ ExitStatus plot(const PsOptions& options) {
   if (options.output.empty()) {
     std::cout << svg;
   } else {
-    writeFile(options.output, {reinterpret_cast<const uint8_t*>(svg.data()), svg.size()});
+    writeFile(options.output, svg);
   }
   return kDone;
 }

@@ -1,10 +1,10 @@
 #include <filesystem>
 #include <memory>
 
-#include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/dump_kind_option.h"
+#include "tools/files.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_recording.h"
 #include "tools/report/report_page.h"
@@ -29,7 +29,7 @@ ExitStatus report(const ReportOptions& options) {
     chart = plotSvg(readRecording(options.recording), kChartedProcesses);
   }
   const std::string page = reportPage(subjects, chart);
-  writeFile(options.out, {reinterpret_cast<const uint8_t*>(page.data()), page.size()});
+  writeFile(options.out, page);
   return kDone;
 }
 

@@ -6,8 +6,9 @@
 #include <optional>
 
 #include "platform/printable.h"
-#include "tools/byte_file.h"
+#include "platform/time_text.h"
 #include "tools/command_line.h"
+#include "tools/files.h"
 #include "tools/json_output.h"
 #include "tools/results/run_filter.h"
 #include "tools/results/run_reader.h"
@@ -62,8 +63,8 @@ std::vector<std::string> filesOf(const std::vector<std::string>& paths) {
   return files;
 }
 
-int64_t timeOption(const std::string& name, const std::string& text) {
-  const std::optional<int64_t> time = parseTime(text);
+TimeSpan timeOption(const std::string& name, const std::string& text) {
+  const std::optional<TimeSpan> time = parseTime(text);
   if (time) return *time;
   throw CommandError(kUsage, name + ": '" + text +
                                  "' is no time such as 2026-11-16 or "
@@ -75,8 +76,8 @@ RunFilter filterOf(const ResultsOptions& options) {
   for (const std::string& name : options.verdicts) {
     filter.verdicts.push_back(verdictOf(name).value());
   }
-  if (options.since) filter.since = timeOption("--since", *options.since);
-  if (options.until) filter.until = timeOption("--until", *options.until);
+  if (options.since) filter.since = timeOption("--since", *options.since).begin;
+  if (options.until) filter.until = timeOption("--until", *options.until).end;
   return filter;
 }
 
@@ -137,7 +138,7 @@ ExitStatus showResults(const ResultsOptions& options) {
   if (junit) junit->finish();
   if (!options.html.empty()) {
     const std::string page = summaryAsHtml(summary, names);
-    writeFile(options.html, {reinterpret_cast<const uint8_t*>(page.data()), page.size()});
+    writeFile(options.html, page);
   }
   if (options.json) {
     nlohmann::ordered_json json = summaryAsJson(summary, names);
@@ -166,7 +167,8 @@ void addResultsCommand(CLI::App& app) {
   command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
                   verdictNames());
   command.text("--since", options->since, "Only runs that began at this time or later");
-  command.text("--until", options->until, "Only runs that began before this time");
+  command.text("--until", options->until,
+               "Only runs that began up to the end of this day, minute or second");
   command.file("--junit", options->junit,
                "Also write a JUnit report: a suite a run, a case a phase");
   command.file("--html", options->html, "Also write a page with yields, failures and histograms");

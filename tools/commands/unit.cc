@@ -4,13 +4,13 @@
 #include <optional>
 
 #include "host/virtual_device.h"
-#include "tools/byte_file.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/documents/unit_diff.h"
 #include "tools/documents/unit_document.h"
 #include "tools/documents/unit_import.h"
 #include "tools/dump_kind_option.h"
+#include "tools/files.h"
 #include "tools/json_output.h"
 #include "tools/unit_lock.h"
 
@@ -46,7 +46,7 @@ void addExport(Command group) {
     const UnitImage image =
         options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
     const std::string text = documentText(image);
-    writeFile(options->to, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+    writeFile(options->to, text);
     return kDone;
   });
 }

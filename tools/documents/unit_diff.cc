@@ -7,12 +7,12 @@
 
 #include "controlbits/control_bit_byte.h"
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/control_bit_text.h"
 #include "tools/documents/unit_document.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
-#include "tools/time_text.h"
 
 namespace corvane::tools {
 namespace {

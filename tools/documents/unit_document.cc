@@ -7,12 +7,12 @@
 #include <optional>
 
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/control_bit_text.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/time_text.h"
 
 namespace corvane::tools {
 namespace {

@@ -9,9 +9,9 @@
 
 #include "host/device_error.h"
 #include "host/unit_lock.h"
-#include "tools/byte_file.h"
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
+#include "tools/files.h"
 
 namespace corvane::tools {
 namespace {

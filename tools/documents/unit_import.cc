@@ -13,6 +13,7 @@
 #include "host/unit_lock.h"
 #include "host/virtual_device.h"
 #include "platform/file_descriptor.h"
+#include "platform/files.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
@@ -100,11 +101,7 @@ class StagedUnit {
       const FileDescriptor output(
           ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
       if (!output) fail(file);
-      for (size_t done = 0; done < contents.size();) {
-        const ssize_t count = ::write(output.get(), &contents[done], contents.size() - done);
-        if (count < 0 && errno != EINTR) fail(file);
-        if (count > 0) done += static_cast<size_t>(count);
-      }
+      if (!writeAll(output.get(), contents.data(), contents.size())) fail(file);
       takeOwner(_target / path, file);
       check(::fsync(output.get()), file);
     }

@@ -4,8 +4,8 @@
 #include <ostream>
 
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/terminal/table.h"
-#include "tools/time_text.h"
 
 namespace corvane::tools {
 

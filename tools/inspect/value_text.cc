@@ -3,15 +3,11 @@
 #include <utf8.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 #include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {
-
-constexpr std::string_view kDigits = "0123456789abcdef";
 
 bool isPrintable(uint8_t byte) { return byte >= ' ' && byte <= '~'; }
 
@@ -19,7 +15,7 @@ bool isPrintable(uint8_t byte) { return byte >= ' ' && byte <= '~'; }
 size_t digitOf(char character) {
   const auto lower =
       static_cast<char>(character >= 'A' && character <= 'F' ? character + 32 : character);
-  return std::min(kDigits.find(lower), kDigits.size());
+  return std::min(std::string_view("0123456789abcdef").find(lower), size_t{16});
 }
 
 std::optional<uint32_t> parseNumber(std::string_view digits) {
@@ -27,7 +23,7 @@ std::optional<uint32_t> parseNumber(std::string_view digits) {
   uint32_t number = 0;
   for (const char character : digits) {
     const size_t digit = digitOf(character);
-    if (digit == kDigits.size()) return std::nullopt;
+    if (digit == 16) return std::nullopt;
     number = number << 4 | static_cast<uint32_t>(digit);
   }
   return number;
@@ -51,19 +47,7 @@ std::string keyName(uint32_t key) {
   std::string name;
   for (int shift = 24; shift >= 0; shift -= 8) name += static_cast<char>(key >> shift & 0xFF);
   if (parseKey(name) == key) return name;
-  std::array<char, 11> number{};
-  std::snprintf(number.data(), number.size(), "0x%08x", key);
-  return number.data();
-}
-
-std::string hexText(std::span<const uint8_t> bytes) {
-  std::string text;
-  text.reserve(2 * bytes.size());
-  for (const uint8_t byte : bytes) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 0xF];
-  }
-  return text;
+  return hexNumber(key, 8);
 }
 
 std::optional<std::vector<uint8_t>> parseHex(std::string_view text) {

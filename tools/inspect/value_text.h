@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/number.h"
+
 /// Keys and values of the configuration area as people type and read them.
 namespace corvane::tools {
 
@@ -17,9 +19,6 @@ std::optional<uint32_t> parseKey(std::string_view text);
 /// Returns the key's four characters, or 0x and eight digits when the characters would not parse as
 /// this key.
 std::string keyName(uint32_t key);
-
-/// Returns lower-case digits without a separator: "0a1b2c".
-std::string hexText(std::span<const uint8_t> bytes);
 
 /// Parses pairs of digits, with or without white space between them. Returns nothing for other
 /// text.

@@ -1,41 +1,32 @@
 #include "tools/log/log_line.h"
 
-#include <ctime>
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/log/log_record.h"
-#include "tools/time_text.h"
 
 namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Takes a time off the front of the line. `pattern` is strptime's.
-std::optional<std::tm> takeTime(std::string_view& line, const char* pattern) {
-  const std::string text(line);
-  std::tm time{};
-  const char* const rest = strptime(text.c_str(), pattern, &time);
-  if (!rest) return {};
-  line.remove_prefix(static_cast<size_t>(rest - text.c_str()));
-  return time;
-}
-
-std::optional<std::tm> takeStamp(std::string_view& line) {
-  if (!matchesDigits(line, kLogStamp)) return {};
-  std::string_view stamp = line.substr(0, kLogStamp.size() - 1);
-  const std::optional<std::tm> time = takeTime(stamp, "[%Y-%m-%d %H:%M:%S]");
-  if (!time || !stamp.empty()) return {};
+/// Removes a time that the calendar has, and the blank after it, from the front of the line, and
+/// returns it; empty when the line begins otherwise.
+std::string takeStamp(std::string_view& line) {
+  if (!matchesDigits(line, kLogStamp)) return "";
+  std::string time(line.substr(1, kTimeLength));
+  if (!parseTime(time + "Z")) return "";
   line.remove_prefix(kLogStamp.size());
   return time;
 }
 
-Json timeOrNull(const std::optional<std::tm>& time) {
-  const auto seconds = time ? secondsOfLocalTime(*time) : std::nullopt;
-  const auto text = seconds ? isoTimeText(*seconds) : std::nullopt;
-  return text ? Json(*text) : Json();
+/// Returns null for a local time that the clock did not show.
+Json timeOrNull(const std::string& localTime) {
+  const std::optional<TimeSpan> time = parseTime(localTime);
+  return time ? Json(isoTimeText(time->begin / 1000).value()) : Json();
 }
 
 /// What stands after a record's time.
@@ -54,7 +45,7 @@ Content contentOf(std::string_view rest) {
   return {levels, rest.substr(0, colon), rest.substr(colon + 2)};
 }
 
-Json recordAsJson(const std::tm& time, std::string_view rest) {
+Json recordAsJson(const std::string& time, std::string_view rest) {
   const Content content = contentOf(rest);
   return {{"time", timeOrNull(time)},
           {"indentation", content.levels},
@@ -72,10 +63,12 @@ Json stationMessageAsJson(std::string_view line) {
     const size_t end = equals == line.npos ? line.npos : line.find('"', equals + 2);
     if (end == line.npos || (end + 1 < line.size() && line[end + 1] != ',')) break;
     const std::string name(line.substr(0, equals));
-    std::string_view value = line.substr(equals + 2, end - equals - 2);
+    const std::string_view value = line.substr(equals + 2, end - equals - 2);
     line.remove_prefix(std::min(end + 2, line.size()));
     if (name == "ts") {
-      named["time"] = timeOrNull(takeTime(value, "%Y/%m/%d %H:%M:%S"));
+      std::string time(value);
+      std::ranges::replace(time, '/', '-');
+      named["time"] = timeOrNull(time);
     } else if (name == "sid" || name == "msg-type") {
       named[name == "sid" ? "sid" : "type"] = value;
     } else {
@@ -94,12 +87,12 @@ std::string lineForPeople(std::string_view line) {
 }
 
 std::optional<std::string_view> testOf(std::string_view line) {
-  if (!takeStamp(line)) return {};
+  if (takeStamp(line).empty()) return {};
   return contentOf(line).test;
 }
 
 Json lineAsJson(std::string_view line) {
-  if (const auto time = takeStamp(line)) return recordAsJson(*time, line);
+  if (const std::string time = takeStamp(line); !time.empty()) return recordAsJson(time, line);
   if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
   return {{"text", line}};
 }

@@ -11,6 +11,8 @@ namespace corvane::tools {
 inline constexpr size_t kLongestRecord = size_t{16} << 20;
 /// How a line of the test log begins, with a 0 for each digit.
 inline constexpr std::string_view kLogStamp = "[0000-00-00 00:00:00] ";
+/// The length of the stamp's time, "0000-00-00 00:00:00".
+inline constexpr size_t kTimeLength = kLogStamp.size() - 3;
 /// How a station message begins.
 inline constexpr std::string_view kStationMessage = "context=\"";
 

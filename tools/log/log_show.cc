@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <ctime>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <vector>
 
+#include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/json_output.h"
 #include "tools/log/log_file.h"
@@ -25,14 +24,13 @@ constexpr size_t kChunk = size_t{256} << 10;
 
 /// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
 std::string timeOf(Text line) {
-  constexpr size_t kLength = kLogStamp.size() - 3;
-  if (matchesDigits(line, kLogStamp)) return std::string(line.substr(1, kLength));
+  if (matchesDigits(line, kLogStamp)) return std::string(line.substr(1, kTimeLength));
   constexpr Text kBefore = "context=\"\",ts=\"";
   if (!line.starts_with(kBefore) ||
       !matchesDigits(line.substr(kBefore.size()), "0000/00/00 00:00:00")) {
     return "";
   }
-  std::string time(line.substr(kBefore.size(), kLength));
+  std::string time(line.substr(kBefore.size(), kTimeLength));
   std::ranges::replace(time, '/', '-');
   return time;
 }
@@ -69,13 +67,12 @@ class Show {
   /// Returns where the record begins that holds the byte at `at`; the size of `text` stands for the
   /// last byte.
   static size_t startOfRecord(Text text, size_t at) {
-    while (true) {
-      const void* const found = ::memrchr(text.data(), '\n', at);
-      if (!found) return 0;
-      const auto lineFeed = static_cast<size_t>(static_cast<const char*>(found) - text.data());
-      if (beginsLogRecord(text.substr(lineFeed + 1))) return lineFeed + 1;
-      at = lineFeed;
+    while (at > 0) {
+      at = text.rfind('\n', at - 1);
+      if (at == Text::npos) return 0;
+      if (beginsLogRecord(text.substr(at + 1))) return at + 1;
     }
+    return 0;
   }
 
  private:
@@ -144,32 +141,17 @@ class Show {
   bool _hasShown = false;
 };
 
-/// Returns whether calendar and clock have the time, which is written with all its digits.
-bool isTime(const std::string& text) {
-  struct tm time {};
-  const char* const end = ::strptime(text.c_str(), "%Y-%m-%d %H:%M:%S", &time);
-  const std::chrono::year_month_day date(std::chrono::year(time.tm_year + 1900),
-                                         std::chrono::month(static_cast<unsigned>(time.tm_mon + 1)),
-                                         std::chrono::day(static_cast<unsigned>(time.tm_mday)));
-  return end && *end == '\0' && date.ok();
-}
-
 }  // namespace
 
 std::string logTime(const std::string& text, bool isLatest) {
-  std::string time = text;
-  if (time.size() > 10 && time[10] == 'T') time[10] = ' ';
-  constexpr Text kPattern = "0000-00-00 00:00:00";
-  const std::string rest = isLatest ? "0000-00-00 23:59:59" : "0000-00-00 00:00:00";
-  const bool isKnownLength = time.size() == 10 || time.size() == 16 || time.size() == 19;
-  const bool isPattern = isKnownLength && matchesDigits(time, kPattern.substr(0, time.size()));
-  if (isPattern) time += rest.substr(time.size());
-  if (!isPattern || !isTime(time)) {
+  const std::optional<TimeSpan> time = parseTime(text);
+  if (!time) {
     throw CommandError(kUsage, "'" + text +
                                    "' is not a time such as 2026-11-16 or "
                                    "\"2026-11-16 08:30:00\"");
   }
-  return time;
+  const int64_t milliseconds = isLatest ? time->end - 1 : time->begin;
+  return localTimeText(milliseconds / 1000).value().substr(0, kTimeLength);
 }
 
 bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {

@@ -18,9 +18,8 @@ struct LogFilter {
   bool stationMessages = false;
 };
 
-/// Returns the time as LogFilter has it. `text` is a date, with or without a time of day to the
-/// minute or the second, after a blank or a T. Fills in what is missing: the latest with
-/// `isLatest`, else the earliest. Throws CommandError (wrong usage) for other text.
+/// Returns the first second, or with `isLatest` the last one, of what `text` names (`parseTime`),
+/// as LogFilter has it. Throws CommandError (wrong usage) for other text.
 std::string logTime(const std::string& text, bool isLatest);
 
 /// Copies the records of the log that pass the filter to `out`, in memory that does not depend on

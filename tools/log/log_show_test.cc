@@ -61,7 +61,7 @@ TEST_F(LogShowTest, RecordsPassWholeWhereEveryConditionHolds) {
       {{.stationMessages = true}, kStation},
       {{.since = logTime("2026-11-16T08:00:01", false), .until = logTime("2026-11-17", true)},
        std::string(kTwoShown) + kStation},
-      {{.until = logTime("2026-11-16 08:00", false)}, kFan},
+      {{.until = logTime("2026-11-16 08:00:00", true)}, kFan},
   };
   for (const auto& [filter, expected] : cases) EXPECT_EQ(show(log, filter), expected);
   EXPECT_NE(show(log, {.grep = "one"}, true).find(R"("continued":["fan \u001b[31m"])"),

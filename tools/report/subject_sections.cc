@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bit_byte.h"
+#include "platform/time_text.h"
 #include "tools/control_bit_text.h"
 #include "tools/documents/unit_document.h"
 #include "tools/html/markup.h"
@@ -11,7 +12,6 @@
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/log/log_record.h"
-#include "tools/time_text.h"
 
 namespace corvane::tools {
 namespace {

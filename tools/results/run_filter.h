@@ -11,11 +11,6 @@
 
 namespace corvane::tools {
 
-/// Returns the milliseconds since 1970 of an ISO 8601 time: a date ("2026-11-16"), with a time of
-/// day to the minute, second or fraction ("2026-11-16T00:05:09.042"), with a zone ("Z", "+01:00").
-/// Without a zone the time is local. Returns nothing for other text.
-std::optional<int64_t> parseTime(std::string_view text);
-
 /// Which runs count. A list that is empty takes all.
 struct RunFilter {
   std::vector<std::string> stations;

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "platform/time_text.h"
 #include "tools/results/run_filter.h"
 
 namespace corvane::tools {
@@ -161,7 +162,7 @@ std::string RunReader::takeLine(const Parser& line) {
 Run* RunReader::runOf(const Parser& line) {
   if (!_open.empty() && _open.back().id == line.run) return &_open.back();
   if (const auto known = _openById.find(line.run); known != _openById.end()) return &*known->second;
-  const std::optional<int64_t> time = parseTime(line.time);
+  const std::optional<TimeSpan> time = parseTime(line.time);
   if (!time) return nullptr;
   if (_open.size() == kMostOpenRuns) end(_open.begin());
 
@@ -172,7 +173,7 @@ Run* RunReader::runOf(const Parser& line) {
   run.station = _names.idOf(line.station);
   run.unit = line.unit;
   run.timeText = line.time;
-  run.time = *time;
+  run.time = time->begin;
   run.count = 0;
   run.verdict = RunVerdict::kUnfinished;
   run.seconds = 0;

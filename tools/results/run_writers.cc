@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/html/markup.h"
 #include "tools/results/run_filter.h"
 

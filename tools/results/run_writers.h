@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "tools/byte_file.h"
+#include "tools/files.h"
 #include "tools/results/run.h"
 
 namespace corvane::tools {

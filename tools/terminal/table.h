@@ -14,8 +14,8 @@ struct Column {
   Align align = Align::kLeft;
 };
 
-/// Rows of UTF-8 text under titled columns, each as wide as its widest cell (in characters). A cell
-/// of more than 60 characters is cut, except in the last column.
+/// Rows of UTF-8 text under titled columns, each as wide on a terminal as its widest cell. A cell
+/// that takes more than 60 columns there is cut, except in the last column.
 class Table {
  public:
   explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}

@@ -1,5 +1,5 @@
-#ifndef CORVANE_TOOLS_BYTE_FILE_H_
-#define CORVANE_TOOLS_BYTE_FILE_H_
+#ifndef CORVANE_TOOLS_FILES_H_
+#define CORVANE_TOOLS_FILES_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -44,10 +44,11 @@ class FileReplacement {
   ScopedFile _file;
 };
 
-/// Replaces the file's contents with `bytes`, as FileReplacement does; "-" is `std::cout`. Throws
-/// CommandError (not done) with the file's name and the reason.
+/// Replace the file's contents, as FileReplacement does; "-" is `std::cout`. Throw CommandError
+/// (not done) with the file's name and the reason.
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
+void writeFile(const std::string& path, std::string_view text);
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_BYTE_FILE_H_
+#endif  // CORVANE_TOOLS_FILES_H_

@@ -1,4 +1,4 @@
-#include "tools/byte_file.h"
+#include "tools/files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -121,6 +121,10 @@ void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
   FileReplacement file(path);
   file.write(bytes);
   file.finish();
+}
+
+void writeFile(const std::string& path, std::string_view text) {
+  writeFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
 }
 
 }  // namespace corvane::tools
