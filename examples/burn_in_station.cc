@@ -8,6 +8,7 @@
 #include <corvane/station/command_line.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -19,6 +20,7 @@
 #include "load/memory_walk.h"
 #include "load/storage.h"
 
+using namespace std::chrono_literals;
 using corvane::station::CommandLine;
 using corvane::station::Phase;
 using corvane::station::Profile;
@@ -32,15 +34,16 @@ const Profile kBurnIn = {.name = "burn-in",
                          .statusOffset = 20,
                          .poisonOffset = 21,
                          .runCountKey = "BRUN",
+                         .version = "1",
                          .conditions = {.lowestBattery = 20}};
 
 constexpr double kMegabyte = 1e6;
-constexpr double kHottest = 100;  // Degrees Celsius; no part of a unit is built for more.
+constexpr double kMaxTemperature = 100;  // Degrees Celsius; no part of a unit is built for more.
 
 struct Options {
   int seconds = 2;
   int memoryPercent = 50;
-  int badCore = -1;  // Pretends that this core computes wrongly, to show a failed unit.
+  std::string badCore;  // Pretends that this core computes wrongly, to show a failed unit.
   std::string folder = std::string(std::getenv("HOME") ? std::getenv("HOME") : "/tmp") +
                        "/.local/state/corvane/burn-in";
 };
@@ -51,14 +54,15 @@ class Watch {
   // Sleeps until the next sample; returns false when the load is to stop.
   bool sample(Phase& phase, double fraction) {
     phase.progress(fraction);
-    if (!phase.wait(std::chrono::milliseconds(250))) return false;
+    if (!phase.wait(250ms)) return false;
     _others = std::max(_others, load::loadOfOthers());
     if (const auto now = load::temperature()) _temperature = std::max(_temperature, *now);
     return true;
   }
   void measure(Phase& phase) const {
     phase.measure("load of others", _others, "% of a core");
-    if (_temperature > kNone) phase.measure("temperature", _temperature, "C", {.upper = kHottest});
+    if (_temperature > kNone)
+      phase.measure("temperature", _temperature, "C", {.upper = kMaxTemperature});
   }
 
  private:
@@ -87,7 +91,8 @@ void loadCores(Phase& phase, const Options& options, const char* unit, double pe
 void burnIn(TestRun& run, const Options& options) {
   run.phase("arithmetic", [&](Phase& phase) {
     loadCores(phase, options, "rounds/s", 1, [&](int core) -> load::Round {
-      if (core == options.badCore) return [] { return std::string("pretends to be bad"); };
+      if (std::to_string(core) == options.badCore)
+        return [] { return std::string("pretends to be bad"); };
       return load::arithmeticRound;
     });
   });
@@ -98,7 +103,7 @@ void burnIn(TestRun& run, const Options& options) {
       return [walk = std::make_shared<load::MemoryWalk>(share)] { return walk->step(); };
     });
   });
-  run.phase("storage", [&](Phase& phase) {
+  run.phase("storage", {.timeLimit = 2min}, [&](Phase& phase) {
     const load::StorageResult result = load::checkStorage(options.folder, size_t{64} << 20);
     if (!result.fault.empty()) return phase.fail(result.fault);
     phase.measure("write speed", result.writeSpeed, "MB/s", {.lower = 1});
@@ -110,10 +115,12 @@ void burnIn(TestRun& run, const Options& options) {
 
 int main(int argc, char** argv) {
   Options options;
+  std::vector<std::string> cores;
+  for (const int core : load::usableCores()) cores.push_back(std::to_string(core));
   CommandLine line("Burns a unit in: its cores, its memory and its storage.");
   line.addNumber("--seconds", options.seconds, 1, 86400, "how long the cores are loaded");
   line.addNumber("--memory", options.memoryPercent, 1, 90, "percent of the free memory to walk");
-  line.addNumber("--bad-core", options.badCore, 0, 4095, "pretends that this core is bad");
+  line.addChoice("--bad-core", options.badCore, cores, "pretends that this core is bad");
   line.addText("--folder", options.folder, "where the storage is checked");
   return line.run(argc, argv, kBurnIn, [&](TestRun& run) { burnIn(run, options); });
 }

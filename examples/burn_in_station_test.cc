@@ -15,8 +15,11 @@ TEST_F(BurnInStationTest, WhatFailsIsNamedAndNoTextDrivesTheTerminal) {
   } cases[] = {{"", "", 0, ""},
                {"IORegistryEntrySetCFProperties=0xe00002bc", "", 3,
                 "byte 20 holds 0xfc instead of 0xfd; the write was refused with 0xe00002bc"},
-               {"stuck:VelmoDiagnosticData:20=0xfc", "", 3, "byte 20 holds 0xfc instead of 0xfd\n"},
+               {"stuck:VelmoDiagnosticData:20=0xfc", "", 3, "byte 20 holds 0xfc instead of 0xfd; "},
                {"", "--bad-core 0 --results " + shellWord(results), 1, ""}};
+  const Outcome refused = shell(shellWord(BURN_IN_STATION) + " --bad-core 4711");
+  EXPECT_EQ(refused.exitStatus, 2);
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "'4711' must be one of ", refused.errors);
   for (const auto& [faults, options, exitStatus, complaint] : cases) {
     const Outcome outcome =
         shell("CORVANE_FAULTS=" + faults + " CORVANE_DEVICE=" + shellWord(unit()) + " " +

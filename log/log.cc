@@ -11,7 +11,6 @@
 #include "log/local_time.h"
 #include "platform/device_path.h"
 #include "platform/files.h"
-#include "platform/fork_safe_lock.h"
 #include "platform/scoped_file.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
@@ -42,8 +41,14 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
 }
 
 /// Whether the last line of the log may be unfinished: this process has written none, or not all of
-/// one. Guarded by the log's lock.
+/// one. Guarded by fileLock().
 bool gMayBeCut = true;
+
+/// Returns the lock of the log, which is never destroyed: static destructors log, too.
+std::mutex& fileLock() {
+  static std::mutex& lock = *new std::mutex;
+  return lock;
+}
 
 }  // namespace
 
@@ -63,7 +68,7 @@ void Log::write(CFStringRef line) try {
   const size_t room = std::max<size_t>(bytes.size() + 3, BUFSIZ);
   const auto buffer = std::make_unique_for_overwrite<char[]>(room);
 
-  const std::lock_guard lock(ForkSafeLock<Log>::get());
+  const std::lock_guard lock(fileLock());
   createDirectories(path.substr(0, path.rfind('/')));
   const ScopedFile file(std::fopen(path.c_str(), "ae"));
   if (!file) return;

@@ -1,113 +1,131 @@
 #include "station/command_line.h"
 
-#include <charconv>
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "platform/number.h"
+#include "station/run_text.h"
 
 namespace corvane::station {
+namespace {
+
+constexpr char kFooter[] =
+    "Exit status: 0 passed, 1 failed, 2 wrong usage, 3 the unit is refused or cannot be trusted,\n"
+    "4 the program exited during the run, 128 + signal interrupted.";
+
+/// Returns the error in words for the user.
+std::string textOf(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining();
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !unknown.empty()) {
+    return (unknown[0].starts_with("-") ? "unknown option " : "unexpected argument ") + unknown[0];
+  }
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
+    return std::string(error.what()) + " (an option takes one value, a flag none)";
+  }
+  return error.what();
+}
+
+}  // namespace
 
 CommandLine::CommandLine(std::string_view purpose) : _purpose(purpose) {}
 
-void CommandLine::addNumber(std::string_view name, int& value, int least, int most,
+void CommandLine::addNumber(std::string_view name, int& value, int minimum, int maximum,
                             std::string_view help) {
-  const std::string range = std::to_string(least) + " to " + std::to_string(most);
-  const auto store = [&value, least, most, range](std::string_view text) -> std::string {
-    int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least ||
-        number > most) {
-      return "is not a number from " + range;
-    }
-    value = number;
+  const std::string range = std::to_string(minimum) + " to " + std::to_string(maximum);
+  const auto store = [&value, minimum, maximum, range](const std::string& text) -> std::string {
+    const std::optional<int> number = parseNumber<int>(text, minimum, maximum);
+    if (!number) return "'" + text + "' must be a number, " + range;
+    value = *number;
     return {};
   };
-  _options.push_back({std::string(name), "N", std::string(help) + " (" + range + ")", store});
+  _options.push_back({std::string(name), "N", std::string(help) + " (" + range + ")", {}, store});
 }
 
 void CommandLine::addText(std::string_view name, std::string& value, std::string_view help) {
-  const auto store = [&value](std::string_view text) {
+  addText(name, "TEXT", value, help, {});
+}
+
+void CommandLine::addText(std::string_view name, std::string_view valueName, std::string& value,
+                          std::string_view help, std::string_view variable) {
+  const auto store = [&value](const std::string& text) {
     value = text;
-    return text.empty() ? std::string("is empty") : std::string();
+    return text.empty() ? std::string("must not be empty") : std::string();
   };
-  _options.push_back({std::string(name), "TEXT", std::string(help), store});
+  _options.push_back(
+      {std::string(name), std::string(valueName), std::string(help), std::string(variable), store});
+}
+
+void CommandLine::addChoice(std::string_view name, std::string& value,
+                            const std::vector<std::string>& choices, std::string_view help) {
+  std::string list;
+  for (const std::string& choice : choices) list += (list.empty() ? "" : ", ") + choice;
+  const auto store = [&value, choices, list](const std::string& text) {
+    if (std::ranges::find(choices, text) == choices.end()) {
+      return "'" + text + "' must be one of " + list;
+    }
+    value = text;
+    return std::string();
+  };
+  _options.push_back({std::string(name), "TEXT", std::string(help) + " (" + list + ")", {}, store});
 }
 
 void CommandLine::addFlag(std::string_view name, bool& value, std::string_view help) {
-  const auto store = [&value](std::string_view) {
+  const auto store = [&value](const std::string&) {
     value = true;
     return std::string();
   };
-  _options.push_back({std::string(name), {}, std::string(help), store});
-}
-
-const CommandLine::Option* CommandLine::find(std::string_view name) const {
-  for (const Option& option : _options) {
-    if (option.name == name) return &option;
-  }
-  return nullptr;
-}
-
-std::string CommandLine::parse(int argc, char** argv, bool& wantsHelp) const {
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    if (argument == "--help" || argument == "-h") {
-      wantsHelp = true;
-      return {};
-    }
-    const size_t equals = argument.find('=');
-    const std::string name(argument.substr(0, equals));
-    const Option* option = find(name);
-    if (!option) return name + " is no option of this station";
-
-    std::string_view value;
-    if (equals != std::string_view::npos) {
-      if (option->valueName.empty()) return name + " takes no value";
-      value = argument.substr(equals + 1);
-    } else if (!option->valueName.empty()) {
-      if (++i == argc) return name + " needs a value";
-      value = argv[i];
-    }
-    const std::string error = option->store(value);
-    if (!error.empty()) {
-      return std::string(name).append(": '").append(value).append("' ").append(error);
-    }
-  }
-  return {};
-}
-
-void CommandLine::printHelp(std::string_view program) const {
-  std::printf("%s\n\nUsage: %.*s [OPTION]...\n\n", _purpose.c_str(),
-              static_cast<int>(program.size()), program.data());
-  for (const Option& option : _options) {
-    const std::string left = option.name + " " + option.valueName;
-    std::printf("  %-18s %s\n", left.c_str(), option.help.c_str());
-  }
-  std::printf(
-      "  %-18s %s\n\nExit status: 0 passed, 1 failed, 2 wrong usage, 3 the unit is refused or "
-      "cannot "
-      "be\ntrusted, 128 + signal interrupted.\n",
-      "--help", "shows this help");
+  _options.push_back({std::string(name), {}, std::string(help), {}, store});
 }
 
 int CommandLine::run(int argc, char** argv, const Profile& profile,
                      const std::function<void(TestRun&)>& body) {
-  std::string results;
-  RunOptions options;
-  CommandLine line(*this);
-  line.addText("--results", results, "appends the results to this file, as JSON lines");
-  line.addText("--unit", options.unit, "identifies the unit in the results");
-  line.addFlag("--quiet", options.isQuiet, "prints only errors");
-
   const std::string_view path = argc > 0 ? argv[0] : profile.name.c_str();
-  const std::string_view program = path.substr(path.rfind('/') + 1);
-  bool wantsHelp = false;
-  const std::string error = line.parse(argc, argv, wantsHelp);
-  if (!error.empty()) {
-    std::fprintf(stderr, "%.*s: %s; --help shows the options\n", static_cast<int>(program.size()),
-                 program.data(), error.c_str());
-    return Outcome{Verdict::kMisused, error}.exitStatus();
+  RunOptions options;
+  options.program = path.substr(path.rfind('/') + 1);
+  std::string results;
+  bool describes = false;
+  CommandLine line(*this);
+  line.addText("--results", "FILE", results, "appends the results to this file, as JSON lines", {});
+  line.addText("--unit", "ID", options.unit, "identifies the unit in the results", {});
+  line.addText("--fixture", "NAME", options.fixture, "the fixture, for the results",
+               "CORVANE_FIXTURE");
+  line.addText("--operator", "NAME", options.operatorName, "who tests, for the results",
+               "CORVANE_OPERATOR");
+  line.addFlag("--quiet", options.isQuiet, "prints only errors");
+  line.addFlag("--describe", describes, "prints the station's profile as JSON, and uses no unit");
+
+  CLI::App app(_purpose, options.program);
+  app.footer(kFooter);
+  app.set_help_flag("-h,--help", "shows this help");
+  for (const Option& option : line._options) {
+    const auto store = [&option](const std::string& text) {
+      const std::string fault = option.store(text);
+      if (!fault.empty()) throw CLI::ValidationError(option.name, fault);
+    };
+    if (option.valueName.empty()) {
+      app.add_flag_callback(
+             option.name, [store] { store({}); }, option.help)
+          ->disable_flag_override();
+    } else {
+      app.add_option_function<std::string>(option.name, store, option.help)
+          ->type_name(option.valueName)
+          ->envname(option.variable);
+    }
   }
-  if (wantsHelp) {
-    line.printHelp(program);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help() << std::flush;
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    std::cerr << options.program << ": " << textOf(app, error) << "; --help shows the options\n";
+    return Outcome{Verdict::kMisused, {}}.exitStatus();
+  }
+  if (describes) {
+    std::cout << profileJson(profile).dump(2) << std::endl;
     return 0;
   }
   options.results = results;

@@ -5,15 +5,17 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "controlbits/control_bit_byte.h"
+#include "platform/number.h"
 #include "platform/printable.h"
+#include "platform/time_text.h"
 #include "platform/truncate.h"
+#include "unit/byte_text.h"
 
 namespace corvane::station {
 namespace {
 
 const char* yesNo(bool value) { return value ? "yes" : "no"; }
-
-std::string orUnknown(const std::string& text) { return text.empty() ? "unknown" : text; }
 
 }  // namespace
 
@@ -24,46 +26,52 @@ void Console::clearProgress() {
 
 void Console::line(std::string_view subject, std::string_view text) {
   if (_isQuiet) return;
+  const std::lock_guard lock(_lock);
   clearProgress();
   std::printf("%-8s%s\n", printable(subject).c_str(), printable(text).c_str());
   std::fflush(stdout);
 }
 
 void Console::error(std::string_view text) {
+  const std::lock_guard lock(_lock);
   clearProgress();
   std::fflush(stdout);
   std::fprintf(stderr, "%s\n", printable(text).c_str());
 }
 
-void Console::facts(const UnitFacts& facts) {
-  line("unit", orUnknown(facts.model) + ", build " + orUnknown(facts.build) + ", Wi-Fi " +
-                   yesNo(facts.hasWiFi) + ", compass " + yesNo(facts.hasCompass) + ", gyroscope " +
-                   yesNo(facts.hasGyro) + ", baseband " + yesNo(facts.hasBaseband));
-  const std::string battery = facts.battery < 0 ? "unknown" : std::to_string(facts.battery) + " %";
-  line("power", "battery " + battery + ", external power " + yesNo(facts.isPowered));
+void Console::facts(const unit::Facts& facts) {
+  line("unit", facts.model.value_or("unknown") + ", build " + facts.build.value_or("unknown") +
+                   ", Wi-Fi " + yesNo(facts.hasWiFi) + ", compass " + yesNo(facts.hasCompass) +
+                   ", gyroscope " + yesNo(facts.hasGyro) + ", baseband " +
+                   yesNo(facts.hasBaseband));
+  const std::string battery = facts.battery ? std::to_string(*facts.battery) + " %" : "unknown";
+  line("power",
+       "battery " + battery + ", external power " + yesNo(facts.externalPower.value_or(false)));
 }
 
 void Console::statusByte(std::string_view when, uint32_t offset, uint8_t value) {
-  char text[96];
-  std::snprintf(text, sizeof text, "byte %u is 0x%02x: %s, fail count %d", offset, value,
-                statusName(value), failCountOf(value));
-  line(when, text);
+  line(when, "byte " + std::to_string(offset) + " is " + hexNumber(value, 2) + ": " +
+                 unit::statusName(offset, value) + ", fail count " +
+                 std::to_string(failCountOf(value)));
 }
 
-void Console::records(const std::vector<Record>& records) {
+void Console::records(const std::vector<unit::Record>& records) {
   line("records", "");
   for (size_t i = 0; i < records.size(); ++i) {
-    const Record& record = records[i];
-    char text[160];
+    const unit::Record& record = records[i];
+    char text[96];
     std::snprintf(text, sizeof text, "%4zu  %s  station %d  result %d  ", i + 1,
-                  record.time.substr(0, record.time.find('\n')).c_str(), record.station,
-                  record.result);
-    line(text, record.message);
+                  localTimeText(record.time).value_or(std::to_string(record.time)).c_str(),
+                  record.station, record.result);
+    const std::string version =
+        record.version == 0 ? "" : "version " + std::to_string(record.version) + "  ";
+    line(text, version + record.message);
   }
 }
 
 void Console::progress(std::string_view phase, double fraction) {
   if (_isQuiet || ::isatty(STDOUT_FILENO) == 0) return;
+  const std::lock_guard lock(_lock);
   constexpr int kWidth = 40;
   const int filled = std::clamp(truncatedToInt32(fraction * kWidth), 0, kWidth);
   std::printf("\r\033[K%-8s[%s%s]", printable(phase).c_str(),

@@ -2,29 +2,60 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
+#include <cstdint>
 #include <cstring>
-#include <ctime>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <system_error>
 
 #include "platform/files.h"
+#include "platform/number.h"
+#include "platform/time_text.h"
 #include "station/results_line.h"
 
 namespace corvane::station {
 namespace {
 
-/// Returns 16 random hexadecimal digits, which identify the run.
-std::string newRunId() {
-  std::random_device random;
-  char text[17];
-  std::snprintf(text, sizeof text, "%08x%08x", random(), random());
-  return text;
+using nlohmann::ordered_json;
+
+std::string runIdText(uint64_t id) { return hexNumber(id, 16).substr(2); }
+
+/// Returns the time now as ISO 8601 in local time, with milliseconds and zone.
+std::string timeNow() {
+  using std::chrono::milliseconds;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return isoMillisecondsText(std::chrono::duration_cast<milliseconds>(now).count()).value_or("");
+}
+
+/// Returns the text, cut before the character that goes beyond `most` bytes, with its length told.
+std::string cutText(const std::string& text, size_t most) {
+  if (text.size() <= most) return text;
+  size_t end = most;
+  while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
+  return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+/// Cuts the texts of a line, also in the objects that it holds.
+void cutTexts(ordered_json& value, size_t most) {
+  if (value.is_string()) {
+    value = cutText(value.get_ref<const std::string&>(), most);
+  } else if (value.is_structured()) {
+    for (ordered_json& part : value) cutTexts(part, most);
+  }
+}
+
+/// Returns the line's bytes, kMaxResultsLine at most: escapes can make a text six times as long.
+std::string bytesOf(const ordered_json& line) {
+  for (size_t most = kMaxResultsText;; most /= 2) {
+    ordered_json cut = line;
+    cutTexts(cut, most);
+    std::string bytes = cut.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+    if (bytes.size() <= kMaxResultsLine) return bytes;
+  }
 }
 
 /// Makes a write of this thread into a pipe that nobody reads fail with EPIPE, instead of ending
@@ -32,8 +63,8 @@ std::string newRunId() {
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() : _wasPending(isPending()) {
-    ::sigemptyset(&_signals);
-    ::sigaddset(&_signals, SIGPIPE);
+    sigemptyset(&_signals);
+    sigaddset(&_signals, SIGPIPE);
     ::pthread_sigmask(SIG_BLOCK, &_signals, &_before);
   }
   ~BrokenPipeGuard() {
@@ -47,7 +78,7 @@ class BrokenPipeGuard {
  private:
   static bool isPending() {
     sigset_t pending = {};
-    return ::sigpending(&pending) == 0 && ::sigismember(&pending, SIGPIPE) == 1;
+    return ::sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
   }
 
   sigset_t _signals = {};
@@ -57,24 +88,8 @@ class BrokenPipeGuard {
 
 }  // namespace
 
-std::string timeNow() {
-  const auto now = std::chrono::system_clock::now();
-  const time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto milliseconds =
-      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-  struct tm local = {};
-  ::localtime_r(&seconds, &local);
-  char date[32] = "";
-  char zone[8] = "";
-  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
-  std::strftime(zone, sizeof zone, "%z", &local);
-  char text[64];
-  std::snprintf(text, sizeof text, "%s.%03d%.3s:%s", date, static_cast<int>(milliseconds), zone,
-                std::strlen(zone) == 5 ? zone + 3 : "00");
-  return text;
-}
-
-ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(newRunId()) {
+ResultsFile::ResultsFile(const std::filesystem::path& path, uint64_t runId)
+    : _path(path), _run(runIdText(runId)) {
   if (path.empty()) return;
   std::error_code ignored;
   _absolutePath = std::filesystem::absolute(path, ignored).string();
@@ -82,7 +97,9 @@ ResultsFile::ResultsFile(const std::filesystem::path& path) : _path(path), _run(
   _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
   // O_CREAT is refused for another user's file or pipe in a folder such as /tmp.
   if (_file < 0) _file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (_file < 0) fail(errno);
+  struct stat status = {};
+  if (_file < 0 || ::fstat(_file, &status) != 0) fail(errno);
+  _id = {status.st_dev, status.st_ino};
 }
 
 ResultsFile::~ResultsFile() {
@@ -90,37 +107,73 @@ ResultsFile::~ResultsFile() {
 }
 
 void ResultsFile::identify(const std::string& station, const std::string& unit) {
+  const std::lock_guard lock(_lock);
   _station = station;
   _unit = unit;
 }
 
-void ResultsFile::append(const char* type, const nlohmann::ordered_json& fields) {
-  if (_file < 0) return;
-  nlohmann::ordered_json line = {
-      {line_field::kSchema, kResultsSchema}, {line_field::kType, type},
-      {line_field::kTime, timeNow()},        {line_field::kRun, _run},
-      {line_field::kStation, _station},      {line_field::kUnit, nullptr}};
-  if (!_unit.empty()) line[line_field::kUnit] = _unit;
-  line.update(fields);
-  std::string text =
-      line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
-  // Only for a file: to check a pipe would open it for reading for a moment.
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(_absolutePath, ignored) && endsInsideLine(_absolutePath)) {
-    text.insert(0, "\n");
-  }
+std::string ResultsFile::error() const {
+  const std::lock_guard lock(_lock);
+  return _error;
+}
 
-  const BrokenPipeGuard guard;
-  for (std::string_view rest = text; !rest.empty();) {
-    const ssize_t written = ::write(_file, rest.data(), rest.size());
-    if (written < 0 && errno != EINTR) fail(errno);
-    if (written > 0) rest.remove_prefix(static_cast<size_t>(written));
+void ResultsFile::append(const char* type, const ordered_json& fields) noexcept {
+  const std::lock_guard lock(_lock);
+  if (_file < 0 || _isEnded || !_error.empty()) return;
+  try {
+    write(type, fields);
+  } catch (const std::exception& error) {
+    _error = error.what();
   }
 }
 
-void ResultsFile::sync() {
-  if (_file < 0 || ::fsync(_file) == 0) return;
-  if (errno != EINVAL && errno != EROFS) fail(errno);  // What cannot be synced, such as a pipe.
+void ResultsFile::end(const ordered_json& fields) noexcept {
+  append(line_type::kEnd, fields);
+  const std::lock_guard lock(_lock);
+  if (_file < 0 || std::exchange(_isEnded, true)) return;
+  try {
+    reopenUnlessOurs();
+    const bool isSynced = ::fsync(_file) == 0;
+    // What cannot be synced, such as a pipe, is as safe as it can be.
+    if (!isSynced && errno != EINVAL && errno != EROFS) fail(errno);
+  } catch (const ResultsError& error) {
+    if (_error.empty()) _error = error.what();
+  }
+  if (_file >= 0) ::close(std::exchange(_file, -1));
+}
+
+void ResultsFile::write(const char* type, const ordered_json& fields) {
+  ordered_json line = {{line_field::kSchema, kResultsSchema}, {line_field::kType, type},
+                       {line_field::kTime, timeNow()},        {line_field::kRun, _run},
+                       {line_field::kStation, _station},      {line_field::kUnit, nullptr}};
+  if (!_unit.empty()) line[line_field::kUnit] = _unit;
+  line.update(fields);
+  std::string text = bytesOf(line);
+  reopenUnlessOurs();
+  if (endsInsideOurLine()) text.insert(0, "\n");
+
+  const BrokenPipeGuard guard;
+  if (!writeAll(_file, text.data(), text.size())) fail(errno);
+}
+
+/// A body may have closed the descriptor, and opened a file of its own that got the same number.
+void ResultsFile::reopenUnlessOurs() {
+  struct stat status = {};
+  if (::fstat(_file, &status) == 0 && FileId(status.st_dev, status.st_ino) == _id) return;
+  // Not a pipe, whose reader took the closed end for the end of the results.
+  _file =
+      ::open(_absolutePath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
+  if (_file < 0 || ::fstat(_file, &status) != 0) fail(errno);
+  ::fcntl(_file, F_SETFL, O_APPEND);
+  _id = {status.st_dev, status.st_ino};
+}
+
+/// Not for a pipe, which the check would open for reading for a moment, and not for another file
+/// that got the path since.
+bool ResultsFile::endsInsideOurLine() const {
+  struct stat status = {};
+  return ::stat(_absolutePath.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         FileId(status.st_dev, status.st_ino) == _id && endsInsideLine(_absolutePath);
 }
 
 void ResultsFile::fail(int error) const {

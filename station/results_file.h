@@ -1,10 +1,14 @@
 #ifndef CORVANE_STATION_RESULTS_FILE_H_
 #define CORVANE_STATION_RESULTS_FILE_H_
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace corvane::station {
 
@@ -14,17 +18,13 @@ class ResultsError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Returns the time now as ISO 8601 in local time, with milliseconds and zone:
-/// "2026-11-16T00:05:09.042+01:00".
-std::string timeNow();
-
 /// A run's results: JSON lines appended to a file, each with one write. docs/results.md describes
-/// them.
+/// them. The functions may be called from any thread.
 class ResultsFile {
  public:
-  /// Opens the file, which is created when it is missing. Waits for a reader when the file is a
-  /// pipe. Nothing is written when the path is empty. Throws ResultsError.
-  explicit ResultsFile(const std::filesystem::path& path);
+  /// Opens the file, which is created when it is missing, for the run `runId`. Waits for a reader
+  /// when the file is a pipe. Nothing is written when the path is empty. Throws ResultsError.
+  ResultsFile(const std::filesystem::path& path, uint64_t runId);
   ~ResultsFile();
   ResultsFile(const ResultsFile&) = delete;
   ResultsFile& operator=(const ResultsFile&) = delete;
@@ -32,23 +32,34 @@ class ResultsFile {
   /// Sets the station and the unit that every line names; an empty `unit` is null.
   void identify(const std::string& station, const std::string& unit);
 
-  /// Appends a line: the schema, `type`, the time, the run, and `fields`. Throws ResultsError, also
-  /// for a pipe that nobody reads any more.
-  void append(const char* type, const nlohmann::ordered_json& fields);
+  /// Appends a line: the schema, `type`, the time, the run, and `fields`. Does nothing after a
+  /// failure, and after `end`.
+  void append(const char* type, const nlohmann::ordered_json& fields) noexcept;
+  /// Appends the last line and syncs all of them to the disk.
+  void end(const nlohmann::ordered_json& fields) noexcept;
 
-  /// Syncs the lines to the disk. Throws ResultsError.
-  void sync();
+  /// Returns why the results cannot be written; empty when they can. It names the file.
+  std::string error() const;
 
  private:
+  using FileId = std::pair<dev_t, ino_t>;
+
+  void write(const char* type, const nlohmann::ordered_json& fields);
+  void reopenUnlessOurs();
+  bool endsInsideOurLine() const;
   [[noreturn]] void fail(int error) const;
 
+  mutable std::mutex _lock;
   std::filesystem::path _path;
   /// Holds wherever a station changes its working folder to.
   std::string _absolutePath;
   int _file = -1;
+  FileId _id = {};
   std::string _run;
   std::string _station;
   std::string _unit;
+  std::string _error;
+  bool _isEnded = false;
 };
 
 }  // namespace corvane::station

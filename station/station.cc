@@ -1,37 +1,24 @@
 #include "station/station.h"
 
-#include <algorithm>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "station/console.h"
-#include "station/run_state.h"
+#include "station/profile_rules.h"
+#include "station/run.h"
 
 namespace corvane::station {
 namespace {
 
-constexpr uint32_t kControlBitBytes = 128;
+/// The status of a process in which `exit` was called during a run.
+constexpr int kExitedStatus = 4;
 
-bool isKey(std::string_view text) {
-  const auto isGraph = [](char character) { return character > ' ' && character < 0x7F; };
-  return text.size() == 4 && std::ranges::all_of(text, isGraph) && text != "CNTB";
-}
-
-/// Returns what is wrong with a profile; empty when it can be used.
-std::string faultOf(const Profile& profile) {
-  if (profile.name.empty()) return "the station has no name";
-  const auto isInside = [](uint32_t offset) { return offset < kControlBitBytes; };
-  if (!isInside(profile.statusOffset)) return "the status byte lies beyond byte 127";
-  if (!isInside(profile.poisonOffset)) return "the poison byte lies beyond byte 127";
-  if (profile.poisonOffset == profile.statusOffset) {
-    return "the status byte and the poison byte are the same";
+/// Opens the closed ones of the three standard streams, so that no file of the kit takes the place
+/// of one, which a body may write to.
+void openStandardStreams() {
+  for (int stream = 0; stream <= 2; ++stream) {
+    if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", O_RDWR);  // Takes the lowest number.
   }
-  if (!std::ranges::all_of(profile.conditions.earlierPoisonOffsets, isInside)) {
-    return "an earlier station's poison byte lies beyond byte 127";
-  }
-  if (!isKey(profile.runCountKey)) return "the key of the run count is no four characters";
-  if (!profile.unitKey.empty() && !isKey(profile.unitKey)) {
-    return "the key of the unit's identity is no four characters";
-  }
-  return {};
 }
 
 Outcome misused(const Profile& profile, const std::string& reason) {
@@ -50,7 +37,7 @@ int Outcome::exitStatus() const {
     case Verdict::kMisused:
       return 2;
     case Verdict::kIncomplete:
-      return 128 + signal;
+      return signal == 0 ? kExitedStatus : 128 + signal;
     case Verdict::kRefused:
     case Verdict::kUntrusted:
     case Verdict::kUnfinished:
@@ -60,29 +47,41 @@ int Outcome::exitStatus() const {
 }
 
 bool Phase::measure(std::string_view name, double value, std::string_view unit, Limits limits) {
-  return _state.measure(name, value, unit, limits);
+  return _run.measure(*this, name, value, unit, limits);
 }
-void Phase::fail(std::string_view reason) { _state.fail(reason); }
-void Phase::log(std::string_view text) { _state.log(text, 2); }
-void Phase::progress(double fraction) { _state.progress(fraction); }
-bool Phase::wait(std::chrono::milliseconds duration) { return _state.wait(duration); }
-bool Phase::isInterrupted() const { return _state.isInterrupted(); }
+bool Phase::check(std::string_view name, std::string_view text, const Expected& expected) {
+  return _run.check(*this, name, text, expected);
+}
+bool Phase::check(std::string_view name, bool holds) { return _run.check(*this, name, holds); }
+void Phase::fail(std::string_view reason) { _run.fail(*this, reason); }
+void Phase::log(std::string_view text) { _run.log(*this, text); }
+void Phase::progress(double fraction) { _run.progress(*this, fraction); }
+bool Phase::wait(std::chrono::milliseconds duration) { return _run.wait(*this, duration); }
+bool Phase::isInterrupted() const { return _run.isInterrupted(); }
 
 bool TestRun::phase(std::string_view name, const std::function<void(Phase&)>& body) {
-  return _state.phase(name, body);
+  return _run.phase(name, {}, body);
 }
-void TestRun::log(std::string_view text) { _state.log(text, 1); }
-void TestRun::setRecordText(std::string_view text) { _state.setRecordText(text); }
-uint32_t TestRun::count() const { return _state.count(); }
-bool TestRun::isPassing() const { return _state.isPassing(); }
+bool TestRun::phase(std::string_view name, const PhaseOptions& options,
+                    const std::function<void(Phase&)>& body) {
+  return _run.phase(name, options, body);
+}
+void TestRun::lastPhase(std::string_view name, const std::function<void(Phase&)>& body,
+                        std::chrono::milliseconds timeLimit) {
+  _run.setLastPhase(name, body, timeLimit);
+}
+void TestRun::log(std::string_view text) { _run.log(text); }
+void TestRun::setRecordText(std::string_view text) { _run.setRecordText(text); }
+uint32_t TestRun::count() const { return _run.count(); }
+bool TestRun::isPassing() const { return _run.isPassing(); }
 
 Outcome run(const Profile& profile, const RunOptions& options,
             const std::function<void(TestRun&)>& body) noexcept {
   try {
+    openStandardStreams();
     const std::string fault = faultOf(profile);
     if (!fault.empty()) return misused(profile, fault);
-    RunState state(profile, options);
-    return state.execute(body);
+    return Run::start(profile, options).execute(body);
   } catch (const std::exception& error) {
     return misused(profile, error.what());
   }

@@ -11,6 +11,8 @@
 #include "platform/unit_lock.h"
 #include "station/command_line.h"
 #include "station/testing/speaker_station.h"
+#include "unit/keys.h"
+#include "unit/lock.h"
 
 namespace corvane::station {
 namespace {
@@ -103,13 +105,13 @@ TEST_F(StationTest, ABatteryThatIsNotAskedForNeedNotBeThere) {
   EXPECT_EQ(runStation(passingBody).verdict, Verdict::kPassed);
 }
 
-TEST_F(StationTest, AConfigurationAreaThatIsNoStoreIsNotOverwritten) {
+TEST_F(StationTest, ADamagedConfigurationAreaIsNotOverwritten) {
   std::vector<uint8_t> area(8192, 0xFF);
   area[5000] = 7;
   _unit.setDataSet("VelmoDiagnosticDataSysCfg", area);
   const Outcome outcome = runStation(passingBody);
   EXPECT_EQ(outcome.verdict, Verdict::kUntrusted);
-  EXPECT_PRED_FORMAT2(IsSubstring, "its header is damaged", outcome.reason);
+  EXPECT_PRED_FORMAT2(IsSubstring, "the configuration area is damaged", outcome.reason);
   EXPECT_EQ(_unit.dataSet("VelmoDiagnosticDataSysCfg"), area);
 }
 
@@ -186,6 +188,10 @@ TEST_F(StationTest, AWrongProfileIsRefusedBeforeTheUnitIsUsed) {
   const std::function<void(Profile&)> mistakes[] = {
       [](Profile& profile) { profile.name = ""; },
       [](Profile& profile) { profile.statusOffset = 128; },
+      [](Profile& profile) { profile.statusOffset = 9; },
+      [](Profile& profile) { profile.poisonOffset = 18; },
+      [](Profile& profile) { profile.runCountKey = "OPTS"; },
+      [](Profile& profile) { profile.runCountKey = profile.unitKey = "SRNO"; },
       [](Profile& profile) { profile.poisonOffset = 128; },
       [](Profile& profile) { profile.poisonOffset = 20; },
       [](Profile& profile) { profile.runCountKey = "SPK"; },
@@ -305,45 +311,99 @@ TEST_F(StationTest, ASignalEndsARunWhoseResultsNobodyReads) {
   ::close(reader);
 }
 
-TEST_F(StationTest, ARunKeepsTheFailureThatAnotherLeftMeanwhile) {
-  const auto runBesideAFailingOne = [&](const std::function<void(TestRun&)>& body) {
-    return runStation([&](TestRun& run) {
-      body(run);
-      const auto failingRun = [&] { return runStation(failingBody).exitStatus(); };
-      EXPECT_EQ(runInChild(failingRun, [](pid_t) {}), 1);
-    });
-  };
-  EXPECT_EQ(runBesideAFailingOne(passingBody).reason,
-            "the unit cannot be trusted: byte 21 was poisoned during the run");
-  EXPECT_EQ(held().status, 0xFA) << "failed, one failure";
-  EXPECT_EQ(held().poison, 0xFE);
-  setByte(21, 0xFF);
-  EXPECT_EQ(runBesideAFailingOne(failingBody).exitStatus(), 1);
-  EXPECT_EQ(held().status, 0xE2) << "failed, three failures";
+/// Returns a value of the run count's key in the form of today's stations.
+std::vector<uint8_t> runCountValue(uint32_t count) {
+  std::vector<uint8_t> value = {'R', 'U', 'N', 'S'};
+  for (int i = 0; i < 4; ++i) value.push_back(static_cast<uint8_t>(count >> (8 * i)));
+  value.resize(16);
+  return value;
 }
 
-TEST_F(StationTest, ProgressThatIsNoNumberFailsNothing) {
+void setKey(const std::vector<uint8_t>& value) {
+  unit::openDataArea();
+  unit::Lock lock;
+  unit::writeKey(lock, unit::keyOf("SPKR"), value);
+}
+
+TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
+  const std::vector<uint8_t> emptyArea = _unit.dataSet("VelmoDiagnosticDataSysCfg");
+  const auto otherRun = [&](const std::function<void(TestRun&)>& body, int status) {
+    EXPECT_EQ(runInChild([&] { return runStation(body).exitStatus(); }, [](pid_t) {}), status);
+  };
+  const struct {
+    const char* reason;
+    std::function<void()> meanwhile;
+  } cases[] = {
+      {"byte 20 holds 0xfa instead of 0xfd, which this run left there",
+       [&] { otherRun(failingBody, 1); }},
+      {"key SPKR holds run 2 of another run instead of this run's 1",
+       [&] { otherRun([](TestRun&) { ::kill(::getpid(), SIGKILL); }, -SIGKILL); }},
+      {"byte 20 holds 0xfe instead of 0xfd, which this run left there", [&] { setByte(20, 0xFE); }},
+      {"byte 21 was poisoned during the run", [&] { setByte(21, 0xFE); }},
+      {"key SPKR is gone, in which this run was counted",
+       [&] { _unit.setDataSet("VelmoDiagnosticDataSysCfg", emptyArea); }},
+      {"key SPKR holds run 1 of another run instead of this run's 1",
+       [&] { setKey(runCountValue(1)); }},
+  };
+  for (const auto& [reason, meanwhile] : cases) {
+    setByte(20, 0xFF), setByte(21, 0xFF);
+    _unit.setDataSet("VelmoDiagnosticDataSysCfg", emptyArea);
+    std::vector<uint8_t> left;
+    const Outcome outcome = runStation([&, change = meanwhile](TestRun& run) {
+      passingBody(run);
+      change();
+      left = bytes();
+    });
+    EXPECT_EQ(outcome.reason, std::string("the unit cannot be trusted: ") + reason);
+    EXPECT_EQ(bytes(), left) << reason << ": nothing more is written";
+  }
+}
+
+TEST_F(StationTest, AValueThatIsNotARunCountIsLeftAlone) {
+  const std::vector<uint8_t> plain = {5, 0, 0, 0};
+  const struct {
+    std::vector<uint8_t> value;
+    Verdict verdict;
+  } cases[] = {{plain, Verdict::kPassed},
+               {runCountValue(0xFFFFFFFF), Verdict::kRefused},
+               {{'U', 'M', 'T', 'S', 1}, Verdict::kRefused},
+               {std::vector<uint8_t>(20, 0xFF), Verdict::kRefused}};
+  for (const auto& [value, verdict] : cases) {
+    setKey(value);
+    const std::vector<uint8_t> area = _unit.dataSet("VelmoDiagnosticDataSysCfg");
+    EXPECT_EQ(runStation(passingBody).verdict, verdict);
+    if (verdict == Verdict::kPassed) {
+      EXPECT_EQ(held().keys.at("SPKR"), 6u);
+    } else {
+      EXPECT_EQ(_unit.dataSet("VelmoDiagnosticDataSysCfg"), area);
+    }
+  }
+}
+
+TEST_F(StationTest, ProgressThatIsNotANumberFailsNothing) {
   const auto station = [] {
     ::dup2(::posix_openpt(O_RDWR | O_NOCTTY), STDOUT_FILENO);
     return run(kStation, {},
-               [](TestRun& run) { run.phase("tone", [](Phase& phase) { phase.progress(NAN); }); })
+               [](TestRun& run) {
+                 run.phase("tone", {.isSetUp = true}, [](Phase& phase) { phase.progress(NAN); });
+               })
         .exitStatus();
   };
   EXPECT_EQ(runInChild(station, [](pid_t) {}), 0);
 }
 
 TEST_F(StationTest, StationsAtTheSameTimeLoseNoRunAndNoRecordOfEachOther) {
-  Profile other = kStation;
-  other.statusOffset = 22, other.poisonOffset = 23, other.runCountKey = "OTHR";
-  for (int i = 0; i < 8; ++i) {
-    if (::fork() == 0) {
-      ::_exit(run(i % 2 ? kStation : other, {.isQuiet = true}, passingBody).exitStatus());
-    }
+  std::map<std::string, uint32_t> keys;
+  for (uint8_t i = 0; i < 8; ++i) {
+    Profile profile = kStation;
+    profile.statusOffset = 20 + 2U * i, profile.poisonOffset = profile.statusOffset + 1;
+    profile.runCountKey = "RUN" + std::to_string(i);
+    keys[profile.runCountKey] = 1;
+    if (::fork() == 0) ::_exit(run(profile, {.isQuiet = true}, passingBody).exitStatus());
   }
   for (int status = 0; ::wait(&status) > 0;) EXPECT_EQ(status, 0);
-  const Held held(_unit.folder());
-  EXPECT_EQ(held.keys, (std::map<std::string, uint32_t>{{"SPKR", 4}, {"OTHR", 4}}));
-  EXPECT_EQ(held.records.size(), 8u);
+  EXPECT_EQ(held().keys, keys);
+  EXPECT_EQ(held().records.size(), 8u);
 }
 
 }  // namespace

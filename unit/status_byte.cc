@@ -52,8 +52,10 @@ ByteChange changeStatus(Lock& lock, uint32_t offset, const StatusChange& change)
 }
 
 ByteChange rewriteStatus(Lock& lock, uint32_t offset, uint8_t before, const StatusChange& change) {
-  return logged(lock,
-                [&] { return replaceByte(lock, offset, before, withStatus(before, change)); });
+  return logged(lock, [&] {
+    return replaceByte(lock, offset, before, withStatus(before, change),
+                       [](ByteSpan) { return true; });
+  });
 }
 
 void verifyByte(uint32_t offset, uint8_t meant) {
@@ -65,7 +67,8 @@ void verifyByte(uint32_t offset, uint8_t meant) {
               Left::kUnknown, 0, Error::Difference{offset, held, meant});
 }
 
-ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t meant) {
+ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t meant,
+                       bool (*isFinal)(ByteSpan)) {
   writeVerified(lock, {.set = diagnosticDataSet(),
                        .offset = offset,
                        .before = {&before, 1},
@@ -73,7 +76,7 @@ ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t mean
                        .what = place(offset),
                        .line = place(offset) + ": " + hexByte(before) + " -> " + hexByte(meant) +
                                ", " + byteText(offset, meant),
-                       .isFinal = isFailed});
+                       .isFinal = isFinal ? isFinal : isFailed});
   return {before, meant};
 }
 

@@ -41,7 +41,8 @@ CORVANE_EXPORT uint8_t withStatus(uint8_t byte, const StatusChange& change);
 CORVANE_EXPORT ByteChange changeStatus(Lock& lock, uint32_t offset, const StatusChange& change);
 
 /// Does what `changeStatus` does with the byte `before` that the caller has read, and writes in any
-/// case: what a worn byte reads as may not be what it holds.
+/// case: what a worn byte reads as may not be what it holds. Nothing is put back: the byte could
+/// then hold a verdict in place of "incomplete".
 CORVANE_EXPORT ByteChange rewriteStatus(Lock& lock, uint32_t offset, uint8_t before,
                                         const StatusChange& change);
 

@@ -127,11 +127,11 @@ TEST_F(VerifiedAccessTest, TellsWhatAFailedWriteLeft) {
       {"IORegistryEntryCreateCFProperty@3+", passed, Fault::kUnreadable, Left::kUnknown, 0xFF,
        "byte 20 cannot be read back; whether it could be put back to 0xff is not known"},
       {"IORegistryEntryCreateCFProperty@3", failed, Fault::kUnreadable, Left::kChanged, 0xFE,
-       "a mark of failure is not taken back"},
+       "what was written is not taken back"},
       {"stuck:VelmoDiagnosticData:20=0xf7", passed, Fault::kMismatch, Left::kPutBack, 0xF7,
        "byte 20 holds 0xf7 instead of 0xf4; it was put back to 0xf7"},
       {"stuck:VelmoDiagnosticData:20=0xfd", failed, Fault::kMismatch, Left::kChanged, 0xFE,
-       "byte 20 holds 0xfd instead of 0xfe; a mark of failure is not taken back"},
+       "byte 20 holds 0xfd instead of 0xfe; what was written is not taken back"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.rules) + " " + std::to_string(c.status));

@@ -34,7 +34,7 @@ Remains putBack(const Write& write, const std::optional<std::vector<uint8_t>>& h
   const std::string before =
       write.before.size() == 1 ? hexByte(write.before[0]) : std::string("what it held before");
   if (write.isFinal && (write.isFinal(write.meant) || (held && write.isFinal(*held)))) {
-    return {Left::kChanged, "a mark of failure is not taken back"};
+    return {Left::kChanged, "what was written is not taken back"};
   }
   if (send(write, write.before) == 0) {
     const auto now = tryRead(write.set, write.offset, write.before.size());

@@ -42,8 +42,9 @@ struct Write {
 void writeVerified(Lock& lock, const Write& write);
 
 /// Writes the byte at `offset` of "VelmoDiagnosticData", which was read as `before`. Never takes a
-/// failed status back.
-ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t meant);
+/// failed status back, nor, when `isFinal` is given, what it returns true for.
+ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t meant,
+                       bool (*isFinal)(ByteSpan) = nullptr);
 
 /// Runs `work`, a whole change, and leaves a line when it throws Error.
 template <typename Work>

@@ -9,7 +9,6 @@
 #include <type_traits>
 
 #include "host/corefoundation/description.h"
-#include "platform/fork_safe_lock.h"
 
 namespace {
 
@@ -23,8 +22,9 @@ constexpr size_t kCountWithoutIndex = 8;
 template <typename CallBacks>
 const CallBacks* interned(const CallBacks& callBacks) {
   static_assert(std::has_unique_object_representations_v<CallBacks>);
+  static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::forward_list<CallBacks>;
-  const std::lock_guard lock(corvane::ForkSafeLock<CallBacks>::get());
+  const std::lock_guard lock(mutex);
   for (const CallBacks& candidate : known) {
     if (std::memcmp(&candidate, &callBacks, sizeof(CallBacks)) == 0) return &candidate;
   }

@@ -1,6 +1,6 @@
 #include "host/corefoundation/string.h"
 
-#include <stdlib.h>
+#include <locale.h>
 #include <wctype.h>
 
 #include <algorithm>
@@ -13,12 +13,8 @@
 #include <unordered_map>
 
 #include "host/corefoundation/encoding.h"
-#include "host/corefoundation/neutral_locale.h"
-#include "platform/fork_safe_lock.h"
 
 namespace {
-
-struct Constants;
 
 CFStringRef newString(std::optional<std::u16string> text) {
   return text ? new __CFString(*std::move(text)) : nullptr;
@@ -28,7 +24,17 @@ std::string_view bytesView(const void* bytes, CFIndex length) {
   return {static_cast<const char*>(bytes), static_cast<size_t>(length)};
 }
 
-bool isBlank(char16_t unit) { return iswspace_l(unit, cf::neutralLocale()) != 0; }
+/// Returns a locale that does not depend on the program's settings: that of Unicode where the
+/// system has it.
+locale_t textRules() {
+  static const locale_t rules = [] {
+    const locale_t unicode = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
+    return unicode != nullptr ? unicode : newlocale(LC_ALL_MASK, "C", nullptr);
+  }();
+  return rules;
+}
+
+bool isBlank(char16_t unit) { return iswspace_l(unit, textRules()) != 0; }
 
 /// Returns the characters of a decimal number that follow the white space at the start of `text`.
 std::string numberText(std::u16string_view text) {
@@ -64,8 +70,9 @@ std::u16string_view __CFString::units(CFRange range, const char* function) const
 CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(cf::Type::kString); }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
+  static std::mutex& mutex = *new std::mutex;
   static auto& constants = *new std::unordered_map<std::string, __CFString>;
-  const std::lock_guard lock(corvane::ForkSafeLock<Constants>::get());
+  const std::lock_guard lock(mutex);
   const auto found = constants.find(text);
   if (found != constants.end()) return &found->second;
   return &constants.try_emplace(text, cf::Object::Lifetime::kImmortal, cf::decodeAny(text))
@@ -168,5 +175,5 @@ SInt32 CFStringGetIntValue(CFStringRef string) {
 }
 
 double CFStringGetDoubleValue(CFStringRef string) {
-  return strtod_l(numberText(string->text()).c_str(), nullptr, cf::neutralLocale());
+  return strtod_l(numberText(string->text()).c_str(), nullptr, textRules());
 }

@@ -1,10 +1,8 @@
 #include "host/virtual_unit/unit_in_use.h"
 
 #include <mutex>
-#include <utility>
 
 #include "host/virtual_unit/unit_place.h"
-#include "platform/fork_safe_lock.h"
 #include "platform/printable.h"
 #include "platform/report.h"
 
@@ -12,6 +10,7 @@ namespace corvane::host {
 namespace {
 
 struct InUse {
+  std::mutex mutex;
   bool isOpened = false;
   std::shared_ptr<UnitFolder> unit;
   std::string lastReport;
@@ -24,14 +23,20 @@ InUse& inUse() {
   return state;
 }
 
-/// Returns the default unit; null, after a report, when it cannot be used.
-std::shared_ptr<UnitFolder> openDefaultUnit() {
+void report(InUse& state, const std::string& reason) {
+  if (state.lastReport == reason) return;
+  state.lastReport = reason;
+  reportOnStandardError("virtual device: " + printable(reason) + "\n");
+}
+
+void openDefaultUnit(InUse& state) {
+  state.isOpened = true;
   const std::filesystem::path& folder = defaultUnitFolder();
   try {
-    return withDeviceErrors(folder.c_str(), [&] { return std::make_shared<UnitFolder>(folder); });
+    state.unit =
+        withDeviceErrors(folder.c_str(), [&] { return std::make_shared<UnitFolder>(folder); });
   } catch (const DeviceError& error) {
-    reportUnusable(error.what());
-    return nullptr;
+    report(state, error.what());
   }
 }
 
@@ -39,30 +44,22 @@ std::shared_ptr<UnitFolder> openDefaultUnit() {
 
 std::shared_ptr<UnitFolder> unitInUse() {
   InUse& state = inUse();
-  {
-    const std::lock_guard lock(ForkSafeLock<InUse>::get());
-    if (state.isOpened) return state.unit;
-  }
-  // Without the lock, which a fork waits for. Threads that come here together open the same unit.
-  auto unit = openDefaultUnit();
-  const std::lock_guard lock(ForkSafeLock<InUse>::get());
-  if (!std::exchange(state.isOpened, true)) state.unit = std::move(unit);
+  const std::lock_guard lock(state.mutex);
+  if (!state.isOpened) openDefaultUnit(state);
   return state.unit;
 }
 
 void useUnit(std::shared_ptr<UnitFolder> unit) {
   InUse& state = inUse();
-  const std::lock_guard lock(ForkSafeLock<InUse>::get());
+  const std::lock_guard lock(state.mutex);
   state.isOpened = true;
   state.unit = std::move(unit);
 }
 
 void reportUnusable(const std::string& reason) {
   InUse& state = inUse();
-  const std::lock_guard lock(ForkSafeLock<InUse>::get());
-  if (state.lastReport == reason) return;
-  state.lastReport = reason;
-  reportOnStandardError("virtual device: " + printable(reason) + "\n");
+  const std::lock_guard lock(state.mutex);
+  report(state, reason);
 }
 
 }  // namespace corvane::host

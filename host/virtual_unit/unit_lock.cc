@@ -21,7 +21,6 @@
 #include "host/virtual_unit/unit_file.h"
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/file_descriptor.h"
-#include "platform/fork_safe_lock.h"
 #include "platform/printable.h"
 #include "platform/report.h"
 
@@ -95,12 +94,11 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
   }
 }
 
-struct KnownUnits;
-
 /// Returns whether this process locks the unit for the first time.
 bool isFirst(const std::filesystem::path& folder) {
+  static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::set<std::string>;
-  const std::lock_guard lock(ForkSafeLock<KnownUnits>::get());
+  const std::lock_guard lock(mutex);
   return known.insert(folder.string()).second;
 }
 

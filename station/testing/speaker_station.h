@@ -45,14 +45,14 @@ struct Held {
     };
     for (size_t entry = 24; entry < 24 + 20 * word(20); entry += 20) {
       const std::string key = area.substr(entry, 4);
-      keys[{key.rbegin(), key.rend()}] = word(entry + 4);
+      keys[{key.rbegin(), key.rend()}] = word(entry + 8);
     }
   }
 
   uint8_t status = 0;
   uint8_t poison = 0;
-  std::vector<std::string> records;  ///< "STATION/RESULT/TEXT"
-  std::map<std::string, uint32_t> keys;
+  std::vector<std::string> records;      ///< "STATION/RESULT/TEXT"
+  std::map<std::string, uint32_t> keys;  ///< The run count of those that have one.
 };
 
 /// A fresh unit for the station, and a file for its results.
