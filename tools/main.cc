@@ -31,6 +31,7 @@ constexpr char kFooter[] = R"(Examples:
   corvane report unit.json -o unit.html
   corvane results line-3/              yields, failures and measurements of stations
   corvane new-station speaker          a folder with a station, ready to build
+  corvane trial build/speaker          whether the station ever lies about a unit
 
 Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
@@ -52,6 +53,7 @@ ExitStatus run(int argc, char** argv) {
   addInspectGroup(app);
   addResultsCommand(app);
   addNewStationCommand(app);
+  addTrialCommand(app);
   addDeviceGroup(app);
   addUnitGroup(app);
   addReportGroup(app);

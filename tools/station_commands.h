@@ -10,6 +10,8 @@ namespace corvane::tools {
 
 void addNewStationCommand(CLI::App& app);
 void addResultsCommand(CLI::App& app);
+/// Adds `trial`, off the device only.
+void addTrialCommand(CLI::App& app);
 
 }  // namespace corvane::tools
 

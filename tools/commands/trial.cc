@@ -1,0 +1,144 @@
+#include "tools/trial/trial.h"
+
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "platform/printable.h"
+#include "tools/command_line.h"
+#include "tools/json_output.h"
+#include "tools/station_commands.h"
+#include "tools/terminal/table.h"
+
+namespace corvane::tools {
+namespace {
+
+using namespace trial;
+
+constexpr auto kShown = {Finding::kLie, Finding::kHang, Finding::kCrash, Finding::kUnjudged,
+                         Finding::kNotReached};
+
+void printText(const Summary& summary) {
+  constexpr size_t kMaxShown = 50;
+  Table table({{"kind"},
+               {"cases", Align::kRight},
+               {"lies", Align::kRight},
+               {"hangs", Align::kRight},
+               {"crashes", Align::kRight},
+               {"unjudged", Align::kRight},
+               {"not reached", Align::kRight}});
+  for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
+    const Summary::Counts& counts = summary.counts[kind];
+    size_t all = 0;
+    for (const size_t count : counts) all += count;
+    std::vector<std::string> row = {kKindNames[kind], std::to_string(all)};
+    for (const Finding finding : kShown) {
+      row.push_back(std::to_string(counts[static_cast<size_t>(finding)]));
+    }
+    table.addRow(row);
+  }
+  table.print(std::cout);
+  for (size_t i = 0; i < std::min(kMaxShown, summary.findings.size()); ++i) {
+    const CaseFinding& found = summary.findings[i];
+    std::cout << "\n"
+              << kFindingNames[static_cast<size_t>(found.judgement.finding)] << ": "
+              << printable(found.name) << ": " << printable(found.judgement.reason) << "\n    "
+              << found.repeat << "\n";
+  }
+  if (summary.findings.size() > kMaxShown) {
+    std::cout << "\n... and " << summary.findings.size() - kMaxShown << " more; --json has all\n";
+  }
+  if (summary.cases() < summary.planned) {
+    std::cout << summary.planned - summary.cases() << " of " << summary.planned
+              << " cases were not run\n";
+  }
+}
+
+void printAsJson(const Summary& summary) {
+  nlohmann::ordered_json document = {
+      {"station", summary.station.program}, {"number", summary.station.number},
+      {"planned", summary.planned},         {"cases", summary.cases()},
+      {"seconds", summary.seconds},         {"interrupted", summary.isInterrupted}};
+  for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
+    for (size_t finding = 0; finding < std::size(kFindingNames); ++finding) {
+      document["kinds"][kKindNames[kind]][kFindingNames[finding]] = summary.counts[kind][finding];
+    }
+  }
+  document["findings"] = nlohmann::ordered_json::array();
+  for (const CaseFinding& found : summary.findings) {
+    document["findings"].push_back(
+        {{"kind", kKindNames[static_cast<size_t>(found.kind)]},
+         {"case", found.name},
+         {"finding", kFindingNames[static_cast<size_t>(found.judgement.finding)]},
+         {"reason", found.judgement.reason},
+         {"repeat", found.repeat}});
+  }
+  printJson(document);
+}
+
+struct TrialCommand {
+  Options options;
+  std::optional<uint8_t> status, poison, record;
+  bool json = false;
+
+  ExitStatus run() {
+    if (status) {
+      options.isDescribed = true;
+      options.station.statusOffset = *status;
+      options.station.poisonOffset = *poison;
+      options.station.number = *record;
+    }
+    const Summary summary = tryStation(options);
+    json ? printAsJson(summary) : printText(summary);
+    const bool isFound = summary.countOf(Finding::kLie) + summary.countOf(Finding::kHang) +
+                             summary.countOf(Finding::kCrash) >
+                         0;
+    if (isFound) return kFailed;
+    const bool isTried =
+        summary.countOf(Finding::kNotReached) * 2 <= summary.cases() && summary.cases() > 0;
+    return isTried ? kDone : kNotReady;
+  }
+};
+
+}  // namespace
+
+void addTrialCommand(CLI::App& app) {
+  const auto trial = std::make_shared<TrialCommand>();
+  Options& options = trial->options;
+  options.jobs = std::max(1u, std::thread::hardware_concurrency());
+  Command command =
+      Command(app).add("trial", "Try whether a station program ever lies about a unit");
+  command.text("STATION", options.station.program, "The station's program").required();
+  command.texts("ARGUMENT", options.station.arguments, "What the station itself takes, after --");
+  Option status =
+      command.number("--status", trial->status,
+                     "Status byte of a station that does not describe itself", {0, 127});
+  Option poison = command.number("--poison", trial->poison, "Its poison byte", {0, 127});
+  Option record = command.number("--record", trial->record, "Its number in records");
+  status.needs(poison);
+  poison.needs(record);
+  record.needs(status);
+  command.choices("--only", options.kinds, "Only cases of this kind",
+                  {std::begin(kKindNames), std::end(kKindNames)});
+  command.text("--case", options.onlyCase, "Only the case of this name");
+  command.number("--seed", options.seed, "Chooses the random moments and the cases under a limit");
+  command.number("--limit", options.maxCases, "The most cases to run (5000)", {1, 1'000'000});
+  command.seconds("--time", options.maxSeconds, "Begin no case after so many seconds", 0, 1e6);
+  command.file("--keep", options.keep,
+               "Keep units, results and output of cases with findings in this folder");
+  command.number("-j,--jobs", options.jobs, "Cases at a time (one for each processor)", {1, 1024});
+  command.jsonFlag(trial->json);
+  command.footer(
+      "Runs the station on a good unit, then on units that fail, while it is killed, and while\n"
+      "others change the unit, and compares each exit status with what the unit shows. Each case\n"
+      "has a unit of its own in $TMPDIR.\n"
+      "Exit status: 0 nothing found, 1 lies, hangs or crashes, 2 wrong usage, 3 the station does\n"
+      "not pass on a good unit, or more than half of the cases were not reached.\n"
+      "Examples:\n"
+      "  corvane trial ./speaker\n"
+      "  corvane trial ./old_station --status 24 --poison 25 --record 8 -- --fast");
+  command.action([=] { return trial->run(); });
+}
+
+}  // namespace corvane::tools

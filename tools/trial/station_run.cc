@@ -1,0 +1,215 @@
+#include "tools/trial/station_run.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
+
+#include "platform/file_descriptor.h"
+#include "tools/command_error.h"
+#include "tools/files.h"
+
+namespace corvane::tools::trial {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point begin) {
+  return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+std::string textOf(const fs::path& path) {
+  constexpr size_t kMaxSize = size_t{1} << 20;
+  if (!fs::exists(path)) return {};
+  const std::vector<uint8_t> bytes = readFile(path, kMaxSize).bytes;
+  return {bytes.begin(), bytes.end()};
+}
+
+Calls callsIn(const fs::path& file) {
+  Calls calls;
+  std::istringstream lines(textOf(file));
+  for (std::string line; std::getline(lines, line);) {
+    const auto process = nlohmann::json::parse(line, nullptr, false);
+    if (process.is_discarded()) continue;
+    for (const auto& [call, count] : process["calls"].items()) {
+      calls[call] = std::max(calls[call], count.get<uint64_t>());
+    }
+  }
+  return calls;
+}
+
+std::vector<std::string> environmentOf(const Case& what, const fs::path& folder) {
+  std::map<std::string, std::optional<std::string>> changes = {
+      {"CORVANE_DEVICE", folder / "unit"}, {"CORVANE_CALLS", folder / "calls"},
+      {"CORVANE_FAULTS", what.faults},     {"CORVANE_LOCK_SECONDS", std::nullopt},
+      {"HOME", folder / "home"},           {"TMPDIR", folder},
+      {"XDG_CACHE_HOME", std::nullopt},    {"XDG_CONFIG_HOME", std::nullopt},
+      {"XDG_DATA_HOME", std::nullopt},     {"XDG_RUNTIME_DIR", folder},
+      {"XDG_STATE_HOME", std::nullopt}};
+  for (const auto& [name, value] : what.environment) changes[name] = value;
+  std::vector<std::string> variables;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string text = *variable;
+    if (!changes.contains(text.substr(0, text.find('=')))) variables.push_back(text);
+  }
+  for (const auto& [name, value] : changes) {
+    if (value) variables.push_back(name + "=" + *value);
+  }
+  return variables;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+/// Starts the station as the leader of a new session, with the signals' usual actions.
+pid_t start(const Station& station, const Case& what, const fs::path& folder) {
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  const std::string output = folder / "output";
+  posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&files, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_adddup2(&files, 1, 2);
+  for (const int stream : what.closedStreams) posix_spawn_file_actions_addclose(&files, stream);
+
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none, all;
+  sigemptyset(&none);
+  sigfillset(&all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+  std::vector<std::string> words = {station.program};
+  words.insert(words.end(), station.arguments.begin(), station.arguments.end());
+  if (station.isOfKit) words.insert(words.end(), {"--results", folder / "results"});
+  std::vector<std::string> variables = environmentOf(what, folder);
+  pid_t process = 0;
+  const int error = posix_spawnp(&process, station.program.c_str(), &files, &attributes,
+                                 pointersTo(words).data(), pointersTo(variables).data());
+  posix_spawn_file_actions_destroy(&files);
+  posix_spawnattr_destroy(&attributes);
+  if (error != 0) {
+    throw CommandError(kNotReady, station.program + " cannot be started: " + std::strerror(error));
+  }
+  return process;
+}
+
+/// Ends all that is left of the session, and waits until it is gone.
+void endGroup(pid_t group) {
+  constexpr std::chrono::seconds kPatience(5);
+  const Clock::time_point begin = Clock::now();
+  while (kill(-group, SIGKILL) == 0 && Clock::now() - begin < kPatience) {
+    if (waitpid(-group, nullptr, WNOHANG) <= 0) {
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+  }
+}
+
+bool isStopped(pid_t process) {
+  siginfo_t info = {};
+  return waitid(P_PID, static_cast<id_t>(process), &info, WSTOPPED | WNOHANG) == 0 &&
+         info.si_pid == process;
+}
+
+/// Changes the unit of the stopped station as another program does, under the unit's lock. Changes
+/// nothing when the station holds the lock.
+void meddle(const Case& what, const fs::path& unit, Run& run) {
+  const FileDescriptor lock(open((unit / ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return;
+  const UnitState before = readUnit(unit);
+  UnitState after = before;
+  what.meddling(after);
+  writeUnit(unit, before, after);
+  run.meddled.emplace(before, after);
+}
+
+/// Waits for the end of the station and does to it what the case says.
+void attend(pid_t process, const Case& what, const fs::path& folder, double limit,
+            const std::atomic<bool>& isCancelled, Run& run) {
+  const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  const Clock::time_point begin = Clock::now();
+  bool isSignalDue = what.signalAfter.has_value(), isStopDue = static_cast<bool>(what.meddling);
+  for (;;) {
+    double wait = std::min(limit - secondsSince(begin), isStopDue ? 0.0005 : 0.1);
+    if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));
+    const auto nanoseconds = static_cast<long>(std::max(wait, 0.0) * 1e9);
+    const timespec time = {0, std::min(nanoseconds, 999'999'999L)};
+    pollfd end = {handle.get(), POLLIN, 0};
+    if (ppoll(&end, 1, &time, nullptr) > 0) break;
+    if (isSignalDue && secondsSince(begin) >= *what.signalAfter) {
+      isSignalDue = false;
+      kill(-process, what.signal);
+    }
+    if (isStopDue && isStopped(process)) {
+      isStopDue = false;
+      run.callsAtStop = callsIn(folder / "calls");
+      try {
+        meddle(what, folder / "unit", run);
+      } catch (const std::exception&) {
+        // Not reached: the unit cannot be read at this moment.
+      }
+      kill(-process, SIGCONT);
+    }
+    run.isHung = secondsSince(begin) >= limit;
+    if (run.isHung || isCancelled) break;
+  }
+  run.seconds = secondsSince(begin);
+  run.isReached = !isSignalDue && (!what.meddling || run.meddled);
+}
+
+}  // namespace
+
+Run runStation(const Station& station, const Case& what, const fs::path& folder, double limit,
+               const std::atomic<bool>& isCancelled) {
+  Run run;
+  const fs::path unit = folder / "unit";
+  fs::create_directories(folder / "home");
+  fs::copy(what.unit, unit, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+  run.before = readUnit(unit);
+  const auto setReadOnly = [&](fs::perms permissions) {
+    for (const fs::path& place : {unit, unit / "data"}) fs::permissions(place, permissions);
+  };
+  if (what.unitIsReadOnly) setReadOnly(fs::perms::owner_read | fs::perms::owner_exec);
+
+  const pid_t process = start(station, what, folder);
+  attend(process, what, folder, limit, isCancelled, run);
+  if (run.isHung || isCancelled) kill(-process, SIGKILL);
+  while (waitpid(process, &run.waitStatus, 0) < 0 && errno == EINTR) continue;
+  endGroup(process);
+
+  if (what.unitIsReadOnly) setReadOnly(fs::perms::owner_all);
+  run.calls = callsIn(folder / "calls");
+  if (!what.call.empty()) run.isReached &= run.calls[what.call] >= what.occurrence;
+  run.output = textOf(folder / "output");
+  run.results = textOf(folder / "results");
+  try {
+    run.after = readUnit(unit);
+  } catch (const std::exception& error) {
+    run.unreadable = error.what();
+  }
+  return run;
+}
+
+void adoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+
+}  // namespace corvane::tools::trial

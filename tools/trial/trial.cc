@@ -1,0 +1,326 @@
+#include "tools/trial/trial.h"
+
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <thread>
+
+#include "host/virtual_device.h"
+#include "platform/printable.h"
+#include "tools/command_error.h"
+#include "tools/signal_wait.h"
+#include "tools/trial/cases.h"
+
+namespace corvane::tools::trial {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr char kWrite[] = "IORegistryEntrySetCFProperties";
+constexpr double kGoodRunLimit = 600;
+
+class TrialFolder {
+ public:
+  TrialFolder() : _path((fs::temp_directory_path() / "corvane-trial-XXXXXX").string()) {
+    if (mkdtemp(_path.data()) == nullptr) {
+      throw CommandError(kFailed, "no folder can be made in " + fs::temp_directory_path().string());
+    }
+  }
+  ~TrialFolder() {
+    std::error_code ignored;
+    fs::remove_all(_path, ignored);
+  }
+  TrialFolder(const TrialFolder&) = delete;
+  TrialFolder& operator=(const TrialFolder&) = delete;
+  fs::path path() const { return _path; }
+
+ private:
+  std::string _path;
+};
+
+std::string quoted(const std::string& word) {
+  const auto isPlain = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) ||
+           std::string_view("_-+=./:@%,").find(c) != std::string_view::npos;
+  };
+  if (!word.empty() && std::ranges::all_of(word, isPlain)) return word;
+  std::string text = "'";
+  for (const char c : word) text += c == '\'' ? "'\\''" : std::string(1, c);
+  return text + "'";
+}
+
+class Trial {
+ public:
+  explicit Trial(const Options& options)
+      : _options(options), _station(options.station), _random(options.seed) {}
+
+  Summary run() {
+    adoptOrphans();
+    if (!_options.isDescribed) describe();
+    std::vector<Case> cases = unitCases(_station, _folder.path() / "units");
+    const Case goodCase = cases.front();
+    cases.erase(cases.begin());
+    tryGoodUnit(goodCase);
+    const auto other = std::ranges::find(cases, "one slot left", &Case::name);
+    std::vector<Case> more = casesOf(_station, _good, goodCase.unit, other->unit, _random);
+    std::ranges::move(more, std::back_inserter(cases));
+    cases = chosen(std::move(cases));
+    tryAll(cases);
+    return std::move(_summary);
+  }
+
+ private:
+  using Done = std::function<void(const Case&, const Run&, const fs::path& folder)>;
+
+  void describe() {
+    Station station = _station;
+    station.arguments = {"--describe"};
+    station.isOfKit = false;
+    const Case what{Kind::kUnits, "--describe",
+                    host::VirtualDevice(_folder.path() / "unit").folder()};
+    runAll(station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
+      const auto profile = nlohmann::json::parse(run.output, nullptr, false);
+      if (run.waitStatus != 0 || !profile.is_object()) {
+        throw CommandError(
+            kNotReady,
+            _station.program +
+                " does not describe itself: tell its places with --status, --poison and --record");
+      }
+      readProfile(profile);
+    });
+  }
+
+  void readProfile(const nlohmann::json& profile) {
+    try {
+      const auto key = [&](const char* name) -> std::optional<uint32_t> {
+        const auto value = profile.find(name);
+        if (value == profile.end() || !value->is_string() || value->get<std::string>().empty())
+          return {};
+        return packedKey(value->get<std::string>());
+      };
+      _station.isOfKit = true;
+      profile.at("name").get_to(_station.name);
+      profile.at("number").get_to(_station.number);
+      profile.at("statusOffset").get_to(_station.statusOffset);
+      profile.at("poisonOffset").get_to(_station.poisonOffset);
+      _station.runCountKey = key("runCountKey");
+      _station.unitKey = key("unitKey");
+      const auto models = profile.value("conditions", nlohmann::json::object())
+                              .value("models", std::vector<std::string>());
+      if (!models.empty()) _station.model = models.front();
+    } catch (const nlohmann::json::exception& error) {
+      throw CommandError(kNotReady, _station.program + " --describe: " + error.what());
+    }
+  }
+
+  /// Runs the station on the good unit, and once more for each of its writes, to see what it has
+  /// changed when that write begins.
+  void tryGoodUnit(const Case& what) {
+    runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
+      _good.run = run;
+      const std::string said = " (its output ends with: " +
+                               printable(run.output.substr(
+                                   run.output.size() - std::min<size_t>(run.output.size(), 200))) +
+                               ")";
+      if (run.waitStatus != 0) {
+        throw CommandError(kNotReady, _station.program + " does not pass on a good unit" + said);
+      }
+      const Judgement judgement = judge(_station, _good, what, run);
+      if (judgement.finding != Finding::kHonest) {
+        throw CommandError(kNotReady, _station.program + " on a good unit: " + judgement.reason);
+      }
+    });
+    noteChanges(*_good.run.after);
+    // The first run of a program takes longer than the others.
+    runAll(_station, {what, what}, kGoodRunLimit,
+           [&](const Case&, const Run& run, const fs::path&) {
+             const std::lock_guard lock(_lock);
+             _good.run.seconds = std::min(_good.run.seconds, run.seconds);
+           });
+    std::vector<Case> writes;
+    for (uint64_t i = 1; i <= _good.run.calls[kWrite]; ++i)
+      writes.push_back(killCase(what.unit, kWrite, i, SIGKILL));
+    runAll(_station, writes, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
+      const std::lock_guard lock(_lock);
+      if (!run.after) return;
+      noteChanges(*run.after);
+      _good.writesRecordFirst |=
+          showsRecord(_station, run.before, *run.after) && !showsPassed(_station, *run.after);
+    });
+  }
+
+  void noteChanges(const UnitState& after) {
+    const UnitState& before = _good.run.before;
+    _good.bytes.merge(differences(before.diagnostics, after.diagnostics));
+    _good.areaBytes.merge(differences(before.configuration, after.configuration));
+    _good.words.merge(wordDifferences(before.nvram, after.nvram));
+    const auto keysBefore = before.keys(), keysAfter = after.keys();
+    for (const auto& [key, value] : keysAfter) {
+      if (!keysBefore.contains(key) || keysBefore.at(key) != value) _good.keys.insert(key);
+    }
+    for (const auto& [key, value] : keysBefore) {
+      if (!keysAfter.contains(key)) _good.keys.insert(key);
+    }
+  }
+
+  /// Returns the cases that were asked for, in an order in which each kind has its share of however
+  /// many are run.
+  std::vector<Case> chosen(std::vector<Case> cases) {
+    std::erase_if(cases, [&](const Case& what) {
+      const bool isOfKind =
+          _options.kinds.empty() ||
+          std::ranges::count(_options.kinds, kKindNames[static_cast<size_t>(what.kind)]) > 0;
+      return _options.onlyCase.empty() ? !isOfKind : what.name != _options.onlyCase;
+    });
+    if (cases.empty()) throw CommandError(kUsage, "there is no such case");
+    std::ranges::shuffle(cases, _random);
+    std::array<size_t, std::size(kKindNames)> places{};
+    std::vector<std::pair<size_t, size_t>> order;
+    for (size_t i = 0; i < cases.size(); ++i)
+      order.emplace_back(places[static_cast<size_t>(cases[i].kind)]++, i);
+    std::ranges::sort(order);
+    std::vector<Case> ordered;
+    for (const auto& [place, index] : order) {
+      if (ordered.size() < _options.maxCases) ordered.push_back(cases[index]);
+    }
+    return ordered;
+  }
+
+  void tryAll(const std::vector<Case>& cases) {
+    constexpr double kMinLimit = 5;
+    _summary.station = _station;
+    _summary.planned = cases.size();
+    const double estimate = _good.run.seconds * static_cast<double>(cases.size()) / _options.jobs;
+    std::fprintf(stderr, "%s: %zu cases on %u processors, about %.0f s\n", _station.program.c_str(),
+                 cases.size(), _options.jobs, estimate + 1);
+    const Clock::time_point begin = Clock::now();
+    _end = _options.maxSeconds > 0
+               ? std::optional(begin + std::chrono::duration_cast<Clock::duration>(
+                                           std::chrono::duration<double>(_options.maxSeconds)))
+               : std::nullopt;
+    runAll(
+        _station, cases, std::max(kMinLimit, 5 * _good.run.seconds),
+        [&](const Case& what, const Run& run, const fs::path& folder) { note(what, run, folder); });
+    _summary.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    std::ranges::sort(_summary.findings, {}, [](const CaseFinding& finding) {
+      return std::pair(finding.kind, finding.name);
+    });
+  }
+
+  void note(const Case& what, const Run& run, const fs::path& folder) {
+    const Judgement judgement = judge(_station, _good, what, run);
+    const std::lock_guard lock(_lock);
+    ++_summary.counts[static_cast<size_t>(what.kind)][static_cast<size_t>(judgement.finding)];
+    if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
+    _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
+    if (_options.keep.empty()) return;
+    std::string name = what.name;
+    std::ranges::replace(name, '/', '_');
+    fs::create_directories(_options.keep);
+    fs::copy(folder, fs::path(_options.keep) / name,
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks |
+                 fs::copy_options::overwrite_existing);
+  }
+
+  std::string repeatOf(const Case& what) const {
+    std::string arguments;
+    for (const std::string& argument : _station.arguments) arguments += " " + quoted(argument);
+    const bool isRule = !what.faults.empty() && !what.meddling && what.kind != Kind::kSurroundings;
+    if (isRule) {
+      return "CORVANE_DEVICE=$(mktemp -d) CORVANE_FAULTS=" + quoted(what.faults) + " " +
+             quoted(_station.program) + arguments;
+    }
+    std::string places;
+    if (_options.isDescribed) {
+      places = " --status " + std::to_string(_station.statusOffset) + " --poison " +
+               std::to_string(_station.poisonOffset) + " --record " +
+               std::to_string(_station.number);
+    }
+    return "corvane trial " + quoted(_station.program) + places + " --case " + quoted(what.name) +
+           " --seed " + std::to_string(_options.seed) +
+           (arguments.empty() ? "" : " --" + arguments);
+  }
+
+  /// Runs the cases, as many at a time as there are jobs, and hands each to `done` in its thread.
+  /// Throws what a thread threw first, and CommandError when a signal ends it before there is
+  /// anything to sum up.
+  void runAll(const Station& station, const std::vector<Case>& cases, double limit,
+              const Done& done) {
+    SignalWait signals({SIGINT, SIGTERM, SIGHUP});
+    std::atomic<size_t> next = 0, ended = 0;
+    std::atomic<bool> isCancelled = false;
+    std::exception_ptr error;
+    const auto work = [&] {
+      try {
+        for (size_t i = next++; i < cases.size() && !isCancelled && (!_end || Clock::now() < *_end);
+             i = next++) {
+          const fs::path folder = _folder.path() / ("case-" + std::to_string(i));
+          const Run run = runStation(station, cases[i], folder, limit, isCancelled);
+          if (!isCancelled) done(cases[i], run, folder);
+          fs::remove_all(folder);
+          ++ended;
+        }
+      } catch (...) {
+        const std::lock_guard lock(_lock);
+        if (!error) error = std::current_exception();
+        isCancelled = true;
+      }
+      ++_idle;
+    };
+    _idle = 0;
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < std::min<size_t>(_options.jobs, cases.size()); ++i)
+      threads.emplace_back(work);
+    bool hasSignal = false;
+    while (_idle < threads.size()) {
+      signals.wait(Clock::now() + std::chrono::milliseconds(cases.size() > 50 ? 50 : 1));
+      for (const int signal : {SIGINT, SIGTERM, SIGHUP}) hasSignal |= signals.hasCome(signal);
+      if (hasSignal) isCancelled = true;
+      if (isatty(2) && cases.size() > 50)
+        std::fprintf(stderr, "\r%zu of %zu ", ended.load(), cases.size());
+    }
+    if (isatty(2) && cases.size() > 50) std::fprintf(stderr, "\r\x1b[K");
+    for (std::thread& thread : threads) thread.join();
+    if (error) std::rethrow_exception(error);
+    if (hasSignal && _summary.planned == 0)
+      throw CommandError(kNotReady, "interrupted before the first case");
+    _summary.isInterrupted = hasSignal;
+  }
+
+  const Options& _options;
+  Station _station;
+  std::mt19937 _random;
+  TrialFolder _folder;
+  GoodRun _good;
+  Summary _summary;
+  std::mutex _lock;
+  std::optional<Clock::time_point> _end;
+  std::atomic<size_t> _idle = 0;
+};
+
+}  // namespace
+
+size_t Summary::countOf(Finding finding) const {
+  return std::accumulate(
+      counts.begin(), counts.end(), size_t{0},
+      [&](size_t sum, const Counts& kind) { return sum + kind[static_cast<size_t>(finding)]; });
+}
+
+size_t Summary::cases() const {
+  size_t sum = 0;
+  for (const Counts& kind : counts) sum += std::accumulate(kind.begin(), kind.end(), size_t{0});
+  return sum;
+}
+
+Summary tryStation(const Options& options) { return Trial(options).run(); }
+
+}  // namespace corvane::tools::trial

@@ -1,0 +1,62 @@
+#include "testing/tool_run.h"
+
+namespace corvane::testing {
+namespace {
+
+class TrialTest : public ToolTest {
+ protected:
+  nlohmann::json tryStation(const std::string& arguments, int exitStatus) const {
+    const Outcome outcome = run("trial --json " + arguments);
+    EXPECT_EQ(outcome.exitStatus, exitStatus) << arguments << outcome.errors;
+    return nlohmann::json::parse(outcome.output, nullptr, false);
+  }
+};
+
+const std::string kLiar = shellWord(LIBRARY_LIAR) + " --status 30 --poison 31 --record 9 ";
+
+TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
+  const struct {
+    const char *lie, *found, *finding, *reason;
+  } cases[] = {
+      {"ignores-refusal", "IORegistryEntrySetCFProperties=0xe00002c1@1+", "lie",
+       "ended with 0, but the unit does not show a pass"},
+      {"never-reads-back", "stuck:VelmoDiagnosticData:30=254", "lie",
+       "ended with 0, but the unit does not show a pass"},
+      {"early-verdict", "no power source", "lie", "ended with 1, but the unit shows a pass"},
+      {"hangs", "IORegistryEntrySetCFProperties@1+", "hang", "not ended after 5 s"}};
+  for (const auto& [lie, found, finding, reason] : cases) {
+    const auto summary = tryStation(kLiar + "--case '" + found + "' -- " + lie, 1);
+    ASSERT_EQ(summary["findings"].size(), 1u) << summary;
+    EXPECT_EQ(summary["findings"][0]["finding"], finding);
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, summary["findings"][0]["reason"]);
+  }
+}
+
+TEST_F(TrialTest, AnHonestStationIsTriedInEveryWayAndLeavesNothing) {
+  const std::string places = kLiar + "--limit 100 --keep " + shellWord(path("kept"));
+  const auto summary = tryStation(places, 0);
+  EXPECT_EQ(summary["cases"], 100);
+  for (const auto& kind : summary["kinds"]) EXPECT_GT(kind["honest"], 10);
+  EXPECT_FALSE(std::filesystem::exists(path("kept")));
+}
+
+TEST_F(TrialTest, AStationThatCannotBeTriedIsNot) {
+  expectEach({{"trial /bin/true", 3, "", "does not describe itself"},
+              {"trial /bin/false --status 1 --poison 2 --record 3", 3, "", "does not pass"},
+              {"trial /bin/true --status 1 --poison 2 --record 3", 3, "", "does not show a pass"},
+              {"trial /nonexistent/station", 3, "", "cannot be started: No such file"},
+              {"trial " + kLiar + "--case nonsense", 2, "", "no such case"}});
+}
+
+TEST_F(TrialTest, AWrongFaultRuleIsTheToolsError) {
+  for (const char* arguments : {"ps --json", "ps --record new --json"}) {
+    const Outcome outcome = run(arguments, "Nonsense");
+    EXPECT_EQ(outcome.exitStatus, 2);
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, "'Nonsense' names no platform function",
+                        nlohmann::json::parse(outcome.errors)["error"]["message"]);
+  }
+  EXPECT_FALSE(std::filesystem::exists("new"));
+}
+
+}  // namespace
+}  // namespace corvane::testing

@@ -1,0 +1,141 @@
+#include "tools/trial/unit_state.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <sstream>
+
+#include "platform/printable.h"
+#include "syscfg/memory_store.h"
+#include "tools/command_error.h"
+#include "tools/files.h"
+
+namespace corvane::tools::trial {
+namespace {
+
+std::filesystem::path setFile(std::string_view set) { return "data/" + std::string(set) + ".bin"; }
+
+Bytes contentsOf(const std::filesystem::path& path) {
+  constexpr size_t kMaxSize = size_t{1} << 20;
+  return readFile(path, kMaxSize).bytes;
+}
+
+/// Returns the set's contents after a restart of the unit.
+Bytes committedBytes(const std::filesystem::path& folder, std::string_view set) {
+  std::filesystem::path committed = folder / setFile(set);
+  committed.replace_extension("committed");
+  return contentsOf(std::filesystem::exists(committed) ? committed : folder / setFile(set));
+}
+
+void replaceFile(const std::filesystem::path& path, const Bytes& before, const Bytes& now) {
+  if (before != now) writeFile(path, now);
+}
+
+std::set<std::string> wordsOf(const Bytes& list) {
+  std::string text(list.begin(), list.end());
+  std::ranges::replace_if(
+      text, [](char c) { return c == '<' || c == '>'; }, ' ');
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+}  // namespace
+
+std::vector<Record> UnitState::records() const {
+  std::vector<Record> records = readChain<time_t>(diagnostics).records;
+  for (Record& record : records) {
+    record.flags = static_cast<uint8_t>(record.flags & ~kRecordContinued);
+  }
+  return records;
+}
+
+std::map<uint32_t, Bytes> UnitState::keys() const {
+  const MemoryStore store(configuration);
+  std::vector<uint32_t> names(configuration.size());
+  const int32_t count = syscfg__list_key(store.get(), names.data(), names.size());
+  names.resize(static_cast<size_t>(std::max(count, 0)));
+  std::map<uint32_t, Bytes> keys;
+  for (const uint32_t key : names) {
+    Bytes value(configuration.size());
+    size_t length = 0;
+    if (syscfg__read_key(store.get(), key, value.data(), &length) != 0) continue;
+    value.resize(length);
+    keys.emplace(key, value);
+  }
+  return keys;
+}
+
+bool isSame(const Record& left, const Record& right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;
+}
+
+UnitState readUnit(const std::filesystem::path& folder) {
+  UnitState state{committedBytes(folder, kDiagnosticSet), committedBytes(folder, kConfigurationSet),
+                  contentsOf(folder / "nvram.plist"), contentsOf(folder / "device.plist")};
+  if (state.diagnostics.size() < slotOffset<time_t>(kRecordSlots)) {
+    throw CommandError(kNotReady, std::string(kDiagnosticSet) + " is too short");
+  }
+  return state;
+}
+
+void writeUnit(const std::filesystem::path& folder, const UnitState& before,
+               const UnitState& state) {
+  replaceFile(folder / setFile(kDiagnosticSet), before.diagnostics, state.diagnostics);
+  replaceFile(folder / setFile(kConfigurationSet), before.configuration, state.configuration);
+  replaceFile(folder / "nvram.plist", before.nvram, state.nvram);
+  replaceFile(folder / "device.plist", before.device, state.device);
+}
+
+void appendRecord(UnitState& state, uint8_t station, int result) {
+  const size_t slot = readChain<time_t>(state.diagnostics).records.size();
+  const auto place = [&](size_t i) { return state.diagnostics.data() + slotOffset<time_t>(i); };
+  if (slot > 0) place(slot - 1)[offsetof(Record, flags)] |= kRecordContinued;
+  Record record{1'600'000'000 + static_cast<time_t>(slot), station,
+                static_cast<uint8_t>(result << kRecordResultShift), "of another"};
+  record = swapForSlot(record);
+  std::memcpy(place(slot), &record, sizeof record);
+}
+
+bool setKey(UnitState& state, uint32_t key, const Bytes& value) {
+  MemoryStore store(state.configuration);
+  if (syscfg__add_key(store.get(), key, value.data(), value.size()) != 0) return false;
+  state.configuration.assign(store.image().begin(), store.image().end());
+  return true;
+}
+
+void deleteKey(UnitState& state, uint32_t key) {
+  MemoryStore store(state.configuration);
+  if (syscfg__del_key(store.get(), key) != 0) return;
+  state.configuration.assign(store.image().begin(), store.image().end());
+}
+
+std::set<size_t> differences(const Bytes& left, const Bytes& right) {
+  std::set<size_t> offsets;
+  for (size_t i = 0; i < std::max(left.size(), right.size()); ++i) {
+    if (i >= left.size() || i >= right.size() || left[i] != right[i]) offsets.insert(i);
+  }
+  return offsets;
+}
+
+std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right) {
+  std::set<std::string> words;
+  if (left != right) {
+    std::ranges::set_symmetric_difference(wordsOf(left), wordsOf(right),
+                                          std::inserter(words, words.end()));
+  }
+  return words;
+}
+
+uint32_t packedKey(std::string_view name) {
+  uint32_t key = 0;
+  for (const char c : name) key = key << 8 | static_cast<uint8_t>(c);
+  return key;
+}
+
+std::string keyName(uint32_t key) {
+  std::string name;
+  for (int shift = 24; shift >= 0; shift -= 8) name += static_cast<char>(key >> shift);
+  return printable(name);
+}
+
+}  // namespace corvane::tools::trial

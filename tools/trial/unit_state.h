@@ -1,0 +1,61 @@
+#ifndef CORVANE_TOOLS_TRIAL_UNIT_STATE_H_
+#define CORVANE_TOOLS_TRIAL_UNIT_STATE_H_
+
+#include <cstdint>
+#include <ctime>
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "controlbits/record_chain.h"
+
+namespace corvane::tools::trial {
+
+using Bytes = std::vector<uint8_t>;
+using Record = DiagnosticRecord<time_t>;
+
+inline constexpr std::string_view kDiagnosticSet = "VelmoDiagnosticData";
+inline constexpr std::string_view kConfigurationSet = "VelmoDiagnosticDataSysCfg";
+
+/// A unit's contents as its files hold them. They are read without the platform, so no fault rule
+/// applies to them, and what a restart of the unit undoes is left out.
+struct UnitState {
+  Bytes diagnostics, configuration, nvram, device;
+
+  bool operator==(const UnitState&) const = default;
+
+  uint8_t byte(size_t offset) const { return diagnostics.at(offset); }
+  /// Returns the chain of records, each without its continuation bit.
+  std::vector<Record> records() const;
+  /// Returns the keys and values as the library reads them.
+  std::map<uint32_t, Bytes> keys() const;
+};
+
+bool isSame(const Record& left, const Record& right);
+
+/// Reads the unit in `folder`. Throws CommandError when it cannot be read.
+UnitState readUnit(const std::filesystem::path& folder);
+/// Atomically replaces each of the unit's files whose contents differ from those in `before`.
+void writeUnit(const std::filesystem::path& folder, const UnitState& before,
+               const UnitState& state);
+
+/// Appends a record of `station` to the chain as the library does.
+void appendRecord(UnitState& state, uint8_t station, int result);
+/// Returns whether the key was added or replaced; false when there is no room for it.
+bool setKey(UnitState& state, uint32_t key, const Bytes& value);
+void deleteKey(UnitState& state, uint32_t key);
+
+/// Returns the offsets at which the sets of bytes differ.
+std::set<size_t> differences(const Bytes& left, const Bytes& right);
+/// Returns the words of the property lists that only one of them has.
+std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right);
+
+uint32_t packedKey(std::string_view name);
+std::string keyName(uint32_t key);
+
+}  // namespace corvane::tools::trial
+
+#endif  // CORVANE_TOOLS_TRIAL_UNIT_STATE_H_
