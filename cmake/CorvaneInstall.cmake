@@ -14,6 +14,8 @@ if(CORVANE_TOOL)
   list(APPEND targets corvane-tool)
 endif()
 
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/corvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Corvane)
 install(EXPORT CorvaneTargets NAMESPACE Corvane:: DESTINATION ${package_folder})
 set(config "include(\${CMAKE_CURRENT_LIST_DIR}/CorvaneTargets.cmake)\n")

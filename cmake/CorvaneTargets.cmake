@@ -48,14 +48,12 @@ set_target_properties(corvane PROPERTIES VERSION ${PROJECT_VERSION}
                                          SOVERSION ${PROJECT_VERSION_MAJOR})
 target_compile_features(corvane INTERFACE cxx_std_20)
 
-# A program sees <corvane/...> and <corvane-host/...> in the build as in an installation.
-set(CORVANE_PUBLIC_INCLUDE ${PROJECT_BINARY_DIR}/include)
-file(MAKE_DIRECTORY ${CORVANE_PUBLIC_INCLUDE})
-file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CORVANE_PUBLIC_INCLUDE}/corvane SYMBOLIC)
-file(CREATE_LINK ${PROJECT_SOURCE_DIR}/host ${CORVANE_PUBLIC_INCLUDE}/corvane-host SYMBOLIC)
+# Public headers are in include/corvane/FOLDER/, those in FOLDER/ are internal. Both are named "FOLDER/header.h" here;
+# a program names the public ones <corvane/FOLDER/header.h>.
+set(CORVANE_INCLUDE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include/corvane)
 target_include_directories(
-  corvane PRIVATE ${PROJECT_SOURCE_DIR}
-  INTERFACE $<BUILD_INTERFACE:${CORVANE_PUBLIC_INCLUDE}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  corvane PRIVATE ${CORVANE_INCLUDE}
+  INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
 # corvane_enclose(target): a static library becomes one object that holds what it shares with the
 # others, and hides what the shared library hides. Without that the fault rules of one library's calls would
@@ -76,13 +74,6 @@ function(corvane_enclose target)
     COMMAND ${CMAKE_COMMAND} -E rm $<TARGET_FILE:${target}>
     COMMAND ${CMAKE_AR} rcs $<TARGET_FILE:${target}> ${object}
     VERBATIM)
-endfunction()
-
-# corvane_headers(bits.h ...): headers of this folder that a program may include.
-function(corvane_headers)
-  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
-             OUTPUT_VARIABLE folder)
-  install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvane/${folder})
 endfunction()
 
 # corvane_precompile(group target header...): with CORVANE_PRECOMPILE the target's sources see the headers

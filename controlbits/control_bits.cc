@@ -1,6 +1,5 @@
 #include "controlbits/control_bits.h"
 
-#include "controlbits/conventions.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"

@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/conventions.h"
+#include "controlbits/log_line.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "platform/system_log.h"

@@ -11,7 +11,7 @@ namespace corvane {
 /// holds it; release that in the thread that called. Throws std::runtime_error with the unit and
 /// its holder when the lock cannot be acquired in time. Returns null on the device, which has no
 /// such lock.
-CORVANE_EXPORT std::shared_ptr<const void> holdUnitLock();
+CORVANE_PLATFORM_EXPORT std::shared_ptr<const void> holdUnitLock();
 
 }  // namespace corvane
 

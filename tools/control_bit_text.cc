@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bit_byte.h"
-#include "controlbits/conventions.h"
 #include "controlbits/poison_byte.h"
 #include "platform/number.h"
 

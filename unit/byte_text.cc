@@ -1,7 +1,6 @@
 #include "unit/byte_text.h"
 
 #include "controlbits/control_bit_byte.h"
-#include "controlbits/conventions.h"
 #include "controlbits/poison_byte.h"
 
 namespace corvane::unit {

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <memory>
 
-#include "controlbits/conventions.h"
+#include "controlbits/control_bit_byte.h"
 #include "platform/scoped_file.h"
 #include "tools/command_line.h"
 #include "tools/new_station/templates.h"

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "controlbits/control_bits.h"
-#include "controlbits/conventions.h"
+#include "controlbits/control_bit_byte.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "tools/command.h"

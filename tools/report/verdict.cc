@@ -1,7 +1,6 @@
 #include "tools/report/verdict.h"
 
 #include "controlbits/control_bit_byte.h"
-#include "controlbits/conventions.h"
 #include "tools/control_bit_text.h"
 
 namespace corvane::tools {

@@ -45,6 +45,13 @@ CORVANE_EXTERN_C_END
 /// What C++ programs use.
 namespace corvane {
 
+/// Offsets of the two control-bit bytes that have a fixed use, in the data set
+/// "VelmoDiagnosticData".
+/// @{
+inline constexpr uint32_t kLogCollectionOffset = 9;
+inline constexpr uint32_t kSuiteStatusOffset = 18;
+/// @}
+
 /// Where status and fail-count code lie in a control-bit byte.
 /// @{
 inline constexpr uint32_t kTestStatusMask = 0x03;
