@@ -47,10 +47,15 @@ ScopedFile openBeside(const std::string& target, std::string& name) {
 
 }  // namespace
 
-FileBytes readFile(const std::string& path, size_t limit) {
-  const ScopedFile file(path == "-" ? ::fdopen(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0), "rb")
-                                    : std::fopen(path.c_str(), "rbe"));
+ScopedFile openFile(const std::string& path) {
+  ScopedFile file(path == "-" ? ::fdopen(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0), "rb")
+                              : std::fopen(path.c_str(), "rbe"));
   if (!file) fail(kUsage, path);
+  return file;
+}
+
+FileBytes readFile(const std::string& path, size_t limit) {
+  const ScopedFile file = openFile(path);
   std::vector<uint8_t> bytes;
   std::vector<uint8_t> chunk(size_t{64} * 1024);
   while (bytes.size() <= limit) {

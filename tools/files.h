@@ -18,6 +18,10 @@ struct FileBytes {
   bool isWhole;
 };
 
+/// Opens the file, or standard input for "-", for reading. Throws CommandError (wrong usage) with
+/// the file's name and the reason when it cannot be opened.
+ScopedFile openFile(const std::string& path);
+
 /// Returns at most `limit` bytes of the file, or of standard input for "-". Throws CommandError
 /// (wrong usage) with the file's name and the reason when it cannot be read.
 FileBytes readFile(const std::string& path, size_t limit);

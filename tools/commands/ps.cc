@@ -1,196 +1,181 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <array>
+#include <chrono>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include "platform/printable.h"
+#include "processes/processes.h"
+#include "processes/sampler_messages.h"
+#include "tools/captured_output.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/log/log_file.h"
-#include "tools/ps/live_screen.h"
 #include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
-#include "tools/ps/process_recording.h"
 #include "tools/ps/process_sample.h"
 #include "tools/ps/process_table.h"
-#include "tools/ps/snapshot_log.h"
+#include "tools/terminal/text_columns.h"
 
 namespace corvane::tools {
 namespace {
 
-const std::map<std::string, Order> kOrders = {
-    {"pid", Order::kPid}, {"cpu", Order::kUsage}, {"name", Order::kName}};
-
 struct PsOptions {
   bool threads = false;
   bool json = false;
-  std::optional<Order> order;
-  std::optional<size_t> top;
-  double over = 0;
   bool log = false;
   double watch = 0;
-  std::string recording;
-  double length = 0;
-  double interval = 1;
   std::string plot;
-  std::string output;
 };
 
-/// Returns the width of the terminal that standard output is; nothing when it is something else.
-std::optional<size_t> terminalWidth() {
+/// Returns the size of the terminal that standard output is; nothing when it is something else.
+std::optional<winsize> terminalSize() {
   winsize size{};
   if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {};
-  return size.ws_col > 0 ? std::optional<size_t>(size.ws_col) : std::nullopt;
+  return size.ws_col > 0 && size.ws_row > 0 ? std::optional(size) : std::nullopt;
 }
 
-/// Throws CommandError when a sample's failure is not empty.
-void requireComplete(const std::string& failure) {
-  if (failure.empty()) return;
-  throw CommandError(kFailed, "some processes or threads are missing: " + failure);
+void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
+  const auto size = terminalSize();
+  printTable(out, sample.processes, withThreads,
+             size ? size->ws_col : std::numeric_limits<size_t>::max());
 }
 
 ExitStatus print(const PsOptions& options) {
-  Sample sample = takeSample();
-  if (options.over > 0) {
-    std::this_thread::sleep_for(std::max(Seconds(options.over), kLeastUsageTime));
-    sample = takeSample();
-  }
-  arrange(sample.processes, options.order.value_or(Order::kPid), options.top);
+  const Sample sample = takeSample();
   if (options.json) {
-    printJson(std::cout, sample.processes, options.threads);
+    printJson(std::cout, sample, options.threads);
   } else {
-    for (const std::string& line : tableOf(sample.processes, options.threads, terminalWidth())) {
-      std::cout << line << "\n";
-    }
+    printTable(std::cout, sample, options.threads);
   }
-  requireComplete(sample.failure);
-  return kDone;
+  if (sample.failure.empty()) return kDone;
+  throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
 }
 
-/// Returns the line above the live table.
-std::string headline(const Sample& sample, bool isFirst) {
+/// Prints the table under a line of its sums; on a terminal in place, as far as there is room.
+void showAgain(const Sample& sample, bool withThreads) {
   size_t threads = 0;
   integer_t usage = 0;
   for (const ProcessSample& process : sample.processes) {
     threads += process.threads.size();
     usage += process.usage;
   }
-  std::array<char, 200> text;
-  const bool isComplete = sample.failure.empty();
-  std::snprintf(text.data(), text.size(), "%zu processes, %zu threads%s, %.1f %% CPU %s    q: quit",
-                sample.processes.size(), threads, isComplete ? "" : " (some missing)",
-                percentOf(usage), isFirst ? "over their lives" : "since the last look");
-  return text.data() + (isComplete ? "" : "    " + printable(sample.failure));
+  std::stringstream text;
+  text << sample.processes.size() << " processes, " << threads << " threads, " << percentText(usage)
+       << " % CPU";
+  if (!sample.failure.empty()) text << ", some are missing: " << printable(sample.failure);
+  text << "\n";
+  printTable(text, sample, withThreads);
+  const auto size = terminalSize();
+  if (!size) {
+    std::cout << text.str() << "\n" << std::flush;
+    return;
+  }
+  std::cout << "\033[H";
+  std::string line;
+  for (int row = 1; row < size->ws_row && std::getline(text, line); ++row) {
+    std::cout << beginning(line, size->ws_col) << "\033[K\n";
+  }
+  std::cout << "\033[J" << std::flush;
 }
 
+/// Shows a sample at each interval, until the program is ended or nobody reads any more.
 ExitStatus watch(const PsOptions& options) {
   using Clock = std::chrono::steady_clock;
-  constexpr size_t kTitles = 2;
-  const auto interval = std::chrono::duration_cast<Clock::duration>(Seconds(options.watch));
-  LiveScreen screen;
-  for (bool isFirst = true;; isFirst = false) {
-    const Clock::time_point next = Clock::now() + interval;
-    Sample sample = takeSample();
-    arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
-
-    LiveScreen::Event event;
-    do {
-      std::vector<std::string> lines = {headline(sample, isFirst)};
-      const auto table = tableOf(sample.processes, options.threads, screen.width());
-      lines.insert(lines.end(), table.begin(), table.end());
-      screen.show(lines, kTitles);
-      event = screen.wait(next);
-    } while (event == LiveScreen::Event::kRedraw);
-    if (event == LiveScreen::Event::kEnd) return kDone;
+  const auto interval =
+      std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.watch));
+  takeSample();  // What the first one that is shown is measured from.
+  Clock::time_point due = Clock::now() + kMinUsageTime;
+  for (int64_t missed = 0; std::cout;) {
+    std::this_thread::sleep_until(due);
+    const Sample sample = takeSample();
+    if (options.json) {
+      printJsonLine(std::cout, sample, options.threads, missed);
+    } else {
+      showAgain(sample, options.threads);
+    }
+    missed = std::max<int64_t>(0, (Clock::now() - due) / interval);
+    due += interval * (missed + 1);
   }
+  return kFailed;
 }
 
-ExitStatus plot(const PsOptions& options) {
-  constexpr size_t kUsualCount = 8;
-  const std::string svg = plotSvg(readRecording(options.plot), options.top.value_or(kUsualCount));
-  if (options.output.empty()) {
-    std::cout << svg;
-  } else {
-    writeFile(options.output, svg);
-  }
-  return kDone;
-}
-
-ExitStatus recordSamples(const PsOptions& options) {
-  ClockPace pace;
+/// Makes passes of the library's sampler until one is whole. Returns why none was; empty when one
+/// was.
+std::string samplePasses(std::unique_ptr<Processes>& processes) {
+  // Each pass ends with the first process that exits while it is under way, and the library tells
+  // that on standard output.
+  constexpr int kMaxPasses = 50;
   std::string failure;
-  const RecordingPlan plan{Seconds(options.length), Seconds(options.interval)};
-  const ExitStatus status = record(options.recording, plan, pace, [&] {
-    Sample sample = takeSample();
-    if (failure.empty()) failure = sample.failure;
-    arrange(sample.processes, options.order.value_or(Order::kUsage), options.top);
-    return std::move(sample.processes);
-  });
-  requireComplete(failure);
-  return status;
+  for (int pass = 0; pass < kMaxPasses; ++pass) {
+    std::istringstream messages(captured(STDOUT_FILENO, [&] {
+      if (processes) {
+        processes->refreshProcesses();
+      } else {
+        processes = std::make_unique<Processes>();
+      }
+    }));
+    failure.clear();
+    for (std::string line; failure.empty() && std::getline(messages, line);) {
+      if (isEndOfPass(line)) failure = textOfMessage(line);
+    }
+    if (failure.empty() && processes->getCachedProcesses()) return "";
+  }
+  return failure.empty() ? "none is listed" : failure;
+}
+
+/// Writes the library's own report of a complete snapshot to the test log and returns the number of
+/// its lines.
+size_t logSnapshot() {
+  constexpr size_t kTitleLines = 2;
+  std::unique_ptr<Processes> processes;
+  requireProcesses([&] { return samplePasses(processes); });
+  processes->prettyPrintToLog();
+  return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
 }
 
 ExitStatus run(const PsOptions& options) {
   if (options.log) return writeToLog(logSnapshot);
   if (options.watch > 0) return watch(options);
-  if (!options.plot.empty()) return plot(options);
-  if (options.recording.empty()) return print(options);
-  return recordSamples(options);
+  if (options.plot.empty()) return print(options);
+  writeFile(options.plot, plotSvg(stdin, "standard input"));
+  return kDone;
 }
 
 }  // namespace
 
 void addPsGroup(CLI::App& app) {
   const auto options = std::make_shared<PsOptions>();
-  Command group = Command(app).add("ps", "Show the CPU usage of each process");
-  constexpr double kLeast = 0.05, kMost = 1e6;
-  const Option threads = group.flag("--threads", options->threads, "Show each thread as well");
-  const Option sort = group.choice("--sort", options->order, "Order of the processes", kOrders);
-  const Option top = group.number("--top", options->top, "Only the first so many processes",
-                                  {1, std::numeric_limits<int64_t>::max()});
-  const Option over = group.seconds(
-      "--over", options->over,
-      "Measure over this time, at least 0.25, instead of over each thread's life", kLeast, kMost);
-  const Option json = group.jsonFlag(options->json);
-
-  Option log = group.flag("--log", options->log,
-                          "Write the library's report to the test log instead. Its times have "
-                          "their own form: 12.05 s reads 12.5");
+  Command command = Command(app).add("ps", "Show the CPU usage of each process");
+  const Option threads = command.flag("--threads", options->threads, "Show each thread as well");
+  const Option json = command.jsonFlag(options->json);
   Option watch =
-      group.seconds("--watch", options->watch,
-                    "Show a live view with a new sample at this interval", kLeast, kMost);
-  Option record = group.file("--record", options->recording,
-                             "Write samples to this new file, one line of JSON each. Samples "
-                             "that are missed are left out");
-  Option length = group.seconds("--for", options->length, "How long to record", kLeast, kMost);
-  group
-      .seconds("--every", options->interval, "Interval of the samples; 1 unless given", kLeast,
-               kMost)
-      .needs(record);
-  Option plot = group.file("--plot", options->plot, "Print an SVG chart of such a recording");
-  group.file("--output", options->output, "Write the chart to this file").needs(plot);
-
-  record.needs(length);
-  length.needs(record);
-  excludeEachOther({log, watch, record, plot});
-  for (Option mode : {log, watch, record, plot}) mode.excludes(json).excludes(over);
-  // What a mode would ignore is refused.
-  log.excludes(threads).excludes(sort).excludes(top);
-  record.excludes(threads);
-  plot.excludes(threads).excludes(sort);
-  group.footer(
-      "Times are in seconds. A process whose path cannot be read shows the kernel's short name for "
-      "it in brackets.\n\n"
+      command.seconds("--watch", options->watch,
+                      "Show it again at this interval: on a terminal in place, with --json as a\n"
+                      "line for each sample",
+                      0.05, 1e6);
+  Option log = command.flag("--log", options->log,
+                            "Write the library's report to the test log instead. Its times have\n"
+                            "their own form: 12.05 s reads 12.5");
+  Option plot = command.file("--plot", options->plot,
+                             "Read such lines from standard input and write an SVG chart of the\n"
+                             "busiest processes to this file");
+  for (Option mode : {log, plot}) mode.excludes(threads).excludes(json).excludes(watch);
+  log.excludes(plot);
+  command.footer(
+      "Times are in seconds. Usages are measured over each thread's life, with --watch over the\n"
+      "interval. A process whose path cannot be read shows the kernel's short name for it in\n"
+      "brackets.\n\n"
       "Examples:\n"
-      "  corvane ps --over 1 --sort cpu --top 10\n"
       "  corvane ps --watch 2\n"
-      "  corvane ps --record run.jsonl --for 60 --every 0.5\n"
-      "  corvane ps --plot run.jsonl --output run.svg");
-  group.action([=] { return run(*options); });
+      "  timeout 60 corvane ps --watch 0.5 --json > run.jsonl\n"
+      "  corvane ps --plot run.svg < run.jsonl");
+  command.action([=] { return run(*options); });
 }
 
 }  // namespace corvane::tools

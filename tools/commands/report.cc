@@ -6,7 +6,6 @@
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/ps/process_plot.h"
-#include "tools/ps/process_recording.h"
 #include "tools/report/report_page.h"
 
 namespace corvane::tools {
@@ -19,14 +18,13 @@ struct ReportOptions {
 };
 
 ExitStatus report(const ReportOptions& options) {
-  constexpr size_t kChartedProcesses = 8;
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
     subjects.emplace_back(source, readOneOfImages(source, options.kind));
   }
   std::string chart;
   if (!options.recording.empty()) {
-    chart = plotSvg(readRecording(options.recording), kChartedProcesses);
+    chart = plotSvg(options.recording);
   }
   const std::string page = reportPage(subjects, chart);
   writeFile(options.out, page);
@@ -42,7 +40,7 @@ void addReportGroup(CLI::App& app) {
   command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
   command.file("-o,--out", options->out, "The page to write; - is standard output").required();
   command.file("--recording", options->recording,
-               "A recording of \"corvane ps --record\" to show as a chart");
+               "Lines of \"corvane ps --watch --json\" to show as a chart");
   addDumpKindOption(command, options->kind);
   command.footer(
       "The page loads nothing and can be read without scripts; it follows the reader's light or\n"

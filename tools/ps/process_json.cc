@@ -1,81 +1,73 @@
 #include "tools/ps/process_json.h"
 
-#include <array>
-#include <charconv>
+#include <chrono>
 #include <nlohmann/json.hpp>
-#include <string_view>
+#include <sstream>
+#include <string>
 
 #include "tools/json_output.h"
 
 namespace corvane::tools {
 namespace {
 
-/// Appends text and numbers to a line. A number is as short as possible without losing precision.
-class Line {
- public:
-  Line& operator<<(std::string_view text) {
-    _text += text;
-    return *this;
-  }
-  Line& operator<<(double number) {
-    std::array<char, 32> digits;
-    const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-    _text.append(digits.begin(), end);
-    return *this;
-  }
-  std::string_view text() const { return _text; }
-  void clear() { _text.clear(); }
+/// Appends the thread's fields, which are numbers and words that need no escaping.
+void append(std::string& text, const ThreadSample& thread) {
+  text.append(R"({"cpu":)").append(percentText(thread.usage));
+  text.append(R"(,"state":")").append(stateText(thread.runState));
+  text.append(R"(","flags":")").append(thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped");
+  text.append(R"(","user":)").append(secondsText(thread.user));
+  text.append(R"(,"system":)").append(secondsText(thread.system)).append("}");
+}
 
- private:
-  std::string _text;
-};
+std::string textOf(const ProcessSample& process, bool withThreads) {
+  std::string text = R"({"pid":)" + std::to_string(process.pid);
+  text.append(R"(,"name":)").append(jsonText(nlohmann::ordered_json(process.name), -1));
+  text.append(R"(,"cpu":)").append(percentText(process.usage));
+  const auto& times = process.times;
+  text.append(R"(,"user":)").append(times ? secondsText(times->user_time) : "null");
+  text.append(R"(,"system":)").append(times ? secondsText(times->system_time) : "null");
+  text.append(R"(,"state":")").append(stateText(process));
+  text.append(R"(","threadCount":)").append(std::to_string(process.threads.size()));
+  if (withThreads) {
+    text.append(R"(,"threads":[)");
+    for (const ThreadSample& thread : process.threads) {
+      if (&thread != &process.threads.front()) text.append(",");
+      append(text, thread);
+    }
+    text.append("]");
+  }
+  return text.append("}");
+}
 
-/// Appends a thread's fields, which are numbers and words that need no escaping.
-void append(Line& line, const ThreadSample& thread) {
-  line << R"({"cpu":)" << percentOf(thread.usage) << R"(,"state":")" << stateText(thread.runState)
-       << R"(","flags":")" << (thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped") << R"(","user":)"
-       << secondsOf(thread.user) << R"(,"system":)" << secondsOf(thread.system) << "}";
+void printProcesses(std::ostream& out, const Sample& sample, bool withThreads,
+                    const char* separator) {
+  for (const ProcessSample& process : sample.processes) {
+    if (&process != &sample.processes.front()) out << separator;
+    out << textOf(process, withThreads);
+  }
 }
 
 }  // namespace
 
-std::string jsonText(const ProcessSample& process) {
-  const std::string name = jsonText(nlohmann::ordered_json(process.name), -1);
-  Line line;
-  line << R"({"pid":)" << std::to_string(process.pid) << R"(,"name":)" << name << R"(,"cpu":)"
-       << percentOf(process.usage);
-  if (process.times) {
-    line << R"(,"user":)" << secondsOf(process.times->user_time) << R"(,"system":)"
-         << secondsOf(process.times->system_time);
-  } else {
-    line << R"(,"user":null,"system":null)";
-  }
-  line << R"(,"state":")" << stateText(process) << R"(","threadCount":)"
-       << std::to_string(process.threads.size()) << "}";
-  return std::string(line.text());
+void printJson(std::ostream& out, const Sample& sample, bool withThreads) {
+  out << "{\n  \"schema\": " << kJsonSchema << ",\n  \"processes\": [\n    ";
+  printProcesses(out, sample, withThreads, ",\n    ");
+  out << "\n  ]\n}\n";
 }
 
-void printJson(std::ostream& out, const std::vector<ProcessSample>& processes, bool withThreads) {
-  out << "{\n  \"schema\": " << kJsonSchema << ",\n  \"processes\": [";
-  Line line;
-  for (const ProcessSample& process : processes) {
-    std::string text = jsonText(process);
-    out << (&process == &processes.front() ? "\n    " : ",\n    ");
-    if (!withThreads) {
-      out << text;
-      continue;
-    }
-    text.pop_back();
-    out << text << R"(,"threads":[)";
-    for (const ThreadSample& thread : process.threads) {
-      line.clear();
-      line << (&thread == &process.threads.front() ? "\n      " : ",\n      ");
-      append(line, thread);
-      out << line.text();
-    }
-    out << "]}";
+void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, int64_t missed) {
+  using namespace std::chrono;
+  const int64_t now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+  std::ostringstream line;
+  line << R"({"schema":)" << kJsonSchema << R"(,"time":)" << now / 1000 << "."
+       << std::to_string(1000 + now % 1000).substr(1) << R"(,"missed":)" << missed;
+  if (!sample.failure.empty()) {
+    line << R"(,"failure":)" << jsonText(nlohmann::ordered_json(sample.failure), -1);
   }
-  out << "\n  ]\n}\n";
+  line << R"(,"processes":[)";
+  printProcesses(line, sample, withThreads, ",");
+  line << "]}\n";
+  out << line.str() << std::flush;
 }
 
 }  // namespace corvane::tools

@@ -1,20 +1,20 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_JSON_H_
 #define CORVANE_TOOLS_PS_PROCESS_JSON_H_
 
+#include <cstdint>
 #include <ostream>
-#include <string>
-#include <vector>
 
 #include "tools/ps/process_sample.h"
 
 namespace corvane::tools {
 
-/// Writes the processes as one JSON document, piece by piece: a machine may have so many threads
-/// that the document should not be held in memory.
-void printJson(std::ostream& out, const std::vector<ProcessSample>& processes, bool withThreads);
+/// Prints the processes as a JSON document, piece by piece: a machine may have so many threads that
+/// the text should not be held in memory.
+void printJson(std::ostream& out, const Sample& sample, bool withThreads);
 
-/// Returns the process without its threads, as an object on one line.
-std::string jsonText(const ProcessSample& process);
+/// Prints the sample as a line of a stream, in one write. `missed` is how many samples were due
+/// since the line before and were not taken.
+void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, int64_t missed);
 
 }  // namespace corvane::tools
 

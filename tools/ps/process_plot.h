@@ -1,16 +1,19 @@
 #ifndef CORVANE_TOOLS_PS_PROCESS_PLOT_H_
 #define CORVANE_TOOLS_PS_PROCESS_PLOT_H_
 
+#include <cstdio>
 #include <string>
-#include <vector>
-
-#include "tools/ps/process_recording.h"
 
 namespace corvane::tools {
 
-/// Returns a chart of the CPU usage over time of the `count` processes that used most in total, as
-/// a self-contained SVG document. There must be a sample.
-std::string plotSvg(const std::vector<RecordedSample>& samples, size_t count);
+/// Reads lines of `corvane ps --watch --json`. Returns a chart of the CPU usage over time of the
+/// eight processes that used most in total, as a self-contained SVG document. Throws CommandError
+/// (wrong usage) with `name`, the line and the reason for other input. A last line that was cut
+/// short does not count.
+std::string plotSvg(std::FILE* lines, const std::string& name);
+
+/// Reads them from the file `name`.
+std::string plotSvg(const std::string& name);
 
 }  // namespace corvane::tools
 

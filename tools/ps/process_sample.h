@@ -5,16 +5,15 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace corvane::tools {
 
-using Seconds = std::chrono::duration<double>;
-
 /// The shortest time over which the kernel's usage figures are measured.
-inline constexpr Seconds kLeastUsageTime(0.25);
+inline constexpr std::chrono::milliseconds kMinUsageTime(250);
 
 /// What the kernel says about one thread.
 struct ThreadSample {
@@ -38,6 +37,7 @@ struct ProcessSample {
 };
 
 struct Sample {
+  /// The busiest first.
   std::vector<ProcessSample> processes;
   /// The first kernel call that failed although its process or thread was there, with its reason.
   /// Empty when the sample is complete.
@@ -49,21 +49,16 @@ struct Sample {
 /// CommandError when no process can be sampled.
 Sample takeSample();
 
-enum class Order { kPid, kUsage, kName };
+/// Runs `sample`, which returns why no process can be sampled, or "". Throws CommandError with that
+/// reason or, in its place, with what the platform wrote about it to standard error, which then
+/// does not show it.
+void requireProcesses(const std::function<std::string()>& sample);
 
-/// Sorts by `order` (by usage with the busiest first), equals by process id, and keeps the first
-/// `count`.
-void arrange(std::vector<ProcessSample>& processes, Order order, std::optional<size_t> count);
+/// Returns the usage in percent of one processor, exact to the kernel's tenth: "12.5".
+std::string percentText(integer_t usage);
 
-/// Returns the usage in percent of one processor, exact to the kernel's tenth.
-inline double percentOf(integer_t usage) { return usage / (TH_USAGE_SCALE / 100.0); }
-
-/// Returns the time in seconds, truncated to hundredths.
-inline double secondsOf(time_value_t time) {
-  constexpr int kHundredths = 100, kMicrosecondsOfOne = 10'000;
-  const integer_t hundredths = time.microseconds / kMicrosecondsOfOne;
-  return (static_cast<double>(time.seconds) * kHundredths + hundredths) / kHundredths;
-}
+/// Returns the seconds, truncated to hundredths: "12.05".
+std::string secondsText(time_value_t time);
 
 /// Returns "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".
 const char* stateText(integer_t runState);

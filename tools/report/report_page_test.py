@@ -14,6 +14,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import time
 
 HOSTILE = '"><img src=x onerror="window.hacked=1"><script>window.hacked=1</script>\'&amp;'
 
@@ -127,7 +128,10 @@ def make_pages(corvane, folder):
     with open(dump, 'wb') as file:
         file.write(b'gfCS' + bytes(range(256)) * 32)
     recording = os.path.join(folder, 'recording.jsonl')
-    run('ps', '--record', recording, '--for', '1', '--every', '0.5')
+    with open(recording, 'w') as file, subprocess.Popen([corvane, 'ps', '--watch', '0.5', '--json'], stdout=file) as watch:
+        while b'\n' not in open(recording, 'rb').read():
+            time.sleep(0.1)
+        watch.kill()
     run('report', unit, dump, '--recording', recording, '-o', os.path.join(folder, 'page.html'))
     results = os.path.join(folder, 'results.jsonl')
     line = {'schema': 1, 'run': '1', 'station': HOSTILE + 'N' * 999, 'unit': HOSTILE, 'time': '2026-11-21T08:30:00Z'}
