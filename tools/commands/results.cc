@@ -1,15 +1,19 @@
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
+#include "tools/output_files.h"
 #include "tools/results/run_filter.h"
 #include "tools/results/run_reader.h"
 #include "tools/results/run_writers.h"
@@ -19,7 +23,7 @@
 namespace corvane::tools {
 namespace {
 
-constexpr uint64_t kMostDamagesShown = 20;
+constexpr uint64_t kMaxDamagesShown = 20;
 
 struct ResultsOptions {
   std::vector<std::string> paths;
@@ -28,37 +32,66 @@ struct ResultsOptions {
   std::vector<std::string> verdicts;
   std::optional<std::string> since;
   std::optional<std::string> until;
+  std::optional<size_t> by;  ///< The number in kGroupFields.
   std::string junit;
   std::string html;
   bool csv = false;
   bool json = false;
 };
 
-/// Returns the files among the arguments, and those in their folders (in the order of their names)
-/// that end in ".jsonl" or ".json".
-std::vector<std::string> filesOf(const std::vector<std::string>& paths) {
+/// Reports what cannot be read, on standard error: damaged lines, the first ones in full, and
+/// files.
+class DamageReport {
+ public:
+  void addLine(const std::string& file, uint64_t line, const std::string& reason) {
+    if (++_lines > kMaxDamagesShown) return;
+    std::cerr << printable(file) << ":" << line << ": the line " << reason << "\n";
+  }
+  void addFile(const std::string& message) {
+    ++_files;
+    std::cerr << "corvane: " << printable(message) << "\n";
+  }
+  void finish() const {
+    if (_lines > kMaxDamagesShown)
+      std::cerr << "... and " << _lines - kMaxDamagesShown << " more\n";
+  }
+  uint64_t lines() const { return _lines; }
+  uint64_t files() const { return _files; }
+
+ private:
+  uint64_t _lines = 0, _files = 0;
+};
+
+/// Adds the files in the folder, in the order of their names, that end in ".jsonl" or ".json".
+void addFolder(const std::string& folder, std::vector<std::string>& files, DamageReport& damage) {
   namespace fs = std::filesystem;
+  std::error_code error;
+  std::vector<fs::path> entries;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    entries.push_back(entry->path());
+  }
+  if (error) damage.addFile(folder + ": " + error.message());
+  std::ranges::sort(entries);
+  for (const fs::path& entry : entries) {
+    const fs::path extension = entry.extension();
+    if (fs::is_directory(fs::symlink_status(entry, error))) {
+      addFolder(entry, files, damage);
+    } else if ((extension == ".jsonl" || extension == ".json") && !fs::is_directory(entry, error)) {
+      files.push_back(entry);
+    }
+  }
+}
+
+std::vector<std::string> filesOf(const std::vector<std::string>& paths, DamageReport& damage) {
   std::vector<std::string> files;
   for (const std::string& path : paths) {
     std::error_code error;
-    if (path == "-" || !fs::is_directory(path, error)) {
-      if (path != "-" && !fs::exists(path, error)) {
-        throw CommandError(kUsage, path + ": there is no such file");
-      }
+    if (path != "-" && std::filesystem::is_directory(path, error)) {
+      addFolder(path, files, damage);
+    } else {
       files.push_back(path);
-      continue;
     }
-    std::vector<std::string> found;
-    for (fs::recursive_directory_iterator entry(path, error), end; !error && entry != end;
-         entry.increment(error)) {
-      const std::string extension = entry->path().extension();
-      if (entry->is_regular_file(error) && (extension == ".jsonl" || extension == ".json")) {
-        found.push_back(entry->path());
-      }
-    }
-    if (error) throw CommandError(kUsage, path + ": " + error.message());
-    std::ranges::sort(found);
-    files.insert(files.end(), found.begin(), found.end());
   }
   return files;
 }
@@ -67,88 +100,116 @@ TimeSpan timeOption(const std::string& name, const std::string& text) {
   const std::optional<TimeSpan> time = parseTime(text);
   if (time) return *time;
   throw CommandError(kUsage, name + ": '" + text +
-                                 "' is no time such as 2026-11-16 or "
+                                 "' is not a time; give one such as 2026-11-16 or "
                                  "2026-11-16T08:30:00+01:00");
 }
 
 RunFilter filterOf(const ResultsOptions& options) {
   RunFilter filter{options.stations, options.units, {}, {}, {}};
   for (const std::string& name : options.verdicts) {
-    filter.verdicts.push_back(verdictOf(name).value());
+    filter.verdicts.push_back(station::verdictNamed(name).value());
   }
   if (options.since) filter.since = timeOption("--since", *options.since).begin;
   if (options.until) filter.until = timeOption("--until", *options.until).end;
   return filter;
 }
 
-std::vector<std::string> verdictNames() {
-  std::vector<std::string> names;
-  for (size_t i = 0; i < kVerdicts; ++i) names.emplace_back(nameOf(static_cast<RunVerdict>(i)));
-  return names;
+ResultsSource sourceOf(const ResultsOptions& options) {
+  ResultsSource source;
+  source.paths = options.paths;
+  source.hasYields = options.verdicts.empty();
+  const auto add = [&](const char* name, const auto& values) {
+    for (const std::string& value : values) source.filters.push_back(name + (" " + value));
+  };
+  add("--station", options.stations);
+  add("--unit", options.units);
+  add("--verdict", options.verdicts);
+  if (options.since) source.filters.push_back("--since " + *options.since);
+  if (options.until) source.filters.push_back("--until " + *options.until);
+  return source;
 }
 
-/// Reports damaged lines on standard error, the first ones in full.
-class DamageReport {
- public:
-  void add(const std::string& file, uint64_t line, const std::string& reason) {
-    if (++_count > kMostDamagesShown) return;
-    std::cerr << printable(file) << ":" << line << ": the line " << reason << "\n";
-  }
-  void finish() const {
-    if (_count > kMostDamagesShown) {
-      std::cerr << "... and " << _count - kMostDamagesShown << " more\n";
-    }
-    if (_count > 0) std::cerr << "corvane: damaged lines, left out: " << _count << "\n";
-  }
-  uint64_t count() const { return _count; }
+std::vector<std::string> textsOf(std::span<const std::string_view> names) {
+  return {names.begin(), names.end()};
+}
 
- private:
-  uint64_t _count = 0;
-};
-
-ExitStatus showResults(const ResultsOptions& options) {
-  for (const auto& [name, file] : {std::pair("--junit", options.junit), {"--html", options.html}}) {
-    if (file != "-") continue;
-    throw CommandError(kUsage,
-                       std::string(name) + " - would mix with what is printed; name a file");
-  }
-  const std::vector<std::string> files = filesOf(options.paths);
+/// Reads the files and adds their runs to the summary. A file that cannot be read does not stop
+/// the others.
+void readRuns(const ResultsOptions& options, const std::vector<std::string>& files, Names& names,
+              Summary& summary, JunitWriter* junit, DamageReport& damage, ResultsSource& source) {
   const RunFilter filter = filterOf(options);
-  Names names;
-  Summary summary;
-  DamageReport damage;
-  std::optional<JunitWriter> junit;
-  if (!options.junit.empty()) junit.emplace(options.junit);
   std::optional<CsvWriter> csv;
   if (options.csv) csv.emplace(std::cout);
-
   RunReader reader(
       names,
       [&](const Run& run) {
-        if (!filter.takes(run, names)) return;
-        summary.add(run);
-        if (junit) junit->add(run, names);
-        if (csv) csv->add(run, names);
+        if (!filter.concerns(run, names)) return;
+        const bool isTaken = filter.takes(run, names);
+        summary.add(run, isTaken);
+        if (isTaken && junit) junit->add(run, names);
+        if (isTaken && csv) csv->add(run, names);
       },
       [&](const std::string& file, uint64_t line, const std::string& reason) {
-        damage.add(file, line, reason);
+        damage.addLine(file, line, reason);
       });
-  for (const std::string& file : files) reader.read(file);
+  for (const std::string& file : files) {
+    try {
+      reader.read(file);
+      ++source.files;
+    } catch (const CommandError& error) {
+      damage.addFile(error.what());
+    }
+  }
+  reader.finish();
+  summary.finish();
+  source.damagedLines = damage.lines();
+  source.unreadableFiles = damage.files();
+  source.repeatedLines = reader.repeatedLines();
+}
+
+ExitStatus showResults(const ResultsOptions& options) {
+  const std::vector<std::pair<std::string, std::string>> outputs = {{"--junit", options.junit},
+                                                                    {"--html", options.html}};
+  for (const auto& [name, file] : outputs) {
+    if (file == "-") {
+      throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
+    }
+  }
+  filterOf(options);
+  DamageReport damage;
+  const std::vector<std::string> files = filesOf(options.paths, damage);
+  requireDistinctOutputs(outputs, files);
+  // Before all reading, so that a name that cannot be written is reported at once.
+  std::optional<JunitWriter> junit;
+  if (!options.junit.empty()) junit.emplace(options.junit);
+  std::optional<FileReplacement> page;
+  if (!options.html.empty()) page.emplace(options.html);
+
+  Names names;
+  Summary summary(names, options.by, !options.units.empty());
+  ResultsSource source = sourceOf(options);
+  readRuns(options, files, names, summary, junit ? &*junit : nullptr, damage, source);
 
   if (junit) junit->finish();
-  if (!options.html.empty()) {
-    const std::string page = summaryAsHtml(summary, names);
-    writeFile(options.html, page);
+  if (page) {
+    page->write(summaryAsHtml(summary, names, source,
+                              isoTimeText(std::time(nullptr)).value_or("(no time)")));
+    page->finish();
   }
   if (options.json) {
-    nlohmann::ordered_json json = summaryAsJson(summary, names);
-    json["damagedLines"] = damage.count();
-    printJson(json);
+    printJson(summaryAsJson(summary, names, source));
   } else if (!options.csv) {
-    printSummary(std::cout, summary, names);
+    printSummary(std::cout, summary, names, source);
   }
   damage.finish();
-  return damage.count() == 0 ? kDone : kFailed;
+  for (const std::string& text : leftOut(source)) std::cerr << "corvane: " << text << "\n";
+  if (summary.runs() == 0) {
+    std::cerr << "corvane: no run was found"
+              << (source.filters.empty() ? "" : " that the filters take") << " in " << source.files
+              << (source.files == 1 ? " file\n" : " files\n");
+  }
+  if (damage.files() > 0) return kUsage;
+  return damage.lines() > 0 || summary.runs() == 0 ? kFailed : kDone;
 }
 
 }  // namespace
@@ -163,12 +224,15 @@ void addResultsCommand(CLI::App& app) {
              ".jsonl and .json files, - for standard input")
       .required();
   command.texts("--station", options->stations, "Only runs of this station; repeatable");
-  command.texts("--unit", options->units, "Only runs on this unit; repeatable");
+  command.texts("--unit", options->units, "Only runs on this unit, one by one; repeatable");
   command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
-                  verdictNames());
+                  textsOf(station::internal::kVerdictNames));
   command.text("--since", options->since, "Only runs that began at this time or later");
   command.text("--until", options->until,
                "Only runs that began up to the end of this day, minute or second");
+  std::map<std::string, size_t> groups;
+  for (size_t i = 0; i < kGroupFields.size(); ++i) groups.emplace(kGroupFields[i], i);
+  command.choice("--by", options->by, "Group the runs of a station by this", groups);
   command.file("--junit", options->junit,
                "Also write a JUnit report: a suite a run, a case a phase");
   command.file("--html", options->html, "Also write a page with yields, failures and histograms");
@@ -177,9 +241,9 @@ void addResultsCommand(CLI::App& app) {
   csv.excludes(command.jsonFlag(options->json));
   command.footer(
       "No unit is needed. A unit's first and last runs count for the yields; refused runs do not.\n"
-      "Times are ISO 8601: 2026-11-16, or 2026-11-16T08:30:00+01:00. A verdict is passed, failed,\n"
-      "incomplete, refused, untrusted or unfinished.\n"
-      "Exit status: 0 done, 1 a line was damaged and left out, 2 a file cannot be read.\n"
+      "A run counts once, in however many files its lines are. Times are ISO 8601: 2026-11-16, or\n"
+      "2026-11-16T08:30:00+01:00; a day without a time is the whole day.\n"
+      "Exit status: 0 done, 1 no run was found or a line was damaged, 2 a file cannot be read.\n"
       "Example:\n  corvane results line-3/ --station speaker --since 2026-11-16 --html today.html");
   command.action([=] { return showResults(*options); });
 }

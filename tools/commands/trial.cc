@@ -56,13 +56,10 @@ void printText(const Summary& summary) {
 }
 
 void printAsJson(const Summary& summary) {
-  const std::optional<uint8_t> number = summary.station.number;
-  nlohmann::ordered_json document = {{"station", summary.station.program},
-                                     {"number", number ? nlohmann::ordered_json(*number) : nullptr},
-                                     {"planned", summary.planned},
-                                     {"cases", summary.cases()},
-                                     {"seconds", summary.seconds},
-                                     {"interrupted", summary.isInterrupted}};
+  nlohmann::ordered_json document = {
+      {"station", summary.station.program}, {"number", summary.station.number},
+      {"planned", summary.planned},         {"cases", summary.cases()},
+      {"seconds", summary.seconds},         {"interrupted", summary.isInterrupted}};
   for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
     for (size_t finding = 0; finding < std::size(kFindingNames); ++finding) {
       document["kinds"][kKindNames[kind]][kFindingNames[finding]] = summary.counts[kind][finding];
@@ -90,7 +87,7 @@ struct TrialCommand {
       options.isDescribed = true;
       options.station.statusOffset = *status;
       options.station.poisonOffset = *poison;
-      options.station.number = record;
+      options.station.number = *record;
     }
     const Summary summary = tryStation(options);
     json ? printAsJson(summary) : printText(summary);
@@ -118,10 +115,9 @@ void addTrialCommand(CLI::App& app) {
       command.number("--status", trial->status,
                      "Status byte of a station that does not describe itself", {0, 127});
   Option poison = command.number("--poison", trial->poison, "Its poison byte", {0, 127});
-  Option record = command.number("--record", trial->record,
-                                 "Its number in records; not for one that leaves none");
+  Option record = command.number("--record", trial->record, "Its number in records");
   status.needs(poison);
-  poison.needs(status);
+  poison.needs(record);
   record.needs(status);
   command.choices("--only", options.kinds, "Only cases of this kind",
                   {std::begin(kKindNames), std::end(kKindNames)});

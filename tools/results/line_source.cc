@@ -10,8 +10,7 @@
 
 namespace corvane::tools {
 
-LineSource::LineSource(const std::string& path)
-    : _path(path), _buffer(4 * kLongestLine + kPadding) {
+LineSource::LineSource(const std::string& path) : _path(path), _buffer(4 * kMaxLine + kPadding) {
   _file = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                       : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (_file < 0) throw CommandError(kUsage, path + ": " + std::strerror(errno));
@@ -35,6 +34,11 @@ bool LineSource::fill() {
   return count > 0;
 }
 
+void LineSource::skipByteOrderMark(Line& line) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (line.number == 1 && line.text.starts_with(kMark)) line.text.remove_prefix(kMark.size());
+}
+
 bool LineSource::next(Line& line) {
   size_t searched = 0;
   line.isCut = false;
@@ -43,12 +47,13 @@ bool LineSource::next(Line& line) {
     const void* const feed = std::memchr(begin + searched, '\n', _end - _begin - searched);
     if (feed) {
       const auto length = static_cast<size_t>(static_cast<const char*>(feed) - begin);
-      line = {{begin, length}, ++_number, line.isCut || length > kLongestLine, true};
+      line = {{begin, length}, ++_number, line.isCut || length > kMaxLine, true};
       _begin += length + 1;
+      skipByteOrderMark(line);
       return true;
     }
     searched = _end - _begin;
-    if (searched > kLongestLine) {  // Left out, so that the buffer never needs to grow.
+    if (searched > kMaxLine) {  // Left out, so that the buffer never needs to grow.
       line.isCut = true;
       _begin = _end;
       searched = 0;
@@ -57,6 +62,7 @@ bool LineSource::next(Line& line) {
     if (_begin == _end && !line.isCut) return false;
     line = {{_buffer.data() + _begin, _end - _begin}, ++_number, line.isCut, false};
     _begin = _end;
+    skipByteOrderMark(line);
     return true;
   }
 }

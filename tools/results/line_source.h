@@ -15,12 +15,12 @@ class LineSource {
   /// Bytes that can be read after a line, whatever they hold; JSON parsers read ahead.
   static constexpr size_t kPadding = 64;
   /// A longer line is cut.
-  static constexpr size_t kLongestLine = size_t{1} << 20;
+  static constexpr size_t kMaxLine = size_t{1} << 20;
 
   struct Line {
     std::string_view text;  ///< Without its line feed; valid until the next line is read.
     uint64_t number = 0;    ///< From 1.
-    bool isCut = false;     ///< The line is longer than `kLongestLine`; the rest is left out.
+    bool isCut = false;     ///< The line is longer than `kMaxLine`; the rest is left out.
     bool isEnded = false;   ///< It has a line feed.
   };
 
@@ -35,6 +35,8 @@ class LineSource {
 
  private:
   bool fill();
+  /// A file's first line may begin with U+FEFF, which is not a part of it.
+  static void skipByteOrderMark(Line& line);
 
   std::string _path;
   int _file = -1;

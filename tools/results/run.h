@@ -1,27 +1,38 @@
 #ifndef CORVANE_TOOLS_RESULTS_RUN_H_
 #define CORVANE_TOOLS_RESULTS_RUN_H_
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
+
+#include "station/results_line.h"
 
 /// Runs of stations, as their results describe them (docs/results.md).
 namespace corvane::tools {
 
-/// Numbers for recurring texts: names of stations, phases, measurements.
+using station::Verdict;
+inline constexpr size_t kVerdicts = station::internal::kVerdictNames.size();
+
+/// Numbers for recurring texts: names of stations, phases, measurements. The empty text is 0.
 class Names {
  public:
-  /// Returns the number of `text`, from 0; a new one when it did not come before.
+  Names() { idOf(""); }
+  /// Returns the number of `text`, a new one when it did not come before.
   uint32_t idOf(std::string_view text) {
     if (const auto known = _ids.find(text); known != _ids.end()) return known->second;
     const auto id = static_cast<uint32_t>(_texts.size());
     _ids.emplace(_texts.emplace_back(text), id);
     return id;
   }
+  bool has(std::string_view text) const { return _ids.contains(text); }
+  size_t size() const { return _texts.size(); }
   const std::string& text(uint32_t id) const { return _texts[id]; }
 
  private:
@@ -29,35 +40,34 @@ class Names {
   std::unordered_map<std::string_view, uint32_t> _ids;
 };
 
-enum class RunVerdict : uint8_t {
-  kPassed,
-  kFailed,
-  kIncomplete,  ///< A signal ended the run.
-  kRefused,
-  kUntrusted,
-  kUnfinished,  ///< Its results have no end.
-};
+/// What the first line of a run tells of it, as numbers of Names.
+enum class RunField : uint8_t { kHost, kFixture, kOperator, kProgram, kModel, kBuild };
+inline constexpr std::array<std::string_view, 6> kRunFieldNames = {"host",    "fixture", "operator",
+                                                                   "program", "model",   "build"};
 
-/// Returns the verdict's name: "passed" ... "unfinished".
-const char* nameOf(RunVerdict verdict);
-/// Returns the verdict of that name; nothing when there is none.
-std::optional<RunVerdict> verdictOf(std::string_view name);
-
+/// A measurement or a check.
 struct Measurement {
   uint32_t phase = 0;
   uint32_t name = 0;
   uint32_t unitOfMeasure = 0;
+  uint32_t attempt = 0;  ///< From 1 in a phase that may be repeated, else 0.
   bool isInside = false;
-  std::optional<double> value;  ///< Absent when it was not a finite number.
+  bool isCheck = false;
+  /// It belongs to an attempt that was repeated, and does not count.
+  bool isRepeated = false;
+  std::optional<double> value;  ///< Absent when it was not a finite number, and for a check.
   std::optional<double> lower;
   std::optional<double> upper;
+  std::string text;      ///< What was checked.
+  std::string expected;  ///< What the check expected.
 };
 
 struct PhaseResult {
   uint32_t name = 0;
-  RunVerdict verdict = RunVerdict::kUnfinished;
+  Verdict verdict = Verdict::kUnfinished;
   double seconds = 0;
   std::string reason;
+  bool isBegun = false;
 };
 
 struct Run {
@@ -67,11 +77,16 @@ struct Run {
   int64_t time = 0;      ///< Of its first line, in milliseconds since 1970.
   std::string timeText;  ///< The same, as the line has it.
   uint32_t count = 0;    ///< Among the station's runs on the unit; 0 when not known.
-  RunVerdict verdict = RunVerdict::kUnfinished;
+  Verdict verdict = Verdict::kUnfinished;
   double seconds = 0;
   std::string reason;
+  std::array<uint32_t, kRunFieldNames.size()> fields{};
   std::vector<PhaseResult> phases;
   std::vector<Measurement> measurements;
+  /// The attempts that were repeated: phase and number.
+  std::vector<std::pair<uint32_t, uint32_t>> repeatedAttempts;
+
+  uint32_t field(RunField which) const { return fields[static_cast<size_t>(which)]; }
 };
 
 }  // namespace corvane::tools

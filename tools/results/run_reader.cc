@@ -2,33 +2,76 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
+#include <bit>
+#include <charconv>
 #include <utility>
 
 #include "platform/time_text.h"
-#include "tools/results/run_filter.h"
 
 namespace corvane::tools {
 namespace {
 
 namespace json = simdjson::ondemand;
-
-constexpr uint64_t kSchema = 1;
-/// The most runs of one file that are open at the same time; with more, the oldest did not finish.
-constexpr size_t kMostOpenRuns = 4096;
+namespace field = station::line_field;
+namespace type = station::line_type;
 
 static_assert(LineSource::kPadding >= simdjson::SIMDJSON_PADDING);
 
+/// Mixes the bits of a number, one to one.
+uint64_t mixed(uint64_t bits) {
+  bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9;
+  bits = (bits ^ bits >> 27) * 0x94D049BB133111EB;
+  return bits ^ bits >> 31;
+}
+
+/// Returns 61 bits that tell the id from others; the lowest three are 0.
+uint64_t keyOf(std::string_view id) {
+  uint64_t number = 0;
+  const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number, 16);
+  const bool isNumber = id.size() == 16 && error == std::errc() && end == id.data() + id.size();
+  return mixed(isNumber ? number : std::hash<std::string_view>()(id)) & ~uint64_t{7};
+}
+
 }  // namespace
+
+size_t EndedRuns::placeOf(uint64_t key) const {
+  size_t place = key >> 3 & (_slots.size() - 1);
+  while (_slots[place] != 0 && (_slots[place] & ~uint64_t{7}) != key) {
+    place = (place + 1) & (_slots.size() - 1);
+  }
+  return place;
+}
+
+void EndedRuns::add(std::string_view id, Verdict verdict) {
+  if (++_count * 4 > _slots.size() * 3) {
+    std::vector<uint64_t> old(_slots.size() * 2);
+    old.swap(_slots);
+    for (const uint64_t slot : old) {
+      if (slot != 0) _slots[placeOf(slot & ~uint64_t{7})] = slot;
+    }
+  }
+  const uint64_t key = keyOf(id);
+  _slots[placeOf(key)] = key | (static_cast<uint64_t>(verdict) + 1);
+}
+
+std::optional<Verdict> EndedRuns::verdictOf(std::string_view id) const {
+  static_assert(kVerdicts <= 7);
+  const uint64_t slot = _slots[placeOf(keyOf(id))];
+  if (slot == 0) return {};
+  return static_cast<Verdict>((slot & 7) - 1);
+}
 
 /// The fields of a line, as far as they matter; texts are valid until the next line.
 class RunReader::Parser {
  public:
-  std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason;
+  std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason, check, text,
+      expected;
+  std::array<std::string_view, kRunFieldNames.size()> fields;
   std::optional<double> value, lower, upper;
-  RunVerdict verdict = RunVerdict::kUnfinished;  ///< Of a phase or an end.
+  Verdict verdict = Verdict::kUnfinished;  ///< Of a phase or an end.
   double seconds = 0;
-  uint64_t schema = 0;
-  uint64_t count = 0;
+  uint64_t schema = 0, count = 0, attempt = 0;
   bool isInside = false;
 
   /// Returns what is wrong with the line, or an empty text.
@@ -36,9 +79,10 @@ class RunReader::Parser {
     if (given.isCut) return "is longer than 1 MiB";
     const std::string_view line = given.text;
     type = time = run = station = unit = phase = name = unitOfMeasure = reason = _verdict = {};
+    check = text = expected = {};
     value = lower = upper = std::nullopt;
     seconds = 0;
-    schema = count = 0;
+    schema = count = attempt = 0;
     isInside = false;
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
     json::document document;
@@ -49,57 +93,107 @@ class RunReader::Parser {
     const bool isRead = !error || error == simdjson::INCORRECT_TYPE;
     if (!isRead && !given.isEnded) return "is cut: it has no end";
     if (error) {
-      return std::string(syntaxError ? "is not JSON: " : "is no object of results: ") +
+      return std::string(syntaxError ? "is not JSON: " : "is not an object of results: ") +
              simdjson::error_message(error);
     }
-    if (schema > kSchema) return "has schema " + std::to_string(schema) + ", which is newer";
+    if (schema > station::kResultsSchema) {
+      return "has schema " + std::to_string(schema) + ", which is newer";
+    }
     if (schema == 0 || type.empty() || run.empty() || station.empty()) {
       return "lacks the schema, the type, the run or the station";
     }
-    if (type == "phase" || type == "end") {
-      const std::optional<RunVerdict> known = verdictOf(_verdict);
+    if (type == type::kPhase || type == type::kEnd) {
+      const std::optional<Verdict> known = station::verdictNamed(_verdict);
       if (!known) return "has no verdict, or one that is not known";
       verdict = *known;
     }
     return {};
   }
 
+  /// Returns a hash of all that makes the line differ from the others of its run.
+  uint64_t hash() const {
+    uint64_t bits = std::hash<std::string_view>()(time) + attempt;
+    for (const std::string_view part : {type, phase, name, text}) {
+      bits = mixed(bits + std::hash<std::string_view>()(part));
+    }
+    return value ? mixed(bits + std::bit_cast<uint64_t>(*value)) : bits;
+  }
+
  private:
   simdjson::error_code parseObject(json::document& document) {
     json::object object;
     if (const auto error = document.get_object().get(object)) return error;
-    for (auto field : object) {
-      json::raw_json_string key;
-      json::value held;
-      if (const auto error = field.key().get(key)) return error;
-      if (const auto error = field.value().get(held)) return error;
-      if (const auto error = takeField(key, held)) return error;
-    }
+    if (const auto error = parseFields(object, &Parser::takeField)) return error;
     // Text after the object makes the line damaged too, such as a second line that ran into it.
     const bool isAtEnd = document.current_location().error() == simdjson::OUT_OF_BOUNDS;
     return isAtEnd ? simdjson::SUCCESS : simdjson::TRAILING_CONTENT;
   }
 
+  using TakeField = simdjson::error_code (Parser::*)(json::raw_json_string key, json::value& held);
+  simdjson::error_code parseFields(json::object& object, TakeField take) {
+    for (auto each : object) {
+      json::raw_json_string key;
+      json::value held;
+      if (const auto error = each.key().get(key)) return error;
+      if (const auto error = each.value().get(held)) return error;
+      if (const auto error = (this->*take)(key, held)) return error;
+    }
+    return simdjson::SUCCESS;
+  }
+
   simdjson::error_code takeField(json::raw_json_string key, json::value& held) {
     const std::pair<const char*, std::string_view*> texts[] = {
-        {"type", &type},       {"time", &time},        {"run", &run},
-        {"station", &station}, {"unit", &unit},        {"phase", &phase},
-        {"name", &name},       {"verdict", &_verdict}, {"unitOfMeasure", &unitOfMeasure},
-        {"reason", &reason}};
-    for (const auto& [text, field] : texts) {
-      if (key == text) return isNull(held) ? simdjson::SUCCESS : held.get_string().get(*field);
+        {field::kType, &type},
+        {field::kTime, &time},
+        {field::kRun, &run},
+        {field::kStation, &station},
+        {field::kUnit, &unit},
+        {field::kPhase, &phase},
+        {field::kName, &name},
+        {field::kVerdict, &_verdict},
+        {field::kUnitOfMeasure, &unitOfMeasure},
+        {field::kReason, &reason},
+        {field::kCheck, &check},
+        {field::kText, &text},
+        {field::kExpected, &expected},
+        {field::kHost, &fields[0]},
+        {field::kFixture, &fields[1]},
+        {field::kOperator, &fields[2]},
+        {field::kProgram, &fields[3]}};
+    for (const auto& [name, place] : texts) {
+      if (key == name) return takeText(held, *place);
     }
     const std::pair<const char*, std::optional<double>*> numbers[] = {
-        {"value", &value}, {"lower", &lower}, {"upper", &upper}};
-    for (const auto& [text, field] : numbers) {
-      if (key == text)
-        return isNull(held) ? simdjson::SUCCESS : held.get_double().get(field->emplace());
+        {field::kValue, &value}, {field::kLower, &lower}, {field::kUpper, &upper}};
+    for (const auto& [name, place] : numbers) {
+      if (key == name)
+        return isNull(held) ? simdjson::SUCCESS : held.get_double().get(place->emplace());
     }
-    if (key == "seconds") return held.get_double().get(seconds);
-    if (key == "schema") return held.get_uint64().get(schema);
-    if (key == "count") return isNull(held) ? simdjson::SUCCESS : held.get_uint64().get(count);
-    if (key == "inside") return held.get_bool().get(isInside);
+    if (key == field::kSeconds) return held.get_double().get(seconds);
+    if (key == field::kSchema) return held.get_uint64().get(schema);
+    if (key == field::kCount || key == field::kAttempt) {
+      uint64_t& number = key == field::kCount ? count : attempt;
+      return isNull(held) ? simdjson::SUCCESS : held.get_uint64().get(number);
+    }
+    if (key == field::kInside) return held.get_bool().get(isInside);
+    if (key == field::kFacts) {
+      json::object facts;
+      if (const auto error = held.get_object().get(facts)) return error;
+      return parseFields(facts, &Parser::takeFact);
+    }
     return simdjson::SUCCESS;  // Skipped with the next field.
+  }
+
+  simdjson::error_code takeFact(json::raw_json_string key, json::value& held) {
+    for (const RunField fact : {RunField::kModel, RunField::kBuild}) {
+      const auto at = static_cast<size_t>(fact);
+      if (key == kRunFieldNames[at].data()) return takeText(held, fields[at]);
+    }
+    return simdjson::SUCCESS;
+  }
+
+  static simdjson::error_code takeText(json::value& held, std::string_view& place) {
+    return isNull(held) ? simdjson::SUCCESS : held.get_string().get(place);
   }
 
   static bool isNull(json::value& held) {
@@ -120,72 +214,179 @@ RunReader::RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage)
 RunReader::~RunReader() = default;
 
 void RunReader::read(const std::string& path) {
+  ++_file;
   LineSource source(path);
   LineSource::Line line;
   while (source.next(line)) {
+    _parser->fields.fill({});
     std::string fault = _parser->parse(line);
     if (fault.empty()) fault = takeLine(*_parser);
     if (!fault.empty()) _takeDamage(path, line.number, fault);
   }
-  while (!_open.empty()) end(_open.begin());
+  // Runs whose end was read before their beginning; both halves are here now.
+  for (auto run = _open.begin(); run != _open.end();) {
+    const auto next = std::next(run);
+    if (run->hasBegin && run->hasEnd) take(run);
+    run = next;
+  }
+}
+
+void RunReader::finish() {
+  while (!_open.empty()) take(_open.begin());
 }
 
 std::string RunReader::takeLine(const Parser& line) {
-  Run* const found = runOf(line);
-  if (!found) return "has no time, or one that is not ISO 8601";
-  Run& run = *found;
-  if (line.count != 0) run.count = static_cast<uint32_t>(line.count);
-  if (line.type == "measurement") {
-    run.measurements.push_back({_names.idOf(line.phase), _names.idOf(line.name),
-                                _names.idOf(line.unitOfMeasure), line.isInside, line.value,
-                                line.lower, line.upper});
-  } else if (line.type == "phaseBegin") {
-    run.phases.push_back({_names.idOf(line.phase), RunVerdict::kUnfinished, 0, {}});
-  } else if (line.type == "phase") {
-    const uint32_t name = _names.idOf(line.phase);
-    if (run.phases.empty() || run.phases.back().name != name) {
-      run.phases.push_back({name, RunVerdict::kUnfinished, 0, {}});
+  const bool isOpen =
+      (!_open.empty() && _open.back().id == line.run) || _openById.contains(line.run);
+  if (!isOpen) {
+    if (const std::optional<Verdict> verdict = _ended.verdictOf(line.run)) {
+      if (line.type == type::kEnd && line.verdict != *verdict) {
+        return "is another end of its run, which ended as " + std::string(nameOf(*verdict));
+      }
+      ++_repeatedLines;
+      return {};
     }
-    PhaseResult& phase = run.phases.back();
-    phase.verdict = line.verdict;
-    phase.seconds = line.seconds;
-    phase.reason = line.reason;
-  } else if (line.type == "end") {
-    run.verdict = line.verdict;
-    run.seconds = line.seconds;
-    run.reason = line.reason;
-    end(_openById.at(line.run));
+  }
+  OpenRun* const found = runOf(line);
+  if (!found) return "has no time, or one that is not ISO 8601";
+  OpenRun& run = *found;
+  if (isRepeated(run, line)) {
+    ++_repeatedLines;
+    return {};
+  }
+  if (line.count != 0) run.count = static_cast<uint32_t>(line.count);
+  if (line.type == type::kMeasurement) {
+    takeMeasurement(run, line);
+  } else if (line.type == type::kBegin) {
+    takeBegin(run, line);
+  } else if (line.type == type::kPhaseBegin || line.type == type::kPhase) {
+    takePhase(run, line, line.type == type::kPhaseBegin);
+  } else if (line.type == type::kAttempt) {
+    run.repeatedAttempts.emplace_back(_names.idOf(line.phase), line.attempt);
+  } else if (line.type == type::kEnd) {
+    return takeEnd(run, line);
   }
   return {};
 }
 
-Run* RunReader::runOf(const Parser& line) {
-  if (!_open.empty() && _open.back().id == line.run) return &_open.back();
-  if (const auto known = _openById.find(line.run); known != _openById.end()) return &*known->second;
+bool RunReader::isRepeated(OpenRun& run, const Parser& line) {
+  const uint64_t hash = line.hash();
+  const auto earlier = run.lines.begin() + static_cast<std::ptrdiff_t>(run.earlier);
+  if (std::binary_search(run.lines.begin(), earlier, hash)) return true;
+  run.lines.push_back(hash);
+  return false;
+}
+
+void RunReader::takeBegin(OpenRun& run, const Parser& line) {
+  run.hasBegin = true;
+  for (size_t i = 0; i < line.fields.size(); ++i) run.fields[i] = _names.idOf(line.fields[i]);
+}
+
+void RunReader::takePhase(OpenRun& run, const Parser& line, bool isBegin) {
+  const uint32_t name = _names.idOf(line.phase);
+  // The other line of a phase may have come first, in the other half of the run.
+  auto phase = std::find_if(run.phases.rbegin(), run.phases.rend(), [&](const PhaseResult& other) {
+    return other.name == name &&
+           (isBegin ? !other.isBegun : other.isBegun && other.verdict == Verdict::kUnfinished);
+  });
+  if (phase == run.phases.rend()) {
+    run.phases.push_back({name, Verdict::kUnfinished, 0, {}, false});
+    phase = run.phases.rbegin();
+  }
+  if (isBegin) {
+    phase->isBegun = true;
+    return;
+  }
+  phase->verdict = line.verdict;
+  phase->seconds = line.seconds;
+  phase->reason = line.reason;
+}
+
+void RunReader::takeMeasurement(OpenRun& run, const Parser& line) {
+  Measurement& measurement = run.measurements.emplace_back();
+  measurement.phase = _names.idOf(line.phase);
+  measurement.name = _names.idOf(line.name);
+  measurement.unitOfMeasure = _names.idOf(line.unitOfMeasure);
+  measurement.attempt = static_cast<uint32_t>(line.attempt);
+  measurement.isInside = line.isInside;
+  measurement.isCheck = !line.check.empty();
+  measurement.value = line.value;
+  measurement.lower = line.lower;
+  measurement.upper = line.upper;
+  measurement.text = line.text;
+  measurement.expected = line.expected;
+}
+
+std::string RunReader::takeEnd(OpenRun& run, const Parser& line) {
+  if (run.hasEnd) {
+    if (run.verdict == line.verdict) return {};
+    return "is another end of its run, which ended as " + std::string(nameOf(run.verdict));
+  }
+  run.hasEnd = true;
+  run.verdict = line.verdict;
+  run.seconds = line.seconds;
+  run.reason = line.reason;
+  // Without its beginning, that half of the run may be in a file that is still to come.
+  if (run.hasBegin) take(_openById.at(line.run));
+  return {};
+}
+
+RunReader::OpenRun* RunReader::runOf(const Parser& line) {
+  OpenRun* run = nullptr;
+  if (!_open.empty() && _open.back().id == line.run) {
+    run = &_open.back();
+  } else if (const auto known = _openById.find(line.run); known != _openById.end()) {
+    run = &*known->second;
+  }
+  const bool isBegunAgain = run && run->hasBegin && line.type == type::kBegin;
+  if (run && run->file == _file && !isBegunAgain) return run;
+
   const std::optional<TimeSpan> time = parseTime(line.time);
   if (!time) return nullptr;
-  if (_open.size() == kMostOpenRuns) end(_open.begin());
+  if (!run) return &openRun(line, time->begin);
+  run->file = _file;
+  run->earlier = run->lines.size();
+  std::ranges::sort(run->lines);
+  if (time->begin < run->time) {
+    run->time = time->begin;
+    run->timeText = line.time;
+  }
+  return run;
+}
 
+RunReader::OpenRun& RunReader::openRun(const Parser& line, int64_t time) {
   if (_spare.empty()) _spare.emplace_back();
   _open.splice(_open.end(), _spare, _spare.begin());
-  Run& run = _open.back();
+  OpenRun& run = _open.back();
   run.id = line.run;
   run.station = _names.idOf(line.station);
   run.unit = line.unit;
   run.timeText = line.time;
-  run.time = time->begin;
+  run.time = time;
   run.count = 0;
-  run.verdict = RunVerdict::kUnfinished;
+  run.verdict = Verdict::kUnfinished;
   run.seconds = 0;
   run.reason.clear();
+  run.fields.fill(0);
   run.phases.clear();
   run.measurements.clear();
+  run.repeatedAttempts.clear();
+  run.hasBegin = run.hasEnd = false;
+  run.file = _file;
+  run.lines.clear();
+  run.earlier = 0;
   _openById.emplace(run.id, std::prev(_open.end()));
-  return &run;
+  return run;
 }
 
-void RunReader::end(OpenRuns::iterator run) {
+void RunReader::take(OpenRuns::iterator run) {
+  for (Measurement& measurement : run->measurements) {
+    measurement.isRepeated = std::ranges::find(run->repeatedAttempts,
+                                               std::pair(measurement.phase, measurement.attempt)) !=
+                             run->repeatedAttempts.end();
+  }
   _takeRun(*run);
+  _ended.add(run->id, run->verdict);
   _openById.erase(run->id);
   _spare.splice(_spare.end(), _open, run);
 }

@@ -2,24 +2,19 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 
+#include "platform/number.h"
 #include "platform/printable.h"
-#include "platform/time_text.h"
 #include "tools/html/markup.h"
-#include "tools/results/run_filter.h"
+#include "tools/results/summary_view.h"
 
 namespace corvane::tools {
 namespace {
 
-std::string exactNumber(double value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.17g", value);
-  return text;
-}
+std::string numberOrEmpty(std::optional<double> value) { return value ? decimalText(*value) : ""; }
 
-std::string exactNumber(std::optional<double> value) { return value ? exactNumber(*value) : ""; }
-
-std::string attribute(const char* name, const std::string& value) {
+std::string attribute(const char* name, std::string_view value) {
   return std::string(" ") + name + "=\"" + markupText(value) + "\"";
 }
 
@@ -31,34 +26,41 @@ std::string secondsText(double seconds) {
 
 /// Returns the time without its fraction and zone, as JUnit has it.
 std::string junitTime(const std::string& time) {
-  const bool isWhole = time.size() >= 19 && time[10] == 'T' && time[16] == ':' && parseTime(time);
+  const bool isWhole = time.size() >= 19 && time[10] == 'T' && time[16] == ':';
   return isWhole ? time.substr(0, 19) : "1970-01-01T00:00:00";
 }
 
-std::string property(const std::string& name, const std::string& value) {
+std::string property(const std::string& name, std::string_view value) {
   return "<property" + attribute("name", name) + attribute("value", value) + "/>";
 }
 
 std::string propertiesOf(const Run& run, uint32_t phase, const Names& names) {
   std::string properties;
   for (const Measurement& measurement : run.measurements) {
-    if (measurement.phase != phase) continue;
-    const std::string& unit = names.text(measurement.unitOfMeasure);
-    std::string value = measurement.value ? exactNumber(*measurement.value) : "nan";
-    if (!unit.empty()) value.append(" ").append(unit);
-    properties += property(names.text(measurement.name), value);
+    if (measurement.phase != phase || measurement.isRepeated) continue;
+    properties += property(names.text(measurement.name), valueText(measurement, names));
   }
   return properties.empty() ? "" : "<properties>" + properties + "</properties>";
 }
 
-std::string testCase(const Run& run, const PhaseResult& phase, const std::string& properties,
-                     const Names& names) {
-  std::string xml = "<testcase" + attribute("name", names.text(phase.name)) +
-                    attribute("classname", names.text(run.station)) +
+/// Returns what tells the run from all others. Servers that show reports take cases of the same
+/// class and name for the same case.
+std::string nameOfRun(const Run& run, const Names& names) {
+  return names.text(run.station) + "." + (run.unit.empty() ? "unidentified" : run.unit) + "." +
+         run.id;
+}
+
+/// Returns the case of a phase. A phase that comes again has its number after its name.
+std::string testCase(const Run& run, const PhaseResult& phase, int number,
+                     const std::string& properties, const Names& names) {
+  std::string name = names.text(phase.name);
+  if (number > 1) name += " (" + std::to_string(number) + ")";
+  std::string xml = "<testcase" + attribute("name", name) +
+                    attribute("classname", nameOfRun(run, names)) +
                     attribute("time", secondsText(phase.seconds)) + ">" + properties;
-  if (phase.verdict == RunVerdict::kFailed) {
+  if (phase.verdict == Verdict::kFailed) {
     xml += "<failure" + attribute("message", phase.reason) + "/>";
-  } else if (phase.verdict != RunVerdict::kPassed) {
+  } else if (phase.verdict != Verdict::kPassed) {
     xml += "<error" + attribute("message", nameOf(phase.verdict)) + "/>";
   }
   return xml + "</testcase>\n";
@@ -67,9 +69,17 @@ std::string testCase(const Run& run, const PhaseResult& phase, const std::string
 /// Returns whether the run needs a case of its own: one that neither passed nor failed, and one
 /// that failed without a failed phase, as a run can outside its phases.
 bool hasOwnCase(const Run& run) {
-  if (run.verdict != RunVerdict::kFailed) return run.verdict != RunVerdict::kPassed;
-  return std::ranges::find(run.phases, RunVerdict::kFailed, &PhaseResult::verdict) ==
-         run.phases.end();
+  if (run.verdict != Verdict::kFailed) return run.verdict != Verdict::kPassed;
+  return std::ranges::find(run.phases, Verdict::kFailed, &PhaseResult::verdict) == run.phases.end();
+}
+
+/// Returns a cell that is safe for a terminal, in quotes where a reader would take it apart.
+std::string csvCell(std::string_view given) {
+  std::string text = printable(given);
+  if (text.find_first_of(",\"") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
+  return quoted + "\"";
 }
 
 }  // namespace
@@ -79,31 +89,33 @@ JunitWriter::JunitWriter(const std::string& path) : _file(path) {
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
-  const bool isFailed = run.verdict == RunVerdict::kFailed;
+  const bool isFailed = run.verdict == Verdict::kFailed;
   size_t failures = hasOwnCase(run) && isFailed;
   size_t errors = hasOwnCase(run) && !isFailed;
   for (const PhaseResult& phase : run.phases) {
-    failures += phase.verdict == RunVerdict::kFailed;
-    errors += phase.verdict != RunVerdict::kFailed && phase.verdict != RunVerdict::kPassed;
+    failures += phase.verdict == Verdict::kFailed;
+    errors += phase.verdict != Verdict::kFailed && phase.verdict != Verdict::kPassed;
   }
+  const std::string& host = names.text(run.field(RunField::kHost));
   std::string xml =
-      "<testsuite" + attribute("name", names.text(run.station)) +
-      attribute("timestamp", junitTime(run.timeText)) + attribute("hostname", "station") +
+      "<testsuite" + attribute("name", nameOfRun(run, names)) +
+      attribute("timestamp", junitTime(run.timeText)) +
+      attribute("hostname", host.empty() ? "unknown" : host) +
       attribute("tests", std::to_string(run.phases.size() + hasOwnCase(run))) +
       attribute("failures", std::to_string(failures)) +
       attribute("errors", std::to_string(errors)) + attribute("time", secondsText(run.seconds)) +
-      ">\n<properties>" + property("run", run.id) + property("unit", run.unit) +
-      property("verdict", nameOf(run.verdict)) + "</properties>\n";
-  for (size_t i = 0; i < run.phases.size(); ++i) {
-    const PhaseResult& phase = run.phases[i];
+      ">\n<properties>" + property("run", run.id) + property("station", names.text(run.station)) +
+      property("unit", run.unit) + property("verdict", nameOf(run.verdict)) + "</properties>\n";
+  std::map<uint32_t, int> numbers;
+  for (const PhaseResult& phase : run.phases) {
     // The measurements of phases of one name stand with the first of them.
-    bool isFirst = true;
-    for (size_t before = 0; before < i; ++before) isFirst &= run.phases[before].name != phase.name;
-    xml += testCase(run, phase, isFirst ? propertiesOf(run, phase.name, names) : "", names);
+    const int number = ++numbers[phase.name];
+    xml += testCase(run, phase, number, number == 1 ? propertiesOf(run, phase.name, names) : "",
+                    names);
   }
   if (hasOwnCase(run)) {
     xml += "<testcase" + attribute("name", nameOf(run.verdict)) +
-           attribute("classname", names.text(run.station)) + attribute("time", "0.000") +
+           attribute("classname", nameOfRun(run, names)) + attribute("time", "0.000") +
            (isFailed ? "><failure" : "><error") + attribute("message", run.reason) +
            "/></testcase>\n";
   }
@@ -115,35 +127,30 @@ void JunitWriter::finish() {
   _file.finish();
 }
 
-namespace {
-
-/// Returns a cell that is safe for a terminal, in quotes where a reader would take it apart.
-std::string csvCell(const std::string& given) {
-  std::string text = printable(given);
-  if (text.find_first_of(",\"") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
-  return quoted + "\"";
-}
-
-}  // namespace
-
 CsvWriter::CsvWriter(std::ostream& out) : _out(out) {
-  _out << "time,run,station,unit,count,verdict,phase,name,value,unitOfMeasure,lower,upper,inside\n";
+  _out << "time,run,station,unit,count,verdict,phase,name,value,unitOfMeasure,lower,upper,inside,"
+          "text,expected,attempt,repeated,seconds,reason";
+  for (const std::string_view field : kRunFieldNames) _out << "," << field;
+  _out << "\n";
 }
 
 void CsvWriter::add(const Run& run, const Names& names) {
   const std::string front = csvCell(run.timeText) + "," + csvCell(run.id) + "," +
                             csvCell(names.text(run.station)) + "," + csvCell(run.unit) + "," +
                             (run.count == 0 ? "" : std::to_string(run.count)) + "," +
-                            nameOf(run.verdict) + ",";
-  if (run.measurements.empty()) _out << front << ",,,,,,\n";
+                            csvCell(nameOf(run.verdict)) + ",";
+  std::string back = "," + decimalText(run.seconds) + "," + csvCell(run.reason);
+  for (const uint32_t field : run.fields) back += "," + csvCell(names.text(field));
+  if (run.measurements.empty()) _out << front << ",,,,,,,,,," << back << "\n";
   for (const Measurement& measurement : run.measurements) {
     _out << front << csvCell(names.text(measurement.phase)) << ","
-         << csvCell(names.text(measurement.name)) << "," << exactNumber(measurement.value) << ","
-         << csvCell(names.text(measurement.unitOfMeasure)) << "," << exactNumber(measurement.lower)
-         << "," << exactNumber(measurement.upper) << ","
-         << (measurement.isInside ? "true" : "false") << "\n";
+         << csvCell(names.text(measurement.name)) << "," << numberOrEmpty(measurement.value) << ","
+         << csvCell(names.text(measurement.unitOfMeasure)) << ","
+         << numberOrEmpty(measurement.lower) << "," << numberOrEmpty(measurement.upper) << ","
+         << (measurement.isInside ? "true" : "false") << "," << csvCell(measurement.text) << ","
+         << csvCell(measurement.expected) << ","
+         << (measurement.attempt == 0 ? "" : std::to_string(measurement.attempt)) << ","
+         << (measurement.isRepeated ? "true" : "false") << back << "\n";
   }
 }
 

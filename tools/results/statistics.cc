@@ -4,61 +4,133 @@
 #include <cmath>
 
 namespace corvane::tools {
+namespace {
 
-void Histogram::widenUpwards() {
-  for (size_t bin = 0; bin < kBins / 2; ++bin) {
-    _counts[bin] = _counts[2 * bin] + _counts[2 * bin + 1];
-  }
-  std::fill(_counts.begin() + kBins / 2, _counts.end(), 0);
-  _width *= 2;
+/// Returns the multiple of 2 to the power of `exponent` at or below the value.
+int64_t multipleBelow(double value, int exponent) {
+  return static_cast<int64_t>(std::floor(std::ldexp(value, -exponent)));
 }
 
-void Histogram::widenDownwards() {
-  for (size_t bin = kBins; bin-- > kBins / 2;) {
-    const size_t first = 2 * (bin - kBins / 2);
-    // From above, so that no count is read after it was replaced.
-    _counts[bin] = _counts[first] + _counts[first + 1];
+std::optional<double> ifFinite(double value) {
+  return std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+}  // namespace
+
+/// Makes bins of 2 to the power of `shift` old ones, of which bin 0 begins at the multiple `first`.
+void Histogram::regroup(int shift, int64_t first) {
+  std::array<uint32_t, kBins> counts{};
+  for (size_t bin = 0; bin < kBins; ++bin) {
+    if (_counts[bin] == 0) continue;
+    const int64_t at = (_first + static_cast<int64_t>(bin)) >> std::min(shift, 63);
+    counts[static_cast<size_t>(at - first)] += _counts[bin];
   }
-  std::fill(_counts.begin(), _counts.begin() + kBins / 2, 0);
-  _begin -= _width * kBins;
-  _width *= 2;
+  _counts = counts;
+  _first = first;
+  _last >>= std::min(shift, 63);
+  _exponent += shift;
 }
 
 void Histogram::add(double value) {
-  if (_width == 0) {
-    // Narrow, but with room to spare above the precision of numbers of that size.
-    _width = std::max(std::abs(value) * 1e-6, 1e-15);
-    _begin = value - _width * kBins / 2;
+  using Limits = std::numeric_limits<double>;
+  int exponent = Limits::min_exponent;
+  if (value != 0) std::frexp(value, &exponent);
+  if (_isEmpty) {
+    _isEmpty = false;
+    _exponent = std::max(exponent, Limits::min_exponent) - Limits::digits;
+    _first = _last = multipleBelow(value, _exponent);
   }
-  // Values of such different sizes that the widths overflow are counted at the edge.
-  while (value < _begin && std::isfinite(_width * 4 * kBins)) widenDownwards();
-  while (value >= _begin + _width * kBins && std::isfinite(_width * 4 * kBins)) widenUpwards();
-  const double bin = std::clamp((value - _begin) / _width, 0.0, static_cast<double>(kBins - 1));
-  ++_counts[static_cast<size_t>(bin)];
+  // The value's multiple of the width must fit into 64 bits.
+  if (const int shift = exponent - 60 - _exponent; shift > 0) {
+    regroup(shift, _first >> std::min(shift, 63));
+  }
+  const int64_t at = multipleBelow(value, _exponent);
+  const int64_t low = std::min(_first, at), high = std::max(_last, at);
+  int shift = 0;
+  while ((high >> shift) - (low >> shift) >= static_cast<int64_t>(kBins)) ++shift;
+  if (shift > 0 || low < _first) regroup(shift, low >> shift);
+  _last = high >> shift;
+  ++_counts[static_cast<size_t>((at >> shift) - _first)];
+}
+
+double Histogram::begin(size_t bin) const {
+  return std::ldexp(static_cast<double>(_first + static_cast<int64_t>(bin)), _exponent);
+}
+
+/// Makes room for the squares of distances that are nearly as large as numbers can be.
+void Moments::shrink() {
+  constexpr double kScale = 0x1p-540;
+  _mean *= kScale;
+  _squares *= kScale * kScale;
+  _scale = kScale;
+}
+
+void Moments::add(double value) {
+  constexpr double kMaxDistance = 0x1p510;
+  if (_count == 0) _origin = value;
+  const auto distance = [&] { return value * _scale - _origin * _scale; };
+  if (_scale == 1 && std::abs(distance()) > kMaxDistance) shrink();
+  ++_count;
+  const double before = distance() - _mean;
+  _mean += before / static_cast<double>(_count);
+  _squares += before * (distance() - _mean);
+}
+
+void Moments::add(const Moments& other) {
+  if (other._count == 0) return;
+  if (_count == 0) {
+    *this = other;
+    return;
+  }
+  Moments added = other;
+  if (_scale != added._scale) (_scale == 1 ? *this : added).shrink();
+  const auto count = static_cast<double>(_count);
+  const auto more = static_cast<double>(added._count);
+  const double distance = (added._origin * _scale - _origin * _scale) + (added._mean - _mean);
+  _mean += distance * more / (count + more);
+  _squares += added._squares + distance * distance * count * more / (count + more);
+  _count += added._count;
+}
+
+double Moments::mean() const { return _origin + _mean / _scale; }
+
+std::optional<double> Moments::deviation() const {
+  if (_count < 2) return {};
+  return ifFinite(std::sqrt(_squares / static_cast<double>(_count - 1)) / _scale);
 }
 
 void Statistics::add(double value) {
-  ++_count;
-  const double distance = value - _mean;
-  _mean += distance / static_cast<double>(_count);
-  _squares += distance * (value - _mean);
+  if (_moments.count() > 0) _distances += std::abs(value - _last);
+  _last = value;
+  _moments.add(value);
   _minimum = std::min(_minimum, value);
   _maximum = std::max(_maximum, value);
   _histogram.add(value);
 }
 
-double Statistics::deviation() const {
-  return _count < 2 ? 0 : std::sqrt(_squares / static_cast<double>(_count - 1));
+std::optional<double> Statistics::neighboursDeviation() const {
+  constexpr double kDistanceOfOneDeviation = 1.128;
+  if (count() < 2) return {};
+  return ifFinite(_distances / static_cast<double>(count() - 1) / kDistanceOfOneDeviation);
 }
 
-std::optional<double> Statistics::capability(std::optional<double> lower,
-                                             std::optional<double> upper) const {
-  const double spread = 3 * deviation();
-  if ((!lower && !upper) || spread == 0) return {};
+Capability Statistics::capability(std::optional<double> deviation, std::optional<double> lower,
+                                  std::optional<double> upper) const {
+  if (!deviation || *deviation == 0) return {};
+  Capability capability;
+  if (lower && upper) capability.potential = ifFinite((*upper - *lower) / *deviation / 6);
   double nearest = std::numeric_limits<double>::infinity();
-  if (lower) nearest = std::min(nearest, _mean - *lower);
-  if (upper) nearest = std::min(nearest, *upper - _mean);
-  return nearest / spread;
+  if (lower) nearest = std::min(nearest, mean() - *lower);
+  if (upper) nearest = std::min(nearest, *upper - mean());
+  capability.actual = ifFinite(nearest / *deviation / 3);
+  return capability;
+}
+
+float percentile(std::vector<float>& values, size_t percent) {
+  const size_t rank = std::max<size_t>((values.size() * percent + 99) / 100, 1);
+  const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank - 1);
+  std::ranges::nth_element(values, place);
+  return *place;
 }
 
 }  // namespace corvane::tools

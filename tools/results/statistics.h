@@ -6,56 +6,96 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <vector>
 
 namespace corvane::tools {
 
-/// Counts values in 64 bins of equal width. The bins start narrow and are joined in pairs when a
-/// value lies outside them, so that nothing is kept of a value except its bin.
+/// Counts values in at most 64 bins. Their width is the smallest power of two for which all values
+/// have a bin; it begins with the precision of the first value and grows, so that nothing is kept
+/// of a value except its bin. Bin 0 has the smallest value.
 class Histogram {
  public:
   static constexpr size_t kBins = 64;
 
   void add(double value);
 
-  /// Returns the lower end of bin 0; `width` returns the width of each bin.
-  double begin() const { return _begin; }
-  double width() const { return _width; }
-  const std::array<uint64_t, kBins>& counts() const { return _counts; }
+  /// Returns where bin `bin` begins.
+  double begin(size_t bin) const;
+  const std::array<uint32_t, kBins>& counts() const { return _counts; }
 
  private:
-  void widenDownwards();
-  void widenUpwards();
+  void regroup(int shift, int64_t first);
 
-  double _begin = 0;
-  double _width = 0;  ///< 0 before the first value.
-  std::array<uint64_t, kBins> _counts{};
+  bool _isEmpty = true;
+  int _exponent = 0;  ///< The width of a bin is 2 to the power of it.
+  /// The multiples of the width at which the first and the last bin with a value begin.
+  int64_t _first = 0, _last = 0;
+  std::array<uint32_t, kBins> _counts{};  ///< From `_first`.
 };
 
-/// Computes count, mean, deviation and extremes of values, without keeping them.
+/// Computes count, mean and deviation of values without keeping them. Values are summed up relative
+/// to the first one, so that little is lost where they differ little.
+class Moments {
+ public:
+  void add(double value);
+  void add(const Moments& other);
+
+  uint64_t count() const { return _count; }
+  /// Returns the mean; 0 without a value.
+  double mean() const;
+  /// Returns the sample's standard deviation. Returns nothing for fewer than two values, and when
+  /// it exceeds all numbers.
+  std::optional<double> deviation() const;
+
+ private:
+  void shrink();
+
+  uint64_t _count = 0;
+  double _origin = 0;
+  double _mean = 0;     ///< Of the distances from the origin.
+  double _squares = 0;  ///< Sum of the squared distances from the mean.
+  /// What values are multiplied with first, so that the squares of the largest have room.
+  double _scale = 1;
+};
+
+/// How the limits compare with the spread of the values: `potential` is the distance of the limits
+/// over six deviations (Cp, Pp), `actual` the distance of the mean from the nearer limit over three
+/// (Cpk, Ppk). Absent without the limits for it, and when the values do not vary.
+struct Capability {
+  std::optional<double> potential, actual;
+};
+
+/// What there is to know of all values of a measurement.
 class Statistics {
  public:
   void add(double value);
 
-  uint64_t count() const { return _count; }
-  double mean() const { return _mean; }
-  /// Returns the sample's standard deviation; 0 for fewer than two values.
-  double deviation() const;
+  uint64_t count() const { return _moments.count(); }
+  double mean() const { return _moments.mean(); }
+  std::optional<double> deviation() const { return _moments.deviation(); }
   double minimum() const { return _minimum; }
   double maximum() const { return _maximum; }
   const Histogram& histogram() const { return _histogram; }
 
-  /// Returns how many times three deviations fit between the mean and the nearer limit. Returns
-  /// nothing without a limit, or when the values do not vary.
-  std::optional<double> capability(std::optional<double> lower, std::optional<double> upper) const;
+  /// Returns the deviation that neighbours have: the mean distance of each value from the one
+  /// before it, over 1.128. Unlike `deviation` it leaves out slow changes.
+  std::optional<double> neighboursDeviation() const;
+  /// Returns the capability for a deviation.
+  Capability capability(std::optional<double> deviation, std::optional<double> lower,
+                        std::optional<double> upper) const;
 
  private:
-  uint64_t _count = 0;
-  double _mean = 0;
-  double _squares = 0;  ///< Sum of the squared distances from the mean.
+  Moments _moments;
   double _minimum = std::numeric_limits<double>::infinity();
   double _maximum = -std::numeric_limits<double>::infinity();
+  double _last = 0;
+  double _distances = 0;  ///< Sum of the distances of neighbours.
   Histogram _histogram;
 };
+
+/// Returns the value that this share of the values, in percent, does not exceed: the smallest one
+/// for which that holds. `values` is not empty; its order changes.
+float percentile(std::vector<float>& values, size_t percent);
 
 }  // namespace corvane::tools
 

@@ -22,6 +22,7 @@ class Table {
 
   /// Adds a row; `cells` has one text for each column.
   void addRow(std::vector<std::string> cells);
+  bool isEmpty() const { return _rows.empty(); }
   void print(std::ostream& out) const;
 
  private:
