@@ -23,8 +23,7 @@ inline CFStringRef configurationDataSet() noexcept try {
   return nullptr;
 }
 
-/// The key of the set's name in a write request. A request that is refused is shown on standard
-/// error, which tells the tool of it.
+/// The key of the set's name in a write request.
 #define CORVANE_DATA_SET_KEY "VelmoDiagnosticDataSet"
 
 /// The flag with which `writeBits` writes permanently.

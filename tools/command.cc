@@ -1,6 +1,5 @@
 #include "tools/command.h"
 
-#include "controlbits/control_bits.h"
 #include "platform/device_path.h"
 #include "platform/printable.h"
 #include "platform/text.h"
@@ -15,10 +14,6 @@ CFRef<CFStringRef> textArgument(const std::string& text) {
 
 void requireUnit() {
   if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
-}
-
-void requireReady() {
-  if (ControlBits::getReady() != 0) throw CommandError(kNotReady, "the unit is not ready");
 }
 
 }  // namespace corvane::tools

@@ -25,15 +25,14 @@ CFRef<CFStringRef> textArgument(const std::string& text);
 /// error.
 void requireUnit();
 
-/// Gets the data area ready. Throws CommandError when it cannot; the library has reported why on
-/// standard error.
-void requireReady();
-
 /// Throws CommandError when the fault rules in the environment cannot be used.
 void requireFaultRules();
 
 /// Returns whether there is a unit. Unlike opening it, this creates none.
 bool hasUnit();
+/// Makes the unit that is there the one in use, so that nothing makes another. Throws CommandError
+/// when there is none.
+void useExistingUnit();
 
 void addStatusGroup(CLI::App& app);
 void addPoisonGroup(CLI::App& app);

@@ -11,6 +11,7 @@
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/station_commands.h"
+#include "tools/unit_access.h"
 
 namespace corvane::tools {
 namespace {
@@ -87,6 +88,8 @@ int main(int argc, char** argv) {
     return run(argc, argv);
   } catch (const CommandError& error) {
     return report(error.status(), error.what(), asJson);
+  } catch (const corvane::unit::Error& error) {
+    return report(statusOf(error.fault()), error.what(), asJson);
   } catch (const std::bad_alloc&) {
     return report(kFailed, "there is not enough memory", asJson);
   } catch (const std::system_error& error) {

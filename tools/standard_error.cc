@@ -6,11 +6,8 @@
 #include <array>
 #include <cstdio>
 #include <iostream>
-#include <sstream>
 #include <string>
 
-#include "dataarea/data_sets.h"
-#include "platform/printable.h"
 #include "platform/scoped_file.h"
 
 namespace corvane::tools {
@@ -58,19 +55,6 @@ std::string standardErrorOf(const std::function<void()>& work) {
     text.append(piece.data(), size);
   }
   return text;
-}
-
-bool runQuietly(const std::function<void()>& write) {
-  bool isRefused = false;
-  std::istringstream lines(standardErrorOf(write));
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("virtual device: ")) {
-      std::cerr << printable(line) << "\n";
-    } else {
-      isRefused |= line.find(CORVANE_DATA_SET_KEY) != std::string::npos;
-    }
-  }
-  return isRefused;
 }
 
 }  // namespace corvane::tools

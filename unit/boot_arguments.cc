@@ -70,6 +70,12 @@ Occurrences occurrencesOf(std::string_view word, std::string_view text) {
   return found;
 }
 
+std::string trimmedWord(const std::string& word) {
+  std::string bare = utf8Bytes(trimmed(textOf(word).get()).get());
+  if (bare.empty()) throw Error(Fault::kBadArgument, "the word is blank");
+  return bare;
+}
+
 std::optional<std::string> readBootArguments() {
   const CFRef<CFStringRef> value(copyBootArgs());
   if (!value) return {};
@@ -87,16 +93,14 @@ BootArgumentsChange setBootArguments(Lock& lock, const std::string& value) {
 
 BootArgumentsChange addBootArgument(Lock& lock, const std::string& argument) {
   return logged(lock, [&] {
-    const CFRef<CFStringRef> bare = trimmed(textOf(argument).get());
-    const std::string word = utf8Bytes(bare.get());
-    if (word.empty()) throw Error(Fault::kBadArgument, "the word is blank");
+    const std::string word = trimmedWord(argument);
     const std::string before = requireBootArguments();
     const Occurrences found = occurrencesOf(word, before);
     if (found.withinWords && !found.asWord) {
       throw Error(Fault::kFinal, "nothing is added: '" + printable(word) +
                                      "' occurs within another word of " + shown(before));
     }
-    addBootArg(bare.get());
+    addBootArg(textOf(word).get());
     return verified(lock, before, found.asWord ? before : before + " " + word);
   });
 }

@@ -1,12 +1,12 @@
 #include "unit/keys.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 #include <vector>
 
 #include "dataarea/data_sets.h"
 #include "dataarea/nor_access.h"
+#include "platform/number.h"
 #include "syscfg/area_format.h"
 #include "syscfg/memory_store.h"
 #include "unit/verified_write.h"
@@ -64,10 +64,7 @@ std::string shown(const std::optional<Bytes>& value) {
   if (!value) return "none";
   const bool isText =
       std::ranges::all_of(textOf(*value), [](char c) { return c >= ' ' && c <= '~'; });
-  std::string text = isText ? "\"" + textOf(*value) + "\"" : "0x";
-  for (size_t i = 0; !isText && i < std::min(value->size(), kMaxText); ++i) {
-    text += hexByte((*value)[i]).substr(2);
-  }
+  const std::string text = isText ? "\"" + textOf(*value) + "\"" : "0x" + hexText(*value);
   if (text.size() <= kMaxText) return text;
   return text.substr(0, kMaxText) + "... (" + std::to_string(value->size()) + " bytes)";
 }
@@ -88,17 +85,20 @@ void requireKey(uint32_t key) {
 }
 
 /// Writes the area when it differs from `held`.
-void writeArea(Lock& lock, uint32_t key, ByteSpan held, const MemoryStore& store,
-               const std::optional<Bytes>& from, const std::optional<Bytes>& to) {
+KeyChange writeArea(Lock& lock, uint32_t key, ByteSpan held, const MemoryStore& store) {
+  KeyChange change{valueIn(held, key), valueIn(store.image(), key)};
   if (std::ranges::equal(held, store.image())) {
-    return lock.addLine(nameOf(key) + " stays " + shown(to));
+    lock.addLine(nameOf(key) + " stays " + shown(change.after));
+    return change;
   }
-  writeVerified(lock, {.set = configurationDataSet(),
-                       .offset = 0,
-                       .before = held,
-                       .meant = store.image(),
-                       .what = nameOf(key),
-                       .line = nameOf(key) + ": " + shown(from) + " -> " + shown(to)});
+  writeVerified(lock,
+                {.set = configurationDataSet(),
+                 .offset = 0,
+                 .before = held,
+                 .meant = store.image(),
+                 .what = nameOf(key),
+                 .line = nameOf(key) + ": " + shown(change.before) + " -> " + shown(change.after)});
+  return change;
 }
 
 }  // namespace
@@ -110,9 +110,7 @@ std::string keyName(uint32_t key) {
       !name.starts_with("0x") && !name.starts_with("0X")) {
     return name;
   }
-  char number[16];
-  std::snprintf(number, sizeof number, "0x%08x", static_cast<unsigned>(key));
-  return number;
+  return hexNumber(key, 8);
 }
 
 Bytes readArea() {
@@ -148,12 +146,10 @@ std::string textOf(std::span<const uint8_t> value) {
   return {value.begin(), end};
 }
 
-std::optional<Bytes> writeKey(Lock& lock, uint32_t key, std::span<const uint8_t> value,
-                              Damaged damaged) {
+KeyChange writeKey(Lock& lock, uint32_t key, std::span<const uint8_t> value, Damaged damaged) {
   return logged(lock, [&] {
     requireKey(key);
     const Bytes held = readArea();
-    const std::optional<Bytes> before = valueIn(held, key);
     const MemoryStore store(areaToChange(held, damaged));
     if (syscfg__add_key(store.get(), key, value.data(), value.size()) != 0) {
       const size_t count = area::claimedCount(store.image().data(), store.image().size());
@@ -162,21 +158,19 @@ std::optional<Bytes> writeKey(Lock& lock, uint32_t key, std::span<const uint8_t>
                                       nameOf(key) + " does not fit: entry and value can have " +
                                       std::to_string(room) + " bytes; nothing was changed");
     }
-    writeArea(lock, key, held, store, before, Bytes(value.begin(), value.end()));
-    return before;
+    return writeArea(lock, key, held, store);
   });
 }
 
-Bytes deleteKey(Lock& lock, uint32_t key) {
+KeyChange deleteKey(Lock& lock, uint32_t key) {
   return logged(lock, [&] {
     requireKey(key);
     const Bytes held = readArea();
     const MemoryStore store(areaToChange(held, Damaged::kRefuse));
-    std::optional<Bytes> before = valueIn(held, key);
-    if (!before) throw Error(Fault::kAbsent, "there is no " + nameOf(key));
-    syscfg__del_key(store.get(), key);
-    writeArea(lock, key, held, store, before, std::nullopt);
-    return *std::move(before);
+    if (syscfg__del_key(store.get(), key) != 0) {
+      throw Error(Fault::kAbsent, "there is no " + nameOf(key) + "; nothing was changed");
+    }
+    return writeArea(lock, key, held, store);
   });
 }
 

@@ -1,6 +1,7 @@
 #include "unit/poison_byte.h"
 
 #include "controlbits/poison_byte.h"
+#include "platform/number.h"
 #include "unit/verified_write.h"
 
 namespace corvane::unit {
@@ -11,12 +12,12 @@ ByteChange change(Lock& lock, uint8_t offset, bool isSet) {
     const uint8_t before = readByte(offset);
     const bool isFinal = corvane::isPoisonFinal(offset, before);
     if (isFinal && !isSet) {
-      throw Error(Fault::kFinal, "byte " + std::to_string(offset) + " is " + hexByte(before) +
+      throw Error(Fault::kFinal, "byte " + std::to_string(offset) + " is " + hexNumber(before, 2) +
                                      ": a failure, which is not overwritten");
     }
     const uint8_t meant = isFinal ? before : poisonByte(offset, isSet);
     if (meant != before) return replaceByte(lock, offset, before, meant);
-    lock.addLine("byte " + std::to_string(offset) + " stays " + hexByte(before) +
+    lock.addLine("byte " + std::to_string(offset) + " stays " + hexNumber(before, 2) +
                  (isSet ? ", poisoned" : ", not poisoned"));
     return ByteChange{before, before};
   });

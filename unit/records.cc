@@ -2,13 +2,14 @@
 
 #include <utf8.h>
 
-#include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 
 #include "controlbits/record_chain.h"
 #include "dataarea/data_sets.h"
 #include "platform/printable.h"
+#include "unit/status_byte.h"
 #include "unit/verified_write.h"
 
 namespace corvane::unit {
@@ -17,7 +18,8 @@ namespace {
 /// As the library reads and writes them: in the width of this machine's time value.
 using Slot = DiagnosticRecord<time_t>;
 using Chain = RecordChain<time_t>;
-static_assert(kMaxRecordMessage == kRecordMessageRoom<time_t> && kMaxRecords == kRecordSlots);
+static_assert(kControlBits == kFirstRecordOffset &&
+              kMaxRecordMessage == kRecordMessageRoom<time_t> && kMaxRecords == kRecordSlots);
 
 /// The contents of "VelmoDiagnosticData" up to the last slot; the control-bit bytes are not read.
 using Contents = std::vector<uint8_t>;
@@ -57,7 +59,8 @@ Record recordOf(const Slot& slot, size_t index) {
           .result = static_cast<uint8_t>(resultOf(slot)),
           .flags = slot.flags,
           .message = {slot.message, ::strnlen(slot.message, sizeof slot.message)},
-          .slot = index};
+          .slot = index,
+          .offset = slotOffset<time_t>(index)};
 }
 
 std::string obstacleTo(const Chain& chain) {
@@ -165,6 +168,20 @@ std::string textForRecord(std::string_view text) {
     fitting += character;
   }
   return fitting;
+}
+
+std::string recordByteText(uint32_t offset, std::span<const uint8_t> contents) {
+  const size_t slot = (offset - kFirstRecordOffset) / sizeof(Slot);
+  if (slot >= kRecordSlots) return "lies after the records";
+  const size_t at = (offset - kFirstRecordOffset) % sizeof(Slot);
+  const char* const field = at < offsetof(Slot, station)   ? "time"
+                            : at < offsetof(Slot, flags)   ? "station"
+                            : at < offsetof(Slot, message) ? "flags (version, result, continuation)"
+                                                           : "message";
+  const bool isUsed = slot < readChain<time_t>(contents).records.size();
+  return "is in the " + std::string(field) +
+         (isUsed ? " of the record" : " of the unused record slot") + " at offset " +
+         std::to_string(slotOffset<time_t>(slot));
 }
 
 Record appendRecord(Lock& lock, uint8_t station, uint8_t result, std::string_view message) {

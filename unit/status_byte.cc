@@ -2,6 +2,7 @@
 
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
+#include "platform/number.h"
 #include "unit/byte_text.h"
 #include "unit/verified_write.h"
 
@@ -46,7 +47,8 @@ ByteChange changeStatus(Lock& lock, uint32_t offset, const StatusChange& change)
     const uint8_t before = readByte(offset);
     const uint8_t meant = withStatus(before, change);
     if (meant != before) return replaceByte(lock, offset, before, meant);
-    lock.addLine(place(offset) + " stays " + hexByte(before) + ", " + byteText(offset, before));
+    lock.addLine(place(offset) + " stays " + hexNumber(before, 2) + ", " +
+                 byteText(offset, before));
     return ByteChange{before, before};
   });
 }
@@ -62,8 +64,8 @@ void verifyByte(uint32_t offset, uint8_t meant) {
   const uint8_t held = readByte(offset);
   if (held == meant) return;
   throw Error(Fault::kMismatch,
-              place(offset) + " holds " + hexByte(held) + " instead of " + hexByte(meant) +
-                  ", which it held before",
+              place(offset) + " holds " + hexNumber(held, 2) + " instead of " +
+                  hexNumber(meant, 2) + ", which it held before",
               Left::kUnknown, 0, Error::Difference{offset, held, meant});
 }
 
@@ -74,8 +76,8 @@ ByteChange replaceByte(Lock& lock, uint32_t offset, uint8_t before, uint8_t mean
                        .before = {&before, 1},
                        .meant = {&meant, 1},
                        .what = place(offset),
-                       .line = place(offset) + ": " + hexByte(before) + " -> " + hexByte(meant) +
-                               ", " + byteText(offset, meant),
+                       .line = place(offset) + ": " + hexNumber(before, 2) + " -> " +
+                               hexNumber(meant, 2) + ", " + byteText(offset, meant),
                        .isFinal = isFinal ? isFinal : isFailed});
   return {before, meant};
 }

@@ -1,10 +1,10 @@
 #include "unit/verified_write.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
+#include "platform/number.h"
 
 namespace corvane::unit {
 namespace {
@@ -18,12 +18,6 @@ uint32_t send(const Write& write, ByteSpan bytes) {
   return writeBits(write.offset, length, bytes.data(), kCommit, write.set);
 }
 
-std::string hexCode(uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(code));
-  return text;
-}
-
 /// What a write has left on the unit, and what to say of it.
 struct Remains {
   Left left;
@@ -32,7 +26,7 @@ struct Remains {
 
 Remains putBack(const Write& write, const std::optional<std::vector<uint8_t>>& held) {
   const std::string before =
-      write.before.size() == 1 ? hexByte(write.before[0]) : std::string("what it held before");
+      write.before.size() == 1 ? hexNumber(write.before[0], 2) : std::string("what it held before");
   if (write.isFinal && (write.isFinal(write.meant) || (held && write.isFinal(*held)))) {
     return {Left::kChanged, "what was written is not taken back"};
   }
@@ -49,17 +43,11 @@ Remains putBack(const Write& write, const std::optional<std::vector<uint8_t>>& h
 std::string differenceText(const Write& write, const Error::Difference& difference) {
   const std::string place = "byte " + std::to_string(difference.offset);
   const std::string held =
-      " holds " + hexByte(difference.held) + " instead of " + hexByte(difference.meant);
+      " holds " + hexNumber(difference.held, 2) + " instead of " + hexNumber(difference.meant, 2);
   return write.what == place ? place + held : write.what + ": " + place + " of the data set" + held;
 }
 
 }  // namespace
-
-std::string hexByte(uint8_t byte) {
-  char text[8];
-  std::snprintf(text, sizeof text, "0x%02x", static_cast<unsigned>(byte));
-  return text;
-}
 
 std::optional<std::vector<uint8_t>> tryRead(CFStringRef set, uint32_t offset, size_t length) {
   std::vector<uint8_t> bytes(length);
@@ -82,13 +70,13 @@ void writeVerified(Lock& lock, const Write& write) {
                 write.what +
                     " could not be made durable: it reads back as it should, but the write"
                     " returned " +
-                    hexCode(code) + ", and a power cut may undo it",
+                    hexNumber(code, 1) + ", and a power cut may undo it",
                 Left::kChanged, code);
   }
   const Error::Difference difference = {write.offset + static_cast<uint32_t>(at - held->begin()),
                                         *at, *meantAt};
   std::string text = differenceText(write, difference);
-  if (code != 0) text += "; the write was refused with " + hexCode(code);
+  if (code != 0) text += "; the write was refused with " + hexNumber(code, 1);
   const bool isUntouched = code != 0 && std::ranges::equal(*held, write.before);
   const Remains remains =
       isUntouched ? Remains{Left::kUnchanged, "nothing was changed"} : putBack(write, held);

@@ -18,9 +18,6 @@ namespace corvane::unit {
 
 using ByteSpan = std::span<const uint8_t>;
 
-/// Returns `byte` as "0x0a".
-std::string hexByte(uint8_t byte);
-
 /// Returns the bytes; nothing when they cannot be read.
 std::optional<std::vector<uint8_t>> tryRead(CFStringRef set, uint32_t offset, size_t length);
 

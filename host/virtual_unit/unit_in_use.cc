@@ -2,9 +2,8 @@
 
 #include <mutex>
 
+#include "host/unit_messages.h"
 #include "host/virtual_unit/unit_place.h"
-#include "platform/printable.h"
-#include "platform/report.h"
 
 namespace corvane::host {
 namespace {
@@ -26,7 +25,7 @@ InUse& inUse() {
 void report(InUse& state, const std::string& reason) {
   if (state.lastReport == reason) return;
   state.lastReport = reason;
-  reportOnStandardError("virtual device: " + printable(reason) + "\n");
+  reportOnUnit(reason);
 }
 
 void openDefaultUnit(InUse& state) {

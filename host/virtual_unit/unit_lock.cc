@@ -18,11 +18,10 @@
 #include <utility>
 
 #include "host/linux/lock_holder.h"
+#include "host/unit_messages.h"
 #include "host/virtual_unit/unit_file.h"
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/file_descriptor.h"
-#include "platform/printable.h"
-#include "platform/report.h"
 
 namespace corvane::host {
 namespace {
@@ -86,8 +85,8 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
     }
     if (now >= reportAt) {
       reportAt = Clock::time_point::max();
-      reportOnStandardError("virtual device: " + printable(folder.string()) + ": waiting for " +
-                            holderText(file) + ", which holds the unit's lock\n");
+      reportOnUnit(folder.string() + ": waiting for " + holderText(file) +
+                   ", which holds the unit's lock");
     }
     std::this_thread::sleep_for(pause);
     pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause);

@@ -264,11 +264,17 @@ bool hasUnit() {
   return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
 }
 
+void useExistingUnit() try {
+  VirtualDevice::existing(VirtualDevice::defaultFolder()).use();
+} catch (const host::DeviceError& error) {
+  throw CommandError(kNotReady, error.what());
+}
+
 void addDeviceGroup(CLI::App& app) {
   Command group = Command(app).addGroup(
       "device", "Make, show and change the virtual unit",
-      "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; any command makes\n"
-      "one there when it is missing.");
+      "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; a command that\n"
+      "changes the unit makes one there when it is missing.");
   addInit(group);
   addDeviceShow(group);
   addDeviceSet(group);

@@ -1,91 +1,38 @@
-#include <algorithm>
+#include "unit/facts.h"
+
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
-#include "controlbits/control_bits.h"
-#include "device/device.h"
-#include "device/models.h"
-#include "device/power.h"
 #include "platform/printable.h"
-#include "platform/registry.h"
-#include "platform/text.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/terminal/table.h"
+#include "tools/unit_access.h"
 
 namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json textOrNull(CFStringRef text) { return text ? Json(utf8Bytes(text)) : Json(); }
-
-Json batteryOrNull() {
-  const int32_t percent = getBatteryCapacity();
-  return percent == -1 ? Json() : Json(percent);
+template <typename Value>
+Json orNull(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
 }
 
-/// Returns null when no power source reports it; the library returns false then.
-Json externalPowerOrNull() {
-  const IOObject source = firstService("IOPMPowerSource");
-  if (!source || !copyProperty(source, CFSTR("ExternalConnected"))) return {};
-  return externalPowerConnected();
-}
-
-bool isConfigurationReadable() {
-  std::vector<uint8_t> area(kConfigurationAreaSize);
-  return ControlBits::getReady() == 0 &&
-         ControlBits::readSysCfgBytes(area.data(), kConfigurationAreaSize) == 0;
-}
-
-/// Adds the options that the baseband of some models depends on, and whether they are set; both
-/// null when the configuration area cannot be read.
-void addOptions(Json& facts) {
-  facts["options"] = nullptr;
-  facts["optionsSet"] = nullptr;
-  if (!isConfigurationReadable()) return;
-  std::optional<std::string> options = readOptions();
-  facts["optionsSet"] = options.has_value();
-  if (!options) return;
-  options->resize(std::min(options->find('\0'), options->size()));
-  // Free bytes follow a short value, whose length the store does not record.
-  options->erase(options->find_last_not_of('\xFF') + 1);
-  facts["options"] = *options;
-}
-
-/// Returns the version file's entries, each as text; null when it cannot be read.
-Json versionOrNull() {
-  const CFDictionaryRef version = Device::sharedInstance()->versionDict();
-  if (!version) return {};
-  const auto count = static_cast<size_t>(CFDictionaryGetCount(version));
-  std::vector<const void*> keys(count), values(count);
-  CFDictionaryGetKeysAndValues(version, keys.data(), values.data());
-  Json entries = Json::object();
-  for (size_t i = 0; i < count; ++i) {
-    entries[utf8Bytes(static_cast<CFStringRef>(keys[i]))] =
-        utf8Bytes(formatText(CFSTR("%@"), values[i]).get());
+Json asJson(const unit::Facts& facts) {
+  Json json = {{"model", orNull(facts.model)}, {"build", orNull(facts.build)},
+               {"wifi", facts.hasWiFi},        {"compass", facts.hasCompass},
+               {"gyroscope", facts.hasGyro},   {"baseband", facts.hasBaseband}};
+  if (facts.needsOptions) {
+    json["options"] = facts.areOptionsSet.value_or(false) ? Json(facts.options) : Json();
+    json["optionsSet"] = orNull(facts.areOptionsSet);
   }
-  return entries;
-}
-
-Json facts() {
-  const Json model = textOrNull(Device::sharedInstance()->deviceName());
-  Json facts = {{"model", model},
-                {"build", textOrNull(Device::productBuildVersion())},
-                {"wifi", Device::hasWiFi()},
-                {"compass", Device::hasCompass()},
-                {"gyroscope", Device::hasGyro()},
-                {"baseband", Device::hasBaseband()}};
-  if (model.is_string() && modelOf(model.get<std::string>()).baseband == Presence::kOptions) {
-    addOptions(facts);
-  }
-  facts["batteryPercent"] = batteryOrNull();
-  facts["externalPower"] = externalPowerOrNull();
-  facts["version"] = versionOrNull();
-  return facts;
+  json["batteryPercent"] = orNull(facts.battery);
+  json["externalPower"] = orNull(facts.externalPower);
+  json["version"] = orNull(facts.version);
+  return json;
 }
 
 std::string cell(const Json& value) {
@@ -114,6 +61,10 @@ void printFacts(const Json& facts) {
   }
 }
 
+/// Finds the data area, which only the options are in. Without it they cannot be read.
+void openDataAreaIfThere() try { unit::openDataArea(); } catch (const unit::Error&) {
+}
+
 }  // namespace
 
 void addFactsGroup(CLI::App& app) {
@@ -126,8 +77,9 @@ void addFactsGroup(CLI::App& app) {
       "What cannot be read is null in JSON. The baseband of some models depends on the key OPTS;\n"
       "without a readable one they have none.");
   command.action([=] {
-    requireUnit();
-    const Json found = facts();
+    requireUnitToLook();
+    openDataAreaIfThere();
+    const Json found = asJson(unit::readFacts());
     if (*json) {
       printJson(found);
     } else {

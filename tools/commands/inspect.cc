@@ -91,8 +91,7 @@ void printDiagnosticData(const DiagnosticReport& report) {
   Table bytes(
       {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
   for (const auto& [offset, byte] : report.controlBits) {
-    bytes.addRow({std::to_string(offset), hexByte(byte), statusName(byte, testStatusNames()),
-                  std::to_string(failCountOf(byte)), useOf(offset)});
+    bytes.addRow(controlBitRow(offset, byte));
   }
   if (report.controlBits.empty()) {
     std::cout << "No control-bit byte was written.\n";

@@ -7,6 +7,7 @@ namespace corvane::tools {
 
 void requireFaultRules() {}
 bool hasUnit() { return true; }
+void useExistingUnit() {}
 
 void addDeviceGroup(CLI::App&) {}
 void addUnitGroup(CLI::App&) {}

@@ -2,44 +2,16 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "controlbits/control_bits.h"
-#include "controlbits/poison_byte.h"
-#include "dataarea/bits.h"
-#include "dataarea/data_sets.h"
+#include "platform/number.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
-#include "tools/diagnostic_data.h"
 #include "tools/json_output.h"
-#include "tools/record_field.h"
-#include "tools/standard_error.h"
-#include "tools/unit_lock.h"
+#include "tools/unit_access.h"
+#include "unit/poison_byte.h"
 
 namespace corvane::tools {
 namespace {
-
-std::string place(uint8_t offset) { return "the byte at offset " + std::to_string(offset); }
-
-/// Returns the whole data set. Throws CommandError when it has no byte at `offset` that can be
-/// read.
-std::span<const uint8_t> readDataSet(uint8_t offset) {
-  const std::span<const uint8_t> contents = readDiagnosticData(place(offset));
-  if (offset < contents.size()) return contents;
-  throw CommandError(kNotReady, place(offset) + " cannot be read");
-}
-
-uint8_t readByte(uint8_t offset) { return readDataSet(offset)[offset]; }
-
-void printByte(uint8_t offset, uint8_t byte, bool json) {
-  if (json) {
-    return printJson({{"offset", offset},
-                      {"byte", byte},
-                      {"poisoned", isPoisoned(offset, byte)},
-                      {"final", isPoisonFinal(offset, byte)}});
-  }
-  std::cout << "offset " << int{offset} << ": " << hexByte(byte) << ", "
-            << (isPoisoned(offset, byte) ? "poisoned" : "not poisoned") << "\n";
-}
 
 struct PoisonOptions {
   uint8_t offset = 0;
@@ -47,34 +19,50 @@ struct PoisonOptions {
   bool json = false;
 };
 
-ExitStatus showPoison(const PoisonOptions& options) {
-  requireReady();
-  printByte(options.offset, readByte(options.offset), options.json);
+ExitStatus printByte(const PoisonOptions& options, uint8_t byte) {
+  const bool isPoisoned = unit::isPoisoned(options.offset, byte);
+  if (options.json) {
+    printJson({{"offset", options.offset},
+               {"byte", byte},
+               {"poisoned", isPoisoned},
+               {"final", unit::isPoisonFinal(options.offset, byte)}});
+  } else {
+    std::cout << "offset " << int{options.offset} << ": " << hexNumber(byte, 2) << ", "
+              << (isPoisoned ? "poisoned" : "not poisoned") << "\n";
+  }
   return kDone;
 }
 
+ExitStatus showPoison(const PoisonOptions& options) {
+  requireDataToLook();
+  return printByte(options, unit::readByte(options.offset));
+}
+
+/// Throws for a byte that is failed already: it can be neither set again nor cleared.
+void requireNotFinal(uint8_t offset, uint8_t byte) {
+  if (!unit::isPoisonFinal(offset, byte)) return;
+  const std::string place = std::to_string(offset);
+  throw CommandError(kFailed, "the byte at offset " + place + " is " + hexNumber(byte, 2) +
+                                  ": a failure, which is not overwritten; \"corvane status set " +
+                                  place + " --status not-tested\" takes it back");
+}
+
 ExitStatus change(const PoisonOptions& options, bool isSet) {
-  requireReady();
-  const uint8_t offset = options.offset;
-  const UnitLock lock;
-  const std::span<const uint8_t> contents = readDataSet(offset);
-  if (!options.force) requireNoRecordByte(offset, contents);
-  const uint8_t before = contents[offset];
-  const bool isRefused = runQuietly([&] { ControlBits::writePoisonByte(offset, isSet); });
-  if (isPoisonFinal(offset, before)) {
-    throw CommandError(kFailed, place(offset) + " is " + hexByte(before) +
-                                    ": a failure, which is not overwritten");
-  }
-  uint8_t after = 0;
-  if (readBits(offset, 1, &after, diagnosticDataSet()) != 0) throw unknownChange(place(offset));
-  const uint8_t wanted = poisonByte(offset, isSet);
-  if (after != wanted) {
-    throw CommandError(kFailed, place(offset) + " is " + hexByte(after) + ", wanted " +
-                                    hexByte(wanted) + "; see \"corvane log tail\"");
-  }
-  printByte(offset, after, options.json);
-  if (isRefused && before != wanted) throw undurableChange(place(offset));
-  return kDone;
+  unit::openDataArea();
+  const unit::ByteChange done = changeUnit([&](unit::Lock& lock) {
+    requireControlBit(options.offset, options.force);
+    try {
+      return isSet ? unit::setPoison(lock, options.offset)
+                   : unit::clearPoison(lock, options.offset);
+    } catch (const unit::Error& error) {
+      if (error.fault() == unit::Fault::kFinal) {
+        requireNotFinal(options.offset, unit::readByte(options.offset));
+      }
+      throw;
+    }
+  });
+  requireNotFinal(options.offset, done.before);
+  return printByte(options, done.after);
 }
 
 void addPoisonCommand(Command group, const std::string& name, const std::string& about,
@@ -97,6 +85,7 @@ void addPoisonGroup(CLI::App& app) {
       "poison", "Mark the unit as failed in a poison byte, which later stations look at",
       "Example:\n  corvane poison set 24\n\n"
       "A failure at an offset below 128 is final: it can be neither set again nor cleared.\n"
+      "\"corvane status set 24 --status not-tested\" gives such a unit back to the stations.\n"
       "From offset 128 on, a poison byte is a byte of a diagnostic record.");
   addPoisonCommand(group, "set", "Mark the unit as failed", true,
                    [](const PoisonOptions& options) { return change(options, true); });

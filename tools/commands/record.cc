@@ -1,48 +1,28 @@
-#include <algorithm>
-#include <ctime>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "controlbits/control_bits.h"
-#include "controlbits/record_chain.h"
+#include "platform/text.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
-#include "tools/diagnostic_data.h"
 #include "tools/inspect/dump_view.h"
-#include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/standard_error.h"
-#include "tools/unit_lock.h"
+#include "tools/unit_access.h"
+#include "unit/records.h"
 
 namespace corvane::tools {
 namespace {
 
-/// In the width of this machine's time value, as the library reads and writes them.
-using Chain = RecordChain<time_t>;
-constexpr size_t kRoom = kRecordMessageRoom<time_t>;
-
-Chain readUnitChain() {
-  const std::span<const uint8_t> contents = readDiagnosticData("the records");
-  Chain chain = readChain<time_t>(contents);
-  if (chain.end == ChainEnd::kUnreadable) {
-    throw CommandError(kNotReady, "the data set ends after " + std::to_string(contents.size()) +
-                                      " bytes, before the chain of records does");
-  }
-  return chain;
-}
-
-Chain readChainBack() try { return readUnitChain(); } catch (const CommandError&) {
-  throw unknownChange("the records");
+RecordLine lineOf(const unit::Record& record) {
+  return {record.offset,  record.time,   record.station,
+          record.version, record.result, utf8Bytes(textFromBytes(record.message).get()),
+          record.message};
 }
 
 ExitStatus listRecords(bool json) {
-  requireReady();
-  const Chain chain = readUnitChain();
+  requireDataToLook();
   std::vector<RecordLine> lines;
-  for (size_t slot = 0; slot < chain.records.size(); ++slot) {
-    lines.push_back(recordLine(slot, chain.records[slot]));
-  }
+  for (const unit::Record& record : unit::readRecords().records) lines.push_back(lineOf(record));
   if (!json) {
     printRecords(std::cout, lines);
     return kDone;
@@ -53,63 +33,29 @@ ExitStatus listRecords(bool json) {
   return kDone;
 }
 
-/// Returns the message for a record. Refuses control characters and what a record would not hold
-/// whole: the library ends the process for a longer message, and cuts one short whose characters
-/// take more than one byte.
-CFRef<CFStringRef> recordMessage(const std::string& text) {
-  if (std::any_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; })) {
-    throw CommandError(kUsage, "'" + text + "' holds characters that are not ASCII");
-  }
-  if (std::any_of(text.begin(), text.end(),
-                  [](char c) { return isControlCharacter(static_cast<uint8_t>(c)); })) {
-    throw CommandError(kUsage, "'" + text + "' holds control characters");
-  }
-  if (text.size() > kRoom) {
-    throw CommandError(kUsage, "'" + text + "' has " + std::to_string(text.size()) +
-                                   " characters; a record holds " + std::to_string(kRoom));
-  }
-  return textArgument(text);
-}
-
 struct AddOptions {
   uint8_t station = 0;
-  int32_t result = 0;
+  uint8_t result = 0;
   std::string message;
   bool json = false;
 };
 
 ExitStatus add(const AddOptions& options) {
-  const CFRef<CFStringRef> message = recordMessage(options.message);
-  requireReady();
-  const UnitLock lock;
-  const Chain before = readUnitChain();
-  bool isWritten = false;
-  const bool isRefused = runQuietly([&] {
-    isWritten = ControlBits::writeDiagnosticsRecord(options.station, options.result, message.get());
-  });
-
-  const Chain after = readChainBack();
-  const size_t slot = before.records.size();
-  if (after.records.size() == slot + 1) {
-    const RecordLine line = recordLine(slot, after.records[slot]);
-    if (line.station == options.station && line.result == options.result &&
-        line.message == options.message) {
-      if (options.json) {
-        printJson(recordAsJson(line));
-      } else {
-        printRecords(std::cout, {line});
-      }
-      if (isRefused) throw undurableChange("the record");
-      return kDone;
-    }
+  if (unit::textForRecord(options.message) != options.message) {
+    throw CommandError(kUsage, "'" + options.message + "' does not fit a record, which holds " +
+                                   std::to_string(unit::kMaxRecordMessage) +
+                                   " bytes of UTF-8 without control characters");
   }
-  if (isWritten) {
-    throw CommandError(kFailed, "the record does not read back; see \"corvane log tail\"");
+  unit::openDataArea();
+  const RecordLine line = lineOf(changeUnit([&](unit::Lock& lock) {
+    return unit::appendRecord(lock, options.station, options.result, options.message);
+  }));
+  if (options.json) {
+    printJson(recordAsJson(line));
+  } else {
+    printRecords(std::cout, {line});
   }
-  if (slot < kRecordSlots) {
-    throw CommandError(kNotReady, "the record was not added: the records cannot be read");
-  }
-  throw CommandError(kFailed, "there is no room for a further record; see \"corvane log tail\"");
+  return kDone;
 }
 
 void addAdd(Command group) {
@@ -117,7 +63,7 @@ void addAdd(Command group) {
   Command command = group.add("add", "Append a record to the chain");
   command
       .text("MESSAGE", options->message,
-            "ASCII text of at most " + std::to_string(kRoom) + " characters")
+            "UTF-8 text of at most " + std::to_string(unit::kMaxRecordMessage) + " bytes")
       .required();
   command.number("--station", options->station, "Number of the writing station, 0 to 255")
       .required();

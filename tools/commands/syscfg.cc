@@ -6,61 +6,45 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "controlbits/control_bits.h"
-#include "dataarea/nor_access.h"
-#include "syscfg/memory_store.h"
+#include "platform/number.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
-#include "tools/diagnostic_data.h"
 #include "tools/files.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
-#include "tools/standard_error.h"
-#include "tools/unit_lock.h"
+#include "tools/unit_access.h"
+#include "unit/keys.h"
 
 namespace corvane::tools {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using unit::Bytes;
 
-Bytes readArea() {
-  requireReady();
-  Bytes area(kDeviceAreaSize);
-  if (ControlBits::readSysCfgBytes(area.data(), kDeviceAreaSize) != 0) {
-    throw CommandError(kNotReady, "the configuration area's " + std::to_string(kDeviceAreaSize) +
-                                      " bytes cannot be read");
-  }
-  return area;
+Bytes readAreaToLook() {
+  requireDataToLook();
+  return unit::readArea();
 }
 
-std::string whyNoStore(const AreaReport& report) {
-  std::string failed;
-  for (const HeaderCheckResult& check : report.checks) {
-    if (!check.holds) failed += (failed.empty() ? "" : ", ") + std::string(check.condition);
-  }
-  return "the configuration area holds no store; it fails the checks: " + failed;
-}
-
-void requireStore(const AreaReport& report) {
-  if (!report.isHeaderSound) throw CommandError(kFailed, whyNoStore(report));
+/// Throws unless the area is blank or has a sound header: no key can be told in any other.
+void requireStore(const AreaReport& report, const Bytes& area) {
+  const std::string damage = unit::damageOf(area);
+  if (report.isHeaderSound || damage.empty()) return;
+  throw CommandError(kFailed, "the configuration area holds no store: " + damage);
 }
 
 uint32_t keyOf(const std::string& text) {
   const std::optional<uint32_t> key = parseKey(text);
   if (!key) {
-    throw CommandError(kUsage, "'" + text + "' is no key: four characters, or 0x and a number");
+    throw CommandError(kUsage,
+                       "'" + text + "' is not a key; give four characters, or 0x and a number");
   }
   if (*key == area::kIndirectMarker) {
-    throw CommandError(kUsage, "'" + text + "' marks indirect entries and is no key");
+    throw CommandError(kUsage, "'" + text + "' marks indirect entries and is not a key");
   }
   return *key;
-}
-
-bool hasKey(const MemoryStore& store, uint32_t key) {
-  return syscfg__read_key(store.get(), key, nullptr, nullptr) == 0;
 }
 
 CommandError noSuchKey(uint32_t key) {
@@ -68,49 +52,16 @@ CommandError noSuchKey(uint32_t key) {
           "there is no key " + keyName(key) + "; \"corvane syscfg list\" shows those there are"};
 }
 
-/// Reads the area into the library's staging buffer, which the library uses when its own read
-/// fails. Throws CommandError unless that is `area`. Without this, one failed read would replace
-/// the store by an empty one.
-void primeLibrary(const Bytes& area) {
-  Bytes staged(kDeviceAreaSize);
-  ferrox_nor_read(&ferrox_nor_access, staged.data());
-  if (staged != area) {
-    throw CommandError(kNotReady,
-                       "the configuration area cannot be read reliably; nothing was changed");
-  }
-}
-
-/// Runs `write`, which should change the area from `before` to `wanted`, and checks that the area
-/// reads back so. The library reports its failures only in the logs.
-ExitStatus changeArea(const Bytes& before, const MemoryStore& wanted,
-                      const std::function<void()>& write) {
-  primeLibrary(before);
-  const bool isRefused = runQuietly(write);
-  Bytes after(kDeviceAreaSize);
-  if (ControlBits::readSysCfgBytes(after.data(), kDeviceAreaSize) != 0) {
-    throw unknownChange("the configuration area");
-  }
-  if (std::ranges::equal(after, wanted.image())) {
-    if (isRefused && after != before) throw undurableChange("the change of the configuration area");
-    return kDone;
-  }
-  throw CommandError(
-      kFailed, (after == before ? "the configuration area was not changed"
-                                : "the configuration area does not read back as it should") +
-                   std::string("; the system log and \"corvane log tail\" have the request and "
-                               "the reason"));
-}
-
 ExitStatus listKeys(bool json) {
-  const Bytes area = readArea();
+  const Bytes area = readAreaToLook();
   const AreaReport report = reportOnArea(area);
-  requireStore(report);
+  requireStore(report, area);
   if (json) {
     printJson({{"entries", entriesAsJson(report, area)}});
   } else {
     printEntries(std::cout, report, area);
   }
-  if (!report.findings.empty()) {
+  if (report.isHeaderSound && !report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
   }
   return kDone;
@@ -124,23 +75,28 @@ struct GetOptions {
   std::string file;
 };
 
+nlohmann::ordered_json keyAsJson(uint32_t key, std::span<const uint8_t> value,
+                                 std::span<const uint8_t> written) {
+  nlohmann::ordered_json json = {{"key", keyName(key)}, {"code", key}};
+  json.update(valueAsJson(value, written));
+  return json;
+}
+
 ExitStatus get(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
-  const Bytes area = readArea();
+  const Bytes area = readAreaToLook();
   const AreaReport report = reportOnArea(area);
-  requireStore(report);
+  requireStore(report, area);
   const auto entry = std::ranges::find_if(report.entries, [key](const AreaEntry& candidate) {
     return candidate.key == key && candidate.isFound;
   });
   if (entry == report.entries.end()) throw noSuchKey(key);
   const std::span<const uint8_t> value = valueOf(*entry, area);
-  const std::span<const uint8_t> text = entry->isIndirect ? value : withoutFreeBytes(value);
+  const std::span<const uint8_t> text = writtenValueOf(*entry, area);
   if (!options.file.empty()) {
     writeFile(options.file, value);
   } else if (options.json) {
-    nlohmann::ordered_json json = {{"key", keyName(key)}, {"code", key}};
-    json.update(valueAsJson(value, text));
-    printJson(json);
+    printJson(keyAsJson(key, value, text));
   } else if (options.hex || (!options.text && !isPlainText(text))) {
     std::cout << hexText(value) << "\n";
   } else if (options.text) {
@@ -155,6 +111,7 @@ struct SetOptions {
   std::string key;
   std::optional<std::string> text, hex, file;
   bool format = false;
+  bool json = false;
 
   Bytes value() const {
     if (hex) {
@@ -173,43 +130,30 @@ ExitStatus set(const SetOptions& options) {
     throw CommandError(kUsage, "syscfg set needs a VALUE, --hex or --file");
   }
   const Bytes value = options.value();
-  requireReady();
-  const UnitLock lock;
-  const Bytes area = readArea();
-  const AreaReport report = reportOnArea(area);
-  const bool isErased =
-      std::ranges::all_of(area, [](uint8_t byte) { return byte == area::kFreeByte; });
-  if (!report.isHeaderSound && !isErased && !options.format) {
-    throw CommandError(
-        kFailed, whyNoStore(report) + "; --format replaces all that it holds with an empty store");
+  unit::openDataArea();
+  const auto damaged = options.format ? unit::Damaged::kFormat : unit::Damaged::kRefuse;
+  unit::KeyChange done;
+  try {
+    done = changeUnit([&](unit::Lock& lock) { return unit::writeKey(lock, key, value, damaged); });
+  } catch (const unit::Error& error) {
+    if (error.fault() != unit::Fault::kDamagedStore) throw;
+    throw CommandError(kFailed, std::string(error.what()) +
+                                    "; --format replaces all that it holds with an empty store");
   }
-
-  // Tried on a copy first: the library would leave the unit without the key when there is no room.
-  const MemoryStore trial(area);
-  if (syscfg__add_key(trial.get(), key, value.data(), value.size()) != 0) {
-    const AreaReport left = reportOnArea(trial.image());
-    throw CommandError(
-        kFailed, "a value of " + std::to_string(value.size()) +
-                     (value.size() == kDeviceAreaSize ? " bytes or more" : " bytes") +
-                     " does not fit: entry and value can have " +
-                     std::to_string(left.freeEnd - left.freeBegin) + " bytes; nothing was changed");
+  if (options.json) {
+    printJson(keyAsJson(key, *done.after, value));
+  } else {
+    constexpr size_t kMaxWidth = 60;
+    std::cout << keyName(key) << ": " << preview(value, kMaxWidth) << "\n";
   }
-  return changeArea(area, trial, [&] {
-    ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
-  });
+  return kDone;
 }
 
 ExitStatus del(const std::string& keyText) {
   const uint32_t key = keyOf(keyText);
-  requireReady();
-  const UnitLock lock;
-  const Bytes area = readArea();
-  requireStore(reportOnArea(area));
-  // Tried on a copy first: the library would write the area even when there is no such key.
-  const MemoryStore trial(area);
-  if (!hasKey(trial, key)) throw noSuchKey(key);
-  syscfg__del_key(trial.get(), key);
-  return changeArea(area, trial, [&] { ControlBits::deleteSystemConfig(key); });
+  unit::openDataArea();
+  changeUnit([&](unit::Lock& lock) { return unit::deleteKey(lock, key); });
+  return kDone;
 }
 
 ExitStatus dump(const std::string& file) {
@@ -218,12 +162,12 @@ ExitStatus dump(const std::string& file) {
     throw CommandError(kUsage,
                        "the raw area is not for a terminal: name a FILE or redirect the output");
   }
-  writeFile(isPrinted ? "-" : file, readArea());
+  writeFile(isPrinted ? "-" : file, readAreaToLook());
   return kDone;
 }
 
 ExitStatus map(bool json) {
-  const Bytes area = readArea();
+  const Bytes area = readAreaToLook();
   const AreaReport report = reportOnArea(area);
   if (json) {
     printJson(areaAsJson(report, area));
@@ -264,20 +208,21 @@ void addGet(Command group) {
   command.footer(
       "Without an option, text is printed as it is and anything else as digits. A value of at "
       "most\n"
-      "16 bytes reads back as 16; free bytes (0xff) at its end are no part of the text.\n"
+      "16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
       "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 --out opts.bin");
   command.action([=] { return get(*options); });
 }
 
 void addKeySet(Command group) {
   const auto options = std::make_shared<SetOptions>();
-  Command command = group.add("set", "Give a key a value, its first or a new one");
+  Command command = group.add("set", "Set a key's value");
   addKey(command, options->key);
   excludeEachOther({command.text("VALUE", options->text, "The value, as text"),
                     command.text("--hex", options->hex, "The value, as hexadecimal digits"),
                     command.file("--file", options->file, "The value is what this file holds")});
   command.flag("--format", options->format,
-               "Where the area holds no store, replace it with an empty one first");
+               "Where the area holds a damaged store, replace it with an empty one first");
+  command.jsonFlag(options->json);
   command.footer(
       "Examples:\n"
       "  corvane syscfg set OPTS \"serial=3 soak\"\n"

@@ -12,7 +12,7 @@
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
-#include "tools/unit_lock.h"
+#include "unit/lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -55,7 +55,7 @@ void addExport(Command group) {
 void importDump(const UnitImage& image, const std::string& to) {
   const auto& [path, contents] = *image.files.begin();
   if (!to.empty()) return writeFile(to, contents);
-  std::optional<UnitLock> lock;
+  std::optional<unit::Lock> lock;
   if (hasUnit()) lock.emplace();
   UnitImage unit = readDefaultUnit();
   unit.files[path] = contents;

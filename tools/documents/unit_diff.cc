@@ -56,10 +56,8 @@ class Differ {
   std::vector<Difference> _differences, _raw;
 };
 
-std::string statusText(uint8_t byte) {
-  std::string text = statusName(byte, testStatusNames()) + ", fail count " +
-                     std::to_string(failCountOf(byte)) + " (" + hexByte(byte) + ")";
-  return text;
+std::string statusText(size_t offset, uint8_t byte) {
+  return unit::byteText(offset, byte) + " (" + hexNumber(byte, 2) + ")";
 }
 
 std::string recordText(const RecordLine& record) {
@@ -101,7 +99,8 @@ void Differ::diffDiagnosticData(Span a, Span b) {
   const size_t count = std::min<size_t>({a.size(), b.size(), kFirstRecordOffset});
   for (size_t offset = 0; offset < count; ++offset) {
     if (a[offset] != b[offset]) {
-      found("status", std::to_string(offset), statusText(a[offset]), statusText(b[offset]));
+      found("status", std::to_string(offset), statusText(offset, a[offset]),
+            statusText(offset, b[offset]));
     }
   }
   explained.add(0, count);

@@ -8,7 +8,6 @@
 #include "tools/documents/unit_diff.h"
 #include "tools/documents/unit_document.h"
 #include "tools/documents/unit_import.h"
-#include "tools/standard_error.h"
 
 namespace corvane::tools {
 namespace {
@@ -183,18 +182,6 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   EXPECT_EQ(linesOf(diffImages(before, readUnitFolder(unit.folder()))),
             "nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
             "device registry/IOPMPowerSource/CurrentCapacity: 80 -> \n");
-}
-
-TEST_F(UnitDocumentsTest, ARefusedRequestIsNoticedAlthoughItIsNotShown) {
-  usedUnit("unit", 0xFC).use();
-  ASSERT_EQ(getDataArea(), 0u);
-  const auto write = [] {
-    return runQuietly([] { writeBits(20, 1, "\xF2", kCommit, diagnosticDataSet()); });
-  };
-  VirtualDevice::setFaults("IORegistryEntrySetCFProperties@1");
-  EXPECT_TRUE(write());
-  EXPECT_FALSE(write());
-  VirtualDevice::setFaults("");
 }
 
 }  // namespace

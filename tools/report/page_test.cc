@@ -15,7 +15,8 @@ TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
       {0xFC, 0xFF, "Passed", "Tests passed at offset 20."},
       {0xFC, 0xFD, "Incomplete", "A test is incomplete at offset 21."},
       {0xF2, 0xFD, "Failed", "A test failed at offset 20 (fail count 2)."},
-      {0xF2, 0xFE, "Poisoned", "A poison byte is set at offset 21."},
+      {0xF2, 0xFE, "Failed", "A test failed at offset 20 (fail count 2)."},
+      {0xFC, 0xFE, "Failed, or poisoned", "A test failed, or a poison byte is set, at offset 21."},
   };
   for (const auto& [byte, other, headline, detail] : cases) {
     UnitImage image;

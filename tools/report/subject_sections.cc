@@ -34,21 +34,13 @@ std::string textOf(const nlohmann::ordered_json& value) {
 }
 
 std::string cellOf(size_t offset, uint8_t byte) {
-  const char mark = markOf(byte);
-  const std::string use = useOf(offset).empty() ? "" : " (" + useOf(offset) + ")";
-  std::string text = "offset " + std::to_string(offset) + use + ": " + hexByte(byte) + ", ";
-  if (mark == kUnwrittenMark) {
-    text += "not written";
-  } else if (mark == kPoisonMark) {
-    text += "poisoned";
-  } else {
-    text +=
-        statusName(byte, testStatusNames()) + ", fail count " + std::to_string(failCountOf(byte));
-  }
+  const char mark = markOf(offset, byte);
+  const std::string text = "offset " + std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
+                           (mark == kUnwrittenMark ? "not written" : unit::byteText(offset, byte));
   const char* style = "nottested";
   if (mark == kUnwrittenMark) style = "unwritten";
-  if (mark == kPoisonMark || mark == 'F') style = "failed";
-  if (mark == 'P') style = "passed";
+  if (mark == kMaybePoisonMark || mark == 'F') style = "failed";
+  if (mark == 'P' || mark == 'C') style = "passed";
   if (mark == 'I') style = "incomplete";
   return std::string("<td class=\"") + style + "\" title=\"" + markupText(text) + "\">" +
          (mark == kUnwrittenMark ? "\u00b7" : std::string(1, mark)) + "</td>";
@@ -69,8 +61,9 @@ std::string statusGrid(std::span<const uint8_t> bytes) {
     html += "</tr>\n";
   }
   return html +
-         "</tbody></table>\n<p class=\"legend\">P passed, F failed, ! poisoned, I incomplete, "
-         "N not tested, \u00b7 not written. The offset is the row's number plus the "
+         "</tbody></table>\n<p class=\"legend\">P passed, F failed, ! failed, or poisoned, "
+         "I incomplete, N not tested, C log collection complete, \u00b7 not written. The offset is "
+         "the row's number plus the "
          "column's.</p>\n";
 }
 
@@ -149,9 +142,8 @@ std::string statusSection(const ReportSubject& subject) {
   const std::span bytes = contents.first(std::min<size_t>(contents.size(), kFirstRecordOffset));
   std::vector<Row> rows;
   for (const auto& [offset, byte] : subject.diagnosticData->diagnosticData->controlBits) {
-    rows.push_back({{std::to_string(offset), hexByte(byte),
-                     markOf(byte) == kPoisonMark ? "poisoned" : statusName(byte, testStatusNames()),
-                     std::to_string(failCountOf(byte)), useOf(offset)}});
+    const std::vector<std::string> row = controlBitRow(offset, byte);
+    rows.push_back({{row.begin(), row.end()}});
   }
   return section("Control-bit bytes",
                  statusGrid(bytes) +

@@ -1,7 +1,7 @@
 #include "tools/report/verdict.h"
 
 #include "controlbits/control_bit_byte.h"
-#include "tools/control_bit_text.h"
+#include "unit/byte_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -15,7 +15,7 @@ std::string offsetsText(const std::vector<std::string>& offsets) {
 
 /// The offsets of control-bit bytes by what they say.
 struct StatusOffsets {
-  std::vector<std::string> poisoned, failed, incomplete, passed;
+  std::vector<std::string> maybePoisoned, failed, incomplete, passed;
 
   explicit StatusOffsets(const DiagnosticReport& report) {
     for (const auto& [offset, byte] : report.controlBits) {
@@ -23,8 +23,8 @@ struct StatusOffsets {
       if (offset == kLogCollectionOffset) continue;
       switch (testStatusOf(byte)) {
         case kCorvaneControlBitsFailed:
-          if (markOf(byte) == kPoisonMark) {
-            poisoned.push_back(place);
+          if (unit::mayBePoison(offset, byte)) {
+            maybePoisoned.push_back(place);
           } else {
             failed.push_back(place + " (fail count " + std::to_string(failCountOf(byte)) + ")");
           }
@@ -86,11 +86,13 @@ Verdict verdictOn(const ReportSubject& subject) {
   Judge judge;
   const StatusOffsets bytes(subject.diagnosticData ? *subject.diagnosticData->diagnosticData
                                                    : DiagnosticReport());
-  if (!bytes.poisoned.empty()) {
-    judge.find(kBad, "Poisoned", "A poison byte is set at " + offsetsText(bytes.poisoned) + ".");
-  }
   if (!bytes.failed.empty()) {
     judge.find(kBad, "Failed", "A test failed at " + offsetsText(bytes.failed) + ".");
+  }
+  if (!bytes.maybePoisoned.empty()) {
+    judge.find(
+        kBad, "Failed, or poisoned",
+        "A test failed, or a poison byte is set, at " + offsetsText(bytes.maybePoisoned) + ".");
   }
   judge.findDamage(subject.diagnosticData, "The diagnostic data");
   judge.findDamage(subject.configuration, "The configuration area");

@@ -23,6 +23,10 @@ struct Occurrences {
 };
 CORVANE_EXPORT Occurrences occurrencesOf(std::string_view word, std::string_view text);
 
+/// Returns `word` without white space at its ends. Throws Error (kBadArgument) when it is blank or
+/// not UTF-8.
+CORVANE_EXPORT std::string trimmedWord(const std::string& word);
+
 /// Returns the boot arguments; nothing when they are not set or cannot be read: neither the library
 /// nor the registry tells which.
 CORVANE_EXPORT std::optional<std::string> readBootArguments();

@@ -41,22 +41,26 @@ CORVANE_EXPORT std::optional<Bytes> valueIn(std::span<const uint8_t> area, uint3
 /// Returns the text of `value`, up to its first byte that is 0 or 0xFF.
 CORVANE_EXPORT std::string textOf(std::span<const uint8_t> value);
 
+/// A key's value before and after a change; absent where there is none.
+struct KeyChange {
+  std::optional<Bytes> before, after;
+};
+
 /// What to do with a damaged store.
 enum class Damaged {
   kRefuse,  ///< Throw Error (kDamagedStore).
   kFormat,  ///< Replace all that the area holds with an empty store first.
 };
 
-/// Gives `key` a value, and returns the one it had. Reads the area, changes it in memory, writes
+/// Gives `key` a value. Reads the area, changes it in memory, writes
 /// the whole area once when that makes a difference, and reads it back. Throws Error: kBadArgument
 /// for 0x434E5442 ("CNTB"), which marks entries and is not a key; kDamagedStore and kNoRoom, with
 /// nothing written. What a failed change has left is put back.
-CORVANE_EXPORT std::optional<Bytes> writeKey(Lock& lock, uint32_t key,
-                                             std::span<const uint8_t> value,
-                                             Damaged damaged = Damaged::kRefuse);
+CORVANE_EXPORT KeyChange writeKey(Lock& lock, uint32_t key, std::span<const uint8_t> value,
+                                  Damaged damaged = Damaged::kRefuse);
 
-/// Removes `key`, and returns its value. Throws Error as above, and kAbsent.
-CORVANE_EXPORT Bytes deleteKey(Lock& lock, uint32_t key);
+/// Removes `key`. Throws Error as above, and kAbsent.
+CORVANE_EXPORT KeyChange deleteKey(Lock& lock, uint32_t key);
 
 }  // namespace corvane::unit
 

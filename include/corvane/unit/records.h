@@ -29,6 +29,7 @@ struct Record {
   uint8_t flags = 0;    ///< The whole byte that holds version, result and whether a record follows.
   std::string message;  ///< Its bytes, up to the first zero.
   size_t slot = 0;      ///< From 0.
+  uint32_t offset = 0;  ///< Of the slot, in the data set.
 
   /// Compares what a station wrote: not whether another record follows.
   CORVANE_EXPORT bool operator==(const Record& other) const;
@@ -50,6 +51,10 @@ CORVANE_EXPORT Records recordsIn(std::span<const uint8_t> contents);
 /// Returns `text` as a record can hold it: as many whole characters as fit into `kMaxRecordMessage`
 /// bytes of UTF-8. Control characters and bytes that are not UTF-8 become "?".
 CORVANE_EXPORT std::string textForRecord(std::string_view text);
+
+/// Returns what the byte at `offset`, 128 or more, of a whole data set `contents` belongs to: "is
+/// in the station of the record at offset 128".
+CORVANE_EXPORT std::string recordByteText(uint32_t offset, std::span<const uint8_t> contents);
 
 /// Appends a record with the current time, and returns it as the unit holds it. Writes its slot
 /// and, in the same write, the one before it, and reads both back. Throws Error: kBadArgument for a

@@ -13,6 +13,9 @@
 /// set "VelmoDiagnosticData".
 namespace corvane::unit {
 
+/// The number of control-bit bytes; records follow them in the data set.
+inline constexpr uint32_t kControlBits = 128;
+
 /// A byte before and after a change.
 struct ByteChange {
   uint8_t before = 0;  ///< As it was read.

@@ -1,0 +1,7 @@
+#include "platform/unit_messages.h"
+
+namespace corvane {
+
+void sendUnitMessagesTo(int) {}
+
+}  // namespace corvane

@@ -1,0 +1,67 @@
+#include "tools/unit_access.h"
+
+#include <cstdio>
+#include <iostream>
+
+#include "platform/unit_messages.h"
+#include "tools/command.h"
+#include "unit/records.h"
+#include "unit/status_byte.h"
+
+namespace corvane::tools {
+
+void requireUnitToLook() {
+  useExistingUnit();
+  requireUnit();
+}
+
+void requireDataToLook() {
+  requireUnitToLook();
+  unit::openDataArea();
+}
+
+void requireInside(uint32_t offset, size_t size) {
+  if (offset < size) return;
+  throw CommandError(kUsage, "offset " + std::to_string(offset) + " lies outside the data set of " +
+                                 std::to_string(size) + " bytes");
+}
+
+void requireControlBit(uint32_t offset, bool isForced) {
+  if (offset < unit::kControlBits) return;
+  const std::vector<uint8_t> contents = unit::readDiagnosticData();
+  requireInside(offset, contents.size());
+  if (isForced) return;
+  throw CommandError(kFailed, "the byte at offset " + std::to_string(offset) + " " +
+                                  unit::recordByteText(offset, contents) +
+                                  "; nothing was changed: --force changes it all the same");
+}
+
+ExitStatus statusOf(unit::Fault fault) {
+  switch (fault) {
+    case unit::Fault::kLocked:
+    case unit::Fault::kUnreadable:
+      return kNotReady;
+    case unit::Fault::kBadArgument:
+      return kUsage;
+    default:
+      return kFailed;
+  }
+}
+
+QuietChange::QuietChange() : _standardError(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+  std::cerr.flush();
+  std::fflush(stderr);
+  const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  if (!_standardError || !nowhere) return;
+  sendUnitMessagesTo(_standardError.get());
+  ::dup2(nowhere.get(), STDERR_FILENO);
+}
+
+QuietChange::~QuietChange() {
+  std::fflush(stderr);
+  if (!_standardError) return;
+  ::dup2(_standardError.get(), STDERR_FILENO);
+  sendUnitMessagesTo(-1);
+}
+
+}  // namespace corvane::tools

@@ -1,0 +1,53 @@
+#ifndef CORVANE_TOOLS_UNIT_ACCESS_H_
+#define CORVANE_TOOLS_UNIT_ACCESS_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/file_descriptor.h"
+#include "tools/command_error.h"
+#include "unit/error.h"
+#include "unit/lock.h"
+
+/// How the commands reach the unit.
+namespace corvane::tools {
+
+/// Opens the unit for a command that only looks. Throws CommandError when there is none: unlike a
+/// change, a look makes no new unit.
+void requireUnitToLook();
+/// Does so, and finds the data area.
+void requireDataToLook();
+
+/// Throws CommandError unless `offset` lies inside a data set of `size` bytes.
+void requireInside(uint32_t offset, size_t size);
+/// Throws CommandError for an offset outside the data set of the control-bit bytes and, unless
+/// `isForced`, for one that lies among the records.
+void requireControlBit(uint32_t offset, bool isForced);
+
+/// Returns the exit status of a command that ends with `fault`.
+ExitStatus statusOf(unit::Fault fault);
+
+/// Keeps standard error to the virtual unit's own messages while it exists: when a change is
+/// refused, the platform prints the whole request there (33 KB for the configuration area).
+class QuietChange {
+ public:
+  QuietChange();
+  ~QuietChange();
+  QuietChange(const QuietChange&) = delete;
+  QuietChange& operator=(const QuietChange&) = delete;
+
+ private:
+  FileDescriptor _standardError;
+};
+
+/// Returns what `change`, which takes the unit's lock, returns.
+template <typename Change>
+auto changeUnit(Change change) {
+  unit::Lock lock;
+  const QuietChange quiet;
+  return change(lock);
+}
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_UNIT_ACCESS_H_
