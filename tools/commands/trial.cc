@@ -56,10 +56,13 @@ void printText(const Summary& summary) {
 }
 
 void printAsJson(const Summary& summary) {
-  nlohmann::ordered_json document = {
-      {"station", summary.station.program}, {"number", summary.station.number},
-      {"planned", summary.planned},         {"cases", summary.cases()},
-      {"seconds", summary.seconds},         {"interrupted", summary.isInterrupted}};
+  const std::optional<uint8_t> number = summary.station.number;
+  nlohmann::ordered_json document = {{"station", summary.station.program},
+                                     {"number", number ? nlohmann::ordered_json(*number) : nullptr},
+                                     {"planned", summary.planned},
+                                     {"cases", summary.cases()},
+                                     {"seconds", summary.seconds},
+                                     {"interrupted", summary.isInterrupted}};
   for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
     for (size_t finding = 0; finding < std::size(kFindingNames); ++finding) {
       document["kinds"][kKindNames[kind]][kFindingNames[finding]] = summary.counts[kind][finding];
@@ -87,7 +90,7 @@ struct TrialCommand {
       options.isDescribed = true;
       options.station.statusOffset = *status;
       options.station.poisonOffset = *poison;
-      options.station.number = *record;
+      options.station.number = record;
     }
     const Summary summary = tryStation(options);
     json ? printAsJson(summary) : printText(summary);
@@ -115,9 +118,10 @@ void addTrialCommand(CLI::App& app) {
       command.number("--status", trial->status,
                      "Status byte of a station that does not describe itself", {0, 127});
   Option poison = command.number("--poison", trial->poison, "Its poison byte", {0, 127});
-  Option record = command.number("--record", trial->record, "Its number in records");
+  Option record = command.number("--record", trial->record,
+                                 "Its number in records; not for one that leaves none");
   status.needs(poison);
-  poison.needs(record);
+  poison.needs(status);
   record.needs(status);
   command.choices("--only", options.kinds, "Only cases of this kind",
                   {std::begin(kKindNames), std::end(kKindNames)});

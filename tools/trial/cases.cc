@@ -7,7 +7,7 @@
 #include <array>
 #include <ctime>
 
-#include "controlbits/poison_byte.h"
+#include "controlbits/diagnostic_record.h"
 #include "device/models.h"
 #include "host/virtual_device.h"
 #include "syscfg/area_format.h"
@@ -20,7 +20,9 @@ using host::VirtualDevice;
 
 constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
 
-uint8_t otherStation(const Station& station) { return static_cast<uint8_t>(station.number ^ 0x40); }
+uint8_t otherStation(const Station& station) {
+  return static_cast<uint8_t>(station.number.value_or(0) ^ 0x40);
+}
 
 /// Makes a unit in `folder` with two records and a key of other stations.
 std::filesystem::path makeUnit(const Station& station, const std::filesystem::path& folder,

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "controlbits/diagnostic_record.h"
 #include "controlbits/poison_byte.h"
 #include "station/results_line.h"
 
@@ -20,15 +21,14 @@ struct RunMark {
 };
 
 RunMark runMarkIn(const Station& station, const UnitState& state) {
-  const auto keys = state.keys();
-  const auto value = keys.find(station.runCountKey.value_or(0));
-  if (!station.runCountKey || value == keys.end() || value->second.size() < 16) return {};
+  const auto value = unit::valueIn(state.configuration, station.runCountKey.value_or(0));
+  if (!value || value->size() < 16) return {};
   const auto number = [&](size_t begin, size_t size) {
     uint64_t result = 0;
-    while (size-- > 0) result = result << 8 | value->second[begin + size];
+    while (size-- > 0) result = result << 8 | (*value)[begin + size];
     return result;
   };
-  const std::string_view magic(reinterpret_cast<const char*>(value->second.data()), 4);
+  const std::string_view magic(reinterpret_cast<const char*>(value->data()), 4);
   return magic == "RUNS" ? RunMark{number(4, 4), number(8, 8)} : RunMark{number(0, 4), 0};
 }
 
@@ -147,21 +147,26 @@ class Judge {
     const std::vector<Record> before = _before.records();
     _added = _after.records();
     for (const Record& record : before) {
-      _isRecordLost |= _added.empty() || !isSame(_added.front(), record);
+      _isRecordLost |= _added.empty() || _added.front() != record;
       if (!_added.empty()) _added.erase(_added.begin());
     }
     for (const Record& record : _others) {
-      const auto at = std::ranges::find_if(_added, [&](auto& r) { return isSame(r, record); });
+      const auto at = std::ranges::find(_added, record);
       _isRecordLost |= at == _added.end();
       if (at != _added.end()) _added.erase(at);
     }
   }
 
-  bool hasRecord() const { return _added.size() == 1 && _added[0].station == _station.number; }
+  /// Returns whether the run left its one record; none for a station that leaves no records.
+  bool hasRecord() const {
+    if (!_station.number) return _added.empty();
+    return _added.size() == 1 && _added[0].station == *_station.number;
+  }
   bool showsFail() const { return _isFailed && _isPoisoned && hasRecord(); }
   bool showsPass() const {
-    const bool isMarked = _isPassed && !_isPoisoned && !_isRecordLost && hasRecord() &&
-                          resultOf(_added[0]) == resultOf(_good.run.after->records().back());
+    const bool isMarked =
+        _isPassed && !_isPoisoned && !_isRecordLost && hasRecord() &&
+        (!_station.number || _added[0].result == _good.run.after->records().back().result);
     if (!isMarked || !_station.runCountKey) return isMarked;
     const RunMark mark = runMarkIn(_station, _after);
     char run[17];
@@ -230,7 +235,7 @@ class Judge {
           return others.contains(key) && others.at(key) == value;
         };
         if (!_case.stuck && !(isIn(before) && isIn(after))) {
-          return "key " + keyName(key) + " was changed";
+          return "key " + unit::keyName(key) + " was changed";
         }
       }
     }

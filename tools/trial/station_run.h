@@ -17,14 +17,14 @@ namespace corvane::tools::trial {
 struct Station {
   std::string program;
   std::vector<std::string> arguments;
-  std::string name;
-  uint32_t number = 0;
+  /// Absent for a station that leaves no records.
+  std::optional<uint8_t> number;
   uint32_t statusOffset = 0;
   uint32_t poisonOffset = 0;
   /// Whether it is written with the station kit; the keys are those of its profile.
   bool isOfKit = false;
   std::optional<uint32_t> runCountKey, unitKey;
-  /// The model that it takes, and other places of its profile.
+  /// A model that it takes; empty when it takes all.
   std::string model;
 };
 

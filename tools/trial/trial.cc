@@ -105,11 +105,10 @@ class Trial {
         const auto value = profile.find(name);
         if (value == profile.end() || !value->is_string() || value->get<std::string>().empty())
           return {};
-        return packedKey(value->get<std::string>());
+        return unit::keyOf(value->get<std::string>());
       };
       _station.isOfKit = true;
-      profile.at("name").get_to(_station.name);
-      profile.at("number").get_to(_station.number);
+      _station.number = profile.at("number").get<uint8_t>();
       profile.at("statusOffset").get_to(_station.statusOffset);
       profile.at("poisonOffset").get_to(_station.poisonOffset);
       _station.runCountKey = key("runCountKey");
@@ -223,31 +222,39 @@ class Trial {
     if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
     _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
     if (_options.keep.empty()) return;
-    std::string name = what.name;
-    std::ranges::replace(name, '/', '_');
+    const auto options = fs::copy_options::recursive | fs::copy_options::copy_symlinks |
+                         fs::copy_options::overwrite_existing;
     fs::create_directories(_options.keep);
-    fs::copy(folder, fs::path(_options.keep) / name,
-             fs::copy_options::recursive | fs::copy_options::copy_symlinks |
-                 fs::copy_options::overwrite_existing);
+    fs::copy(folder, keptFolder(what), options);
+    fs::copy(what.unit, keptFolder(what) / "before", options);
   }
 
   std::string repeatOf(const Case& what) const {
     std::string arguments;
     for (const std::string& argument : _station.arguments) arguments += " " + quoted(argument);
     const bool isRule = !what.faults.empty() && !what.meddling && what.kind != Kind::kSurroundings;
-    if (isRule) {
-      return "CORVANE_DEVICE=$(mktemp -d) CORVANE_FAULTS=" + quoted(what.faults) + " " +
-             quoted(_station.program) + arguments;
+    if (isRule && !_options.keep.empty()) {
+      return "CORVANE_DEVICE=" + quoted(keptFolder(what) / "before") +
+             " CORVANE_FAULTS=" + quoted(what.faults) + " " + quoted(_station.program) + arguments;
     }
     std::string places;
+    const auto addPlace = [&](const char* name, uint32_t place) {
+      places += std::string(" --") + name + " " + std::to_string(place);
+    };
     if (_options.isDescribed) {
-      places = " --status " + std::to_string(_station.statusOffset) + " --poison " +
-               std::to_string(_station.poisonOffset) + " --record " +
-               std::to_string(_station.number);
+      addPlace("status", _station.statusOffset);
+      addPlace("poison", _station.poisonOffset);
+      if (_station.number) addPlace("record", *_station.number);
     }
+    addPlace("seed", _options.seed);
     return "corvane trial " + quoted(_station.program) + places + " --case " + quoted(what.name) +
-           " --seed " + std::to_string(_options.seed) +
            (arguments.empty() ? "" : " --" + arguments);
+  }
+
+  fs::path keptFolder(const Case& what) const {
+    std::string name = what.name;
+    std::ranges::replace(name, '/', '_');
+    return fs::path(_options.keep) / name;
   }
 
   /// Runs the cases, as many at a time as there are jobs, and hands each to `done` in its thread.

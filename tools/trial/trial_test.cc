@@ -13,19 +13,22 @@ class TrialTest : public ToolTest {
 };
 
 const std::string kLiar = shellWord(LIBRARY_LIAR) + " --status 30 --poison 31 --record 9 ";
+const std::string kKitLiar = shellWord(KIT_LIAR) + " ";
 
 TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
   const struct {
+    std::string station;
     const char *lie, *found, *finding, *reason;
   } cases[] = {
-      {"ignores-refusal", "IORegistryEntrySetCFProperties=0xe00002c1@1+", "lie",
+      {kKitLiar, "--lies", "low battery", "lie", "ended with 0, but the unit does not show a pass"},
+      {kLiar, "ignores-refusal", "IORegistryEntrySetCFProperties=0xe00002c1@1+", "lie",
        "ended with 0, but the unit does not show a pass"},
-      {"never-reads-back", "stuck:VelmoDiagnosticData:30=254", "lie",
+      {kLiar, "never-reads-back", "stuck:VelmoDiagnosticData:30=254", "lie",
        "ended with 0, but the unit does not show a pass"},
-      {"early-verdict", "no power source", "lie", "ended with 1, but the unit shows a pass"},
-      {"hangs", "IORegistryEntrySetCFProperties@1+", "hang", "not ended after 5 s"}};
-  for (const auto& [lie, found, finding, reason] : cases) {
-    const auto summary = tryStation(kLiar + "--case '" + found + "' -- " + lie, 1);
+      {kLiar, "early-verdict", "no power source", "lie", "ended with 1, but the unit shows a pass"},
+      {kLiar, "hangs", "IORegistryEntrySetCFProperties@1+", "hang", "not ended after 5 s"}};
+  for (const auto& [station, lie, found, finding, reason] : cases) {
+    const auto summary = tryStation(station + "--case '" + found + "' -- " + lie, 1);
     ASSERT_EQ(summary["findings"].size(), 1u) << summary;
     EXPECT_EQ(summary["findings"][0]["finding"], finding);
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, summary["findings"][0]["reason"]);
@@ -33,11 +36,12 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
 }
 
 TEST_F(TrialTest, AnHonestStationIsTriedInEveryWayAndLeavesNothing) {
-  const std::string places = kLiar + "--limit 100 --keep " + shellWord(path("kept"));
-  const auto summary = tryStation(places, 0);
-  EXPECT_EQ(summary["cases"], 100);
-  for (const auto& kind : summary["kinds"]) EXPECT_GT(kind["honest"], 10);
-  EXPECT_FALSE(std::filesystem::exists(path("kept")));
+  for (const std::string& station : {kLiar, kKitLiar}) {
+    const auto summary = tryStation(station + "--limit 100 --keep " + shellWord(path("kept")), 0);
+    EXPECT_EQ(summary["cases"], 100);
+    for (const auto& kind : summary["kinds"]) EXPECT_GT(kind["honest"], 10);
+    EXPECT_FALSE(std::filesystem::exists(path("kept"))) << summary;
+  }
 }
 
 TEST_F(TrialTest, AStationThatCannotBeTriedIsNot) {

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "platform/printable.h"
+#include "controlbits/diagnostic_record.h"
 #include "syscfg/memory_store.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
@@ -41,14 +41,6 @@ std::set<std::string> wordsOf(const Bytes& list) {
 
 }  // namespace
 
-std::vector<Record> UnitState::records() const {
-  std::vector<Record> records = readChain<time_t>(diagnostics).records;
-  for (Record& record : records) {
-    record.flags = static_cast<uint8_t>(record.flags & ~kRecordContinued);
-  }
-  return records;
-}
-
 std::map<uint32_t, Bytes> UnitState::keys() const {
   const MemoryStore store(configuration);
   std::vector<uint32_t> names(configuration.size());
@@ -56,17 +48,9 @@ std::map<uint32_t, Bytes> UnitState::keys() const {
   names.resize(static_cast<size_t>(std::max(count, 0)));
   std::map<uint32_t, Bytes> keys;
   for (const uint32_t key : names) {
-    Bytes value(configuration.size());
-    size_t length = 0;
-    if (syscfg__read_key(store.get(), key, value.data(), &length) != 0) continue;
-    value.resize(length);
-    keys.emplace(key, value);
+    if (const auto value = unit::valueIn(configuration, key)) keys.emplace(key, *value);
   }
   return keys;
-}
-
-bool isSame(const Record& left, const Record& right) {
-  return std::memcmp(&left, &right, sizeof left) == 0;
 }
 
 UnitState readUnit(const std::filesystem::path& folder) {
@@ -87,11 +71,12 @@ void writeUnit(const std::filesystem::path& folder, const UnitState& before,
 }
 
 void appendRecord(UnitState& state, uint8_t station, int result) {
-  const size_t slot = readChain<time_t>(state.diagnostics).records.size();
+  using Slot = DiagnosticRecord<time_t>;
+  const size_t slot = state.records().size();
   const auto place = [&](size_t i) { return state.diagnostics.data() + slotOffset<time_t>(i); };
-  if (slot > 0) place(slot - 1)[offsetof(Record, flags)] |= kRecordContinued;
-  Record record{1'600'000'000 + static_cast<time_t>(slot), station,
-                static_cast<uint8_t>(result << kRecordResultShift), "of another"};
+  if (slot > 0) place(slot - 1)[offsetof(Slot, flags)] |= kRecordContinued;
+  Slot record{1'600'000'000 + static_cast<time_t>(slot), station,
+              static_cast<uint8_t>(result << kRecordResultShift), "of another"};
   record = swapForSlot(record);
   std::memcpy(place(slot), &record, sizeof record);
 }
@@ -124,18 +109,6 @@ std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right) {
                                           std::inserter(words, words.end()));
   }
   return words;
-}
-
-uint32_t packedKey(std::string_view name) {
-  uint32_t key = 0;
-  for (const char c : name) key = key << 8 | static_cast<uint8_t>(c);
-  return key;
-}
-
-std::string keyName(uint32_t key) {
-  std::string name;
-  for (int shift = 24; shift >= 0; shift -= 8) name += static_cast<char>(key >> shift);
-  return printable(name);
 }
 
 }  // namespace corvane::tools::trial

@@ -2,7 +2,6 @@
 #define CORVANE_TOOLS_TRIAL_UNIT_STATE_H_
 
 #include <cstdint>
-#include <ctime>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -10,12 +9,13 @@
 #include <string_view>
 #include <vector>
 
-#include "controlbits/record_chain.h"
+#include "unit/keys.h"
+#include "unit/records.h"
 
 namespace corvane::tools::trial {
 
-using Bytes = std::vector<uint8_t>;
-using Record = DiagnosticRecord<time_t>;
+using unit::Bytes;
+using unit::Record;
 
 inline constexpr std::string_view kDiagnosticSet = "VelmoDiagnosticData";
 inline constexpr std::string_view kConfigurationSet = "VelmoDiagnosticDataSysCfg";
@@ -28,13 +28,10 @@ struct UnitState {
   bool operator==(const UnitState&) const = default;
 
   uint8_t byte(size_t offset) const { return diagnostics.at(offset); }
-  /// Returns the chain of records, each without its continuation bit.
-  std::vector<Record> records() const;
+  std::vector<Record> records() const { return unit::recordsIn(diagnostics).records; }
   /// Returns the keys and values as the library reads them.
   std::map<uint32_t, Bytes> keys() const;
 };
-
-bool isSame(const Record& left, const Record& right);
 
 /// Reads the unit in `folder`. Throws CommandError when it cannot be read.
 UnitState readUnit(const std::filesystem::path& folder);
@@ -52,9 +49,6 @@ void deleteKey(UnitState& state, uint32_t key);
 std::set<size_t> differences(const Bytes& left, const Bytes& right);
 /// Returns the words of the property lists that only one of them has.
 std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right);
-
-uint32_t packedKey(std::string_view name);
-std::string keyName(uint32_t key);
 
 }  // namespace corvane::tools::trial
 
