@@ -39,22 +39,21 @@ std::string cutText(const std::string& text, size_t most) {
   return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
 }
 
-/// Cuts the texts of a line, also in the objects that it holds.
-void cutTexts(ordered_json& value, size_t most) {
-  if (value.is_string()) {
-    value = cutText(value.get_ref<const std::string&>(), most);
-  } else if (value.is_structured()) {
-    for (ordered_json& part : value) cutTexts(part, most);
+/// Returns the line with its texts cut, also those in the objects that it holds.
+ordered_json withCutTexts(ordered_json value, size_t most) {
+  if (value.is_string()) return cutText(value.get_ref<const std::string&>(), most);
+  for (ordered_json& part : value) {
+    if (part.is_structured() || part.is_string()) part = withCutTexts(std::move(part), most);
   }
+  return value;
 }
 
 /// Returns the line's bytes, kMaxResultsLine at most: escapes can make a text six times as long.
 std::string bytesOf(const ordered_json& line) {
   for (size_t most = kMaxResultsText;; most /= 2) {
-    ordered_json cut = line;
-    cutTexts(cut, most);
-    std::string bytes = cut.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
-    if (bytes.size() <= kMaxResultsLine) return bytes;
+    std::string bytes =
+        withCutTexts(line, most).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+    if (bytes.size() < kMaxResultsLine) return bytes + "\n";
   }
 }
 

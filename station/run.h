@@ -126,9 +126,10 @@ class Run {
                    bool isLast);
   void runLastPhase();
   AttemptEnd endAttempt(const Phase& phase, const std::string& thrown);
-  /// These two return what is to be told when the lock is free again.
+  /// These two return what is to be told when the lock is free again. A phase that has not ended is
+  /// a failure.
   std::function<void()> repeatPhase(const Lock& lock);
-  std::function<void()> closePhase(const Lock& lock);
+  std::function<void()> closePhase(const Lock& lock, bool hasEnded = true);
   bool takeCheck(const Phase& phase, std::string_view name, bool isInside,
                  const std::string& shownValue, const nlohmann::ordered_json& fields);
   bool takeTextCheck(const Phase& phase, std::string_view name, const std::string& text,

@@ -166,14 +166,18 @@ std::function<void()> Run::repeatPhase(const Lock&) {
   };
 }
 
-std::function<void()> Run::closePhase(const Lock&) {
+std::function<void()> Run::closePhase(const Lock&, bool hasEnded) {
   const PhaseInProgress phase = std::move(*_phase);
   _phase.reset();
   _watch.endLimit();
   const std::string name = phase.handle->_name;
-  const std::string reason = phase.failures.text();
+  std::string reason = phase.failures.text();
   if (phase.handle->_isLast && _last) _last->failures = reason;
   _failures.addAll(name, phase.failures);
+  if (!hasEnded) {
+    reason += std::string(reason.empty() ? "" : "; ") + "did not end";
+    _failures.add(name, "phase " + name + " did not end");
+  }
   const bool isInterrupted = this->isInterrupted() && !phase.handle->_isLast;
   const Verdict verdict = !reason.empty() ? Verdict::kFailed
                           : isInterrupted ? Verdict::kIncomplete

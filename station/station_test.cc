@@ -17,6 +17,20 @@
 namespace corvane::station {
 namespace {
 
+/// Returns a value of the run count's key in the form of today's stations.
+std::vector<uint8_t> runCountValue(uint32_t count) {
+  std::vector<uint8_t> value = {'R', 'U', 'N', 'S'};
+  for (int i = 0; i < 4; ++i) value.push_back(static_cast<uint8_t>(count >> (8 * i)));
+  value.resize(16);
+  return value;
+}
+
+void setKey(const std::vector<uint8_t>& value, const char* key = "SPKR") {
+  unit::openDataArea();
+  unit::Lock lock;
+  unit::writeKey(lock, unit::keyOf(key), value);
+}
+
 TEST_F(StationTest, ARunLeavesItsVerdictCountAndRecord) {
   EXPECT_EQ(runStation(passingBody).exitStatus(), 0);
   EXPECT_EQ(held().status, 0xFC);
@@ -96,6 +110,80 @@ TEST_F(StationTest, AnUnfitUnitIsRefusedAndLeftAlone) {
   std::fill_n(data.begin() + 128, 20 * 24, uint8_t{0x41});
   _unit.setDataSet("VelmoDiagnosticData", data);
   expectRefusal({}, "byte 21 holds 0x02; the chain of records is full: it holds 20");
+}
+
+TEST_F(StationTest, AUnitThatIsNotTheOneThatWasScannedIsRefused) {
+  Profile profile = kStation;
+  profile.unitKey = "SRNO";
+  EXPECT_EQ(runStation(passingBody, profile).verdict, Verdict::kPassed) << "it has no key";
+  setKey({'S', 'N', '9', 0}, "SRNO");
+  EXPECT_EQ(runStation(passingBody, profile).reason, "the unit is SN9 by its key SRNO, not SN1");
+  EXPECT_EQ(run(profile, {.results = resultsFile(), .isQuiet = true}, passingBody).exitStatus(), 0);
+  EXPECT_EQ(results().back()["unit"], "SN9");
+}
+
+TEST_F(StationTest, ChecksAreInTheResults) {
+  const struct {
+    std::string text;
+    Expected expected;
+    std::string complaint;  ///< Empty when the check is met.
+  } cases[] = {
+      {"1A100", {.equals = "1A100"}, ""},
+      {"1A99", {.equals = "1A100"}, "build is 1A99, expected 1A100"},
+      {"b", {.oneOf = {"a", "b"}}, ""},
+      {"c", {.oneOf = {"a", "b"}}, "build is c, expected one of a, b"},
+      {"1A100", {.matches = "1A(1|100)"}, ""},
+      {"1A100x", {.matches = "1A[0-9]+"}, "build is 1A100x, expected matches 1A[0-9]+"},
+      {"x", {.matches = "("}, "build cannot be checked: the pattern '(' is wrong: "},
+      {"x", {.matches = std::string(4097, 'x')}, "the pattern has 4097 bytes; at most 4096"},
+      {"x", {}, "exactly one of equals, oneOf and matches must be given"},
+      {"x", {.equals = "x", .matches = "x"}, "exactly one of"},
+  };
+  for (const auto& [text, expected, complaint] : cases) {
+    setByte(21, 0xFF);
+    const Outcome outcome = runStation([&, &text = text, &expected = expected](TestRun& run) {
+      run.phase("p", [&](Phase& phase) { phase.check("build", text, expected); });
+    });
+    EXPECT_EQ(outcome.exitStatus(), complaint.empty() ? 0 : 1) << complaint;
+    EXPECT_PRED_FORMAT2(IsSubstring, complaint, outcome.reason);
+  }
+  setByte(21, 0xFF);
+  std::filesystem::remove(resultsFile());
+  EXPECT_EQ(runStation([](TestRun& run) {
+              run.phase("p", [](Phase& phase) {
+                EXPECT_TRUE(phase.check("build", "1A99", {.matches = "1A.*"}));
+                EXPECT_FALSE(phase.check("door", false));
+              });
+            }).reason,
+            "p: door is false, expected true");
+  expectFields(results()[2], R"({"type": "measurement", "name": "build", "value": null,
+      "inside": true, "check": "matches", "text": "1A99", "expected": "matches 1A.*"})");
+  expectFields(results()[3], R"({"check": "isTrue", "text": "false", "inside": false})");
+}
+
+TEST_F(StationTest, NoLineIsLongerThanItsReadersTake) {
+  runStation([](TestRun& run) {
+    run.phase(std::string(5000, '\x01'), [](Phase& phase) {
+      phase.measure(std::string(5000, '\x02'), 1, std::string(5000, '\x03'));
+    });
+    run.phase("tone", [](Phase& phase) {
+      for (int i = 0; i < 3000; ++i) phase.measure("m", 2, std::string(100, 'V'), {.upper = 1});
+    });
+  });
+  for (const std::string& line : corvane::testing::splitLines(readText(resultsFile()))) {
+    EXPECT_LT(line.size(), size_t{64} << 10);
+  }
+  const std::string reason = results().back()["reason"];
+  EXPECT_LE(reason.size(), 4200u);
+  EXPECT_PRED_FORMAT2(IsSubstring, "... (5000 bytes)", results()[1]["phase"].get<std::string>());
+  setByte(21, 0xFF);
+  const Outcome outcome = runStation([](TestRun& run) {
+    run.phase("p", [](Phase& phase) {
+      for (int i = 0; i < 27; ++i) phase.measure("m", 75.00000001, "V", {.lower = 0, .upper = 75});
+    });
+  });
+  EXPECT_PRED_FORMAT2(IsSubstring, "p: m is 75.00000001 V, outside 0 to 75; ", outcome.reason);
+  EXPECT_TRUE(outcome.reason.ends_with("; and 7 more"));
 }
 
 TEST_F(StationTest, ABatteryThatIsNotAskedForNeedNotBeThere) {
@@ -309,20 +397,6 @@ TEST_F(StationTest, ASignalEndsARunWhoseResultsNobodyReads) {
   };
   EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
   ::close(reader);
-}
-
-/// Returns a value of the run count's key in the form of today's stations.
-std::vector<uint8_t> runCountValue(uint32_t count) {
-  std::vector<uint8_t> value = {'R', 'U', 'N', 'S'};
-  for (int i = 0; i < 4; ++i) value.push_back(static_cast<uint8_t>(count >> (8 * i)));
-  value.resize(16);
-  return value;
-}
-
-void setKey(const std::vector<uint8_t>& value) {
-  unit::openDataArea();
-  unit::Lock lock;
-  unit::writeKey(lock, unit::keyOf("SPKR"), value);
 }
 
 TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
