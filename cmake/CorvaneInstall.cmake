@@ -10,7 +10,7 @@ install(TARGETS ${targets} EXPORT CorvaneTargets LIBRARY COMPONENT libraries
                                                          NAMELINK_COMPONENT development)
 if(CORVANE_TOOL)
   # Not exported: the CMake package would refuse to be found where the tool is not installed.
-  install(TARGETS corvane-tool COMPONENT tool)
+  install(TARGETS corvane-tool RUNTIME COMPONENT tool BUNDLE DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   list(APPEND targets corvane-tool)
 endif()
 
@@ -30,24 +30,26 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/CorvaneConfig.cmake
               ${PROJECT_BINARY_DIR}/CorvaneConfigVersion.cmake DESTINATION ${package_folder})
 
-# The CoreFoundation that this was built with.
-if(CORVANE_COREFOUNDATION)
+# What a program is compiled and linked with besides: on the device its frameworks.
+if(CORVANE_PLATFORM STREQUAL device)
+  set(PKGCONFIG_LIBS "-framework CoreFoundation")
+  set(PKGCONFIG_LIBS_PRIVATE "-framework IOKit -framework Foundation")
+elseif(CORVANE_COREFOUNDATION)
   cmake_path(GET COREFOUNDATION_LIBRARY PARENT_PATH folder)
   # CMake itself adds no folder below the sources or the build folder.
   set_property(TARGET ${targets} APPEND PROPERTY INSTALL_RPATH ${folder})
-  # pkg-config takes a blank for the end of an argument, and quotes -I alone again.
-  string(REPLACE " " "\\ " include "${COREFOUNDATION_INCLUDE_DIR}")
+  # pkg-config takes a blank for the end of an argument.
   string(REPLACE " " "\\ " library "${COREFOUNDATION_LIBRARY}")
   string(REPLACE " " "\\ " folder "${folder}")
-  set(COREFOUNDATION_CFLAGS "-I${include}")
-  set(COREFOUNDATION_LIBS "-Wl,-rpath,${folder} ${library}")
+  set(PKGCONFIG_CFLAGS " \"-isystem${COREFOUNDATION_INCLUDE_DIR}\" -I\${includedir}/corvane-host")
+  set(PKGCONFIG_LIBS "-lcorvane-host -Wl,-rpath,${folder} ${library}")
 else()
-  set(COREFOUNDATION_CFLAGS "-I\${includedir}/corvane-corefoundation")
-  set(COREFOUNDATION_LIBS "-lcorvane-corefoundation")
+  set(PKGCONFIG_CFLAGS " -I\${includedir}/corvane-corefoundation -I\${includedir}/corvane-host")
+  set(PKGCONFIG_LIBS "-lcorvane-host -lcorvane-corefoundation")
 endif()
 
 if(NOT BUILD_SHARED_LIBS AND CORVANE_PLATFORM STREQUAL host)
-  set(PKGCONFIG_REQUIRES "Requires: libplist-2.0")
+  set(PKGCONFIG_REQUIRES "libplist-2.0")
 endif()
 
 # Programs find the libraries of an installation outside the system's folders.

@@ -78,6 +78,19 @@ arguments and facts, a test log, and CPU usage per process.
 This package holds the headers, the packages for CMake and pkg-config, and a
 burn-in station as an example.")
 
+corvane_package(corvane-doc COMPONENTS documents SECTION doc DESCRIPTION
+"support library for factory test programs - documentation
+Corvane is what the programs of test stations link: the test-status bytes, the
+configuration keys and the records that stations leave on a unit, its boot
+arguments and facts, a test log, and CPU usage per process.
+
+This package holds the pages for those who write stations, run them on a line,
+and analyse units: tutorial, reference, results, virtual units, installation.")
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/corvane-doc COMPONENT documents)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/corvane-doc COMPONENT documents
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+set(CPACK_DEBIAN_CORVANE-DOC_PACKAGE_ARCHITECTURE all)
+
 set(examples ${CMAKE_INSTALL_DATADIR}/doc/libcorvane-dev/examples)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/examples/burn_in_station.cc
         DESTINATION ${examples})

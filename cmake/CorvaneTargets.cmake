@@ -37,7 +37,14 @@ if(CORVANE_PLATFORM STREQUAL host AND CMAKE_BUILD_TYPE MATCHES "^(Rel|MinSize)" 
   add_link_options(-Wl,-z,relro -Wl,-z,now)
 endif()
 
-set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+# The folder of the program or library that is loaded, in the words of the platform's loader. A program in a bundle lies
+# a folder deeper.
+if(CORVANE_PLATFORM STREQUAL host)
+  set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+else()
+  set(CMAKE_INSTALL_RPATH "@loader_path;@loader_path/../${CMAKE_INSTALL_LIBDIR}"
+                          "@loader_path/../../${CMAKE_INSTALL_LIBDIR}")
+endif()
 # A library outside the system's folders, such as another CoreFoundation, is found where it was linked.
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH TRUE)
 
@@ -55,12 +62,16 @@ target_include_directories(
   corvane PRIVATE ${CORVANE_INCLUDE}
   INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 
-# corvane_enclose(target): a static library becomes one object that holds what it shares with the
-# others, and hides what the shared library hides. Without that the fault rules of one library's calls would
-# hold for all of them. To be called in the folder that makes the target.
+# corvane_enclose(target): a static library holds what it shares with the others. Off the device it becomes one object,
+# which hides what the shared library hides: without that the fault rules of one library's calls would hold for all of
+# them. To be called in the folder that makes the target.
 function(corvane_enclose target)
   get_target_property(type ${target} TYPE)
   if(NOT type STREQUAL STATIC_LIBRARY)
+    return()
+  endif()
+  if(CORVANE_PLATFORM STREQUAL device)
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:corvane-formats> $<TARGET_OBJECTS:corvane-platform>)
     return()
   endif()
   get_property(options TARGET ${target} PROPERTY CORVANE_WRAP_OPTIONS)
