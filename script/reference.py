@@ -2,6 +2,7 @@
 Fails on each of Doxygen's warnings, and on what it does not look at: a function whose comment leaves out a parameter or the result,
 a comment that names something that is not there, and a header whose names would be missing from the reference."""
 
+import os
 import pathlib
 import re
 import shutil
@@ -22,7 +23,8 @@ def run(*command, **options):
 
 def install():
     """Installs the build that script/demo shows, and returns the folder of its headers."""
-    run("cmake", "--preset", "demo", stdout=subprocess.DEVNULL)
+    warnings = "-DCMAKE_COMPILE_WARNING_AS_ERROR=" + os.environ.get("CI", "OFF")
+    run("cmake", "--preset", "demo", warnings, stdout=subprocess.DEVNULL)
     run("cmake", "--build", "--preset", "demo")
     shutil.rmtree(DOCS, ignore_errors=True)
     run("cmake", "--install", "build/demo", "--prefix", DOCS / "installed", stdout=subprocess.DEVNULL)
