@@ -227,17 +227,9 @@ class Judge {
       }
       return "byte " + std::to_string(offset) + " was changed";
     }
-    const auto before = _before.keys(), after = _after.keys();
-    for (const auto& keys : {before, after}) {
-      for (const auto& [key, value] : keys) {
-        if (key == _station.runCountKey || _good.keys.contains(key)) continue;
-        const auto isIn = [key = key, &value = value](const auto& others) {
-          return others.contains(key) && others.at(key) == value;
-        };
-        if (!_case.stuck && !(isIn(before) && isIn(after))) {
-          return "key " + unit::keyName(key) + " was changed";
-        }
-      }
+    for (const uint32_t key : keyDifferences(_before, _after)) {
+      if (key == _station.runCountKey || _good.keys.contains(key) || _case.stuck) continue;
+      return "key " + unit::keyName(key) + " was changed";
     }
     for (const std::string& word : wordDifferences(_before.nvram, _after.nvram)) {
       if (!_good.words.contains(word)) return "the word " + word + " of NVRAM was changed";

@@ -32,11 +32,15 @@ double secondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+/// Returns what the file holds; empty when it cannot be read.
 std::string textOf(const fs::path& path) {
   constexpr size_t kMaxSize = size_t{1} << 20;
-  if (!fs::exists(path)) return {};
-  const std::vector<uint8_t> bytes = readFile(path, kMaxSize).bytes;
-  return {bytes.begin(), bytes.end()};
+  try {
+    const std::vector<uint8_t> bytes = readFile(path, kMaxSize).bytes;
+    return {bytes.begin(), bytes.end()};
+  } catch (const CommandError&) {
+    return {};
+  }
 }
 
 Calls callsIn(const fs::path& file) {
@@ -125,22 +129,20 @@ void endGroup(pid_t group) {
   }
 }
 
-bool isStopped(pid_t process) {
-  siginfo_t info = {};
-  return waitid(P_PID, static_cast<id_t>(process), &info, WSTOPPED | WNOHANG) == 0 &&
-         info.si_pid == process;
-}
-
 /// Changes the unit of the stopped station as another program does, under the unit's lock. Changes
 /// nothing when the station holds the lock.
 void meddle(const Case& what, const fs::path& unit, Run& run) {
   const FileDescriptor lock(open((unit / ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return;
-  const UnitState before = readUnit(unit);
-  UnitState after = before;
-  what.meddling(after);
-  writeUnit(unit, before, after);
-  run.meddled.emplace(before, after);
+  try {
+    const UnitState before = readUnit(unit);
+    UnitState after = before;
+    what.meddling(after);
+    writeUnit(unit, before, after);
+    run.meddled.emplace(before, after);
+  } catch (const CommandError&) {
+    // Not reached: the unit cannot be read at this moment.
+  }
 }
 
 /// Waits for the end of the station and does to it what the case says.
@@ -150,7 +152,7 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
   const Clock::time_point begin = Clock::now();
   bool isSignalDue = what.signalAfter.has_value(), isStopDue = static_cast<bool>(what.meddling);
   for (;;) {
-    double wait = std::min(limit - secondsSince(begin), isStopDue ? 0.0005 : 0.1);
+    double wait = std::min(limit - secondsSince(begin), what.meddling ? 0.001 : 0.1);
     if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));
     const auto nanoseconds = static_cast<long>(std::max(wait, 0.0) * 1e9);
     const timespec time = {0, std::min(nanoseconds, 999'999'999L)};
@@ -160,15 +162,12 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
       isSignalDue = false;
       kill(-process, what.signal);
     }
-    if (isStopDue && isStopped(process)) {
-      isStopDue = false;
+    if (isStopDue) {
       run.callsAtStop = callsIn(folder / "calls");
-      try {
-        meddle(what, folder / "unit", run);
-      } catch (const std::exception&) {
-        // Not reached: the unit cannot be read at this moment.
-      }
-      kill(-process, SIGCONT);
+      isStopDue = run.callsAtStop[what.call] < what.occurrence;
+      if (!isStopDue) meddle(what, folder / "unit", run);
+    } else if (what.meddling) {
+      kill(-process, SIGCONT);  // Again and again: the process counts its call before it stops.
     }
     run.isHung = secondsSince(begin) >= limit;
     if (run.isHung || isCancelled) break;

@@ -86,7 +86,7 @@ struct Run {
 Run runStation(const Station& station, const Case& what, const std::filesystem::path& folder,
                double limit, const std::atomic<bool>& isCancelled);
 
-/// Makes this process the one that waits for what stations leave behind.
+/// Makes this process the parent of processes whose own parent ends.
 void adoptOrphans();
 
 }  // namespace corvane::tools::trial

@@ -2,12 +2,12 @@
 
 #include <signal.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <numeric>
@@ -103,8 +103,7 @@ class Trial {
     try {
       const auto key = [&](const char* name) -> std::optional<uint32_t> {
         const auto value = profile.find(name);
-        if (value == profile.end() || !value->is_string() || value->get<std::string>().empty())
-          return {};
+        if (value == profile.end() || !value->is_string()) return {};
         return unit::keyOf(value->get<std::string>());
       };
       _station.isOfKit = true;
@@ -126,12 +125,11 @@ class Trial {
   void tryGoodUnit(const Case& what) {
     runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
       _good.run = run;
-      const std::string said = " (its output ends with: " +
-                               printable(run.output.substr(
-                                   run.output.size() - std::min<size_t>(run.output.size(), 200))) +
-                               ")";
       if (run.waitStatus != 0) {
-        throw CommandError(kNotReady, _station.program + " does not pass on a good unit" + said);
+        constexpr size_t kMaxShown = 200;
+        const size_t begin = run.output.size() - std::min(run.output.size(), kMaxShown);
+        throw CommandError(kNotReady, _station.program + " does not pass on a good unit: " +
+                                          printable(run.output.substr(begin)));
       }
       const Judgement judgement = judge(_station, _good, what, run);
       if (judgement.finding != Finding::kHonest) {
@@ -140,14 +138,13 @@ class Trial {
     });
     noteChanges(*_good.run.after);
     // The first run of a program takes longer than the others.
-    runAll(_station, {what, what}, kGoodRunLimit,
-           [&](const Case&, const Run& run, const fs::path&) {
-             const std::lock_guard lock(_lock);
-             _good.run.seconds = std::min(_good.run.seconds, run.seconds);
-           });
+    runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
+      _good.run.seconds = std::min(_good.run.seconds, run.seconds);
+    });
     std::vector<Case> writes;
-    for (uint64_t i = 1; i <= _good.run.calls[kWrite]; ++i)
+    for (uint64_t i = 1; i <= _good.run.calls[kWrite]; ++i) {
       writes.push_back(killCase(what.unit, kWrite, i, SIGKILL));
+    }
     runAll(_station, writes, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
       const std::lock_guard lock(_lock);
       if (!run.after) return;
@@ -162,13 +159,7 @@ class Trial {
     _good.bytes.merge(differences(before.diagnostics, after.diagnostics));
     _good.areaBytes.merge(differences(before.configuration, after.configuration));
     _good.words.merge(wordDifferences(before.nvram, after.nvram));
-    const auto keysBefore = before.keys(), keysAfter = after.keys();
-    for (const auto& [key, value] : keysAfter) {
-      if (!keysBefore.contains(key) || keysBefore.at(key) != value) _good.keys.insert(key);
-    }
-    for (const auto& [key, value] : keysBefore) {
-      if (!keysAfter.contains(key)) _good.keys.insert(key);
-    }
+    _good.keys.merge(keyDifferences(before, after));
   }
 
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
@@ -182,16 +173,16 @@ class Trial {
     });
     if (cases.empty()) throw CommandError(kUsage, "there is no such case");
     std::ranges::shuffle(cases, _random);
-    std::array<size_t, std::size(kKindNames)> places{};
-    std::vector<std::pair<size_t, size_t>> order;
-    for (size_t i = 0; i < cases.size(); ++i)
-      order.emplace_back(places[static_cast<size_t>(cases[i].kind)]++, i);
-    std::ranges::sort(order);
-    std::vector<Case> ordered;
-    for (const auto& [place, index] : order) {
-      if (ordered.size() < _options.maxCases) ordered.push_back(cases[index]);
+    std::array<size_t, std::size(kKindNames)> counts{};
+    std::multimap<size_t, Case> byShare;
+    for (Case& what : cases) {
+      byShare.emplace(counts[static_cast<size_t>(what.kind)]++, std::move(what));
     }
-    return ordered;
+    cases.clear();
+    for (auto& [share, what] : byShare) {
+      if (cases.size() < _options.maxCases) cases.push_back(std::move(what));
+    }
+    return cases;
   }
 
   void tryAll(const std::vector<Case>& cases) {
@@ -264,43 +255,51 @@ class Trial {
               const Done& done) {
     SignalWait signals({SIGINT, SIGTERM, SIGHUP});
     std::atomic<size_t> next = 0, ended = 0;
-    std::atomic<bool> isCancelled = false;
-    std::exception_ptr error;
-    const auto work = [&] {
-      try {
-        for (size_t i = next++; i < cases.size() && !isCancelled && (!_end || Clock::now() < *_end);
-             i = next++) {
-          const fs::path folder = _folder.path() / ("case-" + std::to_string(i));
-          const Run run = runStation(station, cases[i], folder, limit, isCancelled);
-          if (!isCancelled) done(cases[i], run, folder);
-          fs::remove_all(folder);
-          ++ended;
-        }
-      } catch (...) {
-        const std::lock_guard lock(_lock);
-        if (!error) error = std::current_exception();
-        isCancelled = true;
-      }
-      ++_idle;
-    };
-    _idle = 0;
+    _isCancelled = false;
+    _error = nullptr;
     std::vector<std::thread> threads;
-    for (unsigned i = 0; i < std::min<size_t>(_options.jobs, cases.size()); ++i)
-      threads.emplace_back(work);
-    bool hasSignal = false;
-    while (_idle < threads.size()) {
-      signals.wait(Clock::now() + std::chrono::milliseconds(cases.size() > 50 ? 50 : 1));
-      for (const int signal : {SIGINT, SIGTERM, SIGHUP}) hasSignal |= signals.hasCome(signal);
-      if (hasSignal) isCancelled = true;
-      if (isatty(2) && cases.size() > 50)
-        std::fprintf(stderr, "\r%zu of %zu ", ended.load(), cases.size());
+    const size_t count = std::min<size_t>(_options.jobs, cases.size());
+    for (size_t i = 0; i < count; ++i) {
+      threads.emplace_back([&] {
+        runUntilNone(station, cases, next, limit, done);
+        ++ended;
+      });
     }
-    if (isatty(2) && cases.size() > 50) std::fprintf(stderr, "\r\x1b[K");
+    const bool showsProgress = isatty(STDERR_FILENO) && _summary.planned > 0;
+    while (ended < count) {
+      signals.wait(Clock::now() + std::chrono::milliseconds(_summary.planned > 0 ? 50 : 1));
+      for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        _summary.isInterrupted |= signals.hasCome(signal);
+      }
+      if (_summary.isInterrupted) _isCancelled = true;
+      if (showsProgress) {
+        std::fprintf(stderr, "\r%zu of %zu", std::min(next.load(), cases.size()), cases.size());
+      }
+    }
+    if (showsProgress) std::fputs("\r\x1b[K", stderr);
     for (std::thread& thread : threads) thread.join();
-    if (error) std::rethrow_exception(error);
-    if (hasSignal && _summary.planned == 0)
+    if (_error) std::rethrow_exception(_error);
+    if (_summary.isInterrupted && _summary.planned == 0) {
       throw CommandError(kNotReady, "interrupted before the first case");
-    _summary.isInterrupted = hasSignal;
+    }
+  }
+
+  void runUntilNone(const Station& station, const std::vector<Case>& cases,
+                    std::atomic<size_t>& next, double limit, const Done& done) {
+    try {
+      for (;;) {
+        const size_t i = next++;
+        if (i >= cases.size() || _isCancelled || (_end && Clock::now() >= *_end)) return;
+        const fs::path folder = _folder.path() / ("case-" + std::to_string(i));
+        const Run run = runStation(station, cases[i], folder, limit, _isCancelled);
+        if (!_isCancelled) done(cases[i], run, folder);
+        fs::remove_all(folder);
+      }
+    } catch (...) {
+      const std::lock_guard lock(_lock);
+      if (!_error) _error = std::current_exception();
+      _isCancelled = true;
+    }
   }
 
   const Options& _options;
@@ -311,7 +310,8 @@ class Trial {
   Summary _summary;
   std::mutex _lock;
   std::optional<Clock::time_point> _end;
-  std::atomic<size_t> _idle = 0;
+  std::atomic<bool> _isCancelled = false;
+  std::exception_ptr _error;
 };
 
 }  // namespace

@@ -12,7 +12,8 @@ class TrialTest : public ToolTest {
   }
 };
 
-const std::string kLiar = shellWord(LIBRARY_LIAR) + " --status 30 --poison 31 --record 9 ";
+const std::string kPlaces = " --status 30 --poison 31 --record 9 ";
+const std::string kLiar = shellWord(LIBRARY_LIAR) + kPlaces;
 const std::string kKitLiar = shellWord(KIT_LIAR) + " ";
 
 TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
@@ -36,7 +37,10 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
 }
 
 TEST_F(TrialTest, AnHonestStationIsTriedInEveryWayAndLeavesNothing) {
-  for (const std::string& station : {kLiar, kKitLiar}) {
+  const std::filesystem::path script = path("station.sh");
+  writeText(script, "#!/bin/sh\n" + shellWord(LIBRARY_LIAR) + "\nexit $?\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  for (const std::string& station : {kLiar, kKitLiar, shellWord(script) + kPlaces}) {
     const auto summary = tryStation(station + "--limit 100 --keep " + shellWord(path("kept")), 0);
     EXPECT_EQ(summary["cases"], 100);
     for (const auto& kind : summary["kinds"]) EXPECT_GT(kind["honest"], 10);

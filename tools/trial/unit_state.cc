@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <map>
 #include <sstream>
 
 #include "controlbits/diagnostic_record.h"
@@ -39,19 +40,19 @@ std::set<std::string> wordsOf(const Bytes& list) {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
-}  // namespace
-
-std::map<uint32_t, Bytes> UnitState::keys() const {
-  const MemoryStore store(configuration);
-  std::vector<uint32_t> names(configuration.size());
+std::map<uint32_t, Bytes> keysIn(const Bytes& area) {
+  const MemoryStore store(area);
+  std::vector<uint32_t> names(area.size());
   const int32_t count = syscfg__list_key(store.get(), names.data(), names.size());
   names.resize(static_cast<size_t>(std::max(count, 0)));
   std::map<uint32_t, Bytes> keys;
   for (const uint32_t key : names) {
-    if (const auto value = unit::valueIn(configuration, key)) keys.emplace(key, *value);
+    if (const auto value = unit::valueIn(area, key)) keys.emplace(key, *value);
   }
   return keys;
 }
+
+}  // namespace
 
 UnitState readUnit(const std::filesystem::path& folder) {
   UnitState state{committedBytes(folder, kDiagnosticSet), committedBytes(folder, kConfigurationSet),
@@ -100,6 +101,15 @@ std::set<size_t> differences(const Bytes& left, const Bytes& right) {
     if (i >= left.size() || i >= right.size() || left[i] != right[i]) offsets.insert(i);
   }
   return offsets;
+}
+
+std::set<uint32_t> keyDifferences(const UnitState& left, const UnitState& right) {
+  std::vector<std::pair<const uint32_t, Bytes>> different;
+  std::ranges::set_symmetric_difference(keysIn(left.configuration), keysIn(right.configuration),
+                                        std::back_inserter(different));
+  std::set<uint32_t> keys;
+  for (const auto& [key, value] : different) keys.insert(key);
+  return keys;
 }
 
 std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right) {

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -29,8 +28,6 @@ struct UnitState {
 
   uint8_t byte(size_t offset) const { return diagnostics.at(offset); }
   std::vector<Record> records() const { return unit::recordsIn(diagnostics).records; }
-  /// Returns the keys and values as the library reads them.
-  std::map<uint32_t, Bytes> keys() const;
 };
 
 /// Reads the unit in `folder`. Throws CommandError when it cannot be read.
@@ -47,6 +44,8 @@ void deleteKey(UnitState& state, uint32_t key);
 
 /// Returns the offsets at which the sets of bytes differ.
 std::set<size_t> differences(const Bytes& left, const Bytes& right);
+/// Returns the keys whose value only one of the units has, as the library reads them.
+std::set<uint32_t> keyDifferences(const UnitState& left, const UnitState& right);
 /// Returns the words of the property lists that only one of them has.
 std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right);
 
