@@ -5,6 +5,7 @@
 #include "tools/command_line.h"
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
+#include "tools/output_files.h"
 #include "tools/ps/process_plot.h"
 #include "tools/report/report_page.h"
 
@@ -18,6 +19,9 @@ struct ReportOptions {
 };
 
 ExitStatus report(const ReportOptions& options) {
+  std::vector<std::string> inputs = options.sources;
+  inputs.push_back(options.recording);
+  requireDistinctOutputs({{"-o", options.out}}, inputs);
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
     subjects.emplace_back(source, readOneOfImages(source, options.kind));

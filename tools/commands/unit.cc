@@ -12,6 +12,7 @@
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
+#include "tools/output_files.h"
 #include "unit/lock.h"
 
 namespace corvane::tools {
@@ -32,21 +33,24 @@ void addExport(Command group) {
     std::optional<DumpKind> kind;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add("export", "Write a whole unit, or a raw dump, as one JSON document");
+  Command command =
+      group.add("export", "Write what a unit holds, or a raw dump, as one JSON document");
   command.file("SOURCE", options->source,
                "A unit's folder, a raw dump or an earlier export; without it, the unit");
   command.file("--to", options->to, "The file to write; standard output when not given, or -");
   addDumpKindOption(command, options->kind);
   command.footer(
-      "The document holds each file's raw contents and, beside them, what they decode to.\n"
+      "The document holds the registry, the NVRAM variables, the data sets with their uncommitted\n"
+      "changes, the version file, the test log and the marks of collected logs: each file's raw\n"
+      "contents and what they decode to. The system log and other files are not in it.\n"
       "Examples:\n"
       "  corvane unit export --to unit.json\n"
       "  corvane unit export area.bin --as syscfg --to area.json");
   command.action([=] {
+    requireDistinctOutputs({{"--to", options->to}}, {options->source});
     const UnitImage image =
         options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
-    const std::string text = documentText(image);
-    writeFile(options->to, text);
+    writeFile(options->to, documentText(image));
     return kDone;
   });
 }
@@ -83,6 +87,7 @@ void addImport(Command group) {
       "  corvane unit import unit.json\n"
       "  corvane unit import area.json --to area.bin");
   command.action([=] {
+    requireDistinctOutputs({{"--to", options->to}}, {options->source});
     const FileBytes text = readFile(options->source, size_t{512} << 20);
     const std::string name = options->source == "-" ? "standard input" : options->source;
     if (!text.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");

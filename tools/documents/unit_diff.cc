@@ -38,6 +38,9 @@ class Differ {
     _differences.push_back({std::move(part), std::move(place), std::move(a), std::move(b)});
   }
 
+  /// Reports two contents that are too long to be shown, from the first byte that differs.
+  void foundWithin(std::string part, std::string place, Span a, Span b);
+
   void diffDiagnosticData(Span a, Span b);
   void diffConfiguration(Span a, Span b);
   void diffProperties(const std::string& part, const Bytes* a, const Bytes* b);
@@ -70,6 +73,19 @@ std::string recordText(const RecordLine& record) {
 std::string valueText(Span value) {
   constexpr size_t kWidth = 48;
   return isPlainText(value) ? "\"" + preview(value, kWidth) + "\"" : preview(value, kWidth);
+}
+
+void Differ::foundWithin(std::string part, std::string place, Span a, Span b) {
+  const auto at = static_cast<size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
+  place += ", from byte " + std::to_string(at) + " of " + std::to_string(a.size());
+  if (a.size() != b.size()) place += " and " + std::to_string(b.size());
+  const Span left = a.subspan(at), right = b.subspan(at);
+  const auto bytes = [](Span span) {
+    return span.empty() ? "(its end)" : hexText(span.first(std::min<size_t>(span.size(), 16)));
+  };
+  const bool areTold = valueText(left) != valueText(right) && !left.empty() && !right.empty();
+  found(std::move(part), std::move(place), areTold ? valueText(left) : bytes(left),
+        areTold ? valueText(right) : bytes(right));
 }
 
 void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, size_t slot,
@@ -140,7 +156,11 @@ void Differ::diffConfiguration(Span a, Span b) {
     const std::string afterText = after ? valueText(writtenValueOf(*after, b)) : "";
     const bool isSame =
         before && after && std::ranges::equal(valueOf(*before, a), valueOf(*after, b));
-    if (!isSame) found("key", keyName(key), beforeText, afterText);
+    if (!isSame && beforeText != afterText) {
+      found("key", keyName(key), beforeText, afterText);
+    } else if (!isSame) {
+      foundWithin("key", keyName(key), valueOf(*before, a), valueOf(*after, b));
+    }
     const bool isMoved =
         isSame && (before->offset != after->offset || before->valueOffset != after->valueOffset);
     moved += isMoved;
@@ -225,12 +245,7 @@ void Differ::diffFile(const std::string& path, const Bytes* a, const Bytes* b) {
   }
   if (a && b && path == kDiagnosticDataFile) return diffDiagnosticData(*a, *b);
   if (a && b && path == kConfigurationFile) return diffConfiguration(*a, *b);
-  if (path == kTestLogFile) {
-    const auto lines = [](const Bytes* log) {
-      return log ? std::to_string(std::ranges::count(*log, '\n')) + " lines" : "";
-    };
-    return found("file", path, lines(a), lines(b));
-  }
+  if (a && b && path == kTestLogFile) return foundWithin("file", path, *a, *b);
   if (!a || !b) {
     if (_differences.size() > before) return;
     const auto size = [](const Bytes* file) {

@@ -98,7 +98,14 @@ TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {
   const std::string text = textOf(unit);
   UnitImage image = imageOf(text);
   image.files[kDeviceFile] = {'x'};
-  EXPECT_THROW(installUnit(unit.folder(), image), CommandError);
+  const std::string reason =
+      reasonAgainst<CommandError>([&] { installUnit(unit.folder(), image); });
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, (unit.folder() / kDeviceFile).string(), reason);
+  // Damaged variables come back as they were.
+  UnitImage damaged = imageOf(text);
+  damaged.files[kNvramFile] = {'x'};
+  installUnit(_folder.path() / "damaged", imageOf(documentText(damaged)));
+  EXPECT_EQ(readText(_folder.path() / "damaged" / kNvramFile), "x");
   EXPECT_THROW(installUnit(_folder.path(), imageOf(text)), CommandError);
   EXPECT_EQ(textOf(unit), text);
   const fs::path data = unit.folder() / "data", elsewhere = _folder.path() / "elsewhere";
@@ -170,6 +177,12 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   EXPECT_EQ(linesOf(diffImages(after, tail)),
             "raw data/VelmoDiagnosticData.bin, 1 bytes at 137: 10 -> 90\n"
             "raw data/VelmoDiagnosticData.bin, 1 bytes at 142: 09 -> 08\n");
+
+  // Logs of as many lines.
+  UnitImage logged = before;
+  logged.files[kTestLogFile].back() = ' ';
+  EXPECT_EQ(linesOf(diffImages(before, logged)),
+            "file " + kTestLogFile + ", from byte 11 of 12: 0a -> 20\n");
 
   UnitImage dump;
   dump.kind = ImageKind::kSysCfg;

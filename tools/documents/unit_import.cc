@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
 
@@ -15,6 +16,7 @@
 #include "platform/file_descriptor.h"
 #include "platform/files.h"
 #include "tools/command_error.h"
+#include "tools/documents/unit_document.h"
 
 namespace corvane::tools {
 namespace {
@@ -158,6 +160,27 @@ class StagedUnit {
   fs::path _folder;
 };
 
+/// Throws CommandError when no program could use the new unit. NVRAM variables that are damaged may
+/// be imported: they are what the exported unit holds.
+void checkUse(const fs::path& folder, const fs::path& target, const UnitImage& image) {
+  const Bytes* const nvram = image.file(kNvramFile);
+  if (nvram && propertiesAsJson(*nvram).is_null()) {
+    const Bytes* const device = image.file(kDeviceFile);
+    if (device && !propertiesAsJson(*device).is_null()) return;
+  }
+  try {
+    host::VirtualDevice(folder).facts();
+  } catch (const host::DeviceError& error) {
+    // The message names the folder that the import is about to remove.
+    std::string text = error.what();
+    for (size_t at = 0; (at = text.find(folder.string(), at)) != std::string::npos;) {
+      text.replace(at, folder.string().size(), target.string());
+    }
+    throw CommandError(kFailed,
+                       "the document's unit cannot be used: " + text + "; the unit is as it was");
+  }
+}
+
 void install(const fs::path& target, const UnitImage& image) {
   const bool isReplaced = fs::exists(target / kDeviceFile);
   if (!isReplaced && fs::exists(target) && !fs::is_empty(target)) {
@@ -181,7 +204,7 @@ void install(const fs::path& target, const UnitImage& image) {
     }
   }
   staged.write(image);
-  host::VirtualDevice(staged.folder()).facts();
+  checkUse(staged.folder(), target, image);
   staged.takeTheUnitsPlace(isReplaced);
 }
 

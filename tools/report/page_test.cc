@@ -12,7 +12,8 @@ TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
     const char *headline, *detail;
   } cases[] = {
       {0xFF, 0xFF, "Not tested", "No station has left a passed test."},
-      {0xFC, 0xFF, "Passed", "Tests passed at offset 20."},
+      {0xFC, 0xFF, "Passed", "Tests passed, or poison was cleared, at offset 20."},
+      {0xF8, 0xFF, "Passed", "Tests passed at offset 20."},
       {0xFC, 0xFD, "Incomplete", "A test is incomplete at offset 21."},
       {0xF2, 0xFD, "Failed", "A test failed at offset 20 (fail count 2)."},
       {0xF2, 0xFE, "Failed", "A test failed at offset 20 (fail count 2)."},

@@ -1,6 +1,7 @@
 #include "tools/report/verdict.h"
 
 #include "controlbits/control_bit_byte.h"
+#include "controlbits/poison_byte.h"
 #include "unit/byte_text.h"
 
 namespace corvane::tools {
@@ -15,7 +16,7 @@ std::string offsetsText(const std::vector<std::string>& offsets) {
 
 /// The offsets of control-bit bytes by what they say.
 struct StatusOffsets {
-  std::vector<std::string> maybePoisoned, failed, incomplete, passed;
+  std::vector<std::string> maybePoisoned, failed, incomplete, passed, maybeCleared;
 
   explicit StatusOffsets(const DiagnosticReport& report) {
     for (const auto& [offset, byte] : report.controlBits) {
@@ -33,7 +34,11 @@ struct StatusOffsets {
           incomplete.push_back(place);
           break;
         case kCorvaneCotnrolBitsPassed:
-          passed.push_back(place);
+          // A poison byte that was cleared is the same byte as a test that never failed.
+          (byte == poisonByte(static_cast<uint8_t>(offset), false) && unit::useOf(offset).empty()
+               ? maybeCleared
+               : passed)
+              .push_back(place);
           break;
         default:
           break;
@@ -107,9 +112,15 @@ Verdict verdictOn(const ReportSubject& subject) {
   if (!bytes.passed.empty()) {
     judge.find(kGood, "Passed", "Tests passed at " + offsetsText(bytes.passed) + ".");
   }
+  if (!bytes.maybeCleared.empty()) {
+    judge.find(kGood, "Passed",
+               "Tests passed, or poison was cleared, at " + offsetsText(bytes.maybeCleared) + ".");
+  }
   if (subject.diagnosticData) {
     judge.find(kOpen, "Not tested",
-               bytes.passed.empty() ? "No station has left a passed test." : "");
+               bytes.passed.empty() && bytes.maybeCleared.empty()
+                   ? "No station has left a passed test."
+                   : "");
   } else if (subject.configuration && subject.configuration->findings.empty()) {
     judge.find(kGood, "Sound", "The configuration area has no findings.");
   }

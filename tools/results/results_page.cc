@@ -60,15 +60,17 @@ class Page {
     std::vector<HtmlRow> rows;
     size_t left = 0;
     for (const StationSummary& station : _summary.stations()) {
-      for (const Failure& failure : station.failures()) {
+      const std::vector<Failure> failures = station.failures();
+      uint64_t most = 0;
+      for (const Failure& failure : failures) most = std::max(most, failure.runs);
+      for (const Failure& failure : failures) {
         if (rows.size() == kMaxRows) {
           ++left;
           continue;
         }
         rows.push_back(
             {{headOf(station), nameOfFailure(station, failure), std::to_string(failure.runs),
-              Html(percentText(failure.runs, station.testedRuns())) +
-                  bar(failure.runs, station.testedRuns()),
+              Html(percentText(failure.runs, station.testedRuns())) + bar(failure.runs, most),
               unitsOf(station, failure)}});
       }
     }
@@ -92,9 +94,9 @@ class Page {
       }
       rows.push_back({{run.unit.empty() ? "(unidentified)" : shortText(run.unit),
                        localTimeText(time.first / 1000).value_or(run.timeText),
-                       std::string(nameOf(run.verdict)),
-                       run.hasPassedSince ? "passed" : "", shortText(_names.text(run.station)),
-                       shortText(_names.text(run.phase)), run.run, reason},
+                       std::string(nameOf(run.verdict)), run.hasPassedSince ? "passed" : "",
+                       shortText(_names.text(run.station)), shortText(_names.text(run.phase)),
+                       run.run, reason},
                       "run-" + run.run});
     }
     return htmlTable("Units that did not pass",

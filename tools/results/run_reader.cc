@@ -142,32 +142,15 @@ class RunReader::Parser {
   }
 
   simdjson::error_code takeField(json::raw_json_string key, json::value& held) {
-    const std::pair<const char*, std::string_view*> texts[] = {
-        {field::kType, &type},
-        {field::kTime, &time},
-        {field::kRun, &run},
-        {field::kStation, &station},
-        {field::kUnit, &unit},
-        {field::kPhase, &phase},
-        {field::kName, &name},
-        {field::kVerdict, &_verdict},
-        {field::kUnitOfMeasure, &unitOfMeasure},
-        {field::kReason, &reason},
-        {field::kCheck, &check},
-        {field::kText, &text},
-        {field::kExpected, &expected},
-        {field::kHost, &fields[0]},
-        {field::kFixture, &fields[1]},
-        {field::kOperator, &fields[2]},
-        {field::kProgram, &fields[3]}};
-    for (const auto& [name, place] : texts) {
-      if (key == name) return takeText(held, *place);
+    for (const auto& [name, place] : kTexts) {
+      if (key.raw()[0] == name[0] && key == name) return takeText(held, this->*place);
     }
-    const std::pair<const char*, std::optional<double>*> numbers[] = {
-        {field::kValue, &value}, {field::kLower, &lower}, {field::kUpper, &upper}};
-    for (const auto& [name, place] : numbers) {
+    for (const auto& [name, place] : kNumbers) {
       if (key == name)
-        return isNull(held) ? simdjson::SUCCESS : held.get_double().get(place->emplace());
+        return isNull(held) ? simdjson::SUCCESS : held.get_double().get((this->*place).emplace());
+    }
+    for (size_t i = 0; i < kFields.size(); ++i) {
+      if (key == kFields[i]) return takeText(held, fields[i]);
     }
     if (key == field::kSeconds) return held.get_double().get(seconds);
     if (key == field::kSchema) return held.get_uint64().get(schema);
@@ -203,6 +186,28 @@ class RunReader::Parser {
 
   json::parser _parser;
   std::string_view _verdict;
+
+  static constexpr std::pair<const char*, std::string_view Parser::*> kTexts[] = {
+      {field::kType, &Parser::type},
+      {field::kTime, &Parser::time},
+      {field::kRun, &Parser::run},
+      {field::kStation, &Parser::station},
+      {field::kUnit, &Parser::unit},
+      {field::kPhase, &Parser::phase},
+      {field::kName, &Parser::name},
+      {field::kVerdict, &Parser::_verdict},
+      {field::kUnitOfMeasure, &Parser::unitOfMeasure},
+      {field::kReason, &Parser::reason},
+      {field::kCheck, &Parser::check},
+      {field::kText, &Parser::text},
+      {field::kExpected, &Parser::expected}};
+  static constexpr std::pair<const char*, std::optional<double> Parser::*> kNumbers[] = {
+      {field::kValue, &Parser::value},
+      {field::kLower, &Parser::lower},
+      {field::kUpper, &Parser::upper}};
+  /// As `fields` has them, those of RunField that are not facts.
+  static constexpr std::array kFields = {field::kHost, field::kFixture, field::kOperator,
+                                         field::kProgram};
 };
 
 RunReader::RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage)
