@@ -363,7 +363,7 @@ TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   expectEach({{"inspect " + file, 2, "", "dump: No such file or directory\n"}});
   writeText(path("dump"), std::string(1024, '\xff'));
   EXPECT_EQ(jsonOf("inspect " + file)["kind"], "control-bit bytes and diagnostic records");
-  const std::string toItself = file + " would replace " + file;
+  const std::string toItself = "would replace " + path("dump").string();
   expectEach({{"unit export " + file + " --to " + file, 2, "", toItself},
               {"report " + file + " -o " + file, 2, "", toItself}});
   writeText(path("dump"), std::string(2000000, '\0'));

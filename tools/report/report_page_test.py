@@ -11,6 +11,7 @@ import html
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -143,6 +144,41 @@ def make_pages(corvane, folder):
     run('results', results, '--html', os.path.join(folder, 'summary.html'))
 
 
+def look_at(chromium, folder, page, *options):
+    return subprocess.run(
+        [chromium, '--headless', '--no-sandbox', '--disable-gpu', '--no-first-run',
+         '--disable-background-networking', '--disable-component-update', '--disable-sync',
+         '--user-data-dir=' + os.path.join(folder, 'profile'), '--allow-file-access-from-files',
+         '--enable-logging=stderr', *options, '--dump-dom', 'file://' + page],
+        check=True, capture_output=True, text=True)
+
+
+def accessibility_of(chromium, folder):
+    """Returns what the checks of axe-core find wrong with the pages."""
+    script = os.path.join(folder, 'node_modules/axe-core/axe.min.js')
+    if not shutil.which('npm') or subprocess.run(
+            ['npm', 'install', '--prefix', folder, '--no-audit', '--no-fund', '--silent', 'axe-core@4'],
+            stdout=subprocess.DEVNULL, timeout=120).returncode:
+        print('skipped the accessibility checks: npm cannot install axe-core')
+        return 'axe-core is needed where CI is set' if os.environ.get('CI') else ''
+    problems = ''
+    for name in ('page.html', 'summary.html'):
+        with open(os.path.join(folder, name), encoding='utf-8') as page, open(script, encoding='utf-8') as axe:
+            text = re.sub('<meta http-equiv="Content-Security-Policy"[^>]*>', '', page.read())
+            text += '<script>' + axe.read() + """</script><script>
+                axe.run().then(({violations}) => { document.body.textContent = violations.map(
+                  ({id, nodes}) => id + ': ' + nodes[0].html.slice(0, 200) + '\\n').join('') + 'all was checked'; });
+                </script>"""
+        checked = os.path.join(folder, 'checked-' + name)
+        with open(checked, 'w', encoding='utf-8') as file:
+            file.write(text)
+        body = look_at(chromium, folder, checked, '--virtual-time-budget=60000').stdout.split('<body')[-1]
+        found = html.unescape(re.sub('<[^>]*>', '', '<body' + body)).strip()
+        if found != 'all was checked':
+            problems += name + ': ' + found[-3000:] + '\n'
+    return problems
+
+
 def main():
     corvane, chromium = sys.argv[1:]
     with tempfile.TemporaryDirectory() as folder:
@@ -150,15 +186,11 @@ def main():
         frames = os.path.join(folder, 'frames.html')
         with open(frames, 'w', encoding='utf-8') as file:
             file.write(FRAMES)
-        browser = subprocess.run(
-            [chromium, '--headless', '--no-sandbox', '--disable-gpu', '--no-first-run',
-             '--disable-background-networking', '--disable-component-update', '--disable-sync',
-             '--user-data-dir=' + os.path.join(folder, 'profile'), '--allow-file-access-from-files',
-             '--enable-logging=stderr', '--dump-dom', 'file://' + frames],
-            check=True, capture_output=True, text=True)
+        browser = look_at(chromium, folder, frames)
+        accessibility = accessibility_of(chromium, folder)
     problems = html.unescape(re.search('<pre>(.*?)</pre>', browser.stdout, re.DOTALL)[1])
     problems += ''.join(re.findall('.*:CONSOLE.*\n', browser.stderr))
-    sys.exit(problems or 0)
+    sys.exit(problems + accessibility or 0)
 
 
 main()

@@ -14,6 +14,8 @@ namespace corvane::tools {
 namespace {
 
 constexpr double kWidth = 320, kHeight = 120;
+/// The height that is kept free for the limits of a histogram.
+constexpr double kTop = 14;
 /// The height with the axis below.
 constexpr double kFullHeight = kHeight + 16;
 
@@ -87,7 +89,8 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
     if (bins.counts()[bin] == 0) continue;
     const double left = kWidth * axis.placeOf(std::max(bins.begin(bin), axis.first()));
     const double right = kWidth * axis.placeOf(std::min(bins.begin(bin + 1), axis.last()));
-    const double height = std::max(kHeight * static_cast<double>(bins.counts()[bin]) / most, 1.0);
+    const double height =
+        std::max((kHeight - kTop) * static_cast<double>(bins.counts()[bin]) / most, 1.0);
     bars += formatted("M%.1f %gv-%.1fh%.1fv%.1fz", left, kHeight, height,
                       std::max(right - left, 2.0), height);
   }
@@ -95,11 +98,14 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
   for (const auto& limit : {measurement.lower, measurement.upper}) {
     if (!limit) continue;
     const double x = kWidth * axis.placeOf(*limit);
+    const bool isRight = x > kWidth / 2;
     bars += formatted("<line class=\"limit\" x1=\"%.1f\" x2=\"%.1f\" y1=\"0\" y2=\"%g\"/>", x, x,
-                      kHeight);
+                      kHeight) +
+            label(x + (isRight ? -3 : 3), 10, isRight ? "end" : "start", decimalText(*limit));
   }
+  const double range = axis.last() - axis.first();
   return chart("Histogram of " + title + ", " + limitsOf(measurement),
-               bars + ends(decimalText(axis.first()), decimalText(axis.last())));
+               bars + ends(roundedTo(axis.first(), range), roundedTo(axis.last(), range)));
 }
 
 /// Returns how far each span of time lies along the chart, and the texts of the first and last.

@@ -446,16 +446,18 @@ std::string roundedText(std::optional<double> value) {
   return decimalText(std::isfinite(rounded) && size < 1e9 ? rounded : *value);
 }
 
-std::string meanText(const Statistics& statistics) {
-  if (statistics.count() == 0) return "-";
-  const double mean = statistics.mean();
-  const std::optional<double> deviation = statistics.deviation();
-  if (!deviation || *deviation == 0) return decimalText(mean);
+std::string roundedTo(double value, double deviation) {
+  if (!(deviation > 0) || !std::isfinite(deviation)) return decimalText(value);
   // Multiples of a power of ten that is at most a thousandth of the deviation.
-  const double step = std::pow(10, std::floor(std::log10(*deviation)) - 3);
-  const double rounded = step < 1 ? std::round(mean * std::round(1 / step)) / std::round(1 / step)
-                                  : std::round(mean / step) * step;
-  return decimalText(std::isfinite(rounded) ? rounded : mean);
+  const double step = std::pow(10, std::floor(std::log10(deviation)) - 3);
+  const double rounded = step < 1 ? std::round(value * std::round(1 / step)) / std::round(1 / step)
+                                  : std::round(value / step) * step;
+  return decimalText(std::isfinite(rounded) ? rounded : value);
+}
+
+std::string meanText(const Statistics& statistics) {
+  return statistics.count() == 0 ? "-"
+                                 : roundedTo(statistics.mean(), statistics.deviation().value_or(0));
 }
 
 std::string limitsText(const MeasurementSummary& measurement) {

@@ -28,6 +28,8 @@ std::string percentText(uint64_t part, uint64_t whole);
 std::string numberText(std::optional<double> value);
 /// Returns the number with three digits after its point at most; "-" when it is absent.
 std::string roundedText(std::optional<double> value);
+/// Returns the number with as many digits as a deviation gives it a meaning.
+std::string roundedTo(double value, double deviation);
 /// Returns the mean with as many digits as the deviation gives it a meaning.
 std::string meanText(const Statistics& statistics);
 /// Returns "3.2 to 3.4", "at most 3.4", "at least 3.2", "various" or "-".
