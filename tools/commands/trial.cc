@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <thread>
 
 #include "platform/printable.h"
@@ -16,66 +17,62 @@ namespace {
 
 using namespace trial;
 
-constexpr auto kShown = {Finding::kLie, Finding::kHang, Finding::kCrash, Finding::kUnjudged,
-                         Finding::kNotReached};
+size_t totalOf(const Summary& summary, Finding finding) {
+  return summary.totals[static_cast<size_t>(finding)];
+}
+
+std::string nameOf(const CaseFinding& found) {
+  return kFindingNames[static_cast<size_t>(found.judgement.finding)];
+}
 
 void printText(const Summary& summary) {
   constexpr size_t kMaxShown = 50;
-  Table table({{"kind"},
-               {"cases", Align::kRight},
-               {"lies", Align::kRight},
-               {"hangs", Align::kRight},
-               {"crashes", Align::kRight},
-               {"unjudged", Align::kRight},
-               {"not reached", Align::kRight}});
-  for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
-    const Summary::Counts& counts = summary.counts[kind];
-    size_t all = 0;
-    for (const size_t count : counts) all += count;
-    std::vector<std::string> row = {kKindNames[kind], std::to_string(all)};
-    for (const Finding finding : kShown) {
-      row.push_back(std::to_string(counts[static_cast<size_t>(finding)]));
-    }
+  std::vector<Column> columns = {{"kind"}, {"cases", Align::kRight}};
+  for (const char* finding : {"lies", "hangs", "crashes", "unjudged", "not reached"}) {
+    columns.push_back({finding, Align::kRight});
+  }
+  Table table(columns);
+  for (size_t kind = 0; kind < kKindNames.size(); ++kind) {
+    const auto& counts = summary.counts[kind];
+    std::vector<std::string> row = {
+        kKindNames[kind], std::to_string(std::accumulate(counts.begin(), counts.end(), size_t{0}))};
+    for (size_t i = 1; i < counts.size(); ++i) row.push_back(std::to_string(counts[i]));
     table.addRow(row);
   }
   table.print(std::cout);
   for (size_t i = 0; i < std::min(kMaxShown, summary.findings.size()); ++i) {
     const CaseFinding& found = summary.findings[i];
     std::cout << "\n"
-              << kFindingNames[static_cast<size_t>(found.judgement.finding)] << ": "
-              << printable(found.name) << ": " << printable(found.judgement.reason) << "\n    "
-              << found.repeat << "\n";
+              << nameOf(found) << ": " << printable(found.name) << ": "
+              << printable(found.judgement.reason) << "\n    " << printable(found.repeat) << "\n";
   }
   if (summary.findings.size() > kMaxShown) {
-    std::cout << "\n... and " << summary.findings.size() - kMaxShown << " more; --json has all\n";
+    std::cout << "\n" << summary.findings.size() - kMaxShown << " more; --json shows all\n";
   }
-  if (summary.cases() < summary.planned) {
-    std::cout << summary.planned - summary.cases() << " of " << summary.planned
-              << " cases were not run\n";
+  if (summary.cases < summary.planned) {
+    std::cout << summary.planned - summary.cases << " cases were not run\n";
   }
 }
 
 void printAsJson(const Summary& summary) {
+  using nlohmann::ordered_json;
   const std::optional<uint8_t> number = summary.station.number;
-  nlohmann::ordered_json document = {{"station", summary.station.program},
-                                     {"number", number ? nlohmann::ordered_json(*number) : nullptr},
-                                     {"planned", summary.planned},
-                                     {"cases", summary.cases()},
-                                     {"seconds", summary.seconds},
-                                     {"interrupted", summary.isInterrupted}};
-  for (size_t kind = 0; kind < std::size(kKindNames); ++kind) {
-    for (size_t finding = 0; finding < std::size(kFindingNames); ++finding) {
+  ordered_json document = {
+      {"station", summary.station.program}, {"number", number ? ordered_json(*number) : nullptr},
+      {"planned", summary.planned},         {"cases", summary.cases},
+      {"seconds", summary.seconds},         {"interrupted", summary.isInterrupted}};
+  for (size_t kind = 0; kind < kKindNames.size(); ++kind) {
+    for (size_t finding = 0; finding < kFindingNames.size(); ++finding) {
       document["kinds"][kKindNames[kind]][kFindingNames[finding]] = summary.counts[kind][finding];
     }
   }
-  document["findings"] = nlohmann::ordered_json::array();
+  document["findings"] = ordered_json::array();
   for (const CaseFinding& found : summary.findings) {
-    document["findings"].push_back(
-        {{"kind", kKindNames[static_cast<size_t>(found.kind)]},
-         {"case", found.name},
-         {"finding", kFindingNames[static_cast<size_t>(found.judgement.finding)]},
-         {"reason", found.judgement.reason},
-         {"repeat", found.repeat}});
+    document["findings"].push_back({{"kind", kKindNames[static_cast<size_t>(found.kind)]},
+                                    {"case", found.name},
+                                    {"finding", nameOf(found)},
+                                    {"reason", found.judgement.reason},
+                                    {"repeat", found.repeat}});
   }
   printJson(document);
 }
@@ -87,20 +84,20 @@ struct TrialCommand {
 
   ExitStatus run() {
     if (status) {
-      options.isDescribed = true;
+      options.hasPlaces = true;
       options.station.statusOffset = *status;
       options.station.poisonOffset = *poison;
       options.station.number = record;
     }
     const Summary summary = tryStation(options);
     json ? printAsJson(summary) : printText(summary);
-    const bool isFound = summary.countOf(Finding::kLie) + summary.countOf(Finding::kHang) +
-                             summary.countOf(Finding::kCrash) >
-                         0;
-    if (isFound) return kFailed;
-    const bool isTried =
-        summary.countOf(Finding::kNotReached) * 2 <= summary.cases() && summary.cases() > 0;
-    return isTried ? kDone : kNotReady;
+    if (totalOf(summary, Finding::kLie) + totalOf(summary, Finding::kHang) +
+            totalOf(summary, Finding::kCrash) >
+        0) {
+      return kFailed;
+    }
+    const bool isTried = totalOf(summary, Finding::kNotReached) * 2 <= summary.cases;
+    return isTried && summary.cases > 0 ? kDone : kNotReady;
   }
 };
 
@@ -124,7 +121,7 @@ void addTrialCommand(CLI::App& app) {
   poison.needs(status);
   record.needs(status);
   command.choices("--only", options.kinds, "Only cases of this kind",
-                  {std::begin(kKindNames), std::end(kKindNames)});
+                  {kKindNames.begin(), kKindNames.end()});
   command.text("--case", options.onlyCase, "Only the case of this name");
   command.number("--seed", options.seed, "Chooses the random moments and the cases under a limit");
   command.number("--limit", options.maxCases, "The most cases to run (5000)", {1, 1'000'000});

@@ -1,240 +1,232 @@
-#include "tools/trial/cases.h"
-
 #include <locale.h>
 #include <signal.h>
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 
 #include "controlbits/diagnostic_record.h"
 #include "device/models.h"
 #include "host/virtual_device.h"
 #include "syscfg/area_format.h"
+#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
 
 using host::UnitFacts;
-using host::VirtualDevice;
+namespace fs = std::filesystem;
 
 constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
+constexpr uint8_t kFailed = 0xFA, kPoisoned = 0xFE;
 
-uint8_t otherStation(const Station& station) {
-  return static_cast<uint8_t>(station.number.value_or(0) ^ 0x40);
-}
+uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
 
-/// Makes a unit in `folder` with two records and a key of other stations.
-std::filesystem::path makeUnit(const Station& station, const std::filesystem::path& folder,
-                               const std::function<void(UnitFacts&)>& changeFacts = {},
-                               const std::function<void(UnitState&)>& change = {}) {
+fs::path makeUnit(const Station& station, const fs::path& folder,
+                  const std::function<void(UnitFacts&)>& changeFacts,
+                  const std::function<void(UnitState&)>& change) {
   UnitFacts facts;
   if (!station.model.empty()) facts.model = station.model;
   if (changeFacts) changeFacts(facts);
-  const VirtualDevice device(folder, facts);
-  const UnitState empty = readUnit(folder);
-  UnitState state = empty;
-  for (int i = 0; i < 2; ++i) appendRecord(state, otherStation(station), 0);
+  const host::VirtualDevice device(folder, facts);
+  UnitState state = readUnit(folder);
+  for (int i = 0; i < 2; ++i) appendRecord(state, otherStation(station));
   setKey(state, kOtherKey, Bytes(20, 'k'));
   if (station.unitKey) setKey(state, *station.unitKey, {'U', 'N', 'I', 'T', '1'});
   if (change) change(state);
-  writeUnit(folder, empty, state);
+  writeUnit(folder, state);
   return folder;
 }
 
-void fillRecords(const Station& station, UnitState& state, size_t count) {
-  while (state.records().size() < count) appendRecord(state, otherStation(station), 0);
+/// Returns a case that takes effect at a call: it has that result by a fault rule.
+Case atCall(Kind kind, const fs::path& unit, const std::string& call, const std::string& result,
+            uint64_t occurrence, const char* further = "") {
+  const std::string rule = call + result + "@" + std::to_string(occurrence) + further;
+  return {kind, rule, unit, rule, call, occurrence};
 }
 
-/// Returns the ways in which a call fails.
-std::vector<std::string> codesOf(const std::string& call) {
+/// Returns the results with which a call fails.
+std::vector<std::string> failuresOf(const std::string& call) {
   if (call.starts_with("IORegistryEntrySetCF")) return {"", "=0xe00002c1", "=0xe00002cc", "=0"};
   if (call == "time") return {"", "=0"};
   return {""};
 }
 
-void addFaults(const GoodRun& good, const Case& model, std::vector<Case>& cases) {
-  const auto add = [&](const std::string& rule, const std::string& call, uint64_t occurrence) {
-    Case fault = model;
-    fault.name = fault.faults = rule;
-    fault.call = call;
-    fault.occurrence = occurrence;
-    cases.push_back(fault);
-  };
-  for (const auto& [call, count] : good.run.calls) {
-    if (count == 0) continue;
-    for (const std::string& code : codesOf(call)) {
-      for (const uint64_t occurrence : std::set{uint64_t{1}, (count + 1) / 2, count}) {
-        add(call + code + "@" + std::to_string(occurrence), call, occurrence);
-      }
-      add(call + code + "@1+", call, 1);
-    }
-  }
-  const auto addStuck = [&](std::string_view set, const std::set<size_t>& offsets,
-                            const Bytes& before, const Bytes& after) {
-    for (const size_t offset : offsets) {
-      const uint8_t wrong = static_cast<uint8_t>(after.at(offset) ^ 0x02);
-      for (const uint8_t value : std::set{before.at(offset), after.at(offset), wrong}) {
-        add("stuck:" + std::string(set) + ":" + std::to_string(offset) + "=" +
-                std::to_string(value),
-            "", 0);
-        cases.back().stuck = {set, offset, value};
-      }
-    }
-  };
-  const UnitState& before = good.run.before;
-  const UnitState& after = *good.run.after;
-  addStuck(kDiagnosticSet, good.bytes, before.diagnostics, after.diagnostics);
-  addStuck(kConfigurationSet, good.areaBytes, before.configuration, after.configuration);
-}
+class CaseMaker {
+ public:
+  CaseMaker(const Station& station, const GoodRun& good, const fs::path& goodUnit,
+            const fs::path& folder)
+      : _station(station), _good(good), _unit(goodUnit), _folder(folder) {}
 
-void addKills(const GoodRun& good, const Case& model, std::mt19937& random,
-              std::vector<Case>& cases) {
-  constexpr std::array kSignals = {SIGKILL, SIGTERM, SIGINT};
-  for (const auto& [call, count] : good.run.calls) {
-    for (uint64_t occurrence = 1; occurrence <= count; ++occurrence) {
-      for (const int signal : kSignals) {
-        cases.push_back(killCase(model.unit, call, occurrence, signal));
+  std::vector<Case> make(std::mt19937& random) {
+    addFaults();
+    addKills(random);
+    addMeddling(addUnits());
+    addSurroundings();
+    return std::move(_cases);
+  }
+
+ private:
+  Case& add(Kind kind, const std::string& name) {
+    return _cases.emplace_back(Case{kind, name, _unit});
+  }
+
+  void addFaults() {
+    for (const auto& [call, count] : _good.run.calls) {
+      if (count == 0) continue;
+      for (const std::string& failure : failuresOf(call)) {
+        for (const uint64_t occurrence : std::set{uint64_t{1}, (count + 1) / 2, count}) {
+          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, occurrence));
+        }
+        _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, 1, "+"));
       }
     }
+    addStuckBytes(kDiagnosticSet, &UnitState::diagnostics, _good.bytes);
+    addStuckBytes(kConfigurationSet, &UnitState::configuration, _good.areaBytes);
   }
-  constexpr size_t kMoments = 100;
-  std::uniform_real_distribution<double> moment(0, good.run.seconds);
-  for (size_t i = 0; i < kMoments; ++i) {
-    Case kill = model;
-    kill.kind = Kind::kKills;
-    kill.signal = kSignals[i % kSignals.size()];
-    kill.signalAfter = moment(random);
-    kill.name = "signal " + std::to_string(kill.signal) + " at random moment " + std::to_string(i);
-    cases.push_back(kill);
-  }
-}
 
-void addMeddling(const Station& station, const GoodRun& good, const Case& model,
-                 const UnitState& other, std::vector<Case>& cases) {
-  const std::vector<std::pair<const char*, std::function<void(UnitState&)>>> changes = {
-      {"fails the status", [=](UnitState& unit) { unit.diagnostics[station.statusOffset] = 0xFA; }},
-      {"poisons", [=](UnitState& unit) { unit.diagnostics[station.poisonOffset] = 0xFE; }},
-      {"adds a record",
-       [=](UnitState& unit) {
-         appendRecord(unit, static_cast<uint8_t>(otherStation(station) + 1), 0);
-       }},
-      {"swaps in another unit", [=](UnitState& unit) { unit = other; }},
-      {"clears the count",
-       [=](UnitState& unit) { deleteKey(unit, station.runCountKey.value_or(0)); }}};
-  uint64_t total = 0, skipped = 0;
-  for (const auto& [call, count] : good.run.calls) total += count;
-  for (int place = 1; place <= 5; ++place) {
-    // Spread over the calls of all functions, and over the run within a function.
-    const uint64_t target = total * static_cast<uint64_t>(place) / 6;
-    auto call = good.run.calls.begin();
-    for (skipped = 0; skipped + call->second < target; ++call) skipped += call->second;
-    const uint64_t occurrence =
-        std::max<uint64_t>(1, call->second * static_cast<uint64_t>(place) / 6);
-    for (const auto& [name, change] : changes) {
-      if (&change == &changes.back().second && !station.runCountKey) continue;
-      Case meddling = model;
-      meddling.kind = Kind::kMeddling;
-      meddling.call = call->first;
-      meddling.occurrence = occurrence;
-      meddling.faults = call->first + "=stop@" + std::to_string(occurrence);
-      meddling.name = std::string("another program ") + name + " at " + call->first + "@" +
-                      std::to_string(occurrence);
-      meddling.meddling = change;
-      meddling.swapsUnit = std::string_view(name).starts_with("swaps");
-      cases.push_back(meddling);
+  void addStuckBytes(std::string_view name, Bytes UnitState::*set, const std::set<size_t>& bytes) {
+    for (const size_t offset : bytes) {
+      const uint8_t before = (_good.run.before.*set).at(offset);
+      const uint8_t after = ((*_good.run.after).*set).at(offset);
+      for (const uint8_t value : std::set<uint8_t>{before, after, uint8_t(after ^ 2)}) {
+        Case& stuck = add(Kind::kFaults, "stuck:" + std::string(name) + ":" +
+                                             std::to_string(offset) + "=" + std::to_string(value));
+        stuck.faults = stuck.name;
+        stuck.stuck = {set, offset, value};
+      }
     }
   }
-}
 
-void addSurroundings(const Case& model, std::vector<Case>& cases) {
-  const auto add = [&](const std::string& name) -> Case& {
-    Case& added = cases.emplace_back(model);
-    added.kind = Kind::kSurroundings;
-    added.name = name;
-    return added;
-  };
-  add("standard input closed").closedStreams = {0};
-  add("standard output closed").closedStreams = {1};
-  add("standard error closed").closedStreams = {2};
-  add("standard streams closed").closedStreams = {0, 1, 2};
-  for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"}) {
-    const locale_t locale = newlocale(LC_ALL_MASK, name, nullptr);
-    if (!locale) continue;
-    freelocale(locale);
-    add("decimal comma").environment["LC_ALL"] = name;
-    break;
+  void addKills(std::mt19937& random) {
+    constexpr int kMoments = 100;
+    std::uniform_real_distribution<double> moment(0, _good.run.seconds);
+    for (int i = 0; i < kMoments; ++i) {
+      Case& kill = add(Kind::kKills, "signal at random moment " + std::to_string(i));
+      kill.signal = std::array{SIGKILL, SIGTERM, SIGINT}[static_cast<size_t>(i) % 3];
+      kill.signalAfter = moment(random);
+    }
+    for (const auto& [call, count] : _good.run.calls) {
+      for (uint64_t i = 1; i <= count; ++i) {
+        for (const int signal : {SIGKILL, SIGTERM, SIGINT}) {
+          _cases.push_back(killCase(_unit, call, i, signal));
+        }
+      }
+    }
   }
-  for (const char* zone : {"UTC", "EAST-14", "WEST12", "HALF-5:45"}) {
-    add(std::string("time zone ") + zone).environment["TZ"] = zone;
+
+  /// Returns a unit that others have been at before.
+  UnitState addUnits() {
+    const auto addUnit = [&](const std::string& name, std::function<void(UnitFacts&)> changeFacts,
+                             std::function<void(UnitState&)> change) {
+      const fs::path folder = _folder / std::to_string(_cases.size());
+      add(Kind::kUnits, name).unit = makeUnit(_station, folder, changeFacts, change);
+      return folder;
+    };
+    const auto fillRecords = [&](size_t count) {
+      return [=, this](UnitState& unit) {
+        while (unit.records().size() < count) appendRecord(unit, otherStation(_station));
+      };
+    };
+    add(Kind::kUnits, "fresh").unit = host::VirtualDevice(_folder / "fresh").folder();
+    for (const Model& model : kModels) {
+      const std::string name = std::string(model.code) + "AP";
+      addUnit("model " + name, [&](UnitFacts& facts) { facts.model = name; }, {});
+    }
+    const auto weaken = [](UnitFacts& facts) {
+      facts.currentCapacity = 1;
+      facts.externalPower = false;
+    };
+    addUnit("low battery", weaken, {});
+    addUnit("no power source", [](UnitFacts& facts) { facts.powerSource = false; }, {});
+    addUnit("no data area", [](UnitFacts& facts) { facts.dataArea = false; }, {});
+    addUnit("no NVRAM", [](UnitFacts& facts) { facts.nvram = false; }, {});
+    addUnit("poisoned", {},
+            [&](UnitState& unit) { unit.diagnostics[_station.poisonOffset] = kPoisoned; });
+    addUnit("chain full", {}, fillRecords(kRecordSlots));
+    for (const uint8_t blank : {uint8_t{0xFF}, uint8_t{0}}) {
+      addUnit("area blank " + std::to_string(blank), {},
+              [&](UnitState& unit) { std::ranges::fill(unit.configuration, blank); });
+    }
+    addUnit("keys full", {}, [](UnitState& unit) {
+      for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
+    });
+    for (size_t i = 0; i < area::kHeaderSize; i += sizeof(uint32_t)) {
+      addUnit("header damaged at " + std::to_string(i), {},
+              [&](UnitState& unit) { unit.configuration[i] ^= 0x55; });
+    }
+    return readUnit(addUnit("one slot left", {}, fillRecords(kRecordSlots - 1)));
   }
-  add("clock a day back").faults = "time=" + std::to_string(std::time(nullptr) - 86400);
-  add("no HOME").environment["HOME"] = std::nullopt;
-  add("HOME is missing").environment["HOME"] = "/nonexistent/home";
-  add("unit's folder not writable").unitIsReadOnly = true;
-}
+
+  void addMeddling(const UnitState& other) {
+    const std::pair<const char*, std::function<void(UnitState&)>> changes[] = {
+        {"failed", [s = _station](UnitState& unit) { unit.diagnostics[s.statusOffset] = kFailed; }},
+        {"poisoned",
+         [s = _station](UnitState& unit) { unit.diagnostics[s.poisonOffset] = kPoisoned; }},
+        {"given a record",
+         [s = _station](UnitState& unit) { appendRecord(unit, otherStation(s) ^ 1); }},
+        {"swapped", [=](UnitState& unit) { unit = other; }},
+        {"cleared of the count",
+         [s = _station](UnitState& unit) { setKey(unit, s.runCountKey.value_or(0), {}); }}};
+    // The places: every sixth of all calls, in the order of their names.
+    std::vector<std::pair<std::string, uint64_t>> calls;
+    for (const auto& [call, count] : _good.run.calls) {
+      for (uint64_t i = 1; i <= count; ++i) calls.emplace_back(call, i);
+    }
+    for (size_t place = 1; place <= 5; ++place) {
+      const auto& [call, occurrence] = calls[calls.size() * place / 6];
+      for (const auto& [name, change] : changes) {
+        Case meddling = atCall(Kind::kMeddling, _unit, call, "=stop", occurrence);
+        meddling.name = std::string("unit ") + name + " at " + meddling.name;
+        meddling.meddling = change;
+        meddling.swapsUnit = std::string_view(name) == "swapped";
+        _cases.push_back(meddling);
+      }
+    }
+  }
+
+  void addSurroundings() {
+    constexpr Kind kKind = Kind::kSurroundings;
+    add(kKind, "standard input closed").closedStreams = {0};
+    add(kKind, "standard output closed").closedStreams = {1};
+    add(kKind, "standard error closed").closedStreams = {2};
+    add(kKind, "standard streams closed").closedStreams = {0, 1, 2};
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"}) {
+      const locale_t locale = newlocale(LC_ALL_MASK, name, nullptr);
+      if (!locale) continue;
+      freelocale(locale);
+      add(kKind, std::string("decimal comma of ") + name).environment["LC_ALL"] = name;
+    }
+    for (const char* zone : {"UTC", "EAST-14", "WEST12", "HALF-5:45"}) {
+      add(kKind, std::string("time zone ") + zone).environment["TZ"] = zone;
+    }
+    add(kKind, "clock a day back").faults = "time=" + std::to_string(std::time(nullptr) - 86400);
+    add(kKind, "no HOME").environment["HOME"] = std::nullopt;
+    add(kKind, "HOME is missing").environment["HOME"] = "/nonexistent/home";
+    add(kKind, "unit's folder not writable").unitIsReadOnly = true;
+  }
+
+  const Station& _station;
+  const GoodRun& _good;
+  const fs::path _unit, _folder;
+  std::vector<Case> _cases;
+};
 
 }  // namespace
 
-std::vector<Case> unitCases(const Station& station, const std::filesystem::path& folder) {
-  std::vector<Case> cases;
-  const auto add = [&](const std::string& name, std::function<void(UnitFacts&)> changeFacts,
-                       std::function<void(UnitState&)> change) {
-    const std::string number = std::to_string(cases.size());
-    cases.push_back({Kind::kUnits, name, makeUnit(station, folder / number, changeFacts, change)});
-  };
-  add("good unit", {}, {});
-  cases.push_back({Kind::kUnits, "fresh unit", VirtualDevice(folder / "fresh").folder()});
-  for (const Model& model : kModels) {
-    const std::string name(model.code);
-    add("model " + name, [&](UnitFacts& facts) { facts.model = name + "AP"; }, {});
-  }
-  add("low battery",
-      [](UnitFacts& facts) {
-        facts.currentCapacity = 1;
-        facts.externalPower = false;
-      },
-      {});
-  add("no power source", [](UnitFacts& facts) { facts.powerSource = false; }, {});
-  add("no data area", [](UnitFacts& facts) { facts.dataArea = false; }, {});
-  add("no NVRAM", [](UnitFacts& facts) { facts.nvram = false; }, {});
-  add("poisoned", {}, [&](UnitState& unit) { unit.diagnostics[station.poisonOffset] = 0xFE; });
-  add("chain full", {}, [&](UnitState& unit) { fillRecords(station, unit, kRecordSlots); });
-  add("one slot left", {}, [&](UnitState& unit) { fillRecords(station, unit, kRecordSlots - 1); });
-  for (const uint8_t blank : {uint8_t{0xFF}, uint8_t{0}}) {
-    add("area blank " + std::to_string(blank), {},
-        [&](UnitState& unit) { std::ranges::fill(unit.configuration, blank); });
-  }
-  add("keys full", {}, [](UnitState& unit) {
-    for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
-  });
-  for (size_t word = 0; word < area::kHeaderSize; word += sizeof(uint32_t)) {
-    add("header damaged at " + std::to_string(word), {}, [&](UnitState& unit) {
-      for (size_t i = 0; i < sizeof(uint32_t); ++i) unit.configuration[word + i] ^= 0x55;
-    });
-  }
-  return cases;
+fs::path makeGoodUnit(const Station& station, const fs::path& folder) {
+  return makeUnit(station, folder, {}, {});
 }
 
-Case killCase(const std::filesystem::path& unit, const std::string& call, uint64_t occurrence,
-              int signal) {
-  const char* word = signal == SIGKILL ? "kill" : signal == SIGTERM ? "sigterm" : "sigint";
-  const std::string rule = call + "=" + word + "@" + std::to_string(occurrence);
-  Case kill{Kind::kKills, rule, unit, rule, call, occurrence};
+Case killCase(const fs::path& unit, const std::string& call, uint64_t occurrence, int signal) {
+  const char* word = signal == SIGKILL ? "=kill" : signal == SIGTERM ? "=sigterm" : "=sigint";
+  Case kill = atCall(Kind::kKills, unit, call, word, occurrence);
   kill.signal = signal;
   return kill;
 }
 
-std::vector<Case> casesOf(const Station& station, const GoodRun& good,
-                          const std::filesystem::path& unit, const std::filesystem::path& otherUnit,
-                          std::mt19937& random) {
-  std::vector<Case> cases;
-  const Case model{Kind::kFaults, "", unit};
-  addFaults(good, model, cases);
-  addKills(good, model, random, cases);
-  addMeddling(station, good, model, readUnit(otherUnit), cases);
-  addSurroundings(model, cases);
-  return cases;
+std::vector<Case> casesOf(const Station& station, const GoodRun& good, const fs::path& goodUnit,
+                          const fs::path& folder, std::mt19937& random) {
+  return CaseMaker(station, good, goodUnit, folder).make(random);
 }
 
 }  // namespace corvane::tools::trial

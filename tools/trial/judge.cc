@@ -1,5 +1,3 @@
-#include "tools/trial/judge.h"
-
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -10,26 +8,24 @@
 #include "controlbits/diagnostic_record.h"
 #include "controlbits/poison_byte.h"
 #include "station/results_line.h"
+#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
 
-/// The run count of the station kit: "RUNS", a count in 32 bits and the run in 64, or a count
-/// alone.
-struct RunMark {
-  uint64_t count = 0, run = 0;
-};
-
-RunMark runMarkIn(const Station& station, const UnitState& state) {
+/// Returns the little-endian number in a part of the run count key's value; 0 when there is none.
+uint64_t numberInCount(const Station& station, const UnitState& state, size_t begin, size_t size) {
   const auto value = unit::valueIn(state.configuration, station.runCountKey.value_or(0));
-  if (!value || value->size() < 16) return {};
-  const auto number = [&](size_t begin, size_t size) {
-    uint64_t result = 0;
-    while (size-- > 0) result = result << 8 | (*value)[begin + size];
-    return result;
-  };
-  const std::string_view magic(reinterpret_cast<const char*>(value->data()), 4);
-  return magic == "RUNS" ? RunMark{number(4, 4), number(8, 8)} : RunMark{number(0, 4), 0};
+  uint64_t number = 0;
+  while (value && value->size() >= begin + size && size-- > 0) {
+    number = number << 8 | (*value)[begin + size];
+  }
+  return number;
+}
+
+/// The value of the key is "RUNS", the count in 32 bits, and the run's number in 64.
+uint64_t countIn(const Station& station, const UnitState& state) {
+  return numberInCount(station, state, 4, 4);
 }
 
 /// What the results of one run say.
@@ -130,27 +126,24 @@ class Judge {
         _after.configuration = from.configuration;
       }
     }
-    const std::vector<Record> records = from.records(), now = to.records();
+    const std::vector<unit::Record> records = from.records(), now = to.records();
     if (isMet) _others.assign(now.begin() + static_cast<ptrdiff_t>(records.size()), now.end());
   }
 
   /// The next station reads the byte so.
   void applyStuckByte(const StuckByte& stuck) {
-    const bool isDiagnostic = stuck.set == kDiagnosticSet;
-    for (UnitState* unit : {&_before, &_after}) {
-      (isDiagnostic ? unit->diagnostics : unit->configuration).at(stuck.offset) = stuck.value;
-    }
-    if (isDiagnostic) _outside.insert(stuck.offset);
+    for (UnitState* unit : {&_before, &_after}) (unit->*stuck.set).at(stuck.offset) = stuck.value;
+    if (stuck.set == &UnitState::diagnostics) _outside.insert(stuck.offset);
   }
 
   void compareRecords() {
-    const std::vector<Record> before = _before.records();
+    const std::vector<unit::Record> before = _before.records();
     _added = _after.records();
-    for (const Record& record : before) {
+    for (const unit::Record& record : before) {
       _isRecordLost |= _added.empty() || _added.front() != record;
       if (!_added.empty()) _added.erase(_added.begin());
     }
-    for (const Record& record : _others) {
+    for (const unit::Record& record : _others) {
       const auto at = std::ranges::find(_added, record);
       _isRecordLost |= at == _added.end();
       if (at != _added.end()) _added.erase(at);
@@ -168,11 +161,12 @@ class Judge {
         _isPassed && !_isPoisoned && !_isRecordLost && hasRecord() &&
         (!_station.number || _added[0].result == _good.run.after->records().back().result);
     if (!isMarked || !_station.runCountKey) return isMarked;
-    const RunMark mark = runMarkIn(_station, _after);
     char run[17];
-    std::snprintf(run, sizeof run, "%016llx", static_cast<unsigned long long>(mark.run));
-    return (mark.count == runMarkIn(_station, _run.before).count + 1 ||
-            mark.count == runMarkIn(_station, _before).count + 1) &&
+    std::snprintf(run, sizeof run, "%016llx",
+                  static_cast<unsigned long long>(numberInCount(_station, _after, 8, 8)));
+    const uint64_t count = countIn(_station, _after);
+    return (count == countIn(_station, _run.before) + 1 ||
+            count == countIn(_station, _before) + 1) &&
            (_results.run.empty() || _results.run == run);
   }
 
@@ -231,7 +225,7 @@ class Judge {
       if (key == _station.runCountKey || _good.keys.contains(key) || _case.stuck) continue;
       return "key " + unit::keyName(key) + " was changed";
     }
-    for (const std::string& word : wordDifferences(_before.nvram, _after.nvram)) {
+    for (const std::string& word : wordDifferences(_before, _after)) {
       if (!_good.words.contains(word)) return "the word " + word + " of NVRAM was changed";
     }
     return _before.device == _after.device ? "" : "device.plist was changed";
@@ -263,7 +257,7 @@ class Judge {
   UnitState _before, _after;
   /// Bytes that are stuck or that another program changed.
   std::set<size_t> _outside;
-  std::vector<Record> _others, _added;
+  std::vector<unit::Record> _others, _added;
   bool _isRecordLost = false, _isPassed = false, _isFailed = false, _isPoisoned = false;
 };
 
@@ -276,11 +270,6 @@ Judgement judge(const Station& station, const GoodRun& good, const Case& what, c
   if (!run.isReached) return {Finding::kNotReached};
   if (!run.after) return {Finding::kUnjudged, run.unreadable};
   return Judge(station, good, what, run).judgement();
-}
-
-bool showsRecord(const Station& station, const UnitState& before, const UnitState& state) {
-  const std::vector<Record> records = state.records();
-  return records.size() > before.records().size() && records.back().station == station.number;
 }
 
 bool showsPassed(const Station& station, const UnitState& state) {

@@ -1,5 +1,3 @@
-#include "tools/trial/station_run.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -21,6 +19,7 @@
 #include "platform/file_descriptor.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
+#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
@@ -95,11 +94,11 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  sigset_t none, all;
-  sigemptyset(&none);
-  sigfillset(&all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes,
                            POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
@@ -138,7 +137,7 @@ void meddle(const Case& what, const fs::path& unit, Run& run) {
     const UnitState before = readUnit(unit);
     UnitState after = before;
     what.meddling(after);
-    writeUnit(unit, before, after);
+    writeUnit(unit, after);
     run.meddled.emplace(before, after);
   } catch (const CommandError&) {
     // Not reached: the unit cannot be read at this moment.
@@ -150,7 +149,7 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
             const std::atomic<bool>& isCancelled, Run& run) {
   const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   const Clock::time_point begin = Clock::now();
-  bool isSignalDue = what.signalAfter.has_value(), isStopDue = static_cast<bool>(what.meddling);
+  bool isSignalDue = what.signalAfter.has_value(), isStopDue = bool(what.meddling);
   for (;;) {
     double wait = std::min(limit - secondsSince(begin), what.meddling ? 0.001 : 0.1);
     if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));

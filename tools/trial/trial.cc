@@ -10,14 +10,13 @@
 #include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
-#include <numeric>
 #include <thread>
 
 #include "host/virtual_device.h"
 #include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/signal_wait.h"
-#include "tools/trial/cases.h"
+#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
@@ -65,16 +64,10 @@ class Trial {
 
   Summary run() {
     adoptOrphans();
-    if (!_options.isDescribed) describe();
-    std::vector<Case> cases = unitCases(_station, _folder.path() / "units");
-    const Case goodCase = cases.front();
-    cases.erase(cases.begin());
-    tryGoodUnit(goodCase);
-    const auto other = std::ranges::find(cases, "one slot left", &Case::name);
-    std::vector<Case> more = casesOf(_station, _good, goodCase.unit, other->unit, _random);
-    std::ranges::move(more, std::back_inserter(cases));
-    cases = chosen(std::move(cases));
-    tryAll(cases);
+    if (!_options.hasPlaces) describe();
+    const fs::path goodUnit = makeGoodUnit(_station, _folder.path() / "good");
+    tryGoodUnit({Kind::kUnits, "good unit", goodUnit});
+    tryAll(chosen(casesOf(_station, _good, goodUnit, _folder.path(), _random)));
     return std::move(_summary);
   }
 
@@ -84,40 +77,34 @@ class Trial {
   void describe() {
     Station station = _station;
     station.arguments = {"--describe"};
-    station.isOfKit = false;
     const Case what{Kind::kUnits, "--describe",
                     host::VirtualDevice(_folder.path() / "unit").folder()};
     runAll(station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
-      const auto profile = nlohmann::json::parse(run.output, nullptr, false);
-      if (run.waitStatus != 0 || !profile.is_object()) {
+      try {
+        if (run.waitStatus != 0) throw CommandError(kNotReady, "it fails");
+        readProfile(nlohmann::json::parse(run.output));
+      } catch (const std::exception& error) {
         throw CommandError(
-            kNotReady,
-            _station.program +
-                " does not describe itself: tell its places with --status, --poison and --record");
+            kNotReady, _station.program + " does not describe itself (--describe: " + error.what() +
+                           "); tell its places with --status, --poison and --record");
       }
-      readProfile(profile);
     });
   }
 
   void readProfile(const nlohmann::json& profile) {
-    try {
-      const auto key = [&](const char* name) -> std::optional<uint32_t> {
-        const auto value = profile.find(name);
-        if (value == profile.end() || !value->is_string()) return {};
-        return unit::keyOf(value->get<std::string>());
-      };
-      _station.isOfKit = true;
-      _station.number = profile.at("number").get<uint8_t>();
-      profile.at("statusOffset").get_to(_station.statusOffset);
-      profile.at("poisonOffset").get_to(_station.poisonOffset);
-      _station.runCountKey = key("runCountKey");
-      _station.unitKey = key("unitKey");
-      const auto models = profile.value("conditions", nlohmann::json::object())
-                              .value("models", std::vector<std::string>());
-      if (!models.empty()) _station.model = models.front();
-    } catch (const nlohmann::json::exception& error) {
-      throw CommandError(kNotReady, _station.program + " --describe: " + error.what());
-    }
+    const auto key = [&](const char* name) -> std::optional<uint32_t> {
+      const nlohmann::json& value = profile.at(name);
+      if (value.is_null()) return {};
+      return unit::keyOf(value.get<std::string>());
+    };
+    _station.isOfKit = true;
+    _station.number = profile.at("number").get<uint8_t>();
+    profile.at("statusOffset").get_to(_station.statusOffset);
+    profile.at("poisonOffset").get_to(_station.poisonOffset);
+    _station.runCountKey = key("runCountKey");
+    _station.unitKey = key("unitKey");
+    const nlohmann::json& models = profile.at("conditions").at("models");
+    if (!models.empty()) _station.model = models.front();
   }
 
   /// Runs the station on the good unit, and once more for each of its writes, to see what it has
@@ -149,8 +136,8 @@ class Trial {
       const std::lock_guard lock(_lock);
       if (!run.after) return;
       noteChanges(*run.after);
-      _good.writesRecordFirst |=
-          showsRecord(_station, run.before, *run.after) && !showsPassed(_station, *run.after);
+      _good.writesRecordFirst |= run.after->records().size() > run.before.records().size() &&
+                                 !showsPassed(_station, *run.after);
     });
   }
 
@@ -158,7 +145,7 @@ class Trial {
     const UnitState& before = _good.run.before;
     _good.bytes.merge(differences(before.diagnostics, after.diagnostics));
     _good.areaBytes.merge(differences(before.configuration, after.configuration));
-    _good.words.merge(wordDifferences(before.nvram, after.nvram));
+    _good.words.merge(wordDifferences(before, after));
     _good.keys.merge(keyDifferences(before, after));
   }
 
@@ -173,7 +160,7 @@ class Trial {
     });
     if (cases.empty()) throw CommandError(kUsage, "there is no such case");
     std::ranges::shuffle(cases, _random);
-    std::array<size_t, std::size(kKindNames)> counts{};
+    std::array<size_t, kKindNames.size()> counts{};
     std::multimap<size_t, Case> byShare;
     for (Case& what : cases) {
       byShare.emplace(counts[static_cast<size_t>(what.kind)]++, std::move(what));
@@ -209,7 +196,10 @@ class Trial {
   void note(const Case& what, const Run& run, const fs::path& folder) {
     const Judgement judgement = judge(_station, _good, what, run);
     const std::lock_guard lock(_lock);
-    ++_summary.counts[static_cast<size_t>(what.kind)][static_cast<size_t>(judgement.finding)];
+    const auto finding = static_cast<size_t>(judgement.finding);
+    ++_summary.cases;
+    ++_summary.counts[static_cast<size_t>(what.kind)][finding];
+    ++_summary.totals[finding];
     if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
     _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
     if (_options.keep.empty()) return;
@@ -232,7 +222,7 @@ class Trial {
     const auto addPlace = [&](const char* name, uint32_t place) {
       places += std::string(" --") + name + " " + std::to_string(place);
     };
-    if (_options.isDescribed) {
+    if (_options.hasPlaces) {
       addPlace("status", _station.statusOffset);
       addPlace("poison", _station.poisonOffset);
       if (_station.number) addPlace("record", *_station.number);
@@ -315,18 +305,6 @@ class Trial {
 };
 
 }  // namespace
-
-size_t Summary::countOf(Finding finding) const {
-  return std::accumulate(
-      counts.begin(), counts.end(), size_t{0},
-      [&](size_t sum, const Counts& kind) { return sum + kind[static_cast<size_t>(finding)]; });
-}
-
-size_t Summary::cases() const {
-  size_t sum = 0;
-  for (const Counts& kind : counts) sum += std::accumulate(kind.begin(), kind.end(), size_t{0});
-  return sum;
-}
 
 Summary tryStation(const Options& options) { return Trial(options).run(); }
 

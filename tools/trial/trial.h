@@ -2,16 +2,37 @@
 #define CORVANE_TOOLS_TRIAL_TRIAL_H_
 
 #include <array>
-
-#include "tools/trial/judge.h"
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
 
 /// Trials of station programs: whether what a program says of a unit is what the unit holds.
 namespace corvane::tools::trial {
 
+enum class Kind { kFaults, kKills, kUnits, kMeddling, kSurroundings };
+inline constexpr std::array kKindNames = {"faults", "kills", "units", "meddling", "surroundings"};
+enum class Finding { kHonest, kLie, kHang, kCrash, kUnjudged, kNotReached };
+inline constexpr std::array kFindingNames = {"honest", "lie",      "hang",
+                                             "crash",  "unjudged", "not reached"};
+
+/// The station program and its places on a unit.
+struct Station {
+  std::string program;
+  std::vector<std::string> arguments;
+  /// Absent for a station that leaves no records.
+  std::optional<uint8_t> number;
+  uint32_t statusOffset = 0, poisonOffset = 0;
+  /// Whether it is written with the station kit, whose profile has these.
+  bool isOfKit = false;
+  std::optional<uint32_t> runCountKey, unitKey;
+  std::string model;
+};
+
 struct Options {
-  /// The station describes itself unless its places are told.
   Station station;
-  bool isDescribed = false;
+  /// Whether the station's places are told; otherwise it describes itself.
+  bool hasPlaces = false;
   /// The kinds of cases, all when empty; and the name of the only case.
   std::vector<std::string> kinds;
   std::string onlyCase;
@@ -24,6 +45,11 @@ struct Options {
   unsigned jobs = 1;
 };
 
+struct Judgement {
+  Finding finding = Finding::kHonest;
+  std::string reason = {};
+};
+
 struct CaseFinding {
   Kind kind;
   std::string name;
@@ -34,15 +60,13 @@ struct CaseFinding {
 
 struct Summary {
   Station station;
-  size_t planned = 0;
+  size_t planned = 0, cases = 0;
   double seconds = 0;
   bool isInterrupted = false;
-  using Counts = std::array<size_t, std::size(kFindingNames)>;
-  std::array<Counts, std::size(kKindNames)> counts{};
+  /// By kind and by finding, and over all kinds.
+  std::array<std::array<size_t, kFindingNames.size()>, kKindNames.size()> counts{};
+  std::array<size_t, kFindingNames.size()> totals{};
   std::vector<CaseFinding> findings;
-
-  size_t countOf(Finding finding) const;
-  size_t cases() const;
 };
 
 /// Tries the station, and shows its progress on standard error. SIGINT, SIGTERM and SIGHUP end the

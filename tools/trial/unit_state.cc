@@ -1,44 +1,22 @@
-#include "tools/trial/unit_state.h"
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <map>
 #include <sstream>
 
 #include "controlbits/diagnostic_record.h"
 #include "syscfg/memory_store.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
+#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
 
-std::filesystem::path setFile(std::string_view set) { return "data/" + std::string(set) + ".bin"; }
-
-Bytes contentsOf(const std::filesystem::path& path) {
-  constexpr size_t kMaxSize = size_t{1} << 20;
-  return readFile(path, kMaxSize).bytes;
-}
-
-/// Returns the set's contents after a restart of the unit.
-Bytes committedBytes(const std::filesystem::path& folder, std::string_view set) {
-  std::filesystem::path committed = folder / setFile(set);
-  committed.replace_extension("committed");
-  return contentsOf(std::filesystem::exists(committed) ? committed : folder / setFile(set));
-}
-
-void replaceFile(const std::filesystem::path& path, const Bytes& before, const Bytes& now) {
-  if (before != now) writeFile(path, now);
-}
-
-std::set<std::string> wordsOf(const Bytes& list) {
-  std::string text(list.begin(), list.end());
-  std::ranges::replace_if(
-      text, [](char c) { return c == '<' || c == '>'; }, ' ');
-  std::istringstream words(text);
-  return {std::istream_iterator<std::string>(words), {}};
-}
+const std::pair<std::string, Bytes UnitState::*> kFiles[] = {
+    {"data/" + std::string(kDiagnosticSet) + ".bin", &UnitState::diagnostics},
+    {"data/" + std::string(kConfigurationSet) + ".bin", &UnitState::configuration},
+    {"nvram.plist", &UnitState::nvram},
+    {"device.plist", &UnitState::device}};
 
 std::map<uint32_t, Bytes> keysIn(const Bytes& area) {
   const MemoryStore store(area);
@@ -52,47 +30,52 @@ std::map<uint32_t, Bytes> keysIn(const Bytes& area) {
   return keys;
 }
 
+std::set<std::string> wordsOf(const Bytes& list) {
+  std::string text(list.begin(), list.end());
+  std::ranges::replace_if(
+      text, [](char c) { return c == '<' || c == '>'; }, ' ');
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
 }  // namespace
 
 UnitState readUnit(const std::filesystem::path& folder) {
-  UnitState state{committedBytes(folder, kDiagnosticSet), committedBytes(folder, kConfigurationSet),
-                  contentsOf(folder / "nvram.plist"), contentsOf(folder / "device.plist")};
+  constexpr size_t kMaxSize = size_t{1} << 20;
+  UnitState state;
+  for (const auto& [name, contents] : kFiles) {
+    std::filesystem::path committed = folder / name;
+    committed.replace_extension("committed");
+    const bool isUncommitted = std::filesystem::exists(committed);
+    state.*contents = readFile(isUncommitted ? committed : folder / name, kMaxSize).bytes;
+  }
   if (state.diagnostics.size() < slotOffset<time_t>(kRecordSlots)) {
     throw CommandError(kNotReady, std::string(kDiagnosticSet) + " is too short");
   }
   return state;
 }
 
-void writeUnit(const std::filesystem::path& folder, const UnitState& before,
-               const UnitState& state) {
-  replaceFile(folder / setFile(kDiagnosticSet), before.diagnostics, state.diagnostics);
-  replaceFile(folder / setFile(kConfigurationSet), before.configuration, state.configuration);
-  replaceFile(folder / "nvram.plist", before.nvram, state.nvram);
-  replaceFile(folder / "device.plist", before.device, state.device);
+void writeUnit(const std::filesystem::path& folder, const UnitState& state) {
+  for (const auto& [name, contents] : kFiles) writeFile(folder / name, state.*contents);
 }
 
-void appendRecord(UnitState& state, uint8_t station, int result) {
+void appendRecord(UnitState& state, uint8_t station) {
   using Slot = DiagnosticRecord<time_t>;
   const size_t slot = state.records().size();
   const auto place = [&](size_t i) { return state.diagnostics.data() + slotOffset<time_t>(i); };
   if (slot > 0) place(slot - 1)[offsetof(Slot, flags)] |= kRecordContinued;
-  Slot record{1'600'000'000 + static_cast<time_t>(slot), station,
-              static_cast<uint8_t>(result << kRecordResultShift), "of another"};
-  record = swapForSlot(record);
-  std::memcpy(place(slot), &record, sizeof record);
+  const Slot record{1'600'000'000 + static_cast<time_t>(slot), station, 0, "of another"};
+  const Slot stored = swapForSlot(record);
+  std::memcpy(place(slot), &stored, sizeof stored);
 }
 
 bool setKey(UnitState& state, uint32_t key, const Bytes& value) {
   MemoryStore store(state.configuration);
-  if (syscfg__add_key(store.get(), key, value.data(), value.size()) != 0) return false;
-  state.configuration.assign(store.image().begin(), store.image().end());
-  return true;
-}
-
-void deleteKey(UnitState& state, uint32_t key) {
-  MemoryStore store(state.configuration);
-  if (syscfg__del_key(store.get(), key) != 0) return;
-  state.configuration.assign(store.image().begin(), store.image().end());
+  const bool isDone = value.empty()
+                          ? syscfg__del_key(store.get(), key) == 0
+                          : syscfg__add_key(store.get(), key, value.data(), value.size()) == 0;
+  if (isDone) state.configuration.assign(store.image().begin(), store.image().end());
+  return isDone;
 }
 
 std::set<size_t> differences(const Bytes& left, const Bytes& right) {
@@ -112,12 +95,10 @@ std::set<uint32_t> keyDifferences(const UnitState& left, const UnitState& right)
   return keys;
 }
 
-std::set<std::string> wordDifferences(const Bytes& left, const Bytes& right) {
+std::set<std::string> wordDifferences(const UnitState& left, const UnitState& right) {
   std::set<std::string> words;
-  if (left != right) {
-    std::ranges::set_symmetric_difference(wordsOf(left), wordsOf(right),
-                                          std::inserter(words, words.end()));
-  }
+  std::ranges::set_symmetric_difference(wordsOf(left.nvram), wordsOf(right.nvram),
+                                        std::inserter(words, words.end()));
   return words;
 }
 
