@@ -71,7 +71,8 @@ TEST_F(CommandTest, AnUnusableUnitIsNamedAndLeftAlone) {
 
   std::filesystem::remove_all(unit());
   for (const char* look : {"status", "status suite", "poison show 24", "record list", "facts",
-                           "syscfg list", "bootargs show"}) {
+                           "syscfg list", "bootargs show", "log show", "log tail",
+                           "log collected"}) {
     expectEach({{look, 3, "", "there is no unit; \"corvane device init\" makes one"}});
   }
   EXPECT_FALSE(std::filesystem::exists(unit()));
@@ -219,6 +220,7 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
 }
 
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
+  run("device init");
   expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
               {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
               {"log write m --test --test= --indent 2", 0, ""},

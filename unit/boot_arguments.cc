@@ -10,21 +10,21 @@
 namespace corvane::unit {
 namespace {
 
-CFRef<CFStringRef> textOf(const std::string& argument) {
+CFRef<CFStringRef> requireText(const std::string& argument) {
   CFRef<CFStringRef> text = textFromUtf8(argument);
   if (text) return text;
   throw Error(Fault::kBadArgument, "'" + printable(argument) + "' is not UTF-8 text");
 }
 
 /// Returns the value between quotes, so that blanks at the ends can be seen.
-std::string shown(const std::optional<std::string>& value) {
+std::string quoted(const std::optional<std::string>& value) {
   return value ? "\"" + printable(*value) + "\"" : "(not set, or cannot be read)";
 }
 
 /// Returns a value for a line of the log.
 std::string shortened(const std::optional<std::string>& value) {
   constexpr size_t kMaxText = 80;
-  std::string text = shown(value);
+  std::string text = quoted(value);
   return text.size() <= kMaxText ? text : text.substr(0, kMaxText) + "...";
 }
 
@@ -47,7 +47,7 @@ BootArgumentsChange verified(Lock& lock, const std::optional<std::string>& befor
   if (after != meant) {
     throw Error(
         Fault::kMismatch,
-        "the change was not made: boot-args are " + shown(after) + " instead of " + shown(meant),
+        "the change was not made: boot-args are " + quoted(after) + " instead of " + quoted(meant),
         after == before ? Left::kUnchanged : Left::kUnknown);
   }
   lock.addLine("boot-args: " + shortened(before) + " -> " + shortened(after));
@@ -71,7 +71,7 @@ Occurrences occurrencesOf(std::string_view word, std::string_view text) {
 }
 
 std::string trimmedWord(const std::string& word) {
-  std::string bare = utf8Bytes(trimmed(textOf(word).get()).get());
+  std::string bare = utf8Bytes(trimmed(requireText(word).get()).get());
   if (bare.empty()) throw Error(Fault::kBadArgument, "the word is blank");
   return bare;
 }
@@ -84,7 +84,7 @@ std::optional<std::string> readBootArguments() {
 
 BootArgumentsChange setBootArguments(Lock& lock, const std::string& value) {
   return logged(lock, [&] {
-    const CFRef<CFStringRef> text = textOf(value);
+    const CFRef<CFStringRef> text = requireText(value);
     const auto before = readBootArguments();
     setBootArgs(text.get());
     return verified(lock, before, value);
@@ -98,23 +98,23 @@ BootArgumentsChange addBootArgument(Lock& lock, const std::string& argument) {
     const Occurrences found = occurrencesOf(word, before);
     if (found.withinWords && !found.asWord) {
       throw Error(Fault::kFinal, "nothing is added: '" + printable(word) +
-                                     "' occurs within another word of " + shown(before));
+                                     "' occurs within another word of " + quoted(before));
     }
-    addBootArg(textOf(word).get());
+    addBootArg(requireText(word).get());
     return verified(lock, before, found.asWord ? before : before + " " + word);
   });
 }
 
 BootArgumentsChange removeBootArgument(Lock& lock, const std::string& word) {
   return logged(lock, [&] {
-    const CFRef<CFStringRef> text = textOf(word);
+    const CFRef<CFStringRef> text = requireText(word);
     if (word.empty()) throw Error(Fault::kBadArgument, "the word is empty");
     const std::string before = requireBootArguments();
     std::string meant = before;
     for (size_t at = 0; (at = meant.find(word, at)) != meant.npos;) meant.erase(at, word.size());
     if (meant == before) {
       throw Error(Fault::kAbsent, "nothing is removed: '" + printable(word) +
-                                      "' does not occur in " + shown(before));
+                                      "' does not occur in " + quoted(before));
     }
     removeBootArg(text.get());
     return verified(lock, before, meant);

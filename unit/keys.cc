@@ -59,7 +59,7 @@ std::string faultOfEntries(ByteSpan bytes, const area::Header& header) {
 std::string nameOf(uint32_t key) { return "key " + keyName(key); }
 
 /// Returns a value for a line of the log.
-std::string shown(const std::optional<Bytes>& value) {
+std::string valueText(const std::optional<Bytes>& value) {
   constexpr size_t kMaxText = 40;
   if (!value) return "none";
   const bool isText =
@@ -88,16 +88,16 @@ void requireKey(uint32_t key) {
 KeyChange writeArea(Lock& lock, uint32_t key, ByteSpan held, const MemoryStore& store) {
   KeyChange change{valueIn(held, key), valueIn(store.image(), key)};
   if (std::ranges::equal(held, store.image())) {
-    lock.addLine(nameOf(key) + " stays " + shown(change.after));
+    lock.addLine(nameOf(key) + " stays " + valueText(change.after));
     return change;
   }
-  writeVerified(lock,
-                {.set = configurationDataSet(),
-                 .offset = 0,
-                 .before = held,
-                 .meant = store.image(),
-                 .what = nameOf(key),
-                 .line = nameOf(key) + ": " + shown(change.before) + " -> " + shown(change.after)});
+  writeVerified(lock, {.set = configurationDataSet(),
+                       .offset = 0,
+                       .before = held,
+                       .meant = store.image(),
+                       .what = nameOf(key),
+                       .line = nameOf(key) + ": " + valueText(change.before) + " -> " +
+                               valueText(change.after)});
   return change;
 }
 

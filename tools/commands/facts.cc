@@ -17,21 +17,24 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 template <typename Value>
-Json orNull(const std::optional<Value>& value) {
+Json factOrNull(const std::optional<Value>& value) {
   return value ? Json(*value) : Json();
 }
 
 Json asJson(const unit::Facts& facts) {
-  Json json = {{"model", orNull(facts.model)}, {"build", orNull(facts.build)},
-               {"wifi", facts.hasWiFi},        {"compass", facts.hasCompass},
-               {"gyroscope", facts.hasGyro},   {"baseband", facts.hasBaseband}};
+  Json json = {{"model", factOrNull(facts.model)},
+               {"build", factOrNull(facts.build)},
+               {"wifi", facts.hasWiFi},
+               {"compass", facts.hasCompass},
+               {"gyroscope", facts.hasGyro},
+               {"baseband", facts.hasBaseband}};
   if (facts.needsOptions) {
     json["options"] = facts.areOptionsSet.value_or(false) ? Json(facts.options) : Json();
-    json["optionsSet"] = orNull(facts.areOptionsSet);
+    json["optionsSet"] = factOrNull(facts.areOptionsSet);
   }
-  json["batteryPercent"] = orNull(facts.battery);
-  json["externalPower"] = orNull(facts.externalPower);
-  json["version"] = orNull(facts.version);
+  json["batteryPercent"] = factOrNull(facts.battery);
+  json["externalPower"] = factOrNull(facts.externalPower);
+  json["version"] = factOrNull(facts.version);
   return json;
 }
 

@@ -17,6 +17,7 @@
 #include "tools/log/log_line.h"
 #include "tools/log/log_reader.h"
 #include "tools/log/log_show.h"
+#include "tools/unit_access.h"
 
 namespace corvane::tools {
 namespace {
@@ -88,7 +89,7 @@ void printLine(const std::string& line, bool json) {
 /// Prints the log's last `count` lines, then, when asked to, each line as it is written, until the
 /// reader of the output goes away.
 ExitStatus tail(size_t count, bool follow, bool json) {
-  requireUnit();
+  requireUnitToLook();
   const std::string file = devicePath(kLogFile);
   LogReader log(file);
   log.skipToLast(count);
@@ -148,7 +149,7 @@ void addLogShow(Command group) {
     LogFilter filter = options->filter;
     if (options->since) filter.since = logTime(*options->since, false);
     if (options->until) filter.until = logTime(*options->until, true);
-    requireUnit();
+    requireUnitToLook();
     return showLog(devicePath(kLogFile), filter, options->json, stdout) ? kDone : kFailed;
   });
 }
@@ -159,7 +160,7 @@ void addCollected(Command group) {
   command.jsonFlag(*json);
   command.footer("Exit status: 0 when they were, 1 when not.");
   command.action([=] {
-    requireUnit();
+    requireUnitToLook();
     const bool collected = logsCollected();
     const char* style = newLogCollection() ? "new" : "old";
     if (*json) {

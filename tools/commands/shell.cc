@@ -2,7 +2,6 @@
 #include <iostream>
 #include <memory>
 
-#include "controlbits/control_bits.h"
 #include "platform/printable.h"
 #include "tools/command.h"
 #include "tools/command_line.h"
@@ -10,6 +9,8 @@
 #include "tools/inspect/value_text.h"
 #include "tools/shell/completion.h"
 #include "tools/shell/manual.h"
+#include "tools/unit_access.h"
+#include "unit/keys.h"
 
 namespace corvane::tools {
 namespace {
@@ -60,16 +61,16 @@ complete -c corvane -f -a '(__corvane_complete)'
 
 /// Returns the keys in the unit's configuration store, as `syscfg` names them; none when they
 /// cannot be read.
-std::vector<std::string> keysOfUnit() {
+std::vector<std::string> keysOfUnit() try {
   std::vector<std::string> names;
   if (!hasUnit()) return names;
-  std::vector<uint8_t> area(kDeviceAreaSize);
-  if (ControlBits::getReady() != 0) return names;
-  if (ControlBits::readSysCfgBytes(area.data(), kDeviceAreaSize) != 0) return names;
-  for (const AreaEntry& entry : reportOnArea(area).entries) {
+  requireDataToLook();
+  for (const AreaEntry& entry : reportOnArea(unit::readArea()).entries) {
     if (entry.isFound) names.push_back(keyName(entry.key));
   }
   return names;
+} catch (const std::exception&) {
+  return {};
 }
 
 }  // namespace

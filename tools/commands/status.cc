@@ -71,14 +71,14 @@ ExitStatus printByte(uint32_t offset, uint8_t byte, bool json) {
   return kDone;
 }
 
-struct SetOptions {
+struct StatusOptions {
   uint32_t offset = 0;
   std::optional<int32_t> status, count;
   bool force = false;
   bool json = false;
 };
 
-ExitStatus set(const SetOptions& options) {
+ExitStatus setStatus(const StatusOptions& options) {
   if (!options.status && !options.count) {
     throw CommandError(kUsage, "status set needs --status, --count or both");
   }
@@ -103,7 +103,7 @@ void addStatusShow(Command group) {
 }
 
 void addStatusSet(Command group) {
-  const auto options = std::make_shared<SetOptions>();
+  const auto options = std::make_shared<StatusOptions>();
   Command command = group.add("set", "Write one control-bit byte");
   command.number("OFFSET", options->offset, "Offset of the byte").required();
   command.choice("--status", options->status, "Test status; stays as it is if not given",
@@ -112,20 +112,20 @@ void addStatusSet(Command group) {
   command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
   command.jsonFlag(options->json);
   command.footer("Example:\n  corvane status set 20 --status failed --count 2");
-  command.action([=] { return set(*options); });
+  command.action([=] { return setStatus(*options); });
 }
 
 /// Adds a command for one byte of fixed use, which shows it or writes the given status.
 void addFixedByte(Command group, const std::string& name, const std::string& about, uint32_t offset,
                   const StatusNames& names) {
-  const auto options = std::make_shared<SetOptions>();
+  const auto options = std::make_shared<StatusOptions>();
   options->offset = offset;
   Command command = group.add(name, about);
   command.choice("STATUS", options->status, "Status to write; if not given, the byte is shown",
                  names);
   command.jsonFlag(options->json);
   command.action([=] {
-    if (options->status) return set(*options);
+    if (options->status) return setStatus(*options);
     requireDataToLook();
     return printByte(offset, unit::readByte(offset), options->json);
   });

@@ -5,6 +5,7 @@
 #include <functional>
 #include <set>
 
+#include "platform/number.h"
 #include "syscfg/memory_store.h"
 #include "tools/inspect/value_text.h"
 
@@ -12,14 +13,6 @@ namespace corvane::tools {
 namespace {
 
 using Bytes = std::span<const uint8_t>;
-
-std::string hexNumber(uint32_t number) {
-  std::string digits;
-  do {
-    digits.insert(digits.begin(), "0123456789abcdef"[number & 0xF]);
-  } while ((number >>= 4) != 0);
-  return "0x" + digits;
-}
 
 /// Builds a report step by step.
 class AreaReporter {
@@ -64,7 +57,7 @@ class AreaReporter {
 
     if (header.magic != area::kMagic) {
       reportWord(offsetof(area::Header, magic),
-                 "magic is " + hexNumber(header.magic) + ", not " + hexNumber(area::kMagic));
+                 "magic is " + hexNumber(header.magic, 1) + ", not " + hexNumber(area::kMagic, 1));
     }
     if (header.tableEnd != area::entryOffset(header.count)) {
       reportWord(offsetof(area::Header, tableEnd),
@@ -80,13 +73,13 @@ class AreaReporter {
                                                        std::to_string(_image.size()));
     }
     if (header.version != area::kVersion) {
-      reportWord(offsetof(area::Header, version), "version is " + hexNumber(header.version) +
-                                                      ", not " + hexNumber(area::kVersion) +
+      reportWord(offsetof(area::Header, version), "version is " + hexNumber(header.version, 1) +
+                                                      ", not " + hexNumber(area::kVersion, 1) +
                                                       " (no unit looks at it)");
     }
     if (header.reserved != 0) {
       reportWord(offsetof(area::Header, reserved),
-                 "reserved is " + hexNumber(header.reserved) + ", not 0");
+                 "reserved is " + hexNumber(header.reserved, 1) + ", not 0");
     }
     if (header.count > area::entryCapacity(_image.size())) {
       reportWord(offsetof(area::Header, count),
@@ -148,7 +141,7 @@ class AreaReporter {
     }
     if (fields.spare != 0xFFFFFFFF) {
       reportWord(offset + offsetof(area::IndirectEntry, spare),
-                 keyName(fields.key) + ": spare is " + hexNumber(fields.spare) +
+                 keyName(fields.key) + ": spare is " + hexNumber(fields.spare, 1) +
                      ", though nothing ever writes it");
     }
     return entry;

@@ -26,7 +26,7 @@ TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
     data.assign(1024, 0xFF);
     data[20] = byte;
     data[21] = other;
-    const Verdict verdict = verdictOn(ReportSubject("dump", std::move(image)));
+    const UnitVerdict verdict = verdictOn(ReportSubject("dump", std::move(image)));
     EXPECT_EQ(verdict.headline, headline);
     EXPECT_EQ(verdict.details.front(), detail);
   }

@@ -36,10 +36,10 @@ std::string base64(const std::string& bytes) {
   return text;
 }
 
-std::string verdictBox(const Verdict& verdict) {
-  const char* style = verdict.level == Verdict::Level::kBad    ? "bad"
-                      : verdict.level == Verdict::Level::kGood ? "good"
-                                                               : "open";
+std::string verdictBox(const UnitVerdict& verdict) {
+  const char* style = verdict.level == UnitVerdict::Level::kBad    ? "bad"
+                      : verdict.level == UnitVerdict::Level::kGood ? "good"
+                                                                   : "open";
   std::string html = std::string("<div class=\"verdict ") + style + "\"><strong>" +
                      markupText(verdict.headline) + "</strong>\n";
   for (const std::string& detail : verdict.details) html += "<p>" + markupText(detail) + "</p>\n";

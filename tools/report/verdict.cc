@@ -49,10 +49,10 @@ struct StatusOffsets {
 
 class Judge {
  public:
-  Verdict take() { return std::move(_verdict); }
+  UnitVerdict take() { return std::move(_verdict); }
 
   /// Adds a detail. The first headline is the gravest one and stays.
-  void find(Verdict::Level level, const std::string& headline, const std::string& detail) {
+  void find(UnitVerdict::Level level, const std::string& headline, const std::string& detail) {
     if (_verdict.headline.empty()) {
       _verdict.level = level;
       _verdict.headline = headline;
@@ -64,14 +64,14 @@ class Judge {
     if (!dump || dump->findings.empty()) return;
     const size_t count = dump->findings.size();
     find(
-        Verdict::Level::kBad, "Damaged",
+        UnitVerdict::Level::kBad, "Damaged",
         what + " has " + std::to_string(count) + (count == 1 ? " finding." : " findings.") +
             (dump->area && !dump->area->isHeaderSound ? " A unit treats the area as an empty store."
                                                       : ""));
   }
 
  private:
-  Verdict _verdict;
+  UnitVerdict _verdict;
 };
 
 }  // namespace
@@ -86,8 +86,8 @@ ReportSubject::ReportSubject(std::string subjectName, UnitImage subjectImage)
   }
 }
 
-Verdict verdictOn(const ReportSubject& subject) {
-  using enum Verdict::Level;
+UnitVerdict verdictOn(const ReportSubject& subject) {
+  using enum UnitVerdict::Level;
   Judge judge;
   const StatusOffsets bytes(subject.diagnosticData ? *subject.diagnosticData->diagnosticData
                                                    : DiagnosticReport());
@@ -124,7 +124,7 @@ Verdict verdictOn(const ReportSubject& subject) {
   } else if (subject.configuration && subject.configuration->findings.empty()) {
     judge.find(kGood, "Sound", "The configuration area has no findings.");
   }
-  Verdict verdict = judge.take();
+  UnitVerdict verdict = judge.take();
   std::erase(verdict.details, "");
   return verdict;
 }

@@ -21,7 +21,7 @@ struct ReportSubject {
 };
 
 /// The state of a unit in short.
-struct Verdict {
+struct UnitVerdict {
   enum class Level { kGood, kOpen, kBad };
   Level level = Level::kOpen;
   /// "Poisoned", "Failed", "Damaged", "Incomplete", "Uncommitted", "Passed", "Not tested" or
@@ -31,7 +31,7 @@ struct Verdict {
   std::vector<std::string> details;
 };
 
-Verdict verdictOn(const ReportSubject& subject);
+UnitVerdict verdictOn(const ReportSubject& subject);
 
 }  // namespace corvane::tools
 

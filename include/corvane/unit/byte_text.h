@@ -14,8 +14,9 @@ namespace corvane::unit {
 /// Returns the fixed use of the byte at `offset`: "log collection", "test suite"; empty for others.
 CORVANE_EXPORT std::string useOf(size_t offset);
 
-/// Returns the name of the status of `byte`: "passed", "incomplete", "failed", "not-tested"; at
-/// offset 9 "complete", "incomplete", and "status 2" and "status 3", which have no name there.
+/// Returns the name of the status of `byte` at `offset`: "passed", "incomplete", "failed",
+/// "not-tested"; at offset 9 "complete", "incomplete", and "status 2" and "status 3", which have no
+/// name there.
 CORVANE_EXPORT std::string statusName(size_t offset, uint8_t byte);
 
 /// Returns whether `byte` at `offset` can be a failed test's status as well as a poison mark, whose
@@ -25,12 +26,12 @@ CORVANE_EXPORT bool mayBePoison(size_t offset, uint8_t byte);
 /// Returns whether `offset` has a test's byte: the log collection's has no fail count.
 CORVANE_EXPORT bool hasFailCount(size_t offset);
 
-/// Returns the status in words: as `statusName` does, and "failed, or poisoned" where
-/// `mayBePoison`.
+/// Returns the status of `byte` at `offset` in words: as `statusName` does, and "failed, or
+/// poisoned" where `mayBePoison`.
 CORVANE_EXPORT std::string statusText(size_t offset, uint8_t byte);
 
-/// Returns all of it: "test suite: failed, fail count 1", "failed, or poisoned", "log collection:
-/// complete", "passed, fail count 0".
+/// Returns all that `byte` at `offset` says: "test suite: failed, fail count 1", "failed, or
+/// poisoned", "log collection: complete", "passed, fail count 0".
 CORVANE_EXPORT std::string byteText(size_t offset, uint8_t byte);
 
 }  // namespace corvane::unit

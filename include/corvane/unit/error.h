@@ -53,7 +53,9 @@ class CORVANE_EXPORT Error : public std::runtime_error {
     uint8_t meant = 0;    ///< What it should hold.
   };
 
-  /// `code` is what the write returned; 0 when nothing was written or it returned 0.
+  /// `text` says what is wrong and what `left` and `difference` say; `code` is what the write
+  /// returned, and 0 when nothing was written or it returned 0. `fault` is what kept the operation
+  /// from its work.
   Error(Fault fault, const std::string& text, Left left = Left::kUnchanged, uint32_t code = 0,
         std::optional<Difference> difference = std::nullopt)
       : std::runtime_error(text),
@@ -61,13 +63,20 @@ class CORVANE_EXPORT Error : public std::runtime_error {
         _left(left),
         _code(code),
         _difference(difference) {}
+  /// Copy the error.
+  /// @{
   Error(const Error&) = default;
   Error& operator=(const Error&) = default;
+  /// @}
   ~Error() override;
 
+  /// Returns what kept the operation from its work.
   Fault fault() const { return _fault; }
+  /// Returns what the unit holds now.
   Left left() const { return _left; }
+  /// Returns the code of the write; 0 when nothing was written or it returned 0.
   uint32_t code() const { return _code; }
+  /// Returns the first byte that does not read back; nothing when all do or none can be read.
   const std::optional<Difference>& difference() const { return _difference; }
 
  private:

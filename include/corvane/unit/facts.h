@@ -11,12 +11,12 @@ namespace corvane::unit {
 
 /// What a unit is, what it carries and how it is powered. What cannot be read is absent.
 struct Facts {
-  std::optional<std::string> model;
-  std::optional<std::string> build;
-  bool hasWiFi = false;
-  bool hasCompass = false;
-  bool hasGyro = false;
-  bool hasBaseband = false;
+  std::optional<std::string> model;  ///< Its name, such as "T33AP".
+  std::optional<std::string> build;  ///< Of its system.
+  bool hasWiFi = false;              ///< Whether it has Wi-Fi.
+  bool hasCompass = false;           ///< Whether it has a compass.
+  bool hasGyro = false;              ///< Whether it has a gyroscope.
+  bool hasBaseband = false;          ///< Whether it has a baseband.
   /// Whether the model's baseband depends on the key "OPTS".
   bool needsOptions = false;
   /// Whether that key is set; absent when `needsOptions` is false or the area cannot be read.

@@ -18,14 +18,14 @@ namespace corvane::unit {
 /// Bytes of the area, or of a value in it.
 using Bytes = std::vector<uint8_t>;
 
-/// Returns the key of four characters, the first in the most significant byte; fewer are followed
-/// by zeros.
+/// Returns the key of the four characters `name`, the first in the most significant byte; fewer are
+/// followed by zeros.
 constexpr uint32_t keyOf(std::string_view name) {
   uint32_t key = 0;
   for (size_t i = 0; i < 4; ++i) key = key << 8 | (i < name.size() ? uint8_t(name[i]) : 0U);
   return key;
 }
-/// Returns the key's four characters, or 0x and eight digits when they cannot all be shown.
+/// Returns the four characters of `key`, or 0x and eight digits when they cannot all be shown.
 CORVANE_EXPORT std::string keyName(uint32_t key);
 
 /// Returns the area's 8192 bytes. Throws Error (kUnreadable).
@@ -43,7 +43,8 @@ CORVANE_EXPORT std::string textOf(std::span<const uint8_t> value);
 
 /// A key's value before and after a change; absent where there is none.
 struct KeyChange {
-  std::optional<Bytes> before, after;
+  std::optional<Bytes> before;  ///< As it was read.
+  std::optional<Bytes> after;   ///< As it was read back.
 };
 
 /// What to do with a damaged store.
@@ -52,14 +53,15 @@ enum class Damaged {
   kFormat,  ///< Replace all that the area holds with an empty store first.
 };
 
-/// Gives `key` a value. Reads the area, changes it in memory, writes
-/// the whole area once when that makes a difference, and reads it back. Throws Error: kBadArgument
-/// for 0x434E5442 ("CNTB"), which marks entries and is not a key; kDamagedStore and kNoRoom, with
-/// nothing written. What a failed change has left is put back.
+/// Gives `key` the value `value` under `lock`, and returns the change. Reads the area, changes it
+/// in memory, writes the whole area once when that makes a difference, and reads it back. `damaged`
+/// says what becomes of a damaged store. Throws Error: kBadArgument for 0x434E5442 ("CNTB"), which
+/// marks entries and is not a key; kDamagedStore and kNoRoom, with nothing written. What a failed
+/// change has left is put back.
 CORVANE_EXPORT KeyChange writeKey(Lock& lock, uint32_t key, std::span<const uint8_t> value,
                                   Damaged damaged = Damaged::kRefuse);
 
-/// Removes `key`. Throws Error as above, and kAbsent.
+/// Removes `key` under `lock`, and returns the change. Throws Error as above, and kAbsent.
 CORVANE_EXPORT KeyChange deleteKey(Lock& lock, uint32_t key);
 
 }  // namespace corvane::unit

@@ -29,8 +29,8 @@ class CORVANE_EXPORT Lock {
     kKept,     ///< They are kept for `takeLines`: for a caller that must not wait for the log.
   };
 
-  /// Throws Error (kLocked), which names the unit and the holder, when the lock cannot be acquired
-  /// in time.
+  /// Acquires the lock; `lines` says what becomes of the lines. Throws Error (kLocked), which names
+  /// the unit and the holder, when the lock cannot be acquired in time.
   explicit Lock(Lines lines = Lines::kWritten);
   ~Lock();
   Lock(const Lock&) = delete;
@@ -48,7 +48,7 @@ class CORVANE_EXPORT Lock {
   std::vector<std::string> _kept;
 };
 
-/// Writes a line that `Lock::takeLines` returned to the test log.
+/// Writes `line`, which `Lock::takeLines` returned, to the test log.
 CORVANE_EXPORT void writeLine(const std::string& line);
 
 }  // namespace corvane::unit

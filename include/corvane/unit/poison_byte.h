@@ -16,13 +16,14 @@ CORVANE_EXPORT bool isPoisoned(uint8_t offset, uint8_t byte);
 /// Returns whether `byte` at `offset` is a mark that can be neither set again nor cleared.
 CORVANE_EXPORT bool isPoisonFinal(uint8_t offset, uint8_t byte);
 
-/// Marks the unit as failed in the byte at `offset`, with 0xFE. A byte below offset 128 whose
-/// status is failed already stays as it is. Throws Error; a mark that was written is never taken
-/// back.
+/// Marks the unit as failed in the byte at `offset`, with 0xFE, under `lock`. Returns the change. A
+/// byte below offset 128 whose status is failed already stays as it is. Throws Error; a mark that
+/// was written is never taken back.
 CORVANE_EXPORT ByteChange setPoison(Lock& lock, uint8_t offset);
 
-/// Clears the mark with 0xFC, and from offset 128 on with 0xFF. Throws Error; kFinal, with nothing
-/// written, for a byte below offset 128 whose status is failed.
+/// Clears the mark in the byte at `offset` under `lock`, with 0xFC, and from 128 on with 0xFF.
+/// Returns the change. Throws Error; kFinal, with nothing written, for a byte below offset 128
+/// whose status is failed.
 CORVANE_EXPORT ByteChange clearPoison(Lock& lock, uint8_t offset);
 
 }  // namespace corvane::unit

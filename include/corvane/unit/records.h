@@ -22,22 +22,22 @@ inline constexpr size_t kMaxRecordMessage = sizeof(time_t) + 5;
 
 /// A record as the unit holds it.
 struct Record {
-  int64_t time = 0;  ///< Seconds since 1970-01-01 00:00 UTC.
-  uint8_t station = 0;
-  uint8_t version = 0;
+  int64_t time = 0;     ///< Seconds since 1970-01-01 00:00 UTC.
+  uint8_t station = 0;  ///< The number of the station that wrote it.
+  uint8_t version = 0;  ///< 0 to 15; stations write 0.
   uint8_t result = 0;   ///< 0 to 3, a CorvaneControlBitStatus.
   uint8_t flags = 0;    ///< The whole byte that holds version, result and whether a record follows.
   std::string message;  ///< Its bytes, up to the first zero.
   size_t slot = 0;      ///< From 0.
   uint32_t offset = 0;  ///< Of the slot, in the data set.
 
-  /// Compares what a station wrote: not whether another record follows.
+  /// Returns whether `other` is the same record, whether or not another follows one of them.
   CORVANE_EXPORT bool operator==(const Record& other) const;
 };
 
 /// The records, first to last.
 struct Records {
-  std::vector<Record> records;
+  std::vector<Record> records;  ///< The chain.
   /// Why no record can be added; empty when one can.
   std::string obstacle;
 };
@@ -56,7 +56,8 @@ CORVANE_EXPORT std::string textForRecord(std::string_view text);
 /// in the station of the record at offset 128".
 CORVANE_EXPORT std::string recordByteText(uint32_t offset, std::span<const uint8_t> contents);
 
-/// Appends a record with the current time, and returns it as the unit holds it. Writes its slot
+/// Appends a record of `station` with `result`, `message` and the current time under `lock`, and
+/// returns it as the unit holds it. Writes its slot
 /// and, in the same write, the one before it, and reads both back. Throws Error: kBadArgument for a
 /// result above 3 or a message with more than `kMaxRecordMessage` bytes or with a zero byte;
 /// kNoRoom, also when the last record has the time of a free slot, which a record after it would

@@ -38,12 +38,13 @@ struct StatusChange {
 /// above 7.
 CORVANE_EXPORT uint8_t withStatus(uint8_t byte, const StatusChange& change);
 
-/// Reads the byte at `offset`, changes it and writes it when that makes a difference. From offset
-/// 128 on lie records: the caller must mean it. Throws Error; what a failed change has left is put
-/// back, except a failed status.
+/// Reads the byte at `offset`, makes `change` and writes it when that makes a difference, under
+/// `lock`. Returns the byte before and after. From offset 128 on lie records: the caller must mean
+/// it. Throws Error; what a failed change has left is put back, except a failed status.
 CORVANE_EXPORT ByteChange changeStatus(Lock& lock, uint32_t offset, const StatusChange& change);
 
-/// Does what `changeStatus` does with the byte `before` that the caller has read, and writes in any
+/// Makes `change` of the byte at `offset` under `lock`, and returns the byte before and after: what
+/// `changeStatus` does, with the byte `before` that the caller has read, and writes in any
 /// case: what a worn byte reads as may not be what it holds. Nothing is put back: the byte could
 /// then hold a verdict in place of "incomplete".
 CORVANE_EXPORT ByteChange rewriteStatus(Lock& lock, uint32_t offset, uint8_t before,
