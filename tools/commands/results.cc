@@ -182,8 +182,7 @@ ExitStatus showResults(const ResultsOptions& options) {
   // Before all reading, so that a name that cannot be written is reported at once.
   std::optional<JunitWriter> junit;
   if (!options.junit.empty()) junit.emplace(options.junit);
-  std::optional<FileReplacement> page;
-  if (!options.html.empty()) page.emplace(options.html);
+  if (!options.html.empty()) requireWritable(options.html);
 
   Names names;
   Summary summary(names, options.by, !options.units.empty());
@@ -191,10 +190,9 @@ ExitStatus showResults(const ResultsOptions& options) {
   readRuns(options, files, names, summary, junit ? &*junit : nullptr, damage, source);
 
   if (junit) junit->finish();
-  if (page) {
-    page->write(summaryAsHtml(summary, names, source,
-                              isoTimeText(std::time(nullptr)).value_or("(no time)")));
-    page->finish();
+  if (!options.html.empty()) {
+    writeFile(options.html, summaryAsHtml(summary, names, source,
+                                          isoTimeText(std::time(nullptr)).value_or("(no time)")));
   }
   if (options.json) {
     printJson(summaryAsJson(summary, names, source));

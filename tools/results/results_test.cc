@@ -331,6 +331,12 @@ TEST_F(ResultsTest, NothingThatIsReadIsReplacedAndNothingIsSilent) {
     EXPECT_PRED_FORMAT2(IsSubstring, message, outcome.errors);
   }
   EXPECT_EQ(readText(file()), _text);
+  const std::string folder = path("killed").string();
+  shell("mkdir " + folder + " && mkfifo " + folder + "/p");
+  EXPECT_EQ(run(folder + "/p --junit " + folder + "/j.xml --html " + folder +
+                "/h.html & sleep 0.5; kill -9 $!; ls " + folder)
+                .output,
+            "p\n");
 }
 
 TEST_F(ResultsTest, WrongUsageIsRefused) {

@@ -1,11 +1,17 @@
 #include "tools/results/run_writers.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <map>
+#include <vector>
 
 #include "platform/number.h"
 #include "platform/printable.h"
+#include "tools/command_error.h"
+#include "tools/files.h"
 #include "tools/html/markup.h"
 #include "tools/results/summary_view.h"
 
@@ -84,8 +90,23 @@ std::string csvCell(std::string_view given) {
 
 }  // namespace
 
-JunitWriter::JunitWriter(const std::string& path) : _file(path) {
-  _file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n");
+void requireWritable(const std::string& path) {
+  std::error_code error;
+  // A pipe or a device is opened once only.
+  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
+    return;
+  const FileReplacement probe(path);
+}
+
+JunitWriter::JunitWriter(const std::string& path) : _path(path), _spool(std::tmpfile()) {
+  requireWritable(path);
+  write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n");
+}
+
+void JunitWriter::write(std::string_view text) {
+  if (!_spool || std::fwrite(text.data(), 1, text.size(), _spool.get()) != text.size()) {
+    throw CommandError(kFailed, std::string("a temporary file: ") + std::strerror(errno));
+  }
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
@@ -119,12 +140,21 @@ void JunitWriter::add(const Run& run, const Names& names) {
            (isFailed ? "><failure" : "><error") + attribute("message", run.reason) +
            "/></testcase>\n";
   }
-  _file.write(xml + "</testsuite>\n");
+  write(xml + "</testsuite>\n");
 }
 
 void JunitWriter::finish() {
-  _file.write("</testsuites>\n");
-  _file.finish();
+  write("</testsuites>\n");
+  FileReplacement file(_path);
+  std::rewind(_spool.get());
+  std::vector<char> chunk(size_t{64} << 10);
+  while (const size_t count = std::fread(chunk.data(), 1, chunk.size(), _spool.get())) {
+    file.write(std::string_view(chunk.data(), count));
+  }
+  if (std::ferror(_spool.get())) {
+    throw CommandError(kFailed, std::string("a temporary file: ") + std::strerror(errno));
+  }
+  file.finish();
 }
 
 CsvWriter::CsvWriter(std::ostream& out) : _out(out) {

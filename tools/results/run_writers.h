@@ -3,8 +3,9 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 
-#include "tools/files.h"
+#include "platform/scoped_file.h"
 #include "tools/results/run.h"
 
 namespace corvane::tools {
@@ -20,8 +21,15 @@ class JunitWriter {
   void finish();
 
  private:
-  FileReplacement _file;
+  void write(std::string_view text);
+
+  std::string _path;
+  ScopedFile
+      _spool;  ///< The report so far; it has no name, so nothing is left when a run is killed.
 };
+
+/// Throws CommandError when the file cannot be written.
+void requireWritable(const std::string& path);
 
 /// Prints a row for each measurement, and one for a run that has none.
 class CsvWriter {
