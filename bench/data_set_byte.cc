@@ -79,7 +79,7 @@ void writeBareByte(benchmark::State& state) {
   }
 }
 
-const bool gBytePairsAdded = addPair({"one-byte-read", 1.15, readByte, readBareByte}) &&
+const bool gBytePairsAdded = addPair({"one-byte-read", 1.3, readByte, readBareByte}) &&
                              addPair({"one-byte-committed-write", 1.1, writeByte, writeBareByte});
 
 }  // namespace

@@ -96,7 +96,7 @@ void appendBareMessage(benchmark::State& state) { appendBare(state, true); }
 void appendBareLine(benchmark::State& state) { appendBare(state, false); }
 
 const bool gLogPairsAdded =
-    addPair({"log-line", 1.15, writeMessage, appendBareMessage, writeSystemLog}) &&
+    addPair({"log-line", 1.25, writeMessage, appendBareMessage, writeSystemLog}) &&
     addPair({"log-line-ready-made", 1.15, writeLine, appendBareLine});
 
 }  // namespace

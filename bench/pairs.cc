@@ -12,6 +12,8 @@ namespace {
 constexpr char kSubject[] = "/subject";
 constexpr char kBaseline[] = "/baseline";
 constexpr char kApart[] = "/apart";
+constexpr char kBareSubject[] = "/bare-subject";
+constexpr char kBareBaseline[] = "/bare-baseline";
 
 std::vector<Pair>& pairs() {
   static std::vector<Pair> all;
@@ -62,8 +64,9 @@ struct Result {
   double subject;
   double baseline;
   double apart;
+  double bareRatio;
 
-  double ratio() const { return (subject - apart) / baseline; }
+  double ratio() const { return (subject - apart) / baseline / bareRatio; }
   bool isOver() const { return !(ratio() <= bound); }
 };
 
@@ -74,19 +77,23 @@ std::vector<Result> resultsOf(const Collector& measured) {
     const auto subject = measured.medianOf(pair.name + kSubject);
     const auto baseline = measured.medianOf(pair.name + kBaseline);
     const auto apart = pair.apart ? measured.medianOf(pair.name + kApart) : 0.0;
-    if (!subject || !baseline || !apart) continue;
-    results.push_back({pair.name, pair.bound, *subject, *baseline, *apart});
+    const auto bareSubject = pair.bareSubject ? measured.medianOf(pair.name + kBareSubject) : 1.0;
+    const auto bareBaseline =
+        pair.bareBaseline ? measured.medianOf(pair.name + kBareBaseline) : 1.0;
+    if (!subject || !baseline || !apart || !bareSubject || !bareBaseline) continue;
+    results.push_back(
+        {pair.name, pair.bound, *subject, *baseline, *apart, *bareSubject / *bareBaseline});
   }
   return results;
 }
 
 void print(const std::vector<Result>& results) {
-  std::printf("%-28s %12s %12s %12s %7s %7s\n", "pair (medians in us)", "subject", "apart",
-              "baseline", "ratio", "bound");
+  std::printf("%-28s %12s %12s %12s %7s %7s %7s\n", "pair (medians in us)", "subject", "apart",
+              "baseline", "bare", "ratio", "bound");
   for (const Result& result : results) {
-    std::printf("%-28s %12.3f %12.3f %12.3f %7.2f %7.2f  %s\n", result.name.c_str(), result.subject,
-                result.apart, result.baseline, result.ratio(), result.bound,
-                result.isOver() ? "OVER" : "ok");
+    std::printf("%-28s %12.3f %12.3f %12.3f %7.2f %7.2f %7.2f  %s\n", result.name.c_str(),
+                result.subject, result.apart, result.baseline, result.bareRatio, result.ratio(),
+                result.bound, result.isOver() ? "OVER" : "ok");
   }
 }
 
@@ -100,9 +107,12 @@ std::vector<char*> withDefaults(int argc, char** argv) {
   return arguments;
 }
 
-void registerSide(const std::string& name, Side side) {
+void registerSide(const Pair& pair, const char* name, Side side) {
+  if (!side) return;
   // Wall-clock time: what the operations wait for is part of their cost.
-  benchmark::RegisterBenchmark(name.c_str(), side)->UseRealTime();
+  auto* const registered =
+      benchmark::RegisterBenchmark((pair.name + name).c_str(), side)->UseRealTime();
+  if (pair.repetitions > 0) registered->Repetitions(pair.repetitions);
 }
 
 }  // namespace
@@ -120,9 +130,11 @@ int runPairs(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
   for (const Pair& pair : pairs()) {
-    registerSide(pair.name + kSubject, pair.subject);
-    registerSide(pair.name + kBaseline, pair.baseline);
-    if (pair.apart) registerSide(pair.name + kApart, pair.apart);
+    registerSide(pair, kSubject, pair.subject);
+    registerSide(pair, kBaseline, pair.baseline);
+    registerSide(pair, kApart, pair.apart);
+    registerSide(pair, kBareSubject, pair.bareSubject);
+    registerSide(pair, kBareBaseline, pair.bareBaseline);
   }
   Collector measured;
   benchmark::RunSpecifiedBenchmarks(&measured);

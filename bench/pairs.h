@@ -22,6 +22,12 @@ struct Pair {
   /// A part of the subject that the bound leaves out: measured by itself and subtracted from the
   /// subject's median. Null when all of the subject counts.
   Side apart = nullptr;
+  /// What the machine itself makes of the two sides, without the library: the ratio is divided by
+  /// that of these two. Null when the ratio counts as it is.
+  Side bareSubject = nullptr;
+  Side bareBaseline = nullptr;
+  /// How often each side is repeated, in place of what the command line says; 0 for that.
+  int repetitions = 0;
 };
 
 /// Adds `pair` to those that `runPairs` measures. Returns true, so that a constant of the pair's

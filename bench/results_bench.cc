@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 
 #include "bench/pairs.h"
@@ -13,13 +14,14 @@ namespace corvane::bench {
 namespace {
 
 constexpr int kRuns = 10'000;
+constexpr int kManyRuns = 1'000'000;
 
-/// A file with the results of some runs, ten lines each; the destructor removes it.
+/// A file with the results of `runs` runs, ten lines each; the destructor removes it.
 class ResultsFile {
  public:
-  ResultsFile() {
+  explicit ResultsFile(int runs) {
     std::ofstream file(_path);
-    for (int run = 0; run < kRuns; ++run) writeRun(file, run);
+    for (int run = 0; run < runs; ++run) writeRun(file, run);
   }
   ~ResultsFile() {
     std::error_code error;
@@ -57,31 +59,43 @@ class ResultsFile {
                    R"(","reason":null,"seconds":2.5)");
   }
 
+  static inline int _count = 0;
   const std::string _path =
-      (std::filesystem::temp_directory_path() / ("corvane-results-" + std::to_string(::getpid())))
+      (std::filesystem::temp_directory_path() /
+       ("corvane-results-" + std::to_string(::getpid()) + "-" + std::to_string(_count++)))
           .string();
 };
 
-void runOver(benchmark::State& state, const std::string& command) {
-  static const ResultsFile results;
+/// Runs the command over `runs` runs.
+void runOver(benchmark::State& state, const std::string& command, int runs) {
+  static std::map<int, ResultsFile> files;
+  const ResultsFile& results = files.try_emplace(runs, runs).first->second;
   const std::string line = command + " '" + results.path() + "' >/dev/null";
   for (auto _ : state) {
-    if (std::system(line.c_str()) != 0) state.SkipWithError("the program failed");
+    if (std::system(line.c_str()) != 0) return state.SkipWithError("the program failed");
   }
 }
 
-/// Computes the yields of each station, with everything else that the command reports.
-void yieldsByTool(benchmark::State& state) { runOver(state, CORVANE_TOOL " results --json"); }
+// Computes the yields of each station, with everything else that the command reports.
+constexpr char kByTool[] = CORVANE_TOOL " results --json";
+// Counts the runs and passed runs of each station, and nothing else.
+constexpr char kByJq[] =
+    "jq -nc 'reduce inputs as $line ({}; if $line.type == \"end\" then "
+    ".[$line.station].runs += 1 | if $line.verdict == \"passed\" then "
+    ".[$line.station].passed += 1 else . end else . end)'";
 
-/// Counts the runs and passed runs of each station, and nothing else.
-void yieldsByJq(benchmark::State& state) {
-  runOver(state,
-          "jq -nc 'reduce inputs as $line ({}; if $line.type == \"end\" then "
-          ".[$line.station].runs += 1 | if $line.verdict == \"passed\" then "
-          ".[$line.station].passed += 1 else . end else . end)'");
+template <const char* command, int runs>
+void yields(benchmark::State& state) {
+  runOver(state, command, runs);
 }
 
-const bool gResultsPairsAdded = addPair({"results-to-jq", 0.2, yieldsByTool, yieldsByJq});
+const bool gResultsPairsAdded =
+    addPair({"results-to-jq", 0.2, yields<kByTool, kRuns>, yields<kByJq, kRuns>}) &&
+    addPair({.name = "results-of-many-runs-to-jq",
+             .bound = 0.2,
+             .subject = yields<kByTool, kManyRuns>,
+             .baseline = yields<kByJq, kManyRuns>,
+             .repetitions = 3});
 
 }  // namespace
 }  // namespace corvane::bench
