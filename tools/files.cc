@@ -105,7 +105,7 @@ void FileReplacement::finish() {
         ::open(parent.empty() ? "." : parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder && errno != EACCES) fail(kFailed, _path);
   }
-  if (std::fflush(_file.get()) != 0 || (isReplaced && ::fsync(::fileno(_file.get())) != 0) ||
+  if (std::fflush(_file.get()) != 0 || (isReplaced && ::fsync(fileno(_file.get())) != 0) ||
       std::fclose(_file.release()) != 0 ||
       (isReplaced && std::rename(_partial.c_str(), _target.c_str()) != 0)) {
     fail(kFailed, _path);
