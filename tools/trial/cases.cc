@@ -71,11 +71,13 @@ class CaseMaker {
   }
 
   void addFaults() {
+    constexpr uint64_t kMaxEach = 100;
     for (const auto& [call, count] : _good.run.calls) {
       if (count == 0) continue;
       for (const std::string& failure : failuresOf(call)) {
-        for (const uint64_t occurrence : std::set{uint64_t{1}, (count + 1) / 2, count}) {
-          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, occurrence));
+        for (uint64_t i = 1; i <= count; ++i) {
+          if (count > kMaxEach && i != 1 && i != (count + 1) / 2 && i != count) continue;
+          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, i));
         }
         _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, 1, "+"));
       }
@@ -118,7 +120,7 @@ class CaseMaker {
   UnitState addUnits() {
     const auto addUnit = [&](const std::string& name, std::function<void(UnitFacts&)> changeFacts,
                              std::function<void(UnitState&)> change) {
-      const fs::path folder = _folder / std::to_string(_cases.size());
+      fs::path folder = _folder / std::to_string(_cases.size());
       add(Kind::kUnits, name).unit = makeUnit(_station, folder, changeFacts, change);
       return folder;
     };
