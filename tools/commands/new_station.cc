@@ -1,35 +1,40 @@
+#include <stdlib.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string_view>
 
-#include "controlbits/control_bit_byte.h"
-#include "platform/scoped_file.h"
 #include "tools/command_line.h"
+#include "tools/files.h"
+#include "tools/new_station/places.h"
 #include "tools/new_station/templates.h"
 #include "tools/station_commands.h"
 
 namespace corvane::tools {
 namespace {
 
+constexpr size_t kMaxName = 40;
+constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
+constexpr std::string_view kNameCharacters = "abcdefghijklmnopqrstuvwxyz0123456789_-";
+constexpr char kNameRule[] = "lower-case letters, digits, - and _, a letter first, at most 40";
+
 struct NewStationOptions {
   std::string name;
-  int number = 1;
-  int offset = 24;
+  std::optional<int> number;
+  std::optional<int> offset;
 };
 
-std::string filled(std::string_view text, const NewStationOptions& options) {
-  char key[8];
-  std::snprintf(key, sizeof key, "R%03d", options.number);
+std::string filled(std::string_view text, const std::string& name, const StationPlaces& places) {
   const std::pair<std::string, std::string> fields[] = {
-      {"{{NAME}}", options.name},
-      {"{{NUMBER}}", std::to_string(options.number)},
-      {"{{OFFSET}}", std::to_string(options.offset)},
-      {"{{POISON_OFFSET}}", std::to_string(options.offset + 1)},
-      {"{{KEY}}", key}};
+      {"{{NAME}}", name},
+      {"{{NUMBER}}", std::to_string(places.number)},
+      {"{{OFFSET}}", std::to_string(places.statusOffset)},
+      {"{{POISON_OFFSET}}", std::to_string(places.poisonOffset)},
+      {"{{KEY}}", places.runCountKey}};
   std::string result(text);
   for (const auto& [field, value] : fields) {
     for (size_t at = 0; (at = result.find(field, at)) != std::string::npos; at += value.size()) {
@@ -39,65 +44,76 @@ std::string filled(std::string_view text, const NewStationOptions& options) {
   return result;
 }
 
-void writeFiles(const std::filesystem::path& folder, const NewStationOptions& options) {
+void writeFiles(const std::filesystem::path& folder, const std::string& name,
+                const StationPlaces& places) {
   for (const Template& file : newStationTemplates()) {
-    const ScopedFile stream(std::fopen((folder / file.fileName).c_str(), "wbe"));
-    const std::string text = filled(file.text, options);
-    if (!stream || std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
-        std::fflush(stream.get()) != 0) {
-      throw std::runtime_error("cannot be written");
-    }
+    writeFile((folder / file.fileName).string(), filled(file.text, name, places));
   }
 }
 
-bool isStationName(const std::string& name) {
-  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
-  constexpr std::string_view kRest = "abcdefghijklmnopqrstuvwxyz0123456789_-";
-  return !name.empty() && name.size() <= 40 && kLetters.find(name[0]) != kLetters.npos &&
-         name.find_first_not_of(kRest) == name.npos;
+bool isStationName(std::string_view name) {
+  return !name.empty() && name.size() <= kMaxName && kLetters.find(name[0]) != kLetters.npos &&
+         name.find_first_not_of(kNameCharacters) == name.npos;
 }
 
-void checkOptions(const NewStationOptions& options) {
-  if (!isStationName(options.name)) {
-    throw CommandError(kUsage,
-                       "'" + options.name +
-                           "' is no name of a station: lower-case letters, digits, - and _, "
-                           "beginning with a letter, at most 40");
+/// Returns a valid name like `name`; empty when there is none.
+std::string similarName(const std::string& name) {
+  std::string similar;
+  for (const char character : name) {
+    const bool isUpper = character >= 'A' && character <= 'Z';
+    const char lower = isUpper ? static_cast<char>(character - 'A' + 'a') : character;
+    similar += kNameCharacters.find(lower) == kNameCharacters.npos ? '-' : lower;
   }
-  if (options.name == "station_test" || options.name == "test") {
-    throw CommandError(kUsage, "'" + options.name + "' is the name of the station's tests");
+  similar.erase(0, std::min(similar.find_first_of(kLetters), similar.size()));
+  similar.resize(std::min(similar.size(), kMaxName));
+  return similar;
+}
+
+void checkName(const std::string& name) {
+  if (!isStationName(name)) {
+    const std::string similar = similarName(name);
+    throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule +
+                                   (similar.empty() ? "" : "; try '" + similar + "'"));
   }
-  for (const char* target : {"all", "clean", "help", "install"}) {
-    if (options.name == target) {
-      throw CommandError(kUsage, "'" + options.name + "' is a name that CMake keeps for itself");
-    }
-  }
-  for (const int taken : {int{kLogCollectionOffset}, int{kSuiteStatusOffset}}) {
-    if (taken == options.offset || taken == options.offset + 1) {
-      throw CommandError(kUsage, "byte " + std::to_string(taken) + " belongs to the library");
+  // Targets of every build, and of the station's tests.
+  for (const char* target : {"all", "clean", "edit_cache", "help", "install", "preinstall",
+                             "rebuild_cache", "test", "station_test"}) {
+    if (name == target) {
+      throw CommandError(
+          kUsage, "'" + name + "' is a target of every station's build; try 'test-" + name + "'");
     }
   }
 }
 
 /// Makes the station's folder, which appears whole or not at all.
+void makeFolder(const std::string& name, const StationPlaces& places) {
+  namespace fs = std::filesystem;
+  std::string made = "." + name + ".XXXXXX";
+  try {
+    if (!::mkdtemp(made.data())) throw std::runtime_error("no folder can be made here");
+    fs::permissions(made, fs::perms(0755));
+    writeFiles(made, name, places);
+    fs::rename(made, name);
+  } catch (const std::exception& error) {
+    std::error_code ignored;
+    fs::remove_all(made, ignored);
+    throw CommandError(kFailed, name + ": " + error.what());
+  }
+}
+
 ExitStatus makeStation(const NewStationOptions& options) {
-  checkOptions(options);
+  checkName(options.name);
   namespace fs = std::filesystem;
   if (fs::symlink_status(options.name).type() != fs::file_type::not_found) {
     throw CommandError(kFailed, options.name + ": is there already");
   }
-  std::string made = "." + options.name + ".XXXXXX";
-  try {
-    if (!::mkdtemp(made.data())) throw std::runtime_error("no folder can be made here");
-    fs::permissions(made, fs::perms(0755));
-    writeFiles(made, options);
-    fs::rename(made, options.name);
-  } catch (const std::exception& error) {
-    std::error_code ignored;
-    fs::remove_all(made, ignored);
-    throw CommandError(kFailed, options.name + ": " + error.what());
+  const std::vector<NeighbourStation> neighbours = neighbourStations();
+  const StationPlaces places = freePlaces(neighbours, options.number, options.offset);
+  makeFolder(options.name, places);
+  std::cout << options.name << ": " << placesText(places) << "\n";
+  for (const NeighbourStation& taken : neighbours) {
+    std::cout << "taken by " << taken.name << ": " << placesText(taken.places) << "\n";
   }
-  std::cout << options.name << "\n";
   return kDone;
 }
 
@@ -107,11 +123,17 @@ void addNewStationCommand(CLI::App& app) {
   const auto options = std::make_shared<NewStationOptions>();
   Command command = Command(app).add(
       "new-station", "Write the folder of a new station, with its tests, ready to build");
-  command.text("NAME", options->name, "The station's name, and the folder's").required();
-  command.number("--number", options->number, "The station's number in records; 1 at first",
+  command
+      .text("NAME", options->name,
+            std::string("The station's name, and the folder's: ") + kNameRule)
+      .required();
+  command.number("--number", options->number,
+                 "The station's number in records; when absent the first from 1 that no station "
+                 "in this folder has",
                  {0, 255});
   command.number("--offset", options->offset,
-                 "The station's status byte, 24 at first; the next one is its poison byte",
+                 "The station's status byte, whose next one is its poison byte; when absent the "
+                 "first from 24 that is free",
                  {0, 126});
   command.footer(
       "No unit is needed. The folder's README.md says how to build it.\n"

@@ -39,10 +39,24 @@ refused() {
 before=$(ls -A)
 refused 1 'speaker: is there already' speaker
 for name in '' Speaker 'a b' ../x 9x station_test "$(printf 'x%.0s' {1..41})"; do refused 2 'name' "$name"; done
-refused 2 'byte 18 belongs to the library' x --offset 17
+refused 2 "try 'probe-2'" 'Probe 2'
+for name in rebuild_cache edit_cache preinstall; do refused 2 "try 'test-$name'" $name; done
+refused 2 'the byte pair at 17 belongs to the library; free is --offset 24' x --offset 17
+refused 2 'the byte pair at 29 belongs to station speaker; free is --offset 24' x --offset 29
+refused 2 'station number 8 belongs to station speaker; free is --number 1' x --number 8
 refused 2 'number' x --number 256
 refused 2 'offset' x --offset 127
 chmod a-w . && if [[ $EUID != 0 ]]; then refused 1 'no folder can be made here' x; fi
 chmod u+w .
 rm errors
 [[ $(ls -A) == "$before" ]]
+
+echo "== beside other stations it has places of its own"
+for offset in 24 26 28; do "$corvane" new-station s$offset | grep "^s$offset: number .*, bytes $((offset == 28 ? 32 : offset)) and"; done
+"$corvane" new-station last | grep '^taken by speaker: number 8, bytes 30 and 31, key R008$'
+
+echo "== without GoogleTest the tests fail and say what is missing"
+cmake -G Ninja -S speaker -B bare -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON >/dev/null
+! ctest --test-dir bare >tests 2>&1
+grep 'GoogleTest is missing: sudo apt install libgtest-dev' tests
