@@ -23,7 +23,7 @@ ctest --test-dir build --output-on-failure | grep '100% tests passed, 0 tests fa
 export CORVANE_DEVICE=$work/unit
 build/speaker --results results.jsonl | grep '^after   byte 30 is 0xfc: passed'
 "$corvane" record list | grep 'speaker ok'
-"$corvane" results results.jsonl | grep '^speaker  *1  *1  *100.00 %'
+"$corvane" results results.jsonl | grep '^speaker  *100.00 %  *100.00 %  *1  *1'
 
 echo "== what is refused, and leaves nothing"
 # refused STATUS TEXT ARGUMENT...
