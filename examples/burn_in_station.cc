@@ -1,9 +1,7 @@
 // A burn-in station, written with the station kit. It runs unchanged on a unit and, on a Linux
 // machine, on the virtual unit in $CORVANE_DEVICE (or ~/.local/state/corvane/device).
 //
-//     burn_in_station [--seconds N] [--results FILE] ...        --help shows all options
-//
-// Exit status: 0 the unit passed, 1 it failed, 2 wrong usage, 3 it is refused or cannot be trusted.
+//     burn_in_station [--seconds N] [--results FILE] ...     --help shows all, and the exit status
 
 #include <corvane/station/command_line.h>
 
@@ -20,11 +18,8 @@
 #include "load/memory_walk.h"
 #include "load/storage.h"
 
+using namespace corvane::station;
 using namespace std::chrono_literals;
-using corvane::station::CommandLine;
-using corvane::station::Phase;
-using corvane::station::Profile;
-using corvane::station::TestRun;
 
 namespace {
 
@@ -37,7 +32,6 @@ const Profile kBurnIn = {.name = "burn-in",
                          .version = "1",
                          .conditions = {.lowestBattery = 20}};
 
-constexpr double kMegabyte = 1e6;
 constexpr double kMaxTemperature = 100;  // Degrees Celsius; no part of a unit is built for more.
 
 struct Options {
@@ -99,7 +93,7 @@ void burnIn(TestRun& run, const Options& options) {
   run.phase("memory", [&](Phase& phase) {
     const size_t share = load::freeMemory() / 100 * static_cast<size_t>(options.memoryPercent) /
                          load::usableCores().size();
-    loadCores(phase, options, "MB/s", load::MemoryWalk::kStep / kMegabyte, [&](int) -> load::Round {
+    loadCores(phase, options, "MB/s", load::MemoryWalk::kStep / 1e6, [&](int) -> load::Round {
       return [walk = std::make_shared<load::MemoryWalk>(share)] { return walk->step(); };
     });
   });
