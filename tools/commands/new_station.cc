@@ -80,7 +80,8 @@ void checkName(const std::string& name) {
                              "rebuild_cache", "test", "station_test"}) {
     if (name == target) {
       throw CommandError(
-          kUsage, "'" + name + "' is a target of every station's build; try 'test-" + name + "'");
+          kUsage, "'" + name + "' is the name of a target in every station's build; try 'test-" +
+                      name + "'");
     }
   }
 }
