@@ -118,12 +118,12 @@ class Trial {
         throw CommandError(kNotReady, _station.program + " does not pass on a good unit: " +
                                           printable(run.output.substr(begin)));
       }
+      if (run.after) noteChanges(*run.after);
       const Judgement judgement = judge(_station, _good, what, run);
       if (judgement.finding != Finding::kHonest) {
         throw CommandError(kNotReady, _station.program + " on a good unit: " + judgement.reason);
       }
     });
-    noteChanges(*_good.run.after);
     // The first run of a program takes longer than the others.
     runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
       _good.run.seconds = std::min(_good.run.seconds, run.seconds);
