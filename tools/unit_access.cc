@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <memory>
 
 #include "platform/unit_messages.h"
 #include "tools/command.h"
@@ -18,6 +19,15 @@ void requireUnitToLook() {
 void requireDataToLook() {
   requireUnitToLook();
   unit::openDataArea();
+}
+
+void addLook(Command group, const std::string& name, const std::string& about,
+             const std::string& footer, ExitStatus (*look)(bool json)) {
+  const auto json = std::make_shared<bool>(false);
+  Command command = group.add(name, about);
+  command.jsonFlag(*json);
+  command.footer(footer);
+  command.action([=] { return look(*json); });
 }
 
 void requireInside(uint32_t offset, size_t size) {

@@ -3,9 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "platform/file_descriptor.h"
-#include "tools/command_error.h"
+#include "tools/command_line.h"
 #include "unit/error.h"
 #include "unit/lock.h"
 
@@ -17,6 +18,10 @@ namespace corvane::tools {
 void requireUnitToLook();
 /// Does so, and finds the data area.
 void requireDataToLook();
+
+/// Adds a command without arguments to `group`, which `look` does as text or as JSON.
+void addLook(Command group, const std::string& name, const std::string& about,
+             const std::string& footer, ExitStatus (*look)(bool json));
 
 /// Throws CommandError unless `offset` lies inside a data set of `size` bytes.
 void requireInside(uint32_t offset, size_t size);

@@ -64,7 +64,7 @@ std::string valueText(const std::optional<Bytes>& value) {
   if (!value) return "none";
   const bool isText =
       std::ranges::all_of(textOf(*value), [](char c) { return c >= ' ' && c <= '~'; });
-  const std::string text = isText ? "\"" + textOf(*value) + "\"" : "0x" + hexText(*value);
+  std::string text = isText ? "\"" + textOf(*value) + "\"" : "0x" + hexText(*value);
   if (text.size() <= kMaxText) return text;
   return text.substr(0, kMaxText) + "... (" + std::to_string(value->size()) + " bytes)";
 }

@@ -1,3 +1,4 @@
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -60,11 +61,31 @@ ExitStatus has(const std::string& word, bool json) {
   return found ? kDone : kFailed;
 }
 
-using ChangeFunction = Change (*)(unit::Lock&, const std::string&);
+/// Makes one of the three changes with `text`.
+ExitStatus change(Change (*function)(unit::Lock&, const std::string&), const std::string& text,
+                  bool json) {
+  textArgument(text);  // Refuses what is not UTF-8 before a unit is made.
+  if (function == &unit::addBootArgument) unit::trimmedWord(text);
+  if (function == &unit::removeBootArgument) requireWord(text);
+  const Change done = changeUnit([&](unit::Lock& lock) { return function(lock, text); });
+  if (function == &unit::removeBootArgument &&
+      unit::occurrencesOf(text, done.before.value_or("")).withinWords) {
+    std::cerr << "corvane: warning: '" << printable(text)
+              << "' occurred within other words, which are cut\n"
+              << linesOf(done);
+  }
+  if (json) {
+    printJson({{"before", asJson(done.before)}, {"after", asJson(done.after)}});
+  } else {
+    std::cout << linesOf(done);
+  }
+  return kDone;
+}
 
-/// Adds a command that changes the boot arguments with one text.
-void addChange(Command group, const std::string& name, const std::string& about,
-               const std::string& argument, const std::string& footer, ChangeFunction function) {
+/// Adds a command that takes one text.
+void addWithText(Command group, const std::string& name, const std::string& about,
+                 const std::string& argument, const std::string& footer,
+                 const std::function<ExitStatus(const std::string& text, bool json)>& work) {
   struct Options {
     std::string text;
     bool json = false;
@@ -74,25 +95,7 @@ void addChange(Command group, const std::string& name, const std::string& about,
   command.text(argument, options->text, "After \"--\" when it begins with a dash").required();
   command.jsonFlag(options->json);
   command.footer(footer);
-  command.action([=] {
-    textArgument(options->text);
-    if (function == &unit::addBootArgument) unit::trimmedWord(options->text);
-    if (function == &unit::removeBootArgument) requireWord(options->text);
-    const Change change =
-        changeUnit([&](unit::Lock& lock) { return function(lock, options->text); });
-    if (function == &unit::removeBootArgument &&
-        unit::occurrencesOf(options->text, change.before.value_or("")).withinWords) {
-      std::cerr << "corvane: warning: '" << printable(options->text)
-                << "' occurred within other words, which are cut\n"
-                << linesOf(change);
-    }
-    if (options->json) {
-      printJson({{"before", asJson(change.before)}, {"after", asJson(change.after)}});
-    } else {
-      std::cout << linesOf(change);
-    }
-    return kDone;
-  });
+  command.action([=] { return work(options->text, options->json); });
 }
 
 }  // namespace
@@ -104,37 +107,26 @@ void addBootArgsGroup(CLI::App& app) {
       "boot.\n\n"
       "Example:\n  corvane bootargs add -- -v");
 
-  struct Options {
-    std::string word;
-    bool json = false;
-  };
-  const auto options = std::make_shared<Options>();
-  Command showCommand = group.add("show", "Print the boot arguments");
-  showCommand.jsonFlag(options->json);
-  showCommand.footer("Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.");
-  showCommand.action([=] { return showBootArgs(options->json); });
-
-  Command hasCommand = group.add("has", "Tell whether a word occurs in the boot arguments");
-  hasCommand.text("WORD", options->word, "After \"--\" when it begins with a dash").required();
-  hasCommand.jsonFlag(options->json);
-  hasCommand.footer(
-      "Example:\n  corvane bootargs has beta && echo \"beta is set\"\n\n"
-      "Exit status: 0 when it does, also within another word, 1 when not.");
-  hasCommand.action([=] { return has(options->word, options->json); });
-
-  addChange(group, "add", "Append a word to the boot arguments", "WORD",
-            "Example:\n  corvane bootargs add beta=2\n\n"
-            "White space around the word is left out. A word that is there stays as it is. Exit "
-            "status: 1\n"
-            "when it was not added, as when it occurs within another word.",
-            &unit::addBootArgument);
-  addChange(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
-            "Example:\n  corvane bootargs remove beta=2\n\n"
-            "Blanks beside it stay. Occurrences within other words are removed too, with a\n"
-            "warning. Exit status: 1 when the word does not occur.",
-            &unit::removeBootArgument);
-  addChange(group, "set", "Replace the boot arguments", "VALUE",
-            "Example:\n  corvane bootargs set \"alpha=1 beta=2\"", &unit::setBootArguments);
+  addLook(group, "show", "Print the boot arguments",
+          "Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.", showBootArgs);
+  addWithText(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
+              "Example:\n  corvane bootargs has beta && echo \"beta is set\"\n\n"
+              "Exit status: 0 when it does, also within another word, 1 when not.",
+              has);
+  addWithText(group, "add", "Append a word to the boot arguments", "WORD",
+              "Example:\n  corvane bootargs add beta=2\n\n"
+              "White space around the word is left out. A word that is there stays as it is. Exit "
+              "status: 1\n"
+              "when it was not added, as when it occurs within another word.",
+              std::bind_front(change, &unit::addBootArgument));
+  addWithText(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
+              "Example:\n  corvane bootargs remove beta=2\n\n"
+              "Blanks beside it stay. Occurrences within other words are removed too, with a\n"
+              "warning. Exit status: 1 when the word does not occur.",
+              std::bind_front(change, &unit::removeBootArgument));
+  addWithText(group, "set", "Replace the boot arguments", "VALUE",
+              "Example:\n  corvane bootargs set \"alpha=1 beta=2\"",
+              std::bind_front(change, &unit::setBootArguments));
 }
 
 }  // namespace corvane::tools

@@ -71,25 +71,22 @@ void openDataAreaIfThere() try { unit::openDataArea(); } catch (const unit::Erro
 }  // namespace
 
 void addFactsGroup(CLI::App& app) {
-  const auto json = std::make_shared<bool>(false);
-  Command command =
-      Command(app).add("facts", "Tell what device this is, what it carries and how it is powered");
-  command.jsonFlag(*json);
-  command.footer(
+  addLook(
+      Command(app), "facts", "Tell what device this is, what it carries and how it is powered",
       "Example:\n  corvane facts --json\n\n"
       "What cannot be read is null in JSON. The baseband of some models depends on the key OPTS;\n"
-      "without a readable one they have none.");
-  command.action([=] {
-    requireUnitToLook();
-    openDataAreaIfThere();
-    const Json found = asJson(unit::readFacts());
-    if (*json) {
-      printJson(found);
-    } else {
-      printFacts(found);
-    }
-    return kDone;
-  });
+      "without a readable one they have none.",
+      [](bool json) {
+        requireUnitToLook();
+        openDataAreaIfThere();
+        const Json found = asJson(unit::readFacts());
+        if (json) {
+          printJson(found);
+        } else {
+          printFacts(found);
+        }
+        return kDone;
+      });
 }
 
 }  // namespace corvane::tools

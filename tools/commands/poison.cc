@@ -51,17 +51,9 @@ ExitStatus change(const PoisonOptions& options, bool isSet) {
   unit::openDataArea();
   const unit::ByteChange done = changeUnit([&](unit::Lock& lock) {
     requireControlBit(options.offset, options.force);
-    try {
-      return isSet ? unit::setPoison(lock, options.offset)
-                   : unit::clearPoison(lock, options.offset);
-    } catch (const unit::Error& error) {
-      if (error.fault() == unit::Fault::kFinal) {
-        requireNotFinal(options.offset, unit::readByte(options.offset));
-      }
-      throw;
-    }
+    requireNotFinal(options.offset, unit::readByte(options.offset));
+    return isSet ? unit::setPoison(lock, options.offset) : unit::clearPoison(lock, options.offset);
   });
-  requireNotFinal(options.offset, done.before);
   return printByte(options, done.after);
 }
 

@@ -73,14 +73,6 @@ void addAdd(Command group) {
   command.action([=] { return add(*options); });
 }
 
-void addRecordList(Command group) {
-  const auto json = std::make_shared<bool>(false);
-  Command command = group.add("list", "Print the records, the first one first");
-  command.jsonFlag(*json);
-  command.footer("Example:\n  corvane record list --json");
-  command.action([=] { return listRecords(*json); });
-}
-
 }  // namespace
 
 void addRecordGroup(CLI::App& app) {
@@ -88,7 +80,8 @@ void addRecordGroup(CLI::App& app) {
       "record", "Show and append to the chain of at most 20 diagnostic records",
       "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   addAdd(group);
-  addRecordList(group);
+  addLook(group, "list", "Print the records, the first one first",
+          "Example:\n  corvane record list --json", listRecords);
 }
 
 }  // namespace corvane::tools

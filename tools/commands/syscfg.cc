@@ -186,16 +186,6 @@ void addKey(Command command, std::string& key) {
   command.text("KEY", key, "Four characters such as OPTS, or 0x and up to eight digits").required();
 }
 
-void addKeyList(Command group) {
-  const auto json = std::make_shared<bool>(false);
-  Command command = group.add("list", "List the keys and the beginnings of their values");
-  command.jsonFlag(*json);
-  command.footer(
-      "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
-      "Example:\n  corvane syscfg list --json");
-  command.action([=] { return listKeys(*json); });
-}
-
 void addGet(Command group) {
   const auto options = std::make_shared<GetOptions>();
   Command command = group.add("get", "Print or save a value");
@@ -246,17 +236,6 @@ void addDump(Command group) {
   command.action([=] { return dump(*file); });
 }
 
-void addMap(Command group) {
-  const auto json = std::make_shared<bool>(false);
-  Command command =
-      group.add("map", "Draw what each byte of the area is used for, and what is wrong");
-  command.jsonFlag(*json);
-  command.footer(
-      "In colour on a terminal, unless the variable NO_COLOR is set.\n"
-      "Example:\n  corvane syscfg map");
-  command.action([=] { return map(*json); });
-}
-
 }  // namespace
 
 void addSyscfgGroup(CLI::App& app) {
@@ -265,12 +244,18 @@ void addSyscfgGroup(CLI::App& app) {
                             "Examples:\n"
                             "  corvane syscfg list\n"
                             "  corvane syscfg set OPTS \"serial=3 soak\"");
-  addKeyList(group);
+  addLook(group, "list", "List the keys and the beginnings of their values",
+          "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
+          "Example:\n  corvane syscfg list --json",
+          listKeys);
   addGet(group);
   addKeySet(group);
   addDel(group);
   addDump(group);
-  addMap(group);
+  addLook(group, "map", "Draw what each byte of the area is used for, and what is wrong",
+          "In colour on a terminal, unless the variable NO_COLOR is set.\n"
+          "Example:\n  corvane syscfg map",
+          map);
 }
 
 }  // namespace corvane::tools

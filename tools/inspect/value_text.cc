@@ -43,13 +43,6 @@ std::optional<uint32_t> parseKey(std::string_view text) {
   return key;
 }
 
-std::string keyName(uint32_t key) {
-  std::string name;
-  for (int shift = 24; shift >= 0; shift -= 8) name += static_cast<char>(key >> shift & 0xFF);
-  if (parseKey(name) == key) return name;
-  return hexNumber(key, 8);
-}
-
 std::optional<std::vector<uint8_t>> parseHex(std::string_view text) {
   std::vector<uint8_t> bytes;
   size_t at = 0;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/number.h"
+#include "unit/keys.h"
 
 /// Keys and values of the configuration area as people type and read them.
 namespace corvane::tools {
@@ -16,9 +17,7 @@ namespace corvane::tools {
 /// Parses four printable characters, or 0x and up to eight digits. Returns nothing for other text.
 std::optional<uint32_t> parseKey(std::string_view text);
 
-/// Returns the key's four characters, or 0x and eight digits when the characters would not parse as
-/// this key.
-std::string keyName(uint32_t key);
+using unit::keyName;
 
 /// Parses pairs of digits, with or without white space between them. Returns nothing for other
 /// text.
