@@ -37,7 +37,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"record add 'fourteen chars' --station 1 --result 0",
        "does not fit a record, which holds 13"},
       {"record add 'a\x1B[1m' --station 1 --result 0", "bytes of UTF-8 without control characters"},
-      {"new-station clean", "is a name that CMake keeps for itself\n"},
+      {"new-station clean", "is the name of a target in every station's build; try 'test-clean'\n"},
       {"bootargs add '\xC2\xA0 '", "the word is blank\n"},
       {"bootargs has ''", "the word is empty\n"},
       {"device set", "device set needs something to set\n"},
@@ -70,9 +70,9 @@ TEST_F(CommandTest, AnUnusableUnitIsNamedAndLeftAlone) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(unit()), {}), 1);
 
   std::filesystem::remove_all(unit());
-  for (const char* look : {"status", "status suite", "poison show 24", "record list", "facts",
-                           "syscfg list", "bootargs show", "log show", "log tail",
-                           "log collected"}) {
+  for (const char* look :
+       {"status", "status suite", "poison show 24", "record list", "facts", "syscfg list",
+        "bootargs show", "log show", "log tail", "log collected"}) {
     expectEach({{look, 3, "", "there is no unit; \"corvane device init\" makes one"}});
   }
   EXPECT_FALSE(std::filesystem::exists(unit()));
