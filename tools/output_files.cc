@@ -29,13 +29,15 @@ void requireDistinctOutputs(const std::vector<std::pair<std::string, std::string
     if (!isFile(output)) continue;
     for (const std::string& input : inputs) {
       if (!isFile(input) || !areSame(output, input)) continue;
-      throw CommandError(kUsage, option + " " + output + " would replace " + input +
-                                     ", which is read; name another file");
+      std::string text = option;
+      text.append(" ").append(output).append(" would replace ").append(input);
+      throw CommandError(kUsage, text + ", which is read; name another file");
     }
     for (size_t other = 0; other < i; ++other) {
       if (!isFile(outputs[other].second) || !areSame(output, outputs[other].second)) continue;
-      throw CommandError(kUsage, outputs[other].first + " and " + option + " name the same file, " +
-                                     output + "; name another one");
+      std::string text = outputs[other].first;
+      text.append(" and ").append(option).append(" name the same file, ").append(output);
+      throw CommandError(kUsage, text + "; name another one");
     }
   }
 }

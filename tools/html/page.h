@@ -14,9 +14,11 @@ namespace corvane::tools {
 class Html {
  public:
   Html() = default;
+  // NOLINTBEGIN(google-explicit-constructor): a cell is written as its text.
   Html(std::string_view text);
   Html(const std::string& text) : Html(std::string_view(text)) {}
   Html(const char* text) : Html(std::string_view(text)) {}
+  // NOLINTEND(google-explicit-constructor)
   /// Takes markup that the tool itself has written.
   static Html raw(std::string markup);
 

@@ -175,9 +175,10 @@ std::string measurementChart(const MeasurementSummary& measurement, const std::s
     html += meansOverTime(measurement, title, spanHours);
   }
   return html + "<figcaption>" + markupText(title) + "<br>" +
-         markupText(std::to_string(values.count()) + " values, " + decimalText(values.minimum()) +
-                    " to " + decimalText(values.maximum()) + unit + ", mean " + meanText(values) +
-                    ", deviation " + roundedText(values.deviation())) +
+         markupText(std::to_string(values.count()) + " values, " +
+                    roundedTo(values.minimum(), values.deviation().value_or(0)) + " to " +
+                    roundedTo(values.maximum(), values.deviation().value_or(0)) + unit + ", mean " +
+                    meanText(values) + ", deviation " + roundedText(values.deviation())) +
          "<br>" +
          markupText(limitsOf(measurement) + unit + ", outside " +
                     std::to_string(measurement.outside)) +

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <ranges>
 
 #include "platform/time_text.h"
 #include "tools/html/markup.h"
@@ -85,19 +84,20 @@ class Page {
     const auto& failed = _summary.failedRuns();
     if (failed.count() == 0) return paragraph("Every run that was not refused passed.");
     std::vector<HtmlRow> rows;
-    for (const auto& [time, run] : failed.things() | std::views::reverse) {
+    for (const auto& [time, each] : failed.newest()) {
+      const FailedRun& run = *each;
       std::string reason = shortText(run.reason);
       if (run.measurement) {
-        reason = shortText(_names.text(run.measurement->name) + ": " +
-                           valueText(*run.measurement, _names)) +
-                 (reason.empty() ? "" : "; " + reason);
+        std::string value = _names.text(run.measurement->name);
+        value.append(": ").append(valueText(*run.measurement, _names));
+        reason = shortText(value) + (reason.empty() ? "" : "; " + reason);
       }
-      rows.push_back({{run.unit.empty() ? "(unidentified)" : shortText(run.unit),
-                       localTimeText(time.first / 1000).value_or(run.timeText),
-                       std::string(nameOf(run.verdict)), run.hasPassedSince ? "passed" : "",
-                       shortText(_names.text(run.station)), shortText(_names.text(run.phase)),
-                       run.run, reason},
-                      "run-" + run.run});
+      rows.push_back(
+          {{run.unit.empty() ? "(unidentified)" : shortText(run.unit),
+            localTimeText(time / 1000).value_or(run.timeText), std::string(nameOf(run.verdict)),
+            run.hasPassedSince ? "passed" : "", shortText(_names.text(run.station)),
+            shortText(_names.text(run.phase)), run.run, reason},
+           "run-" + run.run});
     }
     return htmlTable("Units that did not pass",
                      {"Unit", "Time", "Verdict", "Since then", "Station", "Phase", "Run", "Reason"},
@@ -266,7 +266,7 @@ class Page {
   Html nameOfFailure(const StationSummary& station, const Failure& failure) const {
     const std::string phase = _names.text(failure.phase);
     if (!failure.measurement) return shortText(phase);
-    const Html name = shortText(phase + ": " + _names.text(*failure.measurement));
+    Html name = shortText(phase + ": " + _names.text(*failure.measurement));
     for (const MeasurementSummary* each : station.failingFirst()) {
       if (each->phase == failure.phase && each->name == *failure.measurement && hasChart(*each)) {
         return linkTo(idOf(station, *each), name);
@@ -279,7 +279,8 @@ class Page {
   Html unitsOf(const StationSummary& station, const Failure& failure) const {
     Html links;
     size_t count = 0;
-    for (const auto& [time, run] : _summary.failedRuns().things() | std::views::reverse) {
+    for (const auto& [time, each] : _summary.failedRuns().newest()) {
+      const FailedRun& run = *each;
       const bool isSame = run.station == station.name() && run.group == station.group() &&
                           run.phase == failure.phase &&
                           (!failure.measurement ||

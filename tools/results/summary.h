@@ -120,9 +120,17 @@ class Newest {
   }
   /// Returns how many there were, kept or not.
   uint64_t count() const { return _count; }
-  /// The newest last.
+  /// The newest last, each under its time.
   std::map<std::pair<int64_t, uint64_t>, T>& things() { return _things; }
   const std::map<std::pair<int64_t, uint64_t>, T>& things() const { return _things; }
+  /// Returns at most this many of them, the newest first.
+  std::vector<std::pair<int64_t, const T*>> newest(size_t most = SIZE_MAX) const {
+    std::vector<std::pair<int64_t, const T*>> newest;
+    for (auto thing = _things.rbegin(); thing != _things.rend() && newest.size() < most; ++thing) {
+      newest.emplace_back(thing->first.first, &thing->second);
+    }
+    return newest;
+  }
 
  private:
   size_t _most;

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <ranges>
 
 #include "platform/number.h"
 #include "platform/printable.h"
@@ -90,8 +89,8 @@ class Printer {
                  {"VALUE"},
                  {"REASON"}});
     const auto& failed = _summary.failedRuns();
-    for (const auto& [time, run] :
-         failed.things() | std::views::reverse | std::views::take(kShownFailedRuns)) {
+    for (const auto& [time, each] : failed.newest(kShownFailedRuns)) {
+      const FailedRun& run = *each;
       table.addRow({printable(run.timeText), printable(run.unit), text(run.station),
                     printable(run.run), std::string(nameOf(run.verdict)),
                     run.hasPassedSince ? "passed" : "", text(run.phase),
@@ -167,7 +166,9 @@ class Printer {
                            {"FIRST PASS", Align::kRight}});
     for (const StationSummary& station : _summary.stations()) {
       const size_t left = station.times().size() - std::min(station.times().size(), kShownTimes);
-      for (const auto& [span, time] : station.times() | std::views::drop(left)) {
+      size_t number = 0;
+      for (const auto& [span, time] : station.times()) {
+        if (number++ < left) continue;
         addRow(
             table, station,
             {wallTimeText(span * _summary.spanHours()), std::to_string(time.runs),
@@ -326,7 +327,8 @@ ordered_json measurementOfRun(const Measurement& measurement, const Names& names
 
 ordered_json failedRunsAsJson(const Summary& summary, const Names& names) {
   ordered_json list = ordered_json::array();
-  for (const auto& [time, run] : summary.failedRuns().things() | std::views::reverse) {
+  for (const auto& [time, each] : summary.failedRuns().newest()) {
+    const FailedRun& run = *each;
     list.push_back({{"unit", orNull(run.unit)},
                     {"run", run.run},
                     {"station", names.text(run.station)},
