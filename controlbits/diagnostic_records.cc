@@ -1,11 +1,11 @@
 #include <ctime>
-#include <exception>
 
 #include "controlbits/control_bits.h"
 #include "controlbits/record_chain.h"
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "log/log.h"
+#include "platform/out_of_memory.h"
 
 namespace corvane {
 namespace {
@@ -19,6 +19,7 @@ class DataSetRecords final : public RecordArea {
   uint32_t write(uint32_t offset, uint32_t length, const void* bytes) override {
     return writeBits(offset, length, bytes, kCommit, diagnosticDataSet());
   }
+  int64_t now() override { return time(nullptr); }
   void report(CFStringRef message, CFStringRef testName, int32_t indentation) override {
     Log::write(message, testName, indentation);
   }
@@ -26,19 +27,19 @@ class DataSetRecords final : public RecordArea {
 
 }  // namespace
 
-CFRef<CFMutableArrayRef> ControlBits::readDiagnosticRecord() try {
-  DataSetRecords area;
-  return listRecords<time_t>(area);
-} catch (const std::exception&) {
-  return {};
+CFRef<CFMutableArrayRef> ControlBits::readDiagnosticRecord() {
+  return unlessOutOfMemory({}, [&]() -> CFRef<CFMutableArrayRef> {
+    DataSetRecords area;
+    return listRecords<time_t>(area);
+  });
 }
 
 bool ControlBits::writeDiagnosticsRecord(uint8_t station, int32_t testResult,
-                                         CFStringRef diagnosticData) try {
-  DataSetRecords area;
-  return appendRecord<time_t>(area, {time(nullptr), station, testResult, diagnosticData});
-} catch (const std::exception&) {
-  return false;
+                                         CFStringRef diagnosticData) {
+  return unlessOutOfMemory(false, [&] {
+    DataSetRecords area;
+    return appendRecord<time_t>(area, {station, testResult, diagnosticData});
+  });
 }
 
 }  // namespace corvane

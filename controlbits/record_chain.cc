@@ -82,11 +82,11 @@ CFRef<CFMutableDictionaryRef> dictionaryOf(const DiagnosticRecord<Time>& record)
   __builtin___memcpy_chk(field, bytes, length, room);
 }
 
-/// Overwrites the bytes of `record` with what `source` holds.
+/// Overwrites the bytes of `record` with `time` and what `source` holds.
 template <typename Time>
-void fillRecord(DiagnosticRecord<Time>& record, const NewRecord<Time>& source) {
+void fillRecord(DiagnosticRecord<Time>& record, int64_t time, const NewRecord& source) {
   const uint32_t result = static_cast<uint32_t>(source.testResult) & kRecordResultMask;
-  record.time = source.time;
+  record.time = static_cast<Time>(time);
   record.station = source.station;
   record.flags =
       static_cast<uint8_t>((record.flags & kRecordSpareFlag) | result << kRecordResultShift);
@@ -130,7 +130,7 @@ CFRef<CFMutableArrayRef> listRecords(RecordArea& area) {
 }
 
 template <typename Time>
-bool appendRecord(RecordArea& area, const NewRecord<Time>& source) {
+bool appendRecord(RecordArea& area, const NewRecord& source) {
   const RecordChain<Time> chain = readChain<Time>(area);
   const size_t slot = chain.records.size();
   const bool isSlotFree = chain.end == ChainEnd::kFreeSlot;
@@ -153,7 +153,7 @@ bool appendRecord(RecordArea& area, const NewRecord<Time>& source) {
       reportControlBits(area, CFSTR("Writing Diagnostic Record failed"));
     }
   }
-  fillRecord(record, source);
+  fillRecord(record, area.now(), source);
   const uint32_t result = writeSlot(area, slot, record);
 
   // The number counts the slots that were read, so that a record after the last one has that one's
@@ -175,7 +175,7 @@ template RecordChain<int64_t> readChain<int64_t>(RecordArea&);
 template RecordChain<int32_t> readChain<int32_t>(RecordArea&);
 template CFRef<CFMutableArrayRef> listRecords<int64_t>(RecordArea&);
 template CFRef<CFMutableArrayRef> listRecords<int32_t>(RecordArea&);
-template bool appendRecord(RecordArea&, const NewRecord<int64_t>&);
-template bool appendRecord(RecordArea&, const NewRecord<int32_t>&);
+template bool appendRecord<int64_t>(RecordArea&, const NewRecord&);
+template bool appendRecord<int32_t>(RecordArea&, const NewRecord&);
 
 }  // namespace corvane

@@ -29,12 +29,14 @@ struct RecordChain {
 template <typename Time>
 RecordChain<Time> readChain(std::span<const uint8_t> contents);
 
-/// Record storage and its log sink.
+/// Record storage, its clock and its log sink.
 class RecordArea {
  public:
   /// Return 0, or the code of the failure. An offset counts from the start of the data set.
   virtual uint32_t read(uint32_t offset, uint32_t length, void* destination) = 0;
   virtual uint32_t write(uint32_t offset, uint32_t length, const void* bytes) = 0;
+  /// Returns the current time in seconds since 1970-01-01 00:00 UTC.
+  virtual int64_t now() = 0;
   virtual void report(CFStringRef message, CFStringRef testName, int32_t indentation) = 0;
 
  protected:
@@ -51,9 +53,7 @@ RecordChain<Time> readChain(RecordArea& area);
 template <typename Time>
 CFRef<CFMutableArrayRef> listRecords(RecordArea& area);
 
-template <typename Time>
 struct NewRecord {
-  Time time;
   uint8_t station;
   /// The two low bits are stored.
   int32_t testResult;
@@ -61,10 +61,11 @@ struct NewRecord {
   CFStringRef message;
 };
 
-/// Appends a record to the chain and returns whether there was a slot for it. A failed write is
-/// reported and is no failure.
+/// Appends a record to the chain and returns whether there was a slot for it. Its time is taken
+/// after the search for the slot and after the record before it is marked. A failed write is only
+/// reported.
 template <typename Time>
-bool appendRecord(RecordArea& area, const NewRecord<Time>& source);
+bool appendRecord(RecordArea& area, const NewRecord& source);
 
 }  // namespace corvane
 

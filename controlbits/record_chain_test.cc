@@ -25,7 +25,7 @@ class RecordChainTest : public ::testing::Test {
   void fillArea(uint8_t byte) { _area.bytes.assign(1024, byte); }
 
   bool append(const std::string& message, uint8_t station = 7, int32_t result = 0) {
-    return appendRecord<Time>(_area, {1000, station, result, cfString(message).get()});
+    return appendRecord<Time>(_area, {station, result, cfString(message).get()});
   }
   RecordChain<Time> chain() { return readChain<Time>(_area.bytes); }
   MemoryRecords _area{{}};
@@ -62,7 +62,7 @@ TYPED_TEST(RecordChainTest, AnErasedAreaIsFullInTheWideLayoutAndFreeInTheNarrowO
   EXPECT_EQ(this->chain().records.size(), isFree ? 1u : 20u);
 }
 
-TYPED_TEST(RecordChainTest, AMessageThatIsNoUtf8IsLatin1) {
+TYPED_TEST(RecordChainTest, AMessageThatIsNotUtf8IsTakenAsLatin1) {
   const std::pair<std::string, std::string> cases[] = {
       {std::string("a\0b", 3), "a"},
       {"\xC3\xA9", "\u00e9"},

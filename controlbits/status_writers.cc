@@ -1,5 +1,4 @@
 #include <array>
-#include <exception>
 #include <span>
 
 #include "controlbits/control_bits.h"
@@ -7,6 +6,7 @@
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
 #include "log/log.h"
+#include "platform/out_of_memory.h"
 #include "platform/text.h"
 
 namespace corvane {
@@ -55,50 +55,53 @@ void writeFixedByte(uint32_t offset, int32_t status, const FixedByteTexts& texts
 
 }  // namespace
 
-void ControlBits::writeControlBits(int32_t offset, int32_t status, int32_t count) try {
-  const auto place = static_cast<uint32_t>(offset);
-  uint8_t byte = readByte(place, CFSTR("readBits failed during writeControlBits"));
+void ControlBits::writeControlBits(int32_t offset, int32_t status, int32_t count) {
+  unlessOutOfMemory([&] {
+    const auto place = static_cast<uint32_t>(offset);
+    uint8_t byte = readByte(place, CFSTR("readBits failed during writeControlBits"));
 
-  const bool statusChanged =
-      status != kKeepStatus && changeTestStatus(&byte, static_cast<uint32_t>(status)) != 0;
-  // A count outside 0 to 7 leaves its change flag at the low bit of `status`, so that an odd status
-  // is written back even when the byte already holds it.
-  bool countChanged = (status & 1) != 0;
-  if (count >= 0 && count <= 7) countChanged = changeFailCount(&byte, gFailCountMap[count]) != 0;
-  traceByte(CFSTR("New byte = %02x"), byte);
-  if (!statusChanged && !countChanged) return;
+    const bool statusChanged =
+        status != kKeepStatus && changeTestStatus(&byte, static_cast<uint32_t>(status)) != 0;
+    // A count outside 0 to 7 leaves its change flag at the low bit of `status`, so that an odd
+    // status is written back even when the byte already holds it.
+    bool countChanged = (status & 1) != 0;
+    if (count >= 0 && count <= 7) countChanged = changeFailCount(&byte, gFailCountMap[count]) != 0;
+    traceByte(CFSTR("New byte = %02x"), byte);
+    if (!statusChanged && !countChanged) return;
 
-  logLine(CFSTR("writeControlBits perform the changes"));
-  writeByte(place, byte, CFSTR("writeControlBits failed (result=%d)"));
-} catch (const std::exception&) {
+    logLine(CFSTR("writeControlBits perform the changes"));
+    writeByte(place, byte, CFSTR("writeControlBits failed (result=%d)"));
+  });
 }
 
-void ControlBits::writeCorvaneStatus(int32_t status) try {
-  const std::array statusLines = {
-      CFSTR("writeStatus kCorvaneCotnrolBitsPassed"),
-      CFSTR("writeStatus kCorvaneControlBitsIncompleteTest"),
-      CFSTR("writeStatus kCorvaneControlBitsFailed"),
-      CFSTR("writeStatus kCorvaneControlBitsNotTested"),
-  };
-  writeFixedByte(kSuiteStatusOffset, status,
-                 {statusLines,
-                  CFSTR("FATAL ERROR bad Corvane state passed to "
-                        "writeCorvaneStatus:(CorvaneControlBitStatus)status"),
-                  CFSTR("writeCorvaneStatus perform the changes")});
-} catch (const std::exception&) {
+void ControlBits::writeCorvaneStatus(int32_t status) {
+  unlessOutOfMemory([&] {
+    const std::array statusLines = {
+        CFSTR("writeStatus kCorvaneCotnrolBitsPassed"),
+        CFSTR("writeStatus kCorvaneControlBitsIncompleteTest"),
+        CFSTR("writeStatus kCorvaneControlBitsFailed"),
+        CFSTR("writeStatus kCorvaneControlBitsNotTested"),
+    };
+    writeFixedByte(kSuiteStatusOffset, status,
+                   {statusLines,
+                    CFSTR("FATAL ERROR bad Corvane state passed to "
+                          "writeCorvaneStatus:(CorvaneControlBitStatus)status"),
+                    CFSTR("writeCorvaneStatus perform the changes")});
+  });
 }
 
-void ControlBits::writeLogCollectionStatus(int32_t status) try {
-  const std::array statusLines = {
-      CFSTR("writeStatus kLogCollectionControlBitsComplete"),
-      CFSTR("writeStatus kLogCollectionControlBitsIncomplete"),
-  };
-  writeFixedByte(kLogCollectionOffset, status,
-                 {statusLines,
-                  CFSTR("FATAL ERROR bad Log Collection state passed to "
-                        "writeLogCollectionStatus:(LogCollectionControlBitStatus)status"),
-                  CFSTR("writeLogCollectionStatus perform the changes")});
-} catch (const std::exception&) {
+void ControlBits::writeLogCollectionStatus(int32_t status) {
+  unlessOutOfMemory([&] {
+    const std::array statusLines = {
+        CFSTR("writeStatus kLogCollectionControlBitsComplete"),
+        CFSTR("writeStatus kLogCollectionControlBitsIncomplete"),
+    };
+    writeFixedByte(kLogCollectionOffset, status,
+                   {statusLines,
+                    CFSTR("FATAL ERROR bad Log Collection state passed to "
+                          "writeLogCollectionStatus:(LogCollectionControlBitStatus)status"),
+                    CFSTR("writeLogCollectionStatus perform the changes")});
+  });
 }
 
 }  // namespace corvane

@@ -4,13 +4,13 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <memory>
 
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/cf_ref.h"
+#include "platform/out_of_memory.h"
 #include "platform/text.h"
 
 using corvane::CFRef;
@@ -24,17 +24,6 @@ namespace {
 uint32_t reportInvalid(CFStringRef format) {
   Log::write(formatText(format, nullptr).get(), CFSTR("Control Bits"), 0);
   return kDataAreaFailure;
-}
-
-/// Fills the data area's write request, which retains none of its keys and values and compares keys
-/// by identity; the number and the data object live as long as the caller's owners.
-void fillRequest(CFMutableDictionaryRef request, CFStringRef set, int32_t commit,
-                 CFNumberRef offset, CFDataRef buffer) {
-  CFDictionaryAddValue(request, CFSTR(CORVANE_DATA_SET_KEY), set);
-  CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataCommit"),
-                       commit ? kCFBooleanTrue : kCFBooleanFalse);
-  CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataOffset"), offset);
-  CFDictionaryAddValue(request, CFSTR("VelmoDiagnosticDataBuffer"), buffer);
 }
 
 /// Sends the request to the data area, reports a refusal, and returns the platform's code.
@@ -52,6 +41,41 @@ uint32_t sendRequest(CFDictionaryRef request) {
       formatText(CFSTR("IORegistryEntrySetCFProperties return result %d"), result).get(), nullptr,
       1);
   return static_cast<uint32_t>(result);
+}
+
+/// Makes a write request and sends it. Its parts are released on return.
+uint32_t requestWrite(uint32_t offset, uint32_t length, const void* bytes, int32_t commit,
+                      CFStringRef set) {
+  // Declared in the reverse of the order in which they are made, so that the number is released
+  // first and the dictionary last.
+  CFRef<CFMutableDictionaryRef> request;
+  CFRef<CFDataRef> buffer;
+  CFRef<CFNumberRef> offsetNumber;
+
+  const int64_t wideOffset = offset;
+  offsetNumber.reset(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &wideOffset));
+  if (!offsetNumber) return reportInvalid(CFSTR("writeBits offsetRef invalid (offsetRef=%@)"));
+  Log::writeDebug(CFSTR("offset valid"), nullptr, 1);
+
+  buffer.reset(CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, static_cast<const UInt8*>(bytes),
+                                           length, kCFAllocatorNull));
+  if (!buffer) return reportInvalid(CFSTR("writeBits bufferRef invalid (bufferRef=%@)"));
+  Log::writeDebug(CFSTR("bufferRef valid"), nullptr, 1);
+
+  // Retains none of its keys and values, and compares keys by identity.
+  request.reset(CFDictionaryCreateMutable(kCFAllocatorDefault, 3, nullptr, nullptr));
+  if (!request) return reportInvalid(CFSTR("writeBits dictRef invalid (dictRef=%@)"));
+  Log::writeDebug(CFSTR("dictRef valid"), nullptr, 1);
+
+  // The set's name is looked at only now, when the request's parts are made.
+  if (!set) return reportInvalid(CFSTR("writeBits set invalid (set=%@)"));
+
+  CFDictionaryAddValue(request.get(), CFSTR(CORVANE_DATA_SET_KEY), set);
+  CFDictionaryAddValue(request.get(), CFSTR("VelmoDiagnosticDataCommit"),
+                       commit ? kCFBooleanTrue : kCFBooleanFalse);
+  CFDictionaryAddValue(request.get(), CFSTR("VelmoDiagnosticDataOffset"), offsetNumber.get());
+  CFDictionaryAddValue(request.get(), CFSTR("VelmoDiagnosticDataBuffer"), buffer.get());
+  return sendRequest(request.get());
 }
 
 void reportMismatch(uint32_t length, const uint8_t* written, const uint8_t* readBack) {
@@ -87,53 +111,33 @@ uint32_t verify(uint32_t offset, uint32_t length, const void* bytes, CFStringRef
 
 }  // namespace
 
-uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringRef set) try {
-  Log::writeDebug(CFSTR("Read bits"), CFSTR("Control Bits"), 0);
-  const uint8_t* bytes = nullptr;
-  uint32_t available{};
-  if (!getDataAreaBytePtr(&bytes, &available, set)) {
-    Log::writeDebug(CFSTR("Call to getDataAreaBytePtr() failed"), nullptr, 1);
-    return kDataAreaFailure;
-  }
-  // Added without wrapping: a range that only fits when its end wraps at 32 bits is outside the
-  // set.
-  if (uint64_t{offset} + length > available) {
-    Log::writeDebug(CFSTR("Request size invalid."), nullptr, 1);
-    return kDataAreaFailure;
-  }
-  if (length > 0) std::memcpy(destination, bytes + offset, length);
-  Log::writeDebug(CFSTR("Read bits success"), nullptr, 1);
-  return 0;
-} catch (const std::exception&) {
-  return kDataAreaFailure;
+uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringRef set) {
+  return corvane::unlessOutOfMemory(kDataAreaFailure, [&]() -> uint32_t {
+    Log::writeDebug(CFSTR("Read bits"), CFSTR("Control Bits"), 0);
+    const uint8_t* bytes = nullptr;
+    uint32_t available{};
+    if (!getDataAreaBytePtr(&bytes, &available, set)) {
+      Log::writeDebug(CFSTR("Call to getDataAreaBytePtr() failed"), nullptr, 1);
+      return kDataAreaFailure;
+    }
+    // Added without wrapping: a range that only fits when its end wraps at 32 bits is outside the
+    // set.
+    if (uint64_t{offset} + length > available) {
+      Log::writeDebug(CFSTR("Request size invalid."), nullptr, 1);
+      return kDataAreaFailure;
+    }
+    if (length > 0) std::memcpy(destination, bytes + offset, length);
+    Log::writeDebug(CFSTR("Read bits success"), nullptr, 1);
+    return 0;
+  });
 }
 
 uint32_t writeBits(uint32_t offset, uint32_t length, const void* bytes, int32_t commit,
-                   CFStringRef set) try {
-  Log::writeDebug(CFSTR("Write bits"), CFSTR("Control Bits"), 0);
-  const int64_t wideOffset = offset;
-  const CFRef<CFNumberRef> offsetNumber(
-      CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &wideOffset));
-  if (!offsetNumber) return reportInvalid(CFSTR("writeBits offsetRef invalid (offsetRef=%@)"));
-  Log::writeDebug(CFSTR("offset valid"), nullptr, 1);
-
-  const CFRef<CFDataRef> buffer(CFDataCreateWithBytesNoCopy(
-      kCFAllocatorDefault, static_cast<const UInt8*>(bytes), length, kCFAllocatorNull));
-  if (!buffer) return reportInvalid(CFSTR("writeBits bufferRef invalid (bufferRef=%@)"));
-  Log::writeDebug(CFSTR("bufferRef valid"), nullptr, 1);
-
-  const CFRef<CFMutableDictionaryRef> request(
-      CFDictionaryCreateMutable(kCFAllocatorDefault, 3, nullptr, nullptr));
-  if (!request) return reportInvalid(CFSTR("writeBits dictRef invalid (dictRef=%@)"));
-  Log::writeDebug(CFSTR("dictRef valid"), nullptr, 1);
-
-  // The set's name is looked at only now, when the request's parts are made.
-  if (!set) return reportInvalid(CFSTR("writeBits set invalid (set=%@)"));
-
-  fillRequest(request.get(), set, commit, offsetNumber.get(), buffer.get());
-  const uint32_t result = sendRequest(request.get());
-  if (result != 0 || length == 0) return result;
-  return verify(offset, length, bytes, set);
-} catch (const std::exception&) {
-  return kDataAreaFailure;
+                   CFStringRef set) {
+  return corvane::unlessOutOfMemory(kDataAreaFailure, [&]() -> uint32_t {
+    Log::writeDebug(CFSTR("Write bits"), CFSTR("Control Bits"), 0);
+    const uint32_t result = requestWrite(offset, length, bytes, commit, set);
+    if (result != 0 || length == 0) return result;
+    return verify(offset, length, bytes, set);
+  });
 }

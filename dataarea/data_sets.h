@@ -4,23 +4,20 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
-#include <exception>
+
+#include "platform/out_of_memory.h"
 
 namespace corvane {
 
 /// Returns the name of the data set of the control-bit bytes and the diagnostic records. Returns
 /// null, which names no data set, when there is no memory for the name.
-inline CFStringRef diagnosticDataSet() noexcept try {
-  return CFSTR("VelmoDiagnosticData");
-} catch (const std::exception&) {
-  return nullptr;
+inline CFStringRef diagnosticDataSet() {
+  return unlessOutOfMemory(nullptr, [&] { return CFSTR("VelmoDiagnosticData"); });
 }
 
 /// Returns the name of the data set that holds the configuration area; null as above.
-inline CFStringRef configurationDataSet() noexcept try {
-  return CFSTR("VelmoDiagnosticDataSysCfg");
-} catch (const std::exception&) {
-  return nullptr;
+inline CFStringRef configurationDataSet() {
+  return unlessOutOfMemory(nullptr, [&] { return CFSTR("VelmoDiagnosticDataSysCfg"); });
 }
 
 /// The key of the set's name in a write request.

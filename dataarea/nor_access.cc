@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <exception>
 
 #include "dataarea/bits.h"
 #include "dataarea/data_sets.h"
+#include "platform/out_of_memory.h"
 #include "platform/system_log.h"
 
 using corvane::configurationDataSet;
@@ -13,9 +13,8 @@ using corvane::configurationDataSet;
 namespace {
 
 /// Writes a line to the system log, or drops it when memory runs out.
-void report(CFStringRef (*format)(), uint32_t status) try {
-  NSLog(format(), status);
-} catch (const std::exception&) {
+void report(CFStringRef (*format)(), uint32_t status) {
+  corvane::unlessOutOfMemory([&] { NSLog(format(), status); });
 }
 
 }  // namespace

@@ -25,8 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto header = area::load<area::Header>(contents.data());
     header.magic = area::kMagic;
     header.reserved = 0;
-    header.areaSize %= static_cast<uint32_t>(areaSize + 1);
-    header.tableEnd %= header.areaSize + 1;
+    header.area_size %= static_cast<uint32_t>(areaSize + 1);
+    header.table_end %= header.area_size + 1;
     area::store(contents.data(), header);
   }
   if (const char* wrong = StoreScript(contents).run(input.ConsumeRemainingBytes<uint8_t>())) {

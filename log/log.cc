@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <exception>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -11,6 +10,7 @@
 #include "log/local_time.h"
 #include "platform/device_path.h"
 #include "platform/files.h"
+#include "platform/out_of_memory.h"
 #include "platform/scoped_file.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
@@ -18,15 +18,14 @@
 namespace corvane {
 namespace {
 
-/// A line with more levels of indentation is dropped: 4 MiB of blanks are no line that anybody
-/// wrote on purpose.
-constexpr int32_t kMostLevels = 1 << 20;
+/// A line with more levels of indentation is dropped: 4 MiB of blanks are not written on purpose.
+constexpr int32_t kMaxIndentation = 1 << 20;
 
 /// Returns the whole line; null when it cannot be made.
 CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int32_t indentation) {
   const CFRef<CFStringRef> prefix =
       timeText(CFSTR("[%04d-%02d-%02d %02d:%02d:%02d] "), localTimeNow());
-  if (!prefix || indentation > kMostLevels) return {};
+  if (!prefix || indentation > kMaxIndentation) return {};
   CFRef<CFMutableStringRef> line(CFStringCreateMutableCopy(kCFAllocatorDefault, 0, prefix.get()));
   if (!line) return {};
   for (int32_t level = 0; level < indentation; ++level) {
@@ -40,10 +39,6 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
   return line;
 }
 
-/// Whether the last line of the log may be unfinished: this process has written none, or not all of
-/// one. Guarded by fileLock().
-bool gMayBeCut = true;
-
 /// Returns the lock of the log, which is never destroyed: static destructors log, too.
 std::mutex& fileLock() {
   static std::mutex& lock = *new std::mutex;
@@ -52,35 +47,32 @@ std::mutex& fileLock() {
 
 }  // namespace
 
-void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) try {
-  const auto line = lineOf(message, testName, indentation);
-  NSLog(CFSTR("%@"), message);
-  write(line.get());
-} catch (const std::exception&) {
-  // The line is dropped when memory runs out.
+void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) {
+  unlessOutOfMemory([&] {
+    const auto line = lineOf(message, testName, indentation);
+    NSLog(CFSTR("%@"), message);
+    write(line.get());
+  });
 }
 
-void Log::write(CFStringRef line) try {
-  if (!line) return;
-  const std::string bytes = utf8Bytes(line);
-  const std::string path = devicePath(kLogFile);
-  // A buffer that holds the whole line makes it one append, which no other process can split.
-  const size_t room = std::max<size_t>(bytes.size() + 3, BUFSIZ);
-  const auto buffer = std::make_unique_for_overwrite<char[]>(room);
+void Log::write(CFStringRef line) {
+  unlessOutOfMemory([&] {
+    if (!line) return;
+    const std::string bytes = utf8Bytes(line);
+    const std::string path = devicePath(kLogFile);
+    // A buffer that holds the whole line makes it one append, which no other process can split.
+    const size_t room = std::max<size_t>(bytes.size() + 2, BUFSIZ);
+    const auto buffer = std::make_unique_for_overwrite<char[]>(room);
 
-  const std::lock_guard lock(fileLock());
-  createDirectories(path.substr(0, path.rfind('/')));
-  const ScopedFile file(std::fopen(path.c_str(), "ae"));
-  if (!file) return;
-  // Ends the part of a line that a full disk left.
-  const bool isCut = gMayBeCut && endsInsideLine(path);
-  std::setvbuf(file.get(), buffer.get(), _IOFBF, room);
-  if (isCut) std::fputc('\n', file.get());
-  std::fwrite(bytes.data(), 1, bytes.size(), file.get());
-  std::fputc('\n', file.get());
-  gMayBeCut = std::fflush(file.get()) != 0;
-} catch (const std::exception&) {
-  // The line is dropped when memory runs out.
+    const std::lock_guard lock(fileLock());
+    createDirectories(path.substr(0, path.rfind('/')));
+    const ScopedFile file(std::fopen(path.c_str(), "ae"));
+    if (!file) return;
+    std::setvbuf(file.get(), buffer.get(), _IOFBF, room);
+    std::fwrite(bytes.data(), 1, bytes.size(), file.get());
+    std::fputc('\n', file.get());
+    std::fflush(file.get());
+  });
 }
 
 void Log::writeDebug(CFStringRef, CFStringRef, int32_t) {}
@@ -90,16 +82,17 @@ void Log::writePalvireMessage(CFStringRef message, CFStringRef sid, CFStringRef 
 }
 
 CFRef<CFStringRef> Log::formatPalvireMessage(CFStringRef message, CFStringRef sid,
-                                             CFStringRef msgType) try {
-  const CFRef<CFStringRef> time = timeText(CFSTR("%04d/%02d/%02d %02d:%02d:%02d"), localTimeNow());
-  const CFRef<CFStringRef> sidText = replacingText(sid, CFSTR("\""), CFSTR("'"));
-  const CFRef<CFStringRef> typeText = replacingText(msgType, CFSTR("\""), CFSTR(""));
-  const bool hasMessage = message && CFStringGetLength(message) != 0;
-  return formatText(CFSTR("context=\"\",ts=\"%@\",sid=\"%@\",msg-type=\"%@\"%@%@"), time.get(),
-                    sidText.get(), typeText.get(), hasMessage ? CFSTR(",") : CFSTR(""),
-                    message ? message : CFSTR(""));
-} catch (const std::exception&) {
-  return {};
+                                             CFStringRef msgType) {
+  return unlessOutOfMemory({}, [&]() -> CFRef<CFStringRef> {
+    const CFRef<CFStringRef> time =
+        timeText(CFSTR("%04d/%02d/%02d %02d:%02d:%02d"), localTimeNow());
+    const CFRef<CFStringRef> sidText = replacingText(sid, CFSTR("\""), CFSTR("'"));
+    const CFRef<CFStringRef> typeText = replacingText(msgType, CFSTR("\""), CFSTR(""));
+    const bool hasMessage = message && CFStringGetLength(message) != 0;
+    return formatText(CFSTR("context=\"\",ts=\"%@\",sid=\"%@\",msg-type=\"%@\"%@%@"), time.get(),
+                      sidText.get(), typeText.get(), hasMessage ? CFSTR(",") : CFSTR(""),
+                      message ? message : CFSTR(""));
+  });
 }
 
 }  // namespace corvane

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "platform/file_descriptor.h"
+#include "platform/out_of_memory.h"
 
 namespace corvane {
 namespace {
@@ -85,19 +86,19 @@ bool writeAll(int file, const void* bytes, size_t size) {
 
 bool fileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept try {
-  const std::optional<std::string> bytes = readFile(path);
-  if (!bytes) return {};
-  const CFRef<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
-                                           reinterpret_cast<const UInt8*>(bytes->data()),
-                                           static_cast<CFIndex>(bytes->size())));
-  if (!data) return {};
-  CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
-      kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
-  if (!list || CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) return {};
-  return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
-} catch (const std::bad_alloc&) {
-  return {};
+CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) {
+  return unlessOutOfMemory({}, [&]() -> CFRef<CFDictionaryRef> {
+    const std::optional<std::string> bytes = readFile(path);
+    if (!bytes) return {};
+    const CFRef<CFDataRef> data(CFDataCreate(kCFAllocatorDefault,
+                                             reinterpret_cast<const UInt8*>(bytes->data()),
+                                             static_cast<CFIndex>(bytes->size())));
+    if (!data) return {};
+    CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
+        kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
+    if (!list || CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) return {};
+    return CFRef<CFDictionaryRef>(static_cast<CFDictionaryRef>(list.release()));
+  });
 }
 
 }  // namespace corvane

@@ -26,7 +26,7 @@ bool writeAll(int file, const void* bytes, size_t size);
 /// Returns the dictionary at the top of the property-list file at `path`. Returns null when that is
 /// not a regular file, is larger than 16 MiB, cannot be read to its end, does
 /// not fit into memory, or holds something else.
-CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path) noexcept;
+CFRef<CFDictionaryRef> copyDictionaryFromFile(const std::string& path);
 
 }  // namespace corvane
 

@@ -6,13 +6,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "platform/mach_port.h"
+#include "platform/out_of_memory.h"
 #include "platform/text.h"
 #include "processes/sampler_messages.h"
 
@@ -120,29 +120,26 @@ Processes::Processes() { refreshProcesses(); }
 
 CFMutableDictionaryRef Processes::getCachedProcesses() { return _processes.get(); }
 
-CFMutableDictionaryRef Processes::refreshProcesses() try {
-  const MachPort host(mach_host_self());
-  _processes.reset();
-  _processes = newDictionary();
+CFMutableDictionaryRef Processes::refreshProcesses() {
+  unlessOutOfMemory([&] {
+    const MachPort host(mach_host_self());
+    _processes.reset();
+    _processes = newDictionary();
 
-  int ownPid = -1;
-  kern_return_t result = pid_for_task(mach_task_self(), &ownPid);
-  if (result != KERN_SUCCESS) {
-    report("pid_for_task", mach_task_self(), result);
-    return _processes.get();
-  }
-  MachPortArray sets(Ports::kOwned);
-  result = host_processor_sets(host.get(), sets.out(), sets.outCount());
-  if (result != KERN_SUCCESS) {
-    report("host_processor_sets", result);
-    return _processes.get();
-  }
-  for (const processor_set_name_t set : sets.ports()) {
-    if (!addProcesses(host.get(), set, ownPid)) break;
-  }
-  return _processes.get();
-} catch (const std::exception&) {
-  // The pass ends when memory runs out.
+    int ownPid = -1;
+    kern_return_t result = pid_for_task(mach_task_self(), &ownPid);
+    if (result != KERN_SUCCESS) {
+      return report("pid_for_task", mach_task_self(), result);
+    }
+    MachPortArray sets(Ports::kOwned);
+    result = host_processor_sets(host.get(), sets.out(), sets.outCount());
+    if (result != KERN_SUCCESS) {
+      return report("host_processor_sets", result);
+    }
+    for (const processor_set_name_t set : sets.ports()) {
+      if (!addProcesses(host.get(), set, ownPid)) break;
+    }
+  });
   return _processes.get();
 }
 

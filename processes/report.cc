@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <exception>
 #include <vector>
 
 #include "log/log.h"
+#include "platform/out_of_memory.h"
 #include "platform/text.h"
 #include "processes/numeric_compare.h"
 #include "processes/processes.h"
@@ -40,16 +40,16 @@ void writeProcess(CFStringRef key, CFDictionaryRef record) {
 
 }  // namespace
 
-void Processes::prettyPrintToLog() try {
-  const CFDictionaryRef processes = _processes ? _processes.get() : refreshProcesses();
-  const std::vector<CFStringRef> keys = sortedKeys(processes);
-  writeLine(CFSTR("PID\tCPU%\tUsr\tSys\t\tName"));
-  writeLine(CFSTR("---\t----\t---\t---\t\t----"));
-  for (const CFStringRef key : keys) {
-    writeProcess(key, static_cast<CFDictionaryRef>(CFDictionaryGetValue(processes, key)));
-  }
-} catch (const std::exception&) {
-  // The report ends when memory runs out.
+void Processes::prettyPrintToLog() {
+  unlessOutOfMemory([&] {
+    const CFDictionaryRef processes = _processes ? _processes.get() : refreshProcesses();
+    const std::vector<CFStringRef> keys = sortedKeys(processes);
+    writeLine(CFSTR("PID\tCPU%\tUsr\tSys\t\tName"));
+    writeLine(CFSTR("---\t----\t---\t---\t\t----"));
+    for (const CFStringRef key : keys) {
+      writeProcess(key, static_cast<CFDictionaryRef>(CFDictionaryGetValue(processes, key)));
+    }
+  });
 }
 
 }  // namespace corvane

@@ -12,11 +12,11 @@ using WordArray = std::array<uint32_t, sizeof(Words) / sizeof(uint32_t)>;
 constexpr HeaderCheck kHeaderChecks[] = {
     {"magic is 0x53436667", [](const Header& header, size_t) { return header.magic == kMagic; }},
     {"table_end is inside the image",
-     [](const Header& header, size_t size) { return header.tableEnd <= size; }},
+     [](const Header& header, size_t size) { return header.table_end <= size; }},
     {"area_size is inside the image",
-     [](const Header& header, size_t size) { return header.areaSize <= size; }},
+     [](const Header& header, size_t size) { return header.area_size <= size; }},
     {"table_end is inside the area",
-     [](const Header& header, size_t) { return header.tableEnd <= header.areaSize; }},
+     [](const Header& header, size_t) { return header.table_end <= header.area_size; }},
     {"reserved is 0", [](const Header& header, size_t) { return header.reserved == 0; }},
 };
 
@@ -60,14 +60,14 @@ size_t claimedCount(const uint8_t* image, size_t size) {
 
 ValueFault checkValue(size_t offset, size_t length, size_t tableEnd, size_t size) {
   if (offset < tableEnd) return ValueFault::kInsideTable;
-  if (offset > size || length > size - offset || roundUp(length) > size - offset) {
+  if (!isInImage(offset, length, size) || roundUp(length) > size - offset) {
     return ValueFault::kOutsideImage;
   }
   return ValueFault::kNone;
 }
 
 size_t freeEnd(const uint8_t* image, size_t count) {
-  size_t end = loadWord(image + offsetof(Header, areaSize)) & ~size_t{3};
+  size_t end = loadWord(image + offsetof(Header, area_size)) & ~size_t{3};
   for (size_t index = 0; index < count; ++index) {
     const uint8_t* entry = image + entryOffset(index);
     if (!isIndirect(entry)) continue;

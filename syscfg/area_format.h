@@ -22,9 +22,9 @@ inline constexpr uint8_t kFreeByte = 0xFF;
 struct Header {
   uint32_t magic;
   /// Offset of the first byte after the entries; only the header checks look at it.
-  uint32_t tableEnd;
+  uint32_t table_end;
   /// May be less than the size of the image.
-  uint32_t areaSize;
+  uint32_t area_size;
   /// Written by formatting, never checked.
   uint32_t version;
   uint32_t reserved;
@@ -109,10 +109,16 @@ inline uint32_t keyOf(const uint8_t* entry) {
   return loadWord(entry + (isIndirect(entry) ? offsetof(IndirectEntry, key) : 0));
 }
 
+/// Returns whether a value of `length` bytes at `offset` lies inside an image of `size` bytes: such
+/// a value is read as stored, wherever it begins.
+constexpr bool isInImage(size_t offset, size_t length, size_t size) {
+  return offset <= size && length <= size - offset;
+}
+
 enum class ValueFault { kNone, kInsideTable, kOutsideImage };
 
-/// Returns what keeps a value of `length` bytes from lying at `offset` of an image of `size` bytes
-/// whose table ends at `tableEnd`.
+/// Returns what keeps a store from having put a value of `length` bytes, in whole words, at
+/// `offset` of an image of `size` bytes whose table ends at `tableEnd`.
 ValueFault checkValue(size_t offset, size_t length, size_t tableEnd, size_t size);
 
 /// Returns where free space ends: the lowest value's offset, or the area's end in whole words.

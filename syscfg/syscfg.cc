@@ -31,30 +31,24 @@ bool isTableInImage(const syscfg_handle& handle) {
 
 void setCount(const syscfg_handle& handle, size_t count) {
   area::storeWord(handle.image + offsetof(area::Header, count), static_cast<uint32_t>(count));
-  area::storeWord(handle.image + offsetof(area::Header, tableEnd),
+  area::storeWord(handle.image + offsetof(area::Header, table_end),
                   static_cast<uint32_t>(area::entryOffset(count)));
 }
 
-/// Returns the first sound entry of `key`. A key that equals the marker matches an indirect entry
-/// as if it were inline.
+/// Returns the first entry of `key` whose value lies inside the image. A key that equals the marker
+/// matches an indirect entry as if it were inline.
 std::optional<Match> find(const syscfg_handle& handle, uint32_t key) {
   const size_t count = std::min(claimedCount(handle), area::entryCapacity(handle.size));
-  const uint8_t* const table = handle.image + area::kHeaderSize;
-  const uint8_t* const end = table + count * area::kEntrySize;
-  // Unrolled, since the speed of a loop this short depends on where the linker puts it.
-#pragma GCC unroll 4
-  for (const uint8_t* entry = table; entry != end; entry += area::kEntrySize) {
+  for (size_t index = 0; index < count; ++index) {
+    const uint8_t* const entry = handle.image + area::entryOffset(index);
     const uint32_t first = area::loadWord(entry);
-    if (first != key && first != area::kIndirectMarker) continue;
-    const size_t index = static_cast<size_t>(entry - table) / area::kEntrySize;
     if (first == key) {
       return Match{index, true, area::entryOffset(index) + offsetof(area::InlineEntry, value),
                    area::kInlineRoom};
     }
+    if (first != area::kIndirectMarker) continue;
     const auto fields = area::load<area::IndirectEntry>(entry);
-    if (fields.key == key &&
-        area::checkValue(fields.offset, fields.length, area::entryOffset(count), handle.size) ==
-            area::ValueFault::kNone) {
+    if (fields.key == key && area::isInImage(fields.offset, fields.length, handle.size)) {
       return Match{index, false, fields.offset, fields.length};
     }
   }
@@ -83,16 +77,21 @@ void shiftOffsets(const syscfg_handle& handle, size_t begin, size_t end, size_t 
   }
 }
 
-/// Removes an indirect entry and moves what lies below its value up over it, so that the values
-/// stay packed.
+/// Removes an indirect entry and moves what lies between the table and its value up over the value,
+/// so that the values stay packed. A value that begins inside the table stays, and nothing moves.
 void removeIndirect(const syscfg_handle& handle, const Match& match) {
   const size_t tableEnd = area::entryOffset(claimedCount(handle));
-  const size_t gap = area::roundUp(match.length);
-  uint8_t* begin = handle.image + tableEnd;
-  std::memmove(begin + gap, begin, match.offset - tableEnd);
-  std::memset(begin, area::kFreeByte, gap);
   removeEntry(handle, match.index);
-  shiftOffsets(handle, tableEnd, match.offset + gap, gap);
+  if (match.offset < tableEnd) return;
+
+  const size_t distance = area::roundUp(match.length);
+  // A value's last word may end after the image: what would move past the end is dropped.
+  const size_t gap = std::min(distance, handle.size - tableEnd);
+  const size_t moved = std::min(match.offset, handle.size - gap) - tableEnd;
+  uint8_t* const begin = handle.image + tableEnd;
+  std::memmove(begin + gap, begin, moved);
+  std::memset(begin, area::kFreeByte, gap);
+  shiftOffsets(handle, tableEnd, match.offset + distance, distance);
 }
 
 void format(const syscfg_handle& handle) {
@@ -100,8 +99,8 @@ void format(const syscfg_handle& handle) {
   if (handle.size < area::kHeaderSize) return;
   const size_t areaSize = std::min<size_t>(handle.size, std::numeric_limits<uint32_t>::max());
   area::store(handle.image, area::Header{.magic = area::kMagic,
-                                         .tableEnd = area::kHeaderSize,
-                                         .areaSize = static_cast<uint32_t>(areaSize),
+                                         .table_end = area::kHeaderSize,
+                                         .area_size = static_cast<uint32_t>(areaSize),
                                          .version = area::kVersion,
                                          .reserved = 0,
                                          .count = 0});

@@ -186,9 +186,6 @@ TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
       {"a length that wraps when rounded", 52, 0xFFFFFFFF},
       {"an offset beyond the end", 56, 8193},
       {"an offset that wraps with the length", 56, 0xFFFFFFF0},
-      {"an offset inside the table", 56, 60},
-      {"an offset inside the header", 56, 0},
-      {"padding beyond the end", 56, 8162},
   };
   StoreModel model(8192);
   model.add(1, {1});
@@ -207,6 +204,50 @@ TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
     EXPECT_EQ(read(store, 2), counting(40));
     EXPECT_EQ(read(store, 3), counting(20));
     EXPECT_EQ(list(store), (std::vector<uint32_t>{1, 2, 3, 2}));
+  }
+}
+
+TEST(SyscfgTest, AValueInsideTheImageIsReadAsStoredAndDeletingItLeavesNothingOutside) {
+  constexpr size_t kSize = 8190, kTableEnd = 84;
+  const struct {
+    const char* what;
+    size_t length, offset;
+    /// Where the value of key 3 is afterwards; 0 when it would lie outside the image.
+    size_t next;
+  } cases[] = {
+      {"the last word ends after the image", 2, 8188, 8140},
+      {"the last word ends with the image", 30, 8158, 8168},
+      {"it ends with the image", 30, 8160, 8168},
+      {"it fills the image", 8106, kTableEnd, 0},
+      {"it begins inside the table", 8107, kTableEnd - 1, 8136},
+      {"it begins with the header", kSize, 0, 8136},
+  };
+  StoreModel model(kSize);
+  model.add(1, {1});
+  model.add(2, counting(30));
+  model.add(3, counting(20));
+  for (const auto& [what, length, offset, next] : cases) {
+    SCOPED_TRACE(what);
+    Bytes contents = model.image();
+    putWord(contents, 52, length);
+    putWord(contents, 56, offset);
+    const MemoryStore store(contents);
+    EXPECT_EQ(read(store, 2), bytesOf(store, offset, length));
+
+    // What is between the table and the value moves up; what would pass the end is dropped.
+    const size_t gap = offset < kTableEnd ? 0 : (length + 3) / 4 * 4;
+    contents.erase(contents.begin(), contents.begin() + kTableEnd);
+    if (gap > 0) {
+      contents.erase(contents.begin() + static_cast<std::ptrdiff_t>(offset - kTableEnd),
+                     contents.begin() +
+                         static_cast<std::ptrdiff_t>(std::min(offset + gap, kSize) - kTableEnd));
+    }
+    contents.insert(contents.begin(), gap, 0xFF);
+    contents.resize(kSize - kTableEnd);
+    ASSERT_EQ(syscfg__del_key(store.get(), 2), 0);
+    EXPECT_EQ(bytesOf(store, kTableEnd, kSize - kTableEnd), contents);
+    EXPECT_EQ(list(store), (std::vector<uint32_t>{1, 3}));
+    EXPECT_EQ(read(store, 3), next == 0 ? Bytes() : bytesOf(store, next, 20));
   }
 }
 

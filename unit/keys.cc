@@ -43,7 +43,7 @@ std::string faultOfEntries(ByteSpan bytes, const area::Header& header) {
     if (!keys.insert(key).second) return "the key " + keyName(key) + " is there twice";
     if (!area::isIndirect(entry)) continue;
     const auto fields = area::load<area::IndirectEntry>(entry);
-    if (area::checkValue(fields.offset, fields.length, header.tableEnd, header.areaSize) !=
+    if (area::checkValue(fields.offset, fields.length, header.table_end, header.area_size) !=
         area::ValueFault::kNone) {
       return "the value of the key " + keyName(key) + " does not lie between table and end";
     }
@@ -124,8 +124,8 @@ std::string damageOf(std::span<const uint8_t> bytes) {
   if (std::string failed = failedChecks(bytes); !failed.empty()) return failed;
   const auto header = area::load<area::Header>(bytes.data());
   if (header.count > area::entryCapacity(bytes.size()) ||
-      header.tableEnd != area::entryOffset(header.count)) {
-    return "table_end is " + std::to_string(header.tableEnd) + ", but count is " +
+      header.table_end != area::entryOffset(header.count)) {
+    return "table_end is " + std::to_string(header.table_end) + ", but count is " +
            std::to_string(header.count);
   }
   return faultOfEntries(bytes, header);

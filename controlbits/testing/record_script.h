@@ -29,14 +29,19 @@ class MemoryRecords final : public RecordArea {
   uint32_t write(uint32_t offset, uint32_t length, const void* source) override {
     if (size_t{offset} + length > bytes.size()) return 5;
     std::memcpy(&bytes[offset], source, length);
+    ++writes;
     return 0;
   }
+  int64_t now() override { return time + writes; }
   void report(CFStringRef message, CFStringRef testName, int32_t indentation) override {
     reports.push_back(std::string(4 * static_cast<size_t>(indentation), ' ') +
                       (testName ? utf8Bytes(testName) + ": " : "") + utf8Bytes(message));
   }
 
   Bytes bytes;
+  /// What the clock shows: one second more after each write.
+  int64_t time = 1000;
+  int writes = 0;
   /// As lines of the test log.
   std::vector<std::string> reports;
 };
@@ -51,11 +56,13 @@ class ChainModel {
 
   /// Appends a record and returns true when there is a slot for it. `text` is the first bytes of
   /// its message, zero byte included.
-  bool append(uint64_t time, uint8_t station, uint8_t result, const std::string& text) {
-    const bool isBehindLast = _isEndedByRecord && _records < 20;
-    if (!isBehindLast && !_isEndedByFreeSlot) return false;
-    const size_t base = at(isBehindLast ? _records - 1 : _records);
-    if (isBehindLast) bytes[base + kFlags] |= 0x40;
+  bool append(int64_t time, uint8_t station, uint8_t result, const std::string& text) {
+    const bool isAfterLast = _isEndedByRecord && _records < 20;
+    if (!isAfterLast && !_isEndedByFreeSlot) return false;
+    const size_t base = at(isAfterLast ? _records - 1 : _records);
+    if (isAfterLast) bytes[base + kFlags] |= 0x40;
+    // The time is taken after that write, which the clock counts.
+    if (isAfterLast) ++time;
 
     const size_t slot = at(_records);
     if (slot + kSize <= bytes.size()) {
@@ -109,7 +116,8 @@ const char* runRecordScript(const Bytes& contents, const Bytes& script) {
   ChainModel<Time> model(contents);
   for (size_t next = 0; next + 4 <= script.size();) {
     const uint8_t station = script[next], result = script[next + 1] % 4;
-    const uint64_t time = script[next + 2] % 8 == 0 ? 0xFFFFFFFF : script[next + 2] * 0x01234567ull;
+    const int64_t time = script[next + 2] % 8 == 0 ? 0xFFFFFFFF : script[next + 2] * 0x01234567ll;
+    area.time = time - area.writes;
     std::vector<UniChar> units(script[next + 3] % (kRecordMessageRoom<Time> + 1));
     next += 4;
     for (UniChar& unit : units) {
@@ -124,8 +132,7 @@ const char* runRecordScript(const Bytes& contents, const Bytes& script) {
     text.resize(text.size() + 1);
     text.resize(units.size() + 1);
 
-    const bool isAppended =
-        appendRecord<Time>(area, {static_cast<Time>(time), station, result - 4, message.get()});
+    const bool isAppended = appendRecord<Time>(area, {station, result - 4, message.get()});
     if (isAppended != model.append(time, station, result, text)) return "the model answers else";
     if (area.bytes != model.bytes) return "the area differs from the model's";
     const CFRef<CFMutableArrayRef> list = listRecords<Time>(area);

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "host/corefoundation/description.h"
+#include "platform/cf_ref.h"
 
 namespace {
 
@@ -88,7 +89,11 @@ void __CFArray::appendText(std::u16string& out, cf::Layout layout) const {
   out += u')';
 }
 
-void __CFArray::append(const void* value) { _values.push_back(retained(*_callBacks, value)); }
+void __CFArray::append(const void* value) {
+  // Retained only when there is a place for it.
+  _values.push_back(nullptr);
+  _values.back() = retained(*_callBacks, value);
+}
 
 CFTypeID CFArrayGetTypeID() { return static_cast<CFTypeID>(cf::Type::kArray); }
 
@@ -183,7 +188,8 @@ void __CFDictionary::reserve(CFIndex capacity) {
 
 void __CFDictionary::append(const void* key, const void* value) {
   if (_entries.capacity() == 0) _entries.reserve(kUsualCount);
-  _entries.push_back({retained(_callBacks->key, key), retained(_callBacks->value, value)});
+  _entries.push_back({});
+  _entries.back() = {retained(_callBacks->key, key), retained(_callBacks->value, value)};
 
   // An index finds equal keys at different addresses only if the callbacks hash them alike.
   const bool canIndex = _callBacks->key.hash != nullptr || _callBacks->key.equal == nullptr;
@@ -232,9 +238,10 @@ CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDicti
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
-  auto* dictionary = new __CFDictionary(keyCallBacks, valueCallBacks);
-  dictionary->reserve(capacity);
-  return dictionary;
+  corvane::CFRef<CFMutableDictionaryRef> dictionary(
+      new __CFDictionary(keyCallBacks, valueCallBacks));
+  dictionary.get()->reserve(capacity);
+  return dictionary.release();
 }
 
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,

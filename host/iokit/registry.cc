@@ -64,12 +64,12 @@ kern_return_t IOKitWaitQuiet(mach_port_t, mach_timespec_t*) {
 
 CFMutableDictionaryRef IOServiceMatching(const char* name) {
   if (host::injectedFault(host::Call::IOServiceMatching)) return nullptr;
-  const CFMutableDictionaryRef matching = CFDictionaryCreateMutable(
-      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  corvane::CFRef<CFMutableDictionaryRef> matching(CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
   const corvane::CFRef<CFStringRef> className(
       CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8));
-  CFDictionarySetValue(matching, CFSTR("IOProviderClass"), className.get());
-  return matching;
+  CFDictionarySetValue(matching.get(), CFSTR("IOProviderClass"), className.get());
+  return matching.release();
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching,

@@ -181,7 +181,7 @@ void Differ::diffConfiguration(Span a, Span b) {
     found("key", "places", "", std::to_string(moved) + " unchanged keys in other places");
   }
   if (left.isHeaderSound && right.isHeaderSound && left.entries.size() != right.entries.size()) {
-    explained.add(offsetof(area::Header, tableEnd), sizeof(uint32_t));
+    explained.add(offsetof(area::Header, table_end), sizeof(uint32_t));
     explained.add(offsetof(area::Header, count), sizeof(uint32_t));
   }
   diffRaw(kConfigurationFile, a, b, explained);

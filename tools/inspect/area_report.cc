@@ -59,18 +59,18 @@ class AreaReporter {
       reportWord(offsetof(area::Header, magic),
                  "magic is " + hexNumber(header.magic, 1) + ", not " + hexNumber(area::kMagic, 1));
     }
-    if (header.tableEnd != area::entryOffset(header.count)) {
-      reportWord(offsetof(area::Header, tableEnd),
-                 "table_end is " + std::to_string(header.tableEnd) + ", but " +
+    if (header.table_end != area::entryOffset(header.count)) {
+      reportWord(offsetof(area::Header, table_end),
+                 "table_end is " + std::to_string(header.table_end) + ", but " +
                      std::to_string(header.count) + " entries end at " +
                      std::to_string(area::entryOffset(header.count)));
     }
-    if (header.areaSize == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
+    if (header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
       report(_image.size(), kDeviceAreaSize - _image.size(), "missing");
-    } else if (header.areaSize != _image.size()) {
-      reportWord(offsetof(area::Header, areaSize), "area_size is " +
-                                                       std::to_string(header.areaSize) + ", not " +
-                                                       std::to_string(_image.size()));
+    } else if (header.area_size != _image.size()) {
+      reportWord(offsetof(area::Header, area_size), "area_size is " +
+                                                        std::to_string(header.area_size) +
+                                                        ", not " + std::to_string(_image.size()));
     }
     if (header.version != area::kVersion) {
       reportWord(offsetof(area::Header, version), "version is " + hexNumber(header.version, 1) +
@@ -94,9 +94,9 @@ class AreaReporter {
     const area::Header& header = *_report.header;
     const size_t capacity = area::entryCapacity(_image.size());
     if (header.count <= capacity) return header.count;
-    const size_t byTableEnd = area::entryCapacity(header.tableEnd);
-    return area::entryOffset(byTableEnd) == header.tableEnd && byTableEnd <= capacity ? byTableEnd
-                                                                                      : 0;
+    const size_t byTableEnd = area::entryCapacity(header.table_end);
+    return area::entryOffset(byTableEnd) == header.table_end && byTableEnd <= capacity ? byTableEnd
+                                                                                       : 0;
   }
 
   void readEntries() {
@@ -124,7 +124,7 @@ class AreaReporter {
     AreaEntry entry = {fields.key, true, offset, fields.offset, fields.length, ""};
     const std::string place = "its value, " + std::to_string(fields.length) + " bytes at " +
                               std::to_string(fields.offset) + ", ";
-    const size_t areaEnd = std::min<size_t>(_report.header->areaSize, _image.size());
+    const size_t areaEnd = std::min<size_t>(_report.header->area_size, _image.size());
     switch (area::checkValue(fields.offset, fields.length, _report.freeBegin, areaEnd)) {
       case area::ValueFault::kInsideTable:
         entry.fault = place + "begins inside the table";
@@ -154,7 +154,7 @@ class AreaReporter {
       if (entry.isIndirect && entry.fault.empty()) values.push_back(&entry);
     }
     std::ranges::stable_sort(values, std::greater<>(), &AreaEntry::valueOffset);
-    size_t above = std::min<size_t>(_report.header->areaSize, _image.size()) & ~size_t{3};
+    size_t above = std::min<size_t>(_report.header->area_size, _image.size()) & ~size_t{3};
     const AreaEntry* upper = nullptr;
     for (AreaEntry* entry : values) {
       const size_t end = entry->valueOffset + area::roundUp(entry->valueLength);

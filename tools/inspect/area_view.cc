@@ -122,9 +122,9 @@ nlohmann::ordered_json entriesAsJson(const AreaReport& report, Bytes image) {
 nlohmann::ordered_json areaAsJson(const AreaReport& report, Bytes image) {
   nlohmann::ordered_json header = nullptr;
   if (report.header) {
-    header = {{"magic", report.header->magic},       {"tableEnd", report.header->tableEnd},
-              {"areaSize", report.header->areaSize}, {"version", report.header->version},
-              {"reserved", report.header->reserved}, {"count", report.header->count}};
+    header = {{"magic", report.header->magic},        {"tableEnd", report.header->table_end},
+              {"areaSize", report.header->area_size}, {"version", report.header->version},
+              {"reserved", report.header->reserved},  {"count", report.header->count}};
   }
   nlohmann::ordered_json checks = nlohmann::ordered_json::array();
   for (const auto& [condition, holds] : report.checks) {

@@ -20,8 +20,8 @@ std::string signsOfConfiguration(Bytes contents) {
   if (header.magic == area::kMagic) return "it begins with the magic number";
   // The magic number may be damaged while the other words fit each other.
   const int fitting = (header.version == area::kVersion) + (header.reserved == 0) +
-                      (header.areaSize == kDeviceAreaSize) +
-                      (header.tableEnd == area::entryOffset(header.count));
+                      (header.area_size == kDeviceAreaSize) +
+                      (header.table_end == area::entryOffset(header.count));
   if (fitting >= 3) return "its header fits except for the magic number";
   return "";
 }

@@ -117,7 +117,7 @@ TEST(DumpInspectorTest, DamageIsNamedWithItsBytes) {
       {area, {{{8, 9000}}}, 8, 4, "area_size is 9000, not 8192"},
       {area, {{{12, 2}}}, 12, 4, "version is 0x2"},
       {area, {{{16, 1}}}, 16, 4, "reserved is 0x1", {{false, false, false}}},
-      {area, {{{20, 409}}}, 20, 4, "room for 408", {{true, false, false}}},
+      {area, {{{20, 409}}}, 20, 4, "room for 408", {{true, true, true}}},
       {area, {{{20, 0x80000003}, {4, 85}}}, 20, 4, "room for 408", {{}}},
       {area, {{}, 24}, 24, 8168, "missing"},
       {area, {{}, 9000}, 8192, 808, "lies after the area"},

@@ -17,8 +17,7 @@ inline constexpr char kLogFile[] = "/private/var/logs/CorvaneTov/log.txt";
 /// may call any operation; lines of several threads and processes never mix. A line feed in a text
 /// is written as it stands and begins a further line without a time. Nothing reports a failure: a
 /// line that cannot be made or written is dropped. A disk that fills up can keep the first part of
-/// a line; the next line of that process, and the first one of any other, then starts on a line of
-/// its own.
+/// a line; the next line then follows it without a line feed.
 class CORVANE_EXPORT Log {
  public:
   Log() = delete;

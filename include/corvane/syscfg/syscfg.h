@@ -18,9 +18,9 @@ typedef struct syscfg_handle syscfg_handle;
 /// significant byte, and byte values, in a memory image of the area that an accessor table reaches.
 ///
 /// Functions return 0 or -1 unless stated otherwise. The area may be damaged flash: an entry whose
-/// value does not lie between the table and the end of the image is not found, and a change that
-/// would leave the image is refused with -1. A handle is used by one thread; of two open handles,
-/// the one that is written back last wins.
+/// value does not lie inside the image is not found, a value that begins inside the table is read
+/// as stored, and a change that would leave the image is refused with -1. A handle is used by one
+/// thread; of two open handles, the one that is written back last wins.
 ///
 /// The key 0x434E5442 ("CNTB") is not a key but marks entries whose value lies outside the table.
 /// Do not use it: adding or deleting it silently destroys the first such entry.
