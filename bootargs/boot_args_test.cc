@@ -122,7 +122,7 @@ TEST_F(BootArgsTest, EachFailureLeavesTheVariable) {
   }
   corvane::testing::writeText(_unit.folder() / "nvram.plist",
                               "<plist><dict><key>boot-args</key><data>AQI=</data></dict></plist>");
-  EXPECT_EQ(bootArgs(), "(absent)") << "a value that is no text";
+  EXPECT_EQ(bootArgs(), "(absent)") << "a value that is not a text";
 }
 
 TEST_F(BootArgsTest, RandomEditsFollowPlainStringEditing) {

@@ -47,8 +47,6 @@ TEST_F(PoisonByteTest, EachFailureHasItsLine) {
   const std::pair<const char*, Strings> cases[] = {
       {"IORegistryEntryCreateCFProperty", {"Control Bits: Read Poison Byte failed"}},
       {"CFNumberCreate", {setting, unmade, failed}},
-      {"stuck:VelmoDiagnosticData:5=0xFF",
-       {setting, "writeBits verification failed [length=1] (wrote 0xfe, read 0xff)"}},
   };
   for (const auto& [rule, log] : cases) {
     _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(6, 0xFF));

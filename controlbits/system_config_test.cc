@@ -123,8 +123,6 @@ TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
       {"IORegistryEntryCreateCFProperty@1", {kReadFailed}, {1, 2}},
       {"IORegistryEntrySetCFProperties@1", {kWriteFailed}, {1, 2}},
       {"IORegistryEntrySetCFProperties", {kWriteFailed, kWriteFailed}, {1}},
-      {"malloc@1", {"Failed to write sysCfg: Error 5"}, {1, 2}},
-      {"stuck:VelmoDiagnosticDataSysCfg:8000=0", {}, {1, 2}},
   };
   for (const Case& c : cases) {
     ControlBits::deleteSystemConfig(2);

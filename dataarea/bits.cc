@@ -2,6 +2,7 @@
 
 #include <IOKit/IOKitLib.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -126,7 +127,7 @@ uint32_t readBits(uint32_t offset, uint32_t length, void* destination, CFStringR
       Log::writeDebug(CFSTR("Request size invalid."), nullptr, 1);
       return kDataAreaFailure;
     }
-    if (length > 0) std::memcpy(destination, bytes + offset, length);
+    std::copy_n(bytes + offset, length, static_cast<uint8_t*>(destination));
     Log::writeDebug(CFSTR("Read bits success"), nullptr, 1);
     return 0;
   });

@@ -6,8 +6,8 @@
 #include "dataarea/data_sets.h"
 #include "log/log.h"
 #include "platform/cf_ref.h"
-#include "platform/io_object.h"
 #include "platform/out_of_memory.h"
+#include "platform/registry.h"
 #include "platform/report.h"
 #include "platform/system_log.h"
 
@@ -51,8 +51,7 @@ uint32_t getDataAreaBytePtr(const uint8_t** bytes, uint32_t* length, CFStringRef
     // Keeps the bytes readable until the next call; the caller copies them at once.
     static CFRef<CFTypeRef> current;
 
-    CFRef<CFTypeRef> property(
-        IORegistryEntryCreateCFProperty(gDataArea, set, kCFAllocatorDefault, 0));
+    CFRef<CFTypeRef> property = corvane::copyProperty(gDataArea, set);
     if (!property) {
       Log::writeDebug(CFSTR("getDataAreaBytePtr: dataRef invalid"), nullptr, 1);
       return 0;

@@ -27,7 +27,8 @@ uint8_t* _sysCfg = nullptr;
 size_t ferrox_nor_size(const nor_access_table*) { return kConfigurationAreaSize; }
 
 void ferrox_nor_read(const nor_access_table* access, void* destination) {
-  if (!_sysCfg) _sysCfg = static_cast<uint8_t*>(std::calloc(kConfigurationAreaSize, 1));
+  if (!_sysCfg)
+    _sysCfg = static_cast<uint8_t*>(std::calloc(kConfigurationAreaSize, sizeof(uint8_t)));
   const uint32_t status = _sysCfg
                               ? readBits(0, kConfigurationAreaSize, _sysCfg, configurationDataSet())
                               : corvane::kDataAreaFailure;

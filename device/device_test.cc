@@ -16,8 +16,7 @@ using host::VirtualDevice;
 
 constexpr uint32_t kOptionsKey = 0x4F505453;
 
-/// Returns what `work` returns in a process of its own, in which nobody has asked for the device
-/// yet.
+/// Returns what `work` returns in a process of its own, which has not asked for the device yet.
 std::string inFreshProcess(const std::function<std::string()>& work) {
   const corvane::testing::TemporaryFolder folder;
   const pid_t child = ::fork();

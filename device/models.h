@@ -51,12 +51,12 @@ constexpr const Model& modelOf(std::string_view name) {
 /// or its value is empty or cannot be read.
 inline std::optional<std::string> readOptions() {
   constexpr uint32_t kOptionsKey = 0x4F505453;
-  constexpr ptrdiff_t kLongest = 255;
+  constexpr ptrdiff_t kMaxLength = 255;
   // The read takes no size: no value is longer than the area that holds it.
   std::vector<uint8_t> value(kConfigurationAreaSize);
   const int32_t length = ControlBits::readSystemConfig(value.data(), kOptionsKey);
-  if (length <= 0) return {};
-  return std::string(value.begin(), value.begin() + std::min<ptrdiff_t>(length, kLongest));
+  if (length == 0) return {};
+  return std::string(value.begin(), value.begin() + std::min<ptrdiff_t>(length, kMaxLength));
 }
 
 }  // namespace corvane

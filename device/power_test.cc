@@ -10,7 +10,7 @@ namespace {
 using host::UnitFacts;
 using host::VirtualDevice;
 
-constexpr int32_t kLargest = std::numeric_limits<int32_t>::max();
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 
 class PowerTest : public corvane::testing::UnitTest {};
 
@@ -26,13 +26,13 @@ TEST_F(PowerTest, TheChargeIsTruncatedFrom32BitFigures) {
       {1420, 1420, 100},
       {1500, 1420, 105},
       {0, 0, 0},
-      {5, 0, kLargest},
-      {5, {}, kLargest},
+      {5, 0, kMax},
+      {5, {}, kMax},
       {0, {}, 0},
       {{}, 100, -1},
       {-50, 100, -50},
-      {kHuge, 1, kLargest},
-      {-kHuge, 1, -kLargest - 1},
+      {kHuge, 1, kMax},
+      {-kHuge, 1, -kMax - 1},
       {16777217, 16777216, 100},
   };
   for (const Case& c : cases) {
@@ -56,7 +56,7 @@ TEST_F(PowerTest, PropertiesOfOtherKindsAreTakenForWhatTheyMean) {
       {"<real>0.29</real>", "<real>1</real>", "<true/>", 29, true},
       {"<real>nan</real>", "<integer>1</integer>", "<false/>", 0, false},
       {"<true/>", "<integer>2</integer>", "<integer>1</integer>", 50, true},
-      {"<integer>7</integer>", "<array/>", "<array/>", kLargest, false},
+      {"<integer>7</integer>", "<array/>", "<array/>", kMax, false},
   };
   for (const Case& c : cases) {
     corvane::testing::writeText(
@@ -70,7 +70,7 @@ TEST_F(PowerTest, PropertiesOfOtherKindsAreTakenForWhatTheyMean) {
   }
 }
 
-TEST_F(PowerTest, EachFailureHasItsAnswer) {
+TEST_F(PowerTest, EachFailedCallHasItsResult) {
   struct Case {
     const char* rule;
     int32_t percent;
@@ -81,7 +81,7 @@ TEST_F(PowerTest, EachFailureHasItsAnswer) {
       {"IOServiceGetMatchingService", -1, false},
       {"IORegistryEntryCreateCFProperty", -1, false},
       {"IORegistryEntryCreateCFProperty@1", -1, true},
-      {"IORegistryEntryCreateCFProperty@2", kLargest, true},
+      {"IORegistryEntryCreateCFProperty@2", kMax, true},
   };
   for (const Case& c : cases) {
     traceOf(c.rule, [&] {

@@ -9,7 +9,7 @@
 namespace corvane {
 
 /// Returns the current local time from a conversion of its own, which no other thread can change;
-/// all zero when the clock cannot be converted. The record that `getTime` hands out is overwritten
+/// all zero when the clock cannot be converted. The record that `getTime` returns is overwritten
 /// as well.
 struct tm localTimeNow();
 

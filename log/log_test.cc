@@ -157,7 +157,7 @@ TEST_F(LogTest, ALineFollowsOneThatAFullDiskCutWithoutALineFeed) {
   EXPECT_EQ(readText(logFile()), "whole\ncutnext\n");
 }
 
-TEST_F(LogTest, EachFailedPlatformCallCostsItsLineAtTheMost) {
+TEST_F(LogTest, AFailedPlatformCallLosesItsOwnLineAtMost) {
   const std::string line = R"(\[[-: 0-9]{19,}\] line)", next = R"(\[[-: 0-9]{19,}\] next)";
   const std::pair<const char*, std::string> cases[] = {
       {"CFStringCreateWithFormat@1", next + "\n"},

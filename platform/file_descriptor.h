@@ -12,7 +12,7 @@ namespace corvane {
 class FileDescriptor {
  public:
   FileDescriptor() = default;
-  /// Takes over what `open` returned. A negative number is no file.
+  /// Takes over what `open` returned. Negative means no file.
   explicit FileDescriptor(int owned) : _descriptor(owned) {}
   FileDescriptor(FileDescriptor&& other) noexcept
       : _descriptor(std::exchange(other._descriptor, -1)) {}
@@ -36,7 +36,7 @@ class FileDescriptor {
 struct Pipe {
   FileDescriptor readEnd, writeEnd;
 
-  /// Leaves the ends empty, and the reason in `errno`, when there can be no pipe.
+  /// Leaves the ends empty, and the reason in `errno`, when no pipe can be made.
   Pipe() {
     int ends[2];
     if (::pipe(ends) != 0) return;

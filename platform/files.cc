@@ -21,7 +21,7 @@ bool createDirectory(const std::string& path) {
 
 constexpr off_t kNoCutLine = -1;
 /// More than any property list of a device has, so that none exhausts the memory.
-constexpr off_t kLargestPropertyList = off_t{16} << 20;
+constexpr off_t kMaxPropertyList = off_t{16} << 20;
 
 /// Returns the size of the open file when it ends inside a line, else `kNoCutLine`.
 off_t endOfCutLine(int file) {
@@ -31,13 +31,13 @@ off_t endOfCutLine(int file) {
 }
 
 /// Returns the contents of the regular file at `path`. Returns nothing when there is no such file,
-/// it is larger than `kLargestPropertyList`, or it cannot be read to its end.
+/// it is larger than `kMaxPropertyList`, or it cannot be read to its end.
 std::optional<std::string> readFile(const std::string& path) {
-  // Without O_NONBLOCK a pipe that nobody writes to would block.
+  // O_NONBLOCK: opening a pipe that has no writer would block.
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat facts {};
   if (!file || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
-  if (facts.st_size > kLargestPropertyList) return {};
+  if (facts.st_size > kMaxPropertyList) return {};
 
   std::string bytes;
   std::array<char, 16384> block;
@@ -46,7 +46,7 @@ std::optional<std::string> readFile(const std::string& path) {
     if (count == 0) return bytes;
     if (count > 0) {
       // The file may grow meanwhile.
-      if (std::ssize(bytes) + count > kLargestPropertyList) return {};
+      if (std::ssize(bytes) + count > kMaxPropertyList) return {};
       bytes.append(block.data(), static_cast<size_t>(count));
     } else if (errno != EINTR) {
       return {};

@@ -15,8 +15,8 @@ bool createDirectories(const std::string& path);
 /// Returns whether anything is at `path`.
 bool fileExists(const std::string& path);
 
-/// Returns whether the file at `path` ends inside a line that nobody is appending at the moment:
-/// its last byte is not a line feed.
+/// Returns whether the file at `path` ends inside a line that no process is appending at the
+/// moment: its last byte is not a line feed.
 bool endsInsideLine(const std::string& path);
 
 /// Writes all of the bytes to the open file. Returns false when they cannot be written, with the

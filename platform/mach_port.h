@@ -7,7 +7,7 @@
 
 namespace corvane {
 
-/// Owns at most one reference to a port that a Mach call handed out.
+/// Owns at most one reference to a port that a Mach call returned.
 class MachPort {
  public:
   MachPort() = default;
@@ -19,14 +19,14 @@ class MachPort {
   }
 
   mach_port_t get() const { return _port; }
-  /// Returns where a call stores the port that it hands out.
+  /// Returns where a call stores the port that it returns.
   mach_port_t* out() { return &_port; }
 
  private:
   mach_port_t _port = MACH_PORT_NULL;
 };
 
-/// Owns at most one array of ports that a Mach call handed out: the array and its ports, or only
+/// Owns at most one array of ports that a Mach call returned: the array and its ports, or only
 /// the array when their holder releases them one by one.
 class MachPortArray {
  public:
@@ -45,7 +45,7 @@ class MachPortArray {
   }
 
   std::span<const mach_port_t> ports() const { return {_array, _count}; }
-  /// Return where a call stores the array that it hands out, and its length.
+  /// Return where a call stores the array that it returns, and its length.
   mach_port_t** out() { return &_array; }
   mach_msg_type_number_t* outCount() { return &_count; }
 

@@ -32,7 +32,7 @@ TEST(TextTest, BytesThatAreNotUtf8AreLatin1WhereThatIsAsked) {
   EXPECT_FALSE(textFromUtf8("Ger\xE4t"));
 }
 
-TEST(PrintableTest, WhatATerminalWouldObeyIsShownAsDigits) {
+TEST(PrintableTest, ControlCharactersAreShownAsDigits) {
   using namespace std::string_literals;
   const std::pair<std::string, std::string> cases[] = {
       {"plain \\ text\twith tab", "plain \\ text\twith tab"},
@@ -46,7 +46,7 @@ TEST(PrintableTest, WhatATerminalWouldObeyIsShownAsDigits) {
   for (const auto& [text, shown] : cases) EXPECT_EQ(printable(text), shown);
 }
 
-TEST(PropertyTest, TextsMeanTheNumberTheyBeginWith) {
+TEST(PropertyTest, ATextIsReadAsTheNumberAtItsStart) {
   const std::pair<const char*, float> cases[] = {
       {"80", 80.0f}, {" \t+8.25e1 %", 82.5f}, {"-.5", -0.5f},        {"1e", 1.0f},
       {"", 0.0f},    {"full", 0.0f},          {"0x10", 0.0f},        {"inf", 0.0f},
@@ -57,7 +57,7 @@ TEST(PropertyTest, TextsMeanTheNumberTheyBeginWith) {
   }
 }
 
-TEST(FilesTest, WhatIsNoWholePropertyListOfADictionaryCountsAsMissing) {
+TEST(FilesTest, AFileWithoutAWholeDictionaryCountsAsMissing) {
   const testing::TemporaryFolder folder;
   const std::string sound = folder.path() / "sound", file = folder.path() / "list.plist";
   testing::writeText(sound, "<plist><dict><key>a</key><string>b</string></dict></plist>");

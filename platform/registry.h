@@ -11,11 +11,15 @@ inline IOObject firstService(const char* className, mach_port_t masterPort = kIO
   return IOObject(IOServiceGetMatchingService(masterPort, IOServiceMatching(className)));
 }
 
-/// Returns the entry's property; null when it has none of that name.
-inline CFRef<CFTypeRef> copyProperty(const IOObject& entry, CFStringRef name) {
-  return CFRef<CFTypeRef>(
-      IORegistryEntryCreateCFProperty(entry.get(), name, kCFAllocatorDefault, 0));
+/// Return the entry's property; null when it has none of that name.
+/// @{
+inline CFRef<CFTypeRef> copyProperty(io_registry_entry_t entry, CFStringRef name) {
+  return CFRef<CFTypeRef>(IORegistryEntryCreateCFProperty(entry, name, kCFAllocatorDefault, 0));
 }
+inline CFRef<CFTypeRef> copyProperty(const IOObject& entry, CFStringRef name) {
+  return copyProperty(entry.get(), name);
+}
+/// @}
 
 }  // namespace corvane
 

@@ -112,7 +112,7 @@ TEST_F(ProcessesTest, ASnapshotHoldsEveryTaskButTheCallers) {
 }
 
 TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRecord) {
-  // Ports in the order in which they are handed out: host 1, set 2, its control port 3, tasks 4 to
+  // Ports in the order in which they are returned: host 1, set 2, its control port 3, tasks 4 to
   // 7, then threads and name port of each task except the caller's: 8 and 9, 10 to 12, and 13.
   constexpr int kOwnTask = 0, kNoPort = -1;
   struct Case {
@@ -215,7 +215,7 @@ TEST_F(ProcessesTest, ThreadsShowTheirStateFlagsAndTimes) {
   }
 }
 
-TEST_F(ProcessesTest, TheNameIsThePathUnlessTheArgumentCountGetsInItsWay) {
+TEST_F(ProcessesTest, TheNameIsThePathUnlessThereAre256Arguments) {
   struct Case {
     std::string path;
     int arguments;

@@ -13,7 +13,7 @@ class ReportTest : public corvane::testing::UnitTest {
   corvane::testing::ScriptedKernel _kernel;
 };
 
-TEST_F(ReportTest, ProcessesStandInTheOrderOfTheirNumbers) {
+TEST_F(ReportTest, ProcessesAreSortedByNumber) {
   for (const int32_t pid : {100, 2, 10, 0}) {
     _kernel.tasks().push_back({.pid = pid, .path = pid == 0 ? "" : "/bin/p" + std::to_string(pid)});
   }
@@ -31,7 +31,7 @@ TEST_F(ReportTest, ProcessesStandInTheOrderOfTheirNumbers) {
   EXPECT_EQ(_unit.systemLog().at(5), "100\t187.5\t13.0\t0.4\t\t/bin/p100");
 }
 
-TEST_F(ReportTest, WhatARecordLacksReadsAsZero) {
+TEST_F(ReportTest, AMissingFigureReadsAsZero) {
   _kernel.tasks().push_back({.pid = 7, .times = {{5, 0}, {5, 0}}});
   host::VirtualDevice::setFaults("task_info");
   Processes().prettyPrintToLog();

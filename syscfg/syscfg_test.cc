@@ -176,7 +176,7 @@ TEST(SyscfgTest, AnAreaTooSmallForAnEntryIsAnEmptyStoreThatNothingFitsIn) {
   }
 }
 
-TEST(SyscfgTest, AnEntryWhoseValueLiesElsewhereIsNotFoundAndTheOthersAre) {
+TEST(SyscfgTest, AnEntryWhoseValueLiesOutsideTheImageIsNotFoundAndTheOthersAre) {
   const struct {
     const char* what;
     size_t at;
@@ -251,7 +251,7 @@ TEST(SyscfgTest, AValueInsideTheImageIsReadAsStoredAndDeletingItLeavesNothingOut
   }
 }
 
-TEST(SyscfgTest, ACountThatTheImageCannotHoldLeavesOnlyReading) {
+TEST(SyscfgTest, ATableThatDoesNotFitIntoTheImageCanOnlyBeRead) {
   for (const uint32_t count : {409U, 0x7FFFFFFFU, 0xCCCCCCCDU, 0xFFFFFFFFU}) {
     SCOPED_TRACE(count);
     StoreModel model(8192);
@@ -313,7 +313,7 @@ uint32_t hostileWord(std::mt19937& random, size_t size) {
   return words[random() % std::size(words)] + below(5, random) - 2;
 }
 
-TEST(SyscfgTest, NoDamageMakesTheStoreLeaveItsImage) {
+TEST(SyscfgTest, ADamagedAreaIsNeverReadOrWrittenOutsideItsImage) {
   std::mt19937 random(21);
   for (int run = 0; run < 5000; ++run) {
     const size_t size = random() % 4 ? random() % 400 : 8192;

@@ -57,7 +57,12 @@ TEST_F(OutOfMemoryTest, EachOperationReturnsAResultThatItsContractNames) {
       {"getMasterPort", [] { return getMasterPort(); }, {0, 1}},
       // 0xE00002C0: no such device.
       {"getDataArea", [] { return getDataArea(); }, {0, 5, 0xE00002C0}},
-      {"getDataAreaBytePtr", [&] { return getDataAreaBytePtr(&bytes, &length, set); }, {0, 1}},
+      {"getDataAreaBytePtr: 1 with a length, else 0",
+       [&] {
+         length = 0;
+         return getDataAreaBytePtr(&bytes, &length, set) == (length > 0 ? 1u : 0u);
+       },
+       {1}},
       {"readBits", [&] { return readBits(0, 1, &byte, set); }, {0, 5}},
       {"writeBits", [&] { return writeBits(0, 1, &byte, 1, set); }, {0, 5}},
       {"hasBootArg", [&] { return hasBootArg(text.get()); }, {0}},

@@ -11,9 +11,9 @@
 #include "testing/power_cut/disk.h"
 #include "testing/power_cut/file_calls.h"
 #include "testing/unit_test.h"
-#include "tools/files.h"
 #include "tools/command_error.h"
 #include "tools/documents/unit_import.h"
+#include "tools/files.h"
 
 namespace corvane::testing {
 namespace {
@@ -319,7 +319,7 @@ TEST_F(PowerCutTest, ShortWritesAndAFullDiskTearNoEntryOfTheSystemLog) {
     NSLog(CFSTR("%@"), message);
     gFileCalls = {};
   };
-  logWithRoom(8, CFSTR("for which there is no room"));
+  logWithRoom(8, CFSTR("does not fit"));
   logWithRoom(1000, CFSTR("second"));
   const fs::path file = _unit.filePath("/var/log/system.log");
   writeText(file, readText(file) + "cut by a kill");

@@ -19,7 +19,7 @@ namespace corvane {
 /// An operation that returns nothing leaves what it did, and what failed, in the test log under the
 /// test name "Control Bits". Lines without a test name are those about the read-back of a write: a
 /// byte that reads back differently ("writeBits verification failed ...") is reported there and
-/// nowhere else, and is no failure. So a station that must be sure reads the byte itself.
+/// nowhere else, and is not a failure. So a station that must be sure reads the byte itself.
 class CORVANE_EXPORT ControlBits {
  public:
   ControlBits() = delete;

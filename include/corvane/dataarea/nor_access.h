@@ -38,7 +38,7 @@ extern CORVANE_EXPORT const nor_access_table ferrox_nor_access;
 /// freed.
 extern CORVANE_EXPORT uint8_t* _sysCfg;
 
-/// Returns `kConfigurationAreaSize`, whatever `access` is.
+/// Returns `kConfigurationAreaSize`; `access` is not used.
 CORVANE_EXPORT size_t ferrox_nor_size(const nor_access_table* access);
 
 /// Reads the area into the staging buffer and fills `destination` with as many bytes of it as the
@@ -46,8 +46,8 @@ CORVANE_EXPORT size_t ferrox_nor_size(const nor_access_table* access);
 /// leaves a line in the system log and the buffer as it was, and `destination` receives that.
 CORVANE_EXPORT void ferrox_nor_read(const nor_access_table* access, void* destination);
 
-/// Writes the `kConfigurationAreaSize` bytes at `source`, whatever the `size` of the table `access`
-/// says, and commits them. A failed write leaves a line in the system log. The staging buffer is
+/// Writes the `kConfigurationAreaSize` bytes at `source` and commits them; the `size` of the table
+/// `access` is not used. A failed write leaves a line in the system log. The staging buffer is
 /// not changed.
 CORVANE_EXPORT void ferrox_nor_write(const nor_access_table* access, const void* source);
 

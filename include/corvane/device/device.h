@@ -7,7 +7,7 @@
 namespace corvane {
 
 /// What the device is and what it carries. There is one instance in a process, made on first use
-/// and never destroyed; what it hands out is borrowed from it. Nothing is locked: the first use is
+/// and never destroyed; what it returns is borrowed from it. Nothing is locked: the first use is
 /// made from one thread.
 class CORVANE_EXPORT Device {
  public:
