@@ -1,5 +1,6 @@
 #include "tools/trial/trial.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -16,10 +17,6 @@ namespace corvane::tools {
 namespace {
 
 using namespace trial;
-
-size_t totalOf(const Summary& summary, Finding finding) {
-  return summary.totals[static_cast<size_t>(finding)];
-}
 
 std::string nameOf(const CaseFinding& found) {
   return kFindingNames[static_cast<size_t>(found.judgement.finding)];
@@ -91,13 +88,13 @@ struct TrialCommand {
     }
     const Summary summary = tryStation(options);
     json ? printAsJson(summary) : printText(summary);
-    if (totalOf(summary, Finding::kLie) + totalOf(summary, Finding::kHang) +
-            totalOf(summary, Finding::kCrash) >
-        0) {
-      return kFailed;
-    }
-    const bool isTried = totalOf(summary, Finding::kNotReached) * 2 <= summary.cases;
-    return isTried && summary.cases > 0 ? kDone : kNotReady;
+    size_t notReached = 0;
+    for (const auto& counts : summary.counts) notReached += counts.back();
+    const bool isFound = std::ranges::any_of(summary.findings, [](const CaseFinding& found) {
+      return found.judgement.finding != Finding::kUnjudged;
+    });
+    if (isFound) return kFailed;
+    return summary.cases > 0 && notReached * 2 <= summary.cases ? kDone : kNotReady;
   }
 };
 

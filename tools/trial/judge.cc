@@ -13,7 +13,8 @@
 namespace corvane::tools::trial {
 namespace {
 
-/// Returns the little-endian number in a part of the run count key's value; 0 when there is none.
+/// Returns a little-endian number in the value of the run count key, which is "RUNS", the count in
+/// 32 bits, and the run's number in 64; 0 when there is none.
 uint64_t numberInCount(const Station& station, const UnitState& state, size_t begin, size_t size) {
   const auto value = unit::valueIn(state.configuration, station.runCountKey.value_or(0));
   uint64_t number = 0;
@@ -21,11 +22,6 @@ uint64_t numberInCount(const Station& station, const UnitState& state, size_t be
     number = number << 8 | (*value)[begin + size];
   }
   return number;
-}
-
-/// The value of the key is "RUNS", the count in 32 bits, and the run's number in 64.
-uint64_t countIn(const Station& station, const UnitState& state) {
-  return numberInCount(station, state, 4, 4);
 }
 
 /// What the results of one run say.
@@ -65,10 +61,6 @@ class Judge {
     if (run.meddled) allowForMeddling(run.meddled->first, run.meddled->second);
     if (what.stuck) applyStuckByte(*what.stuck);
     compareRecords();
-    _isPassed = showsPassed(station, _after);
-    _isFailed = statusOf(_after) == kCorvaneControlBitsFailed;
-    _isPoisoned =
-        isPoisoned(static_cast<uint8_t>(station.poisonOffset), _after.byte(station.poisonOffset));
   }
 
   Judgement judgement() const {
@@ -155,19 +147,25 @@ class Judge {
     if (!_station.number) return _added.empty();
     return _added.size() == 1 && _added[0].station == *_station.number;
   }
-  bool showsFail() const { return _isFailed && _isPoisoned && hasRecord(); }
+  bool isPassed() const { return showsPassed(_station, _after); }
+  bool isFailed() const { return statusOf(_after) == kCorvaneControlBitsFailed; }
+  bool isPoisonSet() const {
+    return isPoisoned(static_cast<uint8_t>(_station.poisonOffset),
+                      _after.byte(_station.poisonOffset));
+  }
+  bool showsFail() const { return isFailed() && isPoisonSet() && hasRecord(); }
   bool showsPass() const {
     const bool isMarked =
-        _isPassed && !_isPoisoned && !_isRecordLost && hasRecord() &&
+        isPassed() && !isPoisonSet() && !_isRecordLost && hasRecord() &&
         (!_station.number || _added[0].result == _good.run.after->records().back().result);
     if (!isMarked || !_station.runCountKey) return isMarked;
     char run[17];
     std::snprintf(run, sizeof run, "%016llx",
                   static_cast<unsigned long long>(numberInCount(_station, _after, 8, 8)));
-    const uint64_t count = countIn(_station, _after);
-    return (count == countIn(_station, _run.before) + 1 ||
-            count == countIn(_station, _before) + 1) &&
-           (_results.run.empty() || _results.run == run);
+    const auto count = [&](const UnitState& unit) { return numberInCount(_station, unit, 4, 4); };
+    const bool isCounted =
+        count(_after) == count(_run.before) + 1 || count(_after) == count(_before) + 1;
+    return isCounted && (_results.run.empty() || _results.run == run);
   }
 
   /// Returns whether this run changed the status to a verdict without what belongs to it.
@@ -176,8 +174,7 @@ class Judge {
     if (statusOf(_before) == statusOf(_after) || _outside.contains(_station.statusOffset)) {
       return false;
     }
-    return (_isPassed && (_isPoisoned || !hasRecord())) ||
-           (_isFailed && (!_isPoisoned || !hasRecord()));
+    return (isPassed() && (isPoisonSet() || !hasRecord())) || (isFailed() && !showsFail());
   }
 
   std::string lieOfExit(int status) const {
@@ -207,7 +204,8 @@ class Judge {
     }
     const bool isOwn =
         statusOf(_before) != statusOf(_after) && !_outside.contains(_station.statusOffset);
-    return _isPassed && isOwn && !hasRecord() ? "the status is left passed without its record" : "";
+    return isPassed() && isOwn && !hasRecord() ? "the status is left passed without its record"
+                                               : "";
   }
 
   /// Returns which place the run changed that neither the profile nor the good run has.
@@ -258,7 +256,7 @@ class Judge {
   /// Bytes that are stuck or that another program changed.
   std::set<size_t> _outside;
   std::vector<unit::Record> _others, _added;
-  bool _isRecordLost = false, _isPassed = false, _isFailed = false, _isPoisoned = false;
+  bool _isRecordLost = false;
 };
 
 }  // namespace

@@ -46,15 +46,14 @@ class TrialFolder {
   std::string _path;
 };
 
-std::string quoted(const std::string& word) {
-  const auto isPlain = [](char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) ||
-           std::string_view("_-+=./:@%,").find(c) != std::string_view::npos;
-  };
-  if (!word.empty() && std::ranges::all_of(word, isPlain)) return word;
-  std::string text = "'";
-  for (const char c : word) text += c == '\'' ? "'\\''" : std::string(1, c);
-  return text + "'";
+/// Returns the text as a word of a shell's command line.
+std::string quoted(const std::string& text) {
+  constexpr char kPlain[] =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./:@%,";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string word = "'";
+  for (const char c : text) word += c == '\'' ? "'\\''" : std::string(1, c);
+  return word + "'";
 }
 
 class Trial {
@@ -196,10 +195,8 @@ class Trial {
   void note(const Case& what, const Run& run, const fs::path& folder) {
     const Judgement judgement = judge(_station, _good, what, run);
     const std::lock_guard lock(_lock);
-    const auto finding = static_cast<size_t>(judgement.finding);
     ++_summary.cases;
-    ++_summary.counts[static_cast<size_t>(what.kind)][finding];
-    ++_summary.totals[finding];
+    ++_summary.counts[static_cast<size_t>(what.kind)][static_cast<size_t>(judgement.finding)];
     if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
     _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
     if (_options.keep.empty()) return;
@@ -218,17 +215,13 @@ class Trial {
       return "CORVANE_DEVICE=" + quoted(keptFolder(what) / "before") +
              " CORVANE_FAULTS=" + quoted(what.faults) + " " + quoted(_station.program) + arguments;
     }
-    std::string places;
-    const auto addPlace = [&](const char* name, uint32_t place) {
-      places += std::string(" --") + name + " " + std::to_string(place);
-    };
+    std::string options = " --seed " + std::to_string(_options.seed);
     if (_options.hasPlaces) {
-      addPlace("status", _station.statusOffset);
-      addPlace("poison", _station.poisonOffset);
-      if (_station.number) addPlace("record", *_station.number);
+      options += " --status " + std::to_string(_station.statusOffset) + " --poison " +
+                 std::to_string(_station.poisonOffset);
+      if (_station.number) options += " --record " + std::to_string(*_station.number);
     }
-    addPlace("seed", _options.seed);
-    return "corvane trial " + quoted(_station.program) + places + " --case " + quoted(what.name) +
+    return "corvane trial " + quoted(_station.program) + options + " --case " + quoted(what.name) +
            (arguments.empty() ? "" : " --" + arguments);
   }
 

@@ -63,9 +63,8 @@ struct Summary {
   size_t planned = 0, cases = 0;
   double seconds = 0;
   bool isInterrupted = false;
-  /// By kind and by finding, and over all kinds.
+  /// By kind and by finding.
   std::array<std::array<size_t, kFindingNames.size()>, kKindNames.size()> counts{};
-  std::array<size_t, kFindingNames.size()> totals{};
   std::vector<CaseFinding> findings;
 };
 
