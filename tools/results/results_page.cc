@@ -120,13 +120,11 @@ class Page {
         "Limits",      "Cp",    "Cpk",     "Pp",   "Ppk",       "Values for these"};
     std::vector<HtmlRow> rows;
     size_t left = 0;
-    for (const StationSummary& station : _summary.stations()) {
-      for (const MeasurementSummary* each : station.failingFirst()) {
-        if (rows.size() == kMaxRows) {
-          ++left;
-          continue;
-        }
-        rows.push_back({rowOf(station, *each)});
+    for (const auto& [station, measurement] : _summary.measurements()) {
+      if (rows.size() == kMaxRows) {
+        ++left;
+      } else {
+        rows.push_back({rowOf(*station, *measurement)});
       }
     }
     if (rows.empty()) return paragraph("Nothing was measured.");

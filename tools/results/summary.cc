@@ -300,6 +300,20 @@ void Summary::addUnit(Records::iterator begin, Records::iterator end) {
   }
 }
 
+std::vector<std::pair<const StationSummary*, const MeasurementSummary*>> Summary::measurements()
+    const {
+  std::vector<std::pair<const StationSummary*, const MeasurementSummary*>> all;
+  for (const StationSummary& station : _stations) {
+    for (const MeasurementSummary* each : station.failingFirst()) all.emplace_back(&station, each);
+  }
+  if (_groupBy) {
+    std::ranges::stable_sort(all, {}, [](const auto& each) {
+      return std::tuple(each.first->name(), each.second->phase, each.second->name);
+    });
+  }
+  return all;
+}
+
 void Summary::finish() {
   std::ranges::sort(_records, {}, [](const Record& record) {
     return std::tuple(record.station, record.unit, record.time, record.order);
@@ -323,6 +337,10 @@ void Summary::finish() {
     }
     begin = end;
   }
+  if (!_groupBy) return;
+  std::ranges::sort(_stations, {}, [&](const StationSummary& station) {
+    return std::pair(station.name(), groupName(station.group()));
+  });
 }
 
 }  // namespace corvane::tools

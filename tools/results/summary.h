@@ -215,8 +215,11 @@ class Summary {
   /// Computes what needs all runs. Call it once, before the functions below.
   void finish();
 
-  /// Returns the stations in the order in which they first came.
+  /// Returns the stations in the order in which they first came, each with its groups by name.
   const std::deque<StationSummary>& stations() const { return _stations; }
+  /// Returns the measurements of all stations, those of a station that fail first; with groups, a
+  /// measurement's groups follow each other.
+  std::vector<std::pair<const StationSummary*, const MeasurementSummary*>> measurements() const;
   const Newest<FailedRun>& failedRuns() const { return _failedRuns; }
   const Newest<Run>& history() const { return _history; }
   const std::string& groupName(uint32_t group) const { return _groups.text(group); }

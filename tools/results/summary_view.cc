@@ -118,24 +118,23 @@ class Printer {
                            {"CPK", Align::kRight},
                            {"PP", Align::kRight},
                            {"PPK", Align::kRight}});
-    for (const StationSummary& station : _summary.stations()) {
-      for (const MeasurementSummary* each : station.failingFirst()) {
-        const MeasurementSummary& measurement = *each;
-        const Statistics& values = measurement.statistics;
-        const bool hasValues = values.count() > 0;
-        const Capability shortTerm =
-            values.capability(values.neighboursDeviation(), measurement.lower, measurement.upper);
-        const Capability overall =
-            values.capability(values.deviation(), measurement.lower, measurement.upper);
-        addRow(table, station,
-               {text(measurement.phase), printable(nameText(measurement, _names)),
-                std::to_string(measurement.count), meanText(values),
-                roundedText(values.deviation()), hasValues ? numberText(values.minimum()) : "-",
-                hasValues ? numberText(values.maximum()) : "-", limitsText(measurement),
-                std::to_string(measurement.outside), roundedText(shortTerm.potential),
-                roundedText(shortTerm.actual), roundedText(overall.potential),
-                roundedText(overall.actual)});
-      }
+    for (const auto& [summary, each] : _summary.measurements()) {
+      const StationSummary& station = *summary;
+      const MeasurementSummary& measurement = *each;
+      const Statistics& values = measurement.statistics;
+      const bool hasValues = values.count() > 0;
+      const Capability shortTerm =
+          values.capability(values.neighboursDeviation(), measurement.lower, measurement.upper);
+      const Capability overall =
+          values.capability(values.deviation(), measurement.lower, measurement.upper);
+      addRow(table, station,
+             {text(measurement.phase), printable(nameText(measurement, _names)),
+              std::to_string(measurement.count), meanText(values), roundedText(values.deviation()),
+              hasValues ? numberText(values.minimum()) : "-",
+              hasValues ? numberText(values.maximum()) : "-", limitsText(measurement),
+              std::to_string(measurement.outside), roundedText(shortTerm.potential),
+              roundedText(shortTerm.actual), roundedText(overall.potential),
+              roundedText(overall.actual)});
     }
     printIfAny(_out, table, "Measurements and checks, those that fail first");
   }
