@@ -1,7 +1,6 @@
 #ifndef CORVANE_TOOLS_COMMAND_H_
 #define CORVANE_TOOLS_COMMAND_H_
 
-#include <functional>
 #include <string>
 
 #include "platform/cf_ref.h"
@@ -13,10 +12,6 @@ class App;
 
 /// What the command groups share.
 namespace corvane::tools {
-
-/// Do what `action` and `jsonFlag` of Command do, for a command that is made with CLI11 itself.
-void setAction(CLI::App* command, std::function<ExitStatus()> work);
-void addJsonFlag(CLI::App* command, bool& json);
 
 /// Returns `text` as the library takes it. Throws CommandError when it is not UTF-8.
 CFRef<CFStringRef> textArgument(const std::string& text);

@@ -14,11 +14,10 @@ class ParseError;
 /// The errors that the tool reports for a wrong command line.
 namespace corvane::tools {
 
-/// A word of the command line, and what is wrong with it.
-struct WrongWord {
-  std::string word;
-  std::string text;
-};
+/// Stands after an option's "=" that has no value: CLI11 would take the next word.
+inline constexpr char kNothingMark[] = "\x01\x02";
+/// Returns the text without its marks.
+std::string withoutMark(std::string text);
 
 /// Returns the names as "a, b or c".
 std::string listOf(const std::vector<std::string>& names);
@@ -26,13 +25,9 @@ std::string listOf(const std::vector<std::string>& names);
 /// Returns "; did you mean 'status'?" for a word that is nearly one of the names, or an empty text.
 std::string suggestion(const std::string& word, const std::vector<std::string>& names);
 
-/// Returns the error about the wrong word that was typed first. `words` is the command line.
-CommandError usageError(const std::vector<WrongWord>& wrong, const std::vector<std::string>& words);
-
 /// Returns the error about a command line that CLI11 refused: about the first word that nothing
 /// takes, or what CLI11 reports, such as a missing value.
-CommandError usageError(const CLI::App& app, const CLI::ParseError& error,
-                        const std::vector<std::string>& words);
+CommandError usageError(const CLI::App& app, const CLI::ParseError& error);
 
 }  // namespace corvane::tools
 

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
@@ -91,10 +90,10 @@ void addShellGroup(CLI::App& app, const std::string& version) {
 
   // For the scripts and for the build; not among the commands that --help shows.
   const auto words = std::make_shared<std::vector<std::string>>();
-  CLI::App* const complete = app.add_subcommand("complete", "Print what the last word can become");
-  complete->group("");
-  complete->add_option("WORD", *words, "The command line's words, after --");
-  setAction(complete, [&app, words] {
+  Command complete = Command(app).add("complete", "Print what the last word can become");
+  complete.hide();
+  complete.texts("WORD", *words, "The command line's words, after --");
+  complete.action([&app, words] {
     for (const Completion& found : completionsOf(app, *words, keysOfUnit)) {
       std::cout << printable(found.word) << "\t" << printable(found.about) << "\n";
     }
@@ -102,10 +101,10 @@ void addShellGroup(CLI::App& app, const std::string& version) {
   });
 
   const auto folder = std::make_shared<std::string>();
-  CLI::App* const manual = app.add_subcommand("manual", "Write the manual pages");
-  manual->group("");
-  manual->add_option("FOLDER", *folder, "Where they go")->required();
-  setAction(manual, [&app, version, folder] {
+  Command manual = Command(app).add("manual", "Write the manual pages");
+  manual.hide();
+  manual.file("FOLDER", *folder, "Where they go").required();
+  manual.action([&app, version, folder] {
     writeManual(app, version, *folder);
     return kDone;
   });

@@ -1,8 +1,7 @@
 #include "tools/shell/completion.h"
 
 #include <CLI/CLI.hpp>
-
-#include "tools/command_line.h"
+#include <sstream>
 
 namespace corvane::tools {
 namespace {
@@ -62,7 +61,9 @@ std::vector<Completion> completionsOf(const CLI::App& app, const std::vector<std
     if (word.starts_with(prefix)) found.push_back({word, firstLine(about)});
   };
   const auto offerValuesOf = [&](const CLI::Option& option) {
-    for (const std::string& choice : choicesOf(option)) offer(choice, "");
+    std::istringstream choices(option.get_type_name());
+    const bool isChoice = choices.view().find('|') != std::string_view::npos;
+    for (std::string choice; isChoice && std::getline(choices, choice, '|');) offer(choice, "");
     if (option.get_name() != "KEY") return;
     for (const std::string& key : keys()) offer(key, "");
   };
