@@ -7,28 +7,51 @@
 #include <system_error>
 
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/station_commands.h"
 #include "tools/unit_access.h"
+#include "tools/virtual_unit.h"
 
 namespace corvane::tools {
+
+// Each is in commands/NAME.cc; on the device commands/on_device.cc stands in for some.
+void addStatus(CLI::App& app);
+void addPoison(CLI::App& app);
+void addRecord(CLI::App& app);
+void addSyscfg(CLI::App& app);
+void addBootArgs(CLI::App& app);
+void addFacts(CLI::App& app);
+void addLog(CLI::App& app);
+void addPs(CLI::App& app);
+void addInspect(CLI::App& app);
+void addResults(CLI::App& app);
+void addNewStation(CLI::App& app);
+void addTrial(CLI::App& app);
+void addDevice(CLI::App& app);
+void addUnit(CLI::App& app);
+void addReport(CLI::App& app);
+void addShell(CLI::App& app);
+
 namespace {
+
+/// The commands in the order of --help.
+constexpr auto kCommands = {addStatus, addPoison, addRecord,  addSyscfg,  addBootArgs,   addFacts,
+                            addLog,    addPs,     addInspect, addResults, addNewStation, addTrial,
+                            addDevice, addUnit,   addReport,  addShell};
 
 constexpr char kFooter[] = R"(Examples:
   corvane status                       what every station wrote, as a grid
   corvane status set 20 --status failed --count 2
   corvane poison set 24                mark the unit as failed
   corvane record list                  what stations left for later ones
-  corvane syscfg set OPTS "serial=3 soak"
-  corvane bootargs add debug=0x14e     for the next boot
+  corvane syscfg set OPTS soak
+  corvane bootargs add alpha=1         for the next boot
   corvane facts                        model, capabilities, power
   corvane log write "fixture closed" --test Fixture
   corvane log tail -f
   corvane ps --watch 2                 what uses the processors
   corvane inspect dump.bin             what a dump taken from a unit holds
-  corvane unit export --to unit.json   a whole unit as one document
+  corvane unit export -o unit.json     a whole unit as one document
   corvane report unit.json -o unit.html
   corvane results line-3/              yields, failures and measurements of stations
   corvane new-station speaker          a folder with a station, ready to build
@@ -43,22 +66,7 @@ ExitStatus run(int argc, char** argv) {
   app.set_version_flag("--version", "corvane " CORVANE_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);
-  addStatusGroup(app);
-  addPoisonGroup(app);
-  addRecordGroup(app);
-  addSyscfgGroup(app);
-  addBootArgsGroup(app);
-  addFactsGroup(app);
-  addLogGroup(app);
-  addPsGroup(app);
-  addInspectGroup(app);
-  addResultsCommand(app);
-  addNewStationCommand(app);
-  addTrialCommand(app);
-  addDeviceGroup(app);
-  addUnitGroup(app);
-  addReportGroup(app);
-  addShellGroup(app, "corvane " CORVANE_VERSION);
+  for (const auto& addCommand : kCommands) addCommand(app);
   const ExitStatus status = runCommandLine(app, argc, argv);
   if (!std::cout.flush()) throw CommandError(kFailed, "standard output cannot be written");
   return status;

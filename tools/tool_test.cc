@@ -22,13 +22,13 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20", "status set needs --status, --count or both\n"},
       {"status set --count 1", "OFFSET is required\n"},
       {"status set x --count 1", "OFFSET takes a number from 0 to 4294967295, not 'x'\n"},
-      {"status set 20 --count 8 --status 7", "--count takes a number from 0 to 7, not '8'\n"},
+      {"status set 20 --count 8", "--count takes a number from 0 to 7, not '8'\n"},
       {"status set 20 --status 7 --count 8", "--status takes " + names + ", not '7'\n"},
       {"status suite pased", "STATUS takes " + names + ", not 'pased'; did you mean 'passed'?\n"},
       {"status set 20 --count", "--count needs a value\n"},
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
       {"status --from= --to 4", "--from needs a value\n"},
-      {"syscfg get -o= OPTS", "-o needs a value\n"},
+      {"syscfg get -o= OPTS", "--output needs a value\n"},
       {"results x --html -", "--html - would mix with what is printed; name a file\n"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},
@@ -220,6 +220,7 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
 }
 
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
+  expectEach({{"log tail", 3, "", "there is no unit; \"corvane device init\" makes one\n"}});
   run("device init");
   expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
               {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
@@ -242,6 +243,7 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
       R"({"schema":1,"time":"2026-11-16T00:05:09+00:00","indentation":1,"test":"Fixture","message":"a: b\u009b"}
 {"schema":1,"text":"[2026-99-16 00:05:09] x"}
 {"schema":1,"time":"2026-11-17T00:00:00+00:00","sid":"A'7","type":"stop","fields":{"context":"","code":"0"},"rest":"x"}
+{"schema":1,"text":"last, cut short"}
 )");
 
   expectEach({{"log collected", 1, "not collected (old style)\n"}});
@@ -284,7 +286,7 @@ TEST_F(CommandTest, ConfigurationKeysAreSetReadListedAndDeleted) {
               {"syscfg get KEY1", 0, "000affffffffffffffffffffffffffff\n"},
               {"syscfg get KEY1 --text", 0, "\\x00\\x0a\n"},
               {"syscfg get OPTS --hex", 0, "73657269616c3d33ffffffffffffffff\n"},
-              {"syscfg get LONG --out " + file, 0, ""},
+              {"syscfg get LONG -o " + file, 0, ""},
               {"syscfg get LONG --out -", 0, longer},
               {"syscfg get GONE", 1, "", "there is no key GONE"}});
   EXPECT_EQ(readText(path("value")), longer);

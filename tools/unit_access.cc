@@ -4,12 +4,25 @@
 #include <iostream>
 #include <memory>
 
+#include "platform/device_path.h"
+#include "platform/printable.h"
+#include "platform/text.h"
 #include "platform/unit_messages.h"
-#include "tools/command.h"
+#include "tools/virtual_unit.h"
 #include "unit/records.h"
 #include "unit/status_byte.h"
 
 namespace corvane::tools {
+
+CFRef<CFStringRef> textArgument(const std::string& text) {
+  CFRef<CFStringRef> string = textFromUtf8(text);
+  if (!string) throw CommandError(kUsage, "'" + printable(text) + "' is not UTF-8 text");
+  return string;
+}
+
+void requireUnit() {
+  if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
+}
 
 void requireUnitToLook() {
   useExistingUnit();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/cf_ref.h"
 #include "platform/file_descriptor.h"
 #include "tools/command_line.h"
 #include "unit/error.h"
@@ -13,6 +14,12 @@
 /// How the commands reach the unit.
 namespace corvane::tools {
 
+/// Returns `text` as the library takes it. Throws CommandError when it is not UTF-8.
+CFRef<CFStringRef> textArgument(const std::string& text);
+
+/// Opens the unit. Throws CommandError when it cannot; the platform has reported why on standard
+/// error.
+void requireUnit();
 /// Opens the unit for a command that only looks. Throws CommandError when there is none: unlike a
 /// change, a look makes no new unit.
 void requireUnitToLook();

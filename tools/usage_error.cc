@@ -98,7 +98,8 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
     return {kUsage, fullName(*command) + " needs a command: " + listOf(commandNames(*command))};
   }
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
-    return {kUsage, text.substr(0, text.find(':')) + " needs a value"};
+    const std::string name = text.substr(0, text.find(':'));  // Empty when it is not shown.
+    return {kUsage, (name.empty() ? "an option" : name) + " needs a value"};
   }
   constexpr std::string_view kExcludes = " excludes ";
   const size_t excluded = text.find(kExcludes);

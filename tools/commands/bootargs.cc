@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
@@ -100,7 +99,7 @@ void addWithText(Command group, const std::string& name, const std::string& abou
 
 }  // namespace
 
-void addBootArgsGroup(CLI::App& app) {
+void addBootArgs(CLI::App& app) {
   Command group = Command(app).addGroup(
       "bootargs", "Show and edit the kernel boot arguments in NVRAM",
       "Words are found as plain text, also within other words. A change takes effect at the next\n"

@@ -7,7 +7,6 @@
 #include "host/unit_lock.h"
 #include "host/virtual_device.h"
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/terminal/table.h"
@@ -254,23 +253,7 @@ void addReboot(Command group) {
 
 }  // namespace
 
-void requireFaultRules() {
-  const std::string fault = VirtualDevice::faultInEnvironment();
-  if (!fault.empty()) throw CommandError(kUsage, fault);
-}
-
-bool hasUnit() {
-  std::error_code error;
-  return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
-}
-
-void useExistingUnit() try {
-  VirtualDevice::existing(VirtualDevice::defaultFolder()).use();
-} catch (const host::DeviceError& error) {
-  throw CommandError(kNotReady, error.what());
-}
-
-void addDeviceGroup(CLI::App& app) {
+void addDevice(CLI::App& app) {
   Command group = Command(app).addGroup(
       "device", "Make, show and change the virtual unit",
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; a command that\n"

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/terminal/table.h"
@@ -70,7 +69,7 @@ void openDataAreaIfThere() try { unit::openDataArea(); } catch (const unit::Erro
 
 }  // namespace
 
-void addFactsGroup(CLI::App& app) {
+void addFacts(CLI::App& app) {
   addLook(
       Command(app), "facts", "Tell what device this is, what it carries and how it is powered",
       "Example:\n  corvane facts --json\n\n"

@@ -6,7 +6,6 @@
 
 #include "controlbits/control_bit_byte.h"
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/dump_kind_option.h"
@@ -131,7 +130,7 @@ ExitStatus inspect(const InspectOptions& options) {
 
 }  // namespace
 
-void addInspectGroup(CLI::App& app) {
+void addInspect(CLI::App& app) {
   const auto options = std::make_shared<InspectOptions>();
   Command command = Command(app).add(
       "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");

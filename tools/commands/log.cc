@@ -10,7 +10,6 @@
 #include "log/log_collection.h"
 #include "platform/device_path.h"
 #include "platform/text.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/log/log_file.h"
@@ -98,6 +97,11 @@ ExitStatus tail(size_t count, bool follow, bool json) {
     last.push_back(std::move(*line));
     if (last.size() > count) last.pop_front();
   }
+  // With --follow it is shown once it is whole.
+  if (!follow && !log.rest().empty()) {
+    last.push_back(log.rest());
+    if (last.size() > count) last.pop_front();
+  }
   if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
   for (const std::string& line : last) printLine(line, json);
 
@@ -174,7 +178,7 @@ void addCollected(Command group) {
 
 }  // namespace
 
-void addLogGroup(CLI::App& app) {
+void addLog(CLI::App& app) {
   Command group = Command(app).addGroup("log", "Write to and read the unit's test log",
                                         "Example:\n  corvane log tail -f");
   addWrite(group);

@@ -12,7 +12,6 @@
 #include "tools/files.h"
 #include "tools/new_station/places.h"
 #include "tools/new_station/templates.h"
-#include "tools/station_commands.h"
 
 namespace corvane::tools {
 namespace {
@@ -120,7 +119,7 @@ ExitStatus makeStation(const NewStationOptions& options) {
 
 }  // namespace
 
-void addNewStationCommand(CLI::App& app) {
+void addNewStation(CLI::App& app) {
   const auto options = std::make_shared<NewStationOptions>();
   Command command = Command(app).add(
       "new-station", "Write the folder of a new station, with its tests, ready to build");

@@ -1,7 +1,11 @@
-// What the tool has on the device in place of its parts for a virtual unit.
+// What the tool has on the device in place of the commands that make virtual units or work on them:
+// device, unit, report and trial.
 
-#include "tools/command.h"
-#include "tools/station_commands.h"
+#include "tools/virtual_unit.h"
+
+namespace CLI {
+class App;
+}
 
 namespace corvane::tools {
 
@@ -9,9 +13,9 @@ void requireFaultRules() {}
 bool hasUnit() { return true; }
 void useExistingUnit() {}
 
-void addDeviceGroup(CLI::App&) {}
-void addUnitGroup(CLI::App&) {}
-void addReportGroup(CLI::App&) {}
-void addTrialCommand(CLI::App&) {}
+void addDevice(CLI::App&) {}
+void addUnit(CLI::App&) {}
+void addReport(CLI::App&) {}
+void addTrial(CLI::App&) {}
 
 }  // namespace corvane::tools

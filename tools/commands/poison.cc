@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/number.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/json_output.h"
@@ -72,7 +71,7 @@ void addPoisonCommand(Command group, const std::string& name, const std::string&
 
 }  // namespace
 
-void addPoisonGroup(CLI::App& app) {
+void addPoison(CLI::App& app) {
   Command group = Command(app).addGroup(
       "poison", "Mark the unit as failed in a poison byte, which later stations look at",
       "Example:\n  corvane poison set 24\n\n"

@@ -12,7 +12,6 @@
 #include "processes/processes.h"
 #include "processes/sampler_messages.h"
 #include "tools/captured_output.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/log/log_file.h"
@@ -149,7 +148,7 @@ ExitStatus run(const PsOptions& options) {
 
 }  // namespace
 
-void addPsGroup(CLI::App& app) {
+void addPs(CLI::App& app) {
   const auto options = std::make_shared<PsOptions>();
   Command command = Command(app).add("ps", "Show the CPU usage of each process");
   const Option threads = command.flag("--threads", options->threads, "Show each thread as well");

@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/text.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
@@ -75,7 +74,7 @@ void addAdd(Command group) {
 
 }  // namespace
 
-void addRecordGroup(CLI::App& app) {
+void addRecord(CLI::App& app) {
   Command group = Command(app).addGroup(
       "record", "Show and append to the chain of at most 20 diagnostic records",
       "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");

@@ -1,7 +1,6 @@
 #include <filesystem>
 #include <memory>
 
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
@@ -19,6 +18,7 @@ struct ReportOptions {
 };
 
 ExitStatus report(const ReportOptions& options) {
+  if (options.out.empty()) throw CommandError(kUsage, "report needs -o, the page to write");
   std::vector<std::string> inputs = options.sources;
   inputs.push_back(options.recording);
   requireDistinctOutputs({{"-o", options.out}}, inputs);
@@ -37,12 +37,12 @@ ExitStatus report(const ReportOptions& options) {
 
 }  // namespace
 
-void addReportGroup(CLI::App& app) {
+void addReport(CLI::App& app) {
   const auto options = std::make_shared<ReportOptions>();
   Command command =
       Command(app).add("report", "Show units or dumps as one web page that stands alone");
   command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
-  command.file("-o,--out", options->out, "The page to write; - is standard output").required();
+  command.output(options->out, "The page to write; - is standard output", "--out");
   command.file("--recording", options->recording,
                "Lines of \"corvane ps --watch --json\" to show as a chart");
   addDumpKindOption(command, options->kind);

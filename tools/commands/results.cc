@@ -18,7 +18,6 @@
 #include "tools/results/run_reader.h"
 #include "tools/results/run_writers.h"
 #include "tools/results/summary_view.h"
-#include "tools/station_commands.h"
 
 namespace corvane::tools {
 namespace {
@@ -212,7 +211,7 @@ ExitStatus showResults(const ResultsOptions& options) {
 
 }  // namespace
 
-void addResultsCommand(CLI::App& app) {
+void addResults(CLI::App& app) {
   const auto options = std::make_shared<ResultsOptions>();
   Command command = Command(app).add(
       "results", "Tell yields, what fails, and measurements from the results of stations");

@@ -2,13 +2,13 @@
 #include <memory>
 
 #include "platform/printable.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
 #include "tools/shell/completion.h"
 #include "tools/shell/manual.h"
 #include "tools/unit_access.h"
+#include "tools/virtual_unit.h"
 #include "unit/keys.h"
 
 namespace corvane::tools {
@@ -74,7 +74,7 @@ std::vector<std::string> keysOfUnit() try {
 
 }  // namespace
 
-void addShellGroup(CLI::App& app, const std::string& version) {
+void addShell(CLI::App& app) {
   using Scripts = std::map<std::string, std::string>;
   const auto script = std::make_shared<std::optional<std::string>>();
   Command completion = Command(app).add("completion", "Print a shell's completion script");
@@ -104,8 +104,8 @@ void addShellGroup(CLI::App& app, const std::string& version) {
   Command manual = Command(app).add("manual", "Write the manual pages");
   manual.hide();
   manual.file("FOLDER", *folder, "Where they go").required();
-  manual.action([&app, version, folder] {
-    writeManual(app, version, *folder);
+  manual.action([&app, folder] {
+    writeManual(app, *folder);
     return kDone;
   });
 }

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "platform/number.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
 #include "tools/inspect/area_view.h"
@@ -133,7 +132,7 @@ void addFixedByte(Command group, const std::string& name, const std::string& abo
 
 }  // namespace
 
-void addStatusGroup(CLI::App& app) {
+void addStatus(CLI::App& app) {
   Command group = Command(app).add(
       "status", "Show the control-bit bytes, in which each station keeps its test status");
   group.footer(

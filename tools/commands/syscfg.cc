@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "platform/number.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/inspect/area_report.h"
@@ -190,16 +189,16 @@ void addGet(Command group) {
   const auto options = std::make_shared<GetOptions>();
   Command command = group.add("get", "Print or save a value");
   addKey(command, options->key);
-  excludeEachOther({command.flag("--hex", options->hex, "As hexadecimal digits"),
-                    command.flag("--text", options->text, "As text, other bytes as \\x1b"),
-                    command.file("-o,--out", options->file,
-                                 "Write the bytes to this file; - is standard output"),
-                    command.jsonFlag(options->json)});
+  excludeEachOther(
+      {command.flag("--hex", options->hex, "As hexadecimal digits"),
+       command.flag("--text", options->text, "As text, other bytes as \\x1b"),
+       command.output(options->file, "Write the bytes to this file; - is standard output", "--out"),
+       command.jsonFlag(options->json)});
   command.footer(
       "Without an option, text is printed as it is and anything else as digits. A value of at "
       "most\n"
       "16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
-      "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 --out opts.bin");
+      "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 -o opts.bin");
   command.action([=] { return get(*options); });
 }
 
@@ -238,7 +237,7 @@ void addDump(Command group) {
 
 }  // namespace
 
-void addSyscfgGroup(CLI::App& app) {
+void addSyscfg(CLI::App& app) {
   Command group =
       Command(app).addGroup("syscfg", "Show and change the keys of the unit's configuration area",
                             "Examples:\n"

@@ -10,7 +10,6 @@
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/station_commands.h"
 #include "tools/terminal/table.h"
 
 namespace corvane::tools {
@@ -100,7 +99,7 @@ struct TrialCommand {
 
 }  // namespace
 
-void addTrialCommand(CLI::App& app) {
+void addTrial(CLI::App& app) {
   const auto trial = std::make_shared<TrialCommand>();
   Options& options = trial->options;
   options.jobs = std::max(1u, std::thread::hardware_concurrency());

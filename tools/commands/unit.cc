@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "host/virtual_device.h"
-#include "tools/command.h"
 #include "tools/command_line.h"
 #include "tools/documents/unit_diff.h"
 #include "tools/documents/unit_document.h"
@@ -13,6 +12,7 @@
 #include "tools/files.h"
 #include "tools/json_output.h"
 #include "tools/output_files.h"
+#include "tools/virtual_unit.h"
 #include "unit/lock.h"
 
 namespace corvane::tools {
@@ -37,17 +37,17 @@ void addExport(Command group) {
       group.add("export", "Write what a unit holds, or a raw dump, as one JSON document");
   command.file("SOURCE", options->source,
                "A unit's folder, a raw dump or an earlier export; without it, the unit");
-  command.file("--to", options->to, "The file to write; standard output when not given, or -");
+  command.output(options->to, "The file to write; standard output when not given, or -", "--to");
   addDumpKindOption(command, options->kind);
   command.footer(
       "The document holds the registry, the NVRAM variables, the data sets with their uncommitted\n"
       "changes, the version file, the test log and the marks of collected logs: each file's raw\n"
       "contents and what they decode to. The system log and other files are not in it.\n"
       "Examples:\n"
-      "  corvane unit export --to unit.json\n"
-      "  corvane unit export area.bin --as syscfg --to area.json");
+      "  corvane unit export -o unit.json\n"
+      "  corvane unit export area.bin --as syscfg -o area.json");
   command.action([=] {
-    requireDistinctOutputs({{"--to", options->to}}, {options->source});
+    requireDistinctOutputs({{"-o", options->to}}, {options->source});
     const UnitImage image =
         options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
     writeFile(options->to, documentText(image));
@@ -75,9 +75,10 @@ void addImport(Command group) {
   Command command =
       group.add("import", "Make the unit what an exported document says, as one change");
   command.file("FILE", options->source, "The document; - reads standard input").required();
-  command.file("--to", options->to,
-               "The unit's folder to make or replace, or the raw dump file to write;\n"
-               "without it, the unit");
+  command.output(options->to,
+                 "The unit's folder to make or replace, or the raw dump file to write;\n"
+                 "without it, the unit",
+                 "--to");
   command.footer(
       "All of the document takes effect or nothing does, even when the import is killed. Files of\n"
       "the unit that no export has stay. A document whose decoded parts contradict its raw\n"
@@ -85,9 +86,9 @@ void addImport(Command group) {
       "lost.\n"
       "Examples:\n"
       "  corvane unit import unit.json\n"
-      "  corvane unit import area.json --to area.bin");
+      "  corvane unit import area.json -o area.bin");
   command.action([=] {
-    requireDistinctOutputs({{"--to", options->to}}, {options->source});
+    requireDistinctOutputs({{"-o", options->to}}, {options->source});
     const FileBytes text = readFile(options->source, size_t{512} << 20);
     const std::string name = options->source == "-" ? "standard input" : options->source;
     if (!text.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");
@@ -137,11 +138,11 @@ void addDiff(Command group) {
 
 }  // namespace
 
-void addUnitGroup(CLI::App& app) {
+void addUnit(CLI::App& app) {
   Command group = Command(app).addGroup(
       "unit", "Export, import and compare units as documents that people can read",
       "Examples:\n"
-      "  corvane unit export --to unit.json\n"
+      "  corvane unit export -o unit.json\n"
       "  corvane unit diff unit-1.json unit-2.json");
   addExport(group);
   addImport(group);

@@ -23,6 +23,10 @@ class LogReader {
   /// CommandError (not done) with the file's name and the reason when it cannot be read.
   std::optional<std::string> next();
 
+  /// Returns what was read after the last line feed: a line that is being written, or that was cut
+  /// short.
+  std::string rest() const { return _text.substr(_begin); }
+
   /// Returns whether the file existed when it was last read.
   bool isOpen() const { return _log.has_value(); }
 

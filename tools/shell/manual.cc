@@ -112,9 +112,8 @@ void writePages(const CLI::App& command, const std::string& path, const std::str
 
 }  // namespace
 
-void writeManual(const CLI::App& app, const std::string& version,
-                 const std::filesystem::path& folder) {
-  writePages(app, app.get_name(), version, folder);
+void writeManual(const CLI::App& app, const std::filesystem::path& folder) {
+  writePages(app, app.get_name(), app.version(), folder);
 }
 
 }  // namespace corvane::tools

@@ -11,9 +11,8 @@ class App;
 namespace corvane::tools {
 
 /// Writes a manual page for the tool and each of its commands, such as "corvane-syscfg-get.1", into
-/// the folder, which must exist. `version` stands in each page's footer. Throws CommandError.
-void writeManual(const CLI::App& app, const std::string& version,
-                 const std::filesystem::path& folder);
+/// the folder, which must exist. Throws CommandError.
+void writeManual(const CLI::App& app, const std::filesystem::path& folder);
 
 }  // namespace corvane::tools
 

@@ -1,0 +1,28 @@
+#include "tools/virtual_unit.h"
+
+#include <filesystem>
+
+#include "host/virtual_device.h"
+#include "tools/command_error.h"
+
+namespace corvane::tools {
+
+using host::VirtualDevice;
+
+void requireFaultRules() {
+  const std::string fault = VirtualDevice::faultInEnvironment();
+  if (!fault.empty()) throw CommandError(kUsage, fault);
+}
+
+bool hasUnit() {
+  std::error_code error;
+  return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
+}
+
+void useExistingUnit() try {
+  VirtualDevice::existing(VirtualDevice::defaultFolder()).use();
+} catch (const host::DeviceError& error) {
+  throw CommandError(kNotReady, error.what());
+}
+
+}  // namespace corvane::tools

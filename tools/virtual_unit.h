@@ -1,0 +1,19 @@
+#ifndef CORVANE_TOOLS_VIRTUAL_UNIT_H_
+#define CORVANE_TOOLS_VIRTUAL_UNIT_H_
+
+/// What the tool must know of the virtual unit; on the device there is always a unit.
+namespace corvane::tools {
+
+/// Throws CommandError when the fault rules in the environment cannot be used.
+void requireFaultRules();
+
+/// Returns whether there is a unit. Unlike opening it, this creates none.
+bool hasUnit();
+
+/// Makes the unit that is there the one in use, so that nothing makes another. Throws CommandError
+/// when there is none.
+void useExistingUnit();
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_VIRTUAL_UNIT_H_
