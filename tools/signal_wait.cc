@@ -8,9 +8,9 @@
 namespace corvane::tools {
 namespace {
 
-std::array<volatile sig_atomic_t, NSIG> gHasCome;
+std::array<volatile sig_atomic_t, NSIG> gArrived;
 
-void note(int signal) { gHasCome[static_cast<size_t>(signal)] = 1; }
+void note(int signal) { gArrived[static_cast<size_t>(signal)] = 1; }
 
 }  // namespace
 
@@ -23,7 +23,7 @@ SignalWait::SignalWait(std::vector<int> signals) : _signals(std::move(signals)) 
   struct sigaction action {};
   action.sa_handler = note;
   for (const int signal : _signals) {
-    gHasCome[static_cast<size_t>(signal)] = 0;
+    gArrived[static_cast<size_t>(signal)] = 0;
     sigaction(signal, &action, &_actionsBefore.emplace_back());
   }
 }
@@ -47,11 +47,11 @@ void SignalWait::wait(std::chrono::steady_clock::time_point end, int input) {
   pselect(input + 1, &inputs, nullptr, nullptr, &time, &_maskBefore);
 }
 
-bool SignalWait::hasCome(int signal) {
-  volatile sig_atomic_t& mark = gHasCome[static_cast<size_t>(signal)];
-  const bool hasCome = mark != 0;
+bool SignalWait::takeArrival(int signal) {
+  volatile sig_atomic_t& mark = gArrived[static_cast<size_t>(signal)];
+  const bool isMarked = mark != 0;
   mark = 0;
-  return hasCome;
+  return isMarked;
 }
 
 }  // namespace corvane::tools

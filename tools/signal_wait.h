@@ -21,8 +21,8 @@ class SignalWait {
   /// not negative), whichever comes first.
   void wait(std::chrono::steady_clock::time_point end, int input = -1);
 
-  /// Returns whether the signal has come since the last call for it.
-  bool hasCome(int signal);
+  /// Returns whether the signal has arrived since the last call for it.
+  bool takeArrival(int signal);
 
  private:
   std::vector<int> _signals;

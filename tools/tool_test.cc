@@ -44,7 +44,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"device set --battery -1", "--battery takes a number, 0 or more, not '-1'\n"},
       {"device set --power mains", "--power takes host or plist, not 'mains'\n"},
       {"device set --without nvrm", "; did you mean 'nvram'?\n"},
-      {"device path var/log", "'var/log' is no absolute path on the device\n"},
+      {"device path var/log", "'var/log' is not an absolute path on the device\n"},
       {"log write x --raw --test y", "--test cannot be used with --raw\n"},
       {"log write x y", "corvane log write has no use for 'y'\n"},
       {"syscfg get CNTB", "marks indirect entries and is not a key\n"},

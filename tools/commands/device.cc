@@ -85,7 +85,7 @@ struct FactOptions {
     std::vector<std::string> codes;
     for (const Model& known : kModels) codes.emplace_back(known.code);
     std::cerr << "corvane: warning: '" << printable(*model)
-              << "' begins with no model code that the library knows (" << joined(codes) << ")\n";
+              << "' does not begin with a model code that the library knows (" << joined(codes) << ")\n";
   }
 
   bool isEmpty() const {
@@ -233,7 +233,7 @@ void addPath(Command group) {
   command.action([=] {
     std::filesystem::path path = VirtualDevice::defaultFolder();
     if (!file->empty() && file->front() != '/') {
-      throw CommandError(kUsage, "'" + *file + "' is no absolute path on the device");
+      throw CommandError(kUsage, "'" + *file + "' is not an absolute path on the device");
     }
     if (!file->empty()) path = (path / "root").concat(*file);
     std::cout << path.string() << "\n";

@@ -82,7 +82,7 @@ void addShell(CLI::App& app) {
       .choice("SHELL", *script, "The shell that reads it",
               Scripts{{"bash", kBash}, {"fish", kFish}, {"zsh", kZsh}})
       .required();
-  completion.footer("Example, for the shell at hand:\n  source <(corvane completion bash)");
+  completion.footer("Example, for bash:\n  source <(corvane completion bash)");
   completion.action([script] {
     std::cout << **script;
     return kDone;

@@ -18,7 +18,7 @@ namespace corvane::tools {
 namespace {
 
 /// Fewer zero bytes in a row are shown.
-constexpr size_t kLeastGap = 4096;
+constexpr size_t kMinGap = 4096;
 
 /// Returns begin and end of the first run of zeros that is a gap, that goes on with one if
 /// `isInGap`, or that what follows can make one. Both are the end of the text when there is none.
@@ -27,7 +27,7 @@ std::pair<size_t, size_t> firstGap(std::string_view text, bool isInGap) {
     const size_t begin = std::min(text.find('\0', end), text.size());
     end = std::min(text.find_first_not_of('\0', begin), text.size());
     const bool goesOn = begin == 0 ? isInGap : end == text.size();
-    if (begin == text.size() || goesOn || end - begin >= kLeastGap) return {begin, end};
+    if (begin == text.size() || goesOn || end - begin >= kMinGap) return {begin, end};
   }
 }
 

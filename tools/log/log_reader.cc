@@ -15,7 +15,7 @@ void LogReader::skipToLast(size_t lines) {
   off_t position = _log->facts().st_size, lineBegin = position;
   std::array<char, 65536> piece;
   for (size_t feeds = 0; feeds <= lines && position > 0 &&
-                         lineBegin - position < static_cast<off_t>(kLongestRecord);) {
+                         lineBegin - position < static_cast<off_t>(kMaxRecord);) {
     const off_t begin = std::max<off_t>(0, position - std::ssize(piece));
     const size_t count = _log->readAt(begin, {piece.data(), static_cast<size_t>(position - begin)});
     position = begin;
@@ -33,7 +33,7 @@ std::optional<std::string> LogReader::next() {
   size_t end = 0;
   while ((end = _text.find('\n', _searched)) == std::string::npos) {
     _searched = _text.size();
-    if (_searched - _begin >= kLongestRecord) {
+    if (_searched - _begin >= kMaxRecord) {
       std::string cut = _text.substr(_begin);
       _begin = _searched;
       return cut;

@@ -15,11 +15,11 @@ class LogReader {
   explicit LogReader(const std::string& file) : _file(file) {}
 
   /// Skips to the last `lines` whole lines of what the file holds now, or into a line of more than
-  /// `kLongestRecord` bytes that is among them.
+  /// `kMaxRecord` bytes that is among them.
   void skipToLast(size_t lines);
 
   /// Returns the next line without its line feed; nothing when there is no further whole line now.
-  /// What follows `kLongestRecord` bytes without a line feed counts as a line of its own. Throws
+  /// What follows `kMaxRecord` bytes without a line feed counts as a line of its own. Throws
   /// CommandError (not done) with the file's name and the reason when it cannot be read.
   std::optional<std::string> next();
 

@@ -8,7 +8,7 @@ namespace corvane::tools {
 
 /// How much of a record is kept until its end is found. What follows counts as another
 /// record, and as another line.
-inline constexpr size_t kLongestRecord = size_t{16} << 20;
+inline constexpr size_t kMaxRecord = size_t{16} << 20;
 /// How a line of the test log begins, with a 0 for each digit.
 inline constexpr std::string_view kLogStamp = "[0000-00-00 00:00:00] ";
 /// The length of the stamp's time, "0000-00-00 00:00:00".

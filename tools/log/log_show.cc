@@ -169,7 +169,7 @@ bool showLog(const std::string& file, const LogFilter& filter, bool json, std::F
     }
     // The last record may go on in what is read next.
     size_t end = Show::startOfRecord(text, text.size());
-    if (text.size() - end > kLongestRecord) end = text.size();
+    if (text.size() - end > kMaxRecord) end = text.size();
     show.show(text.substr(0, end));
     kept = text.size() - end;
     std::memmove(buffer.data(), buffer.data() + end, kept);

@@ -101,7 +101,7 @@ TEST_F(LogShowTest, ALongRunOfZerosIsLeftOutAndReported) {
 }
 
 TEST_F(LogShowTest, ALineWithoutEndIsShownInParts) {
-  const std::string part(kLongestRecord, 'x');
+  const std::string part(kMaxRecord, 'x');
   corvane::testing::writeText(_file, "first\n" + part + part + "\nlast\n");
   EXPECT_EQ(lastLines(1), std::vector<std::string>{"last"});
   const std::vector<std::string> lines = lastLines(9);

@@ -252,7 +252,7 @@ class Trial {
     while (ended < count) {
       signals.wait(Clock::now() + std::chrono::milliseconds(_summary.planned > 0 ? 50 : 1));
       for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        _summary.isInterrupted |= signals.hasCome(signal);
+        _summary.isInterrupted |= signals.takeArrival(signal);
       }
       if (_summary.isInterrupted) _isCancelled = true;
       if (showsProgress) {
