@@ -57,7 +57,7 @@ std::optional<int64_t> localClock(int64_t seconds) {
   if (moment != seconds || !localtime_r(&moment, &fields)) return {};
   const auto date = secondsOfDate(fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday);
   if (!date) return {};
-  return *date + fields.tm_hour * 3600 + fields.tm_min * 60 + fields.tm_sec;
+  return *date + (int64_t{fields.tm_hour} * 60 + fields.tm_min) * 60 + fields.tm_sec;
 }
 
 /// Returns the first moment at which local clocks show what those of UTC show at `clock`; nothing
@@ -89,7 +89,7 @@ std::optional<int64_t> takeZone(std::string_view& text) {
   takeMark(text, ":");
   const int minutes = takeNumber(text, 2);
   if (!hours || minutes < 0 || minutes > 59) return {};
-  return sign * (*hours * 3600 + minutes * 60);
+  return sign * (int64_t{*hours} * 60 + minutes) * 60;
 }
 
 /// A time of day in milliseconds, and how long what its text names is.
@@ -106,10 +106,11 @@ std::optional<TimeOfDay> takeTimeOfDay(std::string_view& text) {
   if (!text.starts_with(':')) return time;
   const auto second = takeField(text, ":", 60);  // 60 in a minute with a leap second.
   if (!second) return {};
-  time = {time.begin + *second * 1000, 1000};
+  time = {time.begin + int64_t{*second} * 1000, 1000};
   if (!takeMark(text, ".,")) return time;
   time.length = 1;
-  int weight = 100, digit = takeNumber(text, 1);
+  int64_t weight = 100;
+  int digit = takeNumber(text, 1);
   if (digit < 0) return {};
   for (; digit >= 0; digit = takeNumber(text, 1), weight /= 10) time.begin += weight * digit;
   return time;

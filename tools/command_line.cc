@@ -143,7 +143,7 @@ Option Command::add(const std::string& names, const std::string& about,
       const bool isMissing = word != given && (word.empty() || word == "=");
       const std::string expected = isMissing ? "" : read(word);
       if (isMissing) refuse(name + " needs a value");
-      if (!expected.empty()) refuse(name + " takes " + expected);
+      if (!expected.empty()) refuse(std::string(name).append(" takes ").append(expected));
     }
     return true;
   };
