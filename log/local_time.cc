@@ -1,9 +1,20 @@
 #include "log/local_time.h"
 
+#include <mutex>
+
+#include "platform/fork_safe_lock.h"
+
 namespace corvane {
+namespace {
+
+struct LocalTime;
+
+}  // namespace
 
 struct tm localTimeNow() {
   const time_t now = time(nullptr);
+  // A child of fork cannot free the lock that the C library holds in a conversion.
+  const std::lock_guard lock(ForkSafeLock<LocalTime>::get());
   // Also takes up a changed time zone, which localtime_r need not do.
   (void)localtime(&now);
   struct tm local {};

@@ -10,6 +10,7 @@
 #include "log/local_time.h"
 #include "platform/device_path.h"
 #include "platform/files.h"
+#include "platform/fork_safe_lock.h"
 #include "platform/out_of_memory.h"
 #include "platform/scoped_file.h"
 #include "platform/system_log.h"
@@ -39,12 +40,6 @@ CFRef<CFMutableStringRef> lineOf(CFStringRef message, CFStringRef testName, int3
   return line;
 }
 
-/// Returns the lock of the log, which is never destroyed: static destructors log, too.
-std::mutex& fileLock() {
-  static std::mutex& lock = *new std::mutex;
-  return lock;
-}
-
 }  // namespace
 
 void Log::write(CFStringRef message, CFStringRef testName, int32_t indentation) {
@@ -64,7 +59,7 @@ void Log::write(CFStringRef line) {
     const size_t room = std::max<size_t>(bytes.size() + 2, BUFSIZ);
     const auto buffer = std::make_unique_for_overwrite<char[]>(room);
 
-    const std::lock_guard lock(fileLock());
+    const std::lock_guard lock(ForkSafeLock<Log>::get());
     createDirectories(path.substr(0, path.rfind('/')));
     const ScopedFile file(std::fopen(path.c_str(), "ae"));
     if (!file) return;

@@ -31,8 +31,19 @@ def install():
     return DOCS / "installed" / "include"
 
 
+def list_platform(include):
+    """Writes a page with the headers that stand for the SDK's off the device, and returns its path."""
+    page = "# The platform's headers off the device\n"
+    for folder in (include / "corvane-corefoundation", include / "corvane-host"):
+        for header in sorted(folder.glob("*/*.h")):
+            page += f"\n## {header.relative_to(folder)}\n\n```c\n{header.read_text()}```\n"
+    (DOCS / "platform.md").write_text(page)
+    return DOCS / "platform.md"
+
+
 def doxygen(include):
-    inputs = ["docs/reference.md", include / "corvane", *sorted((include / "corvane-host").glob("*.h"))]
+    inputs = ["docs/reference.md", list_platform(include), include / "corvane",
+              *sorted((include / "corvane-host").glob("*.h"))]
     settings = (ROOT / "docs" / "Doxyfile").read_text() + "\n".join([
         f"OUTPUT_DIRECTORY = {DOCS}", f"STRIP_FROM_PATH = {include}", f"STRIP_FROM_INC_PATH = {include}",
         "INPUT = " + " ".join(f'"{name}"' for name in inputs)])

@@ -10,6 +10,7 @@
 
 #include "host/corefoundation/description.h"
 #include "platform/cf_ref.h"
+#include "platform/fork_safe_lock.h"
 
 namespace {
 
@@ -23,9 +24,8 @@ constexpr size_t kCountWithoutIndex = 8;
 template <typename CallBacks>
 const CallBacks* interned(const CallBacks& callBacks) {
   static_assert(std::has_unique_object_representations_v<CallBacks>);
-  static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::forward_list<CallBacks>;
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(corvane::ForkSafeLock<CallBacks>::get());
   for (const CallBacks& candidate : known) {
     if (std::memcmp(&candidate, &callBacks, sizeof(CallBacks)) == 0) return &candidate;
   }
@@ -64,8 +64,17 @@ bool __CFArray::equals(const Object& other) const {
   const auto& array = static_cast<const __CFArray&>(other);
   if (_callBacks->equal != array._callBacks->equal) return false;
   return std::ranges::equal(_values, array._values, [this](const void* value1, const void* value2) {
-    return equal(*_callBacks, value1, value2);
+    return areEqual(value1, value2);
   });
+}
+
+bool __CFArray::areEqual(const void* value1, const void* value2) const {
+  return equal(*_callBacks, value1, value2);
+}
+
+std::span<const void* const> __CFArray::values(CFRange range, const char* function) const {
+  cf::requireRange(range, _values.size(), function);
+  return values().subspan(static_cast<size_t>(range.location), static_cast<size_t>(range.length));
 }
 
 void __CFArray::appendText(std::u16string& out, cf::Layout layout) const {
@@ -101,6 +110,13 @@ CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex, const CFArrayCal
   return new __CFArray(callBacks);
 }
 
+CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count,
+                         const CFArrayCallBacks* callBacks) {
+  corvane::CFRef<CFMutableArrayRef> array(new __CFArray(callBacks));
+  for (CFIndex i = 0; i < count; ++i) array.get()->append(values[i]);
+  return array.release();
+}
+
 CFIndex CFArrayGetCount(CFArrayRef array) { return static_cast<CFIndex>(array->values().size()); }
 
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
@@ -108,6 +124,16 @@ const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
     cf::endProgram("CFArrayGetValueAtIndex", "the index lies outside the array");
   }
   return array->values()[static_cast<size_t>(index)];
+}
+
+Boolean CFArrayContainsValue(CFArrayRef array, CFRange range, const void* value) {
+  return std::ranges::any_of(array->values(range, "CFArrayContainsValue"),
+                             [&](const void* held) { return array->areEqual(held, value); });
+}
+
+void CFArrayApplyFunction(CFArrayRef array, CFRange range, CFArrayApplierFunction applier,
+                          void* context) {
+  for (const void* value : array->values(range, "CFArrayApplyFunction")) applier(value, context);
 }
 
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value) { array->append(value); }
@@ -182,8 +208,8 @@ const __CFDictionary::Entry* __CFDictionary::find(const void* key) const {
 }
 
 void __CFDictionary::reserve(CFIndex capacity) {
-  constexpr CFIndex kMost = 4096;
-  if (capacity > 0) _entries.reserve(static_cast<size_t>(std::min(capacity, kMost)));
+  constexpr CFIndex kMaxReserved = 4096;
+  if (capacity > 0) _entries.reserve(static_cast<size_t>(std::min(capacity, kMaxReserved)));
 }
 
 void __CFDictionary::append(const void* key, const void* value) {
@@ -235,6 +261,15 @@ void __CFDictionary::dropFromIndex(const void* key, size_t position) {
 
 CFTypeID CFDictionaryGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDictionary); }
 
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values,
+                                   CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
+                                   const CFDictionaryValueCallBacks* valueCallBacks) {
+  corvane::CFRef<CFMutableDictionaryRef> dictionary(
+      new __CFDictionary(keyCallBacks, valueCallBacks));
+  for (CFIndex i = 0; i < count; ++i) dictionary.get()->add(keys[i], values[i]);
+  return dictionary.release();
+}
+
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
@@ -247,10 +282,10 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacit
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
                                                      CFDictionaryRef dictionary) {
   const auto& callBacks = dictionary->callBacks();
-  auto* copy = new __CFDictionary(&callBacks.key, &callBacks.value);
-  copy->reserve(CFDictionaryGetCount(dictionary));
-  for (const auto& [key, value] : dictionary->entries()) copy->add(key, value);
-  return copy;
+  corvane::CFRef<CFMutableDictionaryRef> copy(new __CFDictionary(&callBacks.key, &callBacks.value));
+  copy.get()->reserve(CFDictionaryGetCount(dictionary));
+  for (const auto& [key, value] : dictionary->entries()) copy.get()->add(key, value);
+  return copy.release();
 }
 
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) {
@@ -264,6 +299,18 @@ Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
   const auto* entry = dictionary->find(key);
   return entry != nullptr ? entry->value : nullptr;
+}
+
+Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key,
+                                      const void** value) {
+  const auto* entry = dictionary->find(key);
+  if (entry != nullptr && value != nullptr) *value = entry->value;
+  return entry != nullptr;
+}
+
+void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFunction applier,
+                               void* context) {
+  for (const auto& [key, value] : dictionary->entries()) applier(key, value, context);
 }
 
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,

@@ -27,6 +27,10 @@ struct __CFArray final : cf::Object {
 
   std::span<const void* const> values() const { return _values; }
   void append(const void* value);
+  /// Returns the values of `range`. A range that does not lie within the array ends the program.
+  std::span<const void* const> values(CFRange range, const char* function) const;
+  /// Returns whether the two values are equal by the array's callback.
+  bool areEqual(const void* value1, const void* value2) const;
 
  private:
   const CFArrayCallBacks* _callBacks;

@@ -92,6 +92,11 @@ CFIndex CFDataGetLength(CFDataRef data) { return static_cast<CFIndex>(data->byte
 
 const UInt8* CFDataGetBytePtr(CFDataRef data) { return data->bytes().data(); }
 
+void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer) {
+  cf::requireRange(range, data->bytes().size(), "CFDataGetBytes");
+  std::copy_n(data->bytes().data() + range.location, range.length, buffer);
+}
+
 UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data) { return data->bytes().data(); }
 
 void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length) {

@@ -13,7 +13,7 @@ namespace cf {
 namespace {
 
 /// Deeper levels are left out of a description, because a collection may hold itself.
-constexpr int kDeepest = 32;
+constexpr int kMaxDepth = 32;
 constexpr size_t kIndentation = 4;
 
 std::u16string describe(const Object& object) {
@@ -59,7 +59,7 @@ void appendElement(std::u16string& out, const void* element,
 
   const Object* object = liveObject(element);
   if (object == nullptr) return appendAddress(out, element);
-  if (layout.depth >= kDeepest) {
+  if (layout.depth >= kMaxDepth) {
     out += u"...";
     return;
   }

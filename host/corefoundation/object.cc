@@ -17,8 +17,16 @@ struct __CFAllocator final : cf::Object {
   void appendText(std::u16string& out, cf::Layout) const override { cf::appendAddress(out, this); }
 };
 
+struct __CFNull final : cf::Object {
+  using Object::Object;
+  cf::Type type() const override { return cf::Type::kNull; }
+  const char* typeName() const override { return "CFNull"; }
+  void appendText(std::u16string& out, cf::Layout) const override { out += u"<null>"; }
+};
+
 namespace {
 
+constinit cf::Constant<__CFNull> gNullObject;
 constinit cf::Constant<__CFAllocator> gMalloc;
 constinit cf::Constant<__CFAllocator> gNull;
 
@@ -32,6 +40,9 @@ const cf::Object& required(CFTypeRef object, const char* function) {
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFAllocatorRef kCFAllocatorMalloc = &gMalloc.object;
 const CFAllocatorRef kCFAllocatorNull = &gNull.object;
+const CFNullRef kCFNull = &gNullObject.object;
+
+CFTypeID CFNullGetTypeID() { return static_cast<CFTypeID>(cf::Type::kNull); }
 
 namespace cf {
 
@@ -73,6 +84,14 @@ bool equalObjects(const Object& object1, const Object& object2) {
 
 const void* retainValue(CFAllocatorRef, const void* value) { return CFRetain(value); }
 void releaseValue(CFAllocatorRef, const void* value) { CFRelease(value); }
+
+void requireRange(CFRange range, size_t size, const char* function) {
+  const auto count = static_cast<CFIndex>(size);
+  if (range.location < 0 || range.length < 0 || range.location > count ||
+      range.length > count - range.location) {
+    endProgram(function, "the range does not lie within the object");
+  }
+}
 
 void endProgram(const char* function, const char* reason) {
   std::fprintf(stderr, "%s: %s\n", function, reason);

@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFBase.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,6 +18,7 @@ enum class Type : CFTypeID {
   kData,
   kDate,
   kDictionary,
+  kNull,
   kNumber,
   kString
 };
@@ -92,6 +94,10 @@ bool equalObjects(const Object& object1, const Object& object2);
 /// Retain and release a value: the callbacks of collections of objects.
 const void* retainValue(CFAllocatorRef allocator, const void* value);
 void releaseValue(CFAllocatorRef allocator, const void* value);
+
+/// Ends the program when `range` does not lie within the `size` elements of the object that
+/// `function` was called with.
+void requireRange(CFRange range, size_t size, const char* function);
 
 /// Reports on standard error what was wrong in the call of `function`, and aborts.
 [[noreturn]] void endProgram(const char* function, const char* reason);

@@ -12,6 +12,7 @@
 #include "host/corefoundation/collections.h"
 #include "host/corefoundation/data.h"
 #include "host/corefoundation/encoding.h"
+#include "host/corefoundation/neutral_locale.h"
 #include "host/corefoundation/property_list_safety.h"
 #include "host/corefoundation/scalars.h"
 #include "host/corefoundation/string.h"
@@ -166,9 +167,14 @@ std::optional<std::string> listText(const __CFString& string) {
 
 plist_t writeNumber(const __CFNumber& number) {
   if (number.isReal()) return plist_new_real(number.real());
-  const auto bits = static_cast<uint64_t>(number.integer());
-  if (number.form() != __CFNumber::Form::kUInt64) return plist_new_uint(bits);
-  return nodeFromXml("<integer>" + std::to_string(bits) + "</integer>").release();
+  // A negative number and one above the signed range have the same bits; only a node's text tells
+  // them apart in each version of the library.
+  const int64_t value = number.integer();
+  if (value >= 0) return plist_new_uint(static_cast<uint64_t>(value));
+  const bool isUnsigned = number.form() == __CFNumber::Form::kUInt64;
+  const std::string digits =
+      isUnsigned ? std::to_string(static_cast<uint64_t>(value)) : std::to_string(value);
+  return nodeFromXml("<integer>" + digits + "</integer>").release();
 }
 
 plist_t writeDate(CFAbsoluteTime at) {
@@ -179,8 +185,8 @@ plist_t writeDate(CFAbsoluteTime at) {
   }
 
   // A year in a property list has at most four digits.
-  constexpr double kFurthest = 252423993600;
-  if (!(std::fabs(seconds) < kFurthest)) return nullptr;
+  constexpr double kMaxSeconds = 252423993600;
+  if (!(std::fabs(seconds) < kMaxSeconds)) return nullptr;
   const time_t time = static_cast<time_t>(seconds) + kDateEpoch;
   tm parts{};
   gmtime_r(&time, &parts);
@@ -235,6 +241,7 @@ plist_t writeNode(const Object& object, int depth) {
     case Type::kDictionary:
       return writeDictionary(static_cast<const __CFDictionary&>(object), depth);
     case Type::kAllocator:
+    case Type::kNull:
       break;
   }
   return nullptr;
@@ -242,7 +249,7 @@ plist_t writeNode(const Object& object, int depth) {
 
 /// Returns the node of `object`, or null when `object` is null or a property list cannot hold it.
 Node write(const Object* object, int depth) {
-  if (object == nullptr || depth > kDeepestPropertyList) return nullptr;
+  if (object == nullptr || depth > kMaxPropertyListDepth) return nullptr;
   return Node(writeNode(*object, depth));
 }
 
@@ -253,6 +260,7 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, C
                                                CFPropertyListFormat* format, CFErrorRef* error) {
   if (error != nullptr) *error = nullptr;
   if (data == nullptr) return nullptr;
+  const cf::NeutralLocale neutral;  // The parser reads reals by the thread's locale.
   const auto bytes = data->bytes();
   std::string_view list(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; list.starts_with(kMark)) {
@@ -277,6 +285,7 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
   if (error != nullptr) *error = nullptr;
   const bool isBinary = format == kCFPropertyListBinaryFormat_v1_0;
   if (!isBinary && format != kCFPropertyListXMLFormat_v1_0) return nullptr;
+  const cf::NeutralLocale neutral;
   const cf::Node node = cf::write(cf::asObject(list), 0);
   if (!node) return nullptr;
 

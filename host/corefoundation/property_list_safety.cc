@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -11,11 +10,11 @@ namespace cf {
 namespace {
 
 /// The largest weight of a list. A list weighs its bytes and kNodeCost for each node.
-constexpr uint64_t kLargest = uint64_t{64} << 20;
+constexpr uint64_t kMaxWeight = uint64_t{64} << 20;
 constexpr uint64_t kNodeCost = 64;
 
-/// Checks the elements of an XML list against the grammar of property lists: one value at the top,
-/// a value for each key, an end tag for each start tag, digits in integers.
+/// Walks the tags of an XML list and finds what its parser takes for a list all the same: a part of
+/// one, a key without a value, a second value at the top, and integers that are not.
 class XmlList {
  public:
   explicit XmlList(std::string_view list) : _list(list) {}
@@ -23,34 +22,16 @@ class XmlList {
   bool isSound() {
     uint64_t weight = _list.size();
     while (!_isWhole) {
-      const size_t start = _list.find('<', _at);
-      if (start == _list.npos) return false;
-      if (!_open.empty() && !mayHoldText() && !isBlank(_list.substr(_at, start - _at)))
-        return false;
-      _textStart = _at;
-      _at = start + 1;
+      const size_t textStart = _at;
+      if (!skipTo("<")) return false;
+      _text = _list.substr(textStart, _at - 1 - textStart);
       weight += kNodeCost / 2;
-      if (weight > kLargest || !readTag()) return false;
+      if (weight > kMaxWeight || !readTag()) return false;
     }
-    return weight <= kLargest;
+    return true;
   }
 
  private:
-  struct Element {
-    std::string_view name;
-    /// Whether the element is a plist whose value has not come yet, or a dict whose last key has no
-    /// value yet.
-    bool awaitsValue;
-  };
-
-  static bool isBlank(std::string_view text) {
-    return text.find_first_not_of(" \t\r\n") == text.npos;
-  }
-  static bool isCollection(std::string_view name) {
-    return name == "array" || name == "dict" || name == "plist";
-  }
-  bool mayHoldText() const { return !isCollection(_open.back().name); }
-
   /// Moves after `end`. Returns false when the list ends before it.
   bool skipTo(std::string_view end) {
     const size_t found = _list.find(end, _at);
@@ -62,58 +43,33 @@ class XmlList {
   bool readTag() {
     const std::string_view rest = _list.substr(_at);
     if (rest.starts_with("!--")) return skipTo("-->");
-    if (rest.starts_with("![CDATA[")) return !_open.empty() && mayHoldText() && skipTo("]]>");
+    if (rest.starts_with("![CDATA[")) return skipTo("]]>");
     if (rest.starts_with('!') || rest.starts_with('?')) return skipTo(">");
 
     const size_t start = _at;
     if (!skipTo(">")) return false;
-    std::string_view tag = _list.substr(start, _at - start - 1);
-    if (tag.starts_with('/')) return close(tag.substr(1));
-    const bool isEmpty = tag.ends_with('/');
-    if (isEmpty) tag.remove_suffix(1);
-    if (!open(tag.substr(0, tag.find_first_of(" \t\r\n")))) return false;
-    if (!isEmpty) return true;
-    _textStart = _at;
-    return closeTop({});
+    const std::string_view tag = _list.substr(start, _at - start - 1);
+    const bool isEnd = tag.starts_with('/'), isEmpty = tag.ends_with('/');
+    std::string_view name = tag.substr(isEnd);
+    name = name.substr(0, name.find_first_of(" \t\r\n/"));
+    if (!isEnd && !open(name)) return false;
+    if (isEmpty) _text = {};
+    return (!isEnd && !isEmpty) || close(name);
   }
 
   bool open(std::string_view name) {
-    static constexpr std::string_view kNames[] = {"array", "data",    "date", "dict",
-                                                  "false", "integer", "key",  "plist",
-                                                  "real",  "string",  "true"};
-    if (std::ranges::find(kNames, name) == std::end(kNames)) return false;
-    if (_open.size() > kDeepestPropertyList) return false;
-    const bool isKey = name == "key";
-    if (_open.empty()) {
-      if (isKey) return false;
-    } else {
-      Element& parent = _open.back();
-      if (name == "plist" || mayHoldText()) return false;
-      if (parent.name == "dict") {
-        if (isKey == parent.awaitsValue) return false;
-        parent.awaitsValue = isKey;
-      } else {
-        if (isKey || (parent.name == "plist" && !parent.awaitsValue)) return false;
-        parent.awaitsValue = false;
-      }
-    }
-    _open.push_back({name, name == "plist"});
-    return true;
+    const bool isPlist = name == "plist";
+    if (!isPlist && _depth == _topDepth && (name == "key" || ++_topValues > 1)) return false;
+    if (name != "key") _awaitsValue = false;
+    _topDepth += isPlist;
+    return ++_depth <= kMaxPropertyListDepth + _topDepth;
   }
 
-  bool close(std::string_view tag) {
-    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n"));
-    if (_open.empty() || _open.back().name != name) return false;
-    return closeTop(_list.substr(_textStart, _at - tag.size() - 3 - _textStart));
-  }
-
-  /// Closes the innermost element; `text` is what precedes its end tag. Returns false when that is
-  /// not allowed.
-  bool closeTop(std::string_view text) {
-    const Element closed = _open.back();
-    if (closed.awaitsValue || (closed.name == "integer" && !isInteger(text))) return false;
-    _open.pop_back();
-    _isWhole = _open.empty();
+  bool close(std::string_view name) {
+    if (name == "dict" && _awaitsValue) return false;
+    if (name == "integer" && !isInteger(_text)) return false;
+    if (name == "key") _awaitsValue = true;
+    _isWhole = --_depth == 0;
     return true;
   }
 
@@ -136,8 +92,12 @@ class XmlList {
 
   std::string_view _list;
   size_t _at = 0;
-  size_t _textStart = 0;
-  std::vector<Element> _open;
+  /// What stands between the last tag and the one before it.
+  std::string_view _text;
+  /// How many elements are open, and at how many the list's one value begins: 1 inside a plist.
+  int _depth = 0, _topDepth = 0, _topValues = 0;
+  /// Whether the last element was a key.
+  bool _awaitsValue = false;
   bool _isWhole = false;
 };
 
@@ -157,7 +117,7 @@ class BinaryList {
     if (count > _list.size()) return false;
     _weights.assign(count, kUnknown);
     const auto weight = weigh(root, 0);
-    return weight && *weight <= kLargest;
+    return weight && *weight <= kMaxWeight;
   }
 
  private:
@@ -211,7 +171,7 @@ class BinaryList {
   }
 
   std::optional<uint64_t> weigh(uint64_t object, int depth) {
-    if (object >= _weights.size() || depth > kDeepestPropertyList) return {};
+    if (object >= _weights.size() || depth > kMaxPropertyListDepth) return {};
     if (_weights[object] != kUnknown) return _weights[object];
 
     auto at = offsetOf(object);
@@ -242,7 +202,7 @@ class BinaryList {
       default:
         break;
     }
-    return _weights[object] = std::min(weight, kLargest + 1);
+    return _weights[object] = std::min(weight, kMaxWeight + 1);
   }
 
   std::optional<uint64_t> weighReferences(uint64_t at, uint64_t count, int depth) {
@@ -251,7 +211,7 @@ class BinaryList {
       const auto reference = number(at + index * _referenceSize, _referenceSize);
       if (!reference) return {};
       const auto weight = weigh(*reference, depth + 1);
-      if (!weight || (sum += *weight) > kLargest) return {};
+      if (!weight || (sum += *weight) > kMaxWeight) return {};
     }
     return sum;
   }
@@ -270,7 +230,7 @@ bool isSoundXml(std::string_view list) {
 }
 
 bool isSoundBinary(std::string_view list) {
-  return list.size() <= kLargest && BinaryList(list).isSound();
+  return list.size() <= kMaxWeight && BinaryList(list).isSound();
 }
 
 }  // namespace cf

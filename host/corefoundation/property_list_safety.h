@@ -6,11 +6,12 @@
 namespace cf {
 
 /// The number of levels that the collections of a property list may have.
-inline constexpr int kDeepestPropertyList = 512;
+inline constexpr int kMaxPropertyListDepth = 512;
 
-/// Return whether the list is whole and sound, and can be given to its parser. The parser accepts
-/// what it understands of a damaged or truncated XML list, recurses once per level, copies what a
-/// binary list refers to more than once, and ends the program at a key with a zero in it.
+/// Return whether the list can be given to its parser and is what the parser takes it for. The
+/// parser finds most damage itself; it accepts an XML list without its last tags, a key without a
+/// value, a second value at the top and an integer with other characters, cuts a text off at a
+/// zero, recurses once per level, and copies what a binary list refers to more than once.
 bool isSoundXml(std::string_view list);
 bool isSoundBinary(std::string_view list);
 

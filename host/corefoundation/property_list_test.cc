@@ -50,7 +50,7 @@ TEST(PropertyListTest, EverythingAListHoldsSurvivesBothFormats) {
   }
 }
 
-TEST(PropertyListTest, WhatIsNoWholeListGivesNull) {
+TEST(PropertyListTest, AnIncompleteOrInvalidListGivesNull) {
   for (const char* sound :
        {"<integer>7</integer>", "<integer> -0x1F</integer>", "<string/>",
         "<dict><!-- <key> --><key>a</key><string><![CDATA[<a>]]></string></dict>"}) {
@@ -66,7 +66,7 @@ TEST(PropertyListTest, WhatIsNoWholeListGivesNull) {
   }
 }
 
-TEST(PropertyListTest, ATruncatedListNeverPassesForAWholeOneAndADamagedOneNeverCrashes) {
+TEST(PropertyListTest, ATruncatedListGivesNullAndADamagedOneDoesNotCrash) {
   const CFRef list = readXml(
       "<dict><key>a</key><array><integer>300</integer><string>äöü</string><real>1.5</real>"
       "<date>2001-01-01T00:00:05Z</date></array><key>b</key><dict><key>c</key>"
@@ -122,7 +122,7 @@ TEST(PropertyListTest, BinaryListThatMultipliesItselfIsRefused) {
   }
 }
 
-TEST(PropertyListTest, WhatAListCannotHoldIsNotWritten) {
+TEST(PropertyListTest, AnObjectThatAListCannotHoldIsNotWritten) {
   const CFRef dictionary = makeDictionary({{makeNumber(1).get(), CFSTR("value")}});
   const CFRef malformed = makeString(u"\xD800"), withZero = makeString({u"a\0b", 3});
   for (const CFTypeRef object : {CFTypeRef{dictionary.get()}, CFTypeRef{malformed.get()},

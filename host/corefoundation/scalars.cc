@@ -37,6 +37,12 @@ void store(void* address, T value) {
 /// Returns the stored type that `type` stands for on this machine, or 0 for an unknown type.
 CFIndex storedType(CFNumberType type) {
   switch (type) {
+    case kCFNumberSInt8Type:
+    case kCFNumberCharType:
+      return kCFNumberSInt8Type;
+    case kCFNumberSInt16Type:
+    case kCFNumberShortType:
+      return kCFNumberSInt16Type;
     case kCFNumberSInt32Type:
     case kCFNumberIntType:
       return kCFNumberSInt32Type;
@@ -111,7 +117,7 @@ bool storeReal(const __CFNumber& number, void* value) {
   return isWhole<int64_t>(nearest) && static_cast<int64_t>(nearest) == number.integer();
 }
 
-/// Returns the same pair for all numbers of one value, whatever their form.
+/// Returns the same pair for all numbers of one value, in any form.
 std::pair<Form, uint64_t> canonical(const __CFNumber& number) {
   if (!number.isReal()) {
     const Form form = number.form() == Form::kUInt64 ? Form::kUInt64 : Form::kSInt64;
@@ -123,6 +129,14 @@ std::pair<Form, uint64_t> canonical(const __CFNumber& number) {
   if (isWhole<uint64_t>(real)) return {Form::kUInt64, static_cast<uint64_t>(real)};
   if (std::isnan(real)) return {Form::kFloat32, 0};
   return {Form::kFloat64, std::bit_cast<uint64_t>(real)};
+}
+
+/// Returns the exact value, which this type holds of every number.
+long double exactValue(const __CFNumber& number) {
+  static_assert(std::numeric_limits<long double>::digits >= 64);
+  if (number.isReal()) return number.real();
+  if (number.form() == Form::kUInt64) return static_cast<uint64_t>(number.integer());
+  return number.integer();
 }
 
 }  // namespace
@@ -163,6 +177,10 @@ CFTypeID CFNumberGetTypeID() { return static_cast<CFTypeID>(cf::Type::kNumber); 
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
   switch (storedType(type)) {
+    case kCFNumberSInt8Type:
+      return new __CFNumber(int64_t{valueAt<int8_t>(value)}, Form::kSInt8);
+    case kCFNumberSInt16Type:
+      return new __CFNumber(int64_t{valueAt<int16_t>(value)}, Form::kSInt16);
     case kCFNumberSInt32Type:
       return new __CFNumber(int64_t{valueAt<int32_t>(value)}, Form::kSInt32);
     case kCFNumberSInt64Type:
@@ -183,6 +201,10 @@ CFNumberType CFNumberGetType(CFNumberRef number) {
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   switch (storedType(type)) {
+    case kCFNumberSInt8Type:
+      return storeInteger<int8_t>(*number, value);
+    case kCFNumberSInt16Type:
+      return storeInteger<int16_t>(*number, value);
     case kCFNumberSInt32Type:
       return storeInteger<int32_t>(*number, value);
     case kCFNumberSInt64Type:
@@ -194,6 +216,13 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
     default:
       return false;
   }
+}
+
+CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef other, void*) {
+  const long double value1 = exactValue(*number), value2 = exactValue(*other);
+  return value1 < value2   ? kCFCompareLessThan
+         : value1 > value2 ? kCFCompareGreaterThan
+                           : kCFCompareEqualTo;
 }
 
 void __CFDate::appendText(std::u16string& out, cf::Layout) const {
@@ -214,3 +243,12 @@ void __CFDate::appendText(std::u16string& out, cf::Layout) const {
 CFTypeID CFDateGetTypeID() { return static_cast<CFTypeID>(cf::Type::kDate); }
 
 CFDateRef CFDateCreate(CFAllocatorRef, CFAbsoluteTime at) { return new __CFDate(at); }
+
+CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date) { return date->at(); }
+
+CFAbsoluteTime CFAbsoluteTimeGetCurrent() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return static_cast<CFAbsoluteTime>(now.tv_sec - cf::kDateEpoch) +
+         static_cast<CFAbsoluteTime>(now.tv_nsec) / 1e9;
+}

@@ -31,6 +31,8 @@ struct __CFNumber final : cf::Object {
  public:
   /// The public stored types with their own values, and a form for integers above the signed range.
   enum class Form : uint8_t {
+    kSInt8 = kCFNumberSInt8Type,
+    kSInt16 = kCFNumberSInt16Type,
     kSInt32 = kCFNumberSInt32Type,
     kSInt64 = kCFNumberSInt64Type,
     kFloat32 = kCFNumberFloat32Type,

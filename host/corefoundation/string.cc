@@ -1,6 +1,6 @@
 #include "host/corefoundation/string.h"
 
-#include <locale.h>
+#include <stdlib.h>
 #include <wctype.h>
 
 #include <algorithm>
@@ -13,8 +13,12 @@
 #include <unordered_map>
 
 #include "host/corefoundation/encoding.h"
+#include "host/corefoundation/neutral_locale.h"
+#include "platform/fork_safe_lock.h"
 
 namespace {
+
+struct Constants;
 
 CFStringRef newString(std::optional<std::u16string> text) {
   return text ? new __CFString(*std::move(text)) : nullptr;
@@ -24,17 +28,7 @@ std::string_view bytesView(const void* bytes, CFIndex length) {
   return {static_cast<const char*>(bytes), static_cast<size_t>(length)};
 }
 
-/// Returns a locale that does not depend on the program's settings: that of Unicode where the
-/// system has it.
-locale_t textRules() {
-  static const locale_t rules = [] {
-    const locale_t unicode = newlocale(LC_ALL_MASK, "C.UTF-8", nullptr);
-    return unicode != nullptr ? unicode : newlocale(LC_ALL_MASK, "C", nullptr);
-  }();
-  return rules;
-}
-
-bool isBlank(char16_t unit) { return iswspace_l(unit, textRules()) != 0; }
+bool isBlank(char16_t unit) { return iswspace_l(unit, cf::neutralLocale()) != 0; }
 
 /// Returns the characters of a decimal number that follow the white space at the start of `text`.
 std::string numberText(std::u16string_view text) {
@@ -58,11 +52,7 @@ bool __CFString::equals(const Object& other) const {
 CFHashCode __CFString::hash() const { return std::hash<std::u16string>()(_text); }
 
 std::u16string_view __CFString::units(CFRange range, const char* function) const {
-  const auto length = static_cast<CFIndex>(_text.size());
-  if (range.location < 0 || range.length < 0 || range.location > length ||
-      range.length > length - range.location) {
-    cf::endProgram(function, "the range does not lie within the string");
-  }
+  cf::requireRange(range, _text.size(), function);
   return std::u16string_view(_text).substr(static_cast<size_t>(range.location),
                                            static_cast<size_t>(range.length));
 }
@@ -70,9 +60,8 @@ std::u16string_view __CFString::units(CFRange range, const char* function) const
 CFTypeID CFStringGetTypeID() { return static_cast<CFTypeID>(cf::Type::kString); }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
-  static std::mutex& mutex = *new std::mutex;
   static auto& constants = *new std::unordered_map<std::string, __CFString>;
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(corvane::ForkSafeLock<Constants>::get());
   const auto found = constants.find(text);
   if (found != constants.end()) return &found->second;
   return &constants.try_emplace(text, cf::Object::Lifetime::kImmortal, cf::decodeAny(text))
@@ -111,12 +100,29 @@ CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef, CFDictionaryRef
   return newString(cf::formatted(format->text(), arguments));
 }
 
+CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef string) {
+  return new __CFString(string->text());
+}
+
+CFMutableStringRef CFStringCreateMutable(CFAllocatorRef, CFIndex) { return new __CFString({}); }
+
 CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef, CFIndex, CFStringRef string) {
   return new __CFString(string->text());
 }
 
 void CFStringAppend(CFMutableStringRef string, CFStringRef appended) {
   string->text() += appended->text();
+}
+
+void CFStringAppendCString(CFMutableStringRef string, const char* text, CFStringEncoding encoding) {
+  string->text() += cf::decode(text, encoding).value_or(std::u16string());
+}
+
+void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef, CFStringRef format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  string->text() += cf::formatted(format->text(), arguments);
+  va_end(arguments);
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
@@ -137,35 +143,22 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
   return static_cast<CFIndex>(done.units);
 }
 
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
+                           CFStringEncoding encoding) {
+  if (bufferSize < 1) return false;
+  const auto room = static_cast<size_t>(bufferSize - 1);
+  const cf::Encoded done =
+      cf::encode(string->text(), encoding, 0, reinterpret_cast<uint8_t*>(buffer), room);
+  const bool isWhole = done.units == string->text().size();
+  buffer[isWhole ? done.bytes : 0] = '\0';
+  return isWhole;
+}
+
+const char* CFStringGetCStringPtr(CFStringRef, CFStringEncoding) { return nullptr; }
+
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
   // A surrogate pair takes four bytes, so that no single unit takes more than three.
   return encoding == kCFStringEncodingUTF8 ? 3 * length : length;
-}
-
-CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCompareFlags) {
-  const std::u16string& sought = find->text();
-  const size_t at = sought.empty() ? std::u16string::npos : string->text().find(sought);
-  if (at == std::u16string::npos) return {kCFNotFound, 0};
-  return {static_cast<CFIndex>(at), CFStringGetLength(find)};
-}
-
-CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef find, CFStringRef replacement,
-                               CFRange range, CFStringCompareFlags) {
-  std::u16string_view rest = string->units(range, "CFStringFindAndReplace");
-  const std::u16string_view sought = find->text();
-  if (sought.empty()) return 0;
-  const auto start = static_cast<size_t>(range.location);
-  std::u16string replaced = string->text().substr(0, start);
-  CFIndex count = 0;
-  for (size_t at; (at = rest.find(sought)) != rest.npos; ++count) {
-    replaced += rest.substr(0, at);
-    replaced += replacement->text();
-    rest.remove_prefix(at + sought.size());
-  }
-  replaced += rest;
-  replaced += std::u16string_view(string->text()).substr(start + static_cast<size_t>(range.length));
-  string->text() = std::move(replaced);
-  return count;
 }
 
 SInt32 CFStringGetIntValue(CFStringRef string) {
@@ -175,5 +168,5 @@ SInt32 CFStringGetIntValue(CFStringRef string) {
 }
 
 double CFStringGetDoubleValue(CFStringRef string) {
-  return strtod_l(numberText(string->text()).c_str(), nullptr, textRules());
+  return strtod_l(numberText(string->text()).c_str(), nullptr, cf::neutralLocale());
 }

@@ -13,6 +13,7 @@
 
 #include "host/corefoundation/description.h"
 #include "host/corefoundation/encoding.h"
+#include "host/corefoundation/neutral_locale.h"
 #include "host/corefoundation/object.h"
 #include "host/corefoundation/string.h"
 
@@ -217,6 +218,7 @@ class Formatter {
   void appendNumber(const Conversion& conversion, const char* length, Number number) {
     const std::string format =
         '%' + conversion.flags + "*.*" + length + static_cast<char>(conversion.letter);
+    const NeutralLocale neutral;
     std::array<char, 128> small;
     const int needed = std::snprintf(small.data(), small.size(), format.c_str(), conversion.width,
                                      conversion.precision, number);

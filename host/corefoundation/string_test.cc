@@ -153,7 +153,7 @@ TEST(StringFormatTest, TextsAndAddressesComeOutWhole) {
             "0xbeef 0x0");
 }
 
-TEST(StringFormatTest, WhatIsNoConversionStandsAsItIs) {
+TEST(StringFormatTest, AnUnknownConversionStaysInTheText) {
   EXPECT_EQ(format("50%"), "50%");
   EXPECT_EQ(format("%-08.3l"), "%-08.3l");
   EXPECT_EQ(format("%d %y %d", 1, 2), "1 %y 2");

@@ -24,13 +24,26 @@ CF_EXPORT const CFArrayCallBacks kCFTypeArrayCallBacks;
 typedef const struct __CFArray* CFArrayRef;
 typedef struct __CFArray* CFMutableArrayRef;
 
+/// Is called with a value of an array and the `context` of its caller.
+typedef void (*CFArrayApplierFunction)(const void* value, void* context);
+
 CF_EXPORT CFTypeID CFArrayGetTypeID(void);
+/// Returns an array of the `count` values at `values`, in this order.
+CF_EXPORT CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
+                                   const CFArrayCallBacks* callBacks);
 CF_EXPORT CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFArrayCallBacks* callBacks);
 CF_EXPORT CFIndex CFArrayGetCount(CFArrayRef array);
 /// Returns the borrowed value. An index outside the array ends the program, as it does on the
 /// device.
 CF_EXPORT const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+/// Returns whether a value of `range` equals `value` by the array's callback. A range outside the
+/// array ends the program.
+CF_EXPORT Boolean CFArrayContainsValue(CFArrayRef array, CFRange range, const void* value);
+/// Calls `applier` with each value of `range`, in order. A range outside the array ends the
+/// program.
+CF_EXPORT void CFArrayApplyFunction(CFArrayRef array, CFRange range, CFArrayApplierFunction applier,
+                                    void* context);
 CF_EXPORT void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 
 CF_EXTERN_C_END

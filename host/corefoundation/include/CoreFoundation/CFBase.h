@@ -14,13 +14,32 @@
 
 #define CF_EXPORT extern __attribute__((visibility("default")))
 
+/// Begins an enumeration whose values are of `type`, in C, too.
+#ifdef __cplusplus
+#define CF_VALUES(type, name) enum name : type
+#else
+#define CF_VALUES(type, name) \
+  typedef type name;          \
+  enum
+#endif
+
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
 CF_EXTERN_C_BEGIN
 
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;
+typedef signed char SInt8;
 typedef unsigned short UInt16;
+typedef signed short SInt16;
 typedef unsigned int UInt32;
 typedef signed int SInt32;
+typedef SInt32 OSStatus;
 typedef uint64_t UInt64;
 typedef int64_t SInt64;
 typedef float Float32;
@@ -33,7 +52,7 @@ typedef unsigned long CFHashCode;
 typedef signed long CFIndex;
 
 /// Any object of this library; null when absent. Objects are counted: a Create or Copy function
-/// returns one reference that its caller owns, a Get function lends what somebody else keeps.
+/// returns one reference that its caller owns, a Get function a borrowed one.
 typedef const void* CFTypeRef;
 
 typedef const struct __CFAllocator* CFAllocatorRef;
@@ -41,13 +60,8 @@ typedef const struct __CFString* CFStringRef;
 typedef struct __CFString* CFMutableStringRef;
 typedef struct __CFError* CFErrorRef;
 
-typedef enum CFComparisonResult
-#ifdef __cplusplus
-    : CFIndex
-#endif
-{ kCFCompareLessThan = -1,
-  kCFCompareEqualTo = 0,
-  kCFCompareGreaterThan = 1 } CFComparisonResult;
+CF_VALUES(CFIndex, CFComparisonResult){kCFCompareLessThan = -1, kCFCompareEqualTo = 0,
+                                       kCFCompareGreaterThan = 1};
 
 enum { kCFNotFound = -1 };
 
@@ -63,13 +77,18 @@ static inline CFRange CFRangeMake(CFIndex location, CFIndex length) {
   return range;
 }
 
-/// Null: the default allocator. All objects come from the C++ heap, whatever allocator a call
-/// names; allocators matter only as the deallocator of bytes that a caller hands over.
+/// Null: the default allocator. All objects come from the C++ heap, also when a call names an
+/// allocator; allocators matter only as the deallocator of bytes that a caller hands over.
 CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;
 /// Releases bytes, which were obtained with `malloc`, with `free`.
 CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
 /// Does not release the bytes, which stay their owner's.
 CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
+
+/// The only object of its type: stands for a missing value in a collection.
+typedef const struct __CFNull* CFNullRef;
+CF_EXPORT const CFNullRef kCFNull;
+CF_EXPORT CFTypeID CFNullGetTypeID(void);
 
 CF_EXPORT CFTypeID CFGetTypeID(CFTypeRef object);
 /// Returns `object` itself, with one more reference. A null object ends the program, as it does on

@@ -19,6 +19,8 @@ CF_EXPORT CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex
 CF_EXPORT CFIndex CFDataGetLength(CFDataRef data);
 /// Returns the object's own bytes, valid until it is changed or freed.
 CF_EXPORT const UInt8* CFDataGetBytePtr(CFDataRef data);
+/// Copies the bytes of `range` to `buffer`. A range outside the data ends the program.
+CF_EXPORT void CFDataGetBytes(CFDataRef data, CFRange range, UInt8* buffer);
 CF_EXPORT UInt8* CFDataGetMutableBytePtr(CFMutableDataRef data);
 CF_EXPORT void CFDataAppendBytes(CFMutableDataRef data, const UInt8* bytes, CFIndex length);
 /// Cuts or lengthens the data. New bytes are zero.

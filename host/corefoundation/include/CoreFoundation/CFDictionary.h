@@ -35,7 +35,16 @@ CF_EXPORT const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 typedef const struct __CFDictionary* CFDictionaryRef;
 typedef struct __CFDictionary* CFMutableDictionaryRef;
 
+/// Is called with an entry of a dictionary and the `context` of its caller.
+typedef void (*CFDictionaryApplierFunction)(const void* key, const void* value, void* context);
+
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
+/// Returns a dictionary of the `count` pairs of `keys` and `values`. Of pairs with equal keys only
+/// the first is in it.
+CF_EXPORT CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys,
+                                             const void** values, CFIndex count,
+                                             const CFDictionaryKeyCallBacks* keyCallBacks,
+                                             const CFDictionaryValueCallBacks* valueCallBacks);
 /// Returns an empty dictionary. `capacity` is a hint; the dictionary grows past it.
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -47,6 +56,13 @@ CF_EXPORT CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 CF_EXPORT Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key);
 /// Returns the borrowed value; null when the key is not there.
 CF_EXPORT const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
+/// Returns whether the key is there, and then stores the borrowed value in `*value`, unless `value`
+/// is null: this tells a null value from a missing key.
+CF_EXPORT Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key,
+                                                const void** value);
+/// Calls `applier` once with each entry, in any order. It must not change the dictionary.
+CF_EXPORT void CFDictionaryApplyFunction(CFDictionaryRef dictionary,
+                                         CFDictionaryApplierFunction applier, void* context);
 /// Fills both arrays (either may be null) with borrowed pointers, in the same order, which may be
 /// any.
 CF_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,

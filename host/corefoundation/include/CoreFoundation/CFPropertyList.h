@@ -10,12 +10,8 @@ CF_EXTERN_C_BEGIN
 /// such.
 typedef CFTypeRef CFPropertyListRef;
 
-typedef enum CFPropertyListFormat
-#ifdef __cplusplus
-    : CFIndex
-#endif
-{ kCFPropertyListXMLFormat_v1_0 = 100,
-  kCFPropertyListBinaryFormat_v1_0 = 200 } CFPropertyListFormat;
+CF_VALUES(CFIndex, CFPropertyListFormat){kCFPropertyListXMLFormat_v1_0 = 100,
+                                         kCFPropertyListBinaryFormat_v1_0 = 200};
 
 enum { kCFPropertyListImmutable = 0, kCFPropertyListMutableContainers = 1 };
 

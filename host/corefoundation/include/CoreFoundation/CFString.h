@@ -1,6 +1,7 @@
 #ifndef __COREFOUNDATION_CFSTRING__
 #define __COREFOUNDATION_CFSTRING__
 
+#include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDictionary.h>
@@ -11,8 +12,11 @@ CF_EXTERN_C_BEGIN
 typedef UInt32 CFStringEncoding;
 enum { kCFStringEncodingISOLatin1 = 0x0201, kCFStringEncodingUTF8 = 0x08000100 };
 
-/// Always 0: no flag is known.
+/// kCFCompareCaseInsensitive: letters are the same in both cases. kCFCompareNumerically, for
+/// CFStringCompare: digits that follow each other are one number. Texts are compared unit by unit,
+/// so that a composed and a decomposed form of one character differ.
 typedef CFOptionFlags CFStringCompareFlags;
+enum { kCFCompareCaseInsensitive = 1, kCFCompareNumerically = 64 };
 
 /// Returns the only constant string with that text, which is UTF-8. It is never freed.
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
@@ -52,10 +56,29 @@ CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloca
                                                            CFDictionaryRef formatOptions,
                                                            CFStringRef format, va_list arguments);
 
-/// Returns a copy that can be changed. `maxLength` is 0, which means no limit.
+CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef allocator, CFStringRef string);
+/// Returns a new array of the parts of `string` between the separators; of `string` alone where
+/// there is none.
+CF_EXPORT CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef allocator,
+                                                            CFStringRef string,
+                                                            CFStringRef separator);
+/// Returns a new string of the array's strings with the separator between them.
+CF_EXPORT CFStringRef CFStringCreateByCombiningStrings(CFAllocatorRef allocator, CFArrayRef strings,
+                                                       CFStringRef separator);
+
+/// Return an empty string, and a copy, that can be changed. `maxLength` is 0, which means no limit.
+/// @{
+CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef allocator, CFIndex maxLength);
 CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef allocator, CFIndex maxLength,
                                                        CFStringRef string);
+/// @}
 CF_EXPORT void CFStringAppend(CFMutableStringRef string, CFStringRef appended);
+/// Appends the text, unless it is not valid in `encoding`.
+CF_EXPORT void CFStringAppendCString(CFMutableStringRef string, const char* text,
+                                     CFStringEncoding encoding);
+/// Appends what CFStringCreateWithFormat makes of `format`.
+CF_EXPORT void CFStringAppendFormat(CFMutableStringRef string, CFDictionaryRef formatOptions,
+                                    CFStringRef format, ...);
 /// Replaces each occurrence of `find` within `range`, left to right and without overlap. Returns
 /// how many there were.
 CF_EXPORT CFIndex CFStringFindAndReplace(CFMutableStringRef string, CFStringRef find,
@@ -72,9 +95,20 @@ CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef string, CFIndex index)
 CF_EXPORT CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
                                    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
                                    CFIndex maxBufferLength, CFIndex* usedBufferLength);
+/// Stores the whole text and a zero in `buffer`. Returns false, and stores an empty text, when
+/// `bufferSize` bytes are too few or a character has no form in `encoding`.
+CF_EXPORT Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize,
+                                     CFStringEncoding encoding);
+/// Returns null: no string keeps its text in such a form. A program that is given null takes
+/// CFStringGetCString, as it must on the device, where only some strings keep theirs so.
+CF_EXPORT const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);
 /// Returns how many bytes `length` units need at most in `encoding`, without a terminating zero.
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 
+CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef string, CFStringRef other,
+                                             CFStringCompareFlags options);
+CF_EXPORT Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix);
+CF_EXPORT Boolean CFStringHasSuffix(CFStringRef string, CFStringRef suffix);
 /// Returns where `find` first occurs, or a location of kCFNotFound. An empty `find` occurs nowhere.
 CF_EXPORT CFRange CFStringFind(CFStringRef string, CFStringRef find, CFStringCompareFlags options);
 /// Returns the number at the start of the string, after white space: a sign and decimal digits,
