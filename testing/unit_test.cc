@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sstream>
 
 #include "log/log.h"
@@ -31,13 +32,19 @@ UnitTest::UnitTest() : _unit(_folder.path() / "unit") {
 UnitTest::~UnitTest() { host::VirtualDevice::setFaults(""); }
 
 std::vector<std::string> UnitTest::logLines() const {
-  std::vector<std::string> lines;
-  const auto file = _unit.filePath(kLogFile);
-  for (const std::string& line : splitLines(readText(file))) {
-    lines.push_back(
-        afterMatch(line, R"(\[[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\] )"));
+  static const std::regex kHead(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] )");
+  std::vector<std::string> messages;
+  for (const std::string& line : splitLines(readText(_unit.filePath(kLogFile)))) {
+    std::smatch head;
+    if (std::regex_search(line, head, kHead, std::regex_constants::match_continuous)) {
+      messages.push_back(head.suffix());
+    } else if (messages.empty()) {
+      ADD_FAILURE() << "'" << line << "' has no time stamp";
+    } else {
+      messages.back() += "\n" + line;
+    }
   }
-  return lines;
+  return messages;
 }
 
 UnitTest::Trace UnitTest::traceOf(const std::string& rules, const std::function<void()>& work) {

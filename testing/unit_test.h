@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::testing {
@@ -34,8 +34,9 @@ class UnitTest : public ::testing::Test {
   UnitTest();
   ~UnitTest() override;
 
-  /// Returns the lines of the test log, none when there is no log yet. Checks that each begins with
-  /// a time stamp, and leaves that out.
+  /// Returns the messages of the test log without their time stamps; none when there is no log yet.
+  /// A line without a time stamp continues the message before it, as the text of a refused request
+  /// may.
   std::vector<std::string> logLines() const;
 
   /// What a piece of work leaves behind.
