@@ -4,7 +4,7 @@
 #include <string>
 
 #include "bench/pairs.h"
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "log/log.h"
 
 namespace corvane::bench {

@@ -1,7 +1,7 @@
 #ifndef CORVANE_BENCH_UNIT_H_
 #define CORVANE_BENCH_UNIT_H_
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 
 namespace corvane::bench {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "platform/cf_ref.h"
 
 using corvane::host::DeviceError;

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 
 using corvane::host::DeviceError;
 using corvane::host::UnitFacts;

@@ -7,7 +7,7 @@
 
 #include <regex>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {

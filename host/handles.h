@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <type_traits>
 #include <typeinfo>
 #include <unordered_map>
@@ -45,7 +44,6 @@ class Handles {
   static constexpr uint32_t kFirstName = 0x1003;
   static constexpr uint32_t kStep = 0x100;
 
-  std::mutex _mutex;
   uint32_t _nextName = kFirstName;
   std::unordered_map<uint32_t, Entry> _entries;
 };

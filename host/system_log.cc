@@ -9,6 +9,7 @@
 #include <cstdarg>
 #include <ctime>
 #include <exception>
+#include <mutex>
 #include <string>
 
 #include "host/linux/system_calls.h"
@@ -17,11 +18,14 @@
 #include "platform/export.h"
 #include "platform/file_descriptor.h"
 #include "platform/files.h"
+#include "platform/fork_safe_lock.h"
 #include "platform/system_log.h"
 #include "platform/text.h"
 
 namespace corvane::host {
 namespace {
+
+struct LocalTime;
 
 /// Returns "2026-11-16 00:05:09.250 station[812:1] ", as entries begin in the device's log. The
 /// reentrant conversion does not change the record that programs share.
@@ -29,7 +33,11 @@ std::string entryPrefix() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   struct tm local {};
-  localtime_r(&now.tv_sec, &local);
+  {
+    // A child of fork cannot free the lock that the C library holds in a conversion.
+    const std::lock_guard lock(ForkSafeLock<LocalTime>::get());
+    localtime_r(&now.tv_sec, &local);
+  }
   char time[80];
   strftime(time, sizeof time, "%Y-%m-%d %H:%M:%S", &local);
   char prefix[300];

@@ -8,7 +8,7 @@
 namespace corvane::host {
 
 /// The largest system log that is read, in bytes.
-inline constexpr size_t kLargestSystemLog = size_t{256} << 20;
+inline constexpr size_t kMaxSystemLog = size_t{256} << 20;
 
 /// Returns the message of a line of the system log that begins an entry, without its time and
 /// process; nothing for a line that continues one.

@@ -1,4 +1,4 @@
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 
 #include <algorithm>
 #include <utility>
@@ -84,7 +84,7 @@ std::map<std::string, uint64_t> VirtualDevice::callsMade() { return host::callsM
 std::vector<std::string> VirtualDevice::systemLog() const {
   return withDeviceErrors(folder().c_str(), [&] {
     std::vector<std::string> messages;
-    const auto log = readFile(_unit->filePath(kSystemLogFile), kLargestSystemLog);
+    const auto log = readFile(_unit->filePath(kSystemLogFile), kMaxSystemLog);
     if (!log) return messages;
     const auto bytes = bytesOf(log.get());
     std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());

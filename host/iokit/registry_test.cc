@@ -47,7 +47,7 @@ TEST_F(RegistryTest, OnlyAPathOfTheUnitLeadsToAnEntry) {
   }
 }
 
-TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndHandsOutOneReference) {
+TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndReturnsOneReference) {
   for (const char* rule : {"", "IOServiceGetMatchingService"}) {
     VirtualDevice::setFaults(rule);
     const CFMutableDictionaryRef matching = IOServiceMatching("IOPMPowerSource");
@@ -115,7 +115,7 @@ TEST_F(RegistryTest, AnNvramVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
   EXPECT_EQ(variable("boot-args"), "console=1");
 }
 
-TEST_F(RegistryTest, WhatIsNoNvramVariableIsRefusedAndNothingIsWritten) {
+TEST_F(RegistryTest, AnInvalidNvramVariableIsRefusedAndNothingIsWritten) {
   const std::string before = testing::readText(_unit.folder() / kNvramFile);
   const IOObject nvram = options(), power = firstService("IOPMPowerSource"), none;
   EXPECT_EQ(setVariable("boot-args", nullptr), kIOReturnBadArgument);
@@ -158,7 +158,7 @@ TEST_F(RegistryTest, ASetHasUncommittedChangesUntilTheReboot) {
   EXPECT_TRUE(_unit.uncommittedDataSets().empty());
 }
 
-TEST_F(RegistryTest, ASetIsWhatItsNameSaysAtTheTimeOfTheRead) {
+TEST_F(RegistryTest, ASetIsFoundByTheNameThatIsPassedAtThatRead) {
   const auto contents = std::to_array<uint8_t>({'1'}), others = std::to_array<uint8_t>({'2'});
   _unit.setDataSet("One", contents);
   _unit.setDataSet("Two", others);

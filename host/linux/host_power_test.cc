@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "device/power.h"
-#include "host/device_error.h"
+#include "host/include/device_error.h"
 #include "testing/unit_test.h"
 
 namespace corvane::host {
@@ -63,7 +63,7 @@ TEST_F(HostPowerTest, ThePowerSourceMirrorsThisMachines) {
   }
 }
 
-TEST_F(HostPowerTest, TheUnitsOwnFiguresComeBackWithItsPlist) {
+TEST_F(HostPowerTest, TheUnitsOwnFiguresAreBackWhenPowerIsPlist) {
   plugIn("BAT0/type=Battery BAT0/capacity=40");
   EXPECT_EQ(_unit.facts().currentCapacity, 80);
   changeFacts(_unit, [](UnitFacts& facts) { facts.powerSource = false; });

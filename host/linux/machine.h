@@ -67,7 +67,6 @@ class CORVANE_EXPORT Machine : public TaskSource {
   kern_return_t listThreads(int32_t pid, std::vector<int32_t>& ids);
   kern_return_t openTask(int32_t pid);
   kern_return_t readStat(int32_t pid, int32_t thread, ThreadStat& stat);
-  std::string executablePath(int32_t pid);
 
   const std::string _proc;
   const Clock _clock;

@@ -104,7 +104,7 @@ TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
   }
 }
 
-TEST_F(MachineTest, EachStateHasItsCodeWhateverTheThreadsName) {
+TEST_F(MachineTest, EachStateHasItsCodeForAnyThreadName) {
   struct Case {
     const char* name;
     char state;

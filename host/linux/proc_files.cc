@@ -33,9 +33,9 @@ void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
 }  // namespace
 
 IdPath::IdPath(std::string_view prefix, int32_t id, std::string_view file) {
-  constexpr size_t kMostOfId = 16;
+  constexpr size_t kMaxIdLength = 16;
   _text.front() = '\0';
-  if (prefix.size() + kMostOfId + file.size() > _text.size()) return;
+  if (prefix.size() + kMaxIdLength + file.size() > _text.size()) return;
   char* at = std::copy(prefix.begin(), prefix.end(), _text.data());
   at = std::to_chars(at, _text.data() + _text.size(), id).ptr;
   *at++ = '/';

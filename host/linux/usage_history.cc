@@ -5,7 +5,7 @@
 namespace corvane::host {
 namespace {
 
-constexpr int64_t kLeastHistory = kNanosecondsPerSecond / 4;
+constexpr int64_t kMinHistory = kNanosecondsPerSecond / 4;
 
 int64_t nanosecondsOfTicks(uint64_t ticks) {
   return static_cast<int64_t>(ticks) *
@@ -20,7 +20,7 @@ integer_t UsageHistory::add(const ThreadStat& stat, int64_t now) {
     _startTicks = stat.startTicks;
     _earlier = {nanosecondsOfTicks(stat.startTicks), 0};
     _later = reading;
-  } else if (now - _later.at >= kLeastHistory) {
+  } else if (now - _later.at >= kMinHistory) {
     _earlier = _later;
     _later = reading;
   }

@@ -3,6 +3,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "host/faults.h"
 #include "host/handles.h"
@@ -43,17 +45,21 @@ std::shared_ptr<Kind> findTask(mach_port_t port) {
   return port == mach_task_self() ? std::make_shared<Task>(getpid()) : host::findHandle<Kind>(port);
 }
 
-/// Hands out an array with a new port for each of `ids`, to the object that `makeObject` makes of
-/// it. vm_deallocate frees the array.
+/// Stores an array with a new port for each of `ids`, to the object that `makeObject` makes of it.
+/// vm_deallocate frees the array.
 template <typename MakeObject>
-void handOut(const std::vector<int32_t>& ids, MakeObject makeObject, mach_port_t** ports,
-             mach_msg_type_number_t* count) {
+void storePorts(const std::vector<int32_t>& ids, MakeObject makeObject, mach_port_t** ports,
+                mach_msg_type_number_t* count) {
   *ports = nullptr;
   *count = static_cast<mach_msg_type_number_t>(ids.size());
   if (ids.empty()) return;
-  *ports = static_cast<mach_port_t*>(std::malloc(ids.size() * sizeof(mach_port_t)));
-  mach_port_t* next = *ports;
+  const auto free = [](mach_port_t* memory) { std::free(memory); };
+  std::unique_ptr<mach_port_t, decltype(free)> array(
+      static_cast<mach_port_t*>(std::malloc(ids.size() * sizeof(mach_port_t))));
+  if (!array) throw std::bad_alloc();
+  mach_port_t* next = array.get();
   for (const int32_t id : ids) *next++ = host::handles().add(makeObject(id));
+  *ports = array.release();
 }
 
 /// Returns the error of a call that looks up a task other than by its port.
@@ -111,7 +117,7 @@ kern_return_t host_processor_sets(host_priv_t host, processor_set_name_array_t* 
   CORVANE_FAIL_BY_RULE(host_processor_sets);
   if (!host::findHandle<Host>(host)) return wrongPort(host);
   const std::vector<int32_t> ids(host::taskSource()->processorSets());
-  handOut(
+  storePorts(
       ids, [](int32_t) { return std::make_shared<ProcessorSetName>(); }, sets, count);
   return KERN_SUCCESS;
 }
@@ -132,7 +138,7 @@ kern_return_t processor_set_tasks(processor_set_t set, task_array_t* tasks,
   std::vector<int32_t> pids;
   const kern_return_t result = host::taskSource()->tasks(pids);
   if (result != KERN_SUCCESS) return result;
-  handOut(
+  storePorts(
       pids, [](int32_t pid) { return std::make_shared<Task>(pid); }, tasks, count);
   return KERN_SUCCESS;
 }
@@ -164,7 +170,7 @@ kern_return_t task_threads(task_t port, thread_act_array_t* threads,
   std::vector<int32_t> ids;
   const kern_return_t result = host::taskSource()->threads(task->pid, ids);
   if (result != KERN_SUCCESS) return result;
-  handOut(
+  storePorts(
       ids, [&](int32_t id) { return std::make_shared<Thread>(task->pid, id); }, threads, count);
   return KERN_SUCCESS;
 }

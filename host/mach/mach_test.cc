@@ -33,7 +33,7 @@ class MachTest : public corvane::testing::UnitTest {
   mach_msg_type_number_t _count = 0;
 };
 
-TEST_F(MachTest, APortIsGoodUntilItIsGivenBack) {
+TEST_F(MachTest, APortIsValidUntilItIsReleased) {
   const size_t before = VirtualDevice::openHandles();
   const mach_port_t host = mach_host_self();
   EXPECT_EQ(mach_port_deallocate(host, host), KERN_INVALID_TASK);

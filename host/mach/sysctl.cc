@@ -73,7 +73,7 @@ int storeProcess(int32_t pid, void* out, size_t* size) {
   if (*size < sizeof(kinfo_proc)) return fail(ENOMEM);
   std::string name;
   const kern_return_t result = host::taskSource()->name(pid, name);
-  // As on the device, a process that does not exist is no error but nothing.
+  // As on the device, a process that does not exist is not an error; no bytes are stored.
   *size = 0;
   if (result == KERN_RESOURCE_SHORTAGE) return fail(ENOMEM);
   if (result != KERN_SUCCESS) return 0;

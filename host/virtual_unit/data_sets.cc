@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 #include "host/virtual_unit/unit_file.h"
 #include "platform/data_bytes.h"
 #include "platform/text.h"
@@ -19,8 +19,8 @@ constexpr std::string_view kCommittedSuffix = ".committed";
 /// Returns whether `set` can be the name of a file in the data folder.
 bool isSetName(const std::string& set) {
   // A file name has at most 255 bytes, of which the longest temporary name adds 32.
-  constexpr size_t kLongestName = 223;
-  return !set.empty() && set.size() <= kLongestName && set.front() != '.' &&
+  constexpr size_t kMaxNameLength = 223;
+  return !set.empty() && set.size() <= kMaxNameLength && set.front() != '.' &&
          set.find('/') == std::string::npos && set.find('\0') == std::string::npos;
 }
 
@@ -57,11 +57,11 @@ std::string DataSets::committedFile(const std::string& set) const {
 
 CFRef<CFMutableDataRef> DataSets::copyContents(const std::string& set) const {
   if (!isSetName(set)) return {};
-  return readFile(contentsFile(set), kLargestDataSet);
+  return readFile(contentsFile(set), kMaxDataSet);
 }
 
 CFRef<CFMutableDataRef> DataSets::copyContents(CFStringRef set) const {
-  if (const ReadSet* known = findReadSet(set)) return readFile(known->file, kLargestDataSet);
+  if (const ReadSet* known = findReadSet(set)) return readFile(known->file, kMaxDataSet);
   const std::string name = utf8Bytes(set);
   CFRef<CFMutableDataRef> contents = copyContents(name);
   if (contents) remember(set, contentsFile(name));
@@ -88,9 +88,9 @@ void DataSets::write(const std::string& set, uint64_t offset, std::span<const ui
   const std::string file = contentsFile(set);
   if (!isSetName(set)) throw FileError(file, make_error_code(std::errc::no_such_file_or_directory));
   const UnitLock lock(_folder);
-  const auto current = readFile(file, kLargestDataSet);
+  const auto current = readFile(file, kMaxDataSet);
   if (!current) throw FileError(file, make_error_code(std::errc::no_such_file_or_directory));
-  const auto committed = readFile(committedFile(set), kLargestDataSet);
+  const auto committed = readFile(committedFile(set), kMaxDataSet);
   if (!holdsRange(current.get(), offset, bytes.size()) ||
       (committed && !holdsRange(committed.get(), offset, bytes.size()))) {
     throw FileError(file, make_error_code(std::errc::invalid_argument));
@@ -111,7 +111,7 @@ void DataSets::write(const std::string& set, uint64_t offset, std::span<const ui
 void DataSets::replace(const std::string& set, std::span<const uint8_t> contents) const {
   const std::string file = contentsFile(set), committed = committedFile(set);
   if (!isSetName(set)) throw FileError(file, make_error_code(std::errc::invalid_argument));
-  if (contents.size() > kLargestDataSet) throw FileError(file, FileFault::kTooLarge);
+  if (contents.size() > kMaxDataSet) throw FileError(file, FileFault::kTooLarge);
   const UnitLock lock(_folder);
   FileChanges changes;
   if (isThere(committed)) changes.prepare(committed, contents);

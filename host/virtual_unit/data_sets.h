@@ -40,8 +40,7 @@ class DataSets {
   void write(const std::string& set, uint64_t offset, std::span<const uint8_t> bytes,
              bool commit) const;
 
-  /// Replaces the whole set, whatever size it had, and commits that. Makes the set when there is
-  /// none.
+  /// Replaces the whole set by contents of any size, and commits that. Makes a set that is missing.
   void replace(const std::string& set, std::span<const uint8_t> contents) const;
 
   /// Returns the names, in order, of the sets with changes that the next reboot undoes.

@@ -1,6 +1,6 @@
 #include "host/virtual_unit/fact_files.h"
 
-#include "host/device_error.h"
+#include "host/include/device_error.h"
 #include "host/virtual_unit/properties.h"
 #include "host/virtual_unit/property_file.h"
 #include "host/virtual_unit/unit_folder.h"

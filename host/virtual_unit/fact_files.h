@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "host/unit_facts.h"
+#include "host/include/unit_facts.h"
 #include "host/virtual_unit/unit_file.h"
 #include "platform/cf_ref.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 #include "host/virtual_unit/fact_files.h"
 #include "host/virtual_unit/unit_file.h"
 #include "host/virtual_unit/unit_folder.h"
@@ -68,7 +68,7 @@ void completeUnit(const fs::path& place, const UnitFacts& facts) {
   if (!folder.has_filename()) folder = folder.parent_path();
   createFolders(folder, Durability::kDurable);
   if (!holdsOnlyUnitFiles(folder) && !isThere(folder / kDeviceFile)) {
-    failOn(folder, "is no unit: it holds other files and no device.plist");
+    failOn(folder, "is not a unit: it holds other files and no device.plist");
   }
   const UnitLock lock(folder);
   if (isThere(folder / kDeviceFile)) return;

@@ -1,6 +1,6 @@
 #include "host/virtual_unit/properties.h"
 
-#include "host/device_error.h"
+#include "host/include/device_error.h"
 #include "platform/text.h"
 
 namespace corvane::host {

@@ -17,14 +17,14 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
 bool isSettled(const struct stat& file) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  constexpr time_t kCoarsestStep = 1;
-  return now.tv_sec - file.st_mtim.tv_sec > kCoarsestStep;
+  constexpr time_t kMaxTimeStep = 1;
+  return now.tv_sec - file.st_mtim.tv_sec > kMaxTimeStep;
 }
 
 }  // namespace
 
 CFRef<CFDictionaryRef> readPropertyFile(const std::filesystem::path& file) {
-  const auto contents = readFile(file, kLargestPropertyFile);
+  const auto contents = readFile(file, kMaxPropertyFile);
   if (!contents) return {};
   CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
       kCFAllocatorDefault, contents.get(), kCFPropertyListImmutable, nullptr, nullptr));
@@ -41,7 +41,7 @@ void preparePropertyFile(FileChanges& changes, const std::filesystem::path& file
       kCFAllocatorDefault, properties, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (!contents) failOn(file, "cannot hold these properties");
   const std::span<const uint8_t> bytes = bytesOf(contents.get());
-  if (bytes.size() > kLargestPropertyFile) throw FileError(file, FileFault::kTooLarge);
+  if (bytes.size() > kMaxPropertyFile) throw FileError(file, FileFault::kTooLarge);
   changes.prepare(file, bytes);
 }
 

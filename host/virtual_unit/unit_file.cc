@@ -43,7 +43,7 @@ class FaultCategory : public std::error_category {
 constexpr std::string_view kTemporarySuffix = ".new";
 constexpr size_t kTemporaryDigits = 16;
 
-/// Returns ".NAME.0123456789abcdef.new"; nobody can predict it and create the file first.
+/// Returns ".NAME.0123456789abcdef.new"; no other process can predict it and create the file first.
 std::string temporaryName(const std::string& name) {
   uint64_t number = 0;
   if (::getrandom(&number, sizeof number, 0) != sizeof number) throw FileError(name);
@@ -75,12 +75,12 @@ void keepOwnerAndMode(const fs::path& file, int descriptor, const struct stat& f
 }
 
 /// Returns the contents of the file that `input` is open on. Throws FileError when it is not a
-/// regular file or holds more than `largest` bytes.
-CFRef<CFMutableDataRef> readOpenFile(const std::string& file, int input, size_t largest) {
+/// regular file or holds more than `maxSize` bytes.
+CFRef<CFMutableDataRef> readOpenFile(const std::string& file, int input, size_t maxSize) {
   struct stat facts {};
   if (::fstat(input, &facts) != 0) throw FileError(file);
   if (!S_ISREG(facts.st_mode)) throw FileError(file, FileFault::kNotRegular);
-  if (static_cast<uint64_t>(facts.st_size) > largest) {
+  if (static_cast<uint64_t>(facts.st_size) > maxSize) {
     throw FileError(file, FileFault::kTooLarge);
   }
   CFRef<CFMutableDataRef> data(CFDataCreateMutable(kCFAllocatorDefault, 0));
@@ -103,7 +103,7 @@ void syncEntry(const fs::path& folder) {
   try {
     syncFolder(folder.parent_path());
   } catch (const FileError& error) {
-    // A folder that lists its contents to nobody can still be synced with its file system.
+    // A folder that may not be listed can still be synced with its file system.
     if (error.code() != std::errc::permission_denied || !syncFileSystem(openFolder(folder).get())) {
       throw;
     }
@@ -157,7 +157,7 @@ FileDescriptor openForAppending(const std::string& file, int flags) {
   return {};
 }
 
-CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
+CFRef<CFMutableDataRef> readFile(const std::string& file, size_t maxSize) {
   const FileDescriptor input(
       ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   if (!input) {
@@ -171,7 +171,7 @@ CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest) {
   std::array<uint8_t, 4096> block;
   const ssize_t count = ::pread(input.get(), block.data(), block.size(), 0);
   if (count <= 0 || static_cast<size_t>(count) == block.size()) {
-    return readOpenFile(file, input.get(), largest);
+    return readOpenFile(file, input.get(), maxSize);
   }
   CFRef<CFMutableDataRef> data(CFDataCreateMutable(kCFAllocatorDefault, 0));
   CFDataAppendBytes(data.get(), block.data(), count);
@@ -320,7 +320,7 @@ void FileChanges::prepareLink(const fs::path& file, const fs::path& source) {
   }
   // The file system has no links, so that this takes space.
   _changes.pop_back();
-  const auto contents = readFile(source, kLargestDataSet);
+  const auto contents = readFile(source, kMaxDataSet);
   if (!contents)
     throw FileError(source, std::make_error_code(std::errc::no_such_file_or_directory));
   prepare(file, bytesOf(contents.get()), Durability::kDurable, source);

@@ -9,19 +9,19 @@
 #include <system_error>
 #include <vector>
 
-#include "host/device_error.h"
+#include "host/include/device_error.h"
 #include "platform/cf_ref.h"
 #include "platform/file_descriptor.h"
 
-/// The only way to the files that a unit is made of. Whoever can write to a unit's folder can put
-/// anything in the place of a file or a folder, so only regular files of a bounded size are read,
-/// nothing is changed through a symbolic link, and no open waits for another process. Paths have no
+/// Reads and changes a unit's files. A user who can write to the unit's folder can put anything in
+/// the place of a file or a folder, so only regular files of a bounded size are read, nothing is
+/// changed through a symbolic link, and no open waits for another process. Paths have no
 /// symbolic links above the unit's folder (std::filesystem::canonical).
 namespace corvane::host {
 
-/// The largest files that are read, in bytes.
-inline constexpr size_t kLargestDataSet = size_t{64} << 20;
-inline constexpr size_t kLargestPropertyFile = size_t{16} << 20;
+/// Bounds of the files that are read, in bytes.
+inline constexpr size_t kMaxDataSet = size_t{64} << 20;
+inline constexpr size_t kMaxPropertyFile = size_t{16} << 20;
 
 /// Reasons that this layer adds to the system's.
 enum class FileFault { kSymbolicLink = 1, kBelowSymbolicLink, kNotRegular, kTooLarge };
@@ -52,8 +52,8 @@ FileDescriptor openFolder(const std::filesystem::path& folder);
 FileDescriptor openForAppending(const std::string& file, int flags);
 
 /// Returns the file's contents; null when there is no such file. Throws FileError when it cannot be
-/// read, is no regular file, or holds more than `largest` bytes.
-CFRef<CFMutableDataRef> readFile(const std::string& file, size_t largest);
+/// read, is not a regular file, or holds more than `maxSize` bytes.
+CFRef<CFMutableDataRef> readFile(const std::string& file, size_t maxSize);
 
 /// Returns whether anything, even a broken link, is at `path`. Throws FileError when that cannot be
 /// determined.

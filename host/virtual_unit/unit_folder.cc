@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 #include "host/virtual_unit/fact_files.h"
 #include "host/virtual_unit/new_unit.h"
 #include "host/virtual_unit/properties.h"

@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include "host/unit_facts.h"
-#include "host/unit_paths.h"
+#include "host/include/unit_facts.h"
 #include "host/virtual_unit/data_sets.h"
 #include "host/virtual_unit/property_file.h"
+#include "host/virtual_unit/unit_paths.h"
 #include "platform/cf_ref.h"
 
 namespace corvane::host {

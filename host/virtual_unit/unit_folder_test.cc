@@ -66,14 +66,14 @@ TEST_F(UnitFolderTest, AMissingAnEmptyAndAHalfMadeFolderBecomeAUnit) {
   EXPECT_EQ(readText(_unit / "data/VelmoDiagnosticData.bin"), "kept");
 }
 
-TEST_F(UnitFolderTest, WhatIsNoUnitIsRefusedAndLeftAlone) {
+TEST_F(UnitFolderTest, AFolderThatIsNotAUnitIsRefusedAndLeftAlone) {
   writeText(_folder.path() / "file", "x");
   writeText(_folder.path() / "foreign/notes.txt", "mine");
   fs::create_symlink("loop", _folder.path() / "loop");
   const std::pair<const char*, const char*> cases[] = {
       {"file", "is not a folder"},
       {"file/below", "Not a directory"},
-      {"foreign", "is no unit: it holds other files and no device.plist"},
+      {"foreign", "is not a unit: it holds other files and no device.plist"},
       {"loop", "Too many levels of symbolic links"},
       {"loop/below", "Too many levels of symbolic links"},
   };
@@ -205,7 +205,7 @@ TEST_F(UnitFolderTest, NothingIsChangedThroughALinkInTheUnit) {
   Log::write(CFSTR("dropped"), nullptr, 0);
 }
 
-TEST_F(UnitFolderTest, WithoutTheCallForItAPathIsOpenedWithoutLinksAllTheSame) {
+TEST_F(UnitFolderTest, PathsAreOpenedWithoutLinksAlsoWhereTheKernelLacksTheCallForIt) {
   const fs::path folder = _folder.path();
   writeText(folder / "a/b/file", "x");
   fs::create_symlink("a", folder / "link");
@@ -250,7 +250,7 @@ TEST_F(UnitFolderTest, AnotherUsersFolderIsTrustedOnlyIfNamedAndClosedToOthers) 
       });
 }
 
-TEST_F(UnitFolderTest, AChangeKeepsTheModeAndByRootTheOwner) {
+TEST_F(UnitFolderTest, AChangeKeepsTheModeAndWhenRootMakesItTheOwner) {
   VirtualDevice unit(_unit);
   unit.use();
   const uid_t owner = ::geteuid() == 0 ? 65534 : ::geteuid();

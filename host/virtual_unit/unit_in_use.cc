@@ -1,15 +1,16 @@
 #include "host/virtual_unit/unit_in_use.h"
 
 #include <mutex>
+#include <utility>
 
 #include "host/unit_messages.h"
 #include "host/virtual_unit/unit_place.h"
+#include "platform/fork_safe_lock.h"
 
 namespace corvane::host {
 namespace {
 
 struct InUse {
-  std::mutex mutex;
   bool isOpened = false;
   std::shared_ptr<UnitFolder> unit;
   std::string lastReport;
@@ -22,20 +23,14 @@ InUse& inUse() {
   return state;
 }
 
-void report(InUse& state, const std::string& reason) {
-  if (state.lastReport == reason) return;
-  state.lastReport = reason;
-  reportOnUnit(reason);
-}
-
-void openDefaultUnit(InUse& state) {
-  state.isOpened = true;
+/// Returns the default unit; null, after a report, when it cannot be used.
+std::shared_ptr<UnitFolder> openDefaultUnit() {
   const std::filesystem::path& folder = defaultUnitFolder();
   try {
-    state.unit =
-        withDeviceErrors(folder.c_str(), [&] { return std::make_shared<UnitFolder>(folder); });
+    return withDeviceErrors(folder.c_str(), [&] { return std::make_shared<UnitFolder>(folder); });
   } catch (const DeviceError& error) {
-    report(state, error.what());
+    reportUnusable(error.what());
+    return nullptr;
   }
 }
 
@@ -43,22 +38,30 @@ void openDefaultUnit(InUse& state) {
 
 std::shared_ptr<UnitFolder> unitInUse() {
   InUse& state = inUse();
-  const std::lock_guard lock(state.mutex);
-  if (!state.isOpened) openDefaultUnit(state);
+  {
+    const std::lock_guard lock(ForkSafeLock<InUse>::get());
+    if (state.isOpened) return state.unit;
+  }
+  // Without the lock, which a fork waits for. Threads that come here together open the same unit.
+  auto unit = openDefaultUnit();
+  const std::lock_guard lock(ForkSafeLock<InUse>::get());
+  if (!std::exchange(state.isOpened, true)) state.unit = std::move(unit);
   return state.unit;
 }
 
 void useUnit(std::shared_ptr<UnitFolder> unit) {
   InUse& state = inUse();
-  const std::lock_guard lock(state.mutex);
+  const std::lock_guard lock(ForkSafeLock<InUse>::get());
   state.isOpened = true;
   state.unit = std::move(unit);
 }
 
 void reportUnusable(const std::string& reason) {
   InUse& state = inUse();
-  const std::lock_guard lock(state.mutex);
-  report(state, reason);
+  const std::lock_guard lock(ForkSafeLock<InUse>::get());
+  if (state.lastReport == reason) return;
+  state.lastReport = reason;
+  reportOnUnit(reason);
 }
 
 }  // namespace corvane::host

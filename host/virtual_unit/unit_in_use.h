@@ -7,7 +7,7 @@
 #include <new>
 #include <string>
 
-#include "host/device_error.h"
+#include "host/include/device_error.h"
 #include "host/virtual_unit/unit_file.h"
 #include "host/virtual_unit/unit_folder.h"
 

@@ -1,4 +1,4 @@
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -22,6 +22,7 @@
 #include "host/virtual_unit/unit_file.h"
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/file_descriptor.h"
+#include "platform/fork_safe_lock.h"
 
 namespace corvane::host {
 namespace {
@@ -69,7 +70,7 @@ std::string holderText(const struct stat& file) {
 
 /// Waits for the lock that `lock` is open on. Throws UnitBusyError when another keeps it.
 void waitForLock(int lock, const struct stat& file, const std::filesystem::path& folder) {
-  constexpr milliseconds kSilence(2000), kLongestPause(5);
+  constexpr milliseconds kSilence(2000), kMaxPause(5);
   const milliseconds limit = patience();
   const Clock::time_point start = Clock::now();
   Clock::time_point reportAt = start + std::min(kSilence, limit / 2);
@@ -89,15 +90,16 @@ void waitForLock(int lock, const struct stat& file, const std::filesystem::path&
                    ", which holds the unit's lock");
     }
     std::this_thread::sleep_for(pause);
-    pause = std::min<std::chrono::microseconds>(pause * 2, kLongestPause);
+    pause = std::min<std::chrono::microseconds>(pause * 2, kMaxPause);
   }
 }
 
+struct KnownUnits;
+
 /// Returns whether this process locks the unit for the first time.
 bool isFirst(const std::filesystem::path& folder) {
-  static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::set<std::string>;
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(ForkSafeLock<KnownUnits>::get());
   return known.insert(folder.string()).second;
 }
 

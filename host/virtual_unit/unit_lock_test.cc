@@ -1,4 +1,4 @@
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

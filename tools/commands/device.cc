@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "device/models.h"
-#include "host/unit_lock.h"
-#include "host/virtual_device.h"
+#include "host/include/unit_lock.h"
+#include "host/include/virtual_device.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "tools/command_line.h"
 #include "tools/documents/unit_diff.h"
 #include "tools/documents/unit_document.h"

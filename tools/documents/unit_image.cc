@@ -7,8 +7,8 @@
 #include <array>
 #include <system_error>
 
-#include "host/device_error.h"
-#include "host/unit_lock.h"
+#include "host/include/device_error.h"
+#include "host/include/unit_lock.h"
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
 #include "tools/files.h"

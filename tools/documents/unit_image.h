@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/unit_paths.h"
+#include "host/virtual_unit/unit_paths.h"
 #include "log/log.h"
 #include "tools/inspect/dump_inspector.h"
 

@@ -10,9 +10,9 @@
 #include <optional>
 #include <system_error>
 
+#include "host/include/unit_lock.h"
+#include "host/include/virtual_device.h"
 #include "host/linux/system_calls.h"
-#include "host/unit_lock.h"
-#include "host/virtual_device.h"
 #include "platform/file_descriptor.h"
 #include "platform/files.h"
 #include "tools/command_error.h"

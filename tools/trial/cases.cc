@@ -6,7 +6,7 @@
 
 #include "controlbits/diagnostic_record.h"
 #include "device/models.h"
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "syscfg/area_format.h"
 #include "tools/trial/case.h"
 

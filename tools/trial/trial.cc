@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/signal_wait.h"

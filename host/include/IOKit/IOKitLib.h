@@ -8,7 +8,7 @@
 
 CORVANE_HOST_EXTERN_C_BEGIN
 
-/// Objects of the device registry, as counted names of this process: a function that hands one out
+/// Objects of the device registry, as counted names of this process: a function that returns one
 /// adds a reference, IOObjectRelease gives it back.
 typedef mach_port_t io_object_t;
 typedef io_object_t io_registry_entry_t;
@@ -20,7 +20,7 @@ typedef char io_string_t[512];
 
 #define IO_OBJECT_NULL ((io_object_t)0)
 
-/// Stands for the port that IOMasterPort hands out.
+/// Stands for the port that IOMasterPort stores.
 CORVANE_HOST_EXPORT const mach_port_t kIOMasterPortDefault;
 
 /// Stores the port to the registry. Fails with kIOReturnNoDevice, and stores a null port, when the

@@ -16,34 +16,34 @@ CORVANE_HOST_EXPORT mach_port_t bootstrap_port;
 CORVANE_HOST_EXPORT mach_port_t mach_task_self_;
 #define mach_task_self() mach_task_self_
 
-/// Ports are counted names of this process: a call that hands one out adds a reference, which
-/// mach_port_deallocate gives back. Arrays that a call hands out are given back with vm_deallocate,
+/// Ports are counted names of this process: a call that returns one adds a reference, which
+/// mach_port_deallocate gives back. Arrays that a call returns are given back with vm_deallocate,
 /// their ports one by one. A call on a port whose task or thread has gone, or on a name that is not
 /// held, fails with MACH_SEND_INVALID_DEST; on a port of another kind with KERN_INVALID_ARGUMENT;
 /// and when this process lacks file descriptors for an answer, with KERN_RESOURCE_SHORTAGE.
 
 /// Gives a reference back. Fails with KERN_INVALID_NAME for a name that this process does not hold.
 CORVANE_HOST_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
-/// Frees an array that a call handed out; `size` is in bytes.
+/// Frees an array that a call returned; `size` is in bytes.
 CORVANE_HOST_EXPORT kern_return_t vm_deallocate(vm_map_t target_task, vm_address_t address,
                                                 vm_size_t size);
 
 CORVANE_HOST_EXPORT mach_port_t mach_host_self(void);
-/// Hands out the name ports of the host's processor sets. A virtual device has one set.
+/// Stores the name ports of the host's processor sets. A virtual device has one set.
 CORVANE_HOST_EXPORT kern_return_t host_processor_sets(host_priv_t host_priv,
                                                       processor_set_name_array_t* processor_sets,
                                                       mach_msg_type_number_t* processor_setsCnt);
 CORVANE_HOST_EXPORT kern_return_t host_processor_set_priv(host_priv_t host_priv,
                                                           processor_set_name_t set_name,
                                                           processor_set_t* set);
-/// Hands out a port for each process of this machine, and one for the kernel task.
+/// Stores a port for each process of this machine, and one for the kernel task.
 CORVANE_HOST_EXPORT kern_return_t processor_set_tasks(processor_set_t processor_set,
                                                       task_array_t* task_list,
                                                       mach_msg_type_number_t* task_listCnt);
 
 /// Stores the process id of the task. Fails with KERN_FAILURE when the task has gone.
 CORVANE_HOST_EXPORT kern_return_t pid_for_task(mach_port_name_t t, int* x);
-/// Hands out a port that only names the task. Fails with KERN_FAILURE when there is no such
+/// Stores a port that only names the task. Fails with KERN_FAILURE when there is no such
 /// process.
 CORVANE_HOST_EXPORT kern_return_t task_name_for_pid(mach_port_name_t target_tport, int pid,
                                                     mach_port_name_t* tn);

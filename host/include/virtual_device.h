@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_VIRTUAL_DEVICE_H_
-#define CORVANE_HOST_VIRTUAL_DEVICE_H_
+#ifndef CORVANE_HOST_INCLUDE_VIRTUAL_DEVICE_H_
+#define CORVANE_HOST_INCLUDE_VIRTUAL_DEVICE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -60,7 +60,8 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// Returns the bytes of the data set named `set` as the registry publishes them, but without
   /// stuck ones.
   std::vector<uint8_t> dataSet(const std::string& set) const;
-  /// Makes `contents` the whole data set named `set`, whatever size it had, and commits that.
+  /// Replaces the data set named `set` by `contents`, which may have another size, and commits
+  /// that.
   void setDataSet(const std::string& set, std::span<const uint8_t> contents);
   /// Returns the names of the data sets with changes that the next reboot undoes.
   std::vector<std::string> uncommittedDataSets() const;
@@ -75,8 +76,8 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// its first platform call; empty when its rules can be used.
   static std::string faultInEnvironment();
   /// Returns how often this process called each function that a rule can name since it set its
-  /// rules; counted only while there are rules. With it a test fails a call's first and last
-  /// occurrence.
+  /// rules; calls are counted only while there are rules. With it a test fails a call's first and
+  /// last occurrence.
   static std::map<std::string, uint64_t> callsMade();
 
   /// Returns what NSLog wrote, one message an element, without its time and process; an empty list
@@ -94,4 +95,4 @@ class __attribute__((visibility("default"))) VirtualDevice {
 
 }  // namespace corvane::host
 
-#endif  // CORVANE_HOST_VIRTUAL_DEVICE_H_
+#endif  // CORVANE_HOST_INCLUDE_VIRTUAL_DEVICE_H_

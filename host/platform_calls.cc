@@ -1,5 +1,5 @@
 #include "host/faults.h"
-#include "host/unit_lock.h"
+#include "host/include/unit_lock.h"
 #include "host/virtual_unit/unit_in_use.h"
 #include "platform/device_path.h"
 #include "platform/unit_lock.h"

@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_UNIT_PATHS_H_
-#define CORVANE_HOST_UNIT_PATHS_H_
+#ifndef CORVANE_HOST_VIRTUAL_UNIT_UNIT_PATHS_H_
+#define CORVANE_HOST_VIRTUAL_UNIT_UNIT_PATHS_H_
 
 /// Files of a virtual unit, relative to its folder.
 namespace corvane::host {
@@ -10,4 +10,4 @@ inline constexpr char kVersionFile[] = "root/System/Library/CoreServices/SystemV
 
 }  // namespace corvane::host
 
-#endif  // CORVANE_HOST_UNIT_PATHS_H_
+#endif  // CORVANE_HOST_VIRTUAL_UNIT_UNIT_PATHS_H_

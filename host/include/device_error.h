@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_DEVICE_ERROR_H_
-#define CORVANE_HOST_DEVICE_ERROR_H_
+#ifndef CORVANE_HOST_INCLUDE_DEVICE_ERROR_H_
+#define CORVANE_HOST_INCLUDE_DEVICE_ERROR_H_
 
 #include <stdexcept>
 
@@ -19,4 +19,4 @@ class __attribute__((visibility("default"))) UnitBusyError : public DeviceError 
 
 }  // namespace corvane::host
 
-#endif  // CORVANE_HOST_DEVICE_ERROR_H_
+#endif  // CORVANE_HOST_INCLUDE_DEVICE_ERROR_H_

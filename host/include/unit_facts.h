@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_UNIT_FACTS_H_
-#define CORVANE_HOST_UNIT_FACTS_H_
+#ifndef CORVANE_HOST_INCLUDE_UNIT_FACTS_H_
+#define CORVANE_HOST_INCLUDE_UNIT_FACTS_H_
 
 #include <cstdint>
 #include <optional>
@@ -15,8 +15,8 @@ struct UnitFacts {
   /// Whether the power source mirrors this machine's own battery and mains supply instead of the
   /// capacities and the external power below.
   bool hostPower = false;
-  /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in whatever measure
-  /// the unit uses.
+  /// "CurrentCapacity" and "MaxCapacity" of the service "IOPMPowerSource", in the
+  /// unit's own measure.
   /// @{
   std::optional<int64_t> currentCapacity = 80;
   std::optional<int64_t> maxCapacity = 100;
@@ -42,4 +42,4 @@ struct UnitFacts {
 
 }  // namespace corvane::host
 
-#endif  // CORVANE_HOST_UNIT_FACTS_H_
+#endif  // CORVANE_HOST_INCLUDE_UNIT_FACTS_H_

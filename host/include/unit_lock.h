@@ -1,5 +1,5 @@
-#ifndef CORVANE_HOST_UNIT_LOCK_H_
-#define CORVANE_HOST_UNIT_LOCK_H_
+#ifndef CORVANE_HOST_INCLUDE_UNIT_LOCK_H_
+#define CORVANE_HOST_INCLUDE_UNIT_LOCK_H_
 
 #include <filesystem>
 
@@ -8,8 +8,8 @@
 namespace corvane::host {
 
 /// Holds a unit's lock while it exists, so that no other process and no other thread changes the
-/// unit: what a program reads, changes and writes back under one lock loses nobody's change. Every
-/// change of a unit takes the lock for itself; a thread that holds it already gets it again.
+/// unit: a program that reads, changes and writes back under one lock undoes no change of another.
+/// Every change of a unit takes the lock for itself; a thread that holds it already gets it again.
 ///
 ///     const corvane::host::UnitLock lock;
 ///     if (hasBootArg(CFSTR("debug=1"))) removeBootArg(CFSTR("debug=1"));
@@ -39,4 +39,4 @@ class __attribute__((visibility("default"))) UnitLock {
 
 }  // namespace corvane::host
 
-#endif  // CORVANE_HOST_UNIT_LOCK_H_
+#endif  // CORVANE_HOST_INCLUDE_UNIT_LOCK_H_

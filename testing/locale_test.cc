@@ -1,0 +1,111 @@
+#include <clocale>
+#include <cstdlib>
+#include <iostream>
+#include <regex>
+
+#include "bootargs/boot_args.h"
+#include "controlbits/control_bits.h"
+#include "device/power.h"
+#include "host/mach/testing/scripted_kernel.h"
+#include "log/log.h"
+#include "log/log_collection.h"
+#include "processes/processes.h"
+#include "station/station.h"
+#include "testing/unit_test.h"
+
+namespace corvane::testing {
+namespace {
+
+/// Returns the text without what differs from run to run. What is left shows the mark of a decimal
+/// fraction wherever the text has one.
+std::string withoutTimes(const std::string& text) {
+  static const std::regex kTimes(
+      R"re("(time|run|host|version|operator)":"[^"]*"|"seconds":[0-9.]+|[0-9]+\.[0-9]+ s|\[[-0-9: .]+\] |)re"
+      R"re([0-9]{2}:[0-9]{2}:[0-9]{2}|[0-9]{4}[-/][^ ]+ [:0-9.]+ [^ ]+\[[0-9:]+\])re");
+  return std::regex_replace(text, kTimes, "");
+}
+
+/// Has each subsystem and the kit make and read numbers on a new unit. Returns what they leave and
+/// return.
+std::vector<std::string> everything() {
+  const TemporaryFolder folder;
+  host::VirtualDevice unit(folder.path() / "unit");
+  unit.use();
+  std::vector<std::string> found;
+  const auto list = [&](const char* file, const std::string& entries) {
+    writeText(unit.folder() / file, "<plist version=\"1.0\"><dict>" + entries + "</dict></plist>");
+  };
+  const auto keep = [&](const char* file) { found.push_back(readText(unit.folder() / file)); };
+
+  list("nvram.plist",
+       "<key>boot-args</key><string>console=1</string><key>gain</key><real>1.25</real>");
+  addBootArg(CFSTR("alpha=1"));
+  keep("nvram.plist");
+
+  list("device.plist",
+       "<key>registry</key><dict><key>VelmoDiagnosticDataAccess</key><dict/>"
+       "<key>IOPMPowerSource</key><dict><key>CurrentCapacity</key><real>0.75</real>"
+       "<key>MaxCapacity</key><real>1.5</real><key>offset</key><integer>-50</integer></dict></"
+       "dict>");
+  changeFacts(unit, [](host::UnitFacts& facts) { facts.radio = true; });
+  keep("device.plist");
+  found.push_back("battery " + std::to_string(getBatteryCapacity()));
+
+  list("root/private/var/logs/CorvaneTov/Expected/logCollection.plist",
+       "<key>newLogCollection</key><real>0.5</real>");
+  found.push_back("collection " + std::to_string(newLogCollection()));
+
+  ScriptedKernel kernel;
+  kernel.tasks().push_back({.pid = 100, .path = "/bin/p", .times = {{1, 500'000}, {0, 0}}});
+  kernel.tasks().back().threads.resize(1);
+  kernel.tasks().back().threads[0].info.cpu_usage = 125;
+  Processes().prettyPrintToLog();
+
+  ControlBits::getReady();
+  const uint8_t value[] = {'1', '.', '5'};
+  ControlBits::writeSystemConfig(value, 3, 0x4F505453);
+  ControlBits::writeDiagnosticsRecord(7, 1, CFSTR("1.5"));
+
+  const auto results = folder.path() / "results.jsonl";
+  ::testing::internal::CaptureStdout();
+  station::run(
+      {.name = "scale", .number = 8, .statusOffset = 20, .poisonOffset = 21, .runCountKey = "SCAL"},
+      {.results = results, .unit = "1"}, [](station::TestRun& run) {
+        run.phase("weigh", [](station::Phase& phase) {
+          phase.measure("weight", 12.5, "g", {.lower = 0.5, .upper = 1000.25});
+          phase.measure("drift", 1e-7, "g", {.upper = 0});
+        });
+      });
+  found.push_back(withoutTimes(::testing::internal::GetCapturedStdout()));
+  found.push_back(withoutTimes(readText(results)));
+  found.push_back(withoutTimes(readText(unit.filePath(kLogFile))));
+  found.push_back(withoutTimes(readText(unit.filePath("/private/var/log/system.log"))));
+  for (const char* set : {"VelmoDiagnosticData", "VelmoDiagnosticDataSysCfg"}) {
+    std::vector<uint8_t> bytes = unit.dataSet(set);
+    for (const size_t time : {128u, 152u}) std::fill_n(bytes.begin() + time, 8, uint8_t{0});
+    found.emplace_back(bytes.begin(), bytes.end());
+  }
+  return found;
+}
+
+TEST(LocaleTest, ADecimalCommaChangesNothing) {
+  const TemporaryFolder locales;
+  const std::string make =
+      "localedef -i de_DE -f UTF-8 " + locales.path().string() + "/de_DE.UTF-8";
+  const bool isMade = std::system((make + " 2>&1").c_str()) == 0;
+  if (!isMade && !std::getenv("CI")) GTEST_SKIP() << "needs localedef of the package locales";
+  ASSERT_TRUE(isMade);
+
+  const std::vector<std::string> expected = everything();
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "alpha=1", expected[0]);
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "<integer>-50", expected[1]);
+  ::setenv("LOCPATH", locales.path().c_str(), 1);
+  ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+  std::locale::global(std::locale("de_DE.UTF-8"));
+  const std::vector<std::string> under = everything();
+  std::setlocale(LC_ALL, "C");
+  EXPECT_EQ(under, expected);
+}
+
+}  // namespace
+}  // namespace corvane::testing
