@@ -16,12 +16,13 @@
 namespace corvane::testing {
 namespace {
 
-/// Returns the text without what differs from run to run. What is left shows the mark of a decimal
-/// fraction wherever the text has one.
+/// Returns the text without what differs from run to run: times, and the run's own number. What is
+/// left shows the mark of a decimal fraction wherever the text has one.
 std::string withoutTimes(const std::string& text) {
   static const std::regex kTimes(
-      R"re("(time|run|host|version|operator)":"[^"]*"|"seconds":[0-9.]+|[0-9]+\.[0-9]+ s|\[[-0-9: .]+\] |)re"
-      R"re([0-9]{2}:[0-9]{2}:[0-9]{2}|[0-9]{4}[-/][^ ]+ [:0-9.]+ [^ ]+\[[0-9:]+\])re");
+      R"re("(time|run|host|version|operator)":"[^"]*"|"seconds":[0-9.]+|[0-9]+\.[0-9]+ s)re"
+      R"re(|\[[-0-9: .]+\] |[0-9]{2}:[0-9]{2}:[0-9]{2}|0x52554e53[0-9a-f]+)re"
+      R"re(|[0-9]{4}[-/][^ ]+ [:0-9.]+ [^ ]+\[[0-9:]+\])re");
   return std::regex_replace(text, kTimes, "");
 }
 
@@ -80,11 +81,13 @@ std::vector<std::string> everything() {
   found.push_back(withoutTimes(readText(results)));
   found.push_back(withoutTimes(readText(unit.filePath(kLogFile))));
   found.push_back(withoutTimes(readText(unit.filePath("/private/var/log/system.log"))));
-  for (const char* set : {"VelmoDiagnosticData", "VelmoDiagnosticDataSysCfg"}) {
-    std::vector<uint8_t> bytes = unit.dataSet(set);
-    for (const size_t time : {128u, 152u}) std::fill_n(bytes.begin() + time, 8, uint8_t{0});
-    found.emplace_back(bytes.begin(), bytes.end());
-  }
+  std::vector<uint8_t> data = unit.dataSet("VelmoDiagnosticData");
+  for (const ptrdiff_t time : {128, 152}) std::fill_n(data.begin() + time, 8, uint8_t{0});
+  found.emplace_back(data.begin(), data.end());
+  const std::vector<uint8_t> keys = unit.dataSet("VelmoDiagnosticDataSysCfg");
+  found.emplace_back(keys.begin(), keys.end());
+  const size_t count = found.back().find("RUNS");  // Eight bytes of the run's number follow it.
+  if (count != std::string::npos) found.back().replace(count + 8, 8, "");
   return found;
 }
 
