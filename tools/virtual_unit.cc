@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "host/virtual_device.h"
+#include "host/include/virtual_device.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
