@@ -92,9 +92,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DATADIR
 set(CPACK_DEBIAN_CORVANE-DOC_PACKAGE_ARCHITECTURE all)
 
 set(examples ${CMAKE_INSTALL_DATADIR}/doc/libcorvane-dev/examples)
-install(FILES ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/examples/burn_in_station.cc
-        DESTINATION ${examples})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/load DESTINATION ${examples})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${examples} PATTERN "*_test.*" EXCLUDE)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_OUTPUT_FILE_PREFIX ${PROJECT_BINARY_DIR}/packages)

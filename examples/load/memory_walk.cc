@@ -1,7 +1,6 @@
 #include "memory_walk.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdio>
 
 namespace load {
@@ -9,8 +8,10 @@ namespace {
 
 constexpr size_t kPartWords = MemoryWalk::kStep / sizeof(uint64_t);
 
+// The C++ libraries disagree on the type of the number that std::rotl takes.
 uint64_t wordAt(size_t index, uint64_t pattern) {
-  return std::rotl(pattern, static_cast<int>(index % 64));
+  const size_t count = index % 64;
+  return pattern << count | pattern >> (64 - count) % 64;
 }
 
 }  // namespace
