@@ -22,10 +22,9 @@ std::string textOf(const CLI::App& app, const CLI::ParseError& error) {
   if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) && !unknown.empty()) {
     return (unknown[0].starts_with("-") ? "unknown option " : "unexpected argument ") + unknown[0];
   }
-  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
-    return std::string(error.what()) + " (an option takes one value, a flag none)";
-  }
-  return error.what();
+  const std::string text = error.what();
+  const size_t isFlag = text.find(" was given a disallowed flag override");
+  return isFlag == std::string::npos ? text : "--" + text.substr(0, isFlag) + " takes no value";
 }
 
 }  // namespace

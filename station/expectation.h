@@ -16,7 +16,7 @@ struct CheckResult {
   std::string mistake;  ///< What is wrong with the expectation; empty when it can be checked.
 };
 
-/// Checks `text`, whatever the program's locale is.
+/// Checks `text`, in the C locale.
 CheckResult checked(std::string_view text, const Expected& expected);
 
 }  // namespace corvane::station

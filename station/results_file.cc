@@ -57,7 +57,7 @@ std::string bytesOf(const ordered_json& line) {
   }
 }
 
-/// Makes a write of this thread into a pipe that nobody reads fail with EPIPE, instead of ending
+/// Makes a write of this thread into a pipe without a reader fail with EPIPE, instead of ending
 /// the process, while it exists. Other threads and the process handle SIGPIPE as before.
 class BrokenPipeGuard {
  public:

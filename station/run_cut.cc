@@ -1,4 +1,4 @@
-// How a run ends beside a body that does not return: by a time limit, a signal or `exit`. The body
+// How a run ends while its body has not returned: by a time limit, a signal or `exit`. The body
 // may hold any lock of the library, of the results and of the terminal, so each step has its time,
 // and the process ends after the last one.
 

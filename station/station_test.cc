@@ -261,7 +261,7 @@ TEST_F(StationTest, WithoutResultsThereIsNoVerdict) {
             "the unit is poisoned: byte 21 holds 0xfe; " + outcome.reason);
 }
 
-TEST_F(StationTest, ResultsThatNobodyReadsAnyMoreLeaveNoVerdict) {
+TEST_F(StationTest, ResultsThatLoseTheirReaderLeaveNoVerdict) {
   ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
   const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
   const Outcome outcome = runStation([&](TestRun& run) {
@@ -318,10 +318,18 @@ TEST_F(StationTest, TheCommandLineIsCheckedBeforeTheUnitIsUsed) {
                                             {"--flag=yes"},
                                             {"--text", ""}};
   for (const auto& arguments : wrong) EXPECT_EQ(runWith(arguments), 2) << arguments[0];
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(runWith({"--describe"}), 0);
+  expectFields(json::parse(::testing::internal::GetCapturedStdout()),
+               R"({"station": "speaker", "statusOffset": 20, "runCountKey": "SPKR"})");
   EXPECT_EQ(held().status, 0xFF);
+  ::setenv("CORVANE_FIXTURE", "F3", 1);
   const std::string results = "--results=" + resultsFile().string();
-  EXPECT_EQ(runWith({"--number=7", "--text", "a b", "--flag", results.c_str(), "--unit", "SN2"}),
+  EXPECT_EQ(runWith({"--number=7", "--text", "a b", "--flag", results.c_str(), "--unit", "SN2",
+                     "--operator", "Ada"}),
             0);
+  expectFields(this->results().front(),
+               R"({"program": "speaker", "version": null, "fixture": "F3", "operator": "Ada"})");
   EXPECT_EQ(number, 7);
   EXPECT_EQ(text, "a b");
   EXPECT_TRUE(flag);
@@ -378,7 +386,7 @@ TEST_F(StationTest, ASignalWhileTheUnitIsLockedLeavesItAsItWas) {
                                      "reason": "interrupted by SIGTERM before the unit was marked"})");
 }
 
-TEST_F(StationTest, ASignalEndsARunWhoseResultsNobodyReads) {
+TEST_F(StationTest, ASignalEndsARunWhoseResultsAreNotRead) {
   ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
   const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
   const auto station = [&] {

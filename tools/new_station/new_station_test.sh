@@ -51,7 +51,7 @@ chmod u+w .
 rm errors
 [[ $(ls -A) == "$before" ]]
 
-echo "== beside other stations it has places of its own"
+echo "== a station gets places that no other in the folder has"
 for offset in 24 26 28 32; do
   "$corvane" new-station "s$offset" | grep "^s$offset: number .*, bytes $offset and"
 done

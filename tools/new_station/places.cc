@@ -32,7 +32,7 @@ std::optional<NeighbourStation> stationIn(const std::filesystem::path& folder) {
     const std::vector<uint8_t> bytes = readFile(file.string(), kMaxSource).bytes;
     source.assign(bytes.begin(), bytes.end());
   } catch (const CommandError&) {
-    return std::nullopt;  // Somebody else's folder.
+    return std::nullopt;  // It belongs to another user.
   }
   const auto number = parseNumber<int>(fieldIn(source, "number"));
   const auto status = parseNumber<int>(fieldIn(source, "statusOffset"));
@@ -48,7 +48,7 @@ std::string keyOf(int number) {
   return "R" + digits;
 }
 
-/// Returns who has the number or its key; empty when nobody has.
+/// Returns which station has the number or its key; empty when none has.
 std::string ownerOfNumber(const std::vector<NeighbourStation>& neighbours, int number) {
   for (const auto& [name, places] : neighbours) {
     if (places.number == number || places.runCountKey == keyOf(number)) return "station " + name;
@@ -56,7 +56,7 @@ std::string ownerOfNumber(const std::vector<NeighbourStation>& neighbours, int n
   return {};
 }
 
-/// Returns who has the byte at `offset` or the one after it; empty when nobody has.
+/// Returns what uses the byte at `offset` or the one after it; empty when both are free.
 std::string ownerOfBytes(const std::vector<NeighbourStation>& neighbours, int offset) {
   const auto isOne = [offset](int taken) { return taken == offset || taken == offset + 1; };
   if (isOne(kLogCollectionOffset) || isOne(kSuiteStatusOffset)) return "the library";
@@ -68,7 +68,7 @@ std::string ownerOfBytes(const std::vector<NeighbourStation>& neighbours, int of
 
 using OwnerOf = std::string (*)(const std::vector<NeighbourStation>&, int);
 
-/// Returns the first number of `first` to `last` that nobody has, in steps of `step`.
+/// Returns the first number of `first` to `last`, in steps of `step`, that is free.
 std::optional<int> firstFree(const std::vector<NeighbourStation>& neighbours, OwnerOf ownerOf,
                              int first, int last, int step) {
   for (int number = first; number <= last; number += step) {
