@@ -78,7 +78,7 @@ void Run::failTimedOutPhase() {
 
 std::string Run::leavePhase() {
   const Lock lock(_lock);
-  const std::string place = _phase ? "in phase " + _phase->handle->_name : "between phases";
+  std::string place = _phase ? "in phase " + _phase->handle->_name : "between phases";
   _phase.reset();
   return place;
 }
