@@ -236,7 +236,6 @@ class Trial {
   /// anything to sum up.
   void runAll(const Station& station, const std::vector<Case>& cases, double limit,
               const Done& done) {
-    SignalWait signals({SIGINT, SIGTERM, SIGHUP});
     std::atomic<size_t> next = 0, ended = 0;
     _isCancelled = false;
     _error = nullptr;
@@ -250,9 +249,9 @@ class Trial {
     }
     const bool showsProgress = isatty(STDERR_FILENO) && _summary.planned > 0;
     while (ended < count) {
-      signals.wait(Clock::now() + std::chrono::milliseconds(_summary.planned > 0 ? 50 : 1));
+      _signals.wait(Clock::now() + std::chrono::milliseconds(_summary.planned > 0 ? 50 : 1));
       for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        _summary.isInterrupted |= signals.takeArrival(signal);
+        _summary.isInterrupted |= _signals.takeArrival(signal);
       }
       if (_summary.isInterrupted) _isCancelled = true;
       if (showsProgress) {
@@ -285,6 +284,8 @@ class Trial {
     }
   }
 
+  /// Lives longer than the folder, which would stay if a signal ended the process.
+  SignalWait _signals{{SIGINT, SIGTERM, SIGHUP}};
   const Options& _options;
   Station _station;
   std::mt19937 _random;
