@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -32,6 +33,18 @@ inline bool copyMemory(const void* from, std::span<std::byte> to) {
 
 /// Returns the id of the calling thread, as it is in "/proc".
 inline pid_t threadId() { return ::gettid(); }
+
+/// Returns whether a signal has stopped the process; not for one that a debugger has stopped.
+inline bool isStopped(pid_t process) {
+  char path[32], line[64] = {};  // The name ends within 40 bytes, and the state follows it.
+  ::snprintf(path, sizeof path, "/proc/%d/stat", process);
+  const int file = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const ssize_t count = ::read(file, line, sizeof line - 1);
+  ::close(file);
+  const char* const nameEnd = count > 0 ? ::strrchr(line, ')') : nullptr;
+  return nameEnd != nullptr && ::strncmp(nameEnd, ") T", 3) == 0;
+}
 
 /// Returns the name of the program's file, without its folder.
 inline const char* programName() { return program_invocation_short_name; }

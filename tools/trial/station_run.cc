@@ -15,7 +15,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
+#include <utility>
 
+#include "host/linux/system_calls.h"
 #include "platform/file_descriptor.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
@@ -42,15 +44,21 @@ std::string textOf(const fs::path& path) {
   }
 }
 
-Calls callsIn(const fs::path& file) {
-  Calls calls;
+/// Returns the counts of each process that has called the platform.
+std::vector<std::pair<pid_t, Calls>> processesIn(const fs::path& file) {
+  std::vector<std::pair<pid_t, Calls>> processes;
   std::istringstream lines(textOf(file));
   for (std::string line; std::getline(lines, line);) {
     const auto process = nlohmann::json::parse(line, nullptr, false);
-    if (process.is_discarded()) continue;
-    for (const auto& [call, count] : process["calls"].items()) {
-      calls[call] = std::max(calls[call], count.get<uint64_t>());
-    }
+    if (!process.is_discarded()) processes.emplace_back(process["process"], process["calls"]);
+  }
+  return processes;
+}
+
+Calls callsIn(const fs::path& file) {
+  Calls calls;
+  for (const auto& [process, counts] : processesIn(file)) {
+    for (const auto& [call, count] : counts) calls[call] = std::max(calls[call], count);
   }
   return calls;
 }
@@ -144,12 +152,23 @@ void meddle(const Case& what, const fs::path& unit, Run& run) {
   }
 }
 
+/// Returns the station's processes that the case's fault rule has stopped. A process counts its
+/// call before it stops.
+std::vector<pid_t> stoppedProcesses(const Case& what, const fs::path& calls) {
+  std::vector<pid_t> stopped;
+  for (auto& [process, counts] : processesIn(calls)) {
+    if (counts[what.call] >= what.occurrence && host::isStopped(process))
+      stopped.push_back(process);
+  }
+  return stopped;
+}
+
 /// Waits for the end of the station and does to it what the case says.
 void attend(pid_t process, const Case& what, const fs::path& folder, double limit,
             const std::atomic<bool>& isCancelled, Run& run) {
   const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   const Clock::time_point begin = Clock::now();
-  bool isSignalDue = what.signalAfter.has_value(), isStopDue = bool(what.meddling);
+  bool isSignalDue = what.signalAfter.has_value(), isMeddlingDue = bool(what.meddling);
   for (;;) {
     double wait = std::min(limit - secondsSince(begin), what.meddling ? 0.001 : 0.1);
     if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));
@@ -161,12 +180,16 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
       isSignalDue = false;
       kill(-process, what.signal);
     }
-    if (isStopDue) {
-      run.callsAtStop = callsIn(folder / "calls");
-      isStopDue = run.callsAtStop[what.call] < what.occurrence;
-      if (!isStopDue) meddle(what, folder / "unit", run);
-    } else if (what.meddling) {
-      kill(-process, SIGCONT);  // Again and again: the process counts its call before it stops.
+    if (what.meddling) {
+      for (const pid_t stopped : stoppedProcesses(what, folder / "calls")) {
+        if (std::exchange(isMeddlingDue, false)) {
+          run.callsAtStop = callsIn(folder / "calls");
+          meddle(what, folder / "unit", run);
+        }
+        // Only a stopped process gets it: in a running one, it would take away the SIGSTOP with
+        // which a debugger or a leak checker attaches, and that would wait without end.
+        kill(stopped, SIGCONT);
+      }
     }
     run.isHung = secondsSince(begin) >= limit;
     if (run.isHung || isCancelled) break;

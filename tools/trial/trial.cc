@@ -200,6 +200,11 @@ class Trial {
     if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
     _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
     if (_options.keep.empty()) return;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+      if (fs::is_other(entry.symlink_status())) fs::remove(entry);  // It cannot be copied.
+    }
+    // A link that an earlier trial left cannot be replaced.
+    for (const char* unit : {"unit", "before"}) fs::remove_all(keptFolder(what) / unit);
     const auto options = fs::copy_options::recursive | fs::copy_options::copy_symlinks |
                          fs::copy_options::overwrite_existing;
     fs::create_directories(_options.keep);

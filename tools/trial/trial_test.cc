@@ -22,6 +22,8 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
     const char *lie, *found, *finding, *reason;
   } cases[] = {
       {kKitLiar, "--lies", "low battery", "lie", "ended with 0, but the unit does not show a pass"},
+      // Its kept unit replaces the one of before.
+      {kKitLiar, "--lies", "low battery", "lie", "ended with 0, but the unit does not show a pass"},
       {kLiar, "ignores-refusal", "IORegistryEntrySetCFProperties=0xe00002c1@1+", "lie",
        "ended with 0, but the unit does not show a pass"},
       {kLiar, "never-reads-back", "stuck:VelmoDiagnosticData:30=254", "lie",
@@ -29,7 +31,9 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
       {kLiar, "early-verdict", "no power source", "lie", "ended with 1, but the unit shows a pass"},
       {kLiar, "hangs", "IORegistryEntrySetCFProperties@1+", "hang", "not ended after 5 s"}};
   for (const auto& [station, lie, found, finding, reason] : cases) {
-    const auto summary = tryStation(station + "--case '" + found + "' -- " + lie, 1);
+    const auto summary = tryStation(
+        station + "--keep " + shellWord(path("kept")) + " --case '" + found + "' -- " + lie, 1);
+    EXPECT_TRUE(std::filesystem::exists(path("kept") / found / "before"));
     ASSERT_EQ(summary["findings"].size(), 1u) << summary;
     EXPECT_EQ(summary["findings"][0]["finding"], finding);
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, summary["findings"][0]["reason"]);
