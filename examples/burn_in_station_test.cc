@@ -32,5 +32,31 @@ TEST_F(BurnInStationTest, WhatFailsIsNamedAndNoTextDrivesTheTerminal) {
   EXPECT_PRED_FORMAT2(::testing::IsSubstring, "arithmetic: core 0: ", readText(results));
 }
 
+TEST_F(BurnInStationTest, StationsOnTheLibraryAloneReadBackWhatTheyWrote) {
+  const struct {
+    const char* program;
+    int offset;
+    const char* key;
+  } stations[] = {{C_STATION, 40, "CRUN"}, {LIBRARY_STATION, 42, "LRUN"}};
+  for (const auto& [program, offset, key] : stations) {
+    const auto runStation = [&, program = program](const std::string& faults) {
+      return shell("CORVANE_FAULTS=" + faults + " CORVANE_DEVICE=" + shellWord(unit()) + " " +
+                   shellWord(program))
+          .exitStatus;
+    };
+    const std::string status = std::to_string(offset), poison = std::to_string(offset + 1);
+    EXPECT_EQ(runStation(""), 0) << program;
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, "0xfc  passed",
+                        run("status --from " + status + " --to " + status + " --list").output);
+    EXPECT_EQ(runStation("stuck:VelmoDiagnosticData:" + status + "=0xfd"), 3);
+    EXPECT_EQ(runStation("stuck:VelmoDiagnosticDataSysCfg:20=0x07"), 3);
+    EXPECT_EQ(runStation("IORegistryEntrySetCFProperties=0xe00002bc"), 3);
+    EXPECT_PRED_FORMAT2(::testing::IsSubstring, key, run("syscfg list").output);
+    run("poison set " + poison);
+    EXPECT_EQ(runStation(""), 3) << "poisoned";
+  }
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "library ok", run("record list").output);
+}
+
 }  // namespace
 }  // namespace corvane::testing
