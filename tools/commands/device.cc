@@ -85,7 +85,8 @@ struct FactOptions {
     std::vector<std::string> codes;
     for (const Model& known : kModels) codes.emplace_back(known.code);
     std::cerr << "corvane: warning: '" << printable(*model)
-              << "' does not begin with a model code that the library knows (" << joined(codes) << ")\n";
+              << "' does not begin with a model code that the library knows (" << joined(codes)
+              << ")\n";
   }
 
   bool isEmpty() const {

@@ -28,9 +28,9 @@ const std::array kFixedPaths = {
     std::string_view("root/private/var/logs/BurnIn/.logsCollected")};
 
 /// Above what a unit accepts for any of its files.
-constexpr size_t kLargestFile = size_t{64} << 20;
+constexpr size_t kMaxFile = size_t{64} << 20;
 /// A document has up to three characters for each byte of a unit's files.
-constexpr size_t kLargestDocument = size_t{512} << 20;
+constexpr size_t kMaxDocument = size_t{512} << 20;
 
 /// Returns whether `name` is the file of a data set: NAME.bin, or NAME.committed with the contents
 /// that a reboot restores. Nobody can ask a unit for a name that is not UTF-8.
@@ -63,7 +63,7 @@ void addFile(UnitImage& image, const fs::path& folder, const std::string& path) 
   if (!fs::is_regular_file(status)) {
     throw CommandError(kNotReady, file.string() + ": is not a regular file");
   }
-  FileBytes contents = readFile(file.string(), kLargestFile);
+  FileBytes contents = readFile(file.string(), kMaxFile);
   if (!contents.isWhole) {
     throw CommandError(kFailed, file.string() + ": is larger than 64 MiB");
   }
@@ -142,7 +142,7 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
     if (kind) throw CommandError(kUsage, source + ": --as is for dumps, and this is a folder");
     return readUnitFolder(fs::absolute(source).lexically_normal());
   }
-  FileBytes contents = readFile(source, kLargestDocument);
+  FileBytes contents = readFile(source, kMaxDocument);
   const std::string name = source == "-" ? "standard input" : source;
   if (!contents.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");
   const auto first = std::ranges::find_if_not(

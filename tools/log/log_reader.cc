@@ -14,8 +14,8 @@ void LogReader::skipToLast(size_t lines) {
   if (!_log && !open()) return;
   off_t position = _log->facts().st_size, lineBegin = position;
   std::array<char, 65536> piece;
-  for (size_t feeds = 0; feeds <= lines && position > 0 &&
-                         lineBegin - position < static_cast<off_t>(kMaxRecord);) {
+  for (size_t feeds = 0;
+       feeds <= lines && position > 0 && lineBegin - position < static_cast<off_t>(kMaxRecord);) {
     const off_t begin = std::max<off_t>(0, position - std::ssize(piece));
     const size_t count = _log->readAt(begin, {piece.data(), static_cast<size_t>(position - begin)});
     position = begin;

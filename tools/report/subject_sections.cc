@@ -226,7 +226,7 @@ std::string bootArgumentsSection(const ReportSubject& subject) {
 }
 
 std::string logSection(const ReportSubject& subject) {
-  constexpr std::ptrdiff_t kMostLines = 5000;
+  constexpr std::ptrdiff_t kMaxLines = 5000;
   const Bytes* log = subject.image.file(kTestLogFile);
   if (!log || log->empty()) return "";
   const std::string_view text(reinterpret_cast<const char*>(log->data()), log->size());
@@ -239,7 +239,7 @@ std::string logSection(const ReportSubject& subject) {
     const size_t end = std::min(text.find('\n', at), text.size());
     const std::string_view line = text.substr(at, end - at);
     at = end + 1;
-    if (count - skipped > kMostLines) {
+    if (count - skipped > kMaxLines) {
       ++skipped;
       continue;
     }
@@ -248,7 +248,7 @@ std::string logSection(const ReportSubject& subject) {
   }
   if (skipped > 0) {
     html = paragraph("Of " + std::to_string(count) + " lines the last " +
-                     std::to_string(kMostLines) + " are shown.") +
+                     std::to_string(kMaxLines) + " are shown.") +
            html;
   }
   return section("Test log", html + "</ol>\n");
