@@ -28,7 +28,7 @@ std::string faultOf(const Profile& profile) {
   if (profile.name.empty()) return "the station has no name";
   for (const auto& [byte, offset] : {std::pair{"the status byte", profile.statusOffset},
                                      std::pair{"the poison byte", profile.poisonOffset}}) {
-    if (const std::string fault = faultOfOffset(byte, offset); !fault.empty()) return fault;
+    if (std::string fault = faultOfOffset(byte, offset); !fault.empty()) return fault;
   }
   if (profile.poisonOffset == profile.statusOffset) {
     return "the status byte and the poison byte are the same";

@@ -46,11 +46,11 @@ std::strong_ordering compareNumerically(std::u16string_view text1, std::u16strin
   while (!text1.empty() && !text2.empty()) {
     if (beginsWithDigit(text1) && beginsWithDigit(text2)) {
       const std::u16string_view number1 = cutDigits(text1), number2 = cutDigits(text2);
-      if (const auto order = number1.size() <=> number2.size(); order != 0) return order;
-      if (const auto order = number1 <=> number2; order != 0) return order;
+      if (const auto order = number1.size() <=> number2.size(); std::is_neq(order)) return order;
+      if (const auto order = number1 <=> number2; std::is_neq(order)) return order;
       continue;
     }
-    if (const auto order = text1.front() <=> text2.front(); order != 0) return order;
+    if (const auto order = text1.front() <=> text2.front(); std::is_neq(order)) return order;
     text1.remove_prefix(1);
     text2.remove_prefix(1);
   }
@@ -65,7 +65,8 @@ CFComparisonResult CFStringCompare(CFStringRef string, CFStringRef other,
   const std::u16string text2 = folded(other->text(), options);
   const bool isNumeric = (options & kCFCompareNumerically) != 0;
   const auto order = isNumeric ? compareNumerically(text1, text2) : text1 <=> text2;
-  return order < 0 ? kCFCompareLessThan : order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo;
+  if (std::is_eq(order)) return kCFCompareEqualTo;
+  return std::is_lt(order) ? kCFCompareLessThan : kCFCompareGreaterThan;
 }
 
 Boolean CFStringHasPrefix(CFStringRef string, CFStringRef prefix) {
