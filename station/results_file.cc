@@ -49,7 +49,7 @@ ordered_json withCutTexts(ordered_json value, size_t most) {
 }
 
 /// Returns the line's bytes, kMaxResultsLine at most: escapes can make a text six times as long.
-std::string bytesOf(const ordered_json& line) {
+std::string textOfLine(const ordered_json& line) {
   for (size_t most = kMaxResultsText;; most /= 2) {
     std::string bytes =
         withCutTexts(line, most).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
@@ -147,7 +147,7 @@ void ResultsFile::write(const char* type, const ordered_json& fields) {
                        {line_field::kStation, _station},      {line_field::kUnit, nullptr}};
   if (!_unit.empty()) line[line_field::kUnit] = _unit;
   line.update(fields);
-  std::string text = bytesOf(line);
+  std::string text = textOfLine(line);
   reopenUnlessOurs();
   if (endsInsideOurLine()) text.insert(0, "\n");
 

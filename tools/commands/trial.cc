@@ -21,7 +21,7 @@ std::string nameOf(const CaseFinding& found) {
   return kFindingNames[static_cast<size_t>(found.judgement.finding)];
 }
 
-void printText(const Summary& summary) {
+void printText(const trial::Summary& summary) {
   constexpr size_t kMaxShown = 50;
   std::vector<Column> columns = {{"kind"}, {"cases", Align::kRight}};
   for (const char* finding : {"lies", "hangs", "crashes", "unjudged", "not reached"}) {
@@ -50,7 +50,7 @@ void printText(const Summary& summary) {
   }
 }
 
-void printAsJson(const Summary& summary) {
+void printAsJson(const trial::Summary& summary) {
   using nlohmann::ordered_json;
   const std::optional<uint8_t> number = summary.station.number;
   ordered_json document = {
@@ -85,12 +85,12 @@ struct TrialCommand {
       options.station.poisonOffset = *poison;
       options.station.number = record;
     }
-    const Summary summary = tryStation(options);
+    const trial::Summary summary = tryStation(options);
     json ? printAsJson(summary) : printText(summary);
     size_t notReached = 0;
     for (const auto& counts : summary.counts) notReached += counts.back();
     const bool isFound = std::ranges::any_of(summary.findings, [](const CaseFinding& found) {
-      return found.judgement.finding != Finding::kUnjudged;
+      return found.judgement.finding != trial::Finding::kUnjudged;
     });
     if (isFound) return kFailed;
     return summary.cases > 0 && notReached * 2 <= summary.cases ? kDone : kNotReady;

@@ -17,7 +17,7 @@ using host::UnitFacts;
 namespace fs = std::filesystem;
 
 constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
-constexpr uint8_t kFailed = 0xFA, kPoisoned = 0xFE;
+constexpr uint8_t kFailedStatus = 0xFA, kPoisoned = 0xFE;
 
 uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
 
@@ -161,7 +161,8 @@ class CaseMaker {
 
   void addMeddling(const UnitState& other) {
     const std::pair<const char*, std::function<void(UnitState&)>> changes[] = {
-        {"failed", [s = _station](UnitState& unit) { unit.diagnostics[s.statusOffset] = kFailed; }},
+        {"failed",
+         [s = _station](UnitState& unit) { unit.diagnostics[s.statusOffset] = kFailedStatus; }},
         {"poisoned",
          [s = _station](UnitState& unit) { unit.diagnostics[s.poisonOffset] = kPoisoned; }},
         {"given a record",
