@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <string_view>
@@ -100,6 +101,8 @@ int main(int argc, char** argv) {
     return report(statusOf(error.fault()), error.what(), asJson);
   } catch (const std::bad_alloc&) {
     return report(kFailed, "there is not enough memory", asJson);
+  } catch (const std::filesystem::filesystem_error& error) {
+    return report(kFailed, error.path1().string() + ": " + error.code().message(), asJson);
   } catch (const std::system_error& error) {
     return report(kFailed, error.code().message(), asJson);
   } catch (const std::exception& error) {

@@ -62,7 +62,7 @@ std::vector<Completion> completionsOf(const CLI::App& app, const std::vector<std
   };
   const auto offerValuesOf = [&](const CLI::Option& option) {
     std::istringstream choices(option.get_type_name());
-    const bool isChoice = choices.view().find('|') != std::string_view::npos;
+    const bool isChoice = choices.str().find('|') != std::string::npos;
     for (std::string choice; isChoice && std::getline(choices, choice, '|');) offer(choice, "");
     if (option.get_name() != "KEY") return;
     for (const std::string& key : keys()) offer(key, "");
