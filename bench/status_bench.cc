@@ -11,7 +11,7 @@
 namespace corvane::bench {
 namespace {
 
-void run(benchmark::State& state, const std::string& command) {
+void runTool(benchmark::State& state, const std::string& command) {
   for (auto _ : state) {
     if (std::system((command + " >/dev/null").c_str()) != 0) {
       return state.SkipWithError("the program failed");
@@ -21,7 +21,7 @@ void run(benchmark::State& state, const std::string& command) {
 
 /// Prints the grid of all control-bit bytes.
 void showStatus(benchmark::State& state) {
-  run(state, "CORVANE_DEVICE='" + unit().folder().string() + "' '" CORVANE_TOOL "' status");
+  runTool(state, "CORVANE_DEVICE='" + unit().folder().string() + "' '" CORVANE_TOOL "' status");
 }
 
 /// Prints one variable of an environment of 8192 bytes, whose checksum is tested.
@@ -35,7 +35,7 @@ void printVariable(benchmark::State& state) {
   if (std::system(("fw_setenv" + options + "console 1 2>/dev/null").c_str()) != 0) {
     return state.SkipWithError("fw_setenv failed; Debian's libubootenv-tool has it");
   }
-  run(state, "fw_printenv" + options + "console");
+  runTool(state, "fw_printenv" + options + "console");
 }
 
 const bool gStatusPairAdded = addPair({"status-to-fw_printenv", 3.0, showStatus, printVariable});

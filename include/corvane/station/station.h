@@ -103,8 +103,12 @@ struct RunOptions {
   std::string unit = {};
   /// Prints only errors.
   bool isQuiet = false;
-  /// Who tested, for the results: the program, the fixture and the operator.
-  std::string program = {}, fixture = {}, operatorName = {};
+  /// The program that tests and its version, for the results.
+  std::string program = {};
+  /// The fixture that holds the unit, for the results.
+  std::string fixture = {};
+  /// Who operates the station, for the results.
+  std::string operatorName = {};
 };
 
 /// How a run ended.
