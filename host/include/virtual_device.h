@@ -35,8 +35,8 @@ class __attribute__((visibility("default"))) VirtualDevice {
   /// Opens the unit in `folder`. A missing or empty folder is made into a unit with `facts` first.
   explicit VirtualDevice(const std::filesystem::path& folder, const UnitFacts& facts = {});
   ~VirtualDevice();
-  /// Opens the unit in `folder` and makes nothing: throws DeviceError when no unit is there. With
-  /// `existing(defaultFolder()).use()` a program that only looks leaves no new unit behind.
+  /// Returns the unit in `folder`, and makes nothing: throws DeviceError when no unit is there.
+  /// With `existing(defaultFolder()).use()` a program that only looks leaves no new unit behind.
   static VirtualDevice existing(const std::filesystem::path& folder);
 
   /// Returns where a process's unit lies unless it uses another: "$CORVANE_DEVICE", else

@@ -30,7 +30,8 @@ class CORVANE_EXPORT CommandLine {
                  std::string_view help);
   /// Adds an option "NAME TEXT" with the name `name` and the help text `help`, which sets `value`.
   void addText(std::string_view name, std::string& value, std::string_view help);
-  /// Adds an option "NAME TEXT" as `addText` does, whose value must be one of `choices`.
+  /// Adds an option "NAME TEXT" with the name `name` and the help text `help`, which sets `value`
+  /// to one of `choices` and refuses any other word.
   void addChoice(std::string_view name, std::string& value, const std::vector<std::string>& choices,
                  std::string_view help);
   /// Adds an option `name` without a value, which sets `value`; `help` is its help text.

@@ -186,14 +186,15 @@ class CORVANE_EXPORT TestRun {
   /// a phase begun inside another fails it. A phase that has not ended when the run's body returns
   /// fails the run.
   bool phase(std::string_view name, const std::function<void(Phase&)>& body);
-  /// The same, as `options` say: `run.phase("lock", {.attempts = 3}, body)`.
+  /// Runs `body` as the phase `name` in the same way, with the attempts and the time limit of
+  /// `options`, and returns whether it passed.
   bool phase(std::string_view name, const PhaseOptions& options,
              const std::function<void(Phase&)>& body);
 
   /// Makes `body` the last phase, `name`, which runs in any case: when the run's body has returned
   /// or thrown, after an interruption, an exit and a time limit, then on a thread of its own;
   /// before the verdict. It has the time `timeLimit`, and its failure fails the run. It does not
-  /// run after SIGKILL, `_exit` and a crash.
+  /// run after SIGKILL, _exit and a crash.
   void lastPhase(std::string_view name, const std::function<void(Phase&)>& body,
                  std::chrono::milliseconds timeLimit = std::chrono::seconds(10));
 
@@ -223,7 +224,7 @@ class CORVANE_EXPORT TestRun {
 /// run's mark and count, writes poison byte, record and, last, the status with the fail count, and
 /// reads all of them back. Off the device, the steps before and after `body` hold the unit's lock,
 /// which is free while `body` runs. A run without a phase fails, and so does one whose body throws.
-/// `exit` during a run ends it as incomplete, with status 4. Throws nothing.
+/// An exit during a run ends it as incomplete, with status 4. Throws nothing.
 CORVANE_EXPORT Outcome run(const Profile& profile, const RunOptions& options,
                            const std::function<void(TestRun&)>& body) noexcept;
 
