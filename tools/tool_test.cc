@@ -210,7 +210,7 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
       expectEach({{command, 1, "", log().string() + ": " + reason + "\n"}});
     }
   };
-  expectUnreadable("Is a directory");
+  expectUnreadable("is not a regular file");
   std::filesystem::remove(log());
   ::mkfifo(log().c_str(), 0600);
   expectUnreadable("is not a regular file");

@@ -12,7 +12,6 @@
 #include "platform/text.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/log/log_file.h"
 #include "tools/log/log_line.h"
 #include "tools/log/log_reader.h"
 #include "tools/log/log_show.h"
@@ -91,23 +90,22 @@ ExitStatus tail(size_t count, bool follow, bool json) {
   requireUnitToLook();
   const std::string file = devicePath(kLogFile);
   LogReader log(file);
+  if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
   log.skipToLast(count);
   std::deque<std::string> last;
-  while (auto line = log.next()) {
-    last.push_back(std::move(*line));
+  const auto add = [&](std::string line) {
+    last.push_back(std::move(line));
     if (last.size() > count) last.pop_front();
-  }
-  // With --follow it is shown once it is whole.
-  if (!follow && !log.rest().empty()) {
-    last.push_back(log.rest());
-    if (last.size() > count) last.pop_front();
-  }
-  if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
+  };
+  while (auto line = log.nextLine()) add(std::move(*line));
+  // With --follow a line that is cut short is shown once it is whole.
+  if (!follow && !log.text().empty()) add(std::string(log.text()));
   for (const std::string& line : last) printLine(line, json);
 
   while (follow && std::cout) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    while (const auto line = log.next()) printLine(*line, json);
+    log.followOn();
+    while (const auto line = log.nextLine()) printLine(*line, json);
   }
   return kDone;
 }
@@ -154,7 +152,7 @@ void addLogShow(Command group) {
     if (options->since) filter.since = logTime(*options->since, false);
     if (options->until) filter.until = logTime(*options->until, true);
     requireUnitToLook();
-    return showLog(devicePath(kLogFile), filter, options->json, stdout) ? kDone : kFailed;
+    return showLog(devicePath(kLogFile), filter, options->json, std::cout) ? kDone : kFailed;
   });
 }
 

@@ -14,7 +14,7 @@
 #include "tools/captured_output.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
-#include "tools/log/log_file.h"
+#include "tools/log/log_reader.h"
 #include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_sample.h"

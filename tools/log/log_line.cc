@@ -6,7 +6,6 @@
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
-#include "tools/log/log_record.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,84 +1,138 @@
 #include "tools/log/log_reader.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <string_view>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
 
-#include "tools/log/log_record.h"
+#include "platform/device_path.h"
+#include "platform/printable.h"
 
 namespace corvane::tools {
+namespace {
 
-void LogReader::skipToLast(size_t lines) {
-  if (!_log && !open()) return;
-  off_t position = _log->facts().st_size, lineBegin = position;
-  std::array<char, 65536> piece;
-  for (size_t feeds = 0;
-       feeds <= lines && position > 0 && lineBegin - position < static_cast<off_t>(kMaxRecord);) {
-    const off_t begin = std::max<off_t>(0, position - std::ssize(piece));
-    const size_t count = _log->readAt(begin, {piece.data(), static_cast<size_t>(position - begin)});
-    position = begin;
-    std::string_view text(piece.data(), count);
-    for (size_t feed = 0; feeds <= lines && (feed = text.rfind('\n')) != text.npos;
-         text = text.substr(0, feed)) {
-      lineBegin = begin + static_cast<off_t>(feed) + 1;
-      if (++feeds > lines) position = lineBegin;
-    }
-  }
-  _log->seek(position);
+/// How much is read at once.
+constexpr size_t kChunk = size_t{256} << 10;
+
+}  // namespace
+
+void LogReader::open() {
+  _descriptor =
+      FileDescriptor(::open(_file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (_descriptor && !S_ISREG(facts().st_mode)) fail("is not a regular file");
+  if (_descriptor || errno == ENOENT) return;
+  fail(errno == ELOOP ? "is a symbolic link" : std::strerror(errno));
 }
 
-std::optional<std::string> LogReader::next() {
-  size_t end = 0;
-  while ((end = _text.find('\n', _searched)) == std::string::npos) {
-    _searched = _text.size();
-    if (_searched - _begin >= kMaxRecord) {
-      std::string cut = _text.substr(_begin);
-      _begin = _searched;
-      return cut;
-    }
-    if (!readMore()) return {};
+void LogReader::skipToEnd() {
+  if (isOpen()) _position = facts().st_size;
+}
+
+void LogReader::skipToLast(size_t lines) {
+  skipToEnd();
+  std::string piece;
+  size_t feeds = 0;
+  for (off_t lastFeed = _position;
+       _position > 0 && feeds <= lines && lastFeed - _position < static_cast<off_t>(kMaxRecord);) {
+    piece.resize(static_cast<size_t>(std::min<off_t>(kChunk, _position)));
+    _position -= std::ssize(piece);
+    readAt(_position, piece);
+    const auto found = static_cast<size_t>(std::ranges::count(piece, '\n'));
+    if (found > 0) lastFeed = _position;
+    feeds += found;
   }
-  std::string line = _text.substr(_begin, end - _begin);
-  _begin = _searched = end + 1;
+}
+
+bool LogReader::readMore() {
+  if (!isOpen()) open();
+  if (!isOpen()) return false;
+  std::string piece(kChunk, '\0');
+  const bool isEnd = readAt(_position, piece) == 0;
+  _position += std::ssize(piece);
+  const bool endsInZero = piece.ends_with('\0');
+  if (piece.find('\0') != piece.npos) {
+    _zeros += static_cast<off_t>(std::erase(piece, '\0'));
+    if (piece.empty()) skipHole();
+  }
+  if (_zeros > 0 && !endsInZero) {
+    std::cerr << "corvane: " << printable(_file) << ": left out " << _zeros
+              << " zero bytes before byte " << _position << "\n";
+    _zeros = 0;
+  }
+  _text.erase(0, _begin).append(piece);
+  _begin = 0;
+  return !isEnd;
+}
+
+/// Passes over zeros that take no space on the disk.
+void LogReader::skipHole() {
+  // The size first: what is written after the look for data is read, not passed over.
+  const off_t size = facts().st_size;
+  const off_t data = ::lseek(_descriptor.get(), _position, SEEK_DATA);
+  const off_t next = std::max(_position, data < 0 && errno == ENXIO ? size : data);
+  _zeros += next - _position;
+  _position = next;
+}
+
+std::optional<std::string> LogReader::nextLine() {
+  size_t end = 0;
+  while ((end = text().find('\n')) == std::string_view::npos) {
+    if (text().size() >= kMaxRecord || !readMore()) break;
+  }
+  if (end == std::string_view::npos && text().size() < kMaxRecord) return {};
+  std::string line(text().substr(0, end));
+  take(std::min(line.size() + 1, text().size()));
   return line;
 }
 
-void LogReader::forget(size_t length) {
-  _text.erase(0, length);
-  _searched = length > _searched ? 0 : _searched - length;
+void LogReader::followOn() {
+  if (!isOpen()) return;
+  const struct stat opened = facts();
+  struct stat named {};
+  const bool isSame = ::lstat(_file.c_str(), &named) == 0 && named.st_ino == opened.st_ino &&
+                      named.st_dev == opened.st_dev;
+  if (isSame && opened.st_size >= _position) return;
+  if (!isSame) _descriptor = FileDescriptor();
+  _position = 0;
+  _text.clear();
   _begin = 0;
 }
 
-/// Returns whether there is something new to look at.
-bool LogReader::readMore() {
-  if (!_log && !open()) return false;
-  forget(_begin);
-  std::array<char, 65536> piece;
-  if (const size_t count = _log->read(piece)) {
-    _text.append(piece.data(), count);
-    return true;
-  }
-
-  const struct stat opened = _log->facts();
-  struct stat named {};
-  const bool isThere = ::lstat(_file.c_str(), &named) == 0;
-  if (isThere && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev) {
-    if (opened.st_size >= _log->position()) return false;
-    _log->seek(0);
-    forget(_text.size());
-    return true;
-  }
-  _log.reset();
-  forget(_text.size());
-  return isThere;
+struct stat LogReader::facts() const {
+  struct stat facts {};
+  if (::fstat(_descriptor.get(), &facts) != 0) fail(std::strerror(errno));
+  return facts;
 }
 
-bool LogReader::open() {
-  _log.emplace(_file);
-  if (!*_log) _log.reset();
-  return isOpen();
+/// Fills `piece` from `position` on, and makes it as short as what there was. Returns its size.
+size_t LogReader::readAt(off_t position, std::string& piece) const {
+  for (;;) {
+    const ssize_t count = ::pread(_descriptor.get(), piece.data(), piece.size(), position);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(std::strerror(errno));
+    piece.resize(static_cast<size_t>(count));
+    return piece.size();
+  }
+}
+
+void LogReader::fail(const std::string& reason) const {
+  throw CommandError(kFailed, _file + ": " + reason);
+}
+
+ExitStatus writeToLog(const std::function<size_t()>& write) {
+  const std::string file = devicePath(kLogFile);
+  if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
+  LogReader log(file);
+  log.skipToEnd();
+  const size_t lines = write();
+  size_t written = 0;
+  while (log.nextLine()) ++written;
+  if (written >= lines && log.text().empty()) return kDone;
+  throw CommandError(kFailed, (lines == 1 ? "the line" : "the lines") +
+                                  std::string(" could not be written to ") + file);
 }
 
 }  // namespace corvane::tools

@@ -4,23 +4,19 @@
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <string_view>
-#include <vector>
 
 #include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/json_output.h"
-#include "tools/log/log_file.h"
 #include "tools/log/log_line.h"
-#include "tools/log/log_record.h"
+#include "tools/log/log_reader.h"
 
 namespace corvane::tools {
 namespace {
 
 using Text = std::string_view;
-
-/// How much is read at once.
-constexpr size_t kChunk = size_t{256} << 10;
 
 /// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
 std::string timeOf(Text line) {
@@ -45,7 +41,7 @@ Text takeLine(Text& text) {
 
 class Show {
  public:
-  Show(const LogFilter& filter, bool json, std::FILE* out)
+  Show(const LogFilter& filter, bool json, std::ostream& out)
       : _filter(filter), _json(json), _out(out) {
     if (!filter.grep.empty()) {
       _needle = filter.grep;
@@ -58,8 +54,18 @@ class Show {
 
   /// Shows what passes of `text`, which is whole records.
   void show(Text text) {
-    showRecords(text);
-    flush();
+    while (!text.empty()) {
+      if (!_needle.empty()) {
+        // Most records of a large log do not have the text: the search passes over them.
+        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
+        if (!hit) return;
+        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
+        text.remove_prefix(startOfRecord(text, at));
+      }
+      const size_t end = endOfRecord(text);
+      showRecord(text.substr(0, end));
+      text.remove_prefix(end);
+    }
   }
 
   bool hasShown() const { return _hasShown; }
@@ -76,21 +82,6 @@ class Show {
   }
 
  private:
-  void showRecords(Text text) {
-    while (!text.empty()) {
-      if (!_needle.empty()) {
-        // Most records of a large log do not have the text: the search passes over them.
-        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
-        if (!hit) return;
-        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
-        text.remove_prefix(startOfRecord(text, at));
-      }
-      const size_t end = endOfRecord(text);
-      showRecord(text.substr(0, end));
-      text.remove_prefix(end);
-    }
-  }
-
   static size_t endOfRecord(Text text) {
     size_t at = 0;
     while ((at = text.find('\n', at)) != Text::npos) {
@@ -117,27 +108,18 @@ class Show {
     if (!passes(record)) return;
     _hasShown = true;
     if (!_json) {
-      while (!record.empty()) _shown.append(lineForPeople(takeLine(record))).append("\n");
+      while (!record.empty()) _out << lineForPeople(takeLine(record)) << '\n';
       return;
     }
     nlohmann::ordered_json fields = lineAsJson(takeLine(record));
     while (!record.empty()) fields["continued"].push_back(takeLine(record));
-    _shown += jsonLine(fields);
-  }
-
-  void flush() {
-    if (std::fwrite(_shown.data(), 1, _shown.size(), _out) != _shown.size()) {
-      throw CommandError(kFailed, "standard output cannot be written");
-    }
-    _shown.clear();
+    _out << jsonLine(fields);
   }
 
   const LogFilter& _filter;
   bool _json;
-  std::FILE* _out;
+  std::ostream& _out;
   std::string _needle;
-  /// What is to be written; at most what one chunk of the log holds.
-  std::string _shown;
   bool _hasShown = false;
 };
 
@@ -154,27 +136,19 @@ std::string logTime(const std::string& text, bool isLatest) {
   return localTimeText(milliseconds / 1000).value().substr(0, kTimeLength);
 }
 
-bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out) {
-  LogFile log(file);
-  if (!log) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
+bool showLog(const std::string& file, const LogFilter& filter, bool json, std::ostream& out) {
+  LogReader log(file);
+  if (!log.isOpen()) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
   Show show(filter, json, out);
-  std::vector<char> buffer(2 * kChunk);
-  size_t kept = 0;
-  while (true) {
-    const size_t count = log.read({buffer.data() + kept, kChunk});
-    const Text text(buffer.data(), kept + count);
-    if (count == 0) {
-      show.show(text);
-      return show.hasShown();
-    }
+  while (log.readMore() && out) {
     // The last record may go on in what is read next.
-    size_t end = Show::startOfRecord(text, text.size());
-    if (text.size() - end > kMaxRecord) end = text.size();
-    show.show(text.substr(0, end));
-    kept = text.size() - end;
-    std::memmove(buffer.data(), buffer.data() + end, kept);
-    if (buffer.size() < kept + kChunk) buffer.resize(2 * (kept + kChunk));
+    size_t end = Show::startOfRecord(log.text(), log.text().size());
+    if (log.text().size() - end > kMaxRecord) end = log.text().size();
+    show.show(log.text().substr(0, end));
+    log.take(end);
   }
+  show.show(log.text());
+  return show.hasShown();
 }
 
 }  // namespace corvane::tools

@@ -1,7 +1,7 @@
 #ifndef CORVANE_TOOLS_LOG_LOG_SHOW_H_
 #define CORVANE_TOOLS_LOG_LOG_SHOW_H_
 
-#include <cstdio>
+#include <iosfwd>
 #include <optional>
 #include <string>
 
@@ -26,7 +26,7 @@ std::string logTime(const std::string& text, bool isLatest);
 /// the log's size: as text that is safe for a terminal, or as JSON, one line for each record. A
 /// line that does not begin a record continues the one before it. Returns whether a record passed.
 /// Throws CommandError when the log cannot be read.
-bool showLog(const std::string& file, const LogFilter& filter, bool json, std::FILE* out);
+bool showLog(const std::string& file, const LogFilter& filter, bool json, std::ostream& out);
 
 }  // namespace corvane::tools
 

@@ -11,7 +11,7 @@
 #include "tools/html/page.h"
 #include "tools/inspect/area_view.h"
 #include "tools/inspect/value_text.h"
-#include "tools/log/log_record.h"
+#include "tools/log/log_line.h"
 
 namespace corvane::tools {
 namespace {
