@@ -6,7 +6,6 @@
 #include <cstring>
 #include <iostream>
 
-#include "platform/file_descriptor.h"
 #include "platform/scoped_file.h"
 #include "tools/command_error.h"
 
@@ -18,30 +17,21 @@ void flushAll() {
   std::fflush(nullptr);
 }
 
-/// Makes `descriptor` another name of `file` while it exists.
-class Redirection {
- public:
-  Redirection(int descriptor, int file)
-      : _descriptor(descriptor), _before(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {
-    flushAll();
-    if (_before && ::dup2(file, descriptor) >= 0) return;
-    throw CommandError(kFailed, std::string("output cannot be captured: ") + std::strerror(errno));
-  }
-  ~Redirection() {
-    flushAll();
-    ::dup2(_before.get(), _descriptor);
-  }
-  Redirection(const Redirection&) = delete;
-  Redirection& operator=(const Redirection&) = delete;
-
- private:
-  int _descriptor;
-  FileDescriptor _before;
-};
-
 }  // namespace
 
-std::string captured(int descriptor, const std::function<void()>& work) {
+Redirection::Redirection(int descriptor, int file)
+    : _descriptor(descriptor), _before(::fcntl(descriptor, F_DUPFD_CLOEXEC, 3)) {
+  flushAll();
+  if (_before && ::dup2(file, descriptor) >= 0) return;
+  throw CommandError(kFailed, std::string("output cannot be redirected: ") + std::strerror(errno));
+}
+
+Redirection::~Redirection() {
+  flushAll();
+  ::dup2(_before.get(), _descriptor);
+}
+
+std::string capturedOutput(const std::function<void()>& work) {
   const ScopedFile kept(std::tmpfile());
   if (!kept) {
     throw CommandError(kFailed,
@@ -49,7 +39,7 @@ std::string captured(int descriptor, const std::function<void()>& work) {
   }
   ::fcntl(fileno(kept.get()), F_SETFD, FD_CLOEXEC);
   {
-    const Redirection redirection(descriptor, fileno(kept.get()));
+    const Redirection redirection(STDOUT_FILENO, fileno(kept.get()));
     work();
   }
   std::rewind(kept.get());

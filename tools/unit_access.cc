@@ -1,7 +1,5 @@
 #include "tools/unit_access.h"
 
-#include <cstdio>
-#include <iostream>
 #include <memory>
 
 #include "platform/device_path.h"
@@ -71,20 +69,10 @@ ExitStatus statusOf(unit::Fault fault) {
   }
 }
 
-QuietChange::QuietChange() : _standardError(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
-  std::cerr.flush();
-  std::fflush(stderr);
-  const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-  if (!_standardError || !nowhere) return;
-  sendUnitMessagesTo(_standardError.get());
-  ::dup2(nowhere.get(), STDERR_FILENO);
+QuietChange::QuietChange() : _redirection(STDERR_FILENO, _nowhere.get()) {
+  sendUnitMessagesTo(_redirection.before());
 }
 
-QuietChange::~QuietChange() {
-  std::fflush(stderr);
-  if (!_standardError) return;
-  ::dup2(_standardError.get(), STDERR_FILENO);
-  sendUnitMessagesTo(-1);
-}
+QuietChange::~QuietChange() { sendUnitMessagesTo(-1); }
 
 }  // namespace corvane::tools

@@ -7,6 +7,7 @@
 
 #include "platform/cf_ref.h"
 #include "platform/file_descriptor.h"
+#include "tools/captured_output.h"
 #include "tools/command_line.h"
 #include "unit/error.h"
 #include "unit/lock.h"
@@ -49,7 +50,8 @@ class QuietChange {
   QuietChange& operator=(const QuietChange&) = delete;
 
  private:
-  FileDescriptor _standardError;
+  FileDescriptor _nowhere{::open("/dev/null", O_WRONLY | O_CLOEXEC)};
+  Redirection _redirection;
 };
 
 /// Returns what `change`, which takes the unit's lock, returns.

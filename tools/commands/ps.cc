@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -15,10 +14,9 @@
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/log/log_reader.h"
-#include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
 #include "tools/ps/process_sample.h"
-#include "tools/ps/process_table.h"
+#include "tools/ps/process_view.h"
 #include "tools/terminal/text_columns.h"
 
 namespace corvane::tools {
@@ -41,8 +39,7 @@ std::optional<winsize> terminalSize() {
 
 void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
   const auto size = terminalSize();
-  printTable(out, sample.processes, withThreads,
-             size ? size->ws_col : std::numeric_limits<size_t>::max());
+  printTable(out, sample, withThreads, size ? size->ws_col : SIZE_MAX);
 }
 
 ExitStatus print(const PsOptions& options) {
@@ -78,7 +75,7 @@ void showAgain(const Sample& sample, bool withThreads) {
   std::cout << "\033[H";
   std::string line;
   for (int row = 1; row < size->ws_row && std::getline(text, line); ++row) {
-    std::cout << beginning(line, size->ws_col) << "\033[K\n";
+    std::cout << shortened(line, size->ws_col) << "\033[K\n";
   }
   std::cout << "\033[J" << std::flush;
 }
@@ -104,15 +101,17 @@ ExitStatus watch(const PsOptions& options) {
   return kFailed;
 }
 
-/// Makes passes of the library's sampler until one is whole. Returns why none was; empty when one
-/// was.
-std::string samplePasses(std::unique_ptr<Processes>& processes) {
-  // Each pass ends with the first process that exits while it is under way, and the library tells
-  // that on standard output.
+/// Writes the library's own report of a complete snapshot to the test log and returns the number of
+/// its lines.
+size_t logSnapshot() {
+  // A pass ends with the first process that exits while it is under way, and the library tells that
+  // on standard output.
   constexpr int kMaxPasses = 50;
+  constexpr size_t kTitleLines = 2;
+  std::unique_ptr<Processes> processes;
   std::string failure;
   for (int pass = 0; pass < kMaxPasses; ++pass) {
-    std::istringstream messages(captured(STDOUT_FILENO, [&] {
+    std::istringstream messages(capturedOutput([&] {
       if (processes) {
         processes->refreshProcesses();
       } else {
@@ -123,19 +122,11 @@ std::string samplePasses(std::unique_ptr<Processes>& processes) {
     for (std::string line; failure.empty() && std::getline(messages, line);) {
       if (isEndOfPass(line)) failure = textOfMessage(line);
     }
-    if (failure.empty() && processes->getCachedProcesses()) return "";
+    if (!failure.empty() || !processes->getCachedProcesses()) continue;
+    processes->prettyPrintToLog();
+    return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
   }
-  return failure.empty() ? "none is listed" : failure;
-}
-
-/// Writes the library's own report of a complete snapshot to the test log and returns the number of
-/// its lines.
-size_t logSnapshot() {
-  constexpr size_t kTitleLines = 2;
-  std::unique_ptr<Processes> processes;
-  requireProcesses([&] { return samplePasses(processes); });
-  processes->prettyPrintToLog();
-  return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
+  throw noProcesses(failure);
 }
 
 ExitStatus run(const PsOptions& options) {

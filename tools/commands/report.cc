@@ -28,7 +28,7 @@ ExitStatus report(const ReportOptions& options) {
   }
   std::string chart;
   if (!options.recording.empty()) {
-    chart = plotSvg(options.recording);
+    chart = plotSvg(openFile(options.recording).get(), options.recording);
   }
   const std::string page = reportPage(subjects, chart);
   writeFile(options.out, page);

@@ -12,9 +12,6 @@ namespace corvane::tools {
 /// short does not count.
 std::string plotSvg(std::FILE* lines, const std::string& name);
 
-/// Reads them from the file `name`.
-std::string plotSvg(const std::string& name);
-
 }  // namespace corvane::tools
 
 #endif  // CORVANE_TOOLS_PS_PROCESS_PLOT_H_

@@ -6,11 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <iostream>
 #include <string_view>
 
 #include "platform/mach_port.h"
-#include "tools/captured_output.h"
 #include "tools/command_error.h"
 
 namespace corvane::tools {
@@ -31,8 +29,8 @@ constexpr std::array kStates = {
 /// own, and its pass ends with the first process that exits meanwhile.
 class Sampler {
  public:
-  /// Returns why `sample` has no process; empty when it has.
-  std::string take();
+  /// Throws CommandError when there is no process.
+  void take();
   Sample& sample() { return _sample; }
 
  private:
@@ -58,7 +56,7 @@ bool Sampler::fails(const char* call, kern_return_t result) {
   return true;
 }
 
-std::string Sampler::take() {
+void Sampler::take() {
   int name[] = {CTL_KERN, KERN_ARGMAX};
   int32_t size = 0;
   size_t length = sizeof size;
@@ -70,8 +68,7 @@ std::string Sampler::take() {
   if (!fails("host_processor_sets", host_processor_sets(host.get(), sets.out(), sets.outCount()))) {
     for (const processor_set_name_t set : sets.ports()) addProcesses(host.get(), set);
   }
-  if (!_sample.processes.empty()) return "";
-  return _sample.failure.empty() ? "none is listed" : _sample.failure;
+  if (_sample.processes.empty()) throw noProcesses(_sample.failure);
 }
 
 void Sampler::addProcesses(mach_port_t host, processor_set_name_t set) {
@@ -159,28 +156,19 @@ std::string decimal(int64_t parts, int64_t unit) {
 
 }  // namespace
 
+CommandError noProcesses(const std::string& failure) {
+  return {kFailed,
+          "the processes cannot be sampled: " + (failure.empty() ? "none is listed" : failure)};
+}
+
 Sample takeSample() {
   Sampler sampler;
-  requireProcesses([&] { return sampler.take(); });
+  sampler.take();
   Sample sample = std::move(sampler.sample());
   std::ranges::sort(sample.processes, [](const ProcessSample& a, const ProcessSample& b) {
     return a.usage != b.usage ? a.usage > b.usage : a.pid < b.pid;
   });
   return sample;
-}
-
-void requireProcesses(const std::function<std::string()>& sample) {
-  constexpr std::string_view kPlatform = "corvane: ";
-  std::string reason;
-  const std::string said = captured(STDERR_FILENO, [&] { reason = sample(); });
-  if (reason.empty() || !said.starts_with(kPlatform)) {
-    std::cerr << said;
-  } else {
-    reason = said.substr(kPlatform.size(), said.find('\n') - kPlatform.size());
-  }
-  if (!reason.empty()) {
-    throw CommandError(kFailed, "the processes cannot be sampled: " + reason);
-  }
 }
 
 std::string percentText(integer_t usage) {

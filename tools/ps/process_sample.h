@@ -5,10 +5,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/command_error.h"
 
 namespace corvane::tools {
 
@@ -49,10 +50,8 @@ struct Sample {
 /// CommandError when no process can be sampled.
 Sample takeSample();
 
-/// Runs `sample`, which returns why no process can be sampled, or "". Throws CommandError with that
-/// reason or, in its place, with what the platform wrote about it to standard error, which then
-/// does not show it.
-void requireProcesses(const std::function<std::string()>& sample);
+/// Returns the error of a machine without a process that can be sampled. `failure` is as in Sample.
+CommandError noProcesses(const std::string& failure);
 
 /// Returns the usage in percent of one processor, exact to the kernel's tenth: "12.5".
 std::string percentText(integer_t usage);

@@ -2,9 +2,8 @@
 #include "platform/scoped_file.h"
 #include "testing/tool_run.h"
 #include "tools/command_error.h"
-#include "tools/ps/process_json.h"
 #include "tools/ps/process_plot.h"
-#include "tools/ps/process_table.h"
+#include "tools/ps/process_view.h"
 #include "tools/ps/testing/xml_check.h"
 
 namespace corvane::tools {
@@ -116,7 +115,7 @@ TEST_F(SampleTest, ANameStaysReadableInANarrowTable) {
        " 10   0.0   0.00    0.00        0  -        [short\\x9b]\n"}};
   for (const auto& [width, table] : cases) {
     std::ostringstream text;
-    printTable(text, takeSample().processes, false, width);
+    printTable(text, takeSample(), false, width);
     EXPECT_EQ(text.str(), table);
   }
 }
@@ -181,7 +180,7 @@ TEST(PlotTest, TheBusiestHaveALineThatBreaksWhereTheyAreMissing) {
   EXPECT_PRED_FORMAT2(IsSubstring, "mean 100.0 %, peak 150.0 %", svg);
   // From the left edge up by a third of the frame's height a sample; then alone, twice, because a
   // sample was missed between.
-  EXPECT_PRED_FORMAT2(IsSubstring, "d=\"M64.0 314.7L228.0 64.0M556.0 189.3M720.0 189.3\"", svg);
+  EXPECT_PRED_FORMAT2(IsSubstring, "M64.0 314.7h0L228.0 64.0M556.0 189.3h0M720.0 189.3h0\"", svg);
 }
 
 }  // namespace

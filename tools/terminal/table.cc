@@ -18,7 +18,8 @@ void Table::addRow(std::vector<std::string> cells) {
   _rows.push_back(std::move(cells));
 }
 
-void Table::print(std::ostream& out) const {
+void Table::print(std::ostream& out, size_t width) const {
+  constexpr size_t kGap = 2, kMinLast = 16;
   std::vector<size_t> widths;
   std::vector<std::string> titles;
   for (const Column& column : _columns) {
@@ -28,12 +29,18 @@ void Table::print(std::ostream& out) const {
   for (const auto& row : _rows) {
     for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
+  size_t before = 0;
+  for (size_t i = 0; i + 1 < widths.size(); ++i) before += widths[i] + kGap;
+  const size_t room = std::max(width, before + kMinLast) - before;
+  widths.back() = std::min(widths.back(), room);
+
   const auto printRow = [&](const std::vector<std::string>& row) {
     std::string line;
     for (size_t i = 0; i < row.size(); ++i) {
-      const std::string blanks(widths[i] - columnsOf(row[i]), ' ');
-      if (i > 0) line += "  ";
-      line += _columns[i].align == Align::kLeft ? row[i] + blanks : blanks + row[i];
+      const std::string cell = i + 1 < row.size() ? row[i] : ending(row[i], room);
+      const std::string blanks(widths[i] - columnsOf(cell), ' ');
+      if (i > 0) line.append(kGap, ' ');
+      line += _columns[i].align == Align::kLeft ? cell + blanks : blanks + cell;
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << "\n";

@@ -1,6 +1,8 @@
 #ifndef CORVANE_TOOLS_TERMINAL_TABLE_H_
 #define CORVANE_TOOLS_TERMINAL_TABLE_H_
 
+#include <cstddef>
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -23,7 +25,9 @@ class Table {
   /// Adds a row; `cells` has one text for each column.
   void addRow(std::vector<std::string> cells);
   bool isEmpty() const { return _rows.empty(); }
-  void print(std::ostream& out) const;
+  /// Prints the table. Cells of the last column lose their beginnings where the row would take more
+  /// than `width` columns, but keep 16.
+  void print(std::ostream& out, size_t width = SIZE_MAX) const;
 
  private:
   std::vector<Column> _columns;

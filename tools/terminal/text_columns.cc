@@ -36,28 +36,24 @@ size_t columnsOf(std::string_view text) {
   return columns;
 }
 
-std::string_view beginning(std::string_view text, size_t columns) {
+std::string shortened(std::string_view text, size_t columns) {
+  if (columnsOf(text) <= columns) return std::string(text);
+  constexpr std::string_view kMark = "...";
   size_t bytes = 0;
-  for (size_t used = 0; bytes < text.size();) {
+  for (size_t used = kMark.size();;) {
     const Character character = firstCharacter(text.substr(bytes));
     used += character.columns;
     if (used > columns) break;
     bytes += character.bytes;
   }
-  return text.substr(0, bytes);
-}
-
-std::string shortened(std::string_view text, size_t columns) {
-  if (columnsOf(text) <= columns) return std::string(text);
-  return std::string(beginning(text, std::max<size_t>(columns, 3) - 3)) + "...";
+  return std::string(text.substr(0, bytes)).append(kMark);
 }
 
 std::string ending(std::string_view text, size_t columns) {
-  const size_t all = columnsOf(text);
-  if (all <= columns) return std::string(text);
-  if (columns == 0) return {};
+  size_t left = columnsOf(text);
+  if (left <= columns) return std::string(text);
   // The mark takes one column.
-  for (size_t left = all; left > columns - 1;) {
+  while (left + 1 > columns && !text.empty()) {
     const Character character = firstCharacter(text);
     left -= character.columns;
     text.remove_prefix(character.bytes);

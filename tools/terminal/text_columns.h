@@ -11,9 +11,6 @@ namespace corvane::tools {
 
 size_t columnsOf(std::string_view text);
 
-/// Returns the longest beginning of the text that takes at most `columns`.
-std::string_view beginning(std::string_view text, size_t columns);
-
 /// Returns the text, or its beginning and "..." when it takes more than `columns`.
 std::string shortened(std::string_view text, size_t columns);
 

@@ -1,12 +1,17 @@
-#ifndef CORVANE_TOOLS_PS_PROCESS_JSON_H_
-#define CORVANE_TOOLS_PS_PROCESS_JSON_H_
+#ifndef CORVANE_TOOLS_PS_PROCESS_VIEW_H_
+#define CORVANE_TOOLS_PS_PROCESS_VIEW_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 
 #include "tools/ps/process_sample.h"
 
 namespace corvane::tools {
+
+/// Prints the processes as a table whose rows take at most `width` columns where that leaves room
+/// for names, with a row for each thread on request.
+void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width);
 
 /// Prints the processes as a JSON document, piece by piece: a machine may have so many threads that
 /// the text should not be held in memory.
@@ -18,4 +23,4 @@ void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, in
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_PS_PROCESS_JSON_H_
+#endif  // CORVANE_TOOLS_PS_PROCESS_VIEW_H_

@@ -1,11 +1,13 @@
-#include "tools/ps/process_json.h"
+#include "tools/ps/process_view.h"
 
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 
+#include "platform/printable.h"
 #include "tools/json_output.h"
+#include "tools/terminal/table.h"
 
 namespace corvane::tools {
 namespace {
@@ -48,6 +50,30 @@ void printProcesses(std::ostream& out, const Sample& sample, bool withThreads,
 }
 
 }  // namespace
+
+void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width) {
+  Table table({{"PID", Align::kRight},
+               {"CPU%", Align::kRight},
+               {"USER", Align::kRight},
+               {"SYSTEM", Align::kRight},
+               {"THREADS", Align::kRight},
+               {"STATE"},
+               {"NAME"}});
+  for (const ProcessSample& process : sample.processes) {
+    table.addRow({std::to_string(process.pid), percentText(process.usage),
+                  process.times ? secondsText(process.times->user_time) : "-",
+                  process.times ? secondsText(process.times->system_time) : "-",
+                  std::to_string(process.threads.size()), stateText(process),
+                  printable(process.name)});
+    if (!withThreads) continue;
+    for (const ThreadSample& thread : process.threads) {
+      table.addRow({"", percentText(thread.usage), secondsText(thread.user),
+                    secondsText(thread.system), "", stateText(thread.runState),
+                    thread.flags == TH_FLAGS_IDLE ? "  thread (idle)" : "  thread"});
+    }
+  }
+  table.print(out, width);
+}
 
 void printJson(std::ostream& out, const Sample& sample, bool withThreads) {
   out << "{\n  \"schema\": " << kJsonSchema << ",\n  \"processes\": [\n    ";
