@@ -9,7 +9,11 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstdlib>
+#include <filesystem>
 #include <span>
+#include <string>
+#include <vector>
 
 /// Calls that Linux and its C library have and other systems have not, or not in this form. Those
 /// that return false leave the reason in `errno`.
@@ -44,6 +48,31 @@ inline bool isStopped(pid_t process) {
   ::close(file);
   const char* const nameEnd = count > 0 ? ::strrchr(line, ')') : nullptr;
   return nameEnd != nullptr && ::strncmp(nameEnd, ") T", 3) == 0;
+}
+
+/// Returns the ids of all processes.
+inline std::vector<pid_t> processIds() {
+  std::vector<pid_t> ids;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const pid_t id = std::atoi(entry.path().filename().c_str());
+    if (id > 0) ids.push_back(id);
+  }
+  return ids;
+}
+
+/// Returns the environment with which the process began, each variable with a zero byte after it;
+/// empty when it has ended or is another user's.
+inline std::string environmentOf(pid_t process) {
+  const std::string path = "/proc/" + std::to_string(process) + "/environ";
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return {};
+  std::string environment;
+  char piece[4096];
+  for (ssize_t count; (count = ::read(file, piece, sizeof piece)) > 0;) {
+    environment.append(piece, static_cast<size_t>(count));
+  }
+  ::close(file);
+  return environment;
 }
 
 /// Returns the name of the program's file, without its folder.

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -125,15 +126,35 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
   return process;
 }
 
-/// Ends all that is left of the session, and waits until it is gone.
-void endGroup(pid_t group) {
-  constexpr std::chrono::seconds kPatience(5);
+/// Returns whether this process is the parent and the environment names the case's folder.
+bool isAdopted(pid_t process, const fs::path& folder) {
+  siginfo_t ignored;
+  const auto id = static_cast<id_t>(process);
+  if (waitid(P_PID, id, &ignored, WEXITED | WNOHANG | WNOWAIT) != 0) return false;
+  return host::environmentOf(process).find("CORVANE_CALLS=" + (folder / "calls").string()) !=
+         std::string::npos;
+}
+
+/// Ends the processes of the station's session, and those that have left it and whose parents have
+/// ended, which this process has adopted. Returns how the station ended when all are gone.
+int endSession(pid_t station, const fs::path& folder) {
+  constexpr double kPatience = 5;
   const Clock::time_point begin = Clock::now();
-  while (kill(-group, SIGKILL) == 0 && Clock::now() - begin < kPatience) {
-    if (waitpid(-group, nullptr, WNOHANG) <= 0) {
-      std::this_thread::sleep_for(std::chrono::microseconds(100));
+  // The station is waited for last, so that its id stays the session's.
+  for (bool isGone = false; !isGone && secondsSince(begin) < kPatience;) {
+    isGone = true;
+    for (const pid_t process : host::processIds()) {
+      if (getsid(process) != station && !isAdopted(process, folder)) continue;
+      kill(process, SIGKILL);
+      if (process == station) continue;
+      waitpid(process, nullptr, WNOHANG);
+      isGone = false;
     }
+    if (!isGone) std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
+  int status = 0;
+  while (waitpid(station, &status, 0) < 0 && errno == EINTR) continue;
+  return status;
 }
 
 /// Changes the unit of the stopped station as another program does, under the unit's lock. Changes
@@ -214,9 +235,7 @@ Run runStation(const Station& station, const Case& what, const fs::path& folder,
 
   const pid_t process = start(station, what, folder);
   attend(process, what, folder, limit, isCancelled, run);
-  if (run.isHung || isCancelled) kill(-process, SIGKILL);
-  while (waitpid(process, &run.waitStatus, 0) < 0 && errno == EINTR) continue;
-  endGroup(process);
+  run.waitStatus = endSession(process, folder);
 
   if (what.unitIsReadOnly) setReadOnly(fs::perms::owner_all);
   run.calls = callsIn(folder / "calls");

@@ -1,3 +1,8 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/file_descriptor.h"
 #include "testing/tool_run.h"
 
 namespace corvane::testing {
@@ -34,22 +39,29 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
     const auto summary = tryStation(
         station + "--keep " + shellWord(path("kept")) + " --case '" + found + "' -- " + lie, 1);
     EXPECT_TRUE(std::filesystem::exists(path("kept") / found / "before"));
-    ASSERT_EQ(summary["findings"].size(), 1u) << summary;
+    ASSERT_EQ(summary["findings"].size(), 1u);
     EXPECT_EQ(summary["findings"][0]["finding"], finding);
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, summary["findings"][0]["reason"]);
   }
 }
 
 TEST_F(TrialTest, AnHonestStationIsTriedInEveryWayAndLeavesNothing) {
-  const std::filesystem::path script = path("station.sh");
-  writeText(script, "#!/bin/sh\n" + shellWord(LIBRARY_LIAR) + "\nexit $?\n");
+  // Two jobs have process groups of their own, and one of them leaves the session.
+  const std::filesystem::path script = path("station.sh"), pipe = path("pipe");
+  const std::string sleep = "sleep 600 >" + shellWord(pipe) + " &\n";
+  writeText(script, "#!/bin/bash\nset -m\n" + sleep + "setsid " + sleep + "set +m\n" +
+                        shellWord(LIBRARY_LIAR) + "\nexit $?\n");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
   std::filesystem::permissions(script, std::filesystem::perms::owner_all);
   for (const std::string& station : {kLiar, kKitLiar, shellWord(script) + kPlaces}) {
     const auto summary = tryStation(station + "--limit 100 --keep " + shellWord(path("kept")), 0);
     EXPECT_EQ(summary["cases"], 100);
     for (const auto& kind : summary["kinds"]) EXPECT_GT(kind["honest"], 10);
-    EXPECT_FALSE(std::filesystem::exists(path("kept"))) << summary;
+    EXPECT_FALSE(std::filesystem::exists(path("kept")));
   }
+  char byte = 0;
+  EXPECT_EQ(::read(reader.get(), &byte, 1), 0) << "a process of the script has it open";
 }
 
 TEST_F(TrialTest, AStationThatCannotBeTriedIsNot) {
