@@ -1,8 +1,25 @@
 #include "dataarea/bits.h"
 
+#include <dlfcn.h>
+
 #include "dataarea/data_area.h"
 #include "dataarea/data_sets.h"
 #include "testing/unit_test.h"
+
+namespace {
+
+/// Gets the type of each object whose last reference is released, while it is not null.
+std::vector<CFTypeID>* gReleased = nullptr;
+
+}  // namespace
+
+/// Replaces the function for the libraries that this program uses.
+extern "C" __attribute__((visibility("default"))) void CFRelease(CFTypeRef object) {
+  static const auto release =
+      reinterpret_cast<void (*)(CFTypeRef)>(::dlsym(RTLD_NEXT, "CFRelease"));
+  if (gReleased && CFGetRetainCount(object) == 1) gReleased->push_back(CFGetTypeID(object));
+  release(object);
+}
 
 namespace corvane {
 namespace {
@@ -81,6 +98,21 @@ TEST_F(BitsTest, EachFailedWriteHasItsResultAndItsLine) {
     EXPECT_EQ(trace.log, *c.line ? Strings{c.line} : Strings{}) << c.rule;
     EXPECT_EQ(bytes()[5], c.isWritten ? 0x41 : 0) << c.rule;
   }
+}
+
+TEST_F(BitsTest, ARequestsNumberDataAndDictionaryAreReleasedInThisOrderBeforeTheVerification) {
+  const uint8_t byte = 0x41;
+  ASSERT_EQ(writeBits(5, 1, &byte, 1, kSet), 0u);
+  std::vector<CFTypeID> released;
+  gReleased = &released;
+  EXPECT_EQ(writeBits(5, 1, &byte, 1, kSet), 0u);
+  gReleased = nullptr;
+  // The verification's read releases the data of the read before it.
+  const std::vector expected = {CFNumberGetTypeID(), CFDataGetTypeID(), CFDictionaryGetTypeID(),
+                                CFDataGetTypeID()};
+  released.erase(released.begin(),
+                 released.end() - std::min(std::ssize(released), std::ssize(expected)));
+  EXPECT_EQ(released, expected);
 }
 
 TEST_F(BitsTest, ARefusedWriteShowsItsRequestAndReturnsThePlatformsCode) {
