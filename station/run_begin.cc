@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "platform/or_null.h"
 #include "station/results_line.h"
 #include "station/run.h"
 #include "station/run_text.h"

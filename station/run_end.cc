@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "log/log.h"
+#include "platform/or_null.h"
 #include "platform/text.h"
 #include "station/results_line.h"
 #include "station/run.h"

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "platform/or_null.h"
 #include "station/expectation.h"
 #include "station/results_line.h"
 #include "station/run.h"

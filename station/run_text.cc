@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "controlbits/control_bit_byte.h"
+#include "platform/or_null.h"
 #include "station/results_line.h"
 #include "unit/byte_text.h"
 
@@ -43,11 +44,6 @@ int digitsFor(double value, const Limits& limits) {
     ++digits;
   }
   return digits;
-}
-
-template <typename Value>
-ordered_json orNull(const std::optional<Value>& value) {
-  return value ? ordered_json(*value) : ordered_json(nullptr);
 }
 
 }  // namespace
@@ -95,10 +91,6 @@ ordered_json byteJson(uint32_t offset, std::optional<uint8_t> byte) {
   return {{"byte", *byte},
           {"status", unit::statusName(offset, *byte)},
           {"failCount", failCountOf(*byte)}};
-}
-
-ordered_json orNull(const std::string& text) {
-  return text.empty() ? ordered_json(nullptr) : ordered_json(text);
 }
 
 ordered_json factsJson(const unit::Facts& facts) {

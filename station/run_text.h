@@ -25,7 +25,6 @@ std::string interruptedBy(int signal);
 const char* stationMessage(Verdict verdict);
 
 nlohmann::ordered_json byteJson(uint32_t offset, std::optional<uint8_t> byte);
-nlohmann::ordered_json orNull(const std::string& text);
 nlohmann::ordered_json factsJson(const unit::Facts& facts);
 /// Returns what `--describe` prints.
 nlohmann::ordered_json profileJson(const Profile& profile);

@@ -107,55 +107,47 @@ class Formatter {
   /// Appends what the conversion makes of its argument. Returns false, and consumes no argument,
   /// when there is no such conversion.
   bool append(const Conversion& conversion) {
+    const auto isOneOf = [&](std::u16string_view letters) {
+      return letters.find(conversion.letter) != letters.npos;
+    };
+    if (isOneOf(u"%")) {
+      _out += u'%';
+    } else if (isOneOf(u"di")) {
+      appendSigned(conversion, nextSigned(conversion.argument));
+    } else if (isOneOf(u"uoxX")) {
+      appendNumber(conversion, "j", nextUnsigned(conversion.argument));
+    } else if (isOneOf(u"aAeEfFgG")) {
+      if (conversion.argument == Width::kLongDouble) {
+        appendNumber(conversion, "L", va_arg(_arguments, long double));
+      } else {
+        appendNumber(conversion, "", va_arg(_arguments, double));
+      }
+    } else if (isOneOf(u"@")) {
+      appendObject(conversion, va_arg(_arguments, CFTypeRef));
+    } else {
+      const auto text = nextText(conversion);
+      if (!text) return false;
+      appendPadded(conversion, *text);
+    }
+    return true;
+  }
+
+  /// Returns the next argument, a text, a character or an address, as text. Returns nothing, and
+  /// consumes no argument, when the conversion is for none of them.
+  std::optional<std::u16string> nextText(const Conversion& conversion) {
     switch (conversion.letter) {
-      case u'%':
-        _out += u'%';
-        return true;
-      case u'd':
-      case u'i':
-        appendSigned(conversion, nextSigned(conversion.argument));
-        return true;
-      case u'u':
-      case u'o':
-      case u'x':
-      case u'X':
-        appendNumber(conversion, "j", nextUnsigned(conversion.argument));
-        return true;
-      case u'a':
-      case u'A':
-      case u'e':
-      case u'E':
-      case u'f':
-      case u'F':
-      case u'g':
-      case u'G':
-        if (conversion.argument == Width::kLongDouble) {
-          appendNumber(conversion, "L", va_arg(_arguments, long double));
-        } else {
-          appendNumber(conversion, "", va_arg(_arguments, double));
-        }
-        return true;
       case u'c':
-        appendPadded(conversion, std::u16string(1, static_cast<uint8_t>(va_arg(_arguments, int))));
-        return true;
+        return std::u16string(1, static_cast<uint8_t>(va_arg(_arguments, int)));
       case u'C':
-        appendPadded(conversion, std::u16string(1, static_cast<char16_t>(va_arg(_arguments, int))));
-        return true;
+        return std::u16string(1, static_cast<char16_t>(va_arg(_arguments, int)));
       case u's':
-        appendPadded(conversion, narrowText(va_arg(_arguments, const char*), conversion.precision));
-        return true;
+        return narrowText(va_arg(_arguments, const char*), conversion.precision);
       case u'S':
-        appendPadded(conversion,
-                     wideText(va_arg(_arguments, const UniChar*), conversion.precision));
-        return true;
+        return wideText(va_arg(_arguments, const UniChar*), conversion.precision);
       case u'p':
-        appendPadded(conversion, addressText(va_arg(_arguments, const void*)));
-        return true;
-      case u'@':
-        appendObject(conversion, va_arg(_arguments, CFTypeRef));
-        return true;
+        return addressText(va_arg(_arguments, const void*));
       default:
-        return false;
+        return {};
     }
   }
 

@@ -6,6 +6,7 @@
 #include "device/models.h"
 #include "host/include/unit_lock.h"
 #include "host/include/virtual_device.h"
+#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
@@ -117,11 +118,6 @@ ExitStatus onDevice(Work work) {
   } catch (const DeviceError& error) {
     throw CommandError(kNotReady, error.what());
   }
-}
-
-template <typename Value>
-nlohmann::ordered_json orNull(const std::optional<Value>& value) {
-  return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
 }
 
 nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {

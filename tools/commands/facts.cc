@@ -4,6 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
@@ -15,25 +16,17 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-template <typename Value>
-Json factOrNull(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json();
-}
-
 Json asJson(const unit::Facts& facts) {
-  Json json = {{"model", factOrNull(facts.model)},
-               {"build", factOrNull(facts.build)},
-               {"wifi", facts.hasWiFi},
-               {"compass", facts.hasCompass},
-               {"gyroscope", facts.hasGyro},
-               {"baseband", facts.hasBaseband}};
+  Json json = {{"model", orNull(facts.model)}, {"build", orNull(facts.build)},
+               {"wifi", facts.hasWiFi},        {"compass", facts.hasCompass},
+               {"gyroscope", facts.hasGyro},   {"baseband", facts.hasBaseband}};
   if (facts.needsOptions) {
     json["options"] = facts.areOptionsSet.value_or(false) ? Json(facts.options) : Json();
-    json["optionsSet"] = factOrNull(facts.areOptionsSet);
+    json["optionsSet"] = orNull(facts.areOptionsSet);
   }
-  json["batteryPercent"] = factOrNull(facts.battery);
-  json["externalPower"] = factOrNull(facts.externalPower);
-  json["version"] = factOrNull(facts.version);
+  json["batteryPercent"] = orNull(facts.battery);
+  json["externalPower"] = orNull(facts.externalPower);
+  json["version"] = orNull(facts.version);
   return json;
 }
 

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "controlbits/control_bit_byte.h"
+#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
@@ -300,9 +301,6 @@ void printDifferences(std::ostream& out, const std::vector<Difference>& differen
 
 nlohmann::ordered_json differencesAsJson(const std::vector<Difference>& differences) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  const auto orNull = [](const std::string& text) {
-    return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);
-  };
   for (const auto& [part, place, a, b] : differences) {
     list.push_back({{"part", part}, {"place", place}, {"a", orNull(a)}, {"b", orNull(b)}});
   }

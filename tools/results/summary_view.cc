@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/number.h"
+#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "tools/terminal/table.h"
 
@@ -241,14 +242,6 @@ class Printer {
   const Summary& _summary;
   const Names& _names;
 };
-
-ordered_json orNull(std::optional<double> value) {
-  return value ? ordered_json(*value) : ordered_json(nullptr);
-}
-
-ordered_json orNull(const std::string& text) {
-  return text.empty() ? ordered_json(nullptr) : ordered_json(text);
-}
 
 ordered_json partOf(uint64_t part, uint64_t whole) {
   return whole == 0 ? ordered_json(nullptr)
