@@ -18,6 +18,7 @@
 
 #include "host/calls_file.h"
 #include "platform/data_bytes.h"
+#include "platform/number.h"
 #include "platform/text.h"
 
 namespace corvane::host {
@@ -64,18 +65,6 @@ struct Rules {
   std::vector<StuckByte> stuck;
 };
 
-/// Returns the whole of `text` as a number in C notation (decimal, 0x, leading 0; a sign); nothing
-/// when it is not one.
-std::optional<int64_t> parseNumber(std::string_view text) {
-  const std::string copy(text);
-  if (copy.empty() || std::isspace(static_cast<unsigned char>(copy.front()))) return {};
-  char* end = nullptr;
-  errno = 0;
-  const long long value = std::strtoll(copy.c_str(), &end, 0);
-  if (errno != 0 || *end != '\0') return {};
-  return value;
-}
-
 /// Cuts `text` at the first `mark` and returns what follows it; nothing when there is no mark.
 std::optional<std::string_view> cutAt(std::string_view& text, char mark) {
   const size_t at = text.find(mark);
@@ -104,13 +93,11 @@ std::string parseStuckByte(std::string_view rule, Rules& rules) {
   const auto byteText = offsetText ? cutAt(*offsetText, '=') : std::nullopt;
   if (!byteText || set.empty()) return "is not stuck:SET:OFFSET=BYTE";
 
-  const auto offset = parseNumber(*offsetText);
-  const auto value = parseNumber(*byteText);
-  if (!offset || *offset < 0) return "has an offset that is not a number from 0 on";
-  if (!value || *value < 0 || *value > 0xFF)
-    return "has a byte that is not a number from 0 to 0xFF";
-  rules.stuck.push_back(
-      {std::string(set), static_cast<uint64_t>(*offset), static_cast<uint8_t>(*value)});
+  const auto offset = parseNumber<uint64_t>(*offsetText);
+  const auto value = parseNumber<uint8_t>(*byteText);
+  if (!offset) return "has an offset that is not a number from 0 on";
+  if (!value) return "has a byte that is not a number from 0 to 0xFF";
+  rules.stuck.push_back({std::string(set), *offset, *value});
   return {};
 }
 
@@ -129,7 +116,7 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
     for (const auto& [word, signal] : kSignals) {
       if (word == *resultText) parsed.signal = signal;
     }
-    const auto result = parsed.signal != 0 ? parsed.result : parseNumber(*resultText);
+    const auto result = parsed.signal != 0 ? parsed.result : parseNumber<int64_t>(*resultText);
     if (!result) return "has a result that is not a number, kill, sigterm, sigint or stop";
     if (!kCalls[call].result && *result != 0) {
       return "gives a result to a function that can only yield null";
@@ -139,9 +126,9 @@ std::string parseCallRule(std::string_view rule, Rules& rules) {
   if (occurrence) {
     parsed.onlyFirst = !occurrence->ends_with('+');
     if (!parsed.onlyFirst) occurrence->remove_suffix(1);
-    const auto first = parseNumber(*occurrence);
-    if (!first || *first < 1) return "has an occurrence that is not a number from 1 on";
-    parsed.first = static_cast<uint64_t>(*first);
+    const auto first = parseNumber<uint64_t>(*occurrence, 1);
+    if (!first) return "has an occurrence that is not a number from 1 on";
+    parsed.first = *first;
   }
   rules.calls.push_back(parsed);
   return {};

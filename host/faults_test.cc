@@ -33,7 +33,7 @@ TEST_F(FaultsTest, ARuleFailsTheCallsThatItCounts) {
       {"IOMasterPort=7@2", {0, 7, 0}},
       {"IOMasterPort=-0x7@2+", {0, -7, -7}},
       {"IOMasterPort=0xe00002c0@0x1", {kIOReturnNoDevice, 0, 0}},
-      {"IOMasterPort=1@1,IOMasterPort=010@3,CFNumberCreate", {1, 0, 8}},
+      {"IOMasterPort=1@1,IOMasterPort=010@3,CFNumberCreate", {1, 0, 10}},
       {"", {0, 0, 0}},
   };
   for (const Case& c : cases) {
