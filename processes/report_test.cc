@@ -49,7 +49,7 @@ TEST_F(ReportTest, AReportTakesASampleOnlyWhenThereIsNone) {
   EXPECT_EQ(logLines().size(), 6u);
 }
 
-TEST(NumericCompareTest, EqualValuesAreAscendingAndOtherObjectsTheSame) {
+TEST(NumericCompareTest, TextsOfEqualValueCompareAsAscendingAndOtherObjectsAsEqual) {
   struct Case {
     CFTypeRef receiver, other;
     CFIndex result;

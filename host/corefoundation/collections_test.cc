@@ -10,7 +10,7 @@
 namespace corvane::testing {
 namespace {
 
-TEST(ArrayTest, KeepsItsValuesAndIsEqualByThem) {
+TEST(ArrayTest, RetainsItsValuesAndEqualsAnArrayOfEqualValues) {
   const CFRef number = makeNumber(1);
   {
     const CFRef list = makeArray({number.get(), CFSTR("a")});
@@ -117,7 +117,7 @@ TEST(DescriptionTest, CollectionsTakeALinePerEntryOrOneLineInAFormat) {
   EXPECT_EQ(shown(dictionary.get()), "{name = x; l = (<01>, 2); }");
 }
 
-TEST(DescriptionTest, ShowingEndsWithALineFeed) {
+TEST(DescriptionTest, AShownTextEndsWithALineFeed) {
   ::testing::internal::CaptureStderr();
   CFShow(CFSTR("Gerät"));
   CFShow(nullptr);
@@ -137,7 +137,7 @@ TEST(DescriptionTest, BarePointersAreShownAsAddresses) {
   EXPECT_EQ(shown(list.get()), expected.str());
 }
 
-TEST(DescriptionTest, CollectionThatHoldsItselfIsCutShort) {
+TEST(DescriptionTest, ACollectionThatHoldsItselfIsCutShort) {
   const CFRef list = makeArray({}, nullptr);
   CFArrayAppendValue(list.get(), list.get());
   EXPECT_NE(shown(list.get()).find("(((...)))"), std::string::npos);

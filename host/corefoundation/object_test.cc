@@ -77,7 +77,7 @@ TEST(NumberTest, AliasesOfANumberTypeAreStoredAsThatType) {
   EXPECT_FALSE(number(static_cast<CFNumberType>(99), 1));
 }
 
-TEST(NumberTest, IntegersAreCutOrClampedAndSayWhetherThatChangedTheValue) {
+TEST(NumberTest, ReadingAnIntegerCutsOrClampsAndTellsWhetherItIsExact) {
   struct Case {
     CFRef<CFNumberRef> number;
     int32_t stored;
@@ -102,7 +102,7 @@ TEST(NumberTest, IntegersAreCutOrClampedAndSayWhetherThatChangedTheValue) {
   EXPECT_EQ(wide, INT64_MAX);
 }
 
-TEST(NumberTest, RealsSayWhenTheyCannotHoldTheValue) {
+TEST(NumberTest, ReadingARealTellsWhetherItIsExact) {
   double wide = 0;
   float narrow = 0;
   EXPECT_TRUE(CFNumberGetValue(makeNumber(1LL << 53).get(), kCFNumberDoubleType, &wide));

@@ -92,7 +92,7 @@ class XmlList {
 
   std::string_view _list;
   size_t _at = 0;
-  /// What stands between the last tag and the one before it.
+  /// The text between the last tag and the one before it.
   std::string_view _text;
   /// How many elements are open, and at how many the list's one value begins: 1 inside a plist.
   int _depth = 0, _topDepth = 0, _topValues = 0;

@@ -108,7 +108,7 @@ TEST(PropertyListTest, NestingIsBounded) {
   EXPECT_EQ(written(endless.get(), kCFPropertyListXMLFormat_v1_0), "(absent)");
 }
 
-TEST(PropertyListTest, BinaryListThatMultipliesItselfIsRefused) {
+TEST(PropertyListTest, ABinaryListThatRefersToItsPartsManyTimesIsRefused) {
   for (const char depth : {char{3}, char{20}}) {
     // Each array refers ten times to the next one. A table of their offsets follows, a byte each.
     std::string list = "bplist00", offsets;

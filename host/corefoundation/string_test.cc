@@ -65,7 +65,7 @@ TEST(StringTest, BytesStopAtALoneSurrogateAndBeforeACharacterThatDoesNotFitWhole
   }
 }
 
-TEST(StringDeathTest, PlacesOutsideTheStringEndTheProgram) {
+TEST(StringDeathTest, AnIndexOutsideTheStringEndsTheProgram) {
   const CFRef string = cfString("abc");
   EXPECT_EQ(CFStringGetCharacterAtIndex(string.get(), 2), 'c');
   EXPECT_DEATH(CFStringGetCharacterAtIndex(string.get(), 3), "CFStringGetCharacterAtIndex: ");

@@ -22,7 +22,7 @@ class CORVANE_EXPORT Machine : public TaskSource {
   using Clock = int64_t (*)();
 
   Machine();
-  /// Reads a folder that stands for /proc, and another clock, for tests.
+  /// For tests: reads `procFolder` in place of /proc, and `clock` in place of the system's.
   Machine(std::string procFolder, Clock clock);
 
   /// Reports on standard error, once, when there are no processes to list.

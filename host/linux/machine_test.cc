@@ -181,7 +181,7 @@ TEST_F(MachineTest, ArgumentsAreAsTheProgramGotThem) {
   EXPECT_EQ(_name, "short");
 }
 
-TEST_F(MachineTest, TooFewDescriptorsAreNotAnExit) {
+TEST_F(MachineTest, WithTooFewDescriptorsAProcessDoesNotCountAsGone) {
   put(7, 7, {});
   std::filesystem::create_symlink("/bin/a", process(7) / "exe");
   tasks();

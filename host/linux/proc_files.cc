@@ -18,7 +18,7 @@ FileDescriptor openToRead(int folder, const char* path) {
   return FileDescriptor(openat(folder, path, O_RDONLY | O_CLOEXEC));
 }
 
-/// Adds those of the entries, as getdents64 stored them, that are numbers.
+/// Adds the entries, as getdents64 stored them, whose names are numbers.
 void addNumbers(std::span<const char> bytes, std::vector<int32_t>& ids) {
   while (!bytes.empty()) {
     const auto* entry = reinterpret_cast<const dirent64*>(bytes.data());

@@ -15,8 +15,8 @@ namespace corvane::host {
 /// The data sets of one unit, each a file "data/NAME.bin" of its bytes.
 ///
 /// Readers see that file and no other, so a read opens one file and never sees half a change.
-/// While a set has uncommitted changes, its committed contents stand beside it in
-/// "data/NAME.committed"; a reboot puts them back.
+/// While a set has uncommitted changes, "data/NAME.committed" holds its committed contents; a
+/// reboot puts them back.
 ///
 /// Every failure throws FileError, or UnitBusyError when the unit's lock cannot be acquired, and
 /// leaves the sets as they were.

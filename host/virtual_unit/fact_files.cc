@@ -50,7 +50,7 @@ bool isSamePower(const UnitFacts& a, const UnitFacts& b) {
          a.maxCapacity == b.maxCapacity && a.externalPower == b.externalPower;
 }
 
-/// A fact that is one text of a file of its own.
+/// A fact that is a text in a property-list file.
 struct TextFact {
   std::string_view file;
   const char* key;

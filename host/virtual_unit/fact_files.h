@@ -7,13 +7,13 @@
 #include "host/virtual_unit/unit_file.h"
 #include "platform/cf_ref.h"
 
-/// Where a unit's facts are kept: in its property-list files, beside what the facts do not cover.
+/// A unit's facts are kept in its property-list files, which may hold other entries as well.
 namespace corvane::host {
 
 /// Returns the facts in `device`, the contents of device.plist. Under "registry" it holds each
 /// entry's properties by class or path; the entry's name, where it is not the class, is
-/// "IORegistryEntryName". "radio" and "power" ("plist" or "host") stand beside it. All other facts
-/// are the default unit's.
+/// "IORegistryEntryName". The top level holds "radio" and "power" ("plist" or "host"), too. All
+/// other facts are the default unit's.
 UnitFacts factsFromDevice(CFDictionaryRef device);
 
 /// Returns all facts of the unit in `folder`, with those of nvram.plist and SystemVersion.plist.

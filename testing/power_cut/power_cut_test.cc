@@ -205,7 +205,7 @@ TEST_F(PowerCutTest, ACutLeavesTheOldOrTheNewUnitAndAfterTheReturnTheNewOne) {
   }
 }
 
-TEST_F(PowerCutTest, ACutLeavesANewUnitWholeOrToBeCompleted) {
+TEST_F(PowerCutTest, ACutLeavesANewUnitThatIsWholeOrThatTheNextUseCompletes) {
   UnitFacts withoutVariables;
   withoutVariables.bootArgs.reset();
   for (const UnitFacts& facts : {UnitFacts(), withoutVariables}) {
@@ -227,7 +227,7 @@ TEST_F(PowerCutTest, ACutLeavesANewUnitWholeOrToBeCompleted) {
   }
 }
 
-TEST_F(PowerCutTest, AnImportIntoNewFoldersIsThereAfterItsReturn) {
+TEST_F(PowerCutTest, ACutAfterAnImportIntoNewFoldersLeavesTheUnit) {
   fs::create_directory(path("parent"));
   const tools::UnitImage image = tools::readUnitFolder(_unit.folder());
   const auto work = [&] { tools::installUnit(path("parent/made/new/unit"), image); };
@@ -260,7 +260,7 @@ TEST_F(PowerCutTest, AChangeThatReportsAFailureHasChangedNothing) {
   std::cout << calls << " failing calls\n";
 }
 
-TEST_F(PowerCutTest, AnOutputFileIsReplacedOrNotAsIsSaidAndKeepsItsMode) {
+TEST_F(PowerCutTest, AnErrorTellsWhetherTheOutputFileWasReplacedAndItKeepsItsMode) {
   const fs::path file = path("output");
   writeText(file, "old");
   fs::permissions(file, fs::perms(0640));
