@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs a build into a temporary prefix, whose path has blanks, and uses it as a station developer would:
-# a program built with nothing but pkg-config, the same with the CMake package; and libcorvane.so exports what
-# it is to export and nothing else. A build with static libraries is used in the same way.
+# the examples built with nothing but pkg-config, and with the CMake package; and libcorvane.so exports what it
+# is to export and nothing else. A build with static libraries is used in the same way.
 #
 #     install_test.sh BUILD_FOLDER CXX [CXXFLAG...]
 set -euo pipefail
@@ -44,45 +44,36 @@ cd "$work"
 echo "== the examples in the headers compile"
 "$source/testing/header_examples_test.sh" "$prefix/include" "$cxx" "$@" "${station_flags[@]}"
 
-echo "== a program with pkg-config"
-cat >"$work/station.cc" <<'CC'
+# check PROGRAM: an example passes on its unit, and its lines stand in the log unless the library's own calls of a
+# C function fail.
+check() {
+  rm -rf "$work/unit"
+  CORVANE_DEVICE=$work/unit CORVANE_FAULTS=fopen "$1"
+  [[ ! -e $work/unit/root/var/logs/CorvaneTov/log.txt ]]
+  CORVANE_DEVICE=$work/unit "$1"
+  grep -q 'Wrote (library ok)' "$work/unit/root/var/logs/CorvaneTov/log.txt"
+}
+
+echo "== the examples on the library alone with pkg-config"
+"$cxx" "$@" -std=c++20 "$source/examples/library_station.cc" "${flags[@]}" -o "$work/library_station"
+check "$work/library_station"
+if [[ -n $library ]]; then CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" record list | grep -q 'library ok'; fi
+"$cxx" "$@" -x c -std=c99 "$source/examples/c_station.c" -x none "${flags[@]}" -o "$work/c_station"
+CORVANE_DEVICE=$work/unit "$work/c_station"
+
+echo "== an error of another library is caught, and no fault rule touches the program's own calls"
+cat >"$work/unit.cc" <<'CC'
 #include <corvane-host/virtual_device.h>
-#include <corvane/controlbits/control_bits.h>
-#include <corvane/log/log.h>
-#include <corvane/log/time_helpers.h>
+#include <corvane/unit/error.h>
+#include <corvane/unit/poison_byte.h>
 
 #include <cstdio>
 
 int main(int, char** argv) {
-  corvane::host::VirtualDevice unit(argv[1]);
-  unit.use();
-  if (corvane::ControlBits::getReady() != 0) return 1;
-  corvane::Log::write(CFSTR("hello"), CFSTR("Station"), 0);
-  corvane::ControlBits::writeCorvaneStatus(kCorvaneCotnrolBitsPassed);
-  const corvane::CFRef<CFStringRef> now(stringForTime(getTime()));
-  std::FILE* own = std::fopen(argv[0], "r");  // No fault rule may touch it.
-  if (!own || std::fclose(own) != 0) return 1;
-  return now && unit.dataSet("VelmoDiagnosticData")[18] == 0xFC ? 0 : 1;
-}
-CC
-# check PROGRAM: its line stands in the log, unless the library's own calls of a C function fail.
-check() {
-  rm -rf "$work/unit"
-  CORVANE_FAULTS=fopen "$1" "$work/unit"
-  [[ ! -e $work/unit/root/var/logs/CorvaneTov/log.txt ]]
-  "$1" "$work/unit"
-  grep -q 'Station: hello' "$work/unit/root/var/logs/CorvaneTov/log.txt"
-}
-"$cxx" "$@" -std=c++20 "$work/station.cc" "${flags[@]}" -o "$work/station"
-check "$work/station"
-if [[ -n $library ]]; then CORVANE_DEVICE=$work/unit "$prefix/bin/corvane" status suite | grep -q passed; fi
-
-echo "== an error of another library is caught"
-cat >"$work/unit.cc" <<'CC'
-#include <corvane/unit/error.h>
-#include <corvane/unit/poison_byte.h>
-
-int main() {
+  corvane::host::VirtualDevice device(argv[1]);
+  device.use();
+  std::FILE* own = std::fopen(argv[0], "r");
+  if (!own || std::fclose(own) != 0) return 3;
   corvane::unit::openDataArea();
   corvane::unit::Lock lock;
   corvane::unit::setPoison(lock, 24);
@@ -95,7 +86,7 @@ int main() {
 }
 CC
 "$cxx" "$@" -std=c++20 "$work/unit.cc" "${unit_flags[@]}" -o "$work/unit-access"
-CORVANE_DEVICE=$work/unit "$work/unit-access"
+CORVANE_FAULTS=fopen "$work/unit-access" "$work/unit"
 
 echo "== the burn-in station with pkg-config"
 "$cxx" "$@" -std=c++20 "$source"/examples/burn_in_station.cc "$source"/examples/load/*.cc \
@@ -103,34 +94,8 @@ echo "== the burn-in station with pkg-config"
 CORVANE_DEVICE=$work/burnt-in "$work/burn_in_station" --seconds 1 --memory 1 --folder "$work" |
   grep -q '^result  passed'
 
-echo "== a C program"
-cat >"$work/station.c" <<'C'
-#include <corvane/controlbits/control_bit_byte.h>
-#include <corvane/dataarea/bits.h>
-#include <corvane/dataarea/data_area.h>
-#include <corvane/log/log_collection.h>
-#include <corvane/log/time_helpers.h>
-
-int main(void) {
-  uint8_t byte = 0;
-  if (getMasterPort() || getDataArea()) return 1;
-  if (readBits(18, 1, &byte, CFSTR("VelmoDiagnosticData"))) return 2;
-  return changeTestStatus(&byte, kCorvaneControlBitsFailed) == 1 && byte == 0xFE ? 0 : 3;
-}
-C
-"$cxx" "$@" -x c -std=c11 -Wall -Wextra -Werror "$work/station.c" -x none \
-  "${flags[@]}" -o "$work/c-station"
-CORVANE_DEVICE=$work/unit "$work/c-station"
-
-echo "== a program with the CMake package"
-cat >"$work/CMakeLists.txt" <<'CMAKE'
-cmake_minimum_required(VERSION 3.25)
-project(Station LANGUAGES CXX)
-find_package(Corvane REQUIRED)
-add_executable(station station.cc)
-target_link_libraries(station PRIVATE Corvane::corvane)
-CMAKE
-cmake -G Ninja -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" \
-  -DCMAKE_CXX_FLAGS="$*" >/dev/null
-cmake --build "$work/build" >/dev/null
-check "$work/build/station"
+echo "== an example with the CMake package"
+cmake -G Ninja -S "$source/examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="$*" >/dev/null
+cmake --build "$work/build" --target library_station >/dev/null
+check "$work/build/library_station"
