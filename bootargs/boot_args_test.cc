@@ -33,16 +33,6 @@ void remove(const std::string& word) { removeBootArg(cfString(word).get()); }
 void set(const std::string& value) { setBootArgs(cfString(value).get()); }
 bool has(const std::string& word) { return hasBootArg(cfString(word).get()); }
 
-TEST_F(BootArgsTest, AWordIsFoundAsPlainText) {
-  start("debug=1 Alpha");
-  const std::pair<const char*, bool> cases[] = {
-      {"bug", true}, {"1 A", true}, {"alpha", false}, {"debug=12", false}, {"", false},
-  };
-  for (const auto& [word, isFound] : cases) EXPECT_EQ(has(word), isFound) << word;
-  start(std::nullopt);
-  EXPECT_FALSE(has("debug"));
-}
-
 TEST_F(BootArgsTest, EditsWorkOnTheTextAndNotOnItsWords) {
   struct Case {
     const char* before;

@@ -82,6 +82,9 @@ TEST_F(DiagnosticRecordsTest, ARecordHoldsTheTimeAndIsListedAsADictionary) {
   EXPECT_EQ(bytes()[139], 0xFF) << "no message is its zero byte only";
   setByte(137, 0xBF);
   EXPECT_EQ(list(), Strings{"255/15/3/"});
+  setByte(138, 0xE9);
+  setByte(139, 0);
+  EXPECT_EQ(list(), Strings{"255/15/3/\u00e9"}) << "a message that is not UTF-8";
   setByte(135, 0x7F);
   EXPECT_EQ(timeText(), "") << "a time that the clock cannot show";
 }

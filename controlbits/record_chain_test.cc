@@ -30,19 +30,6 @@ class RecordChainTest : public ::testing::Test {
 using Widths = ::testing::Types<int64_t, int32_t>;
 TYPED_TEST_SUITE(RecordChainTest, Widths);
 
-TYPED_TEST(RecordChainTest, AMessageThatIsNotUtf8IsTakenAsLatin1) {
-  const std::pair<std::string, std::string> cases[] = {
-      {std::string("a\0b", 3), "a"},
-      {"\xC3\xA9", "\u00e9"},
-      {"\xC3\xA9\xC3", "\u00c3\u00a9\u00c3"},
-  };
-  for (const auto& [bytes, shown] : cases) {
-    DiagnosticRecord<TypeParam> record = {};
-    std::ranges::copy(bytes, record.message);
-    EXPECT_EQ(testing::text(messageOf(record).get()), shown);
-  }
-}
-
 TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy) {
   std::string text;
   for (size_t i = 0; i < TestFixture::kRoom; ++i) text += "\u00e9";

@@ -1,9 +1,7 @@
 #include <climits>
-#include <cstdlib>
 #include <numeric>
 
 #include "controlbits/control_bits.h"
-#include "dataarea/nor_access.h"
 #include "testing/unit_test.h"
 
 namespace corvane {
@@ -15,7 +13,6 @@ using Strings = std::vector<std::string>;
 
 constexpr uint32_t kOpts = 0x4F505453;
 constexpr char kSet[] = "VelmoDiagnosticDataSysCfg";
-constexpr char kReadFails[] = "IORegistryEntryCreateCFProperty@";
 const std::string kReadFailed = "Failed to read sysCfg: Error 5";
 const std::string kWriteFailed = "Failed to write sysCfg: Error -536870212";
 
@@ -102,17 +99,6 @@ TEST_F(SystemConfigTest, ADamagedAreaOpensEmptyAndIsReplacedOnlyByAChange) {
   EXPECT_EQ(_unit.dataSet(kSet), empty);
 }
 
-TEST_F(SystemConfigTest, EachOperationWritesTheAreaAsOftenAsItShould) {
-  write(1, {1});
-  const auto writesOf = [this](const std::function<void()>& work) {
-    return reportsOf("IORegistryEntrySetCFProperties", work).size();
-  };
-  EXPECT_EQ(writesOf([] { keys(), read(1); }), 0u);
-  EXPECT_EQ(writesOf([] { write(2, {2}); }), 2u);
-  EXPECT_EQ(writesOf([] { write(2, counting(8149)); }), 1u);
-  EXPECT_EQ(writesOf([] { ControlBits::deleteSystemConfig(9); }), 1u);
-}
-
 TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
   struct Case {
     const char* rules;
@@ -130,23 +116,6 @@ TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
     EXPECT_EQ(keys(), Keys{1}) << "what a read that fails falls back on";
     EXPECT_EQ(reportsOf(c.rules, [] { EXPECT_EQ(write(2, {2}), 1); }), c.reports) << c.rules;
     EXPECT_EQ(keys(), c.keysAfter) << c.rules;
-  }
-}
-
-/// Follows the advice of the header to a station that cannot rule out a failing read.
-TEST_F(SystemConfigTest, AStationThatReadsTheAreaFirstLosesNoKeyToAFailedRead) {
-  write(1, {1});
-  for (int read = 1; read <= 5; ++read) {
-    std::free(std::exchange(_sysCfg, nullptr));  // As in a new process.
-    traceOf(kReadFails + std::to_string(read), [] {
-      Bytes area(kConfigurationAreaSize), lastRead(kConfigurationAreaSize);
-      ferrox_nor_read(&ferrox_nor_access, lastRead.data());
-      if (ControlBits::readSysCfgBytes(area.data(), kConfigurationAreaSize) == 0 &&
-          lastRead == area) {
-        write(2, {2});
-      }
-    });
-    EXPECT_EQ(keys(), read < 3 ? Keys{1} : (Keys{1, 2})) << read;
   }
 }
 

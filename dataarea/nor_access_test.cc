@@ -85,12 +85,5 @@ TEST_F(NorAccessTest, ATablesSizeDecidesHowMuchAReadReturns) {
   }
 }
 
-TEST_F(NorAccessTest, AFailedWriteIsLoggedWithItsStatus) {
-  const Trace trace = traceOf("IORegistryEntrySetCFProperties=0xe00002c1", [] {
-    ferrox_nor_write(&ferrox_nor_access, Bytes(8192, 0x11).data());
-  });
-  EXPECT_EQ(trace.systemLog.back(), "Failed to write sysCfg: Error -536870207");
-}
-
 }  // namespace
 }  // namespace corvane

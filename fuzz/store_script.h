@@ -1,5 +1,5 @@
-#ifndef CORVANE_SYSCFG_TESTING_STORE_SCRIPT_H_
-#define CORVANE_SYSCFG_TESTING_STORE_SCRIPT_H_
+#ifndef CORVANE_FUZZ_STORE_SCRIPT_H_
+#define CORVANE_FUZZ_STORE_SCRIPT_H_
 
 #include <algorithm>
 #include <cstddef>
@@ -123,4 +123,4 @@ class StoreScript {
 
 }  // namespace corvane::testing
 
-#endif  // CORVANE_SYSCFG_TESTING_STORE_SCRIPT_H_
+#endif  // CORVANE_FUZZ_STORE_SCRIPT_H_

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "fuzz/store_script.h"
 #include "syscfg/area_format.h"
-#include "syscfg/testing/store_script.h"
 
 using corvane::testing::Bytes;
 using corvane::testing::StoreScript;

@@ -1,11 +1,9 @@
 #include "log/log.h"
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <set>
 #include <thread>
 
@@ -144,17 +142,25 @@ TEST_F(LogTest, LinesOfManyThreadsAndProcessesAreNeverTorn) {
   EXPECT_EQ(seen.size(), size_t{kProcesses * kThreads * kLines});
 }
 
-TEST_F(LogTest, ALineFollowsOneThatAFullDiskCutWithoutALineFeed) {
-  Log::write(CFSTR("whole"));
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit unlimited{};
-  ::getrlimit(RLIMIT_FSIZE, &unlimited);
-  const rlimit full{std::filesystem::file_size(logFile()) + 3, unlimited.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &full);
-  Log::write(CFSTR("cut here"));
-  ::setrlimit(RLIMIT_FSIZE, &unlimited);
-  Log::write(CFSTR("next"));
-  EXPECT_EQ(readText(logFile()), "whole\ncutnext\n");
+TEST_F(LogTest, AChildThatLogsComesBackAlthoughThreadsOfItsParentLog) {
+  std::atomic<bool> isDone = false;
+  const auto logOn = [&] {
+    while (!isDone) Log::write(CFSTR("parent"), CFSTR("Fork"), 0);
+  };
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back(logOn);
+  for (int i = 0; i < 24 && !HasFailure(); ++i) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(10);
+      Log::write(CFSTR("child"), CFSTR("Fork"), 0);
+      ::_exit(0);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << i;
+  }
+  isDone = true;
 }
 
 TEST_F(LogTest, AFailedPlatformCallLosesItsOwnLineAtMost) {

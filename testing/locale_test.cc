@@ -10,6 +10,7 @@
 #include "host/mach/testing/scripted_kernel.h"
 #include "log/log.h"
 #include "log/log_collection.h"
+#include "platform/number.h"
 #include "processes/processes.h"
 #include "station/station.h"
 #include "testing/unit_test.h"
@@ -62,6 +63,8 @@ std::vector<std::string> everything() {
   list("root/private/var/logs/CorvaneTov/Expected/logCollection.plist",
        "<key>newLogCollection</key><real>0.5</real>");
   found.push_back("collection " + std::to_string(newLogCollection()));
+
+  found.push_back(decimalText(parseDecimal("1234.5").value_or(0)));
 
   ScriptedKernel kernel;
   kernel.tasks().push_back({.pid = 100, .path = "/bin/p", .times = {{1, 500'000}, {0, 0}}});

@@ -65,6 +65,7 @@ class StoreModel {
 
   Bytes image() const {
     Bytes image(_size, 0xFF);
+    if (_size < 24) return image;
     size_t at = 0;
     for (const size_t word : {size_t{0x53436667}, 24 + 20 * _entries.size(), _size,
                               size_t{0x00020001}, size_t{0}, _entries.size()}) {
