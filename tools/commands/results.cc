@@ -14,10 +14,11 @@
 #include "tools/files.h"
 #include "tools/json_output.h"
 #include "tools/output_files.h"
+#include "tools/results/cells.h"
+#include "tools/results/junit_writer.h"
 #include "tools/results/run_filter.h"
 #include "tools/results/run_reader.h"
-#include "tools/results/run_writers.h"
-#include "tools/results/summary_view.h"
+#include "tools/results/summary_tables.h"
 
 namespace corvane::tools {
 namespace {
@@ -32,6 +33,7 @@ struct ResultsOptions {
   std::optional<std::string> since;
   std::optional<std::string> until;
   std::optional<size_t> by;  ///< The number in kGroupFields.
+  std::optional<TableKind> table;
   std::string junit;
   std::string html;
   bool csv = false;
@@ -132,13 +134,42 @@ std::vector<std::string> textsOf(std::span<const std::string_view> names) {
   return {names.begin(), names.end()};
 }
 
+/// Prints a row of CSV for each measurement, with all that is known of its run; one row for a run
+/// without any.
+class RowPrinter {
+ public:
+  explicit RowPrinter(const Names& names) : _names(names) {
+    printCsvNames(std::cout, rowOf({}, {}));
+  }
+  void add(const Run& run) const {
+    for (const Measurement& each : run.measurements) {
+      printCsv(std::cout, rowOf(run, cellsOf(each, _names)));
+    }
+    if (run.measurements.empty()) printCsv(std::cout, rowOf(run, {}));
+  }
+
+ private:
+  Cells rowOf(const Run& run, Cells measurement) const {
+    if (measurement.empty()) {
+      measurement = cellsOf(Measurement(), _names);
+      for (Cell& cell : measurement) cell.value = {};
+    }
+    Cells row = headOf(run, _names);
+    append(row, std::move(measurement));
+    append(row, restOf(run, _names));
+    return row;
+  }
+
+  const Names& _names;
+};
+
 /// Reads the files and adds their runs to the summary. A file that cannot be read does not stop
 /// the others.
 void readRuns(const ResultsOptions& options, const std::vector<std::string>& files, Names& names,
               Summary& summary, JunitWriter* junit, DamageReport& damage, ResultsSource& source) {
   const RunFilter filter = filterOf(options);
-  std::optional<CsvWriter> csv;
-  if (options.csv) csv.emplace(std::cout);
+  std::optional<RowPrinter> rows;
+  if (options.csv && !options.table) rows.emplace(names);
   RunReader reader(
       names,
       [&](const Run& run) {
@@ -146,7 +177,7 @@ void readRuns(const ResultsOptions& options, const std::vector<std::string>& fil
         const bool isTaken = filter.takes(run, names);
         summary.add(run, isTaken);
         if (isTaken && junit) junit->add(run, names);
-        if (isTaken && csv) csv->add(run, names);
+        if (isTaken && rows) rows->add(run);
       },
       [&](const std::string& file, uint64_t line, const std::string& reason) {
         damage.addLine(file, line, reason);
@@ -164,6 +195,23 @@ void readRuns(const ResultsOptions& options, const std::vector<std::string>& fil
   source.damagedLines = damage.lines();
   source.unreadableFiles = damage.files();
   source.repeatedLines = reader.repeatedLines();
+}
+
+void print(const ResultsOptions& options, const Results& results) {
+  if (options.json) return printJson(summaryAsJson(results));
+  if (options.table) return printTable(std::cout, *options.table, results, options.csv);
+  if (!options.csv) printSummary(std::cout, results);
+}
+
+/// Tells what was left out, and that nothing was found.
+void reportSource(const ResultsSource& source, uint64_t runs) {
+  for (const auto& [text, count] : leftOut(source)) {
+    std::cerr << "corvane: " << text << ": " << count << "\n";
+  }
+  if (runs > 0) return;
+  std::cerr << "corvane: no run was found"
+            << (source.filters.empty() ? "" : " that the filters take") << " in " << source.files
+            << (source.files == 1 ? " file\n" : " files\n");
 }
 
 ExitStatus showResults(const ResultsOptions& options) {
@@ -188,23 +236,15 @@ ExitStatus showResults(const ResultsOptions& options) {
   ResultsSource source = sourceOf(options);
   readRuns(options, files, names, summary, junit ? &*junit : nullptr, damage, source);
 
+  const Results results{summary, names, source};
   if (junit) junit->finish();
   if (!options.html.empty()) {
-    writeFile(options.html, summaryAsHtml(summary, names, source,
-                                          isoTimeText(std::time(nullptr)).value_or("(no time)")));
+    const std::optional<std::string> now = isoTimeText(std::time(nullptr));
+    writeFile(options.html, summaryAsHtml(results, now.value_or("(no time)")));
   }
-  if (options.json) {
-    printJson(summaryAsJson(summary, names, source));
-  } else if (!options.csv) {
-    printSummary(std::cout, summary, names, source);
-  }
+  print(options, results);
   damage.finish();
-  for (const std::string& text : leftOut(source)) std::cerr << "corvane: " << text << "\n";
-  if (summary.runs() == 0) {
-    std::cerr << "corvane: no run was found"
-              << (source.filters.empty() ? "" : " that the filters take") << " in " << source.files
-              << (source.files == 1 ? " file\n" : " files\n");
-  }
+  reportSource(source, summary.runs());
   if (damage.files() > 0) return kUsage;
   return damage.lines() > 0 || summary.runs() == 0 ? kFailed : kDone;
 }
@@ -230,12 +270,20 @@ void addResults(CLI::App& app) {
   std::map<std::string, size_t> groups;
   for (size_t i = 0; i < kGroupFields.size(); ++i) groups.emplace(kGroupFields[i], i);
   command.choice("--by", options->by, "Group the runs of a station by this", groups);
+  std::map<std::string, TableKind> tables;
+  for (size_t i = 0; i < kTableNames.size(); ++i) {
+    tables.emplace(kTableNames[i], static_cast<TableKind>(i));
+  }
+  Option table =
+      command.choice("--table", options->table, "Print only this table, all of it", tables);
   command.file("--junit", options->junit,
                "Also write a JUnit report: a suite a run, a case a phase");
   command.file("--html", options->html, "Also write a page with yields, failures and histograms");
   Option csv = command.flag("--csv", options->csv,
-                            "Print a row for each measurement in place of the tables");
-  csv.excludes(command.jsonFlag(options->json));
+                            "Print CSV: the table, or without one a row for each measurement");
+  const Option json = command.jsonFlag(options->json);
+  csv.excludes(json);
+  table.excludes(json);
   command.footer(
       "No unit is needed. A unit's first and last runs count for the yields; refused runs do not.\n"
       "A run counts once, in however many files its lines are. Times are ISO 8601: 2026-11-16, or\n"

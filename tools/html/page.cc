@@ -34,8 +34,8 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide tbody th{font-weight:400}
 .wide td:last-child{overflow-wrap:anywhere;min-width:9rem}
 .wide .number{text-align:right;white-space:nowrap;min-width:0}
-.wide .long{overflow-wrap:anywhere;min-width:8rem}
-.wide .line{white-space:nowrap}.wide .reason{min-width:16rem}
+.wide .long{overflow-wrap:anywhere;min-width:6rem}
+.wide .line{white-space:nowrap}.wide .reason{min-width:12rem}
 .bar{display:block;height:.25rem;background:var(--bar)}
 td.code,th.code,.log li,q{font-family:ui-monospace,monospace;font-size:.875rem;white-space:pre-wrap}
 .grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}

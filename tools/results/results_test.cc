@@ -142,7 +142,8 @@ TEST_F(ResultsTest, YieldsFailuresAndMeasurementsAreTold) {
   const Outcome table = run(file());
   EXPECT_EQ(table.exitStatus, 0) << table.errors;
   for (const char* part : {"speaker           33.33 %  66.67 %      3     5       1           1",
-                           "2026-11-16T01:00:00.000+01:00  SN1   speaker", "80 dB (at most 75)"}) {
+                           "\nSN1             2026-11-16 ", "80 dB (at most 75)",
+                           "tone   loudness, dB  2026-11-16T0"}) {
     EXPECT_PRED_FORMAT2(IsSubstring, part, table.output);
   }
 }
@@ -152,7 +153,7 @@ TEST_F(ResultsTest, FiltersTakeRunsApart) {
       {"", 7, "0.333 0.666 3"},
       {"--station speaker --station camera", 5, "0.333 0.666 3"},
       {"--unit SN1 --unit SN2", 4, "0.5 1.0 2"},
-      {"--verdict unfinished --verdict incomplete", 2, "- - -"},
+      {"--verdict unfinished --verdict incomplete", 2, "null null null"},
       // SN1's run of 3 o'clock is a retest.
       {"--station speaker --since 2026-11-16T03:00+01:00", 3, "0.0 0.5 2"},
       {"--until 2026-11-16T02:00:00Z", 3, "0.5 1.0 2"},
@@ -169,9 +170,8 @@ TEST_F(ResultsTest, FiltersTakeRunsApart) {
     const json& station = results["stations"][0];
     std::string text;
     for (const char* name : {"firstPassYield", "finalYield", "units"}) {
-      text += (text.empty() ? "" : " ") + station.value(name, json("-")).dump().substr(0, 5);
+      text += (text.empty() ? "" : " ") + station[name].dump().substr(0, 5);
     }
-    std::erase(text, '"');
     EXPECT_EQ(text, yields) << filters;
   }
 }
@@ -305,6 +305,14 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
                           "loudness,80,dB,,75,false,"));
   const auto columns = std::ranges::count(rows[0], ',');
   for (const std::string& row : rows) EXPECT_EQ(std::ranges::count(row, ','), columns) << row;
+  // The same for the runs that did not pass, the newest first.
+  const std::vector<std::string> failed =
+      splitLines(run("--csv --table failed-runs " + file()).output);
+  ASSERT_EQ(failed.size(), 5u);
+  EXPECT_TRUE(failed[0].starts_with("unit,time,station,phase,reason,verdict,passedSince,run,"));
+  EXPECT_EQ(failed[4],
+            "SN1,2026-11-16T01:00:00.000+01:00,speaker,tone,\"too \"\"loud\"\"\",failed,true,r1,"
+            "tone,loudness,80,dB,,75,false,,,,false");
   const std::string page = readText(path("page.html"));
   for (const char* part : {"camera &amp; &lt;co&gt;</th>", "id=\"run-r1\"", "href=\"#run-r1\"",
                            "href=\"#chart-", "SN6", "untrusted", "Made at"}) {

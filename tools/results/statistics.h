@@ -70,6 +70,7 @@ class Statistics {
  public:
   void add(double value);
 
+  const Moments& moments() const { return _moments; }
   uint64_t count() const { return _moments.count(); }
   double mean() const { return _moments.mean(); }
   std::optional<double> deviation() const { return _moments.deviation(); }

@@ -30,6 +30,12 @@ uint64_t unitKey(const std::string& unit, const std::string& run) {
   return unit.empty() ? ~std::hash<std::string>()(run) : std::hash<std::string>()(unit);
 }
 
+Duration durationOf(const std::deque<float>& seconds) {
+  if (seconds.empty()) return {};
+  std::vector<float> values(seconds.begin(), seconds.end());
+  return {values.size(), percentile(values, 50), percentile(values, 95)};
+}
+
 /// Sorts by descending numbers of runs.
 void sortByRuns(std::vector<Failure>::iterator begin, std::vector<Failure>::iterator end) {
   std::stable_sort(begin, end, [](const Failure& a, const Failure& b) { return a.runs > b.runs; });
@@ -56,12 +62,6 @@ std::string wallTimeText(int64_t hour) {
   char text[64] = "";
   if (::gmtime_r(&time, &fields)) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M", &fields);
   return text;
-}
-
-Duration durationOf(const std::deque<float>& seconds) {
-  if (seconds.empty()) return {};
-  std::vector<float> values(seconds.begin(), seconds.end());
-  return {values.size(), percentile(values, 50), percentile(values, 95)};
 }
 
 size_t StationSummary::KeyHash::operator()(const Key& key) const {
@@ -180,11 +180,15 @@ void StationSummary::joinTimes(int64_t factor) {
 std::vector<Failure> StationSummary::failures() const {
   std::vector<Failure> failures;
   for (const PhaseSummary& phase : _phases) {
-    if (phase.failedRuns > 0) failures.push_back({phase.name, {}, phase.failedRuns});
+    if (phase.failedRuns > 0) failures.push_back({phase.name, {}, phase.failedRuns, testedRuns()});
   }
   const auto phases = static_cast<std::ptrdiff_t>(failures.size());
+  const std::vector<const MeasurementSummary*> measurements = failingFirst();
   for (const auto& [name, outside] : _runsOutside) {
-    failures.push_back({name.first, name.second, outside.runs});
+    const auto same = std::ranges::find_if(measurements, [&](const MeasurementSummary* each) {
+      return std::pair(each->phase, each->name) == name;
+    });
+    failures.push_back({name.first, name.second, outside.runs, testedRuns(), *same});
   }
   sortByRuns(failures.begin(), failures.begin() + phases);
   sortByRuns(failures.begin() + phases, failures.end());
@@ -336,6 +340,12 @@ void Summary::finish() {
           failed->second->station == begin->station && last->verdict == Verdict::kPassed;
     }
     begin = end;
+  }
+  for (StationSummary& station : _stations) {
+    station._duration = durationOf(std::exchange(station._seconds, {}));
+    for (PhaseSummary& phase : station._phases) {
+      phase.duration = durationOf(std::exchange(phase.seconds, {}));
+    }
   }
   if (!_groupBy) return;
   std::ranges::sort(_stations, {}, [&](const StationSummary& station) {

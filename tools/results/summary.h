@@ -62,6 +62,14 @@ struct Failure {
   uint32_t phase = 0;
   std::optional<uint32_t> measurement;
   uint64_t runs = 0;
+  uint64_t ofRuns = 0;                          ///< The station's runs that were not refused.
+  const MeasurementSummary* summary = nullptr;  ///< Of the measurement, with the limits that fail.
+};
+
+/// How long something takes, in seconds.
+struct Duration {
+  uint64_t count = 0;
+  float median = 0, percentile95 = 0;
 };
 
 struct PhaseSummary {
@@ -69,6 +77,7 @@ struct PhaseSummary {
   uint64_t runs = 0, failedRuns = 0;
   uint64_t repeatedAttempts = 0;
   std::deque<float> seconds;  ///< Of each time it ended.
+  Duration duration;          ///< The same, once all runs are known.
   uint64_t lastRun = 0, lastFailedRun = 0;
 };
 
@@ -85,13 +94,6 @@ struct YieldTime {
   uint64_t runs = 0, passed = 0;
   uint64_t firstUnits = 0, firstPassed = 0;
 };
-
-/// How long something takes, in seconds.
-struct Duration {
-  uint64_t count = 0;
-  float median = 0, percentile95 = 0;
-};
-Duration durationOf(const std::deque<float>& seconds);
 
 /// A run that did not pass, with the first thing that was wrong.
 struct FailedRun {
@@ -159,7 +161,7 @@ class StationSummary {
   const std::deque<MeasurementSummary>& measurements() const { return _measurements; }
   std::vector<const MeasurementSummary*> failingFirst() const;
   const std::deque<PhaseSummary>& phases() const { return _phases; }
-  Duration duration() const { return durationOf(_seconds); }
+  const Duration& duration() const { return _duration; }
   /// Returns the runs for each hour of the clock in which there was one.
   double runsPerHour() const;
 
@@ -187,6 +189,7 @@ class StationSummary {
   uint64_t _unitSeen = 0;  ///< The unit whose last run was counted.
   std::map<int64_t, YieldTime> _times;
   std::deque<float> _seconds;
+  Duration _duration;
   std::unordered_set<int64_t> _hours;
   std::deque<PhaseSummary> _phases;
   std::unordered_map<uint32_t, size_t> _phaseAt;

@@ -1,4 +1,4 @@
-#include "tools/results/run_writers.h"
+#include "tools/results/junit_writer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,17 +8,13 @@
 #include <map>
 #include <vector>
 
-#include "platform/number.h"
-#include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
 #include "tools/html/markup.h"
-#include "tools/results/summary_view.h"
+#include "tools/results/summary_text.h"
 
 namespace corvane::tools {
 namespace {
-
-std::string numberOrEmpty(std::optional<double> value) { return value ? decimalText(*value) : ""; }
 
 std::string attribute(const char* name, std::string_view value) {
   return std::string(" ") + name + "=\"" + markupText(value) + "\"";
@@ -77,15 +73,6 @@ std::string testCase(const Run& run, const PhaseResult& phase, int number,
 bool hasOwnCase(const Run& run) {
   if (run.verdict != Verdict::kFailed) return run.verdict != Verdict::kPassed;
   return std::ranges::find(run.phases, Verdict::kFailed, &PhaseResult::verdict) == run.phases.end();
-}
-
-/// Returns a cell that is safe for a terminal, in quotes where a reader would take it apart.
-std::string csvCell(std::string_view given) {
-  std::string text = printable(given);
-  if (text.find_first_of(",\"") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
-  return quoted + "\"";
 }
 
 }  // namespace
@@ -155,33 +142,6 @@ void JunitWriter::finish() {
     throw CommandError(kFailed, std::string("a temporary file: ") + std::strerror(errno));
   }
   file.finish();
-}
-
-CsvWriter::CsvWriter(std::ostream& out) : _out(out) {
-  _out << "time,run,station,unit,count,verdict,phase,name,value,unitOfMeasure,lower,upper,inside,"
-          "text,expected,attempt,repeated,seconds,reason";
-  for (const std::string_view field : kRunFieldNames) _out << "," << field;
-  _out << "\n";
-}
-
-void CsvWriter::add(const Run& run, const Names& names) {
-  const std::string front = csvCell(run.timeText) + "," + csvCell(run.id) + "," +
-                            csvCell(names.text(run.station)) + "," + csvCell(run.unit) + "," +
-                            (run.count == 0 ? "" : std::to_string(run.count)) + "," +
-                            csvCell(nameOf(run.verdict)) + ",";
-  std::string back = "," + decimalText(run.seconds) + "," + csvCell(run.reason);
-  for (const uint32_t field : run.fields) back += "," + csvCell(names.text(field));
-  if (run.measurements.empty()) _out << front << ",,,,,,,,,," << back << "\n";
-  for (const Measurement& measurement : run.measurements) {
-    _out << front << csvCell(names.text(measurement.phase)) << ","
-         << csvCell(names.text(measurement.name)) << "," << numberOrEmpty(measurement.value) << ","
-         << csvCell(names.text(measurement.unitOfMeasure)) << ","
-         << numberOrEmpty(measurement.lower) << "," << numberOrEmpty(measurement.upper) << ","
-         << (measurement.isInside ? "true" : "false") << "," << csvCell(measurement.text) << ","
-         << csvCell(measurement.expected) << ","
-         << (measurement.attempt == 0 ? "" : std::to_string(measurement.attempt)) << ","
-         << (measurement.isRepeated ? "true" : "false") << back << "\n";
-  }
 }
 
 }  // namespace corvane::tools

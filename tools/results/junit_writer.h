@@ -1,7 +1,6 @@
-#ifndef CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
-#define CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
+#ifndef CORVANE_TOOLS_RESULTS_JUNIT_WRITER_H_
+#define CORVANE_TOOLS_RESULTS_JUNIT_WRITER_H_
 
-#include <ostream>
 #include <string>
 #include <string_view>
 
@@ -31,16 +30,6 @@ class JunitWriter {
 /// Throws CommandError when the file cannot be written.
 void requireWritable(const std::string& path);
 
-/// Prints a row for each measurement, and one for a run that has none.
-class CsvWriter {
- public:
-  explicit CsvWriter(std::ostream& out);
-  void add(const Run& run, const Names& names);
-
- private:
-  std::ostream& _out;
-};
-
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_RESULTS_RUN_WRITERS_H_
+#endif  // CORVANE_TOOLS_RESULTS_JUNIT_WRITER_H_

@@ -1,0 +1,111 @@
+#include "tools/results/cells.h"
+
+#include <algorithm>
+
+#include "platform/number.h"
+#include "platform/printable.h"
+
+namespace corvane::tools {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string textOf(const ordered_json& data) {
+  if (data.is_string()) return data.get<std::string>();
+  return data.is_number_float() ? decimalText(data.get<double>()) : data.dump();
+}
+
+/// Returns the value safe for a terminal, in quotes where a reader would take it apart.
+std::string csvText(const ordered_json& data) {
+  if (data.is_null()) return "";
+  const std::string text = printable(textOf(data));
+  if (text.find_first_of(",\"") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
+  return quoted + "\"";
+}
+
+/// Prints what `text` returns of each cell that has a name.
+void printLine(std::ostream& out, const Cells& cells, auto text) {
+  const char* separator = "";
+  for (const Cell& cell : cells) {
+    if (!cell.name.empty()) out << std::exchange(separator, ",") << text(cell);
+  }
+  out << "\n";
+}
+
+}  // namespace
+
+std::string Cell::text() const {
+  if (!value.text.empty()) return value.text;
+  if (value.data.is_null()) return isNumber() ? "-" : "";
+  return textOf(value.data);
+}
+
+void append(Cells& cells, Cells added, const std::string& prefix) {
+  for (Cell& cell : added) {
+    if (!cell.name.empty()) cell.name.insert(0, prefix);
+    cells.push_back(std::move(cell));
+  }
+}
+
+void printCsv(std::ostream& out, const Cells& cells) {
+  printLine(out, cells, [](const Cell& cell) { return csvText(cell.value.data); });
+}
+
+void printCsvNames(std::ostream& out, const Cells& cells) {
+  printLine(out, cells, [](const Cell& cell) { return cell.name; });
+}
+
+ordered_json objectOf(const Cells& cells) {
+  ordered_json object = ordered_json::object();
+  for (const Cell& cell : cells) {
+    if (!cell.name.empty()) object[ordered_json::json_pointer("/" + cell.name)] = cell.value.data;
+  }
+  for (ordered_json& part : object) {
+    const auto isNull = [](const ordered_json& each) { return each.is_null(); };
+    if (part.is_object() && std::ranges::all_of(part, isNull)) part = nullptr;
+  }
+  return object;
+}
+
+Cells headOf(const Run& run, const Names& names) {
+  return {{"time", run.timeText},
+          {"run", run.id},
+          {"station", names.text(run.station)},
+          {"unit", run.unit},
+          {"count", run.count == 0 ? Value() : Value(run.count)},
+          {"verdict", nameOf(run.verdict)}};
+}
+
+Cells restOf(const Run& run, const Names& names) {
+  Cells cells = {{"seconds", run.seconds}, {"reason", run.reason}};
+  for (size_t i = 0; i < run.fields.size(); ++i) {
+    cells.emplace_back(std::string(kRunFieldNames[i]), names.text(run.fields[i]));
+  }
+  return cells;
+}
+
+Cells cellsOf(const PhaseResult& phase, const Names& names) {
+  return {{"phase", names.text(phase.name)},
+          {"verdict", nameOf(phase.verdict)},
+          {"seconds", phase.seconds},
+          {"reason", phase.reason}};
+}
+
+Cells cellsOf(const Measurement& measurement, const Names& names) {
+  const bool isCheck = measurement.isCheck;
+  return {{"phase", names.text(measurement.phase)},
+          {"name", names.text(measurement.name)},
+          {"value", measurement.value},
+          {"unitOfMeasure", names.text(measurement.unitOfMeasure)},
+          {"lower", measurement.lower},
+          {"upper", measurement.upper},
+          {"inside", measurement.isInside},
+          {"text", isCheck ? Value(measurement.text, "") : Value()},
+          {"expected", isCheck ? Value(measurement.expected, "") : Value()},
+          {"attempt", measurement.attempt == 0 ? Value() : Value(measurement.attempt)},
+          {"repeated", measurement.isRepeated}};
+}
+
+}  // namespace corvane::tools
