@@ -2,30 +2,77 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <string_view>
 
-#include "platform/number.h"
 #include "platform/printable.h"
-#include "tools/usage_error.h"
 
 namespace corvane::tools {
 namespace {
 
 /// What the action of the command line returned.
 ExitStatus gStatus = kDone;
-/// What is wrong with the first value that is wrong; empty when none is.
-std::string gWrongValue;
 
-void refuse(const std::string& reason) {
-  if (gWrongValue.empty()) gWrongValue = reason;
+/// Returns the command with its groups: "corvane syscfg get".
+std::string fullName(const CLI::App& command) {
+  const CLI::App* group = command.get_parent();
+  return (group ? fullName(*group) + " " : "") + command.get_name();
 }
 
-std::string describe(const Command::Range& range) {
-  const std::string min = std::to_string(range.min);
-  if (range.max < INT64_MAX) return "a number from " + min + " to " + std::to_string(range.max);
-  return range.min > INT64_MIN ? "a number, " + min + " or more" : "a number";
+std::vector<std::string> commandNames(const CLI::App& group) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : group.get_subcommands({})) {
+    if (!command->get_group().empty()) names.push_back(command->get_name());
+  }
+  return names;
 }
 
-std::string notWord(const std::string& word) { return ", not '" + printable(word) + "'"; }
+std::vector<std::string> optionNames(const CLI::App& command) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : command.get_options()) {
+    if (!option->get_positional() && !option->get_group().empty()) {
+      names.push_back("--" + option->get_lnames().front());
+    }
+  }
+  return names;
+}
+
+/// Returns what is wrong with a word that neither the command nor one of its commands takes.
+std::string unexpected(const CLI::App& command, const std::string& word) {
+  const std::string start = fullName(command) + " has no ";
+  if (word.size() > 1 && word.starts_with('-')) {
+    return start + "option '" + printable(word.substr(0, word.find('='))) + "'; it has " +
+           listOf(optionNames(command));
+  }
+  const std::vector<std::string> commands = commandNames(command);
+  if (commands.empty()) return start + "use for '" + printable(word) + "'";
+  return start + "command '" + printable(word) + "'; it has " + listOf(commands);
+}
+
+/// Returns the error about a command line that CLI11 refused: about the first word that nothing
+/// takes, or what CLI11 reports, such as a missing value.
+CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
+  const CLI::App* command = &app;
+  while (command->remaining().empty() && !command->get_subcommands().empty()) {
+    command = command->get_subcommands().back();
+  }
+  if (!command->remaining().empty()) {
+    return {kUsage, unexpected(*command, command->remaining().front())};
+  }
+  const std::string text = error.what();
+  if (dynamic_cast<const CLI::RequiredError*>(&error) &&
+      command->get_require_subcommand_min() > 0) {
+    return {kUsage, fullName(*command) + " needs a command: " + listOf(commandNames(*command))};
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
+    const std::string name = text.substr(0, text.find(':'));  // Empty when it is not shown.
+    return {kUsage, (name.empty() ? "an option" : name) + " needs a value"};
+  }
+  constexpr std::string_view kExcludes = " excludes ";
+  const size_t excluded = text.find(kExcludes);
+  if (excluded == text.npos) return {kUsage, fullName(*command) + ": " + text};
+  return {kUsage, text.substr(0, excluded) + " cannot be used with " +
+                      text.substr(excluded + kExcludes.size())};
+}
 
 }  // namespace
 
@@ -44,10 +91,24 @@ Option& Option::needs(const Option& other) {
   return *this;
 }
 
+Option& Option::hide() {
+  _option->group("");
+  return *this;
+}
+
 void excludeEachOther(std::vector<Option> options) {
   for (size_t i = 0; i < options.size(); ++i) {
     for (size_t j = 0; j < i; ++j) options[i].excludes(options[j]);
   }
+}
+
+std::string listOf(const std::vector<std::string>& names) {
+  std::string list;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) list += i + 1 < names.size() ? ", " : " or ";
+    list += names[i];
+  }
+  return list;
 }
 
 Command Command::add(const std::string& name, const std::string& about) {
@@ -70,7 +131,7 @@ void Command::footer(const std::string& text) { _app->footer(text); }
 
 void Command::action(std::function<ExitStatus()> work) {
   _app->final_callback([app = _app, work = std::move(work)] {
-    if (app->get_subcommands().empty() && gWrongValue.empty()) gStatus = work();
+    if (app->get_subcommands().empty()) gStatus = work();
   });
 }
 
@@ -82,104 +143,57 @@ Option Command::jsonFlag(bool& value) {
   return flag("--json", value, "Print JSON instead of text");
 }
 
-Command::Reader Command::refuseNothing(Reader read) {
-  // A script gives an empty name for a variable that is not set.
-  return [read = std::move(read)](const std::string& word) {
-    return word.empty() ? "a file's name, not ''" : read(word);
-  };
-}
-
-Option Command::addOutput(const std::string& about, const std::string& earlierName,
-                          const Reader& read) {
-  const Option output = add("-o,--output", about, "FILE", read);
-  if (!earlierName.empty()) {
-    const Option earlier = add(earlierName, about, "FILE", read);
-    earlier._option->group("");
-    earlier._option->excludes(output._option);
-  }
-  return output;
-}
-
 Option Command::seconds(const std::string& names, double& value, const std::string& about,
                         double min, double max) {
-  return add(names, about, "SECONDS", [=, &value](const std::string& word) -> std::string {
+  const std::string expected = "seconds from " + decimalText(min) + " to " + decimalText(max);
+  return add<double>(names, about, "SECONDS", expected, [=, &value](const std::string& word) {
     const std::optional<double> number = parseDecimal(word);
-    if (!number || *number < min || *number > max) {
-      return "seconds from " + decimalText(min) + " to " + decimalText(max) + notWord(word);
-    }
-    value = *number;
-    return "";
+    return number && *number >= min && *number <= max && store(value, *number);
   });
 }
 
-Option Command::texts(const std::string& names, std::vector<std::string>& value,
-                      const std::string& about) {
-  const auto store = [&value](const std::string& word) {
-    value.push_back(word);
-    return std::string();
-  };
-  return add(names, about, "TEXT", store, true);
+Option Command::choices(const std::string& names, std::vector<std::string>& value,
+                        const std::string& about, const std::vector<std::string>& words) {
+  std::map<std::string, std::string> choices;
+  for (const std::string& word : words) choices.emplace(word, word);
+  return choice(names, value, about, choices);
 }
 
-Option Command::choices(const std::string& names, std::vector<std::string>& value,
-                        const std::string& about, const std::vector<std::string>& choices) {
-  const auto store = [&value, choices](const std::string& word) {
-    if (std::ranges::find(choices, word) == choices.end()) return false;
-    value.push_back(word);
-    return true;
-  };
-  return addChoice(names, about, choices, store, true);
+/// The shells complete the words between the bars.
+std::string Command::placeholderOf(const std::vector<std::string>& words) {
+  return CLI::detail::join(words, "|");
 }
 
 Option Command::add(const std::string& names, const std::string& about,
-                    const std::string& placeholder, Reader read, bool isRepeatable) {
+                    const std::string& placeholder, const std::string& expected, const Reader& read,
+                    bool isRepeatable) {
   const bool isPositional = !names.starts_with('-');
   const std::string name = isPositional ? names : names.substr(names.rfind(',') + 1);
   const auto take = [=](const CLI::results_t& words) {
-    if (words.size() > 1 && !isRepeatable) refuse(name + " is given more than once");
-    for (const std::string& given : words) {
-      const std::string word = withoutMark(given);
-      // CLI11 leaves the "=" of "-o=" in front.
-      const bool isMissing = word != given && (word.empty() || word == "=");
-      const std::string expected = isMissing ? "" : read(word);
-      if (isMissing) refuse(name + " needs a value");
-      if (!expected.empty()) refuse(std::string(name).append(" takes ").append(expected));
+    if (words.size() > 1 && !isRepeatable) {
+      throw CommandError(kUsage, name + " is given more than once");
+    }
+    for (const std::string& word : words) {
+      if (read(word)) continue;
+      throw CommandError(kUsage, name + " takes " + expected + ", not '" + printable(word) + "'");
     }
     return true;
   };
   CLI::Option* const option = _app->add_option(names, take, about);
-  // The shells complete the words of a choice.
   option->type_name(isPositional && placeholder.find('|') == placeholder.npos ? "" : placeholder);
   option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   if (isPositional && isRepeatable) option->expected(-1);
   return Option(option);
 }
 
-Option Command::addNumber(const std::string& names, const std::string& about, Range range,
-                          std::function<void(int64_t)> store) {
-  return add(names, about, "NUMBER", [=](const std::string& word) -> std::string {
-    const auto number = parseNumber<int64_t>(word, range.min, range.max);
-    if (!number) return describe(range) + notWord(word);
-    store(*number);
-    return "";
-  });
-}
-
-Option Command::addChoice(const std::string& names, const std::string& about,
-                          const std::vector<std::string>& choices,
-                          std::function<bool(const std::string& word)> store, bool isRepeatable) {
-  const auto read = [=](const std::string& word) -> std::string {
-    if (store(word)) return "";
-    return listOf(choices) + notWord(word) + suggestion(word, choices);
-  };
-  return add(names, about, CLI::detail::join(choices, "|"), read, isRepeatable);
-}
-
 ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-  for (std::string& word : words) {
+  for (const std::string& word : words) {
     if (word == "--") break;
-    if (word.starts_with('-') && word.ends_with('=')) word += kNothingMark;
+    // CLI11 would take the next word as its value.
+    if (word.starts_with('-') && word.find('=') + 1 == word.size()) {
+      throw CommandError(kUsage, printable(word) + " needs a value");
+    }
   }
   std::ranges::reverse(words);
   try {
@@ -188,9 +202,8 @@ ExitStatus runCommandLine(CLI::App& app, int argc, char** argv) {
     app.exit(help);
     return kDone;
   } catch (const CLI::ParseError& error) {
-    if (gWrongValue.empty()) throw usageError(app, error);
+    throw usageError(app, error);
   }
-  if (!gWrongValue.empty()) throw CommandError(kUsage, gWrongValue);
   return gStatus;
 }
 

@@ -1,17 +1,14 @@
 #ifndef CORVANE_TOOLS_COMMAND_LINE_H_
 #define CORVANE_TOOLS_COMMAND_LINE_H_
 
-#include <algorithm>
-#include <cstdint>
 #include <functional>
 #include <limits>
 #include <map>
 #include <optional>
 #include <string>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
+#include "platform/number.h"
 #include "tools/command_error.h"
 
 namespace CLI {
@@ -32,28 +29,41 @@ class Option {
   Option& excludes(const Option& other);
   /// Refuses a command line that has this one without the other.
   Option& needs(const Option& other);
+  /// Leaves the option out of what is shown to people.
+  Option& hide();
 
  private:
-  friend class Command;
   CLI::Option* _option;
 };
 
 /// Makes each of the options exclude every other.
 void excludeEachOther(std::vector<Option> options);
 
-/// A command, or a group of them. A view: the command line owns it. Where options take `names`,
-/// that is "-n,--lines" for an option, "OFFSET" for a positional argument; `value` is a variable or
-/// an optional one.
-class Command {
-  template <typename T>
-  struct ValueOf {
-    using type = T;
-  };
-  template <typename T>
-  struct ValueOf<std::optional<T>> {
-    using type = T;
-  };
+/// Returns the names as "a, b or c".
+std::string listOf(const std::vector<std::string>& names);
 
+/// What an option's variable holds: a value, an optional one, or several.
+template <typename T>
+struct Held {
+  using Type = T;
+  static constexpr bool isRepeatable = false;
+};
+template <typename T>
+struct Held<std::optional<T>> : Held<T> {};
+template <typename T>
+struct Held<std::vector<T>> : Held<T> {
+  static constexpr bool isRepeatable = true;
+};
+
+template <typename T>
+struct Range {
+  T min = std::numeric_limits<T>::min(), max = std::numeric_limits<T>::max();
+};
+
+/// A command, or a group of them. A view: the command line owns it. Where options take `names`,
+/// that is "-n,--lines" for an option, "OFFSET" for a positional argument; `value` is a variable,
+/// an optional one, or a list for an option that may be given several times.
+class Command {
  public:
   explicit Command(CLI::App& app) : _app(&app) {}
 
@@ -72,85 +82,74 @@ class Command {
   Option jsonFlag(bool& value);
   template <typename T>
   Option text(const std::string& names, T& value, const std::string& about) {
-    return add(names, about, "TEXT", storeIn(value));
+    return add<T>(names, about, "TEXT", "",
+                  [&value](const std::string& word) { return store(value, word); });
   }
-  /// Adds the name of a file, which must not be empty.
+  /// Adds the name of a file, which must not be empty, as a script's variable that is not set is.
   template <typename T>
   Option file(const std::string& names, T& value, const std::string& about) {
-    return add(names, about, "FILE", refuseNothing(storeIn(value)));
+    return add<T>(names, about, "FILE", "a file's name", [&value](const std::string& word) {
+      return !word.empty() && store(value, word);
+    });
   }
   /// Adds "-o,--output", the file to write; `earlierName` stays as a name that is not shown.
   template <typename T>
   Option output(T& value, const std::string& about, const std::string& earlierName = "") {
-    return addOutput(about, earlierName, refuseNothing(storeIn(value)));
-  }
-  /// Adds any number of texts; a positional argument takes at least one when it is required.
-  Option texts(const std::string& names, std::vector<std::string>& value, const std::string& about);
-
-  struct Range {
-    int64_t min, max;
-  };
-  /// Returns the numbers that the variable can hold.
-  template <typename T>
-  static constexpr Range rangeOf() {
-    using Limits = std::numeric_limits<typename ValueOf<T>::type>;
-    constexpr uint64_t kMax = std::numeric_limits<int64_t>::max();
-    return {static_cast<int64_t>(Limits::min()),
-            static_cast<int64_t>(std::min(kMax, static_cast<uint64_t>(Limits::max())))};
+    const Option output = file("-o,--output", value, about);
+    if (!earlierName.empty()) file(earlierName, value, about).hide().excludes(output);
+    return output;
   }
   /// Adds a whole number: decimal, or 0x and hexadecimal digits.
   template <typename T>
   Option number(const std::string& names, T& value, const std::string& about,
-                Range range = rangeOf<T>()) {
-    return addNumber(names, about, range, [&value](int64_t number) {
-      value = static_cast<typename ValueOf<T>::type>(number);
+                Range<typename Held<T>::Type> range = {}) {
+    const std::string expected =
+        "a number from " + std::to_string(range.min) + " to " + std::to_string(range.max);
+    return add<T>(names, about, "NUMBER", expected, [&value, range](const std::string& word) {
+      const auto number = parseNumber<typename Held<T>::Type>(word, range.min, range.max);
+      return number && store(value, *number);
     });
   }
   /// Adds a decimal number of seconds.
   Option seconds(const std::string& names, double& value, const std::string& about, double min,
                  double max);
-
-  /// Adds a choice of one of the names; for int32_t, also takes the number that a name stands for.
+  /// Adds a choice of one of the names.
   template <typename T>
-  Option choice(const std::string& names, std::optional<T>& value, const std::string& about,
-                const std::map<std::string, T>& choices) {
+  Option choice(const std::string& names, T& value, const std::string& about,
+                const std::map<std::string, typename Held<T>::Type>& choices) {
     std::vector<std::string> words;
     for (const auto& [word, meaning] : choices) words.push_back(word);
-    return addChoice(names, about, words, [&value, choices](const std::string& word) {
-      for (const auto& [name, meaning] : choices) {
-        bool isChosen = word == name;
-        if constexpr (std::is_same_v<T, int32_t>) isChosen |= word == std::to_string(meaning);
-        if (isChosen) value = meaning;
-        if (isChosen) return true;
-      }
-      return false;
-    });
+    return add<T>(names, about, placeholderOf(words), listOf(words),
+                  [&value, choices](const std::string& word) {
+                    const auto found = choices.find(word);
+                    return found != choices.end() && store(value, found->second);
+                  });
   }
-  /// Adds a choice of any number of the names.
+  /// Adds a choice of any number of the words.
   Option choices(const std::string& names, std::vector<std::string>& value,
-                 const std::string& about, const std::vector<std::string>& choices);
+                 const std::string& about, const std::vector<std::string>& words);
 
  private:
-  /// Reads a word of the command line. Returns what is expected instead, such as "a number, not
-  /// 'x'", or an empty text when the word is right.
-  using Reader = std::function<std::string(const std::string& word)>;
+  /// Takes a word of the command line. Returns whether it is what is expected.
+  using Reader = std::function<bool(const std::string& word)>;
 
   template <typename T>
-  static Reader storeIn(T& value) {
-    return [&value](const std::string& word) {
+  static bool store(T& value, const typename Held<T>::Type& word) {
+    if constexpr (Held<T>::isRepeatable) {
+      value.push_back(word);
+    } else {
       value = word;
-      return std::string();
-    };
+    }
+    return true;
   }
-  static Reader refuseNothing(Reader read);
+  static std::string placeholderOf(const std::vector<std::string>& words);
+  template <typename T>
   Option add(const std::string& names, const std::string& about, const std::string& placeholder,
-             Reader read, bool isRepeatable = false);
-  Option addOutput(const std::string& about, const std::string& earlierName, const Reader& read);
-  Option addNumber(const std::string& names, const std::string& about, Range range,
-                   std::function<void(int64_t)> store);
-  Option addChoice(const std::string& names, const std::string& about,
-                   const std::vector<std::string>& choices,
-                   std::function<bool(const std::string& word)> store, bool isRepeatable = false);
+             const std::string& expected, const Reader& read) {
+    return add(names, about, placeholder, expected, read, Held<T>::isRepeatable);
+  }
+  Option add(const std::string& names, const std::string& about, const std::string& placeholder,
+             const std::string& expected, const Reader& read, bool isRepeatable);
 
   CLI::App* _app;
 };

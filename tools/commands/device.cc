@@ -62,10 +62,9 @@ struct FactOptions {
   std::vector<std::string> with, without;
 
   void addTo(Command command) {
-    constexpr Command::Range kCapacity = {0, std::numeric_limits<int64_t>::max()};
     command.text("--model", model, "Model name; begins with the code, such as T34");
-    command.number("--battery", battery, "Current capacity", kCapacity);
-    command.number("--battery-max", batteryMax, "Maximum capacity", kCapacity);
+    command.number("--battery", battery, "Current capacity", {0});
+    command.number("--battery-max", batteryMax, "Maximum capacity", {0});
     command.choice("--external-power", externalPower, "Whether it is connected", kYesNo);
     command.choice("--power", hostPower,
                    "Source of battery and external power: plist (the figures here) or\n"

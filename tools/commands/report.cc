@@ -41,7 +41,7 @@ void addReport(CLI::App& app) {
   const auto options = std::make_shared<ReportOptions>();
   Command command =
       Command(app).add("report", "Show units or dumps as one web page that stands alone");
-  command.texts("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
+  command.text("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
   command.output(options->out, "The page to write; - is standard output", "--out");
   command.file("--recording", options->recording,
                "Lines of \"corvane ps --watch --json\" to show as a chart");

@@ -256,12 +256,12 @@ void addResults(CLI::App& app) {
   Command command = Command(app).add(
       "results", "Tell yields, what fails, and measurements from the results of stations");
   command
-      .texts("FILE", options->paths,
+      .text("FILE", options->paths,
              "Results as stations write them with --results; a folder stands for its\n"
              ".jsonl and .json files, - for standard input")
       .required();
-  command.texts("--station", options->stations, "Only runs of this station; repeatable");
-  command.texts("--unit", options->units, "Only runs on this unit, one by one; repeatable");
+  command.text("--station", options->stations, "Only runs of this station; repeatable");
+  command.text("--unit", options->units, "Only runs on this unit, one by one; repeatable");
   command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
                   textsOf(station::internal::kVerdictNames));
   command.text("--since", options->since, "Only runs that began at this time or later");

@@ -92,7 +92,7 @@ void addShell(CLI::App& app) {
   const auto words = std::make_shared<std::vector<std::string>>();
   Command complete = Command(app).add("complete", "Print what the last word can become");
   complete.hide();
-  complete.texts("WORD", *words, "The command line's words, after --");
+  complete.text("WORD", *words, "The command line's words, after --");
   complete.action([&app, words] {
     for (const Completion& found : completionsOf(app, *words, keysOfUnit)) {
       std::cout << printable(found.word) << "\t" << printable(found.about) << "\n";

@@ -106,7 +106,7 @@ void addTrial(CLI::App& app) {
   Command command =
       Command(app).add("trial", "Try whether a station program ever lies about a unit");
   command.text("STATION", options.station.program, "The station's program").required();
-  command.texts("ARGUMENT", options.station.arguments, "What the station itself takes, after --");
+  command.text("ARGUMENT", options.station.arguments, "What the station itself takes, after --");
   Option status =
       command.number("--status", trial->status,
                      "Status byte of a station that does not describe itself", {0, 127});
