@@ -1,12 +1,10 @@
 #include <iostream>
 #include <memory>
 
-#include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
 #include "tools/shell/completion.h"
-#include "tools/shell/manual.h"
 #include "tools/unit_access.h"
 #include "tools/virtual_unit.h"
 #include "unit/keys.h"
@@ -94,18 +92,14 @@ void addShell(CLI::App& app) {
   complete.hide();
   complete.text("WORD", *words, "The command line's words, after --");
   complete.action([&app, words] {
-    for (const Completion& found : completionsOf(app, *words, keysOfUnit)) {
-      std::cout << printable(found.word) << "\t" << printable(found.about) << "\n";
-    }
+    printCompletions(std::cout, app, *words, keysOfUnit);
     return kDone;
   });
 
-  const auto folder = std::make_shared<std::string>();
-  Command manual = Command(app).add("manual", "Write the manual pages");
+  Command manual = Command(app).add("manual", "Print the manual page");
   manual.hide();
-  manual.file("FOLDER", *folder, "Where they go").required();
-  manual.action([&app, folder] {
-    writeManual(app, *folder);
+  manual.action([&app] {
+    printManual(std::cout, app);
     return kDone;
   });
 }

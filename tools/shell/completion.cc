@@ -1,20 +1,23 @@
 #include "tools/shell/completion.h"
 
 #include <CLI/CLI.hpp>
+#include <ostream>
 #include <sstream>
+
+#include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {
 
-bool isHidden(const auto& named) { return named.get_group().empty(); }
+std::vector<const CLI::App*> commandsOf(const CLI::App& group) {
+  return group.get_subcommands(
+      [](const CLI::App* command) { return !command->get_group().empty(); });
+}
 
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
-
-/// Returns the group's command of that name; null when there is none.
-const CLI::App* commandNamed(const CLI::App& group, const std::string& name) {
-  const auto commands =
-      group.get_subcommands([&](const CLI::App* command) { return command->check_name(name); });
-  return commands.empty() ? nullptr : commands.front();
+std::vector<const CLI::Option*> optionsOf(const CLI::App& command, bool isPositional) {
+  return command.get_options([isPositional](const CLI::Option* option) {
+    return option->get_positional() == isPositional && !option->get_group().empty();
+  });
 }
 
 /// The place that a command line has reached before its last word.
@@ -24,74 +27,83 @@ struct Place {
   const CLI::Option* option = nullptr;
   size_t positionalsSeen = 0;
   bool isAfterOptions = false;
-};
 
-Place placeOf(const CLI::App& app, const std::vector<std::string>& words) {
-  Place place{&app};
-  for (size_t i = 0; i + 1 < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (place.option) {
-      place.option = nullptr;
+  void pass(const std::string& word) {
+    const auto isNamed = [&](const CLI::App* inner) { return inner->check_name(word); };
+    if (option) {
+      option = nullptr;
     } else if (word == "--") {
-      place.isAfterOptions = true;
-    } else if (word.starts_with('-') && !place.isAfterOptions) {
-      const CLI::Option* const option = place.command->get_option_no_throw(word);
-      if (option && option->get_items_expected_max() > 0) place.option = option;
-    } else if (const CLI::App* command = commandNamed(*place.command, word)) {
-      place.command = command;
+      isAfterOptions = true;
+    } else if (word.starts_with('-') && !isAfterOptions) {
+      const CLI::Option* const named = command->get_option_no_throw(word);
+      if (named && named->get_items_expected_max() > 0) option = named;
+    } else if (const auto commands = command->get_subcommands(isNamed); !commands.empty()) {
+      command = commands.front();
     } else {
-      ++place.positionalsSeen;
+      ++positionalsSeen;
     }
   }
-  return place;
+};
+
+/// Returns the text with what roff would not print as it is escaped.
+std::string roff(const std::string& text) {
+  std::string escaped;
+  for (const char character : text) {
+    const bool isLineStart = escaped.empty() || escaped.back() == '\n';
+    if (isLineStart && (character == '.' || character == '\'')) escaped += "\\&";
+    if (character == '\\' || character == '-') escaped += '\\';
+    escaped += character == '\\' ? 'e' : character;
+  }
+  return escaped;
 }
 
-std::vector<const CLI::Option*> positionalsOf(const CLI::App& command) {
-  return command.get_options([](const CLI::Option* option) { return option->get_positional(); });
+void printSection(std::ostream& out, const CLI::App& command, const std::string& name) {
+  const std::string help =
+      command.get_formatter()->make_help(&command, name, CLI::AppFormatMode::Normal);
+  out << ".SH " << roff(name) << "\n.nf\n" << roff(help) << ".fi\n";
+  for (const CLI::App* inner : commandsOf(command)) {
+    printSection(out, *inner, name + " " + inner->get_name());
+  }
 }
 
 }  // namespace
 
-std::vector<Completion> completionsOf(const CLI::App& app, const std::vector<std::string>& words,
-                                      const std::function<std::vector<std::string>()>& keys) {
+void printCompletions(std::ostream& out, const CLI::App& app, const std::vector<std::string>& words,
+                      const std::function<std::vector<std::string>()>& keys) {
+  Place place{&app};
+  for (size_t i = 0; i + 1 < words.size(); ++i) place.pass(words[i]);
   const std::string prefix = words.empty() ? "" : words.back();
-  const Place place = placeOf(app, words);
-  std::vector<Completion> found;
-  const auto offer = [&](const std::string& word, const std::string& about) {
-    if (word.starts_with(prefix)) found.push_back({word, firstLine(about)});
+  const auto offer = [&](const std::string& word, const std::string& about = "") {
+    if (!word.starts_with(prefix)) return;
+    out << printable(word) << "\t" << printable(about.substr(0, about.find('\n'))) << "\n";
   };
-  const auto offerValuesOf = [&](const CLI::Option& option) {
+  const auto offerValues = [&](const CLI::Option& option) {
     std::istringstream choices(option.get_type_name());
     const bool isChoice = choices.str().find('|') != std::string::npos;
-    for (std::string choice; isChoice && std::getline(choices, choice, '|');) offer(choice, "");
+    for (std::string choice; isChoice && std::getline(choices, choice, '|');) offer(choice);
     if (option.get_name() != "KEY") return;
-    for (const std::string& key : keys()) offer(key, "");
+    for (const std::string& key : keys()) offer(key);
   };
 
-  if (place.option) {
-    offerValuesOf(*place.option);
-    return found;
-  }
+  if (place.option) return offerValues(*place.option);
   if (prefix.starts_with('-') && !place.isAfterOptions) {
-    for (const CLI::Option* option : place.command->get_options()) {
-      if (option->get_positional() || isHidden(*option)) continue;
-      for (const std::string& name : option->get_lnames()) {
-        offer("--" + name, option->get_description());
-      }
-      for (const std::string& name : option->get_snames()) {
-        offer("-" + name, option->get_description());
-      }
+    for (const CLI::Option* option : optionsOf(*place.command, false)) {
+      for (const auto& name : option->get_lnames()) offer("--" + name, option->get_description());
+      for (const auto& name : option->get_snames()) offer("-" + name, option->get_description());
     }
-    return found;
+    return;
   }
-  for (const CLI::App* command : place.command->get_subcommands({})) {
-    if (!isHidden(*command)) offer(command->get_name(), command->get_description());
+  for (const CLI::App* command : commandsOf(*place.command)) {
+    offer(command->get_name(), command->get_description());
   }
-  const std::vector<const CLI::Option*> positionals = positionalsOf(*place.command);
-  if (place.positionalsSeen < positionals.size()) {
-    offerValuesOf(*positionals[place.positionalsSeen]);
-  }
-  return found;
+  const std::vector<const CLI::Option*> positionals = optionsOf(*place.command, true);
+  if (place.positionalsSeen < positionals.size()) offerValues(*positionals[place.positionalsSeen]);
+}
+
+void printManual(std::ostream& out, const CLI::App& app) {
+  out << ".TH CORVANE 1 \"\" \"" << roff(app.version()) << "\"\n.SH NAME\n"
+      << app.get_name() << " \\- " << roff(app.get_description()) << "\n";
+  printSection(out, app, app.get_name());
 }
 
 }  // namespace corvane::tools

@@ -2,6 +2,7 @@
 #define CORVANE_TOOLS_SHELL_COMPLETION_H_
 
 #include <functional>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -9,20 +10,17 @@ namespace CLI {
 class App;
 }
 
-/// What shells ask of the tool's command tree.
+/// What shells and the manual show of the tool's command tree.
 namespace corvane::tools {
 
-struct Completion {
-  std::string word;
-  /// One line; may be empty.
-  std::string about;
-};
+/// Prints what the last of the command line's words can become, each with what it does after a tab;
+/// `words` is without the tool's own name. Prints nothing where a file's name or free text belongs.
+/// `keys` lists the unit's configuration keys, and is called only where one belongs.
+void printCompletions(std::ostream& out, const CLI::App& app, const std::vector<std::string>& words,
+                      const std::function<std::vector<std::string>()>& keys);
 
-/// Returns what the last of the command line's words can become; `words` is without the tool's own
-/// name. Empty where a file's name or free text belongs. `keys` lists the unit's configuration
-/// keys, and is called only where one belongs.
-std::vector<Completion> completionsOf(const CLI::App& app, const std::vector<std::string>& words,
-                                      const std::function<std::vector<std::string>()>& keys);
+/// Prints the manual page: what --help says of the tool and of each command.
+void printManual(std::ostream& out, const CLI::App& app);
 
 }  // namespace corvane::tools
 
