@@ -119,7 +119,7 @@ if(CORVANE_TESTS AND CORVANE_PLATFORM STREQUAL host)
   find_package(GTest REQUIRED)
 endif()
 
-# corvane_test(bits_test [library...]): the program of bits_test.cc of this folder, linked with the
+# corvane_test(log_test [library...]): the program of log_test.cc of this folder, linked with the
 # libraries, each of its tests a test of its own with a process of its own. Tests make their units
 # themselves; one that forgets to gets none.
 function(corvane_test source)

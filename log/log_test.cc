@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <set>
 #include <thread>
 
+#include "log/log_collection.h"
 #include "log/time_helpers.h"
 #include "testing/unit_test.h"
 
@@ -17,7 +19,7 @@ using corvane::testing::cfString;
 using corvane::testing::readText;
 using corvane::testing::splitLines;
 using corvane::testing::text;
-using ::testing::Test;
+using corvane::testing::writeText;
 
 class LogTest : public corvane::testing::UnitTest {
  protected:
@@ -142,7 +144,9 @@ TEST_F(LogTest, LinesOfManyThreadsAndProcessesAreNeverTorn) {
   EXPECT_EQ(seen.size(), size_t{kProcesses * kThreads * kLines});
 }
 
-TEST_F(LogTest, AChildThatLogsComesBackAlthoughThreadsOfItsParentLog) {
+using ForkTest = LogTest;
+
+TEST_F(ForkTest, AChildThatLogsComesBackAlthoughThreadsOfItsParentLog) {
   std::atomic<bool> isDone = false;
   const auto logOn = [&] {
     while (!isDone) Log::write(CFSTR("parent"), CFSTR("Fork"), 0);
@@ -205,6 +209,114 @@ TEST_F(LogTest, ALinesTimeIsItsOwnAndTheSharedRecordIsOverwritten) {
   }
   isDone = true;
   hostile.join();
+}
+
+TEST(TimeHelpersTest, DifferencesBorrowFromTheFieldAboveOnly) {
+  struct Case {
+    int32_t start[3], end[3];
+    const char* difference;
+  };
+  const Case cases[] = {
+      {{10, 0, 0}, {11, 30, 15}, "01:30:15"},
+      {{23, 50, 0}, {0, 10, 0}, "00:20:00"},
+      {{10, 0, 0}, {10, 0, 0}, "00:00:00"},
+      {{10, 30, 50}, {11, 30, 10}, "01:-1:20"},
+      {{10, 50, 0}, {10, 10, 0}, "-1:20:00"},
+      {{9, 30, 30}, {8, 30, 20}, "23:-1:50"},
+      {{0, 0, 0}, {100, 0, 1000}, "100:00:1000"},
+      {{INT32_MIN, 0, INT32_MAX}, {INT32_MAX, 0, INT32_MIN}, "-1:-1:61"},
+  };
+  for (const auto& [start, end, difference] : cases) {
+    const CFRef<CFStringRef> result(
+        getTimeDifference(start[0], start[1], start[2], end[0], end[1], end[2]));
+    EXPECT_EQ(text(result.get()), difference);
+  }
+}
+
+TEST(TimeHelpersTest, TimesArePaddedAndNotValidated) {
+  struct tm time {};
+  time.tm_year = 126;
+  time.tm_mon = 2;
+  time.tm_mday = 5;
+  time.tm_hour = 7;
+  time.tm_min = 8;
+  time.tm_sec = 9;
+  EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "2026-03-05 07:08:09");
+
+  time.tm_year = -1905;
+  time.tm_mon = 99;
+  time.tm_sec = -7;
+  EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "-005-100-05 07:08:-7");
+  time.tm_year = INT32_MAX;
+  EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "-2147481749-100-05 07:08:-7");
+}
+
+TEST(TimeHelpersTest, TheTimeIsLocalAndInTheSharedRecord) {
+  ::setenv("TZ", "XXX-5:30", 1);
+  ::tzset();
+  const time_t before = ::time(nullptr);
+  struct tm* now = getTime();
+  ASSERT_NE(now, nullptr);
+  EXPECT_EQ(now->tm_gmtoff, 5 * 3600 + 30 * 60);
+  EXPECT_LE(before, ::mktime(now));
+  EXPECT_EQ(getTime(), now);
+  const time_t epoch = 0;
+  EXPECT_EQ(::localtime(&epoch), now) << "the record is the C library's own";
+}
+
+class LogCollectionTest : public corvane::testing::UnitTest {
+ protected:
+  void writeSettings(const std::string& contents) {
+    writeText(_unit.filePath("/private/var/logs/CorvaneTov/Expected/logCollection.plist"),
+              contents);
+  }
+  void writeMarker(const std::string& name) {
+    writeText(_unit.filePath("/private/var/logs/BurnIn/" + name), "");
+  }
+};
+
+std::string plist(const std::string& body) {
+  return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + body + "</plist>";
+}
+
+std::string setting(const std::string& value) {
+  return plist(
+      "<dict><key>other</key><date>2026-01-02T03:04:05Z</date>"
+      "<key>newLogCollection</key>" +
+      value + "</dict>");
+}
+
+TEST_F(LogCollectionTest, TheSettingsFileSelectsTheStyle) {
+  EXPECT_FALSE(newLogCollection()) << "no file";
+  const std::pair<std::string, bool> cases[] = {
+      {setting("<true/>"), true},
+      {setting("<false/>"), false},
+      {setting("<integer>-3</integer>"), true},
+      {setting("<integer>0</integer>"), false},
+      {setting("<string>YES</string>"), true},
+      {setting("<string> -007</string>"), true},
+      {setting("<string>no</string>"), false},
+      {plist("<dict/>"), false},
+      {plist("<array><true/></array>"), false},
+      {"bplist00 damaged", false},
+  };
+  for (const auto& [contents, isNew] : cases) {
+    writeSettings(contents);
+    EXPECT_EQ(newLogCollection(), isNew) << contents;
+  }
+}
+
+TEST_F(LogCollectionTest, OnlyTheSelectedStylesMarkerCounts) {
+  writeMarker(".CorvaneLogsCollected");
+  EXPECT_FALSE(logsCollected()) << "old style, new marker";
+  writeSettings(setting("<true/>"));
+  EXPECT_TRUE(logsCollected());
+
+  std::filesystem::remove(_unit.filePath("/private/var/logs/BurnIn/.CorvaneLogsCollected"));
+  writeMarker(".logsCollected");
+  EXPECT_FALSE(logsCollected()) << "new style, old marker";
+  writeSettings(setting("<false/>"));
+  EXPECT_TRUE(logsCollected());
 }
 
 }  // namespace
