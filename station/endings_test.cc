@@ -1,8 +1,10 @@
 // What a run leaves when its body does not simply return.
 
 #include <fcntl.h>
+#include <setjmp.h>
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -28,11 +30,21 @@ struct Ending {
   std::string faults = "";
 };
 
+std::atomic<bool> gMayWrite = false;
+
+/// Makes the main thread's next line of the log wait for `gMayWrite`, under the log's lock.
+void blockLog(const std::string& otherFaults = "") {
+  ::signal(SIGTERM, [](int) {
+    while (!gMayWrite) ::usleep(1000);
+  });
+  host::VirtualDevice::setFaults("fwrite=sigterm@1" + otherFaults);
+}
+
 class EndingsTest : public StationTest {
  protected:
-  /// Runs the station in a process of its own, on a unit that is not poisoned.
+  /// Runs the station in a process of its own, on a unit without marks and records.
   int runBody(const std::function<void(TestRun&)>& body, const std::string& faults = "") {
-    setByte(20, 0xFF), setByte(21, 0xFF);
+    _unit.setDataSet("VelmoDiagnosticData", _fresh);
     std::filesystem::remove(resultsFile());
     return runInChild(
         [&] {
@@ -46,12 +58,18 @@ class EndingsTest : public StationTest {
       SCOPED_TRACE(reason);
       EXPECT_EQ(runBody(body, faults), exitStatus);
       EXPECT_EQ(held().status, statusByte);
-      EXPECT_EQ(held().poison, statusByte == kFailed ? 0xFE : statusByte == kPassed ? 0xFC : 0xFF);
+      EXPECT_EQ(held().poison == 0xFE, statusByte == kFailed);
+      EXPECT_EQ(held().records.size(), statusByte == kIncomplete ? 0u : 1u);
       const json end = results().back();
       EXPECT_EQ(end["type"], "end");
       EXPECT_EQ(end["reason"], reason.empty() ? json() : json(reason));
+      if (end["verdict"] != "untrusted") {
+        EXPECT_EQ(end["after"]["byte"], statusByte);
+      }
     }
   }
+
+  const std::vector<uint8_t> _fresh = bytes();
 };
 
 TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
@@ -65,15 +83,30 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
       body(run);
     };
   };
-  const auto timedOut = [](TestRun& run) { run.phase("soak", {.timeLimit = 100ms}, blocks); };
+  const auto limited = [](const std::function<void(Phase&)>& body) {
+    return [=](TestRun& run) { run.phase("soak", {.timeLimit = 100ms}, body); };
+  };
+  const auto timedOut = limited(blocks);
+  const auto stuckInLog = [&](const std::string& faults) {
+    return limited([=](Phase& phase) { blockLog(faults), phase.log("waits"); });
+  };
+  const std::filesystem::path unflushed = _folder.path() / "unflushed";
   expectEach({
       {"phase soak did not end", 1, kFailed,
        [](TestRun& run) {
          std::thread([&run] { run.phase("soak", blocks); }).detach();
          std::this_thread::sleep_for(100ms);
        }},
-      {"exit was called in phase soak", 4, kIncomplete, inPhase([](Phase& phase) {
+      {"phase soak did not end", 1, kFailed,
+       [](TestRun& run) {
+         static jmp_buf place;
+         if (setjmp(place) == 0) run.phase("soak", [](Phase&) { longjmp(place, 1); });
+       }},
+      {"soak: crackles; release: jammed", 1, kFailed,
+       withLastPhase(inPhase([](Phase& phase) { phase.fail("crackles"); }))},
+      {"exit was called in phase soak", 4, kIncomplete, inPhase([&](Phase& phase) {
          phase.fail("crackles");
+         std::fputs("flushed", std::fopen(unflushed.c_str(), "w"));
          std::exit(0);
        })},
       {"quick_exit was called in phase soak", 4, kIncomplete,
@@ -82,6 +115,18 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
        withLastPhase([](TestRun&) { std::exit(0); })},
       {"soak: timed out after 0.1 s", 1, kFailed, timedOut},
       {"soak: timed out after 0.1 s; release: jammed", 1, kFailed, withLastPhase(timedOut)},
+      {"soak: timed out after 0.1 s", 1, kFailed,
+       [&](TestRun& run) {
+         run.lastPhase("release", [](Phase&) { std::this_thread::sleep_for(300ms); });
+         run.phase("soak", {.timeLimit = 100ms}, [](Phase& phase) {
+           std::this_thread::sleep_for(200ms);
+           phase.log("the body goes on");
+           ::_exit(99);
+         });
+       }},
+      {"soak: timed out after 0.1 s", 1, kFailed, stuckInLog("")},
+      {"soak: timed out after 0.1 s; the verdict was not left in time", 3, kIncomplete,
+       stuckInLog(",IORegistryEntrySetCFProperties")},
       {"release: timed out after 0.1 s", 1, kFailed,
        [](TestRun& run) {
          run.lastPhase("release", blocks, 100ms);
@@ -103,6 +148,7 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
          EXPECT_FALSE(phase.wait(1min));
        }))},
   });
+  EXPECT_EQ(readText(unflushed), "flushed");
 }
 
 TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
@@ -118,13 +164,27 @@ TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
   };
   expectEach({
       {"", 0, kPassed, passes([] {
-         const pid_t child = ::fork();
-         if (child == 0) throw std::runtime_error("the program cannot be started");
-         int status = 0;
-         ::waitpid(child, &status, 0);
-         EXPECT_EQ(WEXITSTATUS(status), 127);
+         EXPECT_EQ(runInChild([]() -> int { std::exit(5); }, [](pid_t) {}), 5);
+         EXPECT_EQ(runInChild([]() -> int { throw std::runtime_error("x"); }, [](pid_t) {}), 127);
        })},
-      {"", 0, kPassed, passes([] { ::setenv("TZ", "UTC-9", 1), ::tzset(); })},
+      {"", 0, kPassed, passes([] { ::setenv("TZ", "UTC-9", 1), ::tzset(); }), "time=5"},
+      {"", 0, kPassed,
+       [&](TestRun& run) {
+         passingBody(run);
+         blockLog();  // The verdict waits for it, and `exit` for the verdict.
+         std::thread([this] {
+           while (held().poison != 0xFC) std::this_thread::sleep_for(1ms);
+           std::thread([] {
+             std::this_thread::sleep_for(100ms);
+             gMayWrite = true;
+           }).detach();
+           std::exit(5);
+         }).detach();
+       }},
+      {"the unit cannot be trusted: no record is written: the clock cannot be read, or has the "
+       "time "
+       "0xffffffff of a free slot",
+       3, kIncomplete, passingBody, "time=0xffffffff"},
       {"", 0, kPassed, passes([&] {
          for (int file = 3; file < 64; ++file) ::close(file);
          for (int i = 0; i < 8; ++i) ::open("/dev/full", O_WRONLY);
@@ -173,6 +233,24 @@ TEST_F(EndingsTest, AnAttemptThatIsRepeatedDoesNotCount) {
   attempt = -5;
   EXPECT_EQ(runStation(body).reason, "lock: force is -2 N, outside at least 2");
   EXPECT_EQ(held().status, kFailed) << "one failure";
+}
+
+TEST_F(EndingsTest, ACallAfterTheEndDoesNothing) {
+  TestRun* over = nullptr;
+  Phase* phase = nullptr;
+  runStation([&](TestRun& run) {
+    over = &run;
+    run.phase("tone", [&](Phase& tone) { phase = &tone, tone.check("heard", true); });
+  });
+  const auto left = [&] { return std::tuple(readText(resultsFile()), log(), bytes()); };
+  const auto before = left();
+  EXPECT_FALSE(over->phase("late", [](Phase&) { ADD_FAILURE(); }));
+  over->lastPhase("late", release);
+  over->log("late");
+  phase->measure("late", 1);
+  phase->fail("late");
+  EXPECT_FALSE(phase->wait(1min));
+  EXPECT_EQ(left(), before);
 }
 
 TEST_F(EndingsTest, ASignalDuringTheLastWaitForTheLockCounts) {

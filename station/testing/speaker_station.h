@@ -80,10 +80,14 @@ inline void failingBody(TestRun& run) {
   run.phase("tone", [](Phase& phase) { phase.measure("loudness", 59, "dB", {.lower = 60}); });
 }
 
-/// Runs the station in a process of its own; `kill` is called with its id.
+/// Runs the station in a process of its own, where a failed expectation is status 98; `kill` is
+/// called with its id.
 inline int runInChild(const std::function<int()>& station, const std::function<void(pid_t)>& kill) {
   const pid_t child = ::fork();
-  if (child == 0) ::_exit(station());
+  if (child == 0) {
+    const int status = station();
+    ::_exit(::testing::Test::HasFailure() ? 98 : status);
+  }
   kill(child);
   int status = 0;
   ::waitpid(child, &status, 0);
