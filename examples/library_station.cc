@@ -141,12 +141,19 @@ bool logBusyProcesses() {
 const char* leaveVerdict(bool isPassed, int failCount, CFIndex recordsBefore) {
   const CFStringRef message = isPassed ? CFSTR("library ok") : CFSTR("processes");
   const int32_t result = isPassed ? kCorvaneCotnrolBitsPassed : kCorvaneControlBitsFailed;
+  const auto isPoisonHeld = [&] { return byteAt(kPoisonOffset) == (isPassed ? 0xFC : 0xFE); };
+  const auto isRecordHeld = [&] {
+    return recordCount() == recordsBefore + 1 && lastRecordIs(result, message);
+  };
   ControlBits::writePoisonByte(kPoisonOffset, !isPassed);
-  if (byteAt(kPoisonOffset) != (isPassed ? 0xFC : 0xFE)) return "its poison byte";
+  if (!isPoisonHeld()) return "its poison byte";
   ControlBits::writeDiagnosticsRecord(kStation, result, message);
-  if (recordCount() != recordsBefore + 1 || !lastRecordIs(result, message)) return "its record";
-  if (keepStatus(result, isPassed ? failCount : std::min(failCount + 1, 7))) return nullptr;
-  return "its status byte";
+  if (!isRecordHeld()) return "its record";
+  if (!keepStatus(result, isPassed ? failCount : std::min(failCount + 1, 7))) {
+    return "its status byte";
+  }
+  // Nothing kept another program from the unit, nor another unit from its place, meanwhile.
+  return isPoisonHeld() && isRecordHeld() ? nullptr : "what was written before its status byte";
 }
 
 }  // namespace
