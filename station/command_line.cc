@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "platform/number.h"
 #include "station/run_text.h"
@@ -25,6 +26,37 @@ std::string textOf(const CLI::App& app, const CLI::ParseError& error) {
   const std::string text = error.what();
   const size_t isFlag = text.find(" was given a disallowed flag override");
   return isFlag == std::string::npos ? text : "--" + text.substr(0, isFlag) + " takes no value";
+}
+
+/// Adds an option of a CommandLine to `app`, which throws when it gets a wrong value.
+void addOption(CLI::App& app, const auto& option) {
+  const auto store = [&option](const std::string& text) {
+    const std::string fault = option.store(text);
+    if (!fault.empty()) throw CLI::ValidationError(option.name, fault);
+  };
+  if (option.valueName.empty()) {
+    app.add_flag_callback(
+           option.name, [store] { store({}); }, option.help)
+        ->disable_flag_override();
+  } else {
+    app.add_option_function<std::string>(option.name, store, option.help)
+        ->type_name(option.valueName)
+        ->envname(option.variable);
+  }
+}
+
+/// Returns the exit status of a program that is to end: it was asked for help, or is used wrongly.
+std::optional<int> parse(CLI::App& app, int argc, char** argv) {
+  try {
+    app.parse(argc, argv);
+    return {};
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app.help() << std::flush;
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    std::cerr << app.get_name() << ": " << textOf(app, error) << "; --help shows the options\n";
+    return Outcome{Verdict::kMisused, {}}.exitStatus();
+  }
 }
 
 }  // namespace
@@ -99,30 +131,8 @@ int CommandLine::run(int argc, char** argv, const Profile& profile,
   CLI::App app(_purpose, options.program);
   app.footer(kFooter);
   app.set_help_flag("-h,--help", "shows this help");
-  for (const Option& option : line._options) {
-    const auto store = [&option](const std::string& text) {
-      const std::string fault = option.store(text);
-      if (!fault.empty()) throw CLI::ValidationError(option.name, fault);
-    };
-    if (option.valueName.empty()) {
-      app.add_flag_callback(
-             option.name, [store] { store({}); }, option.help)
-          ->disable_flag_override();
-    } else {
-      app.add_option_function<std::string>(option.name, store, option.help)
-          ->type_name(option.valueName)
-          ->envname(option.variable);
-    }
-  }
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    std::cout << app.help() << std::flush;
-    return 0;
-  } catch (const CLI::ParseError& error) {
-    std::cerr << options.program << ": " << textOf(app, error) << "; --help shows the options\n";
-    return Outcome{Verdict::kMisused, {}}.exitStatus();
-  }
+  for (const Option& option : line._options) addOption(app, option);
+  if (const std::optional<int> status = parse(app, argc, argv)) return *status;
   if (describes) {
     std::cout << profileJson(profile).dump(2) << std::endl;
     return 0;

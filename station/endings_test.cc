@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <setjmp.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
@@ -46,12 +47,10 @@ class EndingsTest : public StationTest {
   int runBody(const std::function<void(TestRun&)>& body, const std::string& faults = "") {
     _unit.setDataSet("VelmoDiagnosticData", _fresh);
     std::filesystem::remove(resultsFile());
-    return runInChild(
-        [&] {
-          host::VirtualDevice::setFaults(faults);
-          return runStation(body).exitStatus();
-        },
-        [](pid_t) {});
+    return runInChild([&] {
+      host::VirtualDevice::setFaults(faults);
+      return runStation(body).exitStatus();
+    });
   }
   void expectEach(const std::vector<Ending>& endings) {
     for (const auto& [reason, exitStatus, statusByte, body, faults] : endings) {
@@ -143,12 +142,20 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
       {"the station threw: x; release: jammed", 1, kFailed,
        withLastPhase([](TestRun&) { throw std::runtime_error("x"); })},
       {"interrupted by SIGTERM; release: jammed", 128 + SIGTERM, kIncomplete,
-       withLastPhase(inPhase([](Phase& phase) {
+       withLastPhase([](TestRun& run) {
+         run.phase("soak", [](Phase& phase) {
+           ::kill(::getpid(), SIGTERM);
+           EXPECT_FALSE(phase.wait(std::chrono::milliseconds::max()));
+         });
+         run.phase("later", [](Phase&) { ADD_FAILURE(); });
+       })},
+      {"interrupted by SIGTERM", 128 + SIGTERM, kIncomplete, inPhase([](Phase& phase) {
          ::kill(::getpid(), SIGTERM);
-         EXPECT_FALSE(phase.wait(1min));
-       }))},
+         blocks(phase);
+       })},
   });
   EXPECT_EQ(readText(unflushed), "flushed");
+  EXPECT_PRED_FORMAT2(IsSubstring, "speaker: end: incomplete: interrupted by SIGTERM", log());
 }
 
 TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
@@ -164,8 +171,8 @@ TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
   };
   expectEach({
       {"", 0, kPassed, passes([] {
-         EXPECT_EQ(runInChild([]() -> int { std::exit(5); }, [](pid_t) {}), 5);
-         EXPECT_EQ(runInChild([]() -> int { throw std::runtime_error("x"); }, [](pid_t) {}), 127);
+         EXPECT_EQ(runInChild([]() -> int { std::exit(5); }), 5);
+         EXPECT_EQ(runInChild([]() -> int { throw std::runtime_error("x"); }), 127);
        })},
       {"", 0, kPassed, passes([] { ::setenv("TZ", "UTC-9", 1), ::tzset(); }), "time=5"},
       {"", 0, kPassed,
@@ -212,7 +219,7 @@ TEST_F(EndingsTest, ClosedStandardStreamsGetNoFileOfTheKit) {
                })
         .exitStatus();
   };
-  EXPECT_EQ(runInChild(station, [](pid_t) {}), 0);
+  EXPECT_EQ(runInChild(station), 0);
   EXPECT_EQ(results().size(), 5u);
 }
 
@@ -253,32 +260,63 @@ TEST_F(EndingsTest, ACallAfterTheEndDoesNothing) {
   EXPECT_EQ(left(), before);
 }
 
+/// Sends the process a signal after a while, as an operator would.
+void interruptLater() {
+  std::thread([] {
+    std::this_thread::sleep_for(500ms);
+    ::kill(::getpid(), SIGTERM);
+  }).detach();
+}
+
+TEST_F(EndingsTest, ASignalDuringTheFirstWaitForTheLockLeavesTheUnitAsItWas) {
+  const auto lock = holdUnitLock();
+  const auto station = [&] {
+    interruptLater();
+    return runStation(passingBody).exitStatus();
+  };
+  EXPECT_EQ(runInChild(station), 128 + SIGTERM);
+  EXPECT_EQ(held().status, 0xFF);
+  expectFields(results().back(), R"({"type": "end", "count": null, "after": null,
+                                     "reason": "interrupted by SIGTERM before the unit was marked"})");
+}
+
 TEST_F(EndingsTest, ASignalDuringTheLastWaitForTheLockCounts) {
-  const std::filesystem::path isLocked = _folder.path() / "locked";
+  int isInPhase[2], isLocked[2];
+  ASSERT_EQ(::pipe(isInPhase) + ::pipe(isLocked), 0);
+  char byte = 0;
   const auto station = [&] {
     return runStation([&](TestRun& run) {
-             run.phase("tone", [&](Phase& phase) {
-               while (!std::filesystem::exists(isLocked)) phase.wait(1ms);
-               phase.check("locked", true);
+             run.phase("tone", {.isSetUp = true}, [&](Phase&) {
+               EXPECT_EQ(::write(isInPhase[1], &byte, 1) + ::read(isLocked[0], &byte, 1), 2);
+               interruptLater();
              });
            })
         .exitStatus();
   };
   std::shared_ptr<const void> lock;
-  const auto interrupt = [&](pid_t child) {
-    const auto waitForLine = [&](const char* type) {
-      while (readText(resultsFile()).find(type) == std::string::npos) {
-        std::this_thread::sleep_for(1ms);
-      }
-    };
-    waitForLine("phaseBegin");
+  const auto lockUnit = [&](pid_t) {
+    EXPECT_EQ(::read(isInPhase[0], &byte, 1), 1);
     lock = holdUnitLock();
-    testing::writeText(isLocked, "");
-    waitForLine(R"("type":"phase")");
-    ::kill(child, SIGTERM);
+    EXPECT_EQ(::write(isLocked[1], &byte, 1), 1);
   };
-  EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
+  EXPECT_EQ(runInChild(station, lockUnit), 128 + SIGTERM);
   EXPECT_EQ(held().status, kIncomplete);
+  EXPECT_EQ(results().back()["reason"], "interrupted by SIGTERM");
+}
+
+TEST_F(EndingsTest, ASignalEndsARunWhoseResultsAreNotRead) {
+  ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
+  const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
+  ::fcntl(reader, F_SETPIPE_SZ, 4096);
+  const auto station = [&] {
+    return runStation([](TestRun& run) {
+             interruptLater();
+             for (;;) run.phase("tone", {.isSetUp = true}, [](Phase&) {});
+           })
+        .exitStatus();
+  };
+  EXPECT_EQ(runInChild(station), 128 + SIGTERM);
+  ::close(reader);
 }
 
 }  // namespace

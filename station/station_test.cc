@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 
+#include <clocale>
 #include <cmath>
-#include <thread>
 
-#include "platform/unit_lock.h"
 #include "station/command_line.h"
 #include "station/testing/speaker_station.h"
 #include "unit/keys.h"
@@ -70,7 +68,9 @@ TEST_F(StationTest, WhatFailsARun) {
        }},
       {"p",
        [](TestRun& run) {
-         EXPECT_FALSE(run.phase("p", [](Phase&) { throw 5; }));
+         int attempts = 0;
+         EXPECT_FALSE(run.phase("p", {.attempts = 2}, [&](Phase&) { throw ++attempts; }));
+         EXPECT_EQ(attempts, 1);
          EXPECT_FALSE(run.phase("q", [](Phase&) { ADD_FAILURE() << "after one that threw"; }));
        }},
   };
@@ -123,6 +123,7 @@ TEST_F(StationTest, AUnitThatIsNotTheOneThatWasScannedIsRefused) {
 }
 
 TEST_F(StationTest, ChecksAreInTheResults) {
+  ASSERT_TRUE(std::setlocale(LC_ALL, "C.UTF-8"));  // Where a dot is a character, not a byte.
   const struct {
     std::string text;
     Expected expected;
@@ -133,6 +134,7 @@ TEST_F(StationTest, ChecksAreInTheResults) {
       {"b", {.oneOf = {"a", "b"}}, ""},
       {"c", {.oneOf = {"a", "b"}}, "build is c, expected one of a, b"},
       {"1A100", {.matches = "1A(1|100)"}, ""},
+      {"\xC3\xA4", {.matches = ".."}, ""},
       {"1A100x", {.matches = "1A[0-9]+"}, "build is 1A100x, expected matches 1A[0-9]+"},
       {"x", {.matches = "("}, "build cannot be checked: the pattern '(' is wrong: "},
       {"x", {.matches = std::string(4097, 'x')}, "the pattern has 4097 bytes; at most 4096"},
@@ -147,6 +149,7 @@ TEST_F(StationTest, ChecksAreInTheResults) {
     EXPECT_EQ(outcome.exitStatus(), complaint.empty() ? 0 : 1) << complaint;
     EXPECT_PRED_FORMAT2(IsSubstring, complaint, outcome.reason);
   }
+  std::setlocale(LC_ALL, "C");
   setByte(21, 0xFF);
   std::filesystem::remove(resultsFile());
   EXPECT_EQ(runStation([](TestRun& run) {
@@ -186,13 +189,6 @@ TEST_F(StationTest, NoLineIsLongerThanItsReadersTake) {
   EXPECT_TRUE(outcome.reason.ends_with("; and 7 more"));
 }
 
-TEST_F(StationTest, ABatteryThatIsNotAskedForNeedNotBeThere) {
-  host::UnitFacts facts = _unit.facts();
-  facts.powerSource = false;
-  _unit.setFacts(facts);
-  EXPECT_EQ(runStation(passingBody).verdict, Verdict::kPassed);
-}
-
 TEST_F(StationTest, ADamagedConfigurationAreaIsNotOverwritten) {
   std::vector<uint8_t> area(8192, 0xFF);
   area[5000] = 7;
@@ -203,31 +199,12 @@ TEST_F(StationTest, ADamagedConfigurationAreaIsNotOverwritten) {
   EXPECT_EQ(_unit.dataSet("VelmoDiagnosticDataSysCfg"), area);
 }
 
-TEST_F(StationTest, ARecordsTextIsCutAfterAWholeCharacter) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"thirteen char", "thirteen char"},
-      {"fourteen chars", "fourteen char"},
-      {"caf\xC3\xA9 caf\xC3\xA9 caf", "caf\xC3\xA9 caf\xC3\xA9 c"},
-      {"twelve char \xC3\xA9", "twelve char "},
-      {"\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A",
-       "\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A\xF0\x9F\x94\x8A"},
-      {"a\nb\x7F\xC2\x85", "a?b??"},
-      {"\xFFx", "?x"}};
-  for (const auto& [text, fitting] : cases) {
-    const Outcome outcome = runStation([text = text](TestRun& run) {
-      run.setRecordText(text);
-      passingBody(run);
-    });
-    EXPECT_EQ(outcome.verdict, Verdict::kPassed) << text;
-    EXPECT_EQ(held().records.back(), std::string("8/0/") + fitting);
-  }
-}
-
 TEST_F(StationTest, ResultsTellTheRun) {
   runStation([](TestRun& run) {
     run.setRecordText("a text that is too long");
     passingBody(run);
   });
+  EXPECT_EQ(held().records.back(), "8/0/a text that i");
   runStation(failingBody);
   const std::vector<json> lines = results();
   std::string types;
@@ -336,81 +313,10 @@ TEST_F(StationTest, TheCommandLineIsCheckedBeforeTheUnitIsUsed) {
   EXPECT_EQ(this->results().back()["unit"], "SN2");
 }
 
-void waitUntil(const std::function<bool()>& isSo) {
-  while (!isSo()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-}
-
-bool catchesSigterm(pid_t process) {
-  const std::string status = readText("/proc/" + std::to_string(process) + "/status");
-  const size_t caught = status.find("SigCgt:");
-  return caught != std::string::npos &&
-         (std::stoull(status.substr(caught + 7), nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
-}
-
-TEST_F(StationTest, ASignalLeavesTheUnitIncomplete) {
-  const std::function<void(Phase&)> bodies[] = {
-      [](Phase& phase) { EXPECT_FALSE(phase.wait(std::chrono::milliseconds::max())); },
-      [](Phase&) { std::this_thread::sleep_for(std::chrono::minutes(1)); }};
-  for (const auto& body : bodies) {
-    std::filesystem::remove(resultsFile());
-    const int status = runInChild(
-        [&] {
-          return runStation([&](TestRun& run) {
-                   run.phase("slow", body);
-                   run.phase("later", [](Phase&) { ::_exit(99); });
-                 })
-              .exitStatus();
-        },
-        [&](pid_t child) {
-          waitUntil(
-              [&] { return readText(resultsFile()).find("phaseBegin") != std::string::npos; });
-          ::kill(child, SIGTERM);
-        });
-    EXPECT_EQ(status, 128 + SIGTERM);
-    EXPECT_EQ(held().status & 3, 1);
-    expectFields(results().back(), R"({"type": "end", "verdict": "incomplete"})");
-    EXPECT_PRED_FORMAT2(IsSubstring, "speaker: end: incomplete: interrupted by SIGTERM", log());
-  }
-}
-
-TEST_F(StationTest, ASignalWhileTheUnitIsLockedLeavesItAsItWas) {
-  const auto lock = holdUnitLock();
-  const auto station = [&] { return runStation(passingBody).exitStatus(); };
-  const auto interrupt = [&](pid_t child) {
-    waitUntil([&] { return catchesSigterm(child); });
-    ::kill(child, SIGTERM);
-  };
-  EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
-  EXPECT_EQ(held().status, 0xFF);
-  expectFields(results().back(), R"({"type": "end", "count": null, "after": null,
-                                     "reason": "interrupted by SIGTERM before the unit was marked"})");
-}
-
-TEST_F(StationTest, ASignalEndsARunWhoseResultsAreNotRead) {
-  ASSERT_EQ(::mkfifo(resultsFile().c_str(), 0600), 0);
-  const int reader = ::open(resultsFile().c_str(), O_RDONLY | O_NONBLOCK);
-  const auto station = [&] {
-    return runStation([](TestRun& run) {
-             for (;;) run.phase("tone", [](Phase&) {});
-           })
-        .exitStatus();
-  };
-  const auto interrupt = [&](pid_t child) {
-    for (int filled = 0, before = -1; filled != before || filled < 32768;) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(200));
-      before = filled;
-      ::ioctl(reader, FIONREAD, &filled);
-    }
-    ::kill(child, SIGTERM);
-  };
-  EXPECT_EQ(runInChild(station, interrupt), 128 + SIGTERM);
-  ::close(reader);
-}
-
 TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
   const std::vector<uint8_t> emptyArea = _unit.dataSet("VelmoDiagnosticDataSysCfg");
   const auto otherRun = [&](const std::function<void(TestRun&)>& body, int status) {
-    EXPECT_EQ(runInChild([&] { return runStation(body).exitStatus(); }, [](pid_t) {}), status);
+    EXPECT_EQ(runInChild([&] { return runStation(body).exitStatus(); }), status);
   };
   const struct {
     const char* reason;
@@ -441,6 +347,21 @@ TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
   }
 }
 
+TEST_F(StationTest, ARunShowsWhatTheUnitHolds) {
+  host::UnitFacts facts = _unit.facts();
+  facts.powerSource = false;
+  _unit.setFacts(facts);
+  runStation(passingBody);
+  setByte(128 + 9, 0x03);  // The version of the record.
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(run(kStation, {}, passingBody).verdict, Verdict::kPassed);
+  const std::string shown = ::testing::internal::GetCapturedStdout();
+  for (const char* part : {"battery unknown, external power no", "version 3  speaker ok",
+                           "after   byte 20 is 0xfc: passed, fail count 0"}) {
+    EXPECT_PRED_FORMAT2(IsSubstring, part, shown);
+  }
+}
+
 TEST_F(StationTest, AValueThatIsNotARunCountIsLeftAlone) {
   const std::vector<uint8_t> plain = {5, 0, 0, 0};
   const struct {
@@ -460,18 +381,6 @@ TEST_F(StationTest, AValueThatIsNotARunCountIsLeftAlone) {
       EXPECT_EQ(_unit.dataSet("VelmoDiagnosticDataSysCfg"), area);
     }
   }
-}
-
-TEST_F(StationTest, ProgressThatIsNotANumberFailsNothing) {
-  const auto station = [] {
-    ::dup2(::posix_openpt(O_RDWR | O_NOCTTY), STDOUT_FILENO);
-    return run(kStation, {},
-               [](TestRun& run) {
-                 run.phase("tone", {.isSetUp = true}, [](Phase& phase) { phase.progress(NAN); });
-               })
-        .exitStatus();
-  };
-  EXPECT_EQ(runInChild(station, [](pid_t) {}), 0);
 }
 
 TEST_F(StationTest, StationsAtTheSameTimeLoseNoRunAndNoRecordOfEachOther) {

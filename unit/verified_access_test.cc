@@ -338,6 +338,7 @@ TEST(RecordTextTest, KeepsWholeCharactersThatFit) {
                           "c"),
             "a?b?c");
   EXPECT_EQ(textForRecord(std::string(12, 'a') + "\xC3\xA4"), std::string(12, 'a'));
+  EXPECT_EQ(textForRecord("\xFFx"), "?x");
 }
 
 }  // namespace

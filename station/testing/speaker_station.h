@@ -80,15 +80,19 @@ inline void failingBody(TestRun& run) {
   run.phase("tone", [](Phase& phase) { phase.measure("loudness", 59, "dB", {.lower = 60}); });
 }
 
-/// Runs the station in a process of its own, where a failed expectation is status 98; `kill` is
-/// called with its id.
-inline int runInChild(const std::function<int()>& station, const std::function<void(pid_t)>& kill) {
+/// Runs the station in a process of its own, whose status is 98 when an expectation fails there;
+/// `meanwhile` is called with its id.
+inline int runInChild(
+    const std::function<int()>& station,
+    const std::function<void(pid_t)>& meanwhile = [](pid_t) {}) {
+  const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info()->result();
+  const int failures = test->total_part_count();
   const pid_t child = ::fork();
   if (child == 0) {
     const int status = station();
-    ::_exit(::testing::Test::HasFailure() ? 98 : status);
+    ::_exit(test->total_part_count() == failures ? status : 98);
   }
-  kill(child);
+  meanwhile(child);
   int status = 0;
   ::waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
