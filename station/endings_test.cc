@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -31,14 +30,14 @@ struct Ending {
   std::string faults = "";
 };
 
-std::atomic<bool> gMayWrite = false;
+std::function<void()> gAtLogLine;
 
-/// Makes the main thread's next line of the log wait for `gMayWrite`, under the log's lock.
-void blockLog(const std::string& otherFaults = "") {
-  ::signal(SIGTERM, [](int) {
-    while (!gMayWrite) ::usleep(1000);
-  });
-  host::VirtualDevice::setFaults("fwrite=sigterm@1" + otherFaults);
+/// Calls `work` when the main thread writes the `line`-th line from now to the log, whose lock it
+/// then holds.
+void atLogLine(int line, const std::function<void()>& work, const std::string& otherFaults = "") {
+  gAtLogLine = work;
+  ::signal(SIGTERM, [](int) { gAtLogLine(); });
+  host::VirtualDevice::setFaults("fwrite=sigterm@" + std::to_string(line) + otherFaults);
 }
 
 class EndingsTest : public StationTest {
@@ -58,17 +57,15 @@ class EndingsTest : public StationTest {
       EXPECT_EQ(runBody(body, faults), exitStatus);
       EXPECT_EQ(held().status, statusByte);
       EXPECT_EQ(held().poison == 0xFE, statusByte == kFailed);
-      EXPECT_EQ(held().records.size(), statusByte == kIncomplete ? 0u : 1u);
       const json end = results().back();
       EXPECT_EQ(end["type"], "end");
       EXPECT_EQ(end["reason"], reason.empty() ? json() : json(reason));
       if (end["verdict"] != "untrusted") {
         EXPECT_EQ(end["after"]["byte"], statusByte);
+        EXPECT_EQ(held().records.size(), statusByte == kIncomplete ? 0u : 1u);
       }
     }
   }
-
-  const std::vector<uint8_t> _fresh = bytes();
 };
 
 TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
@@ -87,7 +84,11 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
   };
   const auto timedOut = limited(blocks);
   const auto stuckInLog = [&](const std::string& faults) {
-    return limited([=](Phase& phase) { blockLog(faults), phase.log("waits"); });
+    return limited([=](Phase& phase) {
+      atLogLine(
+          1, [] { std::this_thread::sleep_for(1min); }, faults);
+      phase.log("stuck");
+    });
   };
   const std::filesystem::path unflushed = _folder.path() / "unflushed";
   expectEach({
@@ -153,6 +154,11 @@ TEST_F(EndingsTest, ABodyThatDoesNotEndItsPhasesDoesNotPass) {
          ::kill(::getpid(), SIGTERM);
          blocks(phase);
        })},
+      {"the unit cannot be trusted: byte 20 holds 0xff instead of 0xfd, which this run left there",
+       3, 0xFF, inPhase([this](Phase&) {
+         setByte(20, 0xFF);
+         ::kill(::getpid(), SIGTERM);
+       })},
   });
   EXPECT_EQ(readText(unflushed), "flushed");
   EXPECT_PRED_FORMAT2(IsSubstring, "speaker: end: incomplete: interrupted by SIGTERM", log());
@@ -169,6 +175,11 @@ TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
       run.phase("warm up", {.isSetUp = true}, [](Phase&) {});
     };
   };
+  // The verdict's lines in the log are of the poison byte, the record and the status.
+  const auto duringVerdict = [](int line, const std::function<void()>& work) {
+    return [=](TestRun& run) { passingBody(run), atLogLine(line, work); };
+  };
+  const std::string untrusted = "the unit cannot be trusted: ";
   expectEach({
       {"", 0, kPassed, passes([] {
          EXPECT_EQ(runInChild([]() -> int { std::exit(5); }), 5);
@@ -176,29 +187,29 @@ TEST_F(EndingsTest, WhatABodyDoesAroundItsPhasesChangesNothing) {
        })},
       {"", 0, kPassed, passes([] { ::setenv("TZ", "UTC-9", 1), ::tzset(); }), "time=5"},
       {"", 0, kPassed,
-       [&](TestRun& run) {
-         passingBody(run);
-         blockLog();  // The verdict waits for it, and `exit` for the verdict.
-         std::thread([this] {
-           while (held().poison != 0xFC) std::this_thread::sleep_for(1ms);
-           std::thread([] {
-             std::this_thread::sleep_for(100ms);
-             gMayWrite = true;
-           }).detach();
-           std::exit(5);
-         }).detach();
-       }},
-      {"the unit cannot be trusted: no record is written: the clock cannot be read, or has the "
-       "time "
-       "0xffffffff of a free slot",
-       3, kIncomplete, passingBody, "time=0xffffffff"},
+       duringVerdict(1,
+                     [] {
+                       std::thread([] { std::exit(5); }).detach();
+                       std::this_thread::sleep_for(100ms);
+                     })},
+      {untrusted + "byte 20 holds 0xff instead of 0xfc, which it held before", 3, kIncomplete,
+       duringVerdict(3, [this] { setByte(20, 0xFF); })},
+      {untrusted + "byte 21 holds 0xff instead of 0xfc, which it held before", 3, kIncomplete,
+       duringVerdict(3, [this] { setByte(21, 0xFF); })},
+      {untrusted + "record 1 does not stay", 3, kIncomplete,
+       duringVerdict(3, [this] { clearRecords(); })},
       {"", 0, kPassed, passes([&] {
          for (int file = 3; file < 64; ++file) ::close(file);
          for (int i = 0; i < 8; ++i) ::open("/dev/full", O_WRONLY);
        })},
       {"tone: nothing was measured or checked", 1, kFailed,
        [](TestRun& run) { run.phase("tone", [](Phase&) {}); }},
+      {untrusted +
+           "no record is written: the clock cannot be read, or has the time 0xffffffff of a "
+           "free slot",
+       3, kIncomplete, passingBody, "time=0xffffffff"},
   });
+  EXPECT_TRUE(held().records.empty()) << "without a clock";
   runBody(passes([&] {
     std::filesystem::rename(resultsFile(), _folder.path() / "moved");
     testing::writeText(resultsFile(), "no line feed");

@@ -8,10 +8,13 @@ namespace corvane::station {
 namespace {
 
 constexpr uint32_t kControlBitBytes = 128;
+constexpr char kKeyRule[] = " must be four characters without blanks, and not CNTB";
 
 /// Returns what is wrong with the place of a byte that the station writes.
 std::string faultOfOffset(const std::string& byte, uint32_t offset) {
-  if (offset >= kControlBitBytes) return byte + " lies beyond byte 127";
+  if (offset >= kControlBitBytes) {
+    return byte + " is byte " + std::to_string(offset) + "; it must be 0 to 127";
+  }
   const std::string use = unit::useOf(offset);
   if (use.empty()) return {};
   return byte + " is byte " + std::to_string(offset) + ", which the library uses: " + use;
@@ -25,26 +28,26 @@ bool isKey(std::string_view text) {
 }  // namespace
 
 std::string faultOf(const Profile& profile) {
-  if (profile.name.empty()) return "the station has no name";
+  if (profile.name.empty()) return "the profile has no name";
   for (const auto& [byte, offset] : {std::pair{"the status byte", profile.statusOffset},
                                      std::pair{"the poison byte", profile.poisonOffset}}) {
     if (std::string fault = faultOfOffset(byte, offset); !fault.empty()) return fault;
   }
   if (profile.poisonOffset == profile.statusOffset) {
-    return "the status byte and the poison byte are the same";
+    return "the status byte and the poison byte are both byte " +
+           std::to_string(profile.statusOffset);
   }
   const auto isBeyond = [](uint32_t offset) { return offset >= kControlBitBytes; };
   if (std::ranges::any_of(profile.conditions.earlierPoisonOffsets, isBeyond)) {
-    return "an earlier station's poison byte lies beyond byte 127";
+    return "the poison byte of an earlier station must be 0 to 127";
   }
   const std::string& countKey = profile.runCountKey;
-  if (!isKey(countKey))
-    return "the key of the run count, '" + countKey + "', is not four characters";
+  if (!isKey(countKey)) return "the key of the run count, '" + countKey + "'," + kKeyRule;
   if (countKey == "OPTS" || countKey == profile.unitKey) {
     return "the key of the run count, '" + countKey + "', holds a fact of the unit";
   }
   if (!profile.unitKey.empty() && !isKey(profile.unitKey)) {
-    return "the key of the unit's identity, '" + profile.unitKey + "', is not four characters";
+    return "the key of the unit's identity, '" + profile.unitKey + "'," + kKeyRule;
   }
   return {};
 }

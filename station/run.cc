@@ -13,9 +13,6 @@
 namespace corvane::station {
 namespace {
 
-/// The status of a process in which a body goes on that another process began.
-constexpr int kChildStatus = 127;
-
 std::atomic<Run*> gActive = nullptr;
 /// The newest run, from which all others can be reached.
 Run* gNewest = nullptr;
@@ -103,16 +100,22 @@ Outcome Run::execute(const std::function<void(TestRun&)>& body) {
   return outcome;
 }
 
-void Run::runBody(const std::function<void(TestRun&)>& body) {
+std::string Run::thrownBy(const std::string& who, const std::function<void()>& body) const {
+  constexpr int kChildStatus = 127;
   std::string thrown;
   try {
-    body(_handle);
+    body();
   } catch (const std::exception& error) {
-    thrown = std::string("the station threw: ") + error.what();
+    thrown = who + " threw: " + error.what();
   } catch (...) {
-    thrown = "the station threw";
+    thrown = who + " threw";
   }
   if (::getpid() != _process) ::_exit(kChildStatus);
+  return thrown;
+}
+
+void Run::runBody(const std::function<void(TestRun&)>& body) {
+  const std::string thrown = thrownBy("the station", [&] { body(_handle); });
   std::function<void()> told;
   {
     const Lock lock = enter(false);

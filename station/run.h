@@ -31,8 +31,8 @@ namespace corvane::station {
 ///
 /// Either the thread that executes the run claims its end, or the run is cut: a time limit, a
 /// signal or `exit` ends it, and the process with it, while the body is still somewhere. From then
-/// on calls of the body do not return. No lock is held while the run waits for the unit, the
-/// results, the log or the terminal, for which a body may make it wait.
+/// on calls of the body do not return. The run waits for the unit, the results, the log and the
+/// terminal without a lock of its own: the body may be stuck while it holds them.
 class Run {
  public:
   using PhaseBody = std::function<void(Phase&)>;
@@ -106,6 +106,9 @@ class Run {
 
   // run.cc
   static void endActiveRun(const char* call);
+  /// Calls a body of the station's, and returns what it threw, as "`who` threw: WHAT"; an empty
+  /// text when it returned. A process that the body began ends here.
+  std::string thrownBy(const std::string& who, const std::function<void()>& body) const;
   void runBody(const std::function<void(TestRun&)>& body);
   /// Locks the run for a call of the body; the lock is empty when the call is to do nothing. Does
   /// not return when the run was cut.
@@ -152,7 +155,7 @@ class Run {
   void tellEnd(const Outcome& outcome, std::optional<uint8_t> after);
 
   // run_cut.cc
-  /// Ends the run and the process. Returns only when the run has no need of it any more.
+  /// Ends the run and the process. Returns only when the run ends, or the phase ended, without it.
   void cut(Cut cut);
   bool claimCut(Cut& cut);
   void enterCutEnding();
@@ -191,7 +194,7 @@ class Run {
   /// A stuck body holds the results.
   std::atomic<bool> _areResultsStuck = false;
 
-  /// The run before this one, which keeps its place in memory, too.
+  /// The run before this one, whose object is kept.
   const Run* _previous = nullptr;
   Watch _watch;
 };

@@ -1,7 +1,5 @@
 // What a body does with a run: its phases, and what they measure, check and say.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
@@ -26,22 +24,6 @@ double secondsSince(std::chrono::steady_clock::time_point begin) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// Calls the body, and returns what it threw: an empty text when it returned. Does not return in
-/// another process than `process`, such as one that the body began.
-std::string thrownBy(const Run::PhaseBody& body, Phase& phase, pid_t process) {
-  constexpr int kChildStatus = 127;
-  std::string thrown;
-  try {
-    body(phase);
-  } catch (const std::exception& error) {
-    thrown = std::string("it threw: ") + error.what();
-  } catch (...) {
-    thrown = "it threw";
-  }
-  if (::getpid() != process) ::_exit(kChildStatus);
-  return thrown;
-}
-
 }  // namespace
 
 // ---- Phases
@@ -50,7 +32,7 @@ bool Run::phase(std::string_view name, const PhaseOptions& options, const PhaseB
   Phase* const phase = beginPhase(name, options);
   if (!phase) return false;
   for (;;) {
-    switch (endAttempt(*phase, thrownBy(body, *phase, _process))) {
+    switch (endAttempt(*phase, thrownBy("it", [&] { body(*phase); }))) {
       case AttemptEnd::kPassed:
         return true;
       case AttemptEnd::kFailed:
@@ -113,7 +95,7 @@ void Run::runLastPhase() {
   report(line_type::kPhaseBegin, {{line_field::kPhase, _last->name}});
   writeLog(_last->name, 1);
   sRunsLastPhase = true;
-  const std::string thrown = thrownBy(_last->body, *phase, _process);
+  const std::string thrown = thrownBy("it", [&] { _last->body(*phase); });
   sRunsLastPhase = false;
   endAttempt(*phase, thrown);
 }
@@ -265,7 +247,7 @@ void Run::addFailure(const Lock&, const Phase& phase, std::string_view recordTex
   if (_phase && _phase->handle == &phase) {
     _phase->failures.add(std::string(recordText), reason);
   } else {
-    // The phase has ended, but a thread of it goes on.
+    // The phase has ended, but a thread that it began has not.
     _failures.add(std::string(recordText), phase._name + ": " + reason);
   }
 }

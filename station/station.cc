@@ -13,8 +13,8 @@ namespace {
 /// The status of a process in which `exit` was called during a run.
 constexpr int kExitedStatus = 4;
 
-/// Opens the closed ones of the three standard streams, so that no file of the kit takes the place
-/// of one, which a body may write to.
+/// Opens those of the three standard streams that are closed. A file of the kit would get their
+/// number otherwise, and with it what the body prints.
 void openStandardStreams() {
   for (int stream = 0; stream <= 2; ++stream) {
     if (::fcntl(stream, F_GETFD) < 0) ::open("/dev/null", O_RDWR);  // Takes the lowest number.
@@ -22,7 +22,7 @@ void openStandardStreams() {
 }
 
 Outcome misused(const Profile& profile, const std::string& reason) {
-  Console(true).error(profile.name + ": " + reason);
+  Console(true).error((profile.name.empty() ? "station" : profile.name) + ": " + reason);
   return {Verdict::kMisused, reason};
 }
 

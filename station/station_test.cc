@@ -328,6 +328,7 @@ TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
        [&] { otherRun([](TestRun&) { ::kill(::getpid(), SIGKILL); }, -SIGKILL); }},
       {"byte 20 holds 0xfe instead of 0xfd, which this run left there", [&] { setByte(20, 0xFE); }},
       {"byte 21 was poisoned during the run", [&] { setByte(21, 0xFE); }},
+      {"the records that the unit held before the run are not all there", [&] { clearRecords(); }},
       {"key SPKR is gone, in which this run was counted",
        [&] { _unit.setDataSet("VelmoDiagnosticDataSysCfg", emptyArea); }},
       {"key SPKR holds run 1 of another run instead of this run's 1",

@@ -23,7 +23,7 @@ std::atomic<pid_t> gProcess = 0;
 
 extern "C" void noteSignal(int signal) {
   if (::getpid() != gProcess) {
-    ::raise(signal);  // The default, as from here on: a child of the station is not the run.
+    ::raise(signal);  // A child of the station is not the run: SA_RESETHAND restored the default.
     return;
   }
   int none = 0;

@@ -14,8 +14,8 @@
 
 namespace corvane::station {
 
-/// Runs `work` on a thread of its own, and returns whether it was done in time. One that is not
-/// goes on: what it refers to must live until the process ends.
+/// Runs `work` on a thread of its own, and returns whether it was done in time. Work that was not
+/// is not stopped: what it refers to must live until the process ends.
 bool doneWithin(std::chrono::milliseconds time, const std::function<void()>& work);
 
 /// Blocks the calling thread until the process ends.
@@ -30,7 +30,7 @@ class Watch {
 
   /// What the watch calls, on its own thread.
   struct Calls {
-    /// Called when the run goes on although a signal came three seconds ago.
+    /// Called when the run has not ended three seconds after a signal.
     std::function<void()> afterSignal;
     /// Called when the time limit of the phase with this number is over.
     std::function<void(uint32_t phase)> afterTimeLimit;

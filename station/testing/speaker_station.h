@@ -71,6 +71,13 @@ class StationTest : public corvane::testing::UnitTest {
   }
   Held held() const { return Held(_unit.folder()); }
   std::string log() const { return readText(_unit.filePath(kLogFile)); }
+  void clearRecords() {
+    std::vector<uint8_t> data = bytes();
+    std::copy(_fresh.begin() + 128, _fresh.end(), data.begin() + 128);
+    _unit.setDataSet("VelmoDiagnosticData", data);
+  }
+
+  const std::vector<uint8_t> _fresh = bytes();
 };
 
 inline void passingBody(TestRun& run) {

@@ -47,13 +47,13 @@ struct Expected {
 
 /// How a phase runs.
 struct PhaseOptions {
-  /// The time that it has, with all its attempts; 0 does not bound. When it is over the run fails
-  /// with "timed out after 30 s": the kit runs the last phase, leaves the verdict and ends the
-  /// process with status 1, or with 3 when the unit does not hold the verdict ten seconds later.
-  /// The body stays where it is.
+  /// The time for all its attempts together; 0 does not bound. When it is over the run fails with
+  /// "timed out after 30 s": the kit runs the last phase, leaves the verdict and ends the process
+  /// with status 1, or with 3 when the unit does not hold the verdict ten seconds later. The body
+  /// is not resumed.
   std::chrono::milliseconds timeLimit = std::chrono::milliseconds(0);
-  /// How often it may run until it passes. What fails in an attempt that is repeated counts for
-  /// nothing, but is in the results. An exception is not repeated.
+  /// How often it may run until it passes. An attempt that is repeated is in the results, but what
+  /// failed in it does not count. An exception is not repeated.
   int attempts = 1;
   /// It only prepares: it may pass although it measured and checked nothing.
   bool isSetUp = false;
@@ -80,7 +80,7 @@ struct Profile {
   uint8_t number = 0;
   /// Its control-bit byte in "VelmoDiagnosticData", 0 to 127; not 9 and 18, which the library uses.
   uint32_t statusOffset = 0;
-  /// Its poison byte there, as bounded; another than the control-bit byte.
+  /// Its poison byte there, within the same bounds; not the control-bit byte.
   uint32_t poisonOffset = 0;
   /// The configuration key, four characters, that counts the station's runs on the unit and says
   /// which run was the last.
@@ -128,8 +128,8 @@ struct Outcome {
 
 class Run;
 
-/// A phase in progress. Every operation may be called from any thread. After the run it does
-/// nothing, and neither does it in another process than the run's.
+/// A phase in progress. Every operation may be called from any thread. An operation does nothing
+/// after the run, and in a process that the run's began.
 class CORVANE_EXPORT Phase {
  public:
   Phase(const Phase&) = delete;
@@ -148,7 +148,7 @@ class CORVANE_EXPORT Phase {
   bool check(std::string_view name, const void* text) = delete;
 
   /// Fails the phase with `reason`. The first failure's reason becomes the text of the run's
-  /// record, so its first 13 bytes should say what failed.
+  /// record, which holds 13 bytes: begin it with what failed.
   void fail(std::string_view reason);
 
   /// Appends the line `text` to the test log.
