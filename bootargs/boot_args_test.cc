@@ -34,14 +34,13 @@ void set(const std::string& value) { setBootArgs(cfString(value).get()); }
 bool has(const std::string& word) { return hasBootArg(cfString(word).get()); }
 
 TEST_F(BootArgsTest, EditsWorkOnTheTextAndNotOnItsWords) {
-  struct Case {
+  constexpr char kTwo[] = "alpha=1 beta=2";
+  const struct {
     const char* before;
     void (*edit)(const std::string&);
     const char* word;
     const char* after;
-  };
-  constexpr char kTwo[] = "alpha=1 beta=2";
-  const Case cases[] = {
+  } cases[] = {
       {kTwo, add, "\t\xC2\xA0gamma\xE3\x80\x80", "alpha=1 beta=2 gamma"},
       {kTwo, add, "\u1680\u2000\u200A\u202F\u205F", "alpha=1 beta=2 "},
       {kTwo, add, "\u200B", "alpha=1 beta=2 \u200B"},
@@ -49,7 +48,7 @@ TEST_F(BootArgsTest, EditsWorkOnTheTextAndNotOnItsWords) {
       {kTwo, add, "ALPHA", "alpha=1 beta=2 ALPHA"},
       {kTwo, set, "<&> \xC3\xA9", "<&> \xC3\xA9"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     start(c.before);
     c.edit(c.word);
     EXPECT_EQ(bootArgs(), c.after) << c.before << " / " << c.word;
@@ -81,12 +80,11 @@ TEST_F(BootArgsTest, RemovingWritesEvenWhenNothingMatches) {
 }
 
 TEST_F(BootArgsTest, EachFailureLeavesTheVariable) {
-  struct Case {
+  const struct {
     const char* rule;
     const char* read;
     std::vector<std::string> systemLog;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"IORegistryEntryFromPath", "(absent)", {kNoEntry}},
       {"IORegistryEntryCreateCFProperty", "(absent)", {}},
       {"IOMasterPort", "alpha", {}},
@@ -94,7 +92,7 @@ TEST_F(BootArgsTest, EachFailureLeavesTheVariable) {
       {"IOServiceGetMatchingService", "alpha", {}},
       {"IORegistryEntrySetCFProperty", "alpha", {}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     start("alpha");
     const std::string before = variables();
     const std::function<void()> works[] = {

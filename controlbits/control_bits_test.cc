@@ -17,20 +17,19 @@ class ControlBitsTest : public corvane::testing::UnitTest {};
 
 TEST_F(ControlBitsTest, GetReadyStopsAtTheFirstFailedStep) {
   const std::string noPort = "Failed to get master device port.\nFailed to get master port.\n";
-  struct Case {
+  const struct {
     const char* rule;
     size_t setSize;
     int32_t result;
     std::string standardError;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", 19, 0, ""},
       {"IOMasterPort,IOKitWaitQuiet", 19, 1, noPort},
       {"IOKitWaitQuiet,IORegistryEntryCreateCFProperty", 19, 2, "Failed to get data area.\n"},
       {"IORegistryEntryCreateCFProperty", 19, 3, "Failed to read bits.\n"},
       {"", 18, 3, "Failed to read bits.\n"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     _unit.setDataSet("VelmoDiagnosticData", Bytes(c.setSize, 0xFF));
     const Trace trace = traceOf(c.rule, [&] { EXPECT_EQ(ControlBits::getReady(), c.result); });
     EXPECT_EQ(trace.standardError, c.standardError) << c.rule;
@@ -53,19 +52,18 @@ TEST_F(ControlBitsTest, RawReadersFillTheBufferFromTheStartOfTheirSet) {
 }
 
 TEST(ControlBitByteTest, StatusAndFailCountAreEditedInPlaceAndUnmasked) {
-  struct Case {
+  const struct {
     uint32_t (*change)(uint8_t*, uint32_t);
     uint8_t before;
     uint32_t value, changed;
     uint8_t after;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {changeTestStatus, 0xFF, 3, 0, 0xFF}, {changeTestStatus, 0xFF, 0, 1, 0xFC},
       {changeTestStatus, 0xE0, 5, 1, 0xE5}, {changeTestStatus, 0x05, 5, 1, 0x05},
       {changeFailCount, 0xFF, 7, 0, 0xFF},  {changeFailCount, 0xFF, 0, 1, 0xE3},
       {changeFailCount, 0x02, 9, 1, 0x26},  {changeFailCount, 0x02, 0x107, 1, 0x1E},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     uint8_t byte = c.before;
     EXPECT_EQ(c.change(&byte, c.value), c.changed) << int{c.before} << " " << c.value;
     EXPECT_EQ(byte, c.after) << int{c.before} << " " << c.value;
@@ -88,20 +86,19 @@ class WritersTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(WritersTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges) {
-  struct Case {
+  const struct {
     uint8_t before;
     int32_t status, count;
     uint8_t after;
     bool isWritten;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {0xFF, 4, 2, 0xF3, true},  {0xFF, 4, 9, 0xFF, false}, {0xFD, 1, 9, 0xFD, true},
       {0xFF, 3, -1, 0xFF, true}, {0xFC, 0, 9, 0xFC, false}, {0xFE, 0, 8, 0xFC, true},
       {0xF8, 5, 0, 0xFD, true},  {0xFD, 5, 0, 0xFD, true},  {0x1D, 1, 0, 0x1D, false},
       {0x00, 2, 7, 0x0A, true},  {0xFF, -1, 0, 0xFF, true}, {0xFF, INT_MIN, INT_MIN, 0xFC, true},
   };
   _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(31));
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     setByte(30, c.before);
     const auto write = [&] { ControlBits::writeControlBits(30, c.status, c.count); };
     EXPECT_EQ(traceOf("", write).log, c.isWritten ? Strings{kPerform} : Strings{})
@@ -111,14 +108,6 @@ TEST_F(WritersTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges) {
 }
 
 TEST_F(WritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
-  struct Case {
-    void (*write)(int32_t);
-    size_t offset;
-    uint8_t before;
-    int32_t status;
-    uint8_t after;
-    const char* line;
-  };
   const auto suite = &ControlBits::writeCorvaneStatus;
   const auto collection = &ControlBits::writeLogCollectionStatus;
   const char* badSuite =
@@ -127,7 +116,14 @@ TEST_F(WritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
   const char* badCollection =
       "FATAL ERROR bad Log Collection state passed to "
       "writeLogCollectionStatus:(LogCollectionControlBitStatus)status";
-  const Case cases[] = {
+  const struct {
+    void (*write)(int32_t);
+    size_t offset;
+    uint8_t before;
+    int32_t status;
+    uint8_t after;
+    const char* line;
+  } cases[] = {
       {suite, 18, 0xFF, kCorvaneCotnrolBitsPassed, 0xFC, "writeStatus kCorvaneCotnrolBitsPassed"},
       {suite, 18, 0xE3, kCorvaneControlBitsIncompleteTest, 0xE1,
        "writeStatus kCorvaneControlBitsIncompleteTest"},
@@ -144,7 +140,7 @@ TEST_F(WritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
       {collection, 9, 0xFC, 2, 0xFE, badCollection},
       {collection, 9, 0xFC, INT_MIN, 0xFC, badCollection},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     setByte(c.offset, c.before);
     Strings log = {std::string("Control Bits: ") + c.line};
     if (c.status == INT_MIN || c.after != c.before) {
@@ -179,18 +175,17 @@ TEST_F(WritersTest, AFailedWriteIsReportedWithItsResult) {
 }
 
 TEST_F(WritersTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
-  struct Case {
+  const struct {
     uint8_t offset, before;
     bool isSet;
     uint8_t after;
     bool isRefused = false;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {5, 0xFF, true, 0xFE},         {5, 0xFF, false, 0xFC},      {0, 0xE5, true, 0xFE},
       {127, 0xFC, false, 0xFC},      {5, 0xFE, true, 0xFE, true}, {5, 0xFE, false, 0xFE, true},
       {127, 0x02, true, 0x02, true}, {128, 0x02, false, 0xFF},    {255, 0xFF, true, 0xFE},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     setByte(c.offset, c.before);
     auto expected = bytes();
     expected[c.offset] = c.after;
@@ -216,6 +211,113 @@ TEST_F(WritersTest, EachFailureOfAPoisonByteHasItsLine) {
   for (const auto& [rule, log] : cases) {
     _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(6, 0xFF));
     EXPECT_EQ(traceOf(rule, [] { ControlBits::writePoisonByte(5, true); }).log, log) << rule;
+  }
+}
+
+using Keys = std::vector<uint32_t>;
+
+constexpr uint32_t kOpts = 0x4F505453;
+constexpr char kArea[] = "VelmoDiagnosticDataSysCfg";
+const std::string kReadFailed = "Failed to read sysCfg: Error 5";
+const std::string kWriteFailed = "Failed to write sysCfg: Error -536870212";
+
+Bytes counting(size_t length) {
+  Bytes bytes(length);
+  std::iota(bytes.begin(), bytes.end(), uint8_t{1});
+  return bytes;
+}
+
+int32_t write(uint32_t key, const Bytes& value) {
+  return ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
+}
+
+/// Returns the value of `key`; empty when it is not present, which must leave the buffer untouched.
+Bytes read(uint32_t key) {
+  Bytes value(8192, 0xAA);
+  const int32_t length = ControlBits::readSystemConfig(value.data(), key);
+  EXPECT_TRUE(length > 0 || value == Bytes(8192, 0xAA));
+  EXPECT_EQ(ControlBits::readSystemConfig(nullptr, key), length);
+  value.resize(static_cast<size_t>(length));
+  return value;
+}
+
+Keys keys() {
+  Keys keys(500);
+  keys.resize(static_cast<size_t>(ControlBits::readSystemConfigKeys(keys.data(), 500)));
+  return keys;
+}
+
+class SystemConfigTest : public WritersTest {
+ protected:
+  /// Returns what the accessor reports while `work` runs under `rules`.
+  Strings reportsOf(const char* rules, const std::function<void()>& work) {
+    Strings lines = traceOf(rules, work).systemLog;
+    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("Failed"); });
+    return lines;
+  }
+};
+
+TEST_F(SystemConfigTest, ValuesAreWrittenListedReadAndDeleted) {
+  EXPECT_EQ(ControlBits::readSystemConfigKeys(nullptr, 0), 0);
+  EXPECT_EQ(write(kOpts, {1, 2, 3}), 3);
+  EXPECT_EQ(write(7, counting(300)), 300);
+  EXPECT_EQ(write(8, {}), 0) << "also when it succeeds";
+  Bytes shortValue = counting(3);
+  shortValue.resize(16, 0xFF);
+  EXPECT_EQ(read(kOpts), shortValue);
+  EXPECT_EQ(read(7), counting(300));
+  EXPECT_EQ(write(kOpts, counting(17)), 17);
+  EXPECT_EQ(keys(), (Keys{7, 8, kOpts})) << "a replaced key comes last";
+
+  EXPECT_EQ(ControlBits::deleteSystemConfig(kOpts), 1);
+  EXPECT_EQ(ControlBits::deleteSystemConfig(kOpts), 0);
+  EXPECT_EQ(read(kOpts), Bytes());
+  _unit.reboot();
+  for (const int32_t size : {2, 3, -1, INT_MIN}) {
+    Keys listed(3, 9);
+    EXPECT_EQ(ControlBits::readSystemConfigKeys(listed.data(), size), 2) << size;
+    EXPECT_EQ(listed, (Keys{7, 8, 9})) << size;
+  }
+  Keys untouched(2, 9);
+  EXPECT_EQ(ControlBits::readSystemConfigKeys(untouched.data(), 1), -1);
+  EXPECT_EQ(untouched, Keys(2, 9));
+}
+
+TEST_F(SystemConfigTest, AValueThatDoesNotFitLeavesItsKeyDeletedInTheArea) {
+  write(kOpts, counting(40));
+  EXPECT_EQ(write(kOpts, counting(8149)), 0);
+  EXPECT_EQ(keys(), Keys());
+  write(7, {7});
+  EXPECT_EQ(ControlBits::writeSystemConfig(nullptr, -1, 7), 0);
+  EXPECT_EQ(keys(), Keys());
+}
+
+TEST_F(SystemConfigTest, ADamagedAreaOpensEmptyAndIsReplacedOnlyByAChange) {
+  const Bytes empty = _unit.dataSet(kArea), damaged = counting(8192);
+  _unit.setDataSet(kArea, damaged);
+  EXPECT_EQ(keys(), Keys());
+  EXPECT_EQ(read(kOpts), Bytes());
+  EXPECT_EQ(_unit.dataSet(kArea), damaged);
+  EXPECT_EQ(ControlBits::deleteSystemConfig(kOpts), 0);
+  EXPECT_EQ(_unit.dataSet(kArea), empty);
+}
+
+TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
+  const struct {
+    const char* rules;
+    Strings reports;
+    Keys keysAfter;
+  } cases[] = {
+      {"IORegistryEntryCreateCFProperty@1", {kReadFailed}, {1, 2}},
+      {"IORegistryEntrySetCFProperties@1", {kWriteFailed}, {1, 2}},
+      {"IORegistryEntrySetCFProperties", {kWriteFailed, kWriteFailed}, {1}},
+  };
+  for (const auto& c : cases) {
+    ControlBits::deleteSystemConfig(2);
+    write(1, {1});
+    EXPECT_EQ(keys(), Keys{1}) << "what a read that fails falls back on";
+    EXPECT_EQ(reportsOf(c.rules, [] { EXPECT_EQ(write(2, {2}), 1); }), c.reports) << c.rules;
+    EXPECT_EQ(keys(), c.keysAfter) << c.rules;
   }
 }
 

@@ -96,12 +96,6 @@ TEST_F(DiagnosticRecordsTest, ARecordHoldsTheTimeAndIsListedAsADictionary) {
 }
 
 TEST_F(DiagnosticRecordsTest, AFailedAppendTellsTheLog) {
-  struct Case {
-    const char* rule;
-    bool isTrue;
-    Strings log;
-    Strings listed;
-  };
   const std::string begin = "Control Bits: ";
   const std::string written = begin + "Wrote (b) to diagnostic record #1 for station: 8 result: 0";
   const std::string unwritten =
@@ -112,14 +106,19 @@ TEST_F(DiagnosticRecordsTest, AFailedAppendTellsTheLog) {
       begin + "Reading Diagnostic Record failed",
       begin + "Failed to write (b) to diagnostic record for station: 8 result: 6",
       "    No room left in the diagnostic record"};
-  const Case cases[] = {
+  const struct {
+    const char* rule;
+    bool isTrue;
+    Strings log;
+    Strings listed;
+  } cases[] = {
       {"IORegistryEntryCreateCFProperty@1", false, noSlot, {"7/0/1/a"}},
       {"CFNumberCreate@1", true, {noNumber, unmarked, written}, {"7/0/1/a"}},
       {"CFNumberCreate@2", true, {noNumber, unwritten}, {"7/0/1/a"}},
       {"time=-1@1", true, {written}, {"7/0/1/a", "8/0/2/b"}},
   };
   const Bytes fresh = bytes();
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     _unit.setDataSet("VelmoDiagnosticData", fresh);
     ASSERT_TRUE(write("a", 7, 1));
     EXPECT_EQ(traceOf(c.rule, [&] { EXPECT_EQ(write("b", 8, 6), c.isTrue) << c.rule; }).log, c.log);

@@ -38,21 +38,20 @@ const bool gAreHandlesAtFirst = gMasterPort != 0 || gDataArea != 0;
 class DataAreaTest : public corvane::testing::UnitTest {};
 
 TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
-  struct Case {
+  const struct {
     const char* rule;
     uint32_t (*call)();
     uint32_t result;
     const char* standardError;
     Strings systemLog;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", getMasterPort, 0, "", {}},
       {"IOMasterPort", getMasterPort, 1, "Failed to get master device port.\n", {}},
       {"IOKitWaitQuiet=0xe00002d6", getDataArea, 0xe00002d6, "", {}},
       {"IOServiceGetMatchingServices=0xe00002c0", getDataArea, 0xe00002c0, "", {}},
       {"IOIteratorNext", getDataArea, 5, "", {"ControlBits: Get data area failure."}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Trace trace = traceOf(c.rule, [&] { EXPECT_EQ(c.call(), c.result) << c.rule; });
     EXPECT_EQ(trace.standardError, c.standardError) << c.rule;
     EXPECT_EQ(trace.systemLog, c.systemLog) << c.rule;
@@ -108,12 +107,11 @@ class BitsTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(BitsTest, AReadMustLieWithinTheSet) {
-  struct Case {
+  const struct {
     uint32_t offset, length, result;
-  };
-  const Case cases[] = {{0, 1024, 0}, {1024, 0, 0},          {1023, 2, 5},
-                        {1025, 0, 5}, {0xFFFFFFF0, 0x20, 5}, {100, 0xFFFFFFFF, 5}};
-  for (const Case& c : cases) {
+  } cases[] = {{0, 1024, 0}, {1024, 0, 0},          {1023, 2, 5},
+               {1025, 0, 5}, {0xFFFFFFF0, 0x20, 5}, {100, 0xFFFFFFFF, 5}};
+  for (const auto& c : cases) {
     Bytes destination(1024, 0xAA);
     EXPECT_EQ(readBits(c.offset, c.length, destination.data(), kSet), c.result) << c.offset;
     EXPECT_TRUE(c.result == 0 || destination == Bytes(1024, 0xAA));
@@ -136,15 +134,14 @@ TEST_F(BitsTest, ACommittedWriteOutlivesAReboot) {
 }
 
 TEST_F(BitsTest, EachFailedWriteHasItsResultAndItsLine) {
-  struct Case {
+  const char* unread = "writeControlBits verification read failed (status 5)";
+  const struct {
     const char* rule;
     bool hasSet;
     uint32_t length, result;
     const char* line;
     bool isWritten;
-  };
-  const char* unread = "writeControlBits verification read failed (status 5)";
-  const Case cases[] = {
+  } cases[] = {
       {"CFNumberCreate", false, 1, 5,
        "Control Bits: writeBits offsetRef invalid (offsetRef=(null))", false},
       {"CFDataCreateWithBytesNoCopy", true, 1, 5,
@@ -161,7 +158,7 @@ TEST_F(BitsTest, EachFailedWriteHasItsResultAndItsLine) {
       {"stuck:VelmoDiagnosticData:6=0x0A", true, 2, 0, "writeBits verification failed [length=2]",
        true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     setByte(5, 0);
     const Bytes written = {0x41, 0x42};
     const Trace trace = traceOf(c.rule, [&] {
@@ -189,13 +186,11 @@ TEST_F(BitsTest, ARequestsNumberDataAndDictionaryAreReleasedInThisOrderBeforeThe
 }
 
 TEST_F(BitsTest, ARefusedWriteShowsItsRequestAndReturnsThePlatformsCode) {
-  struct Case {
+  const struct {
     const char* rule;
     uint32_t offset, length, result;
-  };
-  const Case cases[] = {{"IORegistryEntrySetCFProperties=-7", 20, 0, 0xfffffff9},
-                        {"", 1024, 1, 0xe00002c2}};
-  for (const Case& c : cases) {
+  } cases[] = {{"IORegistryEntrySetCFProperties=-7", 20, 0, 0xfffffff9}, {"", 1024, 1, 0xe00002c2}};
+  for (const auto& c : cases) {
     const uint8_t byte = 0x41;
     const Trace trace = traceOf(
         c.rule, [&] { EXPECT_EQ(writeBits(c.offset, c.length, &byte, 1, kSet), c.result); });

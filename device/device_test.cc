@@ -68,13 +68,12 @@ class DeviceTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(DeviceTest, TheModelCodeDecidesWhatADeviceCarries) {
-  struct Case {
+  const struct {
     std::optional<std::string> model;
     bool radio;
     const char* options;
     std::string capabilities;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"T31AP", true, "", "w--b"},       {"T31AP", false, "", "---b"},
       {"T32AP", true, "", "wc-b"},       {"T32AP", false, "", "-c-b"},
       {"T33AP", false, "", "wcgb"},      {"T34AP", false, "1xUMTSx1", "wc-b"},
@@ -85,7 +84,7 @@ TEST_F(DeviceTest, TheModelCodeDecidesWhatADeviceCarries) {
       {"t36AP", false, "", "w--b"},      {"T3", false, "", "w--b"},
       {std::nullopt, false, "", "w--b"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     setModel(c.model, c.radio);
     writeOptions(c.options);
     EXPECT_EQ(inFreshProcess(capabilities), c.capabilities) << c.model.value_or("(none)");
@@ -157,12 +156,11 @@ TEST_F(DeviceTest, OptionsAreReadAsTextOfAtMost255Bytes) {
     return std::string(size, '.').replace(at, 4, "UMTS");
   };
   const std::string zero(1, '\0');
-  struct Case {
+  const struct {
     std::string value;
     bool hasBaseband;
     std::string logged;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {zero + "UMTS", false, ""},
       {"a" + zero + "UMTS", false, "a"},
       {filled(16, 12), true, filled(16, 12)},
@@ -170,7 +168,7 @@ TEST_F(DeviceTest, OptionsAreReadAsTextOfAtMost255Bytes) {
       {filled(256, 252), false, std::string(252, '.') + "UMT"},
       {filled(8000, 7996), false, std::string(255, '.')},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     writeOptions(c.value);
     const Trace trace = traceOf("", [&] {
       EXPECT_EQ(inFreshProcess(capabilities), c.hasBaseband ? "wc-b" : "wc--") << c.value;
@@ -206,12 +204,11 @@ constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 class PowerTest : public corvane::testing::UnitTest {};
 
 TEST_F(PowerTest, TheChargeIsTruncatedFrom32BitFigures) {
-  struct Case {
+  constexpr int64_t kHuge = std::numeric_limits<int64_t>::max();
+  const struct {
     std::optional<int64_t> current, maximum;
     int32_t percent;
-  };
-  constexpr int64_t kHuge = std::numeric_limits<int64_t>::max();
-  const Case cases[] = {
+  } cases[] = {
       {53, 100, 52},
       {150, 155, 96},
       {1420, 1420, 100},
@@ -226,7 +223,7 @@ TEST_F(PowerTest, TheChargeIsTruncatedFrom32BitFigures) {
       {-kHuge, 1, -kMax - 1},
       {16777217, 16777216, 100},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     UnitFacts facts;
     facts.currentCapacity = c.current;
     facts.maxCapacity = c.maximum;
@@ -238,18 +235,17 @@ TEST_F(PowerTest, TheChargeIsTruncatedFrom32BitFigures) {
 }
 
 TEST_F(PowerTest, PropertiesOfOtherKindsAreTakenForWhatTheyMean) {
-  struct Case {
+  const struct {
     const char *current, *maximum, *external;
     int32_t percent;
     bool isConnected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"<real>0.29</real>", "<real>1</real>", "<true/>", 29, true},
       {"<real>nan</real>", "<integer>1</integer>", "<false/>", 0, false},
       {"<true/>", "<integer>2</integer>", "<integer>1</integer>", 50, true},
       {"<integer>7</integer>", "<array/>", "<array/>", kMax, false},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     corvane::testing::writeText(
         _unit.folder() / "device.plist",
         "<plist><dict><key>registry</key><dict><key>IOPMPowerSource</key><dict>"
@@ -262,12 +258,11 @@ TEST_F(PowerTest, PropertiesOfOtherKindsAreTakenForWhatTheyMean) {
 }
 
 TEST_F(PowerTest, EachFailedCallHasItsResult) {
-  struct Case {
+  const struct {
     const char* rule;
     int32_t percent;
     bool isConnected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"", 80, true},
       {"IOServiceGetMatchingService", -1, false},
       {"IORegistryEntryCreateCFProperty", -1, false},
@@ -275,7 +270,7 @@ TEST_F(PowerTest, EachFailedCallHasItsResult) {
       {"IORegistryEntryCreateCFProperty@2", kMax, true},
   };
   const size_t before = VirtualDevice::openHandles();
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     traceOf(c.rule, [&] {
       EXPECT_EQ(getBatteryCapacity(), c.percent) << c.rule;
       EXPECT_EQ(externalPowerConnected(), c.isConnected) << c.rule;

@@ -24,11 +24,10 @@ class FaultsTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(FaultsTest, ARuleFailsTheCallsThatItCounts) {
-  struct Case {
+  const struct {
     const char* rules;
     std::vector<kern_return_t> results;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"IOMasterPort", {kIOReturnError, kIOReturnError, kIOReturnError}},
       {"IOMasterPort=7@2", {0, 7, 0}},
       {"IOMasterPort=-0x7@2+", {0, -7, -7}},
@@ -36,7 +35,7 @@ TEST_F(FaultsTest, ARuleFailsTheCallsThatItCounts) {
       {"IOMasterPort=1@1,IOMasterPort=010@3,CFNumberCreate", {1, 0, 10}},
       {"", {0, 0, 0}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     VirtualDevice::setFaults(c.rules);
     for (const kern_return_t result : c.results) EXPECT_EQ(askForPort(), result) << c.rules;
   }

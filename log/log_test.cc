@@ -29,12 +29,11 @@ class LogTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(LogTest, ALineIsTimeIndentationTestNameAndMessage) {
-  struct Case {
+  const struct {
     CFStringRef message, testName;
     int32_t indentation;
     const char* line;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {CFSTR("begin"), CFSTR("Sensor"), 0, "Sensor: begin"},
       {CFSTR("deep"), nullptr, 3, "            deep"},
       {CFSTR("lowest"), nullptr, INT32_MIN, "lowest"},
@@ -44,7 +43,7 @@ TEST_F(LogTest, ALineIsTimeIndentationTestNameAndMessage) {
       {CFSTR("100 % %@ %d"), CFSTR("%s"), 0, "%s: 100 % %@ %d"},
   };
   std::vector<std::string> lines;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Log::write(c.message, c.testName, c.indentation);
     lines.push_back(c.line);
   }
@@ -87,11 +86,10 @@ TEST_F(LogTest, AFinishedLineIsAppendedByteForByte) {
 }
 
 TEST_F(LogTest, StationMessagesQuoteTheirFields) {
-  struct Case {
+  const struct {
     CFStringRef message, sid, msgType;
     const char* fields;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {CFSTR("result=\"pass\",code=\"0\""), CFSTR("UNIT-42"), CFSTR("status"),
        "sid=\"UNIT-42\",msg-type=\"status\",result=\"pass\",code=\"0\""},
       {nullptr, CFSTR("UNIT-42"), CFSTR("status"), "sid=\"UNIT-42\",msg-type=\"status\""},
@@ -101,7 +99,7 @@ TEST_F(LogTest, StationMessagesQuoteTheirFields) {
   };
   const std::string stamp =
       R"(context="",ts="[0-9]{4}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}",)";
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Log::writePalvireMessage(c.message, c.sid, c.msgType);
     const auto line = text(Log::formatPalvireMessage(c.message, c.sid, c.msgType).get());
     for (const std::string& message : {line, splitLines(readText(logFile())).back()}) {
@@ -212,11 +210,10 @@ TEST_F(LogTest, ALinesTimeIsItsOwnAndTheSharedRecordIsOverwritten) {
 }
 
 TEST(TimeHelpersTest, DifferencesBorrowFromTheFieldAboveOnly) {
-  struct Case {
+  const struct {
     int32_t start[3], end[3];
     const char* difference;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{10, 0, 0}, {11, 30, 15}, "01:30:15"},
       {{23, 50, 0}, {0, 10, 0}, "00:20:00"},
       {{10, 0, 0}, {10, 0, 0}, "00:00:00"},

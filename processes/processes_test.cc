@@ -116,16 +116,6 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
   // Ports in the order in which they are returned: host 1, set 2, its control port 3, tasks 4 to
   // 7, then threads and name port of each task except the caller's: 8 and 9, 10 to 12, and 13.
   constexpr int kOwnTask = 0, kNoPort = -1;
-  struct Case {
-    const char* rule;
-    int port;
-    /// Without the mark, which all but the message about a thread have.
-    std::string message;
-    Keys keys;
-    /// Of process 10, when it is there but not whole.
-    std::string record = {};
-    size_t leftPorts = 0;
-  };
   const std::string times = " system_time=0.9", user = " user_time=1.25 }";
   const std::string threads = " threads=( " + _threadText + " " + _threadText + " ) total_usage=25";
   const std::string whole = "{ name=/usr/bin/ten" + times + threads + user;
@@ -135,7 +125,16 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
                           " ) total_usage=12.5" + user;
   const std::string failure = "(os/kern) failure", dead = "(ipc/send) invalid destination port";
   const Keys all = {"0", "10", "20"}, none = {}, first = {"0"};
-  const Case cases[] = {
+  const struct {
+    const char* rule;
+    int port;
+    /// Without the mark, which all but the message about a thread have.
+    std::string message;
+    Keys keys;
+    /// Of process 10, when it is there but not whole.
+    std::string record = {};
+    size_t leftPorts = 0;
+  } cases[] = {
       {"pid_for_task", kOwnTask, "pid_for_task(%d): " + failure, none},
       {"pid_for_task=0", kNoPort, "", none},
       {"mach_host_self", kNoPort, "host_processor_sets(): " + dead, none},
@@ -158,7 +157,7 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
       {"vm_deallocate=0@99", kNoPort, "", all, whole},
   };
   Processes processes;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const size_t before = host::VirtualDevice::openHandles();
     const int port = c.port == kOwnTask ? static_cast<int>(mach_task_self()) : portAfterNow(c.port);
     host::VirtualDevice::setFaults(c.rule);
@@ -195,12 +194,11 @@ TEST_F(ProcessesTest, AFailureInOneSetOfProcessorsLeavesTheOthersOut) {
 }
 
 TEST_F(ProcessesTest, ThreadsShowTheirStateFlagsAndTimes) {
-  struct Case {
+  const struct {
     integer_t state, flags;
     time_value_t time;
     const char* text;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {1, 2, {12, 0}, "flags=idle run_state=running system_time=12 "},
       {2, 0, {12, 50'000}, "flags=swapped run_state=stopped system_time=12.5 "},
       {3, 1, {12, 90'000}, "flags=swapped run_state=waiting system_time=12.9 "},
@@ -209,7 +207,7 @@ TEST_F(ProcessesTest, ThreadsShowTheirStateFlagsAndTimes) {
       {6, 2, {12, 9'999}, "flags=idle run_state=unknown_state system_time=12 "},
       {0, -2, {-1, -50'000}, "flags=swapped run_state=unknown_state system_time=-1 "},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     _kernel.tasks().back().threads = {thread(c.time, c.time, 0, c.state, c.flags)};
     const std::string record = recordOf(Processes().getCachedProcesses(), "20");
     EXPECT_NE(record.find(c.text), std::string::npos) << record;
@@ -217,12 +215,11 @@ TEST_F(ProcessesTest, ThreadsShowTheirStateFlagsAndTimes) {
 }
 
 TEST_F(ProcessesTest, TheNameIsThePathUnlessThereAre256Arguments) {
-  struct Case {
+  const struct {
     std::string path;
     int arguments;
     std::string name;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"/usr/bin/a", 0, "/usr/bin/a"},
       {"/usr/bin/a", 255, "/usr/bin/a"},
       {"/usr/bin/a", 256, "\x01"},
@@ -231,7 +228,7 @@ TEST_F(ProcessesTest, TheNameIsThePathUnlessThereAre256Arguments) {
       {"", 1, "[Unknown Name]"},
       {std::string(3000, 'x'), 1, std::string(3000, 'x')},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     _kernel.tasks().back().path = c.path;
     _kernel.tasks().back().arguments = c.arguments;
     EXPECT_EQ(recordOf(Processes().getCachedProcesses(), "20"),
@@ -308,13 +305,12 @@ TEST_F(ReportTest, AReportTakesASampleOnlyWhenThereIsNone) {
 }
 
 TEST(NumericCompareTest, TextsOfEqualValueCompareAsAscendingAndOtherObjectsAsEqual) {
-  struct Case {
-    CFTypeRef receiver, other;
-    CFIndex result;
-  };
   const int32_t seven = 7;
   const CFRef<CFNumberRef> number(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &seven));
-  const Case cases[] = {
+  const struct {
+    CFTypeRef receiver, other;
+    CFIndex result;
+  } cases[] = {
       {CFSTR("2"), CFSTR("10"), -1},
       {CFSTR("10"), CFSTR("2"), 1},
       {CFSTR("7"), CFSTR("007"), -1},
@@ -326,7 +322,7 @@ TEST(NumericCompareTest, TextsOfEqualValueCompareAsAscendingAndOtherObjectsAsEqu
       {CFSTR("7"), nullptr, 0},
       {nullptr, CFSTR("7"), 0},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(numericCompare(static_cast<CFStringRef>(c.receiver), c.other), c.result);
   }
 }

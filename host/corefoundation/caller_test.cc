@@ -10,12 +10,11 @@ namespace {
 constexpr CFOptionFlags kCase = kCFCompareCaseInsensitive, kNumbers = kCFCompareNumerically;
 
 TEST(CallerTest, TextsAreCompared) {
-  struct Case {
+  const struct {
     const char *text, *other;
     CFOptionFlags options;
     CFComparisonResult result;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"a", "b", 0, kCFCompareLessThan},
       {"a", "A", 0, kCFCompareGreaterThan},
       {"aÉ", "Aé", kCase, kCFCompareEqualTo},
@@ -38,17 +37,16 @@ TEST(CallerTest, TextsAreCompared) {
 }
 
 TEST(CallerTest, ATextIsStoredWholeOrNotAtAll) {
-  struct Case {
+  const struct {
     const char* text;
     CFIndex size;
     CFStringEncoding encoding;
     const char* stored;
-  };
-  const Case cases[] = {{"ä", 3, kCFStringEncodingUTF8, "ä"},
-                        {"ä", 2, kCFStringEncodingUTF8, nullptr},
-                        {"ä", 2, kCFStringEncodingISOLatin1, "\xE4"},
-                        {"€", 8, kCFStringEncodingISOLatin1, nullptr},
-                        {"", 1, kCFStringEncodingUTF8, ""}};
+  } cases[] = {{"ä", 3, kCFStringEncodingUTF8, "ä"},
+               {"ä", 2, kCFStringEncodingUTF8, nullptr},
+               {"ä", 2, kCFStringEncodingISOLatin1, "\xE4"},
+               {"€", 8, kCFStringEncodingISOLatin1, nullptr},
+               {"", 1, kCFStringEncodingUTF8, ""}};
   for (const auto& [text, size, encoding, stored] : cases) {
     char buffer[10] = "xxxxxxxxx";
     EXPECT_EQ(CFStringGetCString(cfString(text).get(), buffer, size, encoding), stored != nullptr);

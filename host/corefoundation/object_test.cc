@@ -3,6 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
 #include <thread>
 
 #include "testing/objects.h"
@@ -78,12 +82,11 @@ TEST(NumberTest, AliasesOfANumberTypeAreStoredAsThatType) {
 }
 
 TEST(NumberTest, ReadingAnIntegerCutsOrClampsAndTellsWhetherItIsExact) {
-  struct Case {
+  const struct {
     CFRef<CFNumberRef> number;
     int32_t stored;
     bool isExact;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {makeNumber(0x1FFFFFFFF), -1, false},
       {makeNumber(INT32_MIN), INT32_MIN, true},
       {makeReal(-3.9), -3, false},
@@ -92,7 +95,7 @@ TEST(NumberTest, ReadingAnIntegerCutsOrClampsAndTellsWhetherItIsExact) {
       {makeReal(-1e300), INT32_MIN, false},
       {makeReal(std::nan("")), 0, false},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     int32_t stored = 1;
     EXPECT_EQ(CFNumberGetValue(c.number.get(), kCFNumberIntType, &stored), c.isExact);
     EXPECT_EQ(stored, c.stored) << shown(c.number.get());
@@ -122,6 +125,139 @@ TEST(NumberTest, NumbersOfOneValueAreEqualInEachForm) {
   EXPECT_FALSE(CFEqual(makeNumber(INT64_MAX).get(), makeReal(0x1p63).get()));
   EXPECT_FALSE(CFEqual(makeNumber(3).get(), makeReal(3.5).get()));
   EXPECT_FALSE(CFEqual(makeNumber(1).get(), kCFBooleanTrue));
+}
+
+TEST(ArrayTest, RetainsItsValuesAndEqualsAnArrayOfEqualValues) {
+  const CFRef number = makeNumber(1);
+  {
+    const CFRef list = makeArray({number.get(), CFSTR("a")});
+    EXPECT_EQ(CFArrayGetValueAtIndex(list.get(), 0), number.get());
+    EXPECT_EQ(CFGetRetainCount(number.get()), 2);
+    const CFRef same = makeArray({makeNumber(1).get(), CFSTR("a")});
+    EXPECT_TRUE(CFEqual(list.get(), same.get()));
+    EXPECT_EQ(CFHash(list.get()), CFHash(same.get()));
+    CFArrayAppendValue(same.get(), CFSTR("b"));
+    EXPECT_FALSE(CFEqual(list.get(), same.get()));
+    EXPECT_DEATH(CFArrayGetValueAtIndex(list.get(), 2), "CFArrayGetValueAtIndex: ");
+    EXPECT_DEATH(CFArrayGetValueAtIndex(list.get(), -1), "CFArrayGetValueAtIndex: ");
+  }
+  EXPECT_EQ(CFGetRetainCount(number.get()), 1);
+}
+
+TEST(DictionaryTest, NullCallbacksCompareKeysByIdentityAndKeepNothing) {
+  const CFRef bare(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
+  const CFRef key = cfString("key");
+  CFDictionarySetValue(bare.get(), key.get(), reinterpret_cast<const void*>(5));
+  EXPECT_EQ(CFGetRetainCount(key.get()), 1);
+  EXPECT_EQ(CFDictionaryGetValue(bare.get(), key.get()), reinterpret_cast<const void*>(5));
+  EXPECT_EQ(CFDictionaryGetValue(bare.get(), CFSTR("key")), nullptr);
+  CFDictionarySetValue(bare.get(), key.get(), kCFBooleanTrue);
+  EXPECT_EQ(shown(bare.get()), "{key = true; }");
+}
+
+TEST(DictionaryTest, CallbacksOfTheCallersOwnAreHonoured) {
+  CFDictionaryKeyCallBacks texts{};
+  texts.equal = [](const void* text1, const void* text2) -> Boolean {
+    return std::strcmp(static_cast<const char*>(text1), static_cast<const char*>(text2)) == 0;
+  };
+  texts.copyDescription = [](const void* text) {
+    return CFStringCreateWithCString(nullptr, static_cast<const char*>(text),
+                                     kCFStringEncodingUTF8);
+  };
+  const CFRef dictionary(
+      CFDictionaryCreateMutable(nullptr, 0, &texts, &kCFTypeDictionaryValueCallBacks));
+  // A dictionary of so many entries would have an index if its keys had hashes.
+  const std::string keys[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+  for (const std::string& key : keys) {
+    CFDictionarySetValue(dictionary.get(), key.c_str(), makeNumber(1).get());
+  }
+  EXPECT_TRUE(CFDictionaryContainsKey(dictionary.get(), std::string("j").c_str()));
+  EXPECT_EQ(shown(dictionary.get()).substr(0, 15), "{a = 1; b = 1; ");
+}
+
+TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
+  std::mt19937 random(7);
+  const CFRef dictionary = makeDictionary();
+  std::map<std::string, int> model;
+  for (int step = 0; step < 4000; ++step) {
+    // The dictionary grows past the size from which it keeps an index, and shrinks again.
+    const bool isGrowing = step / 100 % 2 == 0;
+    const std::string name = "k" + std::to_string(random() % 20);
+    const CFRef key = cfString(name);
+    if (random() % 4 < (isGrowing ? 1 : 3)) {
+      CFDictionaryRemoveValue(dictionary.get(), key.get());
+      model.erase(name);
+    } else if (random() % 2 == 0) {
+      CFDictionaryAddValue(dictionary.get(), key.get(), makeNumber(step).get());
+      model.emplace(name, step);
+    } else {
+      CFDictionarySetValue(dictionary.get(), key.get(), makeNumber(step).get());
+      model[name] = step;
+    }
+    const auto at = model.find(name);
+    EXPECT_EQ(shown(CFDictionaryGetValue(dictionary.get(), key.get())),
+              at == model.end() ? "(null)" : std::to_string(at->second));
+
+    if (step % 25 != 0) continue;
+    // Compare it with the same entries in another order.
+    const CFRef copy(CFDictionaryCreateMutableCopy(nullptr, 0, dictionary.get()));
+    const CFRef sorted = makeDictionary();
+    for (const auto& [key, value] : model) {
+      CFDictionarySetValue(sorted.get(), cfString(key).get(), makeNumber(value).get());
+    }
+    EXPECT_TRUE(CFEqual(copy.get(), sorted.get()));
+    EXPECT_EQ(CFHash(copy.get()), CFHash(sorted.get()));
+    CFDictionarySetValue(copy.get(), key.get(), CFSTR("changed"));
+    EXPECT_FALSE(CFEqual(copy.get(), sorted.get()));
+  }
+}
+
+/// Returns what a description says, without its addresses, which differ from run to run.
+std::string withoutAddresses(std::string text) {
+  for (size_t at = 0; (at = text.find("0x", at)) != text.npos;) {
+    text.erase(at, text.find_first_not_of("0123456789abcdef", at + 2) - at);
+  }
+  return text;
+}
+
+TEST(DescriptionTest, CollectionsTakeALinePerEntryOrOneLineInAFormat) {
+  const CFRef list = makeArray({makeData("\x01").get(), makeNumber(2).get()});
+  const CFRef dictionary = makeDictionary({{CFSTR("name"), CFSTR("x")}, {CFSTR("l"), list.get()}});
+  EXPECT_EQ(withoutAddresses(text(CFRef(CFCopyDescription(dictionary.get())).get())),
+            "<CFDictionary >{count = 2\n"
+            "    name = x\n"
+            "    l = <CFArray >{count = 2\n"
+            "        <01>\n"
+            "        2\n"
+            "    }\n"
+            "}");
+  EXPECT_EQ(shown(dictionary.get()), "{name = x; l = (<01>, 2); }");
+}
+
+TEST(DescriptionTest, AShownTextEndsWithALineFeed) {
+  ::testing::internal::CaptureStderr();
+  CFShow(CFSTR("Gerät"));
+  CFShow(nullptr);
+  CFShow(makeNumber(3).get());
+  EXPECT_EQ(withoutAddresses(::testing::internal::GetCapturedStderr()),
+            "Gerät\n(null)\n<CFNumber >{3}\n");
+}
+
+TEST(DescriptionTest, BarePointersAreShownAsAddresses) {
+  const auto foreign = std::make_unique<std::array<uint64_t, 8>>();
+  const CFNumberRef dead = makeNumber(1).get();
+  const CFRef list = makeArray({nullptr, reinterpret_cast<const void*>(7),
+                                reinterpret_cast<const void*>(0x1000), foreign.get(), dead},
+                               nullptr);
+  std::ostringstream expected;
+  expected << "(0x0, 0x7, 0x1000, " << foreign.get() << ", " << dead << ")";
+  EXPECT_EQ(shown(list.get()), expected.str());
+}
+
+TEST(DescriptionTest, ACollectionThatHoldsItselfIsCutShort) {
+  const CFRef list = makeArray({}, nullptr);
+  CFArrayAppendValue(list.get(), list.get());
+  EXPECT_NE(shown(list.get()).find("(((...)))"), std::string::npos);
 }
 
 }  // namespace

@@ -49,12 +49,11 @@ TEST(StringTest, BytesAreTakenOnlyInAnEncodingTheyAreValidIn) {
 }
 
 TEST(StringTest, BytesStopAtALoneSurrogateAndBeforeACharacterThatDoesNotFitWhole) {
-  struct Case {
+  const struct {
     std::u16string text;
     CFIndex room, units, bytes;
-  };
-  const Case cases[] = {{u"a\xD83D b", 9, 1, 1}, {u"ab😀c", 5, 2, 2}, {u"ab😀c", 6, 4, 6}};
-  for (const Case& c : cases) {
+  } cases[] = {{u"a\xD83D b", 9, 1, 1}, {u"ab😀c", 5, 2, 2}, {u"ab😀c", 6, 4, 6}};
+  for (const auto& c : cases) {
     const CFRange all = CFRangeMake(0, std::ssize(c.text));
     std::array<UInt8, 9> buffer;
     CFIndex used = 0;

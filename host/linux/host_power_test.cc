@@ -33,12 +33,11 @@ class HostPowerTest : public corvane::testing::UnitTest {
 };
 
 TEST_F(HostPowerTest, ThePowerSourceMirrorsThisMachines) {
-  struct Case {
+  const struct {
     const char* supplies;
     int32_t percent;
     bool isConnected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"AC/type=Mains AC/online=1 BAT0/type=Battery BAT0/energy_now=30000000 "
        "BAT0/energy_full=50000000 BAT0/capacity=99 BAT0/status=Discharging",
        60, true},
@@ -56,7 +55,7 @@ TEST_F(HostPowerTest, ThePowerSourceMirrorsThisMachines) {
       {"AC/type=Mains AC/online=0", -1, false},
       {"", -1, true},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     plugIn(c.supplies);
     EXPECT_EQ(getBatteryCapacity(), c.percent) << c.supplies;
     EXPECT_EQ(externalPowerConnected(), c.isConnected) << c.supplies;

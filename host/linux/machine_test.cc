@@ -105,17 +105,16 @@ TEST_F(MachineTest, UsageIsMeasuredOverAQuarterOfASecondOrTheThreadsLife) {
 }
 
 TEST_F(MachineTest, EachStateHasItsCodeForAnyThreadName) {
-  struct Case {
+  const struct {
     const char* name;
     char state;
     integer_t runState, flags;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"a b", 'R', TH_STATE_RUNNING, 0},       {") R 1 2 3", 'S', TH_STATE_WAITING, 0},
       {"((", 'T', TH_STATE_STOPPED, 0},        {"\n) Z (\n", 't', TH_STATE_STOPPED, 0},
       {")", 'D', TH_STATE_UNINTERRUPTIBLE, 0}, {"", 'Z', TH_STATE_HALTED, 0},
       {"x", 'X', TH_STATE_HALTED, 0},          {"i", 'I', TH_STATE_WAITING, TH_FLAGS_IDLE}};
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     put(7, 7, {.name = c.name, .state = c.state, .user = 1234, .system = 99});
     const thread_basic_info_data_t info = threadInfo(7, 7);
     EXPECT_EQ(info.run_state, c.runState) << c.name;

@@ -88,23 +88,22 @@ TEST_F(MachTest, SysctlStoresWhatFitsOrSetsItsError) {
   using namespace std::string_literals;
   // The arguments follow their count and the padded path.
   const std::string whole = "\2\0\0\0/bin/ten\0\0\0\0word\0word\0"s;
-  struct Case {
+  const struct {
     std::vector<int> name;
     size_t room;
     std::string answer;
     bool isNew = false;
-  };
-  const Case cases[] = {{{CTL_KERN, KERN_PROCARGS2, 10}, 100, whole},
-                        {{CTL_KERN, KERN_PROCARGS2, 10}, whole.size(), whole},
-                        {{CTL_KERN, KERN_PROCARGS2, 10}, 14, whole.substr(0, 14)},
-                        {{CTL_KERN, KERN_PROCARGS2, 10}, 2, "\2\0"s},
-                        {{CTL_KERN, KERN_PROC, KERN_PROC_PID, 11}, sizeof(kinfo_proc), ""},
-                        {{CTL_KERN, KERN_PROCARGS2, 11}, 8, "EINVAL"},
-                        {{CTL_KERN, KERN_ARGMAX}, 3, "ENOMEM"},
-                        {{CTL_KERN, KERN_ARGMAX}, 4, "EPERM", true},
-                        {{CTL_KERN, KERN_PROCARGS2}, 8, "ENOENT"},
-                        {{}, 8, "ENOENT"}};
-  for (const Case& c : cases) EXPECT_EQ(answer(c.name, c.room, c.isNew), c.answer);
+  } cases[] = {{{CTL_KERN, KERN_PROCARGS2, 10}, 100, whole},
+               {{CTL_KERN, KERN_PROCARGS2, 10}, whole.size(), whole},
+               {{CTL_KERN, KERN_PROCARGS2, 10}, 14, whole.substr(0, 14)},
+               {{CTL_KERN, KERN_PROCARGS2, 10}, 2, "\2\0"s},
+               {{CTL_KERN, KERN_PROC, KERN_PROC_PID, 11}, sizeof(kinfo_proc), ""},
+               {{CTL_KERN, KERN_PROCARGS2, 11}, 8, "EINVAL"},
+               {{CTL_KERN, KERN_ARGMAX}, 3, "ENOMEM"},
+               {{CTL_KERN, KERN_ARGMAX}, 4, "EPERM", true},
+               {{CTL_KERN, KERN_PROCARGS2}, 8, "ENOENT"},
+               {{}, 8, "ENOENT"}};
+  for (const auto& c : cases) EXPECT_EQ(answer(c.name, c.room, c.isNew), c.answer);
 
   const std::string stored = answer({CTL_KERN, KERN_PROC, KERN_PROC_PID, 10}, sizeof(kinfo_proc));
   kinfo_proc process{};
