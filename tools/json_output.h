@@ -19,6 +19,12 @@ std::string jsonText(const nlohmann::ordered_json& value, int indentation);
 /// Prints a document, indented, to standard output.
 void printJson(const nlohmann::ordered_json& object);
 
+/// Prints a command's result to standard output: the document with `asJson`, else the text.
+void printResult(bool asJson, const nlohmann::ordered_json& object, const std::string& text);
+
+/// Returns the object's fields as a table for people, with `absent` for null.
+std::string factTable(const nlohmann::ordered_json& object, const std::string& absent);
+
 /// Returns the object as a stream's line, with its line feed.
 std::string jsonLine(const nlohmann::ordered_json& object);
 

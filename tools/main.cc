@@ -106,6 +106,6 @@ int main(int argc, char** argv) {
   } catch (const std::system_error& error) {
     return report(kFailed, error.code().message(), asJson);
   } catch (const std::exception& error) {
-    return report(kFailed, error.what(), asJson);
+    return report(isOfUnit(error) ? kNotReady : kFailed, error.what(), asJson);
   }
 }

@@ -19,10 +19,10 @@ bool hasUnit() {
   return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
 }
 
-void useExistingUnit() try {
-  VirtualDevice::existing(VirtualDevice::defaultFolder()).use();
-} catch (const host::DeviceError& error) {
-  throw CommandError(kNotReady, error.what());
+void useExistingUnit() { VirtualDevice::existing(VirtualDevice::defaultFolder()).use(); }
+
+bool isOfUnit(const std::exception& error) {
+  return dynamic_cast<const host::DeviceError*>(&error) != nullptr;
 }
 
 }  // namespace corvane::tools

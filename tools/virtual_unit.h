@@ -1,6 +1,8 @@
 #ifndef CORVANE_TOOLS_VIRTUAL_UNIT_H_
 #define CORVANE_TOOLS_VIRTUAL_UNIT_H_
 
+#include <exception>
+
 /// What the tool must know of the virtual unit; on the device there is always a unit.
 namespace corvane::tools {
 
@@ -10,9 +12,12 @@ void requireFaultRules();
 /// Returns whether there is a unit. Unlike opening it, this creates none.
 bool hasUnit();
 
-/// Makes the unit that is there the one in use, so that nothing makes another. Throws CommandError
-/// when there is none.
+/// Makes the unit that is there the one in use, so that nothing makes another. Throws when there is
+/// none.
 void useExistingUnit();
+
+/// Returns whether the error says that the virtual unit cannot be used.
+bool isOfUnit(const std::exception& error);
 
 }  // namespace corvane::tools
 

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
@@ -23,10 +24,6 @@ std::string shown(const std::optional<std::string>& value) {
   return "\"" + printable(*value) + "\"";
 }
 
-nlohmann::ordered_json asJson(const std::optional<std::string>& value) {
-  return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
-}
-
 std::string linesOf(const Change& change) {
   return "before: " + shown(change.before) + "\nafter:  " + shown(change.after) + "\n";
 }
@@ -34,7 +31,7 @@ std::string linesOf(const Change& change) {
 ExitStatus showBootArgs(bool json) {
   requireUnitToLook();
   const auto value = unit::readBootArguments();
-  if (json) printJson({{"bootArgs", asJson(value)}});
+  if (json) printJson({{"bootArgs", orNull(value)}});
   if (!value) throw CommandError(kFailed, kNotSet);
   if (!json) std::cout << printable(*value) << "\n";
   return kDone;
@@ -51,12 +48,11 @@ ExitStatus has(const std::string& word, bool json) {
   const auto value = unit::readBootArguments();
   const auto [asWord, withinWords] = unit::occurrencesOf(word, value.value_or(""));
   const bool found = asWord || withinWords;
-  if (json) {
-    printJson({{"word", word}, {"found", found}, {"asWord", asWord}});
-  } else if (value) {
-    std::cout << (asWord ? "found\n" : found ? "found within other words only\n" : "not found\n");
-  }
   if (!value) throw CommandError(kFailed, kNotSet);
+  printResult(json, {{"word", word}, {"found", found}, {"asWord", asWord}},
+              asWord  ? "found\n"
+              : found ? "found within other words only\n"
+                      : "not found\n");
   return found ? kDone : kFailed;
 }
 
@@ -73,11 +69,8 @@ ExitStatus change(Change (*function)(unit::Lock&, const std::string&), const std
               << "' occurred within other words, which are cut\n"
               << linesOf(done);
   }
-  if (json) {
-    printJson({{"before", asJson(done.before)}, {"after", asJson(done.after)}});
-  } else {
-    std::cout << linesOf(done);
-  }
+  printResult(json, {{"before", orNull(done.before)}, {"after", orNull(done.after)}},
+              linesOf(done));
   return kDone;
 }
 

@@ -10,12 +10,12 @@
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/terminal/table.h"
+#include "tools/unit_access.h"
+#include "tools/virtual_unit.h"
 
 namespace corvane::tools {
 namespace {
 
-using host::DeviceError;
 using host::UnitFacts;
 using host::VirtualDevice;
 
@@ -23,8 +23,10 @@ const std::map<std::string, bool> kYesNo = {{"yes", true}, {"no", false}};
 
 const std::map<std::string, bool> kPowers = {{"plist", false}, {"host", true}};
 
+using Edit = void (*)(UnitFacts&);
+
 /// What a unit can lack, with what takes it away.
-const std::map<std::string, void (*)(UnitFacts&)> kRemovals = {
+const std::map<std::string, Edit> kRemovals = {
     {"model", [](UnitFacts& facts) { facts.model.reset(); }},
     {"battery", [](UnitFacts& facts) { facts.currentCapacity.reset(); }},
     {"battery-max", [](UnitFacts& facts) { facts.maxCapacity.reset(); }},
@@ -36,22 +38,10 @@ const std::map<std::string, void (*)(UnitFacts&)> kRemovals = {
     {"nvram", [](UnitFacts& facts) { facts.nvram = false; }}};
 
 /// Services that can be put back as such; the other facts come back with a value.
-const std::map<std::string, void (*)(UnitFacts&)> kAdditions = {
+const std::map<std::string, Edit> kAdditions = {
     {"power-source", [](UnitFacts& facts) { facts.powerSource = true; }},
     {"data-area", [](UnitFacts& facts) { facts.dataArea = true; }},
     {"nvram", [](UnitFacts& facts) { facts.nvram = true; }}};
-
-std::vector<std::string> namesOf(const std::map<std::string, void (*)(UnitFacts&)>& edits) {
-  std::vector<std::string> names;
-  for (const auto& [name, edit] : edits) names.push_back(name);
-  return names;
-}
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
-}
 
 /// What a command line says of a unit; what it does not say is left as it is.
 struct FactOptions {
@@ -59,7 +49,7 @@ struct FactOptions {
   std::optional<int64_t> battery, batteryMax;
   std::optional<bool> externalPower, radio;
   std::optional<bool> hostPower;
-  std::vector<std::string> with, without;
+  std::vector<Edit> with, without;
 
   void addTo(Command command) {
     command.text("--model", model, "Model name; begins with the code, such as T34");
@@ -73,10 +63,8 @@ struct FactOptions {
     command.choice("--radio", radio, "Whether there is a Wi-Fi radio", kYesNo);
     command.text("--boot-args", bootArgs, "The boot arguments in NVRAM");
     command.text("--build", build, "Build version in the version file");
-    command.choices("--with", with, "Puts back: " + joined(namesOf(kAdditions)),
-                    namesOf(kAdditions));
-    command.choices("--without", without, "Removes: " + joined(namesOf(kRemovals)),
-                    namesOf(kRemovals));
+    command.choice("--with", with, "Puts back what was removed", kAdditions);
+    command.choice("--without", without, "Removes this", kRemovals);
   }
 
   /// Warns of a model that the library does not know: such a unit is fine, and often a mistake.
@@ -85,8 +73,8 @@ struct FactOptions {
     std::vector<std::string> codes;
     for (const Model& known : kModels) codes.emplace_back(known.code);
     std::cerr << "corvane: warning: '" << printable(*model)
-              << "' does not begin with a model code that the library knows (" << joined(codes)
-              << ")\n";
+              << "' does not begin with a model code that the library knows: " << listOf(codes)
+              << "\n";
   }
 
   bool isEmpty() const {
@@ -95,7 +83,7 @@ struct FactOptions {
   }
 
   void applyTo(UnitFacts& facts) const {
-    for (const std::string& name : with) kAdditions.at(name)(facts);
+    for (const Edit add : with) add(facts);
     if (model) facts.model = model;
     if (battery) facts.currentCapacity = battery;
     if (batteryMax) facts.maxCapacity = batteryMax;
@@ -105,19 +93,9 @@ struct FactOptions {
     if (radio) facts.radio = *radio;
     if (bootArgs) facts.bootArgs = bootArgs;
     if (build) facts.buildVersion = build;
-    for (const std::string& name : without) kRemovals.at(name)(facts);
+    for (const Edit remove : without) remove(facts);
   }
 };
-
-/// Runs `work`. Throws CommandError when the unit cannot be used or changed.
-template <typename Work>
-ExitStatus onDevice(Work work) {
-  try {
-    return work();
-  } catch (const DeviceError& error) {
-    throw CommandError(kNotReady, error.what());
-  }
-}
 
 nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
   return {{"model", orNull(facts.model)},
@@ -133,32 +111,6 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
           {"nvram", facts.nvram}};
 }
 
-nlohmann::ordered_json unitAsJson(const VirtualDevice& unit) {
-  nlohmann::ordered_json json = {{"folder", unit.folder().string()}};
-  json.update(factsAsJson(unit.facts()));
-  json["uncommittedDataSets"] = unit.uncommittedDataSets();
-  return json;
-}
-
-/// Prints one row per fact: texts without quotes, booleans as yes or no, what is missing as
-/// "(none)".
-void printUnit(const VirtualDevice& unit) {
-  Table table({{"FACT"}, {"VALUE"}});
-  const nlohmann::ordered_json facts = unitAsJson(unit);
-  for (const auto& [name, value] : facts.items()) {
-    if (value.is_null()) {
-      table.addRow({name, "(none)"});
-    } else if (value.is_boolean()) {
-      table.addRow({name, value.get<bool>() ? "yes" : "no"});
-    } else if (value.is_array()) {
-      table.addRow({name, printable(joined(value.get<std::vector<std::string>>()))});
-    } else {
-      table.addRow({name, value.is_string() ? printable(value.get<std::string>()) : value.dump()});
-    }
-  }
-  table.print(std::cout);
-}
-
 void addInit(Command group) {
   const auto options = std::make_shared<FactOptions>();
   Command command = group.add("init", "Make a new unit where there is not one yet");
@@ -166,19 +118,16 @@ void addInit(Command group) {
   command.footer(
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
   command.action([=] {
-    return onDevice([&] {
-      const std::filesystem::path folder = VirtualDevice::defaultFolder();
-      std::error_code error;
-      if (std::filesystem::exists(folder / "device.plist", error)) {
-        throw CommandError(kFailed, "there is a unit in " + folder.string() +
-                                        " already; \"corvane device set\" changes it");
-      }
-      UnitFacts facts;
-      options->applyTo(facts);
-      options->warn();
-      std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
-      return kDone;
-    });
+    const std::filesystem::path folder = VirtualDevice::defaultFolder();
+    if (hasUnit()) {
+      throw CommandError(kFailed, "there is a unit in " + folder.string() +
+                                      " already; \"corvane device set\" changes it");
+    }
+    UnitFacts facts;
+    options->applyTo(facts);
+    options->warn();
+    std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
+    return kDone;
   });
 }
 
@@ -192,33 +141,23 @@ void addDeviceSet(Command group) {
       "  corvane device set --without data-area");
   command.action([=] {
     if (options->isEmpty()) throw CommandError(kUsage, "device set needs something to set");
-    return onDevice([&] {
-      VirtualDevice unit(VirtualDevice::defaultFolder());
-      const host::UnitLock lock(unit.folder());
-      UnitFacts facts = unit.facts();
-      options->applyTo(facts);
-      unit.setFacts(facts);
-      options->warn();
-      return kDone;
-    });
+    VirtualDevice unit(VirtualDevice::defaultFolder());
+    const host::UnitLock lock(unit.folder());
+    UnitFacts facts = unit.facts();
+    options->applyTo(facts);
+    unit.setFacts(facts);
+    options->warn();
+    return kDone;
   });
 }
 
-void addDeviceShow(Command group) {
-  const auto json = std::make_shared<bool>(false);
-  Command command = group.add("show", "Tell what the unit is");
-  command.jsonFlag(*json);
-  command.action([=] {
-    return onDevice([&] {
-      const VirtualDevice unit(VirtualDevice::defaultFolder());
-      if (*json) {
-        printJson(unitAsJson(unit));
-      } else {
-        printUnit(unit);
-      }
-      return kDone;
-    });
-  });
+ExitStatus show(bool json) {
+  const VirtualDevice unit = VirtualDevice::existing(VirtualDevice::defaultFolder());
+  nlohmann::ordered_json document = {{"folder", unit.folder().string()}};
+  document.update(factsAsJson(unit.facts()));
+  document["uncommittedDataSets"] = unit.uncommittedDataSets();
+  printResult(json, document, factTable(document, "(none)"));
+  return kDone;
 }
 
 void addPath(Command group) {
@@ -239,11 +178,9 @@ void addPath(Command group) {
 
 void addReboot(Command group) {
   Command command = group.add("reboot", "Restart the unit: what was not committed is undone");
-  command.action([=] {
-    return onDevice([&] {
-      VirtualDevice(VirtualDevice::defaultFolder()).reboot();
-      return kDone;
-    });
+  command.action([] {
+    VirtualDevice(VirtualDevice::defaultFolder()).reboot();
+    return kDone;
   });
 }
 
@@ -255,7 +192,7 @@ void addDevice(CLI::App& app) {
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; a command that\n"
       "changes the unit makes one there when it is missing.");
   addInit(group);
-  addDeviceShow(group);
+  addLook(group, "show", "Tell what the unit is", "", show);
   addDeviceSet(group);
   addPath(group);
   addReboot(group);

@@ -1,14 +1,11 @@
 #include "unit/facts.h"
 
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "platform/or_null.h"
-#include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/terminal/table.h"
 #include "tools/unit_access.h"
 
 namespace corvane::tools {
@@ -30,30 +27,12 @@ Json asJson(const unit::Facts& facts) {
   return json;
 }
 
-std::string cell(const Json& value) {
-  if (value.is_null()) return "(cannot be read)";
-  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-  return value.is_string() ? printable(value.get<std::string>()) : value.dump();
-}
-
-void printFacts(const Json& facts) {
-  Table table({{"FACT"}, {"VALUE"}});
-  for (const auto& [name, value] : facts.items()) {
-    if (name == "optionsSet") continue;
-    if (name == "options" && facts["optionsSet"] == false) {
-      table.addRow({name, "(the key OPTS is not set)"});
-    } else if (!value.is_object()) {
-      table.addRow({name, cell(value)});
-    } else {
-      for (const auto& [key, text] : value.items()) {
-        table.addRow({name + " " + printable(key), cell(text)});
-      }
-    }
-  }
-  table.print(std::cout);
-  if (facts["model"].is_null()) {
-    std::cout << "Without a model's name, what the device carries is what an unknown model does.\n";
-  }
+std::string textOf(Json facts) {
+  if (facts.value("optionsSet", Json()) == false) facts["options"] = "(the key OPTS is not set)";
+  facts.erase("optionsSet");
+  const std::string table = factTable(facts, "(cannot be read)");
+  if (!facts["model"].is_null()) return table;
+  return table + "Without a model's name, the device carries what an unknown model does.\n";
 }
 
 /// Finds the data area, which only the options are in. Without it they cannot be read.
@@ -72,11 +51,7 @@ void addFacts(CLI::App& app) {
         requireUnitToLook();
         openDataAreaIfThere();
         const Json found = asJson(unit::readFacts());
-        if (json) {
-          printJson(found);
-        } else {
-          printFacts(found);
-        }
+        printResult(json, found, textOf(found));
         return kDone;
       });
 }

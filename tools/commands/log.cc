@@ -156,22 +156,13 @@ void addLogShow(Command group) {
   });
 }
 
-void addCollected(Command group) {
-  const auto json = std::make_shared<bool>(false);
-  Command command = group.add("collected", "Tell whether the device's logs were collected");
-  command.jsonFlag(*json);
-  command.footer("Exit status: 0 when they were, 1 when not.");
-  command.action([=] {
-    requireUnitToLook();
-    const bool collected = logsCollected();
-    const char* style = newLogCollection() ? "new" : "old";
-    if (*json) {
-      printJson({{"collected", collected}, {"style", style}});
-    } else {
-      std::cout << (collected ? "collected" : "not collected") << " (" << style << " style)\n";
-    }
-    return collected ? kDone : kFailed;
-  });
+ExitStatus showCollected(bool json) {
+  requireUnitToLook();
+  const bool collected = logsCollected();
+  const std::string style = newLogCollection() ? "new" : "old";
+  printResult(json, {{"collected", collected}, {"style", style}},
+              (collected ? "collected (" : "not collected (") + style + " style)\n");
+  return collected ? kDone : kFailed;
 }
 
 }  // namespace
@@ -183,7 +174,8 @@ void addLog(CLI::App& app) {
   addMessage(group);
   addTail(group);
   addLogShow(group);
-  addCollected(group);
+  addLook(group, "collected", "Tell whether the device's logs were collected",
+          "Exit status: 0 when they were, 1 when not.", showCollected);
 }
 
 }  // namespace corvane::tools

@@ -12,6 +12,7 @@ namespace corvane::tools {
 void requireFaultRules() {}
 bool hasUnit() { return true; }
 void useExistingUnit() {}
+bool isOfUnit(const std::exception&) { return false; }
 
 void addDevice(CLI::App&) {}
 void addUnit(CLI::App&) {}

@@ -1,4 +1,3 @@
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -20,15 +19,13 @@ struct PoisonOptions {
 
 ExitStatus printByte(const PoisonOptions& options, uint8_t byte) {
   const bool isPoisoned = unit::isPoisoned(options.offset, byte);
-  if (options.json) {
-    printJson({{"offset", options.offset},
+  printResult(options.json,
+              {{"offset", options.offset},
                {"byte", byte},
                {"poisoned", isPoisoned},
-               {"final", unit::isPoisonFinal(options.offset, byte)}});
-  } else {
-    std::cout << "offset " << int{options.offset} << ": " << hexNumber(byte, 2) << ", "
-              << (isPoisoned ? "poisoned" : "not poisoned") << "\n";
-  }
+               {"final", unit::isPoisonFinal(options.offset, byte)}},
+              "offset " + std::to_string(options.offset) + ": " + hexNumber(byte, 2) + ", " +
+                  (isPoisoned ? "poisoned\n" : "not poisoned\n"));
   return kDone;
 }
 

@@ -1,6 +1,7 @@
 #include "tools/terminal/table.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "tools/terminal/text_columns.h"
 
@@ -47,6 +48,12 @@ void Table::print(std::ostream& out, size_t width) const {
   };
   printRow(titles);
   for (const auto& row : _rows) printRow(row);
+}
+
+std::string Table::text() const {
+  std::ostringstream out;
+  print(out);
+  return out.str();
 }
 
 }  // namespace corvane::tools

@@ -28,6 +28,7 @@ class Table {
   /// Prints the table. Cells of the last column lose their beginnings where the row would take more
   /// than `width` columns, but keep 16.
   void print(std::ostream& out, size_t width = SIZE_MAX) const;
+  std::string text() const;
 
  private:
   std::vector<Column> _columns;
