@@ -4,7 +4,6 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <numeric>
 #include <thread>
 
 #include "platform/printable.h"
@@ -17,60 +16,53 @@ namespace {
 
 using namespace trial;
 
-std::string nameOf(const CaseFinding& found) {
-  return kFindingNames[static_cast<size_t>(found.judgement.finding)];
+using nlohmann::ordered_json;
+
+/// Returns how many cases have one of the findings.
+size_t countOf(const ordered_json& summary, const std::vector<std::string>& findings) {
+  size_t count = 0;
+  for (const ordered_json& kind : summary["kinds"]) {
+    for (const std::string& finding : findings) count += kind[finding].get<size_t>();
+  }
+  return count;
 }
 
-void printText(const trial::Summary& summary) {
+void printText(const ordered_json& summary) {
   constexpr size_t kMaxShown = 50;
-  std::vector<Column> columns = {{"kind"}, {"cases", Align::kRight}};
-  for (const char* finding : {"lies", "hangs", "crashes", "unjudged", "not reached"}) {
-    columns.push_back({finding, Align::kRight});
-  }
-  Table table(columns);
-  for (size_t kind = 0; kind < kKindNames.size(); ++kind) {
-    const auto& counts = summary.counts[kind];
-    std::vector<std::string> row = {
-        kKindNames[kind], std::to_string(std::accumulate(counts.begin(), counts.end(), size_t{0}))};
-    for (size_t i = 1; i < counts.size(); ++i) row.push_back(std::to_string(counts[i]));
+  Table table({{"kind"},
+               {"cases", Align::kRight},
+               {"lies", Align::kRight},
+               {"hangs", Align::kRight},
+               {"crashes", Align::kRight},
+               {"unjudged", Align::kRight},
+               {"not reached", Align::kRight}});
+  for (const auto& [kind, counts] : summary["kinds"].items()) {
+    std::vector<std::string> row = {kind};
+    size_t cases = 0;
+    for (const ordered_json& count : counts) {
+      cases += count.get<size_t>();
+      row.push_back(count.dump());
+    }
+    row[1] = std::to_string(cases);  // In place of the honest ones.
     table.addRow(row);
   }
   table.print(std::cout);
-  for (size_t i = 0; i < std::min(kMaxShown, summary.findings.size()); ++i) {
-    const CaseFinding& found = summary.findings[i];
+  const ordered_json& findings = summary["findings"];
+  for (size_t i = 0; i < std::min(kMaxShown, findings.size()); ++i) {
+    const auto text = [&](const char* field) {
+      return printable(findings[i][field].get_ref<const std::string&>());
+    };
     std::cout << "\n"
-              << nameOf(found) << ": " << printable(found.name) << ": "
-              << printable(found.judgement.reason) << "\n    " << printable(found.repeat) << "\n";
+              << text("finding") << ": " << text("case") << ": " << text("reason") << "\n"
+              << "    " << text("repeat") << "\n";
   }
-  if (summary.findings.size() > kMaxShown) {
-    std::cout << "\n" << summary.findings.size() - kMaxShown << " more; --json shows all\n";
+  if (findings.size() > kMaxShown) {
+    std::cout << "\n" << findings.size() - kMaxShown << " more; --json shows all\n";
   }
-  if (summary.cases < summary.planned) {
-    std::cout << summary.planned - summary.cases << " cases were not run\n";
+  if (summary["cases"] < summary["planned"]) {
+    const size_t left = summary["planned"].get<size_t>() - summary["cases"].get<size_t>();
+    std::cout << left << " cases were not run\n";
   }
-}
-
-void printAsJson(const trial::Summary& summary) {
-  using nlohmann::ordered_json;
-  const std::optional<uint8_t> number = summary.station.number;
-  ordered_json document = {
-      {"station", summary.station.program}, {"number", number ? ordered_json(*number) : nullptr},
-      {"planned", summary.planned},         {"cases", summary.cases},
-      {"seconds", summary.seconds},         {"interrupted", summary.isInterrupted}};
-  for (size_t kind = 0; kind < kKindNames.size(); ++kind) {
-    for (size_t finding = 0; finding < kFindingNames.size(); ++finding) {
-      document["kinds"][kKindNames[kind]][kFindingNames[finding]] = summary.counts[kind][finding];
-    }
-  }
-  document["findings"] = ordered_json::array();
-  for (const CaseFinding& found : summary.findings) {
-    document["findings"].push_back({{"kind", kKindNames[static_cast<size_t>(found.kind)]},
-                                    {"case", found.name},
-                                    {"finding", nameOf(found)},
-                                    {"reason", found.judgement.reason},
-                                    {"repeat", found.repeat}});
-  }
-  printJson(document);
 }
 
 struct TrialCommand {
@@ -85,15 +77,11 @@ struct TrialCommand {
       options.station.poisonOffset = *poison;
       options.station.number = record;
     }
-    const trial::Summary summary = tryStation(options);
-    json ? printAsJson(summary) : printText(summary);
-    size_t notReached = 0;
-    for (const auto& counts : summary.counts) notReached += counts.back();
-    const bool isFound = std::ranges::any_of(summary.findings, [](const CaseFinding& found) {
-      return found.judgement.finding != trial::Finding::kUnjudged;
-    });
-    if (isFound) return kFailed;
-    return summary.cases > 0 && notReached * 2 <= summary.cases ? kDone : kNotReady;
+    const ordered_json summary = tryStation(options);
+    json ? printJson(summary) : printText(summary);
+    if (countOf(summary, {"lie", "hang", "crash"}) > 0) return kFailed;
+    const size_t cases = summary["cases"].get<size_t>();
+    return cases > 0 && countOf(summary, {"not reached"}) * 2 <= cases ? kDone : kNotReady;
   }
 };
 

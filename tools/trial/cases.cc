@@ -2,13 +2,14 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <ctime>
+#include <array>
 
 #include "controlbits/diagnostic_record.h"
+#include "controlbits/poison_byte.h"
 #include "device/models.h"
 #include "host/include/virtual_device.h"
 #include "syscfg/area_format.h"
-#include "tools/trial/case.h"
+#include "tools/trial/trial.h"
 
 namespace corvane::tools::trial {
 namespace {
@@ -16,25 +17,65 @@ namespace {
 using host::UnitFacts;
 namespace fs = std::filesystem;
 
-constexpr uint32_t kOtherKey = 0x4B454550;  // "KEEP"
-constexpr uint8_t kFailedStatus = 0xFA, kPoisoned = 0xFE;
+constexpr uint8_t kMarkOfFailure = poisonByte(0, true);
+constexpr char kOneSlotLeft[] = "one slot left";
+
+/// How a unit differs from a good one.
+struct UnitChange {
+  std::string name;
+  std::function<void(UnitFacts&, UnitState&)> make;
+};
 
 uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
 
-fs::path makeUnit(const Station& station, const fs::path& folder,
-                  const std::function<void(UnitFacts&)>& changeFacts,
-                  const std::function<void(UnitState&)>& change) {
+void fillRecords(const Station& station, UnitState& unit, size_t count) {
+  while (unit.records().size() < count) appendRecord(unit, otherStation(station));
+}
+
+void fillKeys(UnitState& unit) {
+  for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
+}
+
+void drainBattery(UnitFacts& facts) {
+  facts.currentCapacity = 1;
+  facts.externalPower = false;
+}
+
+fs::path makeUnit(const Station& station, const fs::path& folder, const UnitChange& change) {
   UnitFacts facts;
   if (!station.model.empty()) facts.model = station.model;
-  if (changeFacts) changeFacts(facts);
-  const host::VirtualDevice device(folder, facts);
+  host::VirtualDevice device(folder, facts);
   UnitState state = readUnit(folder);
-  for (int i = 0; i < 2; ++i) appendRecord(state, otherStation(station));
-  setKey(state, kOtherKey, Bytes(20, 'k'));
+  fillRecords(station, state, 2);
+  setKey(state, unit::keyOf("KEEP"), Bytes(20, 'k'));
   if (station.unitKey) setKey(state, *station.unitKey, {'U', 'N', 'I', 'T', '1'});
-  if (change) change(state);
+  if (change.make) change.make(facts, state);
   writeUnit(folder, state);
+  device.setFacts(facts);
   return folder;
+}
+
+std::vector<UnitChange> unitChanges(const Station& station) {
+  std::vector<UnitChange> changes = {
+      {"poisoned", [&](auto&, auto& u) { u.diagnostics[station.poisonOffset] = kMarkOfFailure; }},
+      {"chain full", [&](auto&, auto& u) { fillRecords(station, u, kRecordSlots); }},
+      {kOneSlotLeft, [&](auto&, auto& u) { fillRecords(station, u, kRecordSlots - 1); }},
+      {"area blank 255", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0xFF); }},
+      {"area blank 0", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0); }},
+      {"keys full", [](auto&, auto& u) { fillKeys(u); }},
+      {"low battery", [](auto& facts, auto&) { drainBattery(facts); }},
+      {"no power source", [](auto& facts, auto&) { facts.powerSource = false; }},
+      {"no data area", [](auto& facts, auto&) { facts.dataArea = false; }},
+      {"no NVRAM", [](auto& facts, auto&) { facts.nvram = false; }}};
+  for (const Model& model : kModels) {
+    const std::string name = std::string(model.code) + "AP";
+    changes.push_back({"model " + name, [=](auto& facts, auto&) { facts.model = name; }});
+  }
+  for (size_t i = 0; i < area::kHeaderSize; i += sizeof(uint32_t)) {
+    changes.push_back({"header damaged at " + std::to_string(i),
+                       [=](auto&, auto& u) { u.configuration[i] ^= 0x55; }});
+  }
+  return changes;
 }
 
 /// Returns a case that takes effect at a call: it has that result by a fault rule.
@@ -55,12 +96,19 @@ class CaseMaker {
  public:
   CaseMaker(const Station& station, const GoodRun& good, const fs::path& goodUnit,
             const fs::path& folder)
-      : _station(station), _good(good), _unit(goodUnit), _folder(folder) {}
+      : _station(station), _good(good), _unit(goodUnit), _folder(folder) {
+    for (const auto& [call, count] : good.run.calls) {
+      for (uint64_t i = 1; i <= count; ++i) _calls.emplace_back(call, i);
+    }
+  }
 
   std::vector<Case> make(std::mt19937& random) {
     addFaults();
+    addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics, _good.bytes);
+    addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration, _good.areaBytes);
     addKills(random);
-    addMeddling(addUnits());
+    addUnits();
+    addMeddling();
     addSurroundings();
     return std::move(_cases);
   }
@@ -72,152 +120,123 @@ class CaseMaker {
 
   void addFaults() {
     constexpr uint64_t kMaxEach = 100;
-    for (const auto& [call, count] : _good.run.calls) {
-      if (count == 0) continue;
+    for (const auto& [call, occurrence] : _calls) {
+      const uint64_t count = _good.run.calls.at(call);
+      const bool isChosen = occurrence == 1 || occurrence == (count + 1) / 2 || occurrence == count;
       for (const std::string& failure : failuresOf(call)) {
-        for (uint64_t i = 1; i <= count; ++i) {
-          if (count > kMaxEach && i != 1 && i != (count + 1) / 2 && i != count) continue;
-          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, i));
+        if (count <= kMaxEach || isChosen) {
+          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, occurrence));
         }
-        _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, 1, "+"));
+        if (occurrence == 1) {
+          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, 1, "+"));
+        }
       }
     }
-    addStuckBytes(kDiagnosticSet, &UnitState::diagnostics, _good.bytes);
-    addStuckBytes(kConfigurationSet, &UnitState::configuration, _good.areaBytes);
   }
 
-  void addStuckBytes(std::string_view name, Bytes UnitState::*set, const std::set<size_t>& bytes) {
+  void addStuckBytes(const std::string& name, Bytes UnitState::*set,
+                     const std::set<size_t>& bytes) {
     for (const size_t offset : bytes) {
       const uint8_t before = (_good.run.before.*set).at(offset);
       const uint8_t after = ((*_good.run.after).*set).at(offset);
       for (const uint8_t value : std::set<uint8_t>{before, after, uint8_t(after ^ 2)}) {
-        Case& stuck = add(Kind::kFaults, "stuck:" + std::string(name) + ":" +
-                                             std::to_string(offset) + "=" + std::to_string(value));
-        stuck.faults = stuck.name;
-        stuck.stuck = {set, offset, value};
+        const std::string rule =
+            "stuck:" + name + ":" + std::to_string(offset) + "=" + std::to_string(value);
+        _cases.push_back({Kind::kFaults, rule, _unit, rule});
+        _cases.back().stuck = {set, offset, value};
       }
     }
   }
 
   void addKills(std::mt19937& random) {
-    constexpr int kMoments = 100;
+    constexpr size_t kMoments = 100;
+    constexpr std::array kSignals = {SIGKILL, SIGTERM, SIGINT};
     std::uniform_real_distribution<double> moment(0, _good.run.seconds);
-    for (int i = 0; i < kMoments; ++i) {
+    for (size_t i = 0; i < kMoments; ++i) {
       Case& kill = add(Kind::kKills, "signal at random moment " + std::to_string(i));
-      kill.signal = std::array{SIGKILL, SIGTERM, SIGINT}[static_cast<size_t>(i) % 3];
+      kill.signal = kSignals[i % kSignals.size()];
       kill.signalAfter = moment(random);
     }
-    for (const auto& [call, count] : _good.run.calls) {
-      for (uint64_t i = 1; i <= count; ++i) {
-        for (const int signal : {SIGKILL, SIGTERM, SIGINT}) {
-          _cases.push_back(killCase(_unit, call, i, signal));
-        }
+    for (const auto& [call, occurrence] : _calls) {
+      for (const int signal : kSignals) {
+        _cases.push_back(killCase(_unit, call, occurrence, signal));
       }
     }
   }
 
-  /// Returns a unit that others have been at before.
-  UnitState addUnits() {
-    const auto addUnit = [&](const std::string& name, std::function<void(UnitFacts&)> changeFacts,
-                             std::function<void(UnitState&)> change) {
-      fs::path folder = _folder / std::to_string(_cases.size());
-      add(Kind::kUnits, name).unit = makeUnit(_station, folder, changeFacts, change);
-      return folder;
-    };
-    const auto fillRecords = [&](size_t count) {
-      return [=, this](UnitState& unit) {
-        while (unit.records().size() < count) appendRecord(unit, otherStation(_station));
-      };
-    };
+  void addUnits() {
     add(Kind::kUnits, "fresh").unit = host::VirtualDevice(_folder / "fresh").folder();
-    for (const Model& model : kModels) {
-      const std::string name = std::string(model.code) + "AP";
-      addUnit("model " + name, [&](UnitFacts& facts) { facts.model = name; }, {});
+    for (const UnitChange& change : unitChanges(_station)) {
+      add(Kind::kUnits, change.name).unit = makeUnit(_station, _folder / change.name, change);
     }
-    const auto weaken = [](UnitFacts& facts) {
-      facts.currentCapacity = 1;
-      facts.externalPower = false;
-    };
-    addUnit("low battery", weaken, {});
-    addUnit("no power source", [](UnitFacts& facts) { facts.powerSource = false; }, {});
-    addUnit("no data area", [](UnitFacts& facts) { facts.dataArea = false; }, {});
-    addUnit("no NVRAM", [](UnitFacts& facts) { facts.nvram = false; }, {});
-    addUnit("poisoned", {},
-            [&](UnitState& unit) { unit.diagnostics[_station.poisonOffset] = kPoisoned; });
-    addUnit("chain full", {}, fillRecords(kRecordSlots));
-    for (const uint8_t blank : {uint8_t{0xFF}, uint8_t{0}}) {
-      addUnit("area blank " + std::to_string(blank), {},
-              [&](UnitState& unit) { std::ranges::fill(unit.configuration, blank); });
-    }
-    addUnit("keys full", {}, [](UnitState& unit) {
-      for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
-    });
-    for (size_t i = 0; i < area::kHeaderSize; i += sizeof(uint32_t)) {
-      addUnit("header damaged at " + std::to_string(i), {},
-              [&](UnitState& unit) { unit.configuration[i] ^= 0x55; });
-    }
-    return readUnit(addUnit("one slot left", {}, fillRecords(kRecordSlots - 1)));
   }
 
-  void addMeddling(const UnitState& other) {
+  /// At five places, every sixth of all calls. The unit that is swapped in is one of `addUnits`.
+  void addMeddling() {
     const std::pair<const char*, std::function<void(UnitState&)>> changes[] = {
-        {"failed",
-         [s = _station](UnitState& unit) { unit.diagnostics[s.statusOffset] = kFailedStatus; }},
-        {"poisoned",
-         [s = _station](UnitState& unit) { unit.diagnostics[s.poisonOffset] = kPoisoned; }},
-        {"given a record",
-         [s = _station](UnitState& unit) { appendRecord(unit, otherStation(s) ^ 1); }},
-        {"swapped", [=](UnitState& unit) { unit = other; }},
+        {"failed", [s = _station](auto& u) { u.diagnostics[s.statusOffset] = kMarkOfFailure; }},
+        {"poisoned", [s = _station](auto& u) { u.diagnostics[s.poisonOffset] = kMarkOfFailure; }},
+        {"given a record", [s = _station](auto& u) { appendRecord(u, otherStation(s) ^ 1); }},
+        {"swapped", [other = readUnit(_folder / kOneSlotLeft)](auto& u) { u = other; }},
         {"cleared of the count",
-         [s = _station](UnitState& unit) { setKey(unit, s.runCountKey.value_or(0), {}); }}};
-    // The places: every sixth of all calls, in the order of their names.
-    std::vector<std::pair<std::string, uint64_t>> calls;
-    for (const auto& [call, count] : _good.run.calls) {
-      for (uint64_t i = 1; i <= count; ++i) calls.emplace_back(call, i);
-    }
+         [s = _station](auto& u) { setKey(u, s.runCountKey.value_or(0), {}); }}};
     for (size_t place = 1; place <= 5; ++place) {
-      const auto& [call, occurrence] = calls[calls.size() * place / 6];
+      const auto& [call, occurrence] = _calls[_calls.size() * place / 6];
       for (const auto& [name, change] : changes) {
-        Case meddling = atCall(Kind::kMeddling, _unit, call, "=stop", occurrence);
+        Case& meddling =
+            _cases.emplace_back(atCall(Kind::kMeddling, _unit, call, "=stop", occurrence));
         meddling.name = std::string("unit ") + name + " at " + meddling.name;
         meddling.meddling = change;
         meddling.swapsUnit = std::string_view(name) == "swapped";
-        _cases.push_back(meddling);
       }
     }
   }
 
   void addSurroundings() {
-    constexpr Kind kKind = Kind::kSurroundings;
-    add(kKind, "standard input closed").closedStreams = {0};
-    add(kKind, "standard output closed").closedStreams = {1};
-    add(kKind, "standard error closed").closedStreams = {2};
-    add(kKind, "standard streams closed").closedStreams = {0, 1, 2};
-    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"}) {
-      const locale_t locale = newlocale(LC_ALL_MASK, name, nullptr);
+    const struct {
+      const char* name;
+      std::string setup, redirections = {};
+    } kinds[] = {
+        {"standard input closed", "", "<&-"},
+        {"standard output closed", "", ">&-"},
+        {"standard error closed", "", "2>&-"},
+        {"standard streams closed", "", "<&- >&- 2>&-"},
+        {"time zone UTC", "export TZ=UTC"},
+        {"time zone EAST-14", "export TZ=EAST-14"},
+        {"time zone WEST12", "export TZ=WEST12"},
+        {"time zone HALF-5:45", "export TZ=HALF-5:45"},
+        {"clock a day back", "export CORVANE_FAULTS=time=$(($(date +%s) - 86400))"},
+        {"no HOME", "unset HOME"},
+        {"HOME is missing", "export HOME=/nonexistent/home"},
+        {"unit's folder not writable", "chmod a-w \"$CORVANE_DEVICE\" \"$CORVANE_DEVICE/data\""}};
+    for (const auto& [name, setup, redirections] : kinds) {
+      Case& surroundings = add(Kind::kSurroundings, name);
+      surroundings.setup = setup;
+      surroundings.redirections = redirections;
+    }
+    Case& comma = add(Kind::kSurroundings, "decimal comma");
+    comma.obstacle = "none of the locales de_DE.UTF-8, fr_FR.UTF-8 and de_DE is installed";
+    for (const std::string name : {"de_DE", "fr_FR.UTF-8", "de_DE.UTF-8"}) {
+      const locale_t locale = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
       if (!locale) continue;
       freelocale(locale);
-      add(kKind, std::string("decimal comma of ") + name).environment["LC_ALL"] = name;
+      comma.setup = "export LC_ALL=" + name;
+      comma.obstacle.clear();
     }
-    for (const char* zone : {"UTC", "EAST-14", "WEST12", "HALF-5:45"}) {
-      add(kKind, std::string("time zone ") + zone).environment["TZ"] = zone;
-    }
-    add(kKind, "clock a day back").faults = "time=" + std::to_string(std::time(nullptr) - 86400);
-    add(kKind, "no HOME").environment["HOME"] = std::nullopt;
-    add(kKind, "HOME is missing").environment["HOME"] = "/nonexistent/home";
-    add(kKind, "unit's folder not writable").unitIsReadOnly = true;
   }
 
   const Station& _station;
   const GoodRun& _good;
   const fs::path _unit, _folder;
+  /// Each call of the good run, in the order of their names.
+  std::vector<std::pair<std::string, uint64_t>> _calls;
   std::vector<Case> _cases;
 };
 
 }  // namespace
 
 fs::path makeGoodUnit(const Station& station, const fs::path& folder) {
-  return makeUnit(station, folder, {}, {});
+  return makeUnit(station, folder, {});
 }
 
 Case killCase(const fs::path& unit, const std::string& call, uint64_t occurrence, int signal) {

@@ -22,7 +22,7 @@
 #include "platform/file_descriptor.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
-#include "tools/trial/case.h"
+#include "tools/trial/trial.h"
 
 namespace corvane::tools::trial {
 namespace {
@@ -64,24 +64,33 @@ Calls callsIn(const fs::path& file) {
   return calls;
 }
 
+/// Returns the environment without what names a unit, folders or rules, and with the case's own.
 std::vector<std::string> environmentOf(const Case& what, const fs::path& folder) {
-  std::map<std::string, std::optional<std::string>> changes = {
-      {"CORVANE_DEVICE", folder / "unit"}, {"CORVANE_CALLS", folder / "calls"},
-      {"CORVANE_FAULTS", what.faults},     {"CORVANE_LOCK_SECONDS", std::nullopt},
-      {"HOME", folder / "home"},           {"TMPDIR", folder},
-      {"XDG_CACHE_HOME", std::nullopt},    {"XDG_CONFIG_HOME", std::nullopt},
-      {"XDG_DATA_HOME", std::nullopt},     {"XDG_RUNTIME_DIR", folder},
-      {"XDG_STATE_HOME", std::nullopt}};
-  for (const auto& [name, value] : what.environment) changes[name] = value;
-  std::vector<std::string> variables;
+  constexpr std::string_view kOwn[] = {"CORVANE_", "XDG_", "HOME=", "TMPDIR="};
+  const std::string place = folder.string();
+  std::vector<std::string> variables = {
+      "CORVANE_DEVICE=" + place + "/unit", "CORVANE_CALLS=" + place + "/calls",
+      "CORVANE_FAULTS=" + what.faults,     "HOME=" + place + "/home",
+      "XDG_RUNTIME_DIR=" + place,          "TMPDIR=" + place};
   for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string text = *variable;
-    if (!changes.contains(text.substr(0, text.find('=')))) variables.push_back(text);
-  }
-  for (const auto& [name, value] : changes) {
-    if (value) variables.push_back(name + "=" + *value);
+    const std::string_view text = *variable;
+    if (std::ranges::none_of(kOwn, [&](auto name) { return text.starts_with(name); })) {
+      variables.emplace_back(text);
+    }
   }
   return variables;
+}
+
+std::vector<std::string> commandOf(const Station& station, const Case& what,
+                                   const fs::path& folder) {
+  std::vector<std::string> words = {station.program};
+  if (!what.setup.empty() || !what.redirections.empty()) {
+    const std::string setup = what.setup + "\nexec \"$@\" " + what.redirections;
+    words = {"/bin/sh", "-c", setup, "sh", station.program};
+  }
+  words.insert(words.end(), station.arguments.begin(), station.arguments.end());
+  if (station.isOfKit) words.insert(words.end(), {"--results", folder / "results"});
+  return words;
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -99,7 +108,6 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
   posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&files, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   posix_spawn_file_actions_adddup2(&files, 1, 2);
-  for (const int stream : what.closedStreams) posix_spawn_file_actions_addclose(&files, stream);
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
@@ -111,12 +119,10 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
   posix_spawnattr_setflags(&attributes,
                            POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
-  std::vector<std::string> words = {station.program};
-  words.insert(words.end(), station.arguments.begin(), station.arguments.end());
-  if (station.isOfKit) words.insert(words.end(), {"--results", folder / "results"});
+  std::vector<std::string> words = commandOf(station, what, folder);
   std::vector<std::string> variables = environmentOf(what, folder);
   pid_t process = 0;
-  const int error = posix_spawnp(&process, station.program.c_str(), &files, &attributes,
+  const int error = posix_spawnp(&process, words[0].c_str(), &files, &attributes,
                                  pointersTo(words).data(), pointersTo(variables).data());
   posix_spawn_file_actions_destroy(&files);
   posix_spawnattr_destroy(&attributes);
@@ -186,7 +192,7 @@ std::vector<pid_t> stoppedProcesses(const Case& what, const fs::path& calls) {
 
 /// Waits for the end of the station and does to it what the case says.
 void attend(pid_t process, const Case& what, const fs::path& folder, double limit,
-            const std::atomic<bool>& isCancelled, Run& run) {
+            const std::function<bool()>& isCancelled, Run& run) {
   const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   const Clock::time_point begin = Clock::now();
   bool isSignalDue = what.signalAfter.has_value(), isMeddlingDue = bool(what.meddling);
@@ -213,7 +219,7 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
       }
     }
     run.isHung = secondsSince(begin) >= limit;
-    if (run.isHung || isCancelled) break;
+    if (run.isHung || isCancelled()) break;
   }
   run.seconds = secondsSince(begin);
   run.isReached = !isSignalDue && (!what.meddling || run.meddled);
@@ -222,22 +228,18 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
 }  // namespace
 
 Run runStation(const Station& station, const Case& what, const fs::path& folder, double limit,
-               const std::atomic<bool>& isCancelled) {
+               const std::function<bool()>& isCancelled) {
   Run run;
   const fs::path unit = folder / "unit";
   fs::create_directories(folder / "home");
   fs::copy(what.unit, unit, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
   run.before = readUnit(unit);
-  const auto setReadOnly = [&](fs::perms permissions) {
-    for (const fs::path& place : {unit, unit / "data"}) fs::permissions(place, permissions);
-  };
-  if (what.unitIsReadOnly) setReadOnly(fs::perms::owner_read | fs::perms::owner_exec);
-
   const pid_t process = start(station, what, folder);
   attend(process, what, folder, limit, isCancelled, run);
   run.waitStatus = endSession(process, folder);
 
-  if (what.unitIsReadOnly) setReadOnly(fs::perms::owner_all);
+  // A case has taken the permission to write away.
+  for (const fs::path& place : {unit, unit / "data"}) fs::permissions(place, fs::perms::owner_all);
   run.calls = callsIn(folder / "calls");
   if (!what.call.empty()) run.isReached &= run.calls[what.call] >= what.occurrence;
   run.output = textOf(folder / "output");

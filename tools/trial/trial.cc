@@ -5,24 +5,26 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
-#include <exception>
+#include <future>
 #include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
-#include <thread>
+#include <regex>
 
 #include "host/include/virtual_device.h"
 #include "platform/printable.h"
 #include "tools/command_error.h"
 #include "tools/signal_wait.h"
-#include "tools/trial/case.h"
 
 namespace corvane::tools::trial {
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using nlohmann::ordered_json;
 
 constexpr char kWrite[] = "IORegistryEntrySetCFProperties";
 constexpr double kGoodRunLimit = 600;
@@ -48,12 +50,9 @@ class TrialFolder {
 
 /// Returns the text as a word of a shell's command line.
 std::string quoted(const std::string& text) {
-  constexpr char kPlain[] =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./:@%,";
-  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string word = "'";
-  for (const char c : text) word += c == '\'' ? "'\\''" : std::string(1, c);
-  return word + "'";
+  static const std::regex kPlain("[-\\w+=./:@%,]+"), kQuote("'");
+  if (std::regex_match(text, kPlain)) return text;
+  return "'" + std::regex_replace(text, kQuote, "'\\''") + "'";
 }
 
 class Trial {
@@ -61,7 +60,7 @@ class Trial {
   explicit Trial(const Options& options)
       : _options(options), _station(options.station), _random(options.seed) {}
 
-  Summary run() {
+  ordered_json run() {
     adoptOrphans();
     if (!_options.hasPlaces) describe();
     const fs::path goodUnit = makeGoodUnit(_station, _folder.path() / "good");
@@ -76,18 +75,16 @@ class Trial {
   void describe() {
     Station station = _station;
     station.arguments = {"--describe"};
-    const Case what{Kind::kUnits, "--describe",
-                    host::VirtualDevice(_folder.path() / "unit").folder()};
-    runAll(station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
-      try {
-        if (run.waitStatus != 0) throw CommandError(kNotReady, "it fails");
-        readProfile(nlohmann::json::parse(run.output));
-      } catch (const std::exception& error) {
-        throw CommandError(
-            kNotReady, _station.program + " does not describe itself (--describe: " + error.what() +
-                           "); tell its places with --status, --poison and --record");
-      }
-    });
+    const fs::path unit = host::VirtualDevice(_folder.path() / "unit").folder();
+    const Run run = runOnce(station, {Kind::kUnits, "--describe", unit});
+    try {
+      if (run.waitStatus != 0) throw CommandError(kNotReady, "it fails");
+      readProfile(nlohmann::json::parse(run.output));
+    } catch (const std::exception& error) {
+      throw CommandError(kNotReady, _station.program +
+                                        " does not describe itself (--describe: " + error.what() +
+                                        "); tell its places with --status, --poison and --record");
+    }
   }
 
   void readProfile(const nlohmann::json& profile) {
@@ -109,43 +106,40 @@ class Trial {
   /// Runs the station on the good unit, and once more for each of its writes, to see what it has
   /// changed when that write begins.
   void tryGoodUnit(const Case& what) {
-    runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
-      _good.run = run;
-      if (run.waitStatus != 0) {
-        constexpr size_t kMaxShown = 200;
-        const size_t begin = run.output.size() - std::min(run.output.size(), kMaxShown);
-        throw CommandError(kNotReady, _station.program + " does not pass on a good unit: " +
-                                          printable(run.output.substr(begin)));
-      }
-      if (run.after) noteChanges(*run.after);
-      const Judgement judgement = judge(_station, _good, what, run);
-      if (judgement.finding != Finding::kHonest) {
-        throw CommandError(kNotReady, _station.program + " on a good unit: " + judgement.reason);
-      }
-    });
+    _good.run = runOnce(_station, what);
+    if (_good.run.waitStatus != 0) {
+      constexpr size_t kMaxShown = 200;
+      const std::string& output = _good.run.output;
+      throw CommandError(
+          kNotReady,
+          _station.program + " does not pass on a good unit: " +
+              printable(output.substr(output.size() - std::min(output.size(), kMaxShown))));
+    }
+    noteChanges(_good.run);
+    const Judgement judgement = judge(_station, _good, what, _good.run);
+    if (judgement.finding != Finding::kHonest) {
+      throw CommandError(kNotReady, _station.program + " on a good unit: " + judgement.reason);
+    }
     // The first run of a program takes longer than the others.
-    runAll(_station, {what}, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
-      _good.run.seconds = std::min(_good.run.seconds, run.seconds);
-    });
+    _good.run.seconds = std::min(_good.run.seconds, runOnce(_station, what).seconds);
     std::vector<Case> writes;
     for (uint64_t i = 1; i <= _good.run.calls[kWrite]; ++i) {
       writes.push_back(killCase(what.unit, kWrite, i, SIGKILL));
     }
-    runAll(_station, writes, kGoodRunLimit, [&](const Case&, const Run& run, const fs::path&) {
-      const std::lock_guard lock(_lock);
-      if (!run.after) return;
-      noteChanges(*run.after);
-      _good.writesRecordFirst |= run.after->records().size() > run.before.records().size() &&
-                                 !showsPassed(_station, *run.after);
-    });
+    runAll(writes, kGoodRunLimit,
+           [&](const Case&, const Run& run, const fs::path&) { noteChanges(run); });
+    if (_isInterrupted) throw CommandError(kNotReady, "interrupted before the first case");
   }
 
-  void noteChanges(const UnitState& after) {
-    const UnitState& before = _good.run.before;
+  void noteChanges(const Run& run) {
+    if (!run.after) return;
+    const std::lock_guard lock(_lock);
+    const UnitState &before = run.before, &after = *run.after;
+    _good.places.merge(changedPlaces(before, after));
     _good.bytes.merge(differences(before.diagnostics, after.diagnostics));
     _good.areaBytes.merge(differences(before.configuration, after.configuration));
-    _good.words.merge(wordDifferences(before, after));
-    _good.keys.merge(keyDifferences(before, after));
+    _good.writesRecordFirst |=
+        after.records().size() > before.records().size() && !showsPassed(_station, after);
   }
 
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
@@ -153,17 +147,14 @@ class Trial {
   std::vector<Case> chosen(std::vector<Case> cases) {
     std::erase_if(cases, [&](const Case& what) {
       const bool isOfKind =
-          _options.kinds.empty() ||
-          std::ranges::count(_options.kinds, kKindNames[static_cast<size_t>(what.kind)]) > 0;
+          _options.kinds.empty() || std::ranges::count(_options.kinds, nameOf(what.kind)) > 0;
       return _options.onlyCase.empty() ? !isOfKind : what.name != _options.onlyCase;
     });
     if (cases.empty()) throw CommandError(kUsage, "there is no such case");
     std::ranges::shuffle(cases, _random);
-    std::array<size_t, kKindNames.size()> counts{};
+    std::map<Kind, size_t> counts;
     std::multimap<size_t, Case> byShare;
-    for (Case& what : cases) {
-      byShare.emplace(counts[static_cast<size_t>(what.kind)]++, std::move(what));
-    }
+    for (Case& what : cases) byShare.emplace(counts[what.kind]++, std::move(what));
     cases.clear();
     for (auto& [share, what] : byShare) {
       if (cases.size() < _options.maxCases) cases.push_back(std::move(what));
@@ -173,33 +164,58 @@ class Trial {
 
   void tryAll(const std::vector<Case>& cases) {
     constexpr double kMinLimit = 5;
-    _summary.station = _station;
-    _summary.planned = cases.size();
+    _summary = {{"station", _station.program},
+                {"number", nullptr},
+                {"planned", cases.size()},
+                {"cases", size_t{0}},
+                {"seconds", 0.0},
+                {"interrupted", false},
+                {"kinds", nullptr},
+                {"findings", ordered_json::array()}};
+    if (_station.number) _summary["number"] = *_station.number;
+    for (const char* kind : kKindNames) {
+      for (const char* finding : kFindingNames) _summary["kinds"][kind][finding] = size_t{0};
+    }
     const double estimate = _good.run.seconds * static_cast<double>(cases.size()) / _options.jobs;
     std::fprintf(stderr, "%s: %zu cases on %u processors, about %.0f s\n", _station.program.c_str(),
                  cases.size(), _options.jobs, estimate + 1);
     const Clock::time_point begin = Clock::now();
-    _end = _options.maxSeconds > 0
-               ? std::optional(begin + std::chrono::duration_cast<Clock::duration>(
-                                           std::chrono::duration<double>(_options.maxSeconds)))
-               : std::nullopt;
+    if (_options.maxSeconds > 0) {
+      _end = begin + std::chrono::duration_cast<Clock::duration>(
+                         std::chrono::duration<double>(_options.maxSeconds));
+    }
     runAll(
-        _station, cases, std::max(kMinLimit, 5 * _good.run.seconds),
+        cases, std::max(kMinLimit, 5 * _good.run.seconds),
         [&](const Case& what, const Run& run, const fs::path& folder) { note(what, run, folder); });
-    _summary.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    std::ranges::sort(_summary.findings, {}, [](const CaseFinding& finding) {
-      return std::pair(finding.kind, finding.name);
-    });
+    if (isatty(STDERR_FILENO)) std::fputs("\r\x1b[K", stderr);
+    _summary["seconds"] = std::chrono::duration<double>(Clock::now() - begin).count();
+    _summary["interrupted"] = _isInterrupted.load();
+    std::ranges::sort(
+        _summary["findings"].get_ref<ordered_json::array_t&>(), {},
+        [](const ordered_json& found) { return std::pair(found["kind"], found["case"]); });
   }
 
   void note(const Case& what, const Run& run, const fs::path& folder) {
     const Judgement judgement = judge(_station, _good, what, run);
     const std::lock_guard lock(_lock);
-    ++_summary.cases;
-    ++_summary.counts[static_cast<size_t>(what.kind)][static_cast<size_t>(judgement.finding)];
-    if (judgement.finding == Finding::kHonest || judgement.finding == Finding::kNotReached) return;
-    _summary.findings.push_back({what.kind, what.name, judgement, repeatOf(what)});
-    if (_options.keep.empty()) return;
+    for (ordered_json* count :
+         {&_summary["cases"], &_summary["kinds"][nameOf(what.kind)][nameOf(judgement.finding)]}) {
+      *count = count->get<size_t>() + 1;
+    }
+    if (isatty(STDERR_FILENO)) {
+      std::fprintf(stderr, "\r%zu of %zu", _summary["cases"].get<size_t>(),
+                   _summary["planned"].get<size_t>());
+    }
+    if (judgement.reason.empty()) return;
+    _summary["findings"].push_back({{"kind", nameOf(what.kind)},
+                                    {"case", what.name},
+                                    {"finding", nameOf(judgement.finding)},
+                                    {"reason", judgement.reason},
+                                    {"repeat", repeatOf(what)}});
+    if (!_options.keep.empty() && what.obstacle.empty()) keep(what, folder);
+  }
+
+  void keep(const Case& what, const fs::path& folder) const {
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
       if (fs::is_other(entry.symlink_status())) fs::remove(entry);  // It cannot be copied.
     }
@@ -210,6 +226,12 @@ class Trial {
     fs::create_directories(_options.keep);
     fs::copy(folder, keptFolder(what), options);
     fs::copy(what.unit, keptFolder(what) / "before", options);
+  }
+
+  fs::path keptFolder(const Case& what) const {
+    std::string name = what.name;
+    std::ranges::replace(name, '/', '_');
+    return fs::path(_options.keep) / name;
   }
 
   std::string repeatOf(const Case& what) const {
@@ -230,63 +252,46 @@ class Trial {
            (arguments.empty() ? "" : " --" + arguments);
   }
 
-  fs::path keptFolder(const Case& what) const {
-    std::string name = what.name;
-    std::ranges::replace(name, '/', '_');
-    return fs::path(_options.keep) / name;
+  Run runOnce(const Station& station, const Case& what) {
+    const fs::path folder = _folder.path() / "run";
+    Run run = runStation(station, what, folder, kGoodRunLimit, [&] { return isCancelled(); });
+    fs::remove_all(folder);
+    if (_isInterrupted) throw CommandError(kNotReady, "interrupted before the first case");
+    return run;
   }
 
   /// Runs the cases, as many at a time as there are jobs, and hands each to `done` in its thread.
-  /// Throws what a thread threw first, and CommandError when a signal ends it before there is
-  /// anything to sum up.
-  void runAll(const Station& station, const std::vector<Case>& cases, double limit,
-              const Done& done) {
-    std::atomic<size_t> next = 0, ended = 0;
-    _isCancelled = false;
-    _error = nullptr;
-    std::vector<std::thread> threads;
-    const size_t count = std::min<size_t>(_options.jobs, cases.size());
-    for (size_t i = 0; i < count; ++i) {
-      threads.emplace_back([&] {
-        runUntilNone(station, cases, next, limit, done);
-        ++ended;
-      });
-    }
-    const bool showsProgress = isatty(STDERR_FILENO) && _summary.planned > 0;
-    while (ended < count) {
-      _signals.wait(Clock::now() + std::chrono::milliseconds(_summary.planned > 0 ? 50 : 1));
-      for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        _summary.isInterrupted |= _signals.takeArrival(signal);
+  void runAll(const std::vector<Case>& cases, double limit, const Done& done) {
+    std::atomic<size_t> next = 0;
+    const auto runUntilNone = [&] {
+      try {
+        for (size_t i = next++; i < cases.size() && Clock::now() < _end; i = next++) {
+          const fs::path folder = _folder.path() / ("case-" + std::to_string(i));
+          Run run;
+          run.isReached = cases[i].obstacle.empty();
+          if (run.isReached) {
+            run = runStation(_station, cases[i], folder, limit, [&] { return isCancelled(); });
+          }
+          if (isCancelled()) return;
+          done(cases[i], run, folder);
+          fs::remove_all(folder);
+        }
+      } catch (...) {
+        next = cases.size();
+        throw;
       }
-      if (_summary.isInterrupted) _isCancelled = true;
-      if (showsProgress) {
-        std::fprintf(stderr, "\r%zu of %zu", std::min(next.load(), cases.size()), cases.size());
-      }
-    }
-    if (showsProgress) std::fputs("\r\x1b[K", stderr);
-    for (std::thread& thread : threads) thread.join();
-    if (_error) std::rethrow_exception(_error);
-    if (_summary.isInterrupted && _summary.planned == 0) {
-      throw CommandError(kNotReady, "interrupted before the first case");
-    }
+    };
+    std::vector<std::future<void>> jobs(std::min<size_t>(_options.jobs, cases.size()));
+    for (auto& job : jobs) job = std::async(std::launch::async, runUntilNone);
+    for (auto& job : jobs) job.get();
   }
 
-  void runUntilNone(const Station& station, const std::vector<Case>& cases,
-                    std::atomic<size_t>& next, double limit, const Done& done) {
-    try {
-      for (;;) {
-        const size_t i = next++;
-        if (i >= cases.size() || _isCancelled || (_end && Clock::now() >= *_end)) return;
-        const fs::path folder = _folder.path() / ("case-" + std::to_string(i));
-        const Run run = runStation(station, cases[i], folder, limit, _isCancelled);
-        if (!_isCancelled) done(cases[i], run, folder);
-        fs::remove_all(folder);
-      }
-    } catch (...) {
-      const std::lock_guard lock(_lock);
-      if (!_error) _error = std::current_exception();
-      _isCancelled = true;
+  bool isCancelled() {
+    _signals.wait(Clock::now());
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+      if (_signals.takeArrival(signal)) _isInterrupted = true;
     }
+    return _isInterrupted;
   }
 
   /// Lives longer than the folder, which would stay if a signal ended the process.
@@ -296,15 +301,15 @@ class Trial {
   std::mt19937 _random;
   TrialFolder _folder;
   GoodRun _good;
-  Summary _summary;
+  ordered_json _summary;
   std::mutex _lock;
-  std::optional<Clock::time_point> _end;
-  std::atomic<bool> _isCancelled = false;
-  std::exception_ptr _error;
+  /// No case begins later.
+  Clock::time_point _end = Clock::time_point::max();
+  std::atomic<bool> _isInterrupted = false;
 };
 
 }  // namespace
 
-Summary tryStation(const Options& options) { return Trial(options).run(); }
+ordered_json tryStation(const Options& options) { return Trial(options).run(); }
 
 }  // namespace corvane::tools::trial

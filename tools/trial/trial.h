@@ -3,16 +3,24 @@
 
 #include <array>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <random>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "unit/keys.h"
+#include "unit/records.h"
 
 /// Trials of station programs: whether what a program says of a unit is what the unit holds.
 namespace corvane::tools::trial {
 
-enum class Kind { kFaults, kKills, kUnits, kMeddling, kSurroundings };
 inline constexpr std::array kKindNames = {"faults", "kills", "units", "meddling", "surroundings"};
-enum class Finding { kHonest, kLie, kHang, kCrash, kUnjudged, kNotReached };
 inline constexpr std::array kFindingNames = {"honest", "lie",      "hang",
                                              "crash",  "unjudged", "not reached"};
 
@@ -45,33 +53,132 @@ struct Options {
   unsigned jobs = 1;
 };
 
+/// Tries the station, and shows its progress on standard error. Returns the summary with the fields
+/// that docs/json.md lists. SIGINT, SIGTERM and SIGHUP end the trial early. Throws CommandError:
+/// wrong usage, or kNotReady when the station cannot be started, does not describe itself, or does
+/// not pass on a good unit.
+nlohmann::ordered_json tryStation(const Options& options);
+
+// What a trial is made of: units, cases, runs, and the judge.
+
+using unit::Bytes;
+
+/// A unit's contents as its files hold them. They are read without the platform, so no fault rule
+/// applies to them, and what a restart of the unit undoes is left out.
+struct UnitState {
+  Bytes diagnostics, configuration, nvram, device;
+
+  bool operator==(const UnitState&) const = default;
+  uint8_t byte(size_t offset) const { return diagnostics.at(offset); }
+  std::vector<unit::Record> records() const { return unit::recordsIn(diagnostics).records; }
+};
+
+/// Reads the unit in `folder`. Throws CommandError when it cannot be read.
+UnitState readUnit(const std::filesystem::path& folder);
+/// Atomically replaces each of the unit's files.
+void writeUnit(const std::filesystem::path& folder, const UnitState& state);
+/// Appends a passed record to the chain, as the library does.
+void appendRecord(UnitState& state, uint8_t station);
+/// Sets the key, or deletes it when `value` is empty. Returns whether that could be done.
+bool setKey(UnitState& state, uint32_t key, const Bytes& value);
+/// Returns the offsets at which the two differ.
+std::set<size_t> differences(const Bytes& left, const Bytes& right);
+/// Returns the name of the byte at `offset` in `changedPlaces`.
+std::string byteName(size_t offset);
+/// Returns the bytes that are not records, the keys, the words of NVRAM and the files in which the
+/// two differ.
+std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right);
+
+enum class Kind { kFaults, kKills, kUnits, kMeddling, kSurroundings };
+inline const char* nameOf(Kind kind) { return kKindNames[static_cast<size_t>(kind)]; }
+enum class Finding { kHonest, kLie, kHang, kCrash, kUnjudged, kNotReached };
+inline const char* nameOf(Finding found) { return kFindingNames[static_cast<size_t>(found)]; }
+
+struct StuckByte {
+  Bytes UnitState::*set;
+  size_t offset;
+  uint8_t value;
+};
+
+/// One way in which the station is tried.
+struct Case {
+  Kind kind = Kind::kUnits;
+  std::string name;
+  /// The folder of the unit that the case gets a copy of.
+  std::filesystem::path unit;
+  std::string faults = {};
+  /// The call at which the case takes effect; empty when it does from the beginning.
+  std::string call = {};
+  uint64_t occurrence = 0;
+  std::optional<StuckByte> stuck = {};
+  /// The signal that the station gets, by its fault rule or after these seconds.
+  int signal = 0;
+  std::optional<double> signalAfter = {};
+  /// What another program does to the unit while the station is stopped by its fault rule.
+  std::function<void(UnitState&)> meddling = {};
+  bool swapsUnit = false;
+  /// What a shell does to the station's surroundings, and how it redirects its streams.
+  std::string setup = {}, redirections = {};
+  /// Why this machine cannot run the case; empty when it can.
+  std::string obstacle = {};
+};
+
+using Calls = std::map<std::string, uint64_t>;
+
+/// What a run of the station left.
+struct Run {
+  int waitStatus = 0;
+  bool isHung = false, isReached = true;
+  double seconds = 0;
+  /// The highest count of a process for each function; when it was stopped, and at the end.
+  Calls callsAtStop, calls;
+  UnitState before;
+  /// Absent when the unit cannot be read; `unreadable` says why.
+  std::optional<UnitState> after;
+  std::string unreadable;
+  /// The unit before and after another program changed it.
+  std::optional<std::pair<UnitState, UnitState>> meddled;
+  std::string output, results;
+};
+
+/// What the station does with a good unit.
+struct GoodRun {
+  Run run;
+  /// The places that it changes at any time, and the bytes of the two data sets among them.
+  std::set<std::string> places;
+  std::set<size_t> bytes, areaBytes;
+  /// Whether it leaves its record before its status.
+  bool writesRecordFirst = false;
+};
+
+/// Makes a unit on which the station should pass, with two records and a key of other stations.
+std::filesystem::path makeGoodUnit(const Station& station, const std::filesystem::path& folder);
+/// Returns a case in which the station gets the signal at that call.
+Case killCase(const std::filesystem::path& unit, const std::string& call, uint64_t occurrence,
+              int signal);
+/// Returns all cases, and makes the units that they need in `folder`.
+std::vector<Case> casesOf(const Station& station, const GoodRun& good,
+                          const std::filesystem::path& goodUnit,
+                          const std::filesystem::path& folder, std::mt19937& random);
+
+/// Makes this process the parent of processes whose own parent ends.
+void adoptOrphans();
+/// Runs the station in a session of its own, on a copy of the case's unit below `folder`, which is
+/// made. Ends all of the session after `limit` seconds, or when `isCancelled` returns true. Throws
+/// CommandError when the station cannot be started.
+Run runStation(const Station& station, const Case& what, const std::filesystem::path& folder,
+               double limit, const std::function<bool()>& isCancelled);
+
 struct Judgement {
   Finding finding = Finding::kHonest;
+  /// Empty for a case that needs no word.
   std::string reason = {};
 };
 
-struct CaseFinding {
-  Kind kind;
-  std::string name;
-  Judgement judgement;
-  /// The command line that repeats the case.
-  std::string repeat;
-};
-
-struct Summary {
-  Station station;
-  size_t planned = 0, cases = 0;
-  double seconds = 0;
-  bool isInterrupted = false;
-  /// By kind and by finding.
-  std::array<std::array<size_t, kFindingNames.size()>, kKindNames.size()> counts{};
-  std::vector<CaseFinding> findings;
-};
-
-/// Tries the station, and shows its progress on standard error. SIGINT, SIGTERM and SIGHUP end the
-/// trial early. Throws CommandError: wrong usage, or kNotReady when the station cannot be started,
-/// does not describe itself, or does not pass on a good unit.
-Summary tryStation(const Options& options);
+/// Compares how the run ended with what its unit shows, by the table in docs/trial.md.
+Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run);
+/// Returns whether the unit shows the status passed.
+bool showsPassed(const Station& station, const UnitState& state);
 
 }  // namespace corvane::tools::trial
 

@@ -7,35 +7,35 @@
 #include "syscfg/memory_store.h"
 #include "tools/command_error.h"
 #include "tools/files.h"
-#include "tools/trial/case.h"
+#include "tools/trial/trial.h"
 
 namespace corvane::tools::trial {
 namespace {
 
-const std::pair<std::string, Bytes UnitState::*> kFiles[] = {
-    {"data/" + std::string(kDiagnosticSet) + ".bin", &UnitState::diagnostics},
-    {"data/" + std::string(kConfigurationSet) + ".bin", &UnitState::configuration},
+constexpr std::pair<const char*, Bytes UnitState::*> kFiles[] = {
+    {"data/VelmoDiagnosticData.bin", &UnitState::diagnostics},
+    {"data/VelmoDiagnosticDataSysCfg.bin", &UnitState::configuration},
     {"nvram.plist", &UnitState::nvram},
     {"device.plist", &UnitState::device}};
 
-std::map<uint32_t, Bytes> keysIn(const Bytes& area) {
-  const MemoryStore store(area);
-  std::vector<uint32_t> names(area.size());
-  const int32_t count = syscfg__list_key(store.get(), names.data(), names.size());
-  names.resize(static_cast<size_t>(std::max(count, 0)));
-  std::map<uint32_t, Bytes> keys;
-  for (const uint32_t key : names) {
-    if (const auto value = unit::valueIn(area, key)) keys.emplace(key, *value);
-  }
-  return keys;
-}
+constexpr size_t kRecordsEnd = slotOffset<time_t>(kRecordSlots);
 
-std::set<std::string> wordsOf(const Bytes& list) {
-  std::string text(list.begin(), list.end());
+/// Returns the files, the keys and the words of NVRAM that the unit has, by their names.
+std::map<std::string, Bytes> namedPartsOf(const UnitState& state) {
+  std::map<std::string, Bytes> parts = {{"device.plist", state.device}};
+  const MemoryStore store(state.configuration);
+  std::vector<uint32_t> keys(state.configuration.size());
+  const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
+  keys.resize(static_cast<size_t>(std::max(count, 0)));
+  for (const uint32_t key : keys) {
+    parts["key " + unit::keyName(key)] = unit::valueIn(state.configuration, key).value_or(Bytes());
+  }
+  std::string text(state.nvram.begin(), state.nvram.end());
   std::ranges::replace_if(
       text, [](char c) { return c == '<' || c == '>'; }, ' ');
   std::istringstream words(text);
-  return {std::istream_iterator<std::string>(words), {}};
+  for (std::string word; words >> word;) parts["the word " + word + " of NVRAM"] = {};
+  return parts;
 }
 
 }  // namespace
@@ -49,8 +49,8 @@ UnitState readUnit(const std::filesystem::path& folder) {
     const bool isUncommitted = std::filesystem::exists(committed);
     state.*contents = readFile(isUncommitted ? committed : folder / name, kMaxSize).bytes;
   }
-  if (state.diagnostics.size() < slotOffset<time_t>(kRecordSlots)) {
-    throw CommandError(kNotReady, std::string(kDiagnosticSet) + " is too short");
+  if (state.diagnostics.size() < kRecordsEnd) {
+    throw CommandError(kNotReady, "VelmoDiagnosticData is too short");
   }
   return state;
 }
@@ -86,20 +86,19 @@ std::set<size_t> differences(const Bytes& left, const Bytes& right) {
   return offsets;
 }
 
-std::set<uint32_t> keyDifferences(const UnitState& left, const UnitState& right) {
-  std::vector<std::pair<const uint32_t, Bytes>> different;
-  std::ranges::set_symmetric_difference(keysIn(left.configuration), keysIn(right.configuration),
-                                        std::back_inserter(different));
-  std::set<uint32_t> keys;
-  for (const auto& [key, value] : different) keys.insert(key);
-  return keys;
-}
+std::string byteName(size_t offset) { return "byte " + std::to_string(offset); }
 
-std::set<std::string> wordDifferences(const UnitState& left, const UnitState& right) {
-  std::set<std::string> words;
-  std::ranges::set_symmetric_difference(wordsOf(left.nvram), wordsOf(right.nvram),
-                                        std::inserter(words, words.end()));
-  return words;
+std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right) {
+  std::set<std::string> places;
+  for (const size_t offset : differences(left.diagnostics, right.diagnostics)) {
+    const bool isRecord = offset >= kFirstRecordOffset && offset < kRecordsEnd;
+    if (!isRecord) places.insert(byteName(offset));
+  }
+  std::vector<std::pair<const std::string, Bytes>> different;
+  std::ranges::set_symmetric_difference(namedPartsOf(left), namedPartsOf(right),
+                                        std::back_inserter(different));
+  for (const auto& [name, contents] : different) places.insert(name);
+  return places;
 }
 
 }  // namespace corvane::tools::trial
