@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <array>
 #include <ctime>
 #include <filesystem>
 #include <iostream>
@@ -6,6 +6,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <span>
 
 #include "platform/printable.h"
@@ -26,75 +27,51 @@ namespace {
 constexpr uint64_t kMaxDamagesShown = 20;
 
 struct ResultsOptions {
-  std::vector<std::string> paths;
-  std::vector<std::string> stations;
-  std::vector<std::string> units;
-  std::vector<std::string> verdicts;
-  std::optional<std::string> since;
-  std::optional<std::string> until;
+  std::vector<std::string> paths, stations, units, verdicts;
+  std::optional<std::string> since, until;
   std::optional<size_t> by;  ///< The number in kGroupFields.
   std::optional<TableKind> table;
-  std::string junit;
-  std::string html;
-  bool csv = false;
-  bool json = false;
+  std::string junit, html;
+  bool csv = false, json = false;
 };
 
-/// Reports what cannot be read, on standard error: damaged lines, the first ones in full, and
-/// files.
+/// Reports what cannot be read, on standard error, and counts it.
 class DamageReport {
  public:
+  explicit DamageReport(ResultsSource& source) : _source(source) {}
+  /// Reports a line, if it is one of the first.
   void addLine(const std::string& file, uint64_t line, const std::string& reason) {
-    if (++_lines > kMaxDamagesShown) return;
+    if (++_source.damagedLines > kMaxDamagesShown) return;
     std::cerr << printable(file) << ":" << line << ": the line " << reason << "\n";
   }
   void addFile(const std::string& message) {
-    ++_files;
+    ++_source.unreadableFiles;
     std::cerr << "corvane: " << printable(message) << "\n";
   }
-  void finish() const {
-    if (_lines > kMaxDamagesShown)
-      std::cerr << "... and " << _lines - kMaxDamagesShown << " more\n";
-  }
-  uint64_t lines() const { return _lines; }
-  uint64_t files() const { return _files; }
 
  private:
-  uint64_t _lines = 0, _files = 0;
+  ResultsSource& _source;
 };
 
-/// Adds the files in the folder, in the order of their names, that end in ".jsonl" or ".json".
-void addFolder(const std::string& folder, std::vector<std::string>& files, DamageReport& damage) {
+/// Adds what the command line names; of a folder, the files in it that end in ".jsonl" or ".json",
+/// in the order of their names.
+void addFiles(const std::filesystem::path& path, bool isNamed, std::vector<std::string>& files,
+              DamageReport& damage) {
   namespace fs = std::filesystem;
   std::error_code error;
-  std::vector<fs::path> entries;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+  const bool isLink = !isNamed && fs::is_symlink(path, error);
+  if (path == "-" || isLink || !fs::is_directory(path, error)) {
+    const bool isResults = path.extension() == ".jsonl" || path.extension() == ".json";
+    if (isNamed || (isResults && !fs::is_directory(path, error))) files.push_back(path);
+    return;
+  }
+  std::set<fs::path> entries;
+  for (fs::directory_iterator entry(path, error), end; !error && entry != end;
        entry.increment(error)) {
-    entries.push_back(entry->path());
+    entries.insert(entry->path());
   }
-  if (error) damage.addFile(folder + ": " + error.message());
-  std::ranges::sort(entries);
-  for (const fs::path& entry : entries) {
-    const fs::path extension = entry.extension();
-    if (fs::is_directory(fs::symlink_status(entry, error))) {
-      addFolder(entry, files, damage);
-    } else if ((extension == ".jsonl" || extension == ".json") && !fs::is_directory(entry, error)) {
-      files.push_back(entry);
-    }
-  }
-}
-
-std::vector<std::string> filesOf(const std::vector<std::string>& paths, DamageReport& damage) {
-  std::vector<std::string> files;
-  for (const std::string& path : paths) {
-    std::error_code error;
-    if (path != "-" && std::filesystem::is_directory(path, error)) {
-      addFolder(path, files, damage);
-    } else {
-      files.push_back(path);
-    }
-  }
-  return files;
+  if (error) damage.addFile(path.string() + ": " + error.message());
+  for (const fs::path& entry : entries) addFiles(entry, false, files, damage);
 }
 
 TimeSpan timeOption(const std::string& name, const std::string& text) {
@@ -105,83 +82,49 @@ TimeSpan timeOption(const std::string& name, const std::string& text) {
                                  "2026-11-16T08:30:00+01:00");
 }
 
-RunFilter filterOf(const ResultsOptions& options) {
+/// Which runs count, as `source` then has it. A list that is empty takes all.
+RunFilter filterOf(const ResultsOptions& options, ResultsSource& source) {
   RunFilter filter{options.stations, options.units, {}, {}, {}};
-  for (const std::string& name : options.verdicts) {
-    filter.verdicts.push_back(station::verdictNamed(name).value());
-  }
-  if (options.since) filter.since = timeOption("--since", *options.since).begin;
-  if (options.until) filter.until = timeOption("--until", *options.until).end;
-  return filter;
-}
-
-ResultsSource sourceOf(const ResultsOptions& options) {
-  ResultsSource source;
-  source.paths = options.paths;
-  source.hasYields = options.verdicts.empty();
   const auto add = [&](const char* name, const auto& values) {
     for (const std::string& value : values) source.filters.push_back(name + (" " + value));
   };
   add("--station", options.stations);
   add("--unit", options.units);
   add("--verdict", options.verdicts);
-  if (options.since) source.filters.push_back("--since " + *options.since);
-  if (options.until) source.filters.push_back("--until " + *options.until);
-  return source;
+  for (const std::string& name : options.verdicts) {
+    filter.verdicts.push_back(station::verdictNamed(name).value());
+  }
+  if (options.since) {
+    filter.since = timeOption("--since", *options.since).begin;
+    add("--since", std::array{*options.since});
+  }
+  if (options.until) {
+    filter.until = timeOption("--until", *options.until).end;
+    add("--until", std::array{*options.until});
+  }
+  source.hasYields = options.verdicts.empty();
+  return filter;
 }
 
 std::vector<std::string> textsOf(std::span<const std::string_view> names) {
   return {names.begin(), names.end()};
 }
 
-/// Prints a row of CSV for each measurement, with all that is known of its run; one row for a run
-/// without any.
-class RowPrinter {
- public:
-  explicit RowPrinter(const Names& names) : _names(names) {
-    printCsvNames(std::cout, rowOf({}, {}));
-  }
-  void add(const Run& run) const {
-    for (const Measurement& each : run.measurements) {
-      printCsv(std::cout, rowOf(run, cellsOf(each, _names)));
-    }
-    if (run.measurements.empty()) printCsv(std::cout, rowOf(run, {}));
-  }
+/// Returns the run's row of CSV for one of its measurements, or for none.
+Cells rowOf(const Run& run, const Measurement* measurement, const Names& names) {
+  Cells row = headOf(run, names);
+  append(row, measurement ? cellsOf(*measurement, names) : blank(cellsOf(Measurement(), names)));
+  append(row, restOf(run, names));
+  return row;
+}
 
- private:
-  Cells rowOf(const Run& run, Cells measurement) const {
-    if (measurement.empty()) {
-      measurement = cellsOf(Measurement(), _names);
-      for (Cell& cell : measurement) cell.value = {};
-    }
-    Cells row = headOf(run, _names);
-    append(row, std::move(measurement));
-    append(row, restOf(run, _names));
-    return row;
-  }
-
-  const Names& _names;
-};
-
-/// Reads the files and adds their runs to the summary. A file that cannot be read does not stop
-/// the others.
-void readRuns(const ResultsOptions& options, const std::vector<std::string>& files, Names& names,
-              Summary& summary, JunitWriter* junit, DamageReport& damage, ResultsSource& source) {
-  const RunFilter filter = filterOf(options);
-  std::optional<RowPrinter> rows;
-  if (options.csv && !options.table) rows.emplace(names);
-  RunReader reader(
-      names,
-      [&](const Run& run) {
-        if (!filter.concerns(run, names)) return;
-        const bool isTaken = filter.takes(run, names);
-        summary.add(run, isTaken);
-        if (isTaken && junit) junit->add(run, names);
-        if (isTaken && rows) rows->add(run);
-      },
-      [&](const std::string& file, uint64_t line, const std::string& reason) {
-        damage.addLine(file, line, reason);
-      });
+/// Calls `take` with each run. A file that cannot be read does not stop the others.
+void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource& source,
+              DamageReport& damage, const RunReader::TakeRun& take) {
+  RunReader reader(names, take,
+                   [&](const std::string& file, uint64_t line, const std::string& reason) {
+                     damage.addLine(file, line, reason);
+                   });
   for (const std::string& file : files) {
     try {
       reader.read(file);
@@ -191,9 +134,6 @@ void readRuns(const ResultsOptions& options, const std::vector<std::string>& fil
     }
   }
   reader.finish();
-  summary.finish();
-  source.damagedLines = damage.lines();
-  source.unreadableFiles = damage.files();
   source.repeatedLines = reader.repeatedLines();
 }
 
@@ -203,18 +143,22 @@ void print(const ResultsOptions& options, const Results& results) {
   if (!options.csv) printSummary(std::cout, results);
 }
 
-/// Tells what was left out, and that nothing was found.
-void reportSource(const ResultsSource& source, uint64_t runs) {
+/// Tells what was left out, and that nothing was found. Returns the exit status.
+ExitStatus reportSource(const ResultsSource& source, uint64_t runs) {
   for (const auto& [text, count] : leftOut(source)) {
     std::cerr << "corvane: " << text << ": " << count << "\n";
   }
-  if (runs > 0) return;
-  std::cerr << "corvane: no run was found"
-            << (source.filters.empty() ? "" : " that the filters take") << " in " << source.files
-            << (source.files == 1 ? " file\n" : " files\n");
+  if (runs == 0) {
+    std::cerr << "corvane: no run was found"
+              << (source.filters.empty() ? "" : " that the filters take") << " in " << source.files
+              << (source.files == 1 ? " file\n" : " files\n");
+  }
+  if (source.unreadableFiles > 0) return kUsage;
+  return source.damagedLines > 0 || runs == 0 ? kFailed : kDone;
 }
 
-ExitStatus showResults(const ResultsOptions& options) {
+/// Refuses outputs that cannot be written, before all reading.
+void checkOutputs(const ResultsOptions& options, const std::vector<std::string>& files) {
   const std::vector<std::pair<std::string, std::string>> outputs = {{"--junit", options.junit},
                                                                     {"--html", options.html}};
   for (const auto& [name, file] : outputs) {
@@ -222,19 +166,36 @@ ExitStatus showResults(const ResultsOptions& options) {
       throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
     }
   }
-  filterOf(options);
-  DamageReport damage;
-  const std::vector<std::string> files = filesOf(options.paths, damage);
   requireDistinctOutputs(outputs, files);
-  // Before all reading, so that a name that cannot be written is reported at once.
+  if (!options.html.empty()) requireWritable(options.html);
+}
+
+ExitStatus showResults(const ResultsOptions& options) {
+  ResultsSource source;
+  source.paths = options.paths;
+  const RunFilter filter = filterOf(options, source);
+  DamageReport damage(source);
+  std::vector<std::string> files;
+  for (const std::string& path : options.paths) addFiles(path, true, files, damage);
+  checkOutputs(options, files);
   std::optional<JunitWriter> junit;
   if (!options.junit.empty()) junit.emplace(options.junit);
-  if (!options.html.empty()) requireWritable(options.html);
 
   Names names;
   Summary summary(names, options.by, !options.units.empty());
-  ResultsSource source = sourceOf(options);
-  readRuns(options, files, names, summary, junit ? &*junit : nullptr, damage, source);
+  const bool hasRows = options.csv && !options.table;
+  if (hasRows) printCsvNames(std::cout, rowOf({}, nullptr, names));
+  readRuns(files, names, source, damage, [&](const Run& run) {
+    if (!filter.concerns(run, names)) return;
+    const bool isTaken = filter.takes(run, names);
+    summary.add(run, isTaken);
+    if (!isTaken) return;
+    if (junit) junit->add(run, names);
+    if (!hasRows) return;
+    if (run.measurements.empty()) printCsv(std::cout, rowOf(run, nullptr, names));
+    for (const Measurement& each : run.measurements) printCsv(std::cout, rowOf(run, &each, names));
+  });
+  summary.finish();
 
   const Results results{summary, names, source};
   if (junit) junit->finish();
@@ -243,10 +204,7 @@ ExitStatus showResults(const ResultsOptions& options) {
     writeFile(options.html, summaryAsHtml(results, now.value_or("(no time)")));
   }
   print(options, results);
-  damage.finish();
-  reportSource(source, summary.runs());
-  if (damage.files() > 0) return kUsage;
-  return damage.lines() > 0 || summary.runs() == 0 ? kFailed : kDone;
+  return reportSource(source, summary.runs());
 }
 
 }  // namespace

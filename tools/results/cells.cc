@@ -49,6 +49,11 @@ void append(Cells& cells, Cells added, const std::string& prefix) {
   }
 }
 
+Cells blank(Cells cells) {
+  for (Cell& cell : cells) cell.value = {};
+  return cells;
+}
+
 void printCsv(std::ostream& out, const Cells& cells) {
   printLine(out, cells, [](const Cell& cell) { return csvText(cell.value.data); });
 }

@@ -69,6 +69,9 @@ using Cells = std::vector<Cell>;
 /// Adds cells at the end, with `prefix` before their names.
 void append(Cells& cells, Cells added, const std::string& prefix = "");
 
+/// Returns the cells without their values.
+Cells blank(Cells cells);
+
 /// Print a line of CSV, the cells or their names.
 void printCsv(std::ostream& out, const Cells& cells);
 void printCsvNames(std::ostream& out, const Cells& cells);

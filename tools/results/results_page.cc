@@ -34,6 +34,11 @@ const char* classOf(Style style) {
   return kClasses[static_cast<size_t>(style)];
 }
 
+double shareOf(const Cell& cell) {
+  const auto* const share = cell.value.data.get_ptr<const double*>();
+  return cell.style == Style::kShare && share ? *share : 0;
+}
+
 Html bar(double part, double whole) {
   char text[64];
   std::snprintf(text, sizeof text, "<span class=\"bar\" style=\"width:%.1f%%\"></span>",
@@ -61,7 +66,7 @@ class Page {
   std::string section(TableKind kind, const std::string& ifEmpty = "") const {
     const SummaryTable table = tableOf(kind, _results);
     const std::string heading = "<h2>" + markupText(titleOf(kind)) + "</h2>\n";
-    if (!table.rows.empty()) return heading + htmlOf(table, titleOf(kind));
+    if (!table.rows.empty()) return heading + htmlOf(kind, table);
     return ifEmpty.empty() ? "" : heading + paragraph(ifEmpty);
   }
 
@@ -106,9 +111,8 @@ class Page {
   }
 
  private:
-  std::string htmlOf(const SummaryTable& table, const std::string& label) const {
+  std::string htmlOf(TableKind kind, const SummaryTable& table) const {
     std::vector<std::string> titles = {""}, classes = {classOf(Style::kPlace)};
-    double mostShare = 0;
     for (const Cell& cell : table.rows[0].cells) {
       if (cell.title.empty()) continue;
       if (cell.style == Style::kPlace) {
@@ -118,26 +122,19 @@ class Page {
         classes.emplace_back(classOf(cell.style));
       }
     }
+    if (kind == TableKind::kFailures) titles.emplace_back("Newest units");
+    double mostShare = 0;
     for (const TableRow& row : table.rows) {
-      for (const Cell& cell : row.cells) {
-        if (cell.style == Style::kShare && cell.value.data.is_number()) {
-          mostShare = std::max(mostShare, cell.value.data.get<double>());
-        }
-      }
+      for (const Cell& cell : row.cells) mostShare = std::max(mostShare, shareOf(cell));
     }
     const size_t count = std::min(kMaxRows, table.rows.size());
     std::vector<HtmlRow> rows;
-    bool hasLinks = false;
     for (size_t i = 0; i < count; ++i) {
       rows.push_back(rowOf(table.rows[i], mostShare));
-      hasLinks |= !table.rows[i].failed.empty();
+      if (kind == TableKind::kFailures) rows.back().cells.push_back(unitsOf(table.rows[i]));
     }
-    if (hasLinks) {
-      titles.emplace_back("Newest units");
-      classes.emplace_back(classOf(Style::kLine));
-      for (size_t i = 0; i < count; ++i) rows[i].cells.push_back(unitsOf(table.rows[i]));
-    }
-    return htmlTable(label, titles, rows, classes) + more(table.rows.size() - count + table.left);
+    return htmlTable(titleOf(kind), titles, rows, classes) +
+           more(table.rows.size() - count + table.left);
   }
 
   /// Returns the row, with what it is about in one cell.
@@ -145,15 +142,13 @@ class Page {
     std::string place;
     HtmlRow html{{Html()}, row.run.empty() ? "" : "run-" + row.run};
     for (const Cell& cell : row.cells) {
-      const std::string text = shortText(cell.text());
       if (cell.title.empty()) continue;
+      const std::string text = shortText(cell.text());
       if (cell.style == Style::kPlace) {
         place += (place.empty() || text.empty() ? "" : " / ") + text;
-        continue;
-      }
-      html.cells.emplace_back(text);
-      if (cell.style == Style::kShare && cell.value.data.is_number()) {
-        html.cells.back() += bar(cell.value.data.get<double>(), mostShare);
+      } else {
+        html.cells.emplace_back(text);
+        if (cell.style == Style::kShare) html.cells.back() += bar(shareOf(cell), mostShare);
       }
     }
     const auto chart = _chartOf.find(row.measurement);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
+#include <functional>
 #include <utility>
 
 #include "platform/time_text.h"
@@ -26,11 +26,10 @@ uint64_t mixed(uint64_t bits) {
 }
 
 /// Returns 61 bits that tell the id from others; the lowest three are 0.
-uint64_t keyOf(std::string_view id) {
-  uint64_t number = 0;
-  const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number, 16);
-  const bool isNumber = id.size() == 16 && error == std::errc() && end == id.data() + id.size();
-  return mixed(isNumber ? number : std::hash<std::string_view>()(id)) & ~uint64_t{7};
+uint64_t keyOf(std::string_view id) { return std::hash<std::string_view>()(id) & ~uint64_t{7}; }
+
+std::string anotherEnd(Verdict verdict) {
+  return "is another end of its run, which ended as " + std::string(nameOf(verdict));
 }
 
 }  // namespace
@@ -63,27 +62,24 @@ std::optional<Verdict> EndedRuns::verdictOf(std::string_view id) const {
 }
 
 /// The fields of a line, as far as they matter; texts are valid until the next line.
-class RunReader::Parser {
- public:
+struct RunReader::LineFields {
   std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason, check, text,
-      expected;
+      expected, verdictName;
   std::array<std::string_view, kRunFieldNames.size()> fields;
   std::optional<double> value, lower, upper;
   Verdict verdict = Verdict::kUnfinished;  ///< Of a phase or an end.
   double seconds = 0;
   uint64_t schema = 0, count = 0, attempt = 0;
   bool isInside = false;
+};
 
+class RunReader::Parser : public LineFields {
+ public:
   /// Returns what is wrong with the line, or an empty text.
   std::string parse(const LineSource::Line& given) {
     if (given.isCut) return "is longer than 1 MiB";
     const std::string_view line = given.text;
-    type = time = run = station = unit = phase = name = unitOfMeasure = reason = _verdict = {};
-    check = text = expected = {};
-    value = lower = upper = std::nullopt;
-    seconds = 0;
-    schema = count = attempt = 0;
-    isInside = false;
+    static_cast<LineFields&>(*this) = {};
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
     json::document document;
     const auto syntaxError =
@@ -103,7 +99,7 @@ class RunReader::Parser {
       return "lacks the schema, the type, the run or the station";
     }
     if (type == type::kPhase || type == type::kEnd) {
-      const std::optional<Verdict> known = station::verdictNamed(_verdict);
+      const std::optional<Verdict> known = station::verdictNamed(verdictName);
       if (!known) return "has no verdict, or one that is not known";
       verdict = *known;
     }
@@ -185,7 +181,6 @@ class RunReader::Parser {
   }
 
   json::parser _parser;
-  std::string_view _verdict;
 
   static constexpr std::pair<const char*, std::string_view Parser::*> kTexts[] = {
       {field::kType, &Parser::type},
@@ -195,7 +190,7 @@ class RunReader::Parser {
       {field::kUnit, &Parser::unit},
       {field::kPhase, &Parser::phase},
       {field::kName, &Parser::name},
-      {field::kVerdict, &Parser::_verdict},
+      {field::kVerdict, &Parser::verdictName},
       {field::kUnitOfMeasure, &Parser::unitOfMeasure},
       {field::kReason, &Parser::reason},
       {field::kCheck, &Parser::check},
@@ -223,7 +218,6 @@ void RunReader::read(const std::string& path) {
   LineSource source(path);
   LineSource::Line line;
   while (source.next(line)) {
-    _parser->fields.fill({});
     std::string fault = _parser->parse(line);
     if (fault.empty()) fault = takeLine(*_parser);
     if (!fault.empty()) _takeDamage(path, line.number, fault);
@@ -241,19 +235,21 @@ void RunReader::finish() {
 }
 
 std::string RunReader::takeLine(const Parser& line) {
-  const bool isOpen =
-      (!_open.empty() && _open.back().id == line.run) || _openById.contains(line.run);
-  if (!isOpen) {
+  OpenRun* found = find(line.run);
+  if (!found) {
     if (const std::optional<Verdict> verdict = _ended.verdictOf(line.run)) {
-      if (line.type == type::kEnd && line.verdict != *verdict) {
-        return "is another end of its run, which ended as " + std::string(nameOf(*verdict));
-      }
+      if (line.type == type::kEnd && line.verdict != *verdict) return anotherEnd(*verdict);
       ++_repeatedLines;
       return {};
     }
   }
-  OpenRun* const found = runOf(line);
-  if (!found) return "has no time, or one that is not ISO 8601";
+  // Parsing the times of all lines would take too long.
+  const bool isBegunAgain = found && found->hasBegin && line.type == type::kBegin;
+  if (!found || found->file != _file || isBegunAgain) {
+    const std::optional<TimeSpan> time = parseTime(line.time);
+    if (!time) return "has no time, or one that is not ISO 8601";
+    found = found ? continueRun(*found, line, time->begin) : openRun(line, time->begin);
+  }
   OpenRun& run = *found;
   if (isRepeated(run, line)) {
     ++_repeatedLines;
@@ -324,8 +320,7 @@ void RunReader::takeMeasurement(OpenRun& run, const Parser& line) {
 
 std::string RunReader::takeEnd(OpenRun& run, const Parser& line) {
   if (run.hasEnd) {
-    if (run.verdict == line.verdict) return {};
-    return "is another end of its run, which ended as " + std::string(nameOf(run.verdict));
+    return run.verdict == line.verdict ? "" : anotherEnd(run.verdict);
   }
   run.hasEnd = true;
   run.verdict = line.verdict;
@@ -336,30 +331,24 @@ std::string RunReader::takeEnd(OpenRun& run, const Parser& line) {
   return {};
 }
 
-RunReader::OpenRun* RunReader::runOf(const Parser& line) {
-  OpenRun* run = nullptr;
-  if (!_open.empty() && _open.back().id == line.run) {
-    run = &_open.back();
-  } else if (const auto known = _openById.find(line.run); known != _openById.end()) {
-    run = &*known->second;
-  }
-  const bool isBegunAgain = run && run->hasBegin && line.type == type::kBegin;
-  if (run && run->file == _file && !isBegunAgain) return run;
-
-  const std::optional<TimeSpan> time = parseTime(line.time);
-  if (!time) return nullptr;
-  if (!run) return &openRun(line, time->begin);
-  run->file = _file;
-  run->earlier = run->lines.size();
-  std::ranges::sort(run->lines);
-  if (time->begin < run->time) {
-    run->time = time->begin;
-    run->timeText = line.time;
-  }
-  return run;
+RunReader::OpenRun* RunReader::find(std::string_view id) {
+  if (!_open.empty() && _open.back().id == id) return &_open.back();
+  const auto known = _openById.find(id);
+  return known == _openById.end() ? nullptr : &*known->second;
 }
 
-RunReader::OpenRun& RunReader::openRun(const Parser& line, int64_t time) {
+RunReader::OpenRun* RunReader::continueRun(OpenRun& run, const Parser& line, int64_t time) {
+  run.file = _file;
+  run.earlier = run.lines.size();
+  std::ranges::sort(run.lines);
+  if (time < run.time) {
+    run.time = time;
+    run.timeText = line.time;
+  }
+  return &run;
+}
+
+RunReader::OpenRun* RunReader::openRun(const Parser& line, int64_t time) {
   if (_spare.empty()) _spare.emplace_back();
   _open.splice(_open.end(), _spare, _spare.begin());
   OpenRun& run = _open.back();
@@ -381,7 +370,7 @@ RunReader::OpenRun& RunReader::openRun(const Parser& line, int64_t time) {
   run.lines.clear();
   run.earlier = 0;
   _openById.emplace(run.id, std::prev(_open.end()));
-  return run;
+  return &run;
 }
 
 void RunReader::take(OpenRuns::iterator run) {

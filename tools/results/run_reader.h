@@ -59,6 +59,7 @@ class RunReader {
   uint64_t repeatedLines() const { return _repeatedLines; }
 
  private:
+  struct LineFields;
   class Parser;
   struct OpenRun : Run {
     bool hasBegin = false, hasEnd = false;
@@ -69,10 +70,11 @@ class RunReader {
   };
   using OpenRuns = std::list<OpenRun>;
 
-  /// Returns the run that the line belongs to, a new one when it is not open. Returns null when
-  /// the line's time is needed and wrong. Parsing the times of all lines would take too long.
-  OpenRun* runOf(const Parser& line);
-  OpenRun& openRun(const Parser& line, int64_t time);
+  /// Returns the open run, or null.
+  OpenRun* find(std::string_view id);
+  OpenRun* openRun(const Parser& line, int64_t time);
+  /// Goes on with a run that began in another file, or in a later line.
+  OpenRun* continueRun(OpenRun& run, const Parser& line, int64_t time);
   void take(OpenRuns::iterator run);
   /// Returns whether the line was read before.
   static bool isRepeated(OpenRun& run, const Parser& line);

@@ -57,23 +57,13 @@ double Histogram::begin(size_t bin) const {
   return std::ldexp(static_cast<double>(_first + static_cast<int64_t>(bin)), _exponent);
 }
 
-/// Makes room for the squares of distances that are nearly as large as numbers can be.
-void Moments::shrink() {
-  constexpr double kScale = 0x1p-540;
-  _mean *= kScale;
-  _squares *= kScale * kScale;
-  _scale = kScale;
-}
-
 void Moments::add(double value) {
-  constexpr double kMaxDistance = 0x1p510;
   if (_count == 0) _origin = value;
-  const auto distance = [&] { return value * _scale - _origin * _scale; };
-  if (_scale == 1 && std::abs(distance()) > kMaxDistance) shrink();
   ++_count;
-  const double before = distance() - _mean;
-  _mean += before / static_cast<double>(_count);
-  _squares += before * (distance() - _mean);
+  const long double distance = static_cast<long double>(value) - _origin;
+  const long double before = distance - _mean;
+  _mean += before / static_cast<long double>(_count);
+  _squares += before * (distance - _mean);
 }
 
 void Moments::add(const Moments& other) {
@@ -82,21 +72,20 @@ void Moments::add(const Moments& other) {
     *this = other;
     return;
   }
-  Moments added = other;
-  if (_scale != added._scale) (_scale == 1 ? *this : added).shrink();
-  const auto count = static_cast<double>(_count);
-  const auto more = static_cast<double>(added._count);
-  const double distance = (added._origin * _scale - _origin * _scale) + (added._mean - _mean);
+  const auto count = static_cast<long double>(_count);
+  const auto more = static_cast<long double>(other._count);
+  const long double distance =
+      static_cast<long double>(other._origin) - _origin + other._mean - _mean;
   _mean += distance * more / (count + more);
-  _squares += added._squares + distance * distance * count * more / (count + more);
-  _count += added._count;
+  _squares += other._squares + distance * distance * count * more / (count + more);
+  _count += other._count;
 }
 
-double Moments::mean() const { return _origin + _mean / _scale; }
+double Moments::mean() const { return static_cast<double>(_origin + _mean); }
 
 std::optional<double> Moments::deviation() const {
   if (_count < 2) return {};
-  return ifFinite(std::sqrt(_squares / static_cast<double>(_count - 1)) / _scale);
+  return ifFinite(static_cast<double>(std::sqrt(_squares / static_cast<long double>(_count - 1))));
 }
 
 void Statistics::add(double value) {

@@ -48,14 +48,11 @@ class Moments {
   std::optional<double> deviation() const;
 
  private:
-  void shrink();
-
   uint64_t _count = 0;
   double _origin = 0;
-  double _mean = 0;     ///< Of the distances from the origin.
-  double _squares = 0;  ///< Sum of the squared distances from the mean.
-  /// What values are multiplied with first, so that the squares of the largest have room.
-  double _scale = 1;
+  // The squares of the largest numbers have room where a long double has a wider exponent.
+  long double _mean = 0;     ///< Of the distances from the origin.
+  long double _squares = 0;  ///< Sum of the squared distances from the mean.
 };
 
 /// How the limits compare with the spread of the values: `potential` is the distance of the limits

@@ -240,9 +240,7 @@ class Tables {
                    {"finalYield", "Final", Style::kNumber, share(yield.lastPassed, yield.units)},
                    {"units", "Units", Style::kNumber, yield.units},
                    {"firstUnits", yield.firstUnits}};
-    for (Cell& cell : cells) {
-      if (!_source.hasYields) cell.value = {};
-    }
+    if (!_source.hasYields) cells = blank(std::move(cells));
     cells.emplace_back("runs", "Runs", Style::kNumber, station.runs());
     for (size_t i = 0; i < kVerdicts; ++i) {
       const auto verdict = static_cast<Verdict>(i);
@@ -291,11 +289,7 @@ class Tables {
                     {verdict, run.hasPassedSince ? verdict + ", then passed" : ""}},
                    {"passedSince", run.hasPassedSince},
                    {"run", "Run", Style::kCode, run.run}};
-    Cells more = cellsOf(measured ? *measured : Measurement());
-    for (Cell& cell : more) {
-      if (!measured) cell.value = {};
-    }
-    append(cells, std::move(more), "measurement/");
+    append(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())), "measurement/");
     return cells;
   }
 
