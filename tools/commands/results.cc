@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <filesystem>
@@ -17,7 +18,6 @@
 #include "tools/output_files.h"
 #include "tools/results/cells.h"
 #include "tools/results/junit_writer.h"
-#include "tools/results/run_filter.h"
 #include "tools/results/run_reader.h"
 #include "tools/results/summary_tables.h"
 
@@ -33,6 +33,30 @@ struct ResultsOptions {
   std::optional<TableKind> table;
   std::string junit, html;
   bool csv = false, json = false;
+};
+
+/// Which runs count. A list that is empty takes all.
+struct RunFilter {
+  std::vector<std::string> stations;
+  std::vector<std::string> units;
+  std::vector<Verdict> verdicts;
+  std::optional<int64_t> since;  ///< The earliest time at which a run begins.
+  std::optional<int64_t> until;  ///< The time before which it begins.
+
+  /// Returns whether the run is one of those among which a unit's first and last are looked for.
+  bool concerns(const Run& run, const Names& names) const {
+    return isAmong(stations, names.text(run.station)) && isAmong(units, run.unit);
+  }
+  bool takes(const Run& run, const Names& names) const {
+    return concerns(run, names) && isAmong(verdicts, run.verdict) &&
+           (!since || run.time >= *since) && (!until || run.time < *until);
+  }
+
+ private:
+  template <typename T>
+  static bool isAmong(const std::vector<T>& list, const T& value) {
+    return list.empty() || std::ranges::find(list, value) != list.end();
+  }
 };
 
 /// Reports what cannot be read, on standard error, and counts it.

@@ -4,7 +4,6 @@
 #include <random>
 
 #include "testing/tool_run.h"
-#include "tools/results/run_filter.h"
 #include "tools/results/statistics.h"
 
 namespace corvane::tools {

@@ -3,7 +3,6 @@
 #include <simdjson.h>
 
 #include <algorithm>
-#include <bit>
 #include <functional>
 #include <utility>
 
@@ -17,13 +16,6 @@ namespace field = station::line_field;
 namespace type = station::line_type;
 
 static_assert(LineSource::kPadding >= simdjson::SIMDJSON_PADDING);
-
-/// Mixes the bits of a number, one to one.
-uint64_t mixed(uint64_t bits) {
-  bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9;
-  bits = (bits ^ bits >> 27) * 0x94D049BB133111EB;
-  return bits ^ bits >> 31;
-}
 
 /// Returns 61 bits that tell the id from others; the lowest three are 0.
 uint64_t keyOf(std::string_view id) { return std::hash<std::string_view>()(id) & ~uint64_t{7}; }
@@ -70,6 +62,7 @@ struct RunReader::LineFields {
   Verdict verdict = Verdict::kUnfinished;  ///< Of a phase or an end.
   double seconds = 0;
   uint64_t schema = 0, count = 0, attempt = 0;
+  uint64_t hash = 0;  ///< Of the line's text.
   bool isInside = false;
 };
 
@@ -80,6 +73,7 @@ class RunReader::Parser : public LineFields {
     if (given.isCut) return "is longer than 1 MiB";
     const std::string_view line = given.text;
     static_cast<LineFields&>(*this) = {};
+    hash = std::hash<std::string_view>()(line);
     if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
     json::document document;
     const auto syntaxError =
@@ -104,15 +98,6 @@ class RunReader::Parser : public LineFields {
       verdict = *known;
     }
     return {};
-  }
-
-  /// Returns a hash of all that makes the line differ from the others of its run.
-  uint64_t hash() const {
-    uint64_t bits = std::hash<std::string_view>()(time) + attempt;
-    for (const std::string_view part : {type, phase, name, text}) {
-      bits = mixed(bits + std::hash<std::string_view>()(part));
-    }
-    return value ? mixed(bits + std::bit_cast<uint64_t>(*value)) : bits;
   }
 
  private:
@@ -271,10 +256,9 @@ std::string RunReader::takeLine(const Parser& line) {
 }
 
 bool RunReader::isRepeated(OpenRun& run, const Parser& line) {
-  const uint64_t hash = line.hash();
   const auto earlier = run.lines.begin() + static_cast<std::ptrdiff_t>(run.earlier);
-  if (std::binary_search(run.lines.begin(), earlier, hash)) return true;
-  run.lines.push_back(hash);
+  if (std::binary_search(run.lines.begin(), earlier, line.hash)) return true;
+  run.lines.push_back(line.hash);
   return false;
 }
 

@@ -36,25 +36,18 @@ Duration durationOf(const std::deque<float>& seconds) {
   return {values.size(), percentile(values, 50), percentile(values, 95)};
 }
 
-/// Sorts by descending numbers of runs.
-void sortByRuns(std::vector<Failure>::iterator begin, std::vector<Failure>::iterator end) {
-  std::stable_sort(begin, end, [](const Failure& a, const Failure& b) { return a.runs > b.runs; });
-}
-
 }  // namespace
 
-int64_t WallClock::secondsAt(int64_t milliseconds) {
-  const int64_t seconds = floorOf(milliseconds, 1000);
-  if (const int64_t quarter = floorOf(seconds, 900); quarter != _quarter) {
-    const auto time = static_cast<time_t>(seconds);
+int64_t WallClock::hourAt(int64_t milliseconds) {
+  const int64_t quarter = floorOf(milliseconds, 900'000);
+  if (quarter != _quarter) {
+    const auto time = static_cast<time_t>(quarter * 900);
     struct tm fields {};
     _offset = ::localtime_r(&time, &fields) ? fields.tm_gmtoff : 0;
     _quarter = quarter;
   }
-  return seconds + _offset;
+  return floorOf(quarter * 900 + _offset, 3600);
 }
-
-int64_t WallClock::hourAt(int64_t milliseconds) { return floorOf(secondsAt(milliseconds), 3600); }
 
 std::string wallTimeText(int64_t hour) {
   const auto time = static_cast<time_t>(hour * 3600);
@@ -65,12 +58,8 @@ std::string wallTimeText(int64_t hour) {
 }
 
 size_t StationSummary::KeyHash::operator()(const Key& key) const {
-  uint64_t bits = 0;
-  for (const uint64_t part : key) {
-    bits = (bits ^ part) * 0x9E3779B97F4A7C15;
-    bits ^= bits >> 29;
-  }
-  return bits;
+  const std::string_view bytes(reinterpret_cast<const char*>(key.data()), sizeof key);
+  return std::hash<std::string_view>()(bytes);
 }
 
 uint64_t StationSummary::runs() const {
@@ -114,34 +103,30 @@ void StationSummary::addPhases(const Run& run, uint64_t number) {
 }
 
 MeasurementSummary& StationSummary::summaryOf(const Measurement& measurement) {
-  constexpr uint64_t kNoLimit = UINT64_MAX;  // The bits of no number that JSON can hold.
+  // The bits of no number that JSON can hold.
+  constexpr uint64_t kNoLimit = UINT64_MAX, kVariousLimits = UINT64_MAX - 1;
   const auto bits = [](std::optional<double> limit) {
     return limit ? std::bit_cast<uint64_t>(*limit) : kNoLimit;
   };
   Key key = {uint64_t{measurement.phase} << 32 | measurement.name,
              uint64_t{measurement.unitOfMeasure} << 1 | measurement.isCheck,
              bits(measurement.lower), bits(measurement.upper)};
-  if (const auto known = _measurementAt.find(key); known != _measurementAt.end()) {
-    return _measurements[known->second];
+  auto known = _measurementAt.find(key);
+  if (known == _measurementAt.end() && _limits[{key[0], key[1], 0, 0}]++ >= Summary::kMaxLimits) {
+    key[2] = key[3] = kVariousLimits;
+    known = _measurementAt.find(key);
   }
-  auto& [count, various] = _limits[{key[0], key[1], 0, 0}];
-  if (various) return _measurements[*various];
-  const bool isTooMany = count++ >= Summary::kMaxLimits;
-  if (isTooMany) {
-    various = _measurements.size();
-  } else {
-    _measurementAt.emplace(key, _measurements.size());
-  }
+  if (known != _measurementAt.end()) return _measurements[known->second];
+  _measurementAt.emplace(key, _measurements.size());
   MeasurementSummary& summary = _measurements.emplace_back();
   summary.phase = measurement.phase;
   summary.name = measurement.name;
   summary.unitOfMeasure = measurement.unitOfMeasure;
   summary.isCheck = measurement.isCheck;
-  summary.hasVariousLimits = isTooMany;
-  if (!isTooMany) {
-    summary.lower = measurement.lower;
-    summary.upper = measurement.upper;
-  }
+  summary.hasVariousLimits = key[2] == kVariousLimits;
+  if (summary.hasVariousLimits) return summary;
+  summary.lower = measurement.lower;
+  summary.upper = measurement.upper;
   return summary;
 }
 
@@ -182,7 +167,6 @@ std::vector<Failure> StationSummary::failures() const {
   for (const PhaseSummary& phase : _phases) {
     if (phase.failedRuns > 0) failures.push_back({phase.name, {}, phase.failedRuns, testedRuns()});
   }
-  const auto phases = static_cast<std::ptrdiff_t>(failures.size());
   const std::vector<const MeasurementSummary*> measurements = failingFirst();
   for (const auto& [name, outside] : _runsOutside) {
     const auto same = std::ranges::find_if(measurements, [&](const MeasurementSummary* each) {
@@ -190,8 +174,9 @@ std::vector<Failure> StationSummary::failures() const {
     });
     failures.push_back({name.first, name.second, outside.runs, testedRuns(), *same});
   }
-  sortByRuns(failures.begin(), failures.begin() + phases);
-  sortByRuns(failures.begin() + phases, failures.end());
+  std::ranges::stable_sort(failures, {}, [](const Failure& failure) {
+    return std::pair(failure.measurement.has_value(), UINT64_MAX - failure.runs);
+  });
   return failures;
 }
 

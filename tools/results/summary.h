@@ -21,10 +21,9 @@ namespace corvane::tools {
 inline constexpr std::array<std::string_view, 7> kGroupFields = {
     "host", "fixture", "operator", "program", "model", "build", "day"};
 
-/// Local time: seconds since 1970-01-01 00:00 as the clock on the wall counts them.
+/// Local time: hours since 1970-01-01 00:00 as the clock on the wall counts them.
 class WallClock {
  public:
-  int64_t secondsAt(int64_t milliseconds);
   int64_t hourAt(int64_t milliseconds);
 
  private:
@@ -195,8 +194,8 @@ class StationSummary {
   std::unordered_map<uint32_t, size_t> _phaseAt;
   std::deque<MeasurementSummary> _measurements;
   std::unordered_map<Key, size_t, KeyHash> _measurementAt;
-  /// How many limits a measurement has, and the summary of those that are too many.
-  std::unordered_map<Key, std::pair<size_t, std::optional<size_t>>, KeyHash> _limits;
+  /// How many limits came for a measurement.
+  std::unordered_map<Key, size_t, KeyHash> _limits;
   std::map<std::pair<uint32_t, uint32_t>, RunsOutside> _runsOutside;
 };
 
