@@ -22,6 +22,15 @@ bool isControl(uint32_t codePoint) {
          (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
+bool isPlainText(std::span<const uint8_t> bytes) {
+  if (!utf8::is_valid(bytes.begin(), bytes.end())) return false;
+  for (auto at = bytes.begin(); at != bytes.end();) {
+    const uint32_t codePoint = utf8::unchecked::next(at);
+    if (isControl(codePoint) && codePoint != '\t' && codePoint != '\n') return false;
+  }
+  return true;
+}
+
 std::string printable(std::string_view text) {
   std::string shown;
   shown.reserve(text.size());

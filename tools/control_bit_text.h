@@ -3,12 +3,12 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
-#include <string>
 #include <vector>
 
+#include "tools/terminal/table.h"
 #include "unit/byte_text.h"
 
-/// How the tool shows a control-bit byte; `unit/byte_text.h` says what it means.
+/// How the tool shows control-bit bytes; `unit/byte_text.h` says what they mean.
 namespace corvane::tools {
 
 /// Marks of bytes for which no test status is shown.
@@ -19,9 +19,14 @@ inline constexpr char kUnwrittenMark = '.';
 /// the marks above; for the log collection's byte C complete, I incomplete or "?".
 char markOf(size_t offset, uint8_t byte);
 
-/// The columns of a table of control-bit bytes: offset, byte, status, fail count and use.
-std::vector<std::string> controlBitRow(size_t offset, uint8_t byte);
-nlohmann::ordered_json controlBitAsJson(size_t offset, uint8_t byte);
+struct ControlBit {
+  size_t offset;
+  uint8_t byte;
+};
+
+Table controlBitTable(const std::vector<ControlBit>& bytes);
+nlohmann::ordered_json controlBitAsJson(const ControlBit& bit);
+nlohmann::ordered_json controlBitsAsJson(const std::vector<ControlBit>& bytes);
 
 }  // namespace corvane::tools
 

@@ -153,9 +153,6 @@ Records recordsIn(std::span<const uint8_t> contents) { return listOf(chainIn(con
 Records readRecords() { return recordsIn(readSlots()); }
 
 std::string textForRecord(std::string_view text) {
-  constexpr auto isControl = [](uint32_t character) {
-    return character < 0x20 || (character >= 0x7F && character < 0xA0);
-  };
   std::string valid;
   utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), '?');
 

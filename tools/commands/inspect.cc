@@ -4,23 +4,20 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "controlbits/control_bit_byte.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
-#include "tools/control_bit_text.h"
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
-#include "tools/inspect/area_view.h"
+#include "tools/inspect/area_map.h"
 #include "tools/inspect/dump_inspector.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
-#include "tools/terminal/table.h"
 
 namespace corvane::tools {
 namespace {
 
 /// Far above the size of any data set, in bytes.
-constexpr size_t kLimit = size_t{1} << 20;
+constexpr size_t kMaxSize = size_t{1} << 20;
 
 struct InspectOptions {
   std::string file;
@@ -41,36 +38,21 @@ std::string kindName(DumpKind kind) {
   return "unknown";
 }
 
-nlohmann::ordered_json diagnosticDataAsJson(const DiagnosticReport& report) {
-  nlohmann::ordered_json controlBits = nlohmann::ordered_json::array();
-  for (const auto& [offset, byte] : report.controlBits) {
-    controlBits.push_back(controlBitAsJson(offset, byte));
-  }
-  nlohmann::ordered_json records = nlohmann::ordered_json::array();
-  for (const RecordLine& record : report.records) {
-    records.push_back(recordAsJson(record));
-  }
-  return {{"controlBits", controlBits}, {"timeBits", report.timeBits}, {"records", records}};
-}
-
-nlohmann::ordered_json dumpAsJson(const InspectOptions& options, const FileBytes& file,
-                                  const Dump& dump) {
+void printJsonOf(const InspectOptions& options, const FileBytes& file, const Dump& dump) {
   nlohmann::ordered_json json = {{"file", options.file},
                                  {"size", file.bytes.size()},
                                  {"isWhole", file.isWhole},
                                  {"kind", kindName(dump.kind)},
                                  {"reason", dump.reason}};
-  if (dump.area) json.update(areaAsJson(*dump.area, std::span(file.bytes).first(dump.areaSize)));
+  if (dump.area) json.update(areaAsJson(*dump.area));
   if (dump.diagnosticData) json.update(diagnosticDataAsJson(*dump.diagnosticData));
   json["findings"] = findingsAsJson(dump.findings);
-  return json;
+  printJson(json);
 }
 
-void printArea(const Dump& dump, std::span<const uint8_t> area, bool withMap) {
-  const AreaReport& report = *dump.area;
-  std::cout << "\n";
-  for (const HeaderCheckResult& check : report.checks) {
-    std::cout << (check.holds ? "  yes  " : "  NO   ") << check.condition << "\n";
+void printArea(const AreaReport& report, bool withMap) {
+  for (const auto& [condition, holds] : report.checks) {
+    std::cout << (holds ? "  yes  " : "  NO   ") << condition << "\n";
   }
   const auto found = std::ranges::count_if(report.entries, &AreaEntry::isFound);
   std::cout << "\nA unit "
@@ -78,54 +60,48 @@ void printArea(const Dump& dump, std::span<const uint8_t> area, bool withMap) {
                                            std::to_string(report.entries.size()) + " entries"
                                      : "treats it as an empty store, which its next change writes")
             << ".\n\n";
-  if (!report.entries.empty()) printEntries(std::cout, report, area);
+  if (!report.entries.empty()) entryTable(report).print(std::cout);
   if (withMap) {
     std::cout << "\n";
-    printMap(std::cout, report, area, isColouredOutput());
+    printMap(std::cout, report, isColouredOutput());
   }
 }
 
 void printDiagnosticData(const DiagnosticReport& report) {
-  std::cout << "\n";
-  Table bytes(
-      {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
-  for (const auto& [offset, byte] : report.controlBits) {
-    bytes.addRow(controlBitRow(offset, byte));
-  }
   if (report.controlBits.empty()) {
     std::cout << "No control-bit byte was written.\n";
   } else {
-    bytes.print(std::cout);
+    controlBitTable(report.controlBits).print(std::cout);
   }
-
   std::cout << "\n"
             << report.records.size() << " diagnostic "
             << (report.records.size() == 1 ? "record" : "records") << " (times of "
             << report.timeBits << " bits)\n";
-  if (!report.records.empty()) printRecords(std::cout, report.records);
+  if (!report.records.empty()) recordTable(report.records).print(std::cout);
 }
 
 ExitStatus inspect(const InspectOptions& options) {
-  const FileBytes file = readFile(options.file, kLimit);
+  const FileBytes file = readFile(options.file, kMaxSize);
   const Dump dump = inspectDump(file.bytes, options.hints);
   const bool isGood = dump.kind != DumpKind::kUnknown && dump.findings.empty();
+  const ExitStatus status = isGood ? kDone : kFailed;
   if (options.json) {
-    printJson(dumpAsJson(options, file, dump));
-    return isGood ? kDone : kFailed;
+    printJsonOf(options, file, dump);
+    return status;
   }
-
   std::cout << printable(options.file) << ": " << kindName(dump.kind) << ", "
             << (file.isWhole ? "" : "over ") << file.bytes.size() << " bytes: " << dump.reason
             << "\n";
-  if (dump.area) printArea(dump, std::span(file.bytes).first(dump.areaSize), options.map);
+  if (dump.kind != DumpKind::kUnknown) std::cout << "\n";
+  if (dump.area) printArea(*dump.area, options.map);
   if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
   if (!dump.findings.empty()) {
     std::cout << "\n";
-    printFindings(std::cout, dump.findings);
+    findingTable(dump.findings).print(std::cout);
   } else if (isGood) {
     std::cout << "\nNo damage was found.\n";
   }
-  return isGood ? kDone : kFailed;
+  return status;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "platform/text.h"
 #include "tools/command_line.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
@@ -12,23 +11,14 @@
 namespace corvane::tools {
 namespace {
 
-RecordLine lineOf(const unit::Record& record) {
-  return {record.offset,  record.time,   record.station,
-          record.version, record.result, utf8Bytes(textFromBytes(record.message).get()),
-          record.message};
-}
-
 ExitStatus listRecords(bool json) {
   requireDataToLook();
-  std::vector<RecordLine> lines;
-  for (const unit::Record& record : unit::readRecords().records) lines.push_back(lineOf(record));
-  if (!json) {
-    printRecords(std::cout, lines);
-    return kDone;
+  const std::vector<unit::Record> records = unit::readRecords().records;
+  if (json) {
+    printJson({{"records", recordsAsJson(records)}});
+  } else {
+    recordTable(records).print(std::cout);
   }
-  nlohmann::ordered_json array = nlohmann::ordered_json::array();
-  for (const RecordLine& line : lines) array.push_back(recordAsJson(line));
-  printJson({{"records", array}});
   return kDone;
 }
 
@@ -46,13 +36,13 @@ ExitStatus add(const AddOptions& options) {
                                    " bytes of UTF-8 without control characters");
   }
   unit::openDataArea();
-  const RecordLine line = lineOf(changeUnit([&](unit::Lock& lock) {
+  const unit::Record record = changeUnit([&](unit::Lock& lock) {
     return unit::appendRecord(lock, options.station, options.result, options.message);
-  }));
+  });
   if (options.json) {
-    printJson(recordAsJson(line));
+    printJson(recordAsJson(record));
   } else {
-    printRecords(std::cout, {line});
+    recordTable({record}).print(std::cout);
   }
   return kDone;
 }

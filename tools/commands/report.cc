@@ -24,14 +24,12 @@ ExitStatus report(const ReportOptions& options) {
   requireDistinctOutputs({{"-o", options.out}}, inputs);
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
-    subjects.emplace_back(source, readOneOfImages(source, options.kind));
+    subjects.emplace_back(source, readImage(source, options.kind));
   }
-  std::string chart;
-  if (!options.recording.empty()) {
-    chart = plotSvg(openFile(options.recording).get(), options.recording);
-  }
-  const std::string page = reportPage(subjects, chart);
-  writeFile(options.out, page);
+  const std::string chart = options.recording.empty()
+                                ? ""
+                                : plotSvg(openFile(options.recording).get(), options.recording);
+  writeFile(options.out, reportPage(subjects, chart));
   return kDone;
 }
 
@@ -47,8 +45,9 @@ void addReport(CLI::App& app) {
                "Lines of \"corvane ps --watch --json\" to show as a chart");
   addDumpKindOption(command, options->kind);
   command.footer(
-      "The page loads nothing and can be read without scripts; it follows the reader's light or\n"
-      "dark scheme, and prints.\n"
+      "The page loads nothing and has no scripts; it follows the reader's light or dark scheme, "
+      "and\n"
+      "prints.\n"
       "Example:\n  corvane report \"$(corvane device path)\" -o unit.html");
   command.action([=] { return report(*options); });
 }

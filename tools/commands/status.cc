@@ -6,10 +6,9 @@
 #include "platform/number.h"
 #include "tools/command_line.h"
 #include "tools/control_bit_text.h"
-#include "tools/inspect/area_view.h"
+#include "tools/inspect/area_map.h"
 #include "tools/json_output.h"
 #include "tools/terminal/status_grid.h"
-#include "tools/terminal/table.h"
 #include "tools/unit_access.h"
 #include "unit/status_byte.h"
 
@@ -43,26 +42,21 @@ ExitStatus show(const ShowOptions& options) {
     printStatusGrid(std::cout, std::span(bytes).first(to + 1), isColouredOutput());
     return kDone;
   }
-  nlohmann::ordered_json json = nlohmann::ordered_json::array();
-  Table table(
-      {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
+  std::vector<ControlBit> shown;
   for (uint32_t offset = from; offset <= to; ++offset) {
-    const uint8_t byte = bytes[offset];
-    if (options.written && byte == 0xFF) continue;
-    json.push_back(controlBitAsJson(offset, byte));
-    table.addRow(controlBitRow(offset, byte));
+    if (!options.written || bytes[offset] != 0xFF) shown.push_back({offset, bytes[offset]});
   }
   if (options.json) {
-    printJson({{"bytes", json}});
+    printJson({{"bytes", controlBitsAsJson(shown)}});
   } else {
-    table.print(std::cout);
+    controlBitTable(shown).print(std::cout);
   }
   return kDone;
 }
 
 ExitStatus printByte(uint32_t offset, uint8_t byte, bool json) {
   if (json) {
-    printJson(controlBitAsJson(offset, byte));
+    printJson(controlBitAsJson({offset, byte}));
   } else {
     std::cout << "offset " << offset << ": " << hexNumber(byte, 2) << ", "
               << unit::byteText(offset, byte) << "\n";

@@ -7,10 +7,11 @@
 #include <optional>
 
 #include "platform/number.h"
+#include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
+#include "tools/inspect/area_map.h"
 #include "tools/inspect/area_report.h"
-#include "tools/inspect/area_view.h"
 #include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
@@ -56,9 +57,9 @@ ExitStatus listKeys(bool json) {
   const AreaReport report = reportOnArea(area);
   requireStore(report, area);
   if (json) {
-    printJson({{"entries", entriesAsJson(report, area)}});
+    printJson({{"entries", entriesAsJson(report)}});
   } else {
-    printEntries(std::cout, report, area);
+    entryTable(report).print(std::cout);
   }
   if (report.isHeaderSound && !report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
@@ -90,8 +91,8 @@ ExitStatus get(const GetOptions& options) {
     return candidate.key == key && candidate.isFound;
   });
   if (entry == report.entries.end()) throw noSuchKey(key);
-  const std::span<const uint8_t> value = valueOf(*entry, area);
-  const std::span<const uint8_t> text = writtenValueOf(*entry, area);
+  const std::span<const uint8_t> value = entry->value;
+  const std::span<const uint8_t> text = entry->writtenValue();
   if (!options.file.empty()) {
     writeFile(options.file, value);
   } else if (options.json) {
@@ -169,14 +170,14 @@ ExitStatus map(bool json) {
   const Bytes area = readAreaToLook();
   const AreaReport report = reportOnArea(area);
   if (json) {
-    printJson(areaAsJson(report, area));
+    printJson(areaAsJson(report));
     return kDone;
   }
-  printMap(std::cout, report, area, isColouredOutput());
+  printMap(std::cout, report, isColouredOutput());
   if (!report.isHeaderSound) std::cout << "A unit takes the area for an empty store.\n";
   if (!report.findings.empty()) {
     std::cout << "\n";
-    printFindings(std::cout, report.findings);
+    findingTable(report.findings).print(std::cout);
   }
   return kDone;
 }

@@ -122,13 +122,13 @@ void addDiff(Command group) {
       "Exit status: 0 the same, 1 different.\n"
       "Example:\n  corvane unit diff before.json \"$(corvane device path)\"");
   command.action([=] {
-    const std::vector<Difference> differences = diffImages(
-        readOneOfImages(options->a, options->kind), readOneOfImages(options->b, options->kind));
+    const nlohmann::ordered_json differences =
+        differencesOf(readImage(options->a, options->kind), readImage(options->b, options->kind));
     if (options->json) {
-      nlohmann::ordered_json document = {
-          {"a", options->a}, {"b", options->b}, {"same", differences.empty()}};
-      document["differences"] = differencesAsJson(differences);
-      printJson(document);
+      printJson({{"a", options->a},
+                 {"b", options->b},
+                 {"same", differences.empty()},
+                 {"differences", differences}});
     } else {
       printDifferences(std::cout, differences);
     }

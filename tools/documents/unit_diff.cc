@@ -1,295 +1,253 @@
 #include "tools/documents/unit_diff.h"
 
 #include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
 
-#include "controlbits/control_bit_byte.h"
-#include "platform/or_null.h"
+#include "controlbits/diagnostic_record.h"
+#include "platform/number.h"
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
-#include "tools/control_bit_text.h"
 #include "tools/documents/unit_document.h"
-#include "tools/inspect/area_report.h"
 #include "tools/inspect/value_text.h"
+#include "tools/terminal/text_columns.h"
+#include "unit/byte_text.h"
 
 namespace corvane::tools {
 namespace {
 
+using Json = nlohmann::ordered_json;
 using Span = std::span<const uint8_t>;
 
-/// The bytes of two contents whose difference has been reported, by offset.
-class Explained {
- public:
-  void add(size_t offset, size_t length) {
-    if (offset + length > _bytes.size()) _bytes.resize(offset + length);
-    std::fill_n(_bytes.begin() + static_cast<std::ptrdiff_t>(offset), length, true);
-  }
-  bool covers(size_t offset) const { return offset < _bytes.size() && _bytes[offset]; }
+/// A run of a file's bytes: where it begins and how many they are.
+using Run = std::pair<size_t, size_t>;
 
- private:
-  std::vector<bool> _bytes;
+/// Something that a file says.
+struct Item {
+  std::string part, place;
+  /// The value in words. Two items of the same text say the same.
+  std::string text;
+  /// The bytes that say it.
+  std::vector<Run> bytes = {};
+  /// The bytes that it takes besides, which change when it is added or removed.
+  std::vector<Run> room = {};
 };
 
-class Differ {
- public:
-  void found(std::string part, std::string place, std::string a, std::string b) {
-    _differences.push_back({std::move(part), std::move(place), std::move(a), std::move(b)});
+using Items = std::vector<Item>;
+
+Items statusItems(Span contents) {
+  Items items;
+  for (size_t at = 0; at < std::min<size_t>(contents.size(), kFirstRecordOffset); ++at) {
+    const std::string text =
+        unit::byteText(at, contents[at]) + " (" + hexNumber(contents[at], 2) + ")";
+    items.push_back({"status", std::to_string(at), text, {{at, 1}}});
   }
-
-  /// Reports two contents that are too long to be shown, from the first byte that differs.
-  void foundWithin(std::string part, std::string place, Span a, Span b);
-
-  void diffDiagnosticData(Span a, Span b);
-  void diffConfiguration(Span a, Span b);
-  void diffProperties(const std::string& part, const Bytes* a, const Bytes* b);
-  void diffFile(const std::string& path, const Bytes* a, const Bytes* b);
-
-  std::vector<Difference> take() {
-    std::ranges::move(_raw, std::back_inserter(_differences));
-    return std::move(_differences);
-  }
-
- private:
-  void diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, size_t slot,
-                  Explained& explained);
-  void diffRaw(const std::string& path, Span a, Span b, const Explained& explained);
-
-  std::vector<Difference> _differences, _raw;
-};
-
-std::string statusText(size_t offset, uint8_t byte) {
-  return unit::byteText(offset, byte) + " (" + hexNumber(byte, 2) + ")";
+  return items;
 }
 
-std::string recordText(const RecordLine& record) {
-  return localTimeText(record.time).value_or("(no time)") + ", station " +
-         std::to_string(record.station) + ", result " + std::to_string(record.result) +
-         (record.version == 0 ? "" : ", version " + std::to_string(record.version)) + ", \"" +
-         printable(record.bytes) + "\"";
-}
-
-std::string valueText(Span value) {
-  constexpr size_t kWidth = 48;
-  return isPlainText(value) ? "\"" + preview(value, kWidth) + "\"" : preview(value, kWidth);
-}
-
-void Differ::foundWithin(std::string part, std::string place, Span a, Span b) {
-  const auto at = static_cast<size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
-  place += ", from byte " + std::to_string(at) + " of " + std::to_string(a.size());
-  if (a.size() != b.size()) place += " and " + std::to_string(b.size());
-  const Span left = a.subspan(at), right = b.subspan(at);
-  const auto bytes = [](Span span) {
-    return span.empty() ? "(its end)" : hexText(span.first(std::min<size_t>(span.size(), 16)));
-  };
-  const bool areTold = valueText(left) != valueText(right) && !left.empty() && !right.empty();
-  found(std::move(part), std::move(place), areTold ? valueText(left) : bytes(left),
-        areTold ? valueText(right) : bytes(right));
-}
-
-void Differ::diffRecord(const DiagnosticReport& a, const DiagnosticReport& b, size_t slot,
-                        Explained& explained) {
-  const RecordLine* left = slot < a.records.size() ? &a.records[slot] : nullptr;
-  const RecordLine* right = slot < b.records.size() ? &b.records[slot] : nullptr;
-  const std::string before = left ? recordText(*left) : "";
-  const std::string after = right ? recordText(*right) : "";
-  if (before != after) found("record", std::to_string(slot + 1), before, after);
-  if (!left || !right) {
-    const auto& [offset, size] =
-        std::pair((left ? left : right)->offset, (left ? a : b).recordSize);
-    return explained.add(offset, size);
+Items diagnosticItems(Span contents) {
+  Items items = statusItems(contents);
+  const DiagnosticReport report = reportOnDiagnosticData(contents);
+  items.push_back({"record", "time bits", std::to_string(report.timeBits)});
+  const size_t messageAt = static_cast<size_t>(report.timeBits) / 8 + 2;
+  for (const unit::Record& record : report.records) {
+    const std::string version =
+        record.version == 0 ? "" : ", version " + std::to_string(record.version);
+    const std::string text = localTimeText(record.time).value_or("(no time)") + ", station " +
+                             std::to_string(record.station) + ", result " +
+                             std::to_string(record.result) + version + ", \"" +
+                             printable(record.message) + "\"";
+    const size_t length = std::min(messageAt + record.message.size() + 1, report.recordSize);
+    items.push_back({"record",
+                     std::to_string(record.slot + 1),
+                     text,
+                     {{record.offset, length}},
+                     {{record.offset, report.recordSize}}});
   }
-  // A difference that the texts do not show is left to the raw bytes, as is what the message field
-  // has after its zero byte.
-  if (a.recordSize != b.recordSize || before == after) return;
-  const size_t messageAt = static_cast<size_t>(a.timeBits) / 8 + 2;
-  explained.add(left->offset, messageAt);
-  explained.add(
-      left->offset + messageAt,
-      std::min(std::max(left->bytes.size(), right->bytes.size()) + 1, a.recordSize - messageAt));
+  return items;
 }
 
-void Differ::diffDiagnosticData(Span a, Span b) {
-  Explained explained;
-  const size_t count = std::min<size_t>({a.size(), b.size(), kFirstRecordOffset});
-  for (size_t offset = 0; offset < count; ++offset) {
-    if (a[offset] != b[offset]) {
-      found("status", std::to_string(offset), statusText(offset, a[offset]),
-            statusText(offset, b[offset]));
-    }
-  }
-  explained.add(0, count);
-  const DiagnosticReport left = reportOnDiagnosticData(a), right = reportOnDiagnosticData(b);
-  if (left.timeBits != right.timeBits) {
-    found("record", "time bits", std::to_string(left.timeBits), std::to_string(right.timeBits));
-  }
-  for (size_t slot = 0; slot < std::max(left.records.size(), right.records.size()); ++slot) {
-    diffRecord(left, right, slot, explained);
-  }
-  diffRaw(kDiagnosticDataFile, a, b, explained);
-}
-
-/// Returns the entries that a unit finds, by key.
-std::map<uint32_t, const AreaEntry*> foundEntries(const AreaReport& report) {
-  std::map<uint32_t, const AreaEntry*> entries;
+/// Returns what a unit finds in the area.
+Items configurationItems(Span contents) {
+  const AreaReport report = reportOnArea(contents);
+  Items items;
   for (const AreaEntry& entry : report.entries) {
-    if (entry.isFound) entries[entry.key] = &entry;
+    if (!entry.isFound) continue;
+    const Span value = entry.writtenValue();
+    items.push_back({"key",
+                     keyName(entry.key),
+                     isPlainText(value) ? "\"" + std::string(value.begin(), value.end()) + "\""
+                                        : "0x" + hexText(value),
+                     {{entry.offset, area::kEntrySize},
+                      {entry.valueOffset, area::roundUp(entry.valueLength)}}});
   }
-  return entries;
+  items.push_back({"key", "area", report.isHeaderSound ? "a store" : "no store (header damaged)"});
+  return items;
 }
 
-void Differ::diffConfiguration(Span a, Span b) {
-  const AreaReport left = reportOnArea(a), right = reportOnArea(b);
-  const auto leftEntries = foundEntries(left), rightEntries = foundEntries(right);
-  std::set<uint32_t> keys;
-  for (const auto& [key, entry] : leftEntries) keys.insert(key);
-  for (const auto& [key, entry] : rightEntries) keys.insert(key);
-
-  Explained explained;
-  size_t moved = 0;
-  for (const uint32_t key : keys) {
-    const auto l = leftEntries.find(key), r = rightEntries.find(key);
-    const AreaEntry* before = l == leftEntries.end() ? nullptr : l->second;
-    const AreaEntry* after = r == rightEntries.end() ? nullptr : r->second;
-    const std::string beforeText = before ? valueText(writtenValueOf(*before, a)) : "";
-    const std::string afterText = after ? valueText(writtenValueOf(*after, b)) : "";
-    const bool isSame =
-        before && after && std::ranges::equal(valueOf(*before, a), valueOf(*after, b));
-    if (!isSame && beforeText != afterText) {
-      found("key", keyName(key), beforeText, afterText);
-    } else if (!isSame) {
-      foundWithin("key", keyName(key), valueOf(*before, a), valueOf(*after, b));
-    }
-    const bool isMoved =
-        isSame && (before->offset != after->offset || before->valueOffset != after->valueOffset);
-    moved += isMoved;
-    if (isSame && !isMoved) continue;
-    for (const AreaEntry* entry : {before, after}) {
-      if (!entry) continue;
-      explained.add(entry->offset, area::kEntrySize);
-      explained.add(entry->valueOffset, area::roundUp(entry->valueLength));
-    }
+Items propertyItems(const std::string& part, Span contents) {
+  const Json properties = propertiesAsJson(contents);
+  if (!properties.is_structured() || properties.empty()) return {};
+  Items items;
+  const Json flat = properties.flatten();
+  for (const auto& [place, value] : flat.items()) {
+    items.push_back(
+        {part, place.substr(1), value.dump(-1, ' ', false, Json::error_handler_t::replace)});
   }
-  if (left.isHeaderSound != right.isHeaderSound) {
-    const auto text = [](bool isSound) {
-      return isSound ? "a store" : "no store (header damaged)";
-    };
-    found("key", "area", text(left.isHeaderSound), text(right.isHeaderSound));
-  }
-  if (moved > 0) {
-    found("key", "places", "", std::to_string(moved) + " unchanged keys in other places");
-  }
-  if (left.isHeaderSound && right.isHeaderSound && left.entries.size() != right.entries.size()) {
-    explained.add(offsetof(area::Header, table_end), sizeof(uint32_t));
-    explained.add(offsetof(area::Header, count), sizeof(uint32_t));
-  }
-  diffRaw(kConfigurationFile, a, b, explained);
+  return items;
 }
 
-/// Reports runs of bytes that differ and are not explained.
-void Differ::diffRaw(const std::string& path, Span a, Span b, const Explained& explained) {
-  constexpr size_t kShown = 16;
-  const auto differs = [&](size_t at) { return a[at] != b[at] && !explained.covers(at); };
+Items itemsOf(const std::string& path, Span contents) {
+  if (path == kDiagnosticDataFile) return diagnosticItems(contents);
+  if (path == kConfigurationFile) return configurationItems(contents);
+  if (path == kDeviceFile) return propertyItems("device", contents);
+  if (path == kNvramFile) return propertyItems("nvram", contents);
+  if (path.ends_with(".plist")) return propertyItems("file " + path, contents);
+  if (path == kTestLogFile) {
+    return {{"file", path, printable(std::string(contents.begin(), contents.end()))}};
+  }
+  return {};
+}
+
+using ItemPair = std::pair<const Item*, const Item*>;
+
+/// Pairs what both say of the same place; null stands for what one of them does not say.
+std::vector<ItemPair> pairsOf(const Items& a, const Items& b) {
+  std::map<std::pair<std::string, std::string>, const Item*> unpaired;
+  for (const Item& item : b) unpaired[{item.part, item.place}] = &item;
+  std::vector<ItemPair> pairs;
+  for (const Item& item : a) {
+    const auto other = unpaired.extract({item.part, item.place});
+    pairs.emplace_back(&item, other ? other.mapped() : nullptr);
+  }
+  for (const Item& item : b) {
+    if (unpaired.contains({item.part, item.place})) pairs.emplace_back(nullptr, &item);
+  }
+  return pairs;
+}
+
+/// Returns one difference. Of texts that are too long to be shown, the part is shown that begins
+/// shortly before they differ.
+Json difference(const std::string& part, const std::string& place, const std::string& a,
+                const std::string& b) {
+  constexpr size_t kMaxShown = 100, kContext = 16;
+  size_t begin = 0;
+  if (!a.empty() && !b.empty() && std::max(a.size(), b.size()) > kMaxShown) {
+    const auto same = static_cast<size_t>(std::ranges::mismatch(a, b).in1 - a.begin());
+    begin = std::max(same, kContext) - kContext;
+    while (begin > 0 && (a[begin] & 0xC0) == 0x80) --begin;  // Not inside a character.
+  }
+  const auto shown = [&](const std::string& text) {
+    return text.empty() ? Json()
+                        : Json((begin > 0 ? "..." : "") + shortened(text.substr(begin), kMaxShown));
+  };
+  return {{"part", part}, {"place", place}, {"a", shown(a)}, {"b", shown(b)}};
+}
+
+/// Adds the runs of bytes that differ.
+void addRaw(Json& raw, const std::string& path, Span a, Span b) {
+  constexpr size_t kMaxShown = 16;
   const size_t size = std::min(a.size(), b.size());
   for (size_t at = 0; at < size; ++at) {
-    if (!differs(at)) continue;
+    if (a[at] == b[at]) continue;
     const size_t begin = at;
-    while (at < size && differs(at)) ++at;
-    const auto text = [&](Span bytes) {
-      const size_t length = std::min(at - begin, kShown);
-      return hexText(bytes.subspan(begin, length)) + (length < at - begin ? "..." : "");
-    };
-    _raw.push_back({"raw",
-                    path + ", " + std::to_string(at - begin) + " bytes at " + std::to_string(begin),
-                    text(a), text(b)});
+    while (at < size && a[at] != b[at]) ++at;
+    const size_t length = at - begin, shown = std::min(length, kMaxShown);
+    const std::string more = length > shown ? "..." : "";
+    raw.push_back(difference(
+        "raw", path + ", " + std::to_string(length) + " bytes at " + std::to_string(begin),
+        hexText(a.subspan(begin, shown)) + more, hexText(b.subspan(begin, shown)) + more));
   }
-  if (a.size() != b.size()) {
-    _raw.push_back({"raw", path + ", size", std::to_string(a.size()), std::to_string(b.size())});
-  }
+  if (a.size() == b.size()) return;
+  raw.push_back(
+      difference("raw", path + ", size", std::to_string(a.size()), std::to_string(b.size())));
 }
 
-void Differ::diffProperties(const std::string& part, const Bytes* a, const Bytes* b) {
-  const auto flatten = [](const Bytes* contents) {
-    const auto json = contents ? propertiesAsJson(*contents) : nlohmann::ordered_json();
-    std::map<std::string, std::string> entries;
-    if (json.is_structured() && !json.empty()) {
-      const auto flat = json.flatten();
-      for (const auto& [place, value] : flat.items()) {
-        entries[place.substr(1)] =
-            value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-      }
+/// Adds what differs in the contents of a file, and to `raw` the bytes that no item explains.
+void compare(const std::string& path, const Bytes& a, Bytes b, Json& differences, Json& raw) {
+  const Items before = itemsOf(path, a), after = itemsOf(path, b);
+  // What is explained is made the same.
+  const auto explain = [&](const std::vector<Run>& runs) {
+    for (const auto& [offset, length] : runs) {
+      const size_t end = std::min({offset + length, a.size(), b.size()});
+      for (size_t at = offset; at < end; ++at) b[at] = a[at];
     }
-    return entries;
   };
-  const auto left = flatten(a), right = flatten(b);
-  std::set<std::string> places;
-  for (const auto& [place, value] : left) places.insert(place);
-  for (const auto& [place, value] : right) places.insert(place);
-  for (const std::string& place : places) {
-    const auto l = left.find(place), r = right.find(place);
-    const std::string before = l == left.end() ? "" : l->second;
-    const std::string after = r == right.end() ? "" : r->second;
-    if (before != after) found(part, place, before, after);
+  const size_t alreadyFound = differences.size();
+  size_t moved = 0;
+  for (const auto& [left, right] : pairsOf(before, after)) {
+    const bool isSame = left && right && left->text == right->text;
+    if (isSame && left->bytes == right->bytes) continue;
+    moved += isSame;
+    const Item& item = left ? *left : *right;
+    if (!isSame) {
+      differences.push_back(
+          difference(item.part, item.place, left ? left->text : "", right ? right->text : ""));
+    }
+    explain(item.bytes);
+    explain(left && right ? right->bytes : item.room);
   }
-}
-
-void Differ::diffFile(const std::string& path, const Bytes* a, const Bytes* b) {
-  const bool isSame = a && b ? *a == *b : a == b;
-  if (isSame) return;
-  const size_t before = _differences.size();
-  if (path == kDeviceFile) diffProperties("device", a, b);
-  if (path == kNvramFile) diffProperties("nvram", a, b);
-  if (path.ends_with(".plist") && path != kDeviceFile && path != kNvramFile) {
-    diffProperties("file " + path, a, b);
+  if (moved > 0) {
+    differences.push_back(
+        difference("key", "places", "", std::to_string(moved) + " unchanged keys in other places"));
   }
-  if (a && b && path == kDiagnosticDataFile) return diffDiagnosticData(*a, *b);
-  if (a && b && path == kConfigurationFile) return diffConfiguration(*a, *b);
-  if (a && b && path == kTestLogFile) return foundWithin("file", path, *a, *b);
-  if (!a || !b) {
-    if (_differences.size() > before) return;
-    const auto size = [](const Bytes* file) {
-      return file ? std::to_string(file->size()) + " bytes" : "";
-    };
-    return found("file", path, size(a), size(b));
+  // The header of a store counts the entries.
+  if (path == kConfigurationFile && before.size() != after.size() &&
+      before.back().text == after.back().text) {
+    explain({{offsetof(area::Header, table_end), 4}, {offsetof(area::Header, count), 4}});
   }
-  if (_differences.size() == before) diffRaw(path, *a, *b, {});
+  const bool isDataSet = path == kDiagnosticDataFile || path == kConfigurationFile;
+  if (isDataSet || differences.size() == alreadyFound) addRaw(raw, path, a, b);
 }
 
 }  // namespace
 
-std::vector<Difference> diffImages(const UnitImage& a, const UnitImage& b) {
+Json differencesOf(const UnitImage& a, const UnitImage& b) {
   const bool areUnits = a.kind == ImageKind::kUnit && b.kind == ImageKind::kUnit;
   if (a.kind != b.kind && a.kind != ImageKind::kUnit && b.kind != ImageKind::kUnit) {
     throw CommandError(kUsage,
                        "a dump of control-bit bytes and one of a configuration area have "
                        "nothing to compare");
   }
-  std::set<std::string> paths;
+  std::set<std::string> others;
   for (const UnitImage* image : {&a, &b}) {
     if (!areUnits && image->kind == ImageKind::kUnit) continue;
-    for (const auto& [path, contents] : image->files) paths.insert(path);
+    for (const auto& [path, contents] : image->files) others.insert(path);
   }
-  Differ differ;
   // The data sets first: they are what stations change.
+  std::vector<std::string> paths;
   for (const char* path : {kDiagnosticDataFile, kConfigurationFile, kNvramFile, kDeviceFile}) {
-    if (paths.erase(path) > 0) differ.diffFile(path, a.file(path), b.file(path));
+    if (others.erase(path) > 0) paths.emplace_back(path);
   }
-  for (const std::string& path : paths) differ.diffFile(path, a.file(path), b.file(path));
-  return differ.take();
+  paths.insert(paths.end(), others.begin(), others.end());
+  Json differences = Json::array(), raw = Json::array();
+  for (const std::string& path : paths) {
+    const Bytes *left = a.file(path), *right = b.file(path);
+    if (left && right && *left == *right) continue;
+    const auto sizeOf = [](const Bytes* file) {
+      return file ? std::to_string(file->size()) + " bytes" : "";
+    };
+    if ((left && right) || path.ends_with(".plist")) {
+      compare(path, left ? *left : Bytes(), right ? *right : Bytes(), differences, raw);
+    } else {
+      differences.push_back(difference("file", path, sizeOf(left), sizeOf(right)));
+    }
+  }
+  differences.insert(differences.end(), raw.begin(), raw.end());
+  return differences;
 }
 
-void printDifferences(std::ostream& out, const std::vector<Difference>& differences) {
-  for (const auto& [part, place, a, b] : differences) {
-    const std::string what = printable(std::string(part).append(" ").append(place).append(": "));
-    if (a.empty()) {
-      out << "+ " << what << printable(b) << "\n";
-    } else if (b.empty()) {
-      out << "- " << what << printable(a) << "\n";
-    } else {
-      out << "~ " << what << printable(a) << " -> " << printable(b) << "\n";
-    }
+void printDifferences(std::ostream& out, const Json& differences) {
+  for (const Json& each : differences) {
+    const auto text = [&](const char* field) {
+      return each[field].is_null() ? "" : printable(each[field].get_ref<const std::string&>());
+    };
+    const char* const mark = each["a"].is_null() ? "+ " : each["b"].is_null() ? "- " : "~ ";
+    out << mark << text("part") << " " << text("place") << ": " << text("a")
+        << (*mark == '~' ? " -> " : "") << text("b") << "\n";
   }
   if (differences.empty()) {
     out << "no difference\n";
@@ -297,14 +255,6 @@ void printDifferences(std::ostream& out, const std::vector<Difference>& differen
     out << differences.size() << (differences.size() == 1 ? " difference" : " differences")
         << " (+ only in B, - only in A, ~ changed)\n";
   }
-}
-
-nlohmann::ordered_json differencesAsJson(const std::vector<Difference>& differences) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (const auto& [part, place, a, b] : differences) {
-    list.push_back({{"part", part}, {"place", place}, {"a", orNull(a)}, {"b", orNull(b)}});
-  }
-  return list;
 }
 
 }  // namespace corvane::tools

@@ -3,30 +3,20 @@
 
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
-#include <string>
-#include <vector>
 
 #include "tools/documents/unit_image.h"
 
 namespace corvane::tools {
 
-/// One thing that is not the same in two images.
-struct Difference {
-  /// "status", "record", "key", "nvram", "device", "file" or "raw".
-  std::string part;
-  /// Which one of that part: an offset, a number, a key, a name or a path.
-  std::string place;
-  /// The two values in words; empty where one has none.
-  std::string a, b;
-};
-
-/// Returns what differs, the raw bytes that no decoding explains last. When one is the image of a
-/// dump, only its data set is compared. Throws CommandError for dumps of different data sets.
-std::vector<Difference> diffImages(const UnitImage& a, const UnitImage& b);
+/// Returns what differs, each an object of "part" ("status", "record", "key", "nvram", "device",
+/// "file" or "raw"), "place" (an offset, a number, a key, a name or a path), and "a" and "b", the
+/// two values in words, null where one has none. Bytes that no value explains come last, as raw
+/// ones. When one is the image of a dump, only its data set is compared. Throws CommandError for
+/// dumps of different data sets.
+nlohmann::ordered_json differencesOf(const UnitImage& a, const UnitImage& b);
 
 /// Prints a line for each difference, safe for a terminal, or that there is none.
-void printDifferences(std::ostream& out, const std::vector<Difference>& differences);
-nlohmann::ordered_json differencesAsJson(const std::vector<Difference>& differences);
+void printDifferences(std::ostream& out, const nlohmann::ordered_json& differences);
 
 }  // namespace corvane::tools
 

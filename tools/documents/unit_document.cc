@@ -6,11 +6,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "platform/number.h"
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
-#include "tools/control_bit_text.h"
-#include "tools/inspect/area_view.h"
+#include "tools/inspect/dump_view.h"
 #include "tools/inspect/value_text.h"
 #include "tools/json_output.h"
 
@@ -33,36 +33,15 @@ Json rawForm(const std::string& path, const Bytes& contents) {
   return {{"hex", rows}};
 }
 
-Json diagnosticDataAsJson(const Bytes& contents) {
-  const DiagnosticReport report = reportOnDiagnosticData(contents);
-  Json bytes = Json::array();
-  for (const auto& [offset, byte] : report.controlBits) {
-    bytes.push_back(controlBitAsJson(offset, byte));
-  }
-  Json records = Json::array();
-  for (const RecordLine& record : report.records) {
-    const auto time = utcTimeText(record.time);
-    records.push_back({{"offset", record.offset},
-                       {"time", time ? Json(*time) : Json()},
-                       {"seconds", record.time},
-                       {"station", record.station},
-                       {"version", record.version},
-                       {"result", record.result},
-                       {"message", record.message}});
-  }
-  return {{"controlBits", bytes}, {"timeBits", report.timeBits}, {"records", records}};
-}
-
 /// Returns the keys that a unit finds.
-Json configurationAsJson(const Bytes& contents) {
-  const std::span area = std::span(contents).first(std::min(contents.size(), kDeviceAreaSize));
-  const AreaReport report = reportOnArea(area);
+Json configurationAsJson(std::span<const uint8_t> contents) {
+  const AreaReport report =
+      reportOnArea(contents.first(std::min(contents.size(), kDeviceAreaSize)));
   Json keys = Json::array();
   for (const AreaEntry& entry : report.entries) {
     if (!entry.isFound) continue;
-    Json key = {{"key", keyName(entry.key)}, {"code", entry.key}};
-    key.update(valueAsJson(valueOf(entry, area), writtenValueOf(entry, area)));
-    keys.push_back(key);
+    keys.push_back({{"key", keyName(entry.key)}, {"code", entry.key}});
+    keys.back().update(valueAsJson(entry.value, entry.writtenValue()));
   }
   return {{"isStore", report.isHeaderSound}, {"keys", keys}};
 }
@@ -70,7 +49,9 @@ Json configurationAsJson(const Bytes& contents) {
 /// Returns what the contents decode to; null when there is nothing to decode, or it cannot be
 /// decoded.
 Json decodedForm(const std::string& path, const Bytes& contents) {
-  if (path == kDiagnosticDataFile) return diagnosticDataAsJson(contents);
+  if (path == kDiagnosticDataFile) {
+    return diagnosticDataAsJson(reportOnDiagnosticData(contents), utcTimeText);
+  }
   if (path == kConfigurationFile) return configurationAsJson(contents);
   return path.ends_with(".plist") ? propertiesAsJson(contents) : Json();
 }
@@ -109,32 +90,18 @@ std::string shortText(const Json& value) {
   return text.size() <= 60 ? text : text.substr(0, 57) + "...";
 }
 
-/// Refuses a document that differs from `actual`, which was made from its raw contents. `place` is
-/// a JSON pointer.
-void compare(const Json& given, const Json& actual, const std::string& place,
-             const std::string& name) {
-  if (given.is_array() && actual.is_array() && given.size() == actual.size()) {
-    for (size_t i = 0; i < given.size(); ++i) {
-      compare(given[i], actual[i], place + "/" + std::to_string(i), name);
-    }
-    return;
-  }
-  if (!given.is_object() || !actual.is_object()) {
-    if (given == actual) return;
-    refuse(name, place,
-           "is " + shortText(given) + ", but the raw contents say " + shortText(actual));
-  }
-  for (const auto& [key, value] : given.items()) {
-    const std::string below = std::string(place).append("/").append(key);
-    if (!actual.contains(key)) refuse(name, below, "is not in the raw contents");
-    compare(value, actual[key], below, name);
-  }
-  for (const auto& [key, value] : actual.items()) {
-    if (!given.contains(key)) {
-      refuse(name, std::string(place).append("/").append(key),
-             "is missing; the raw contents say " + shortText(value));
-    }
-  }
+/// Refuses a document that differs from `actual`, which was made from its raw contents.
+void requireSame(const Json& given, const Json& actual, const std::string& name) {
+  const Json differences = Json::diff(given, actual);
+  if (differences.empty()) return;
+  const Json& first = differences.front();
+  const std::string place = first["path"];
+  if (first["op"] == "remove") refuse(name, place, "is not in the raw contents");
+  const std::string meant = shortText(first["value"]);
+  if (first["op"] == "add") refuse(name, place, "is missing; the raw contents say " + meant);
+  refuse(name, place,
+         "is " + shortText(given.at(Json::json_pointer(place))) + ", but the raw contents say " +
+             meant);
 }
 
 /// Returns the document without the raw contents: the rest is compared with what they decode to,
@@ -148,10 +115,10 @@ Json withoutRawForms(Json document) {
 }
 
 Json parse(std::span<const uint8_t> text, const std::string& name) {
-  // Copying and comparing values below recurses once for each of their levels.
-  constexpr int kDeepest = 100;
+  // Copying and comparing values recurses once for each of their levels.
+  constexpr int kMaxDepth = 100;
   const auto limit = [&](int depth, Json::parse_event_t, const Json&) {
-    if (depth > kDeepest) throw CommandError(kFailed, name + ": is nested too deeply");
+    if (depth > kMaxDepth) throw CommandError(kFailed, name + ": is nested too deeply");
     return true;
   };
   try {
@@ -175,7 +142,8 @@ Json documentOf(const UnitImage& image) {
     file.update(rawForm(path, contents));
     files[path] = std::move(file);
   }
-  Json document = {{"schema", kJsonSchema}, {"kind", nameOf(image.kind)}};
+  Json document = {{"schema", kJsonSchema},
+                   {"kind", kImageKinds[static_cast<int>(image.kind)].name}};
   if (image.kind == ImageKind::kUnit) document["facts"] = factsOf(image);
   document["files"] = std::move(files);
   return document;
@@ -194,27 +162,24 @@ UnitImage imageOfDocument(std::span<const uint8_t> text, const std::string& name
         name, "/schema",
         "is " + shortText(document["schema"]) + "; this tool reads " + std::to_string(kJsonSchema));
   }
-  UnitImage image;
-  const Json& kind = document["kind"];
-  if (kind == "data") {
-    image.kind = ImageKind::kData;
-  } else if (kind == "syscfg") {
-    image.kind = ImageKind::kSysCfg;
-  } else if (kind != "unit") {
-    refuse(name, "/kind", "is none of \"unit\", \"data\" and \"syscfg\"");
+  const auto kind = std::ranges::find_if(
+      kImageKinds, [&](const ImageKindFacts& facts) { return document["kind"] == facts.name; });
+  if (kind == std::end(kImageKinds)) {
+    refuse(name, "/kind", "is not \"unit\", \"data\" or \"syscfg\"");
   }
+  UnitImage image;
+  image.kind = static_cast<ImageKind>(kind - kImageKinds);
   for (const auto& [path, file] : document["files"].items()) {
     const std::string place = "/files/" + path;
     if (!isImagePath(path)) refuse(name, place, "is not a file of a unit's export");
     image.files[path] = rawBytes(file, name, place);
   }
-  const char* needed = image.kind == ImageKind::kUnit   ? kDeviceFile
-                       : image.kind == ImageKind::kData ? kDiagnosticDataFile
-                                                        : kConfigurationFile;
-  if (!image.file(needed) || (image.kind != ImageKind::kUnit && image.files.size() != 1)) {
-    refuse(name, "/files", std::string("has not just the files of its kind, such as ") + needed);
+  if (!image.file(kind->file) || (image.kind != ImageKind::kUnit && image.files.size() != 1)) {
+    refuse(name, "/files",
+           std::string("must have ") + kind->file +
+               (image.kind == ImageKind::kUnit ? "" : ", and nothing else"));
   }
-  compare(withoutRawForms(document), withoutRawForms(documentOf(image)), "", name);
+  requireSame(withoutRawForms(document), withoutRawForms(documentOf(image)), name);
   return image;
 }
 

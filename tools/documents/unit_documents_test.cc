@@ -1,4 +1,5 @@
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "dataarea/bits.h"
 #include "dataarea/data_area.h"
@@ -71,7 +72,8 @@ TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
       {data + "/decoded/controlBits/0/status", "passed",
        "VelmoDiagnosticData.bin/decoded/controlBits/0/status is \"passed\", but the raw contents "
        "say \"failed\""},
-      {data + "/hex/0", std::string(64, '0'), "VelmoDiagnosticData.bin/decoded/controlBits is"},
+      {data + "/hex/0", std::string(64, '0'),
+       "VelmoDiagnosticData.bin/decoded/controlBits/0/offset is 20, but"},
       {data + "/hex/3", "0g", "hex/3 is not pairs of hexadecimal digits"},
       {"/facts/battery", 81, "/facts/battery is 81, but the raw contents say 80"},
       {"/facts/more", 1, "/facts/more is not in the raw contents"},
@@ -79,7 +81,7 @@ TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
       {"/files/data~1.x.bin", {{"text", ""}}, "is not a file of a unit's export"},
       {"/files/device.plist", {{"text", 3}}, "/files/device.plist/text is not a string"},
       {"/schema", 2, "/schema is 2; this tool reads 1"},
-      {"/kind", "data", "has not just the files of its kind"},
+      {"/kind", "data", "must have data/VelmoDiagnosticData.bin, and nothing else"},
   };
   for (const auto& [pointer, value, message] : cases) {
     Json edited = document;
@@ -137,18 +139,16 @@ TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
             ImageKind::kSysCfg);
 }
 
-std::string linesOf(const std::vector<Difference>& differences) {
-  std::string text;
-  for (const auto& [part, place, a, b] : differences) {
-    text += part + " " + place + ": " + a + " -> " + b + "\n";
-  }
-  return text;
+std::string linesOf(const Json& differences) {
+  std::ostringstream text;
+  printDifferences(text, differences);
+  return text.str().substr(0, text.str().rfind('\n', text.str().size() - 2) + 1);
 }
 
 TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   VirtualDevice unit = usedUnit("unit", 0xFC);
   const UnitImage before = readUnitFolder(unit.folder());
-  EXPECT_EQ(linesOf(diffImages(before, before)), "");
+  EXPECT_TRUE(differencesOf(before, before).empty());
 
   UnitImage after = before;
   Bytes& data = after.files[kDiagnosticDataFile];
@@ -160,11 +160,11 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   Bytes& area = after.files[kConfigurationFile];
   area[20] = 1, area[4] = 44;
   std::ranges::copy(std::string("STPOUMTS"), area.begin() + 24);
-  std::string text = linesOf(diffImages(before, after));
+  std::string text = linesOf(differencesOf(before, after));
   for (const char* line :
-       {"status 20: passed, fail count 0 (0xfc) -> failed, fail count 2 (0xf2)\n",
-        "station 7, result 1, \"ok\"\n", "key OPTS:  -> \"UMTS\"\n",
-        "raw data/VelmoDiagnosticData.bin, 1 bytes at 1000: ff -> 00\n"}) {
+       {"~ status 20: passed, fail count 0 (0xfc) -> failed, fail count 2 (0xf2)\n",
+        "station 7, result 1, \"ok\"\n", "+ key OPTS: \"UMTS\"\n",
+        "~ raw data/VelmoDiagnosticData.bin, 1 bytes at 1000: ff -> 00\n"}) {
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, line, text);
   }
   EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
@@ -174,27 +174,28 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   UnitImage tail = after;
   tail.files[kDiagnosticDataFile][128 + 9] = 0x90;
   tail.files[kDiagnosticDataFile][128 + 14] = 8;
-  EXPECT_EQ(linesOf(diffImages(after, tail)),
-            "raw data/VelmoDiagnosticData.bin, 1 bytes at 137: 10 -> 90\n"
-            "raw data/VelmoDiagnosticData.bin, 1 bytes at 142: 09 -> 08\n");
+  EXPECT_EQ(linesOf(differencesOf(after, tail)),
+            "~ raw data/VelmoDiagnosticData.bin, 1 bytes at 137: 10 -> 90\n"
+            "~ raw data/VelmoDiagnosticData.bin, 1 bytes at 142: 09 -> 08\n");
 
-  // Logs of as many lines.
-  UnitImage logged = before;
-  logged.files[kTestLogFile].back() = ' ';
-  EXPECT_EQ(linesOf(diffImages(before, logged)),
-            "file " + kTestLogFile + ", from byte 11 of 12: 0a -> 20\n");
+  // Logs whose beginnings are the same.
+  UnitImage logged = before, longer = before;
+  longer.files[kTestLogFile] = logged.files[kTestLogFile] = Bytes(150, 'a');
+  longer.files[kTestLogFile].push_back('b');
+  EXPECT_EQ(linesOf(differencesOf(logged, longer)),
+            "~ file " + kTestLogFile + ": ...aaaaaaaaaaaaaaaa -> ...aaaaaaaaaaaaaaaab\n");
 
   UnitImage dump;
   dump.kind = ImageKind::kSysCfg;
   dump.files[kConfigurationFile] = area;
-  EXPECT_EQ(linesOf(diffImages(dump, before)), "key OPTS: \"UMTS\" -> \n");
+  EXPECT_EQ(linesOf(differencesOf(dump, before)), "- key OPTS: \"UMTS\"\n");
   auto facts = unit.facts();
   facts.bootArgs = "b";
   facts.currentCapacity.reset();
   unit.setFacts(facts);
-  EXPECT_EQ(linesOf(diffImages(before, readUnitFolder(unit.folder()))),
-            "nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
-            "device registry/IOPMPowerSource/CurrentCapacity: 80 -> \n");
+  EXPECT_EQ(linesOf(differencesOf(before, readUnitFolder(unit.folder()))),
+            "~ nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
+            "- device registry/IOPMPowerSource/CurrentCapacity: 80\n");
 }
 
 }  // namespace

@@ -72,11 +72,6 @@ void addFile(UnitImage& image, const fs::path& folder, const std::string& path) 
 
 }  // namespace
 
-std::string nameOf(ImageKind kind) {
-  if (kind == ImageKind::kUnit) return "unit";
-  return kind == ImageKind::kData ? "data" : "syscfg";
-}
-
 const Bytes* UnitImage::file(const std::string& path) const {
   const auto found = files.find(path);
   return found == files.end() ? nullptr : &found->second;
@@ -121,25 +116,20 @@ UnitImage readUnitFolder(const fs::path& folder) {
 
 UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name) {
   const DumpKind found = kind ? *kind : inspectDump(contents).kind;
-  UnitImage image;
-  if (found == DumpKind::kDiagnosticData) {
-    image.kind = ImageKind::kData;
-    image.files[kDiagnosticDataFile] = std::move(contents);
-  } else if (found == DumpKind::kConfiguration) {
-    image.kind = ImageKind::kSysCfg;
-    image.files[kConfigurationFile] = std::move(contents);
-  } else {
+  if (found == DumpKind::kUnknown) {
     throw CommandError(kFailed, name +
                                     ": is neither a unit, an export nor a dump that can be "
                                     "recognised; --as data|syscfg says what it is a dump of");
   }
+  UnitImage image;
+  image.kind = found == DumpKind::kDiagnosticData ? ImageKind::kData : ImageKind::kSysCfg;
+  image.files[kImageKinds[static_cast<int>(image.kind)].file] = std::move(contents);
   return image;
 }
 
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
   std::error_code error;
   if (fs::is_directory(source, error)) {
-    if (kind) throw CommandError(kUsage, source + ": --as is for dumps, and this is a folder");
     return readUnitFolder(fs::absolute(source).lexically_normal());
   }
   FileBytes contents = readFile(source, kMaxDocument);
@@ -151,11 +141,6 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
     return imageOfDocument(contents.bytes, name);
   }
   return imageOfDump(std::move(contents.bytes), kind, name);
-}
-
-UnitImage readOneOfImages(const std::string& source, std::optional<DumpKind> kind) {
-  std::error_code error;
-  return readImage(source, fs::is_directory(source, error) ? std::nullopt : kind);
 }
 
 }  // namespace corvane::tools

@@ -28,8 +28,12 @@ inline const std::string kTestLogFile = std::string("root") + kLogFile;
 /// What an image is about: a whole unit, or one data set that was dumped.
 enum class ImageKind { kUnit, kData, kSysCfg };
 
-/// Returns "unit", "data" or "syscfg".
-std::string nameOf(ImageKind kind);
+/// Of each kind, in order: its name in a document, and the file that its images must have.
+struct ImageKindFacts {
+  const char *name, *file;
+};
+inline constexpr ImageKindFacts kImageKinds[] = {
+    {"unit", kDeviceFile}, {"data", kDiagnosticDataFile}, {"syscfg", kConfigurationFile}};
 
 /// The contents of a unit's files by path: the registry, the NVRAM variables, the data sets with
 /// their uncommitted changes, the files that the library reads, and the test log. The image of a
@@ -56,11 +60,9 @@ UnitImage readUnitFolder(const std::filesystem::path& folder);
 /// is a dump of; `name` is for that message.
 UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name);
 
-/// Reads a unit's folder, an exported document or a raw dump; "-" is standard input, which holds
-/// one of the latter two. Throws CommandError.
+/// Reads a unit's folder, an exported document or a raw dump, of which `kind` says what it is of;
+/// "-" is standard input, which holds one of the latter two. Throws CommandError.
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
-/// Reads one of several sources in the same way, but ignores `kind` for a folder.
-UnitImage readOneOfImages(const std::string& source, std::optional<DumpKind> kind);
 
 }  // namespace corvane::tools
 

@@ -70,28 +70,27 @@ class StagedUnit {
     }
   }
 
-  /// Gives the new unit everything of the old one that no image has. Files are linked, not copied:
-  /// the lock must stay the same file, for which other processes may be waiting.
-  void linkOtherFiles() const {
-    for (auto entry = fs::recursive_directory_iterator(_target);
-         entry != fs::recursive_directory_iterator(); ++entry) {
-      const std::string path = entry->path().lexically_relative(_target).string();
-      const fs::path to = _folder / path;
-      if (entry->is_symlink()) {
-        if (holdsImageFiles(path)) {
-          throw CommandError(
-              kFailed, entry->path().string() + ": is a symbolic link; the unit is as it was");
-        }
-        fs::copy_symlink(entry->path(), to);
-      } else if (entry->is_directory()) {
-        check(::mkdir(to.c_str(), 0777), to);
-      } else if (!isImagePath(path)) {
-        check(::link(entry->path().c_str(), to.c_str()), to);
-        continue;
-      } else {
-        continue;
+  /// Gives the new unit all that no image has: what the old one has, or what any unit has. Files
+  /// are linked, not copied: the lock must stay the same file, for which other processes may be
+  /// waiting.
+  void fill(bool isReplaced) const {
+    using enum fs::copy_options;
+    if (isReplaced) {
+      fs::copy(_target, _folder, recursive | copy_symlinks | create_hard_links);
+    } else {
+      [[maybe_unused]] const host::VirtualDevice made(_folder);
+    }
+    for (const auto& entry : fs::recursive_directory_iterator(_folder)) {
+      const std::string path = entry.path().lexically_relative(_folder).string();
+      if (entry.is_symlink() && (holdsImageFiles(path) || isImagePath(path))) {
+        throw CommandError(
+            kFailed, (_target / path).string() + ": is a symbolic link; the unit is as it was");
       }
-      takeOwner(entry->path(), to);
+      if (isImagePath(path)) {
+        fs::remove(entry);
+      } else if (entry.is_symlink() || entry.is_directory()) {
+        takeOwner(_target / path, entry);
+      }
     }
   }
 
@@ -134,8 +133,6 @@ class StagedUnit {
     fail(_target.parent_path());
   }
 
-  const fs::path& folder() const { return _folder; }
-
  private:
   static fs::path prefix(const fs::path& target) {
     return target.parent_path() / ("." + target.filename().string() + ".import-");
@@ -160,28 +157,13 @@ class StagedUnit {
   fs::path _folder;
 };
 
-/// Throws CommandError when no program could use the new unit. NVRAM variables that are damaged may
-/// be imported: they are what the exported unit holds.
-void checkUse(const fs::path& folder, const fs::path& target, const UnitImage& image) {
-  const Bytes* const nvram = image.file(kNvramFile);
-  if (nvram && propertiesAsJson(*nvram).is_null()) {
-    const Bytes* const device = image.file(kDeviceFile);
-    if (device && !propertiesAsJson(*device).is_null()) return;
-  }
-  try {
-    host::VirtualDevice(folder).facts();
-  } catch (const host::DeviceError& error) {
-    // The message names the folder that the import is about to remove.
-    std::string text = error.what();
-    for (size_t at = 0; (at = text.find(folder.string(), at)) != std::string::npos;) {
-      text.replace(at, folder.string().size(), target.string());
-    }
-    throw CommandError(kFailed,
-                       "the document's unit cannot be used: " + text + "; the unit is as it was");
-  }
-}
-
 void install(const fs::path& target, const UnitImage& image) {
+  const Bytes* const device = image.file(kDeviceFile);
+  if (!device || !propertiesAsJson(*device).is_object()) {
+    throw CommandError(kFailed, (target / kDeviceFile).string() +
+                                    ": what the document has for it is not a property list, and "
+                                    "no program could use the unit; the unit is as it was");
+  }
   const bool isReplaced = fs::exists(target / kDeviceFile);
   if (!isReplaced && fs::exists(target) && !fs::is_empty(target)) {
     throw CommandError(kFailed, target.string() + ": is not a unit, and not empty");
@@ -193,18 +175,8 @@ void install(const fs::path& target, const UnitImage& image) {
     StagedUnit::removeLeftovers(target);
   }
   const StagedUnit staged(target);
-  if (isReplaced) {
-    staged.linkOtherFiles();
-  } else {
-    // For the folders and links of a new unit.
-    [[maybe_unused]] const host::VirtualDevice made(staged.folder());
-    for (const auto& entry : fs::recursive_directory_iterator(staged.folder())) {
-      const fs::path path = entry.path().lexically_relative(staged.folder());
-      if (isImagePath(path.string())) fs::remove(entry);
-    }
-  }
+  staged.fill(isReplaced);
   staged.write(image);
-  checkUse(staged.folder(), target, image);
   staged.takeTheUnitsPlace(isReplaced);
 }
 

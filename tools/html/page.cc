@@ -1,5 +1,6 @@
 #include "tools/html/page.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tools/html/markup.h"
@@ -11,15 +12,15 @@ namespace {
 // that carry a meaning at least 3.
 constexpr char kStyle[] = R"(
 :root{color-scheme:light dark;--back:#fff;--text:#1a1d21;--faint:#555b63;--line:#c9ced6;
---soft:#eef0f2;--free:#d0d7de;--mark:#3b73a6;--limit:#c22;--bar:#c44}
+--soft:#eef0f2;--mark:#3b73a6;--limit:#c22;--bar:#c44}
 @media screen and (prefers-color-scheme:dark){:root{--back:#111418;--text:#e6e9ed;--faint:#a3abb5;
---line:#3a424c;--soft:#22272e;--free:#30363d;--mark:#6ab;--limit:#f77;--bar:#d66}}
+--line:#3a424c;--soft:#22272e;--mark:#6ab;--limit:#f77;--bar:#d66}}
 *{box-sizing:border-box}
 body{margin:0 auto;max-width:72rem;padding:1rem;background:var(--back);color:var(--text);
 font:16px/1.45 system-ui,sans-serif;overflow-wrap:anywhere}
 h1{font-size:1.5rem;margin:.5rem 0}h2{font-size:1.25rem;margin:2rem 0 .5rem}
 h3{font-size:1.05rem;margin:1.5rem 0 .5rem}
-small,figcaption,.legend,.parts{color:var(--faint);font-size:.875rem}
+small,figcaption,.legend{color:var(--faint);font-size:.875rem}
 a{color:inherit}
 :target{outline:3px solid var(--mark);outline-offset:2px}
 .verdict{padding:.75rem 1rem;border-radius:.5rem;color:#fff}
@@ -32,12 +33,13 @@ table{border-collapse:collapse}
 border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide thead th{white-space:nowrap}
 .wide tbody th{font-weight:400}
+.wide td{white-space:pre-wrap}
 .wide td:last-child{overflow-wrap:anywhere;min-width:9rem}
 .wide .number{text-align:right;white-space:nowrap;min-width:0}
 .wide .long{overflow-wrap:anywhere;min-width:6rem}
 .wide .line{white-space:nowrap}.wide .reason{min-width:12rem}
 .bar{display:block;height:.25rem;background:var(--bar)}
-td.code,th.code,.log li,q{font-family:ui-monospace,monospace;font-size:.875rem;white-space:pre-wrap}
+pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}
 .grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}
 .grid td,.grid th{text-align:center;padding:0;border:1px solid var(--back);font-weight:400}
 .grid th{color:var(--faint)}
@@ -46,31 +48,16 @@ td.code,th.code,.log li,q{font-family:ui-monospace,monospace;font-size:.875rem;w
 .unwritten{background:var(--soft);color:var(--faint)}
 .passed{background:#1a7f37;color:#fff}.failed{background:#b3261e;color:#fff}
 .incomplete{background:#8a5a00;color:#fff}.nottested{background:#57606a;color:#fff}
-.timeline{list-style:none;margin:0;padding:0 0 0 1rem;border-left:3px solid var(--line)}
-.timeline li{position:relative;margin:0 0 .75rem}
-.timeline li::before{content:"";position:absolute;left:-1.45rem;top:.35rem;width:.75rem;
-height:.75rem;border-radius:50%;border:2px solid var(--back);background:#57606a}
-.timeline .result0::before{background:#0a7ea4}.timeline .result1::before{background:#8250df}
-.timeline .result2::before{background:#bf8700}
-.map{display:block;shape-rendering:crispEdges;width:100%;max-width:48rem;background:var(--soft)}
-.key{width:.875rem;height:.875rem;vertical-align:-.1rem}
-.parts{list-style:none;padding:0;display:flex;flex-wrap:wrap;gap:.25rem 1rem}
-.part0{fill:#8250df}.part1{fill:#0a7ea4}.part2{fill:#3f6fd8}.part3{fill:var(--free)}
-.part4{fill:#2da44e}.part5{fill:#bf8700}.part6{fill:#cf222e}.part7{fill:var(--faint)}
-.log{list-style:none;margin:0;padding:.5rem;max-height:32rem;overflow:auto;
-border:1px solid var(--line)}
-.log .continued{padding-left:2rem;color:var(--faint);border-left:3px solid var(--line)}
-.filter input{font:inherit;max-width:100%}
-img{display:block;width:100%;min-width:40rem;height:auto}
+.log{max-height:32rem;overflow:auto}
+.plot svg{display:block;width:100%;min-width:40rem;height:auto}
 figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20rem;max-width:100%}
 .chart{display:block;width:100%;font:11px system-ui,sans-serif}
 .chart text{fill:var(--text)}.chart .axis{stroke:var(--faint)}
 .chart rect,.chart circle{fill:var(--mark)}.chart polyline{fill:none;stroke:var(--mark)}
 .chart .spread{stroke:var(--mark)}.chart .limit{stroke:var(--limit);stroke-dasharray:4 2}
-@media print{:root{color-scheme:light}body{max-width:none;padding:0}.filter{display:none}
-.log{max-height:none;overflow:visible;border:0;padding:0}
-.verdict,.grid td,.map,.bar,.timeline li{-webkit-print-color-adjust:exact;print-color-adjust:exact}
-tr,li,figure,.verdict,.grid,.map{break-inside:avoid}h2,h3{break-after:avoid}}
+@media print{:root{color-scheme:light}body{max-width:none;padding:0}.log{max-height:none;overflow:visible}
+pre{white-space:pre-wrap}.verdict,.grid td,.bar{-webkit-print-color-adjust:exact;print-color-adjust:exact}
+tr,figure,.verdict,.grid{break-inside:avoid}h2,h3{break-after:avoid}}
 )";
 
 }  // namespace
@@ -99,7 +86,7 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
     return has ? " class=\"" + classes[column] + "\"" : "";
   };
   // What scrolls sideways must be within reach of the keyboard.
-  std::string html = "<div class=\"wide\" role=\"region\" tabindex=\"0\" aria-label=\"" +
+  std::string html = "<div class=\"wide\" role=\"group\" tabindex=\"0\" aria-label=\"" +
                      markupText(label) + "\"><table><thead><tr>";
   for (size_t i = 0; i < titles.size(); ++i) {
     html += "<th scope=\"col\"" + classOf(i) + ">" + markupText(titles[i]) + "</th>";
@@ -117,17 +104,27 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
   return html + "</tbody></table></div>\n";
 }
 
-std::string htmlPage(const std::string& title, const std::string& content,
-                     const std::string& script, const std::string& scriptHash) {
+std::string htmlTable(const std::string& label, const Table& table) {
+  std::vector<std::string> titles, classes;
+  for (auto [title, align] : table.columns()) {
+    std::transform(title.begin() + 1, title.end(), title.begin() + 1,
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    titles.push_back(title);
+    classes.push_back(align == Align::kRight ? "number" : "");
+  }
+  std::vector<HtmlRow> rows;
+  for (const auto& cells : table.rows()) rows.push_back({{cells.begin(), cells.end()}});
+  return htmlTable(label, titles, rows, classes);
+}
+
+std::string htmlPage(const std::string& title, const std::string& content) {
   return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-         "style-src 'unsafe-inline'; img-src data:" +
-         (script.empty() ? "" : "; script-src 'sha256-" + scriptHash + "'") +
-         "\">\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+         "style-src 'unsafe-inline'; img-src data:\">\n"
+         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
          "<link rel=\"icon\" href=\"data:,\">\n<title>" +
          markupText(title) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n<main>\n" +
-         "<h1>" + markupText(title) + "</h1>\n" + content + "</main>\n" +
-         (script.empty() ? "" : "<script>" + script + "</script>\n") + "</body>\n</html>\n";
+         "<h1>" + markupText(title) + "</h1>\n" + content + "</main>\n</body>\n</html>\n";
 }
 
 }  // namespace corvane::tools

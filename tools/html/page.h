@@ -5,8 +5,10 @@
 #include <string_view>
 #include <vector>
 
-/// The one look of the tool's pages: each is a single file that loads nothing, follows the reader's
-/// light or dark scheme, and prints.
+#include "tools/terminal/table.h"
+
+/// The one look of the tool's pages: each is a single file that loads nothing, has no scripts,
+/// follows the reader's light or dark scheme, and prints.
 namespace corvane::tools {
 
 /// A piece of HTML. Text becomes one by being escaped, so that nothing else can be put in a page by
@@ -44,10 +46,11 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
                       const std::vector<HtmlRow>& rows,
                       const std::vector<std::string>& classes = {});
 
-/// Returns the page. `content` is markup. `script` is the only script that a browser runs in it,
-/// and `scriptHash` its SHA-256 in Base64; both are empty for a page without one.
-std::string htmlPage(const std::string& title, const std::string& content,
-                     const std::string& script = {}, const std::string& scriptHash = {});
+/// Returns the table as a terminal has it, with its titles in lower case after their first letter.
+std::string htmlTable(const std::string& label, const Table& table);
+
+/// Returns the page. `content` is markup.
+std::string htmlPage(const std::string& title, const std::string& content);
 
 }  // namespace corvane::tools
 

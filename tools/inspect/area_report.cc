@@ -17,7 +17,7 @@ using Bytes = std::span<const uint8_t>;
 /// Builds a report step by step.
 class AreaReporter {
  public:
-  explicit AreaReporter(Bytes image) : _image(image) {}
+  explicit AreaReporter(Bytes image) : _image(image) { _report.size = image.size(); }
 
   AreaReport run() {
     if (_image.size() < area::kHeaderSize) {
@@ -51,41 +51,37 @@ class AreaReporter {
     const auto header = area::load<area::Header>(_image.data());
     _report.header = header;
     for (const area::HeaderCheck& check : area::headerChecks()) {
-      _report.checks.push_back({check.condition, check.holds(header, _image.size())});
+      _report.checks.emplace_back(check.condition, check.holds(header, _image.size()));
     }
     _report.isHeaderSound = area::isHeaderSound(_image.data(), _image.size());
 
-    if (header.magic != area::kMagic) {
-      reportWord(offsetof(area::Header, magic),
-                 "magic is " + hexNumber(header.magic, 1) + ", not " + hexNumber(area::kMagic, 1));
-    }
-    if (header.table_end != area::entryOffset(header.count)) {
-      reportWord(offsetof(area::Header, table_end),
-                 "table_end is " + std::to_string(header.table_end) + ", but " +
-                     std::to_string(header.count) + " entries end at " +
-                     std::to_string(area::entryOffset(header.count)));
-    }
-    if (header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
+    const size_t capacity = area::entryCapacity(_image.size());
+    const bool isCut = header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize;
+    checkWord("magic", offsetof(area::Header, magic), header.magic, area::kMagic);
+    checkWord("table_end", offsetof(area::Header, table_end), header.table_end,
+              area::entryOffset(header.count),
+              ", where " + std::to_string(header.count) + " entries end");
+    if (isCut) {
       report(_image.size(), kDeviceAreaSize - _image.size(), "missing");
-    } else if (header.area_size != _image.size()) {
-      reportWord(offsetof(area::Header, area_size), "area_size is " +
-                                                        std::to_string(header.area_size) +
-                                                        ", not " + std::to_string(_image.size()));
+    } else {
+      checkWord("area_size", offsetof(area::Header, area_size), header.area_size, _image.size());
     }
-    if (header.version != area::kVersion) {
-      reportWord(offsetof(area::Header, version), "version is " + hexNumber(header.version, 1) +
-                                                      ", not " + hexNumber(area::kVersion, 1) +
-                                                      " (no unit looks at it)");
-    }
-    if (header.reserved != 0) {
-      reportWord(offsetof(area::Header, reserved),
-                 "reserved is " + hexNumber(header.reserved, 1) + ", not 0");
-    }
-    if (header.count > area::entryCapacity(_image.size())) {
-      reportWord(offsetof(area::Header, count),
-                 "count is " + std::to_string(header.count) + ", and there is room for " +
-                     std::to_string(area::entryCapacity(_image.size())) + " entries");
-    }
+    checkWord("version", offsetof(area::Header, version), header.version, area::kVersion,
+              " (no unit looks at it)");
+    checkWord("reserved", offsetof(area::Header, reserved), header.reserved, 0);
+    checkWord("count", offsetof(area::Header, count), header.count,
+              std::min<size_t>(header.count, capacity), ", for which there is room");
+  }
+
+  /// Reports a word of the header that is not what it is meant to be; `note` says more of that.
+  void checkWord(const std::string& name, size_t offset, uint32_t held, size_t meant,
+                 const std::string& note = "") {
+    if (held == meant) return;
+    const bool isSize = name == "table_end" || name == "area_size" || name == "count";
+    const auto text = [&](size_t word) {
+      return isSize ? std::to_string(word) : hexNumber(word, 1);
+    };
+    reportWord(offset, name + " is " + text(held) + ", not " + text(meant) + note);
   }
 
   /// Returns the count in the header or, when the area cannot hold that many, the number of entries
@@ -110,7 +106,10 @@ class AreaReporter {
       if (entry.fault.empty() && !keys.insert(entry.key).second) {
         entry.fault = "an earlier entry has the same key and hides this one";
       }
-      _report.entries.push_back(entry);
+      const size_t begin = std::min(entry.valueOffset, _image.size());
+      const Bytes value = _image.subspan(begin, std::min(entry.valueLength, _image.size() - begin));
+      entry.value.assign(value.begin(), value.end());
+      _report.entries.push_back(std::move(entry));
     }
   }
 
@@ -118,10 +117,10 @@ class AreaReporter {
     const uint8_t* bytes = &_image[offset];
     if (!area::isIndirect(bytes)) {
       return {area::keyOf(bytes), false, offset, offset + offsetof(area::InlineEntry, value),
-              area::kInlineRoom,  ""};
+              area::kInlineRoom};
     }
     const auto fields = area::load<area::IndirectEntry>(bytes);
-    AreaEntry entry = {fields.key, true, offset, fields.offset, fields.length, ""};
+    AreaEntry entry = {fields.key, true, offset, fields.offset, fields.length};
     const std::string place = "its value, " + std::to_string(fields.length) + " bytes at " +
                               std::to_string(fields.offset) + ", ";
     const size_t areaEnd = std::min<size_t>(_report.header->area_size, _image.size());
@@ -167,14 +166,14 @@ class AreaReporter {
 
   /// Checks that free space is 0xFF. Reports written bytes close to each other as one finding.
   void checkFreeSpace() {
-    constexpr size_t kApart = 16;
+    constexpr size_t kMaxGap = 16;
     size_t begin = 0, end = 0;
     const auto flush = [&] {
       if (end > begin) report(begin, end - begin, "free space that is not 0xff");
     };
     for (size_t at = _report.freeBegin; at < _report.freeEnd; ++at) {
       if (_image[at] == area::kFreeByte) continue;
-      if (end == begin || at > end + kApart) {
+      if (end == begin || at > end + kMaxGap) {
         flush();
         begin = at;
       }
@@ -193,7 +192,7 @@ class AreaReporter {
       size_t length = 0;
       if (syscfg__read_key(store.get(), entry.key, value.data(), &length) != 0) continue;
       entry.isFound = _report.isHeaderSound &&
-                      std::ranges::equal(std::span(value).first(length), valueOf(entry, _image)) &&
+                      std::ranges::equal(std::span(value).first(length), entry.value) &&
                       found.insert(entry.key).second;
     }
   }
@@ -206,19 +205,12 @@ class AreaReporter {
 
 AreaReport reportOnArea(std::span<const uint8_t> image) { return AreaReporter(image).run(); }
 
-std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
-  const size_t begin = std::min(entry.valueOffset, image.size());
-  return image.subspan(begin, std::min(entry.valueLength, image.size() - begin));
-}
-
-std::span<const uint8_t> writtenValueOf(const AreaEntry& entry, std::span<const uint8_t> image) {
-  const std::span<const uint8_t> value = valueOf(entry, image);
-  return entry.isIndirect ? value : withoutFreeBytes(value);
-}
-
-std::span<const uint8_t> withoutFreeBytes(std::span<const uint8_t> value) {
-  while (!value.empty() && value.back() == area::kFreeByte) value = value.first(value.size() - 1);
-  return value;
+std::span<const uint8_t> AreaEntry::writtenValue() const {
+  std::span<const uint8_t> written = value;
+  while (!isIndirect && !written.empty() && written.back() == area::kFreeByte) {
+    written = written.first(written.size() - 1);
+  }
+  return written;
 }
 
 }  // namespace corvane::tools

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dataarea/nor_access.h"
@@ -21,25 +22,27 @@ struct AreaEntry {
   uint32_t key;
   bool isIndirect;
   /// Where the entry and its value lie. A faulty entry may claim a value outside the area.
-  size_t offset;
-  size_t valueOffset;
-  size_t valueLength;
+  size_t offset, valueOffset, valueLength;
   /// What is wrong with the entry; empty when it is sound.
-  std::string fault;
+  std::string fault = {};
+  /// The bytes of the value that lie inside the area.
+  std::vector<uint8_t> value = {};
   /// Whether a unit that looks up the key finds this entry.
   bool isFound = false;
-};
 
-struct HeaderCheckResult {
-  const char* condition;
-  bool holds;
+  /// Returns the value as it was probably written: an inline entry does not record the length of
+  /// its value, so that free bytes (0xFF) at its end are taken for what was not written.
+  std::span<const uint8_t> writtenValue() const;
 };
 
 /// What a configuration area holds, in whatever state it is.
 struct AreaReport {
+  /// Size of the area in bytes.
+  size_t size = 0;
   /// Absent when the area is too small for a header.
   std::optional<area::Header> header;
-  std::vector<HeaderCheckResult> checks;
+  /// The conditions of a sound header, and whether each holds.
+  std::vector<std::pair<const char*, bool>> checks;
   /// Whether all checks hold. If not, a unit treats the area as an empty store.
   bool isHeaderSound = false;
   /// In table order. As many as the header claims and the area can hold.
@@ -51,16 +54,6 @@ struct AreaReport {
 };
 
 AreaReport reportOnArea(std::span<const uint8_t> image);
-
-/// Returns the bytes of the entry's value that lie inside `image`.
-std::span<const uint8_t> valueOf(const AreaEntry& entry, std::span<const uint8_t> image);
-
-/// Returns the value as it was probably written: without the free bytes at its end, for an inline
-/// entry, which does not record the length of its value.
-std::span<const uint8_t> writtenValueOf(const AreaEntry& entry, std::span<const uint8_t> image);
-
-/// Returns `value` without the free bytes (0xFF) at its end.
-std::span<const uint8_t> withoutFreeBytes(std::span<const uint8_t> value);
 
 }  // namespace corvane::tools
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "controlbits/record_chain.h"
-#include "tools/inspect/value_text.h"
+#include "platform/printable.h"
+#include "platform/text.h"
 
 namespace corvane::tools {
 namespace {
@@ -55,7 +57,7 @@ class DiagnosticReporter {
   void readRecords() {
     const auto chain = readChain<Time>(_contents);
     for (size_t slot = 0; slot < chain.records.size(); ++slot) {
-      _report.records.push_back(recordLine(slot, chain.records[slot]));
+      _report.records.push_back(recordOf(slot, chain.records[slot]));
       _report.plausibility += checkRecord(slot, chain.records[slot]) ? 1 : -1;
     }
     const bool isCut = chain.end == ChainEnd::kFreeSlot || chain.end == ChainEnd::kLastSlot;
@@ -64,6 +66,18 @@ class DiagnosticReporter {
              "record " + std::to_string(chain.records.size()) +
                  " says that another one follows, but the chain ends");
     }
+  }
+
+  static unit::Record recordOf(size_t slot, const Record& record) {
+    const char* const begin = std::begin(record.message);
+    return {.time = record.time,
+            .station = record.station,
+            .version = static_cast<uint8_t>(versionOf(record)),
+            .result = static_cast<uint8_t>(resultOf(record)),
+            .flags = record.flags,
+            .message = {begin, std::find(begin, std::end(record.message), '\0')},
+            .slot = slot,
+            .offset = slotOffset<Time>(slot)};
   }
 
   /// Reports what no station writes into a record. Returns whether the record is sound.
@@ -81,10 +95,8 @@ class DiagnosticReporter {
       report(offset + offsetof(Record, flags), 1,
              name + "its version is " + std::to_string(versionOf(record)) + ", not 0");
     }
-    const auto end = std::ranges::find(record.message, '\0');
-    if (std::any_of(std::begin(record.message), end, [](char character) {
-          return isControlCharacter(static_cast<uint8_t>(character));
-        })) {
+    const std::string message = utf8Bytes(messageOf(record).get());
+    if (!isPlainText({reinterpret_cast<const uint8_t*>(message.data()), message.size()})) {
       report(offset + offsetof(Record, message), sizeof(record.message),
              name + "its message holds control characters");
     }

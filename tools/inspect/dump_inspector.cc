@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "controlbits/diagnostic_record.h"
+
 namespace corvane::tools {
 namespace {
 
@@ -74,8 +76,7 @@ Dump configurationDump(Bytes contents, std::string reason) {
   Dump dump;
   dump.kind = DumpKind::kConfiguration;
   dump.reason = std::move(reason);
-  dump.areaSize = std::min(contents.size(), kDeviceAreaSize);
-  dump.area = reportOnArea(contents.first(dump.areaSize));
+  dump.area = reportOnArea(contents.first(std::min(contents.size(), kDeviceAreaSize)));
   dump.findings = dump.area->findings;
   if (contents.size() > kDeviceAreaSize) {
     dump.findings.push_back(

@@ -20,9 +20,8 @@ struct Dump {
   DumpKind kind = DumpKind::kUnknown;
   /// Why the dump is taken to be of this kind.
   std::string reason;
-  /// Set for a configuration area: the first `areaSize` bytes of the dump.
+  /// Set for a configuration area: that of the first 8192 bytes at most.
   std::optional<AreaReport> area;
-  size_t areaSize = 0;
   std::optional<DiagnosticReport> diagnosticData;
   /// All findings, by offset.
   std::vector<Finding> findings;

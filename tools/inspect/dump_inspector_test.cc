@@ -5,9 +5,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <random>
 
+#include "controlbits/diagnostic_record.h"
 #include "syscfg/memory_store.h"
+#include "tools/inspect/dump_view.h"
 
 namespace corvane::tools {
 namespace {
@@ -69,8 +72,8 @@ TEST(DumpInspectorTest, SoundDumpsAreReadWithoutFindings) {
   EXPECT_TRUE(dump.findings.empty() && dump.area->isHeaderSound);
   ASSERT_EQ(dump.area->entries.size(), 3u);
   EXPECT_TRUE(std::ranges::all_of(dump.area->entries, &AreaEntry::isFound));
-  EXPECT_EQ(valueOf(dump.area->entries[1], goodArea()).size(), 50u);
-  EXPECT_EQ(writtenValueOf(dump.area->entries[0], goodArea()).size(), 5u);
+  EXPECT_EQ(dump.area->entries[1].value.size(), 50u);
+  EXPECT_EQ(dump.area->entries[0].writtenValue().size(), 5u);
   EXPECT_EQ(std::pair(dump.area->freeBegin, dump.area->freeEnd), std::pair(kTableEnd, kNextValue));
 
   Bytes zeroed = wideData(false), narrow(1024, 0xFF);
@@ -89,13 +92,15 @@ TEST(DumpInspectorTest, SoundDumpsAreReadWithoutFindings) {
     EXPECT_TRUE(dump.findings.empty());
     EXPECT_EQ(dump.diagnosticData->timeBits, timeBits);
     std::vector<std::string> actual;
-    for (const RecordLine& record : dump.diagnosticData->records) actual.push_back(record.bytes);
+    for (const unit::Record& record : dump.diagnosticData->records)
+      actual.push_back(record.message);
     EXPECT_EQ(actual, texts);
   }
   const DiagnosticReport wide = *inspectDump(wideData(false)).diagnosticData;
   EXPECT_EQ(wide.controlBits[0].offset, 18u);
   EXPECT_EQ(wide.records[0].result, 2);
-  EXPECT_EQ(inspectDump(narrow).diagnosticData->records[1].message, "sec\u00FF");
+  EXPECT_EQ(diagnosticDataAsJson(*inspectDump(narrow).diagnosticData)["records"][1]["message"],
+            "sec\u00FF");
   EXPECT_EQ(inspectDump(narrow, {.kind = {}, .timeBits = 64}).diagnosticData->timeBits, 64);
 }
 
@@ -113,12 +118,12 @@ TEST(DumpInspectorTest, DamageIsNamedWithItsBytes) {
     std::optional<std::vector<bool>> found = {};
   } cases[] = {
       {area, {{{0, 0x53436666}}}, 0, 4, "magic is 0x53436666"},
-      {area, {{{4, 64}}}, 4, 4, "3 entries end at 84"},
+      {area, {{{4, 64}}}, 4, 4, "not 84, where 3 entries end"},
       {area, {{{8, 9000}}}, 8, 4, "area_size is 9000, not 8192"},
       {area, {{{12, 2}}}, 12, 4, "version is 0x2"},
       {area, {{{16, 1}}}, 16, 4, "reserved is 0x1", {{false, false, false}}},
-      {area, {{{20, 409}}}, 20, 4, "room for 408", {{true, true, true}}},
-      {area, {{{20, 0x80000003}, {4, 85}}}, 20, 4, "room for 408", {{}}},
+      {area, {{{20, 409}}}, 20, 4, "count is 409, not 408", {{true, true, true}}},
+      {area, {{{20, 0x80000003}, {4, 85}}}, 20, 4, "count is 2147483651, not 408", {{}}},
       {area, {{}, 24}, 24, 8168, "missing"},
       {area, {{}, 9000}, 8192, 808, "lies after the area"},
       {area, {{{kLongEntry + 12, 80}}}, kLongEntry, 20, "LONG: its value, 50 bytes at 80, begins"},

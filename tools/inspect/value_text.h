@@ -8,13 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/number.h"
 #include "unit/keys.h"
 
 /// Keys and values of the configuration area as people type and read them.
 namespace corvane::tools {
 
-/// Parses four printable characters, or 0x and up to eight digits. Returns nothing for other text.
+/// Parses four printable characters, or 0x and hexadecimal digits. Returns nothing for other text.
 std::optional<uint32_t> parseKey(std::string_view text);
 
 using unit::keyName;
@@ -22,13 +21,6 @@ using unit::keyName;
 /// Parses pairs of digits, with or without white space between them. Returns nothing for other
 /// text.
 std::optional<std::vector<uint8_t>> parseHex(std::string_view text);
-
-/// Returns whether the byte is an ASCII control character other than tab and line feed.
-bool isControlCharacter(uint8_t byte);
-
-/// Returns whether the bytes are text that is safe on a terminal: UTF-8 without control characters
-/// other than tab and line feed.
-bool isPlainText(std::span<const uint8_t> bytes);
 
 /// Returns the bytes as ASCII text, with backslashes doubled and unprintable bytes as \x1b.
 std::string escapedText(std::span<const uint8_t> bytes);

@@ -8,8 +8,8 @@
 
 namespace corvane::tools {
 
-/// Returns one HTML page about the subjects that needs no other file and, except for the log's
-/// filter, no script. `chartSvg` is a chart of processor use to show, or empty.
+/// Returns one HTML page about the subjects. `chartSvg` is a chart of processor use to show, or
+/// empty.
 std::string reportPage(const std::vector<ReportSubject>& subjects, const std::string& chartSvg);
 
 }  // namespace corvane::tools

@@ -36,8 +36,7 @@ const problemsOf = ({contentWindow: window, contentDocument: document}, medium) 
     if (isReport && !titles.includes(title)) problems.push('no section ' + title);
   if (document.querySelectorAll('.grid tbody td').length % 128) problems.push('grid is not of 128');
   if (document.documentElement.scrollWidth > window.innerWidth) problems.push('wider than the window');
-  if (window.hacked || document.querySelectorAll('script').length != isReport ||
-      document.querySelectorAll('img:not([alt^=chart])').length)
+  if (window.hacked || document.querySelector('script,img'))
     problems.push('text became markup');
   for (const element of document.querySelectorAll('*'))
     for (const attribute of element.attributes)
@@ -80,12 +79,6 @@ const problemsOf = ({contentWindow: window, contentDocument: document}, medium) 
           Math.min(a.bottom, b.bottom) - Math.max(a.top, b.top) > 3.5)
         problems.push('"' + first + '" overlaps "' + second + '"');
 
-  if (!isReport) return problems;
-  const input = document.querySelector('.filter input');
-  input.value = 'FAN SLOW';
-  input.dispatchEvent(new window.Event('input'));
-  const shown = [...document.querySelectorAll('.log li')].filter(line => !line.hidden).length;
-  if (shown != 1) problems.push('the filter shows ' + shown + ' lines');
   return problems;
 };
 

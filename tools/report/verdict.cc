@@ -7,126 +7,120 @@
 namespace corvane::tools {
 namespace {
 
-/// Returns "offset 20" or "offsets 20, 24".
-std::string offsetsText(const std::vector<std::string>& offsets) {
-  std::string text = offsets.size() == 1 ? "offset " : "offsets ";
-  for (size_t i = 0; i < offsets.size(); ++i) text += (i == 0 ? "" : ", ") + offsets[i];
-  return text;
+using Level = UnitVerdict::Level;
+
+/// What control-bit bytes can say of a unit, the gravest first.
+enum Statement { kFailedTest, kMaybePoisoned, kIncompleteTest, kPassedTest, kMaybeCleared };
+constexpr struct {
+  Level level;
+  const char *headline, *detail;
+} kStatements[] = {{Level::kBad, "Failed", "A test failed"},
+                   {Level::kBad, "Failed, or poisoned", "A test failed, or a poison byte is set,"},
+                   {Level::kOpen, "Incomplete", "A test is incomplete"},
+                   {Level::kGood, "Passed", "Tests passed"},
+                   {Level::kGood, "Passed", "Tests passed, or poison was cleared,"}};
+
+/// Returns what the byte says of a test; nothing when it says that no test has run.
+std::optional<Statement> statementOf(const ControlBit& bit) {
+  const auto& [offset, byte] = bit;
+  if (offset == kLogCollectionOffset) return {};
+  switch (testStatusOf(byte)) {
+    case kCorvaneControlBitsFailed:
+      return unit::mayBePoison(offset, byte) ? kMaybePoisoned : kFailedTest;
+    case kCorvaneControlBitsIncompleteTest:
+      return kIncompleteTest;
+    case kCorvaneCotnrolBitsPassed:
+      // A poison byte that was cleared is the same byte as a test that never failed.
+      return byte == poisonByte(0, false) && unit::useOf(offset).empty() ? kMaybeCleared
+                                                                         : kPassedTest;
+    default:
+      return {};
+  }
 }
 
-/// The offsets of control-bit bytes by what they say.
-struct StatusOffsets {
-  std::vector<std::string> maybePoisoned, failed, incomplete, passed, maybeCleared;
-
-  explicit StatusOffsets(const DiagnosticReport& report) {
-    for (const auto& [offset, byte] : report.controlBits) {
-      const std::string place = std::to_string(offset);
-      if (offset == kLogCollectionOffset) continue;
-      switch (testStatusOf(byte)) {
-        case kCorvaneControlBitsFailed:
-          if (unit::mayBePoison(offset, byte)) {
-            maybePoisoned.push_back(place);
-          } else {
-            failed.push_back(place + " (fail count " + std::to_string(failCountOf(byte)) + ")");
-          }
-          break;
-        case kCorvaneControlBitsIncompleteTest:
-          incomplete.push_back(place);
-          break;
-        case kCorvaneCotnrolBitsPassed:
-          // A poison byte that was cleared is the same byte as a test that never failed.
-          (byte == poisonByte(static_cast<uint8_t>(offset), false) && unit::useOf(offset).empty()
-               ? maybeCleared
-               : passed)
-              .push_back(place);
-          break;
-        default:
-          break;
+/// Collects what was found, the gravest first.
+class Judge {
+ public:
+  explicit Judge(const ReportSubject& subject) {
+    if (!subject.diagnosticData) return;
+    for (const ControlBit& bit : subject.diagnosticData->diagnosticData->controlBits) {
+      const auto statement = statementOf(bit);
+      if (!statement) continue;
+      std::string& list = _offsets[*statement];
+      list += (list.empty() ? "" : ", ") + std::to_string(bit.offset);
+      if (*statement == kFailedTest) {
+        list += " (fail count " + std::to_string(failCountOf(bit.byte)) + ")";
       }
     }
   }
-};
 
-class Judge {
- public:
-  UnitVerdict take() { return std::move(_verdict); }
+  bool has(Statement statement) const { return !_offsets[statement].empty(); }
 
-  /// Adds a detail. The first headline is the gravest one and stays.
-  void find(UnitVerdict::Level level, const std::string& headline, const std::string& detail) {
-    if (_verdict.headline.empty()) {
-      _verdict.level = level;
-      _verdict.headline = headline;
-    }
-    _verdict.details.push_back(detail);
+  /// The first headline stays.
+  void find(Level level, const std::string& headline, const std::string& detail) {
+    if (_verdict.headline.empty()) _verdict.level = level, _verdict.headline = headline;
+    if (!detail.empty()) _verdict.details.push_back(detail);
+  }
+
+  void find(Statement statement) {
+    if (!has(statement)) return;
+    const auto& [level, headline, detail] = kStatements[statement];
+    const std::string& list = _offsets[statement];
+    const char* const noun = list.find(", ") == std::string::npos ? " at offset " : " at offsets ";
+    find(level, headline, detail + (noun + list) + ".");
   }
 
   void findDamage(const std::optional<Dump>& dump, const std::string& what) {
     if (!dump || dump->findings.empty()) return;
     const size_t count = dump->findings.size();
     find(
-        UnitVerdict::Level::kBad, "Damaged",
+        Level::kBad, "Damaged",
         what + " has " + std::to_string(count) + (count == 1 ? " finding." : " findings.") +
             (dump->area && !dump->area->isHeaderSound ? " A unit treats the area as an empty store."
                                                       : ""));
   }
 
+  UnitVerdict take() { return std::move(_verdict); }
+
  private:
   UnitVerdict _verdict;
+  /// Of the bytes that make each statement.
+  std::string _offsets[std::size(kStatements)];
 };
+
+std::optional<Dump> inspected(const UnitImage& image, const char* path, DumpKind kind) {
+  const Bytes* bytes = image.file(path);
+  return bytes ? std::optional(inspectDump(*bytes, {.kind = kind, .timeBits = {}})) : std::nullopt;
+}
 
 }  // namespace
 
 ReportSubject::ReportSubject(std::string subjectName, UnitImage subjectImage)
-    : name(std::move(subjectName)), image(std::move(subjectImage)) {
-  if (const auto* bytes = image.file(kDiagnosticDataFile)) {
-    diagnosticData = inspectDump(*bytes, {.kind = DumpKind::kDiagnosticData, .timeBits = {}});
-  }
-  if (const auto* bytes = image.file(kConfigurationFile)) {
-    configuration = inspectDump(*bytes, {.kind = DumpKind::kConfiguration, .timeBits = {}});
-  }
-}
+    : name(std::move(subjectName)),
+      image(std::move(subjectImage)),
+      diagnosticData(inspected(image, kDiagnosticDataFile, DumpKind::kDiagnosticData)),
+      configuration(inspected(image, kConfigurationFile, DumpKind::kConfiguration)) {}
 
 UnitVerdict verdictOn(const ReportSubject& subject) {
-  using enum UnitVerdict::Level;
-  Judge judge;
-  const StatusOffsets bytes(subject.diagnosticData ? *subject.diagnosticData->diagnosticData
-                                                   : DiagnosticReport());
-  if (!bytes.failed.empty()) {
-    judge.find(kBad, "Failed", "A test failed at " + offsetsText(bytes.failed) + ".");
-  }
-  if (!bytes.maybePoisoned.empty()) {
-    judge.find(
-        kBad, "Failed, or poisoned",
-        "A test failed, or a poison byte is set, at " + offsetsText(bytes.maybePoisoned) + ".");
-  }
+  Judge judge(subject);
+  judge.find(kFailedTest);
+  judge.find(kMaybePoisoned);
   judge.findDamage(subject.diagnosticData, "The diagnostic data");
   judge.findDamage(subject.configuration, "The configuration area");
-  if (!bytes.incomplete.empty()) {
-    judge.find(kOpen, "Incomplete",
-               "A test is incomplete at " + offsetsText(bytes.incomplete) + ".");
-  }
+  judge.find(kIncompleteTest);
   for (const auto& [path, contents] : subject.image.files) {
     if (!path.ends_with(".committed")) continue;
-    judge.find(kOpen, "Uncommitted", path + " undoes changes at the next reboot.");
+    judge.find(Level::kOpen, "Uncommitted", path + " undoes changes at the next reboot.");
   }
-  if (!bytes.passed.empty()) {
-    judge.find(kGood, "Passed", "Tests passed at " + offsetsText(bytes.passed) + ".");
-  }
-  if (!bytes.maybeCleared.empty()) {
-    judge.find(kGood, "Passed",
-               "Tests passed, or poison was cleared, at " + offsetsText(bytes.maybeCleared) + ".");
-  }
+  judge.find(kPassedTest);
+  judge.find(kMaybeCleared);
+  const bool hasPassed = judge.has(kPassedTest) || judge.has(kMaybeCleared);
   if (subject.diagnosticData) {
-    judge.find(kOpen, "Not tested",
-               bytes.passed.empty() && bytes.maybeCleared.empty()
-                   ? "No station has left a passed test."
-                   : "");
+    judge.find(Level::kOpen, "Not tested", hasPassed ? "" : "No station has left a passed test.");
   } else if (subject.configuration && subject.configuration->findings.empty()) {
-    judge.find(kGood, "Sound", "The configuration area has no findings.");
+    judge.find(Level::kGood, "Sound", "The configuration area has no findings.");
   }
-  UnitVerdict verdict = judge.take();
-  std::erase(verdict.details, "");
-  return verdict;
+  return judge.take();
 }
 
 }  // namespace corvane::tools

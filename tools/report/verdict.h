@@ -24,8 +24,8 @@ struct ReportSubject {
 struct UnitVerdict {
   enum class Level { kGood, kOpen, kBad };
   Level level = Level::kOpen;
-  /// "Poisoned", "Failed", "Damaged", "Incomplete", "Uncommitted", "Passed", "Not tested" or
-  /// "Sound".
+  /// "Failed", "Failed, or poisoned", "Damaged", "Incomplete", "Uncommitted", "Passed",
+  /// "Not tested" or "Sound".
   std::string headline;
   /// Whole sentences, the gravest first.
   std::vector<std::string> details;

@@ -25,6 +25,8 @@ class Table {
   /// Adds a row; `cells` has one text for each column.
   void addRow(std::vector<std::string> cells);
   bool isEmpty() const { return _rows.empty(); }
+  const std::vector<Column>& columns() const { return _columns; }
+  const std::vector<std::vector<std::string>>& rows() const { return _rows; }
   /// Prints the table. Cells of the last column lose their beginnings where the row would take more
   /// than `width` columns, but keep 16.
   void print(std::ostream& out, size_t width = SIZE_MAX) const;

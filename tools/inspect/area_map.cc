@@ -1,0 +1,103 @@
+#include "tools/inspect/area_map.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iomanip>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvane::tools {
+namespace {
+
+constexpr size_t kColumns = 64, kBytesPerMark = 16;
+
+/// What a byte of the area belongs to: its mark in the map, its colour on a terminal and its name.
+struct Part {
+  char mark;
+  const char* colour;
+  const char* name;
+};
+// Values alternate between two marks, so that neighbours can be told apart.
+enum { kHeader, kInline, kIndirect, kFree, kValue, kNextValue, kDamaged, kUnused };
+constexpr Part kParts[] = {{'H', "\033[35m", "header"},         {'i', "\033[36m", "inline entry"},
+                           {'x', "\033[34m", "indirect entry"}, {'.', "\033[2m", "free"},
+                           {'v', "\033[32m", "value"},          {'w', "\033[33m", "next value"},
+                           {'!', "\033[1;31m", "damaged"},      {'?', "", "unused"}};
+
+/// Returns for each byte of the area which part it belongs to.
+std::vector<int> partOfEachByte(const AreaReport& report) {
+  std::vector<int> parts(report.size, kUnused);
+  const auto mark = [&parts](size_t offset, size_t length, int part) {
+    const size_t begin = std::min(offset, parts.size());
+    std::fill_n(parts.begin() + static_cast<std::ptrdiff_t>(begin),
+                std::min(length, parts.size() - begin), part);
+  };
+  mark(0, area::kHeaderSize, kHeader);
+  mark(report.freeBegin, report.freeEnd - report.freeBegin, kFree);
+  std::vector<const AreaEntry*> values;
+  for (const AreaEntry& entry : report.entries) {
+    mark(entry.offset, area::kEntrySize, entry.isIndirect ? kIndirect : kInline);
+    if (entry.isIndirect && entry.fault.empty()) values.push_back(&entry);
+  }
+  std::ranges::sort(values, {}, &AreaEntry::valueOffset);
+  for (size_t index = 0; index < values.size(); ++index) {
+    mark(values[index]->valueOffset, area::roundUp(values[index]->valueLength),
+         index % 2 == 0 ? kValue : kNextValue);
+  }
+  for (const Finding& finding : report.findings) mark(finding.offset, finding.length, kDamaged);
+  return parts;
+}
+
+/// Returns the part of each run of bytes that has one mark: damage if there is any, else the first
+/// part that is not free space.
+std::vector<int> partOfEachMark(const AreaReport& report) {
+  const std::vector<int> parts = partOfEachByte(report);
+  std::vector<int> marks;
+  for (size_t at = 0; at < parts.size(); at += kBytesPerMark) {
+    const auto run = std::span(parts).subspan(at, std::min(kBytesPerMark, parts.size() - at));
+    const bool isDamaged = std::ranges::find(run, kDamaged) != run.end();
+    const auto used = std::ranges::find_if(run, [](int part) { return part != kFree; });
+    marks.push_back(isDamaged ? kDamaged : used == run.end() ? kFree : *used);
+  }
+  return marks;
+}
+
+std::string painted(const Part& part, bool coloured) {
+  const std::string mark(1, part.mark);
+  return coloured && *part.colour ? part.colour + mark + "\033[0m" : mark;
+}
+
+}  // namespace
+
+void printMap(std::ostream& out, const AreaReport& report, bool coloured) {
+  const std::vector<int> marks = partOfEachMark(report);
+  for (size_t at = 0; at < marks.size(); ++at) {
+    if (at % kColumns == 0) out << std::setw(6) << at * kBytesPerMark << "  ";
+    out << painted(kParts[marks[at]], coloured);
+    if ((at + 1) % kColumns == 0 || at + 1 == marks.size()) out << "\n";
+  }
+  out << "\nEach mark is " << kBytesPerMark << " bytes:";
+  for (size_t i = 0; i < std::size(kParts); ++i) {
+    const bool endsLine = i % 4 == 3;
+    out << (i % 4 == 0 ? "\n  " : "") << painted(kParts[i], coloured) << " " << std::left
+        << std::setw(endsLine ? 0 : 17) << kParts[i].name << std::right;
+  }
+  const auto indirect = std::ranges::count_if(report.entries, &AreaEntry::isIndirect);
+  out << "\n\n"
+      << report.entries.size() << (report.entries.size() == 1 ? " entry" : " entries") << " ("
+      << indirect << " indirect), " << report.freeEnd - report.freeBegin << " of " << report.size
+      << " bytes free\n";
+}
+
+bool isColouredOutput() {
+  const char* refused = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) && !(refused && *refused) && terminal &&
+         std::string_view(terminal) != "dumb";
+}
+
+}  // namespace corvane::tools
