@@ -16,16 +16,28 @@ namespace {
 
 /// Gets the type of each object whose last reference is released, while it is not null.
 std::vector<CFTypeID>* gReleased = nullptr;
+/// How long the last wait for a quiet registry may take.
+mach_timespec_t gWaitTime{};
+
+/// Returns the function that this program replaces for the libraries that it uses.
+template <typename Function>
+Function* replaced(Function&, const char* name) {
+  return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
 
 }  // namespace
 
-/// Replaces the function for the libraries that this program uses.
-extern "C" __attribute__((visibility("default"))) void CFRelease(CFTypeRef object) {
-  static const auto release =
-      reinterpret_cast<void (*)(CFTypeRef)>(::dlsym(RTLD_NEXT, "CFRelease"));
+#pragma GCC visibility push(default)
+extern "C" void CFRelease(CFTypeRef object) {
+  static const auto release = replaced(CFRelease, "CFRelease");
   if (gReleased && CFGetRetainCount(object) == 1) gReleased->push_back(CFGetTypeID(object));
   release(object);
 }
+extern "C" kern_return_t IOKitWaitQuiet(mach_port_t port, mach_timespec_t* waitTime) {
+  gWaitTime = *waitTime;
+  return replaced(IOKitWaitQuiet, "IOKitWaitQuiet")(port, waitTime);
+}
+#pragma GCC visibility pop
 
 namespace corvane {
 namespace {
@@ -73,11 +85,13 @@ TEST_F(DataAreaTest, WithoutTheServiceTheHandleIsZeroAndNothingCanBeRead) {
   EXPECT_EQ(length, 99u);
 }
 
-TEST_F(DataAreaTest, ASecondLookUpLeavesTheFirstHandleHeld) {
+TEST_F(DataAreaTest, ALookUpWaitsAtMost20SecondsAndASecondLeavesTheFirstHandleHeld) {
   const size_t before = host::VirtualDevice::openHandles();
   ASSERT_EQ(getDataArea(), 0u);
   const io_object_t first = gDataArea;
   ASSERT_EQ(getDataArea(), 0u);
+  EXPECT_EQ(gWaitTime.tv_sec, 20u);
+  EXPECT_EQ(gWaitTime.tv_nsec, 0);
   EXPECT_NE(gDataArea, first);
   EXPECT_EQ(IOObjectGetUserRetainCount(first), 1u);
   EXPECT_EQ(host::VirtualDevice::openHandles(), before + 2) << "the iterators are released";
