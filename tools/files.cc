@@ -21,9 +21,9 @@ namespace {
   throw CommandError(status, path + ": " + std::strerror(errno));
 }
 
-/// Creates a file beside `target` under an unpredictable name and stores its path in `name`. The
-/// file has the mode of `target`, or that of any new file when there is no target. Returns null
-/// when it cannot be created.
+/// Creates a file in the folder of `target` under an unpredictable name and stores its path in
+/// `name`. The file has the mode of `target`, or that of any new file when there is no target.
+/// Returns null when it cannot be created.
 ScopedFile openBeside(const std::string& target, std::string& name) {
   name = target + ".XXXXXX";
   const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);

@@ -28,8 +28,8 @@ FileBytes readFile(const std::string& path, size_t limit);
 
 /// Atomically and durably replaces a file's contents at `finish`, and keeps its mode; until then,
 /// and without it, the file is as it was. A device or a pipe is written to at once. Throws
-/// CommandError (not done) with the file's name and the reason, which says so if the file was
-/// replaced all the same.
+/// CommandError (not done) with the file's name and the reason, which also says when the file was
+/// replaced nevertheless.
 class FileReplacement {
  public:
   explicit FileReplacement(const std::string& path);
@@ -43,7 +43,7 @@ class FileReplacement {
 
  private:
   std::string _path, _target;
-  /// The file beside `_target` that holds the new contents; empty when there is none.
+  /// The file next to `_target` that holds the new contents; empty when there is none.
   std::string _partial;
   ScopedFile _file;
 };

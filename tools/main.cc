@@ -15,7 +15,7 @@
 
 namespace corvane::tools {
 
-// Each is in commands/NAME.cc; on the device commands/on_device.cc stands in for some.
+// Each is in commands/NAME.cc; on the device commands/on_device.cc replaces some.
 void addStatus(CLI::App& app);
 void addPoison(CLI::App& app);
 void addRecord(CLI::App& app);

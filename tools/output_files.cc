@@ -24,21 +24,16 @@ bool areSame(const std::string& a, const std::string& b) {
 void requireDistinctOutputs(const std::vector<std::pair<std::string, std::string>>& outputs,
                             const std::vector<std::string>& inputs) {
   const auto isFile = [](const std::string& name) { return !name.empty() && name != "-"; };
-  for (size_t i = 0; i < outputs.size(); ++i) {
-    const auto& [option, output] = outputs[i];
+  std::vector<std::string> used = inputs;
+  for (const auto& [option, output] : outputs) {
     if (!isFile(output)) continue;
-    for (const std::string& input : inputs) {
-      if (!isFile(input) || !areSame(output, input)) continue;
+    for (const std::string& other : used) {
+      if (!isFile(other) || !areSame(output, other)) continue;
       std::string text = option;
-      text.append(" ").append(output).append(" would replace ").append(input);
-      throw CommandError(kUsage, text + ", which is read; name another file");
+      text.append(" ").append(output).append(" would replace ").append(other);
+      throw CommandError(kUsage, text + ": the same file is read or written, too");
     }
-    for (size_t other = 0; other < i; ++other) {
-      if (!isFile(outputs[other].second) || !areSame(output, outputs[other].second)) continue;
-      std::string text = outputs[other].first;
-      text.append(" and ").append(option).append(" name the same file, ").append(output);
-      throw CommandError(kUsage, text + "; name another one");
-    }
+    used.push_back(output);
   }
 }
 

@@ -101,7 +101,7 @@ void addBootArgs(CLI::App& app) {
 
   addLook(group, "show", "Print the boot arguments",
           "Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.", showBootArgs);
-  addWithText(group, "has", "Tell whether a word occurs in the boot arguments", "WORD",
+  addWithText(group, "has", "Show whether a word occurs in the boot arguments", "WORD",
               "Example:\n  corvane bootargs has beta && echo \"beta is set\"\n\n"
               "Exit status: 0 when it does, also within another word, 1 when not.",
               has);
@@ -113,7 +113,7 @@ void addBootArgs(CLI::App& app) {
               std::bind_front(change, &unit::addBootArgument));
   addWithText(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
               "Example:\n  corvane bootargs remove beta=2\n\n"
-              "Blanks beside it stay. Occurrences within other words are removed too, with a\n"
+              "Blanks around it stay. Occurrences within other words are removed too, with a\n"
               "warning. Exit status: 1 when the word does not occur.",
               std::bind_front(change, &unit::removeBootArgument));
   addWithText(group, "set", "Replace the boot arguments", "VALUE",

@@ -43,7 +43,7 @@ const std::map<std::string, Edit> kAdditions = {
     {"data-area", [](UnitFacts& facts) { facts.dataArea = true; }},
     {"nvram", [](UnitFacts& facts) { facts.nvram = true; }}};
 
-/// What a command line says of a unit; what it does not say is left as it is.
+/// The facts that a command line gives; the others stay as they are.
 struct FactOptions {
   std::optional<std::string> model, bootArgs, build;
   std::optional<int64_t> battery, batteryMax;
@@ -192,7 +192,7 @@ void addDevice(CLI::App& app) {
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; a command that\n"
       "changes the unit makes one there when it is missing.");
   addInit(group);
-  addLook(group, "show", "Tell what the unit is", "", show);
+  addLook(group, "show", "Show what the unit is", "", show);
   addDeviceSet(group);
   addPath(group);
   addReboot(group);

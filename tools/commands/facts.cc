@@ -43,7 +43,7 @@ void openDataAreaIfThere() try { unit::openDataArea(); } catch (const unit::Erro
 
 void addFacts(CLI::App& app) {
   addLook(
-      Command(app), "facts", "Tell what device this is, what it carries and how it is powered",
+      Command(app), "facts", "Show what device this is, what it carries and how it is powered",
       "Example:\n  corvane facts --json\n\n"
       "What cannot be read is null in JSON. The baseband of some models depends on the key OPTS;\n"
       "without a readable one they have none.",

@@ -174,7 +174,7 @@ void addLog(CLI::App& app) {
   addMessage(group);
   addTail(group);
   addLogShow(group);
-  addLook(group, "collected", "Tell whether the device's logs were collected",
+  addLook(group, "collected", "Show whether the device's logs were collected",
           "Exit status: 0 when they were, 1 when not.", showCollected);
 }
 

@@ -43,36 +43,14 @@ std::string filled(std::string_view text, const std::string& name, const Station
   return result;
 }
 
-void writeFiles(const std::filesystem::path& folder, const std::string& name,
-                const StationPlaces& places) {
-  for (const Template& file : newStationTemplates()) {
-    writeFile((folder / file.fileName).string(), filled(file.text, name, places));
-  }
-}
-
 bool isStationName(std::string_view name) {
   return !name.empty() && name.size() <= kMaxName && kLetters.find(name[0]) != kLetters.npos &&
          name.find_first_not_of(kNameCharacters) == name.npos;
 }
 
-/// Returns a valid name like `name`; empty when there is none.
-std::string similarName(const std::string& name) {
-  std::string similar;
-  for (const char character : name) {
-    const bool isUpper = character >= 'A' && character <= 'Z';
-    const char lower = isUpper ? static_cast<char>(character - 'A' + 'a') : character;
-    similar += kNameCharacters.find(lower) == kNameCharacters.npos ? '-' : lower;
-  }
-  similar.erase(0, std::min(similar.find_first_of(kLetters), similar.size()));
-  similar.resize(std::min(similar.size(), kMaxName));
-  return similar;
-}
-
 void checkName(const std::string& name) {
   if (!isStationName(name)) {
-    const std::string similar = similarName(name);
-    throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule +
-                                   (similar.empty() ? "" : "; try '" + similar + "'"));
+    throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule);
   }
   // Targets of every build, and of the station's tests.
   for (const char* target : {"all", "clean", "edit_cache", "help", "install", "preinstall",
@@ -92,7 +70,9 @@ void makeFolder(const std::string& name, const StationPlaces& places) {
   try {
     if (!::mkdtemp(made.data())) throw std::runtime_error("no folder can be made here");
     fs::permissions(made, fs::perms(0755));
-    writeFiles(made, name, places);
+    for (const Template& file : newStationTemplates()) {
+      writeFile((fs::path(made) / file.fileName).string(), filled(file.text, name, places));
+    }
     fs::rename(made, name);
   } catch (const std::exception& error) {
     std::error_code ignored;
@@ -136,7 +116,7 @@ void addNewStation(CLI::App& app) {
                  "first from 24 that is free",
                  {0, 126});
   command.footer(
-      "No unit is needed. The folder's README.md says how to build it.\n"
+      "Needs no unit. The folder's README.md says how to build it.\n"
       "Example:\n  corvane new-station speaker --number 8 --offset 24");
   command.action([=] { return makeStation(*options); });
 }

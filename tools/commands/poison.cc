@@ -79,7 +79,7 @@ void addPoison(CLI::App& app) {
                    [](const PoisonOptions& options) { return change(options, true); });
   addPoisonCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128", true,
                    [](const PoisonOptions& options) { return change(options, false); });
-  addPoisonCommand(group, "show", "Tell whether the unit is marked", false, showPoison);
+  addPoisonCommand(group, "show", "Show whether the unit is marked", false, showPoison);
 }
 
 }  // namespace corvane::tools

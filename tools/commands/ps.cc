@@ -80,7 +80,7 @@ void showAgain(const Sample& sample, bool withThreads) {
   std::cout << "\033[J" << std::flush;
 }
 
-/// Shows a sample at each interval, until the program is ended or nobody reads any more.
+/// Shows a sample at each interval, until the program is ended or its output is closed.
 ExitStatus watch(const PsOptions& options) {
   using Clock = std::chrono::steady_clock;
   const auto interval =

@@ -55,12 +55,9 @@ ExitStatus show(const ShowOptions& options) {
 }
 
 ExitStatus printByte(uint32_t offset, uint8_t byte, bool json) {
-  if (json) {
-    printJson(controlBitAsJson({offset, byte}));
-  } else {
-    std::cout << "offset " << offset << ": " << hexNumber(byte, 2) << ", "
-              << unit::byteText(offset, byte) << "\n";
-  }
+  printResult(json, controlBitAsJson({offset, byte}),
+              "offset " + std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
+                  unit::byteText(offset, byte) + "\n");
   return kDone;
 }
 

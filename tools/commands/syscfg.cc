@@ -48,8 +48,7 @@ uint32_t keyOf(const std::string& text) {
 }
 
 CommandError noSuchKey(uint32_t key) {
-  return {kFailed,
-          "there is no key " + keyName(key) + "; \"corvane syscfg list\" shows those there are"};
+  return {kFailed, "there is no key " + keyName(key) + "; \"corvane syscfg list\" lists the keys"};
 }
 
 ExitStatus listKeys(bool json) {

@@ -28,10 +28,10 @@ Json timeOrNull(const std::string& localTime) {
   return time ? Json(isoTimeText(time->begin / 1000).value()) : Json();
 }
 
-/// What stands after a record's time.
+/// A record's parts after its time.
 struct Content {
   size_t levels;
-  /// What stands before the first ": ".
+  /// The text before the first ": ".
   std::optional<std::string_view> test;
   std::string_view message;
 };

@@ -41,7 +41,7 @@ class LogReader {
   /// Drops the beginning of `text`.
   void take(size_t size) { _begin += size; }
 
-  /// Takes the next line, without its line feed; nothing when there is no further whole line now.
+  /// Takes the next line, without its line feed; nothing when there is no other whole line yet.
   /// What follows `kMaxRecord` bytes without a line feed counts as a line of its own.
   std::optional<std::string> nextLine();
 

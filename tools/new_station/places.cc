@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <regex>
 
 #include "controlbits/control_bit_byte.h"
@@ -12,8 +13,7 @@
 namespace corvane::tools {
 namespace {
 
-constexpr int kFirstNumber = 1, kMaxNumber = 255;
-constexpr int kFirstOffset = 24, kMaxOffset = 126;
+constexpr int kFirstOffset = 24;
 
 /// Returns what the profile in a source gives `field`; empty when it does not name it.
 std::string fieldIn(const std::string& source, const std::string& field) {
@@ -48,46 +48,20 @@ std::string keyOf(int number) {
   return "R" + digits;
 }
 
-/// Returns which station has the number or its key; empty when none has.
-std::string ownerOfNumber(const std::vector<NeighbourStation>& neighbours, int number) {
-  for (const auto& [name, places] : neighbours) {
-    if (places.number == number || places.runCountKey == keyOf(number)) return "station " + name;
-  }
-  return {};
-}
-
-/// Returns what uses the byte at `offset` or the one after it; empty when both are free.
-std::string ownerOfBytes(const std::vector<NeighbourStation>& neighbours, int offset) {
-  const auto isOne = [offset](int taken) { return taken == offset || taken == offset + 1; };
-  if (isOne(kLogCollectionOffset) || isOne(kSuiteStatusOffset)) return "the library";
-  for (const auto& [name, places] : neighbours) {
-    if (isOne(places.statusOffset) || isOne(places.poisonOffset)) return "station " + name;
-  }
-  return {};
-}
-
-using OwnerOf = std::string (*)(const std::vector<NeighbourStation>&, int);
-
-/// Returns the first number of `first` to `last`, in steps of `step`, that is free.
-std::optional<int> firstFree(const std::vector<NeighbourStation>& neighbours, OwnerOf ownerOf,
-                             int first, int last, int step) {
-  for (int number = first; number <= last; number += step) {
-    if (ownerOf(neighbours, number).empty()) return number;
-  }
-  return std::nullopt;
-}
-
-/// Returns `given`, or what is free; throws with both when `given` is taken.
-int chosen(std::optional<int> given, std::optional<int> free, const std::string& owner,
-           const std::string& what, const std::string& option) {
+/// Returns `given` when it has no owner or, when absent, the first candidate that has none. Throws
+/// for a given one that has an owner, with one that is free, and when none is free.
+int chosen(const std::string& what, const std::string& option, std::optional<int> given,
+           const std::vector<int>& candidates, const std::function<std::string(int)>& ownerOf) {
+  const std::string owner = given ? ownerOf(*given) : "";
   if (given && owner.empty()) return *given;
-  if (!given && free) return *free;
-  const std::string advice =
-      free ? "; free is " + option + " " + std::to_string(*free) : "; none is free";
-  throw CommandError(kUsage, what +
-                                 (given ? " " + std::to_string(*given) + " belongs to " + owner
-                                        : std::string(" has no free value")) +
-                                 advice);
+  const auto free =
+      std::ranges::find_if(candidates, [&](int number) { return ownerOf(number).empty(); });
+  const bool isFree = free != candidates.end();
+  if (!given && isFree) return *free;
+  throw CommandError(
+      kUsage, what + " " +
+                  (given ? std::to_string(*given) + " belongs to " + owner : "has no free value") +
+                  (isFree ? "; free is " + option + " " + std::to_string(*free) : ""));
 }
 
 }  // namespace
@@ -110,14 +84,29 @@ std::vector<NeighbourStation> neighbourStations() {
 
 StationPlaces freePlaces(const std::vector<NeighbourStation>& neighbours, std::optional<int> number,
                          std::optional<int> offset) {
-  const int chosenNumber =
-      chosen(number, firstFree(neighbours, ownerOfNumber, kFirstNumber, kMaxNumber, 1),
-             number ? ownerOfNumber(neighbours, *number) : "", "station number", "--number");
-  std::optional<int> free = firstFree(neighbours, ownerOfBytes, kFirstOffset, kMaxOffset, 2);
-  if (!free) free = firstFree(neighbours, ownerOfBytes, 0, kFirstOffset, 2);
-  const int chosenOffset = chosen(offset, free, offset ? ownerOfBytes(neighbours, *offset) : "",
-                                  "the byte pair at", "--offset");
-  return {chosenNumber, chosenOffset, chosenOffset + 1, keyOf(chosenNumber)};
+  const auto ownerOfNumber = [&](int taken) -> std::string {
+    for (const auto& [name, places] : neighbours) {
+      if (places.number == taken || places.runCountKey == keyOf(taken)) return "station " + name;
+    }
+    return {};
+  };
+  // Of the byte at an offset and the one after it.
+  const auto ownerOfBytes = [&](int taken) -> std::string {
+    const auto isOne = [taken](int place) { return place == taken || place == taken + 1; };
+    if (isOne(kLogCollectionOffset) || isOne(kSuiteStatusOffset)) return "the library";
+    for (const auto& [name, places] : neighbours) {
+      if (isOne(places.statusOffset) || isOne(places.poisonOffset)) return "station " + name;
+    }
+    return {};
+  };
+  std::vector<int> numbers, offsets;
+  for (int candidate = 1; candidate <= 255; ++candidate) numbers.push_back(candidate);
+  for (int candidate = 0; candidate < 128; candidate += 2) {
+    offsets.push_back((kFirstOffset + candidate) % 128);
+  }
+  const int station = chosen("station number", "--number", number, numbers, ownerOfNumber);
+  const int status = chosen("the byte pair at", "--offset", offset, offsets, ownerOfBytes);
+  return {station, status, status + 1, keyOf(station)};
 }
 
 }  // namespace corvane::tools
