@@ -153,7 +153,7 @@ TEST_F(WritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
   }
 }
 
-TEST_F(WritersTest, AWriterWhoseReadFailsReportsItAndWorksOn0xFF) {
+TEST_F(WritersTest, AFailedReadIsReportedAndAStatusIsThenPutInto0xFF) {
   setByte(30, 0x00);
   const char* unreadable = "IORegistryEntryCreateCFProperty@1";
   EXPECT_EQ(traceOf(unreadable, [] { ControlBits::writeControlBits(30, 2, 1); }).log,
@@ -162,6 +162,8 @@ TEST_F(WritersTest, AWriterWhoseReadFailsReportsItAndWorksOn0xFF) {
   EXPECT_EQ(traceOf(unreadable, [] { ControlBits::writeCorvaneStatus(3); }).log,
             (Strings{"Control Bits: writeStatus kCorvaneControlBitsNotTested",
                      "Control Bits: readBits failed during writeStatus"}));
+  EXPECT_EQ(traceOf(unreadable, [] { ControlBits::writePoisonByte(5, true); }).log,
+            Strings{"Control Bits: Read Poison Byte failed"});
 }
 
 TEST_F(WritersTest, AFailedWriteIsReportedWithItsResult) {
@@ -172,6 +174,8 @@ TEST_F(WritersTest, AFailedWriteIsReportedWithItsResult) {
             "Control Bits: writeStatus failed (result=-536870207)");
   EXPECT_EQ(traceOf("", [] { ControlBits::writeControlBits(-1, 0, 0); }).log.back(),
             "Control Bits: writeControlBits failed (result=-536870206)");
+  EXPECT_EQ(traceOf(refused, [] { ControlBits::writePoisonByte(5, true); }).log.back(),
+            "Control Bits: Writing Poison Byte failed");
 }
 
 TEST_F(WritersTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
@@ -197,20 +201,6 @@ TEST_F(WritersTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
     const std::string refusal = "Poison byte already set. Not overwriting previous result.";
     EXPECT_EQ(trace.log, c.isRefused ? Strings{} : Strings{"Control Bits: " + line});
     EXPECT_EQ(trace.systemLog, Strings{c.isRefused ? refusal : line});
-  }
-}
-
-TEST_F(WritersTest, EachFailureOfAPoisonByteHasItsLine) {
-  const std::string setting = "Control Bits: Setting Poison Byte using offset = 5";
-  const std::string failed = "Control Bits: Writing Poison Byte failed";
-  const std::string unmade = "Control Bits: writeBits offsetRef invalid (offsetRef=(null))";
-  const std::pair<const char*, Strings> cases[] = {
-      {"IORegistryEntryCreateCFProperty", {"Control Bits: Read Poison Byte failed"}},
-      {"CFNumberCreate", {setting, unmade, failed}},
-  };
-  for (const auto& [rule, log] : cases) {
-    _unit.setDataSet("VelmoDiagnosticData", std::vector<uint8_t>(6, 0xFF));
-    EXPECT_EQ(traceOf(rule, [] { ControlBits::writePoisonByte(5, true); }).log, log) << rule;
   }
 }
 
