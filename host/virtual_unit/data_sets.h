@@ -65,7 +65,7 @@ class DataSets {
 
   std::filesystem::path _folder;
   std::string _data;
-  /// Only ever grows, so that it is read without a lock.
+  /// Never shrinks, so that it is read without a lock.
   mutable std::atomic<const ReadSet*> _readSets = nullptr;
 };
 

@@ -81,7 +81,7 @@ void completeUnit(const fs::path& place, const UnitFacts& facts) {
     const FileDescriptor root = openFolder(folder / "root");
     if (::symlinkat("private/var", root.get(), "var") != 0) throw FileError(varLink);
   }
-  // Also those that exist already: a process that made them and was killed may have synced none.
+  // Those that exist already, too: a process that made them and was killed may have synced none.
   for (const std::string_view name : kFolders) syncFolder(folder / name);
   syncFolder(folder);
 

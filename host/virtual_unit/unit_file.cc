@@ -202,7 +202,7 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 }
 
 bool createFolder(const std::string& folder, mode_t mode) {
-  // Most are there, and then one call tells.
+  // Most folders exist, which one call tells.
   if (::access(folder.c_str(), F_OK) == 0) {
     errno = EEXIST;
     return false;
@@ -235,7 +235,7 @@ void createFolders(const fs::path& folder, Durability durability) {
   }
   if (durability == Durability::kVolatile) return;
   syncEntry(folder);
-  // A maker that was killed may not have synced the last one that it made.
+  // The process that made the last folder may have been killed before it synced it.
   if (!isAboveMissing && above.has_relative_path()) syncEntry(above);
 }
 
