@@ -31,28 +31,30 @@ std::string timeNow() {
   return isoMillisecondsText(std::chrono::duration_cast<milliseconds>(now).count()).value_or("");
 }
 
-/// Returns the text, cut before the character that goes beyond `most` bytes, with its length told.
-std::string cutText(const std::string& text, size_t most) {
-  if (text.size() <= most) return text;
-  size_t end = most;
+/// Returns the text, cut after the last whole character within `maxSize` bytes, with its length
+/// told.
+std::string cutText(const std::string& text, size_t maxSize) {
+  if (text.size() <= maxSize) return text;
+  size_t end = maxSize;
   while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
   return text.substr(0, end) + "... (" + std::to_string(text.size()) + " bytes)";
 }
 
 /// Returns the line with its texts cut, also those in the objects that it holds.
-ordered_json withCutTexts(ordered_json value, size_t most) {
-  if (value.is_string()) return cutText(value.get_ref<const std::string&>(), most);
+ordered_json withCutTexts(ordered_json value, size_t maxSize) {
+  if (value.is_string()) return cutText(value.get_ref<const std::string&>(), maxSize);
   for (ordered_json& part : value) {
-    if (part.is_structured() || part.is_string()) part = withCutTexts(std::move(part), most);
+    if (part.is_structured() || part.is_string()) part = withCutTexts(std::move(part), maxSize);
   }
   return value;
 }
 
-/// Returns the line's bytes, kMaxResultsLine at most: escapes can make a text six times as long.
+/// Returns the line's bytes, kMaxResultsLine at most: where its escapes, which can make a text six
+/// times as long, exceed that, all its texts are cut further.
 std::string textOfLine(const ordered_json& line) {
-  for (size_t most = kMaxResultsText;; most /= 2) {
+  for (size_t maxText = kMaxResultsText;; maxText /= 2) {
     std::string bytes =
-        withCutTexts(line, most).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+        withCutTexts(line, maxText).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
     if (bytes.size() < kMaxResultsLine) return bytes + "\n";
   }
 }

@@ -31,7 +31,8 @@ Outcome Run::attempted(const std::function<Outcome()>& work) {
 }
 
 Outcome Run::leaveResult() {
-  // First the unit's lock, for which a run may have to wait: until it holds it, a signal counts.
+  // First the unit's lock, for which a run may have to wait: until it has the lock, a signal
+  // counts.
   unit::Lock unitLock;
   if (claimEnd()) return leaveVerdict(unitLock);
   _visit.verifyMark();
@@ -62,7 +63,7 @@ Outcome Run::interrupted(std::string reason) const {
 }
 
 std::string Run::resultsError() const {
-  return _areResultsStuck ? "the results cannot be written: the body does not let go of them"
+  return _areResultsStuck ? "the results cannot be written: the body is stuck while it writes them"
                           : _results.error();
 }
 

@@ -9,8 +9,8 @@
 namespace corvane::unit {
 namespace {
 
-/// Returns what `writeBits` returns. Its 5 may stand for a failure before the write, after it or of
-/// the data area's own: the same bytes are then written once more.
+/// Returns what `writeBits` returns. A 5 may be its own failure, before or after the write, or the
+/// data area's answer: the same bytes are then written once more.
 uint32_t send(const Write& write, ByteSpan bytes) {
   const auto length = static_cast<uint32_t>(bytes.size());
   const uint32_t code = writeBits(write.offset, length, bytes.data(), kCommit, write.set);

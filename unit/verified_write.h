@@ -31,7 +31,7 @@ struct Write {
   std::string what;
   /// The line in the test log.
   std::string line;
-  /// Returns whether bytes that are held, or were meant, must not be taken back; null when none.
+  /// Returns whether bytes that are held, or were meant, must not be taken back; null when all may.
   bool (*isFinal)(ByteSpan) = nullptr;
 };
 

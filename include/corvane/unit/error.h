@@ -15,8 +15,8 @@
 ///     corvane::unit::Lock lock;
 ///     corvane::unit::changeStatus(lock, 20, {.status = kCorvaneCotnrolBitsPassed});
 ///
-/// Everything but boot arguments and facts goes through `readBits` and `writeBits` alone and keeps
-/// no state, so that it works while another thread is stuck in another call of the library.
+/// All of it, except boot arguments and facts, goes through `readBits` and `writeBits` alone and
+/// keeps no state, so that it works while another thread is stuck in another call of the library.
 namespace corvane::unit {
 
 /// What kept an operation from doing its work.

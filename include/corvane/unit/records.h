@@ -57,11 +57,11 @@ CORVANE_EXPORT std::string textForRecord(std::string_view text);
 CORVANE_EXPORT std::string recordByteText(uint32_t offset, std::span<const uint8_t> contents);
 
 /// Appends a record of `station` with `result`, `message` and the current time under `lock`, and
-/// returns it as the unit holds it. Writes its slot
-/// and, in the same write, the one before it, and reads both back. Throws Error: kBadArgument for a
-/// result above 3 or a message with more than `kMaxRecordMessage` bytes or with a zero byte;
-/// kNoRoom, also when the last record has the time of a free slot, which a record after it would
-/// make one; kNoClock. What a failed change has left is put back.
+/// returns it as the unit holds it. Writes its slot and, in the same write, the one before it, and
+/// reads both back. Throws Error: kBadArgument for a result above 3 or a message with more than
+/// `kMaxRecordMessage` bytes or with a zero byte; kNoRoom when the chain is full, and when its last
+/// record has the time of a free slot, because a record after it would make it one; kNoClock. What
+/// a failed change has left is put back.
 CORVANE_EXPORT Record appendRecord(Lock& lock, uint8_t station, uint8_t result,
                                    std::string_view message);
 
