@@ -208,7 +208,7 @@ ExitStatus showResults(const ResultsOptions& options) {
   Names names;
   Summary summary(names, options.by, !options.units.empty());
   const bool hasRows = options.csv && !options.table;
-  if (hasRows) printCsvNames(std::cout, rowOf({}, nullptr, names));
+  if (hasRows) printCsv(std::cout, rowOf({}, nullptr, names), true);
   readRuns(files, names, source, damage, [&](const Run& run) {
     if (!filter.concerns(run, names)) return;
     const bool isTaken = filter.takes(run, names);
@@ -239,8 +239,8 @@ void addResults(CLI::App& app) {
       "results", "Tell yields, what fails, and measurements from the results of stations");
   command
       .text("FILE", options->paths,
-             "Results as stations write them with --results; a folder stands for its\n"
-             ".jsonl and .json files, - for standard input")
+            "Results as stations write them with --results; a folder stands for its\n"
+            ".jsonl and .json files, - for standard input")
       .required();
   command.text("--station", options->stations, "Only runs of this station; repeatable");
   command.text("--unit", options->units, "Only runs on this unit, one by one; repeatable");

@@ -36,7 +36,8 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide td{white-space:pre-wrap}
 .wide td:last-child{overflow-wrap:anywhere;min-width:9rem}
 .wide .number{text-align:right;white-space:nowrap;min-width:0}
-.wide .long{overflow-wrap:anywhere;min-width:6rem}
+.wide .long{overflow-wrap:anywhere;min-width:7rem}
+.wide thead .long{overflow-wrap:normal;white-space:normal}
 .wide .line{white-space:nowrap}.wide .reason{min-width:12rem}
 .bar{display:block;height:.25rem;background:var(--bar)}
 pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}

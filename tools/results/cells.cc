@@ -25,15 +25,6 @@ std::string csvText(const ordered_json& data) {
   return quoted + "\"";
 }
 
-/// Prints what `text` returns of each cell that has a name.
-void printLine(std::ostream& out, const Cells& cells, auto text) {
-  const char* separator = "";
-  for (const Cell& cell : cells) {
-    if (!cell.name.empty()) out << std::exchange(separator, ",") << text(cell);
-  }
-  out << "\n";
-}
-
 }  // namespace
 
 std::string Cell::text() const {
@@ -54,12 +45,13 @@ Cells blank(Cells cells) {
   return cells;
 }
 
-void printCsv(std::ostream& out, const Cells& cells) {
-  printLine(out, cells, [](const Cell& cell) { return csvText(cell.value.data); });
-}
-
-void printCsvNames(std::ostream& out, const Cells& cells) {
-  printLine(out, cells, [](const Cell& cell) { return cell.name; });
+void printCsv(std::ostream& out, const Cells& cells, bool asNames) {
+  const char* separator = "";
+  for (const Cell& cell : cells) {
+    if (cell.name.empty()) continue;
+    out << std::exchange(separator, ",") << (asNames ? cell.name : csvText(cell.value.data));
+  }
+  out << "\n";
 }
 
 ordered_json objectOf(const Cells& cells) {

@@ -72,9 +72,8 @@ void append(Cells& cells, Cells added, const std::string& prefix = "");
 /// Returns the cells without their values.
 Cells blank(Cells cells);
 
-/// Print a line of CSV, the cells or their names.
-void printCsv(std::ostream& out, const Cells& cells);
-void printCsvNames(std::ostream& out, const Cells& cells);
+/// Prints a line of CSV, the values or the names of the cells.
+void printCsv(std::ostream& out, const Cells& cells, bool asNames = false);
 
 /// Returns the cells as an object; one in it of which nothing is known is null.
 nlohmann::ordered_json objectOf(const Cells& cells);

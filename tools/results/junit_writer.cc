@@ -52,27 +52,32 @@ std::string nameOfRun(const Run& run, const Names& names) {
          run.id;
 }
 
-/// Returns the case of a phase. A phase that comes again has its number after its name.
-std::string testCase(const Run& run, const PhaseResult& phase, int number,
-                     const std::string& properties, const Names& names) {
-  std::string name = names.text(phase.name);
-  if (number > 1) name += " (" + std::to_string(number) + ")";
-  std::string xml = "<testcase" + attribute("name", name) +
-                    attribute("classname", nameOfRun(run, names)) +
-                    attribute("time", secondsText(phase.seconds)) + ">" + properties;
-  if (phase.verdict == Verdict::kFailed) {
-    xml += "<failure" + attribute("message", phase.reason) + "/>";
-  } else if (phase.verdict != Verdict::kPassed) {
-    xml += "<error" + attribute("message", nameOf(phase.verdict)) + "/>";
-  }
-  return xml + "</testcase>\n";
-}
+struct Case {
+  std::string name;
+  Verdict verdict;
+  double seconds;
+  std::string_view message;
+  std::string properties = {};
+};
 
-/// Returns whether the run needs a case of its own: one that neither passed nor failed, and one
-/// that failed without a failed phase, as a run can outside its phases.
-bool hasOwnCase(const Run& run) {
-  if (run.verdict != Verdict::kFailed) return run.verdict != Verdict::kPassed;
-  return std::ranges::find(run.phases, Verdict::kFailed, &PhaseResult::verdict) == run.phases.end();
+/// Returns a case for each phase; those that come again have their numbers after their names. A run
+/// that neither passed nor failed, or failed outside its phases, has one more.
+std::vector<Case> casesOf(const Run& run, const Names& names) {
+  std::vector<Case> cases;
+  std::map<uint32_t, int> numbers;
+  bool isTold = run.verdict == Verdict::kPassed;
+  for (const PhaseResult& phase : run.phases) {
+    const bool isFailed = phase.verdict == Verdict::kFailed;
+    isTold |= isFailed && run.verdict == Verdict::kFailed;
+    const int number = ++numbers[phase.name];
+    cases.push_back({names.text(phase.name), phase.verdict, phase.seconds,
+                     isFailed ? phase.reason : nameOf(phase.verdict)});
+    // The measurements of phases of one name stand with the first of them.
+    if (number == 1) cases.back().properties = propertiesOf(run, phase.name, names);
+    if (number > 1) cases.back().name += " (" + std::to_string(number) + ")";
+  }
+  if (!isTold) cases.push_back({std::string(nameOf(run.verdict)), run.verdict, 0, run.reason});
+  return cases;
 }
 
 }  // namespace
@@ -97,37 +102,32 @@ void JunitWriter::write(std::string_view text) {
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
-  const bool isFailed = run.verdict == Verdict::kFailed;
-  size_t failures = hasOwnCase(run) && isFailed;
-  size_t errors = hasOwnCase(run) && !isFailed;
-  for (const PhaseResult& phase : run.phases) {
-    failures += phase.verdict == Verdict::kFailed;
-    errors += phase.verdict != Verdict::kFailed && phase.verdict != Verdict::kPassed;
+  const std::vector<Case> cases = casesOf(run, names);
+  size_t failures = 0, errors = 0;
+  std::string xml;
+  for (const Case& each : cases) {
+    xml += "<testcase" + attribute("name", each.name) +
+           attribute("classname", nameOfRun(run, names)) +
+           attribute("time", secondsText(each.seconds)) + ">" + each.properties;
+    const bool isFailed = each.verdict == Verdict::kFailed;
+    const bool isError = !isFailed && each.verdict != Verdict::kPassed;
+    failures += isFailed;
+    errors += isError;
+    if (isFailed || isError) {
+      xml += (isFailed ? "<failure" : "<error") + attribute("message", each.message) + "/>";
+    }
+    xml += "</testcase>\n";
   }
   const std::string& host = names.text(run.field(RunField::kHost));
-  std::string xml =
-      "<testsuite" + attribute("name", nameOfRun(run, names)) +
-      attribute("timestamp", junitTime(run.timeText)) +
-      attribute("hostname", host.empty() ? "unknown" : host) +
-      attribute("tests", std::to_string(run.phases.size() + hasOwnCase(run))) +
-      attribute("failures", std::to_string(failures)) +
-      attribute("errors", std::to_string(errors)) + attribute("time", secondsText(run.seconds)) +
-      ">\n<properties>" + property("run", run.id) + property("station", names.text(run.station)) +
-      property("unit", run.unit) + property("verdict", nameOf(run.verdict)) + "</properties>\n";
-  std::map<uint32_t, int> numbers;
-  for (const PhaseResult& phase : run.phases) {
-    // The measurements of phases of one name stand with the first of them.
-    const int number = ++numbers[phase.name];
-    xml += testCase(run, phase, number, number == 1 ? propertiesOf(run, phase.name, names) : "",
-                    names);
-  }
-  if (hasOwnCase(run)) {
-    xml += "<testcase" + attribute("name", nameOf(run.verdict)) +
-           attribute("classname", nameOfRun(run, names)) + attribute("time", "0.000") +
-           (isFailed ? "><failure" : "><error") + attribute("message", run.reason) +
-           "/></testcase>\n";
-  }
-  write(xml + "</testsuite>\n");
+  write("<testsuite" + attribute("name", nameOfRun(run, names)) +
+        attribute("timestamp", junitTime(run.timeText)) +
+        attribute("hostname", host.empty() ? "unknown" : host) +
+        attribute("tests", std::to_string(cases.size())) +
+        attribute("failures", std::to_string(failures)) +
+        attribute("errors", std::to_string(errors)) + attribute("time", secondsText(run.seconds)) +
+        ">\n<properties>" + property("run", run.id) + property("station", names.text(run.station)) +
+        property("unit", run.unit) + property("verdict", nameOf(run.verdict)) + "</properties>\n" +
+        xml + "</testsuite>\n");
 }
 
 void JunitWriter::finish() {

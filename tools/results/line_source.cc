@@ -1,36 +1,26 @@
 #include "tools/results/line_source.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "tools/command_error.h"
+#include "tools/files.h"
 
 namespace corvane::tools {
 
-LineSource::LineSource(const std::string& path) : _path(path), _buffer(4 * kMaxLine + kPadding) {
-  _file = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
-                      : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (_file < 0) throw CommandError(kUsage, path + ": " + std::strerror(errno));
-}
-
-LineSource::~LineSource() { ::close(_file); }
+LineSource::LineSource(const std::string& path)
+    : _path(path), _file(openFile(path)), _buffer(4 * kMaxLine + kPadding) {}
 
 /// Moves the remaining bytes to the front and reads more after them. Returns false at the end.
 bool LineSource::fill() {
-  if (_isAtEnd) return false;
   std::memmove(_buffer.data(), _buffer.data() + _begin, _end - _begin);
   _end -= _begin;
   _begin = 0;
-  ssize_t count = 0;
-  do {
-    count = ::read(_file, _buffer.data() + _end, _buffer.size() - kPadding - _end);
-  } while (count < 0 && errno == EINTR);
-  if (count < 0) throw CommandError(kUsage, _path + ": " + std::strerror(errno));
-  _end += static_cast<size_t>(count);
-  _isAtEnd = count == 0;
+  const size_t room = _buffer.size() - kPadding - _end;
+  const size_t count = std::fread(_buffer.data() + _end, 1, room, _file.get());
+  if (std::ferror(_file.get())) throw CommandError(kUsage, _path + ": " + std::strerror(errno));
+  _end += count;
   return count > 0;
 }
 

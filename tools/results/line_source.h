@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/scoped_file.h"
+
 namespace corvane::tools {
 
 /// Reads the lines of a file, or of standard input for "-", into a buffer of fixed size.
@@ -26,9 +28,6 @@ class LineSource {
 
   /// Throws CommandError (wrong usage) when the file cannot be opened.
   explicit LineSource(const std::string& path);
-  ~LineSource();
-  LineSource(const LineSource&) = delete;
-  LineSource& operator=(const LineSource&) = delete;
 
   /// Reads the next line. Returns false at the end. Throws CommandError when reading fails.
   bool next(Line& line);
@@ -39,12 +38,11 @@ class LineSource {
   static void skipByteOrderMark(Line& line);
 
   std::string _path;
-  int _file = -1;
+  ScopedFile _file;
   std::vector<char> _buffer;
   size_t _begin = 0;
   size_t _end = 0;
   uint64_t _number = 0;
-  bool _isAtEnd = false;
 };
 
 }  // namespace corvane::tools

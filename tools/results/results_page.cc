@@ -122,7 +122,10 @@ class Page {
         classes.emplace_back(classOf(cell.style));
       }
     }
-    if (kind == TableKind::kFailures) titles.emplace_back("Newest units");
+    if (kind == TableKind::kFailures) {
+      titles.emplace_back("Newest units");
+      classes.emplace_back(classOf(Style::kLine));
+    }
     double mostShare = 0;
     for (const TableRow& row : table.rows) {
       for (const Cell& cell : row.cells) mostShare = std::max(mostShare, shareOf(cell));

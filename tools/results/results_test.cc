@@ -308,9 +308,9 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
   const std::vector<std::string> failed =
       splitLines(run("--csv --table failed-runs " + file()).output);
   ASSERT_EQ(failed.size(), 5u);
-  EXPECT_TRUE(failed[0].starts_with("unit,time,station,phase,reason,verdict,passedSince,run,"));
+  EXPECT_TRUE(failed[0].starts_with("unit,time,station,phase,reason,run,verdict,passedSince,"));
   EXPECT_EQ(failed[4],
-            "SN1,2026-11-16T01:00:00.000+01:00,speaker,tone,\"too \"\"loud\"\"\",failed,true,r1,"
+            "SN1,2026-11-16T01:00:00.000+01:00,speaker,tone,\"too \"\"loud\"\"\",r1,failed,true,"
             "tone,loudness,80,dB,,75,false,,,,false");
   const std::string page = readText(path("page.html"));
   for (const char* part : {"camera &amp; &lt;co&gt;</th>", "id=\"run-r1\"", "href=\"#run-r1\"",

@@ -308,7 +308,7 @@ void Summary::finish() {
     return std::tuple(record.station, record.unit, record.time, record.order);
   });
   std::unordered_multimap<uint64_t, FailedRun*> failedOf;
-  for (auto& [time, failed] : _failedRuns.things()) {
+  for (auto& [time, failed] : _failedRuns.things) {
     failedOf.emplace(unitKey(failed.unit, failed.run), &failed);
   }
   for (auto begin = _records.begin(); begin != _records.end();) {

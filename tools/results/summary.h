@@ -104,39 +104,22 @@ struct FailedRun {
   bool hasPassedSince = false;  ///< The unit's last run at the station passed.
 };
 
-/// Keeps those of many things that are newest.
-template <typename T>
-class Newest {
- public:
-  explicit Newest(size_t most) : _most(most) {}
+/// Keeps those of many things that are newest, by their times.
+template <typename T, size_t kMax>
+struct Newest {
   /// Adds a thing; `make` returns it, and is called only if it is kept.
   template <typename Make>
   void add(int64_t time, Make make) {
-    const std::pair key(time, _count++);
-    if (_things.size() == _most) {
-      if (key < _things.begin()->first) return;
-      _things.erase(_things.begin());
+    ++count;
+    if (things.size() == kMax) {
+      if (time < things.begin()->first) return;
+      things.erase(things.begin());
     }
-    _things.emplace(key, make());
-  }
-  /// Returns how many there were, kept or not.
-  uint64_t count() const { return _count; }
-  /// The newest last, each under its time.
-  std::map<std::pair<int64_t, uint64_t>, T>& things() { return _things; }
-  const std::map<std::pair<int64_t, uint64_t>, T>& things() const { return _things; }
-  /// Returns at most this many of them, the newest first.
-  std::vector<std::pair<int64_t, const T*>> newest(size_t most = SIZE_MAX) const {
-    std::vector<std::pair<int64_t, const T*>> newest;
-    for (auto thing = _things.rbegin(); thing != _things.rend() && newest.size() < most; ++thing) {
-      newest.emplace_back(thing->first.first, &thing->second);
-    }
-    return newest;
+    things.emplace(time, make());
   }
 
- private:
-  size_t _most;
-  uint64_t _count = 0;
-  std::map<std::pair<int64_t, uint64_t>, T> _things;
+  uint64_t count = 0;  ///< Of all, kept or not.
+  std::multimap<int64_t, T> things;
 };
 
 /// The runs of one station, or of one group of them.
@@ -204,8 +187,8 @@ class Summary {
  public:
   static constexpr size_t kMaxGroups = 1000;
   static constexpr size_t kMaxLimits = 32;
-  static constexpr size_t kMaxFailedRuns = 500;
-  static constexpr size_t kMaxHistory = 1000;
+  using FailedRuns = Newest<FailedRun, 500>;
+  using History = Newest<Run, 1000>;
 
   /// Groups runs by the field of kGroupFields with this number, if any. Keeps whole runs as well
   /// when `withHistory` is true.
@@ -222,8 +205,8 @@ class Summary {
   /// Returns the measurements of all stations, those of a station that fail first; with groups, a
   /// measurement's groups follow each other.
   std::vector<std::pair<const StationSummary*, const MeasurementSummary*>> measurements() const;
-  const Newest<FailedRun>& failedRuns() const { return _failedRuns; }
-  const Newest<Run>& history() const { return _history; }
+  const FailedRuns& failedRuns() const { return _failedRuns; }
+  const History& history() const { return _history; }
   const std::string& groupName(uint32_t group) const { return _groups.text(group); }
   std::optional<size_t> groupBy() const { return _groupBy; }
   /// Returns how many hours each span of time has; the number of a span times this is its hour.
@@ -258,8 +241,8 @@ class Summary {
   std::deque<StationSummary> _stations;
   std::unordered_map<uint64_t, uint32_t> _stationAt;
   Records _records;
-  Newest<FailedRun> _failedRuns{kMaxFailedRuns};
-  Newest<Run> _history{kMaxHistory};
+  FailedRuns _failedRuns;
+  History _history;
   std::optional<std::pair<int64_t, int64_t>> _period;
   int64_t _spanHours = 1, _firstHour = INT64_MAX, _lastHour = INT64_MIN;
 };

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <functional>
 #include <iostream>
+#include <ranges>
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
@@ -115,7 +116,7 @@ class Tables {
 
   ordered_json historyAsJson() const {
     ordered_json runs = ordered_json::array();
-    for (const auto& [time, run] : _summary.history().things()) {
+    for (const auto& [time, run] : _summary.history().things) {
       Cells cells = headOf(run, _names);
       append(cells, restOf(run, _names));
       ordered_json& json = runs.emplace_back(objectOf(cells));
@@ -132,13 +133,12 @@ class Tables {
       for (const Failure& failure : station.failures()) {
         TableRow& row = addRow(table, station, cellsOf(failure));
         row.measurement = failure.summary;
-        for (const auto& [time, run] : _summary.failedRuns().newest()) {
-          const bool isSame =
-              run->station == station.name() && run->group == station.group() &&
-              run->phase == failure.phase &&
-              (!failure.measurement ||
-               (run->measurement && run->measurement->name == *failure.measurement));
-          if (isSame && row.failed.size() < kMaxUnits) row.failed.push_back(run);
+        for (const auto& [time, run] : std::views::reverse(_summary.failedRuns().things)) {
+          const bool isSame = run.station == station.name() && run.group == station.group() &&
+                              run.phase == failure.phase &&
+                              (!failure.measurement ||
+                               (run.measurement && run.measurement->name == *failure.measurement));
+          if (isSame && row.failed.size() < kMaxUnits) row.failed.push_back(&run);
         }
       }
     }
@@ -147,40 +147,40 @@ class Tables {
 
   SummaryTable failedRuns() const {
     SummaryTable table;
-    for (const auto& [time, run] : _summary.failedRuns().newest()) {
-      table.rows.push_back({cellsOf(*run, time), run->run});
+    for (const auto& [time, run] : std::views::reverse(_summary.failedRuns().things)) {
+      table.rows.push_back({cellsOf(run, time), run.run});
     }
-    table.left = _summary.failedRuns().count() - table.rows.size();
+    table.left = _summary.failedRuns().count - table.rows.size();
     return table;
   }
 
   SummaryTable history() const {
     SummaryTable table;
-    for (const auto& [begun, each] : _summary.history().newest()) {
-      const Run& run = *each;
-      const auto add = [&, at = begun](uint32_t phase, uint32_t name, const std::string& value,
-                                       std::string_view result, const std::string& reason) {
+    for (const auto& [begun, each] : std::views::reverse(_summary.history().things)) {
+      const auto add = [&, &run = each, at = begun](
+                           uint32_t phase, uint32_t name, const std::string& value,
+                           std::string_view result, const std::string& reason) {
         table.rows.push_back({{{"time", "Time", Style::kPlace, time(run.timeText, at)},
                                {"unit", "Unit", Style::kText, run.unit},
                                {"station", "Station", Style::kText, _names.text(run.station)},
                                {"run", "Run", Style::kCode, run.id},
                                {"phase", "Phase", Style::kText, _names.text(phase)},
                                {"measurement", "Measurement", Style::kText, _names.text(name)},
-                               {"value", "Value", Style::kText, value},
+                               {"value", "Value", Style::kReason, value},
                                {"result", "Result", Style::kLine, result},
-                               {"reason", "Reason", Style::kReason, reason}}});
+                               {"reason", "Reason", Style::kText, reason}}});
       };
-      add(0, 0, roundedText(run.seconds) + " s", nameOf(run.verdict), run.reason);
-      for (const PhaseResult& phase : run.phases) {
+      add(0, 0, roundedText(each.seconds) + " s", nameOf(each.verdict), each.reason);
+      for (const PhaseResult& phase : each.phases) {
         add(phase.name, 0, roundedText(phase.seconds) + " s", nameOf(phase.verdict), phase.reason);
       }
-      for (const Measurement& measured : run.measurements) {
+      for (const Measurement& measured : each.measurements) {
         const char* const place = measured.isInside ? "inside" : "outside";
         add(measured.phase, measured.name, valueText(measured, _names),
             measured.isRepeated ? "repeated" : place, "");
       }
     }
-    table.left = _summary.history().count() - _summary.history().things().size();
+    table.left = _summary.history().count - _summary.history().things.size();
     return table;
   }
 
@@ -281,21 +281,24 @@ class Tables {
                    {"station", "Station", Style::kText, _names.text(run.station)},
                    {"phase", "Phase", Style::kText, _names.text(run.phase)},
                    {"", "Measurement", Style::kText, measured ? _names.text(measured->name) : ""},
-                   {"", "Value", Style::kText, measured ? valueText(*measured, _names) : ""},
-                   {"reason", "Reason", Style::kReason, run.reason},
+                   {"", "Value", Style::kReason, measured ? valueText(*measured, _names) : ""},
+                   {"reason", "Reason", Style::kText, run.reason},
+                   {"run", "Run", Style::kCode, run.run},
                    {"verdict",
                     "Verdict",
                     Style::kText,
                     {verdict, run.hasPassedSince ? verdict + ", then passed" : ""}},
-                   {"passedSince", run.hasPassedSince},
-                   {"run", "Run", Style::kCode, run.run}};
+                   {"passedSince", run.hasPassedSince}};
     append(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())), "measurement/");
     return cells;
   }
 
   Cells cellsOf(const MeasurementSummary& measurement) const {
     const Statistics& values = measurement.statistics;
-    const bool hasValues = values.count() > 0;
+    const auto extreme = [&](double value) {
+      if (values.count() == 0) return Value();
+      return Value(value, roundedTo(value, values.deviation().value_or(0)));
+    };
     const Capability shortTerm =
         values.capability(values.neighboursDeviation(), measurement.lower, measurement.upper);
     const Capability overall =
@@ -309,8 +312,8 @@ class Tables {
             {"notNumbers", measurement.notNumbers},
             {"mean", "Mean", Style::kNumber, mean(values.moments())},
             {"deviation", "Deviation", Style::kNumber, rounded(values.deviation())},
-            {"minimum", "Minimum", Style::kNumber, hasValues ? Value(values.minimum()) : Value()},
-            {"maximum", "Maximum", Style::kNumber, hasValues ? Value(values.maximum()) : Value()},
+            {"minimum", "Minimum", Style::kNumber, extreme(values.minimum())},
+            {"maximum", "Maximum", Style::kNumber, extreme(values.maximum())},
             {"lower", measurement.lower},
             {"upper", measurement.upper},
             {"", "Limits", Style::kText, limitsText(measurement)},
@@ -407,14 +410,14 @@ void printTable(std::ostream& out, TableKind kind, const Results& results, bool 
     return;
   }
   if (!asCsv) return print(out, kind, table, SIZE_MAX);
-  printCsvNames(out, table.rows[0].cells);
+  printCsv(out, table.rows[0].cells, true);
   for (const TableRow& row : table.rows) printCsv(out, row.cells);
 }
 
 void printSummary(std::ostream& out, const Results& results) {
   for (size_t i = 0; i < kTableNames.size(); ++i) {
     const auto kind = static_cast<TableKind>(i);
-    if (kind > TableKind::kHistory && results.summary.history().count() > 0) break;
+    if (kind > TableKind::kHistory && results.summary.history().count > 0) break;
     const SummaryTable table = tableOf(kind, results);
     if (table.rows.empty()) continue;
     if (i > 0) out << "\n" << kAbout[i].title << "\n";
@@ -429,8 +432,8 @@ ordered_json summaryAsJson(const Results& results) {
     json["stations"].push_back(tables.json(station));
   }
   json["failedRuns"] = tables.failedRunsAsJson();
-  json["failedRunCount"] = results.summary.failedRuns().count();
-  if (results.summary.history().count() > 0) json["history"] = tables.historyAsJson();
+  json["failedRunCount"] = results.summary.failedRuns().count;
+  if (results.summary.history().count > 0) json["history"] = tables.historyAsJson();
   json["files"] = results.source.files;
   json["damagedLines"] = results.source.damagedLines;
   json["repeatedLines"] = results.source.repeatedLines;
