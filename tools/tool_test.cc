@@ -371,6 +371,7 @@ TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   EXPECT_EQ(jsonOf("inspect " + file)["kind"], "control-bit bytes and diagnostic records");
   const std::string toItself = "would replace " + path("dump").string();
   expectEach({{"unit export " + file + " --to " + file, 2, "", toItself},
+              {"unit import " + file + " -o " + file, 2, "", toItself},
               {"report " + file + " -o " + file, 2, "", toItself}});
   writeText(path("dump"), std::string(2000000, '\0'));
   const Outcome outcome = run("inspect " + file);

@@ -4,7 +4,6 @@
 #include "tools/command_line.h"
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
-#include "tools/output_files.h"
 #include "tools/ps/process_plot.h"
 #include "tools/report/report_page.h"
 
@@ -21,7 +20,7 @@ ExitStatus report(const ReportOptions& options) {
   if (options.out.empty()) throw CommandError(kUsage, "report needs -o, the page to write");
   std::vector<std::string> inputs = options.sources;
   inputs.push_back(options.recording);
-  requireDistinctOutputs({{"-o", options.out}}, inputs);
+  requireOtherOutput(options.out, inputs);
   std::vector<ReportSubject> subjects;
   for (const std::string& source : options.sources) {
     subjects.emplace_back(source, readImage(source, options.kind));
@@ -45,9 +44,8 @@ void addReport(CLI::App& app) {
                "Lines of \"corvane ps --watch --json\" to show as a chart");
   addDumpKindOption(command, options->kind);
   command.footer(
-      "The page loads nothing and has no scripts; it follows the reader's light or dark scheme, "
-      "and\n"
-      "prints.\n"
+      "The page loads nothing and has no scripts. It follows the reader's light or dark scheme,\n"
+      "and can be printed.\n"
       "Example:\n  corvane report \"$(corvane device path)\" -o unit.html");
   command.action([=] { return report(*options); });
 }

@@ -11,7 +11,6 @@
 #include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
-#include "tools/output_files.h"
 #include "tools/virtual_unit.h"
 #include "unit/lock.h"
 
@@ -47,7 +46,9 @@ void addExport(Command group) {
       "  corvane unit export -o unit.json\n"
       "  corvane unit export area.bin --as syscfg -o area.json");
   command.action([=] {
-    requireDistinctOutputs({{"-o", options->to}}, {options->source});
+    requireOtherOutput(options->to,
+                       {options->source.empty() ? host::VirtualDevice::defaultFolder().string()
+                                                : options->source});
     const UnitImage image =
         options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
     writeFile(options->to, documentText(image));
@@ -88,7 +89,7 @@ void addImport(Command group) {
       "  corvane unit import unit.json\n"
       "  corvane unit import area.json -o area.bin");
   command.action([=] {
-    requireDistinctOutputs({{"-o", options->to}}, {options->source});
+    requireOtherOutput(options->to, {options->source});
     const FileBytes text = readFile(options->source, size_t{512} << 20);
     const std::string name = options->source == "-" ? "standard input" : options->source;
     if (!text.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");

@@ -61,7 +61,7 @@ TEST_F(UnitDocumentsTest, AnImportedUnitExportsTheSameBytesAndKeepsItsOtherFiles
   const VirtualDevice made(_folder.path() / "new");
   EXPECT_EQ(textOf(made), text);
   EXPECT_EQ(made.facts(), first.facts());
-  // Nothing is left beside the units, not even of an import that was killed.
+  // Nothing else is left in the folder, not even of an import that was killed.
   EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), {}), 3);
 }
 
@@ -117,7 +117,7 @@ TEST_F(UnitDocumentsTest, AUnitThatCannotBeUsedIsNotImported) {
             data.string() + ": is a symbolic link; the unit is as it was");
 }
 
-TEST_F(UnitDocumentsTest, WhatCannotBeLookedAtIsNotLeftOut) {
+TEST_F(UnitDocumentsTest, AFileThatCannotBeReadEndsTheExport) {
   for (const char* part : {"root", "data", "device.plist"}) {
     const fs::path unit = usedUnit(part, 0xF2).folder();
     fs::remove_all(unit / part);
@@ -137,6 +137,14 @@ TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
   EXPECT_THROW(imageOfDump(Bytes(100, 'x'), {}, "dump"), CommandError);
   EXPECT_EQ(imageOfDump(Bytes(100, 'x'), DumpKind::kConfiguration, "dump").kind,
             ImageKind::kSysCfg);
+}
+
+TEST_F(UnitDocumentsTest, AnOutputThatIsAFileOfTheUnitThatIsReadIsRefused) {
+  const fs::path unit = usedUnit("unit", 0xF2).folder();
+  for (const char* file : {"device.plist", "data/VelmoDiagnosticData.bin", "data/../nvram.plist"}) {
+    EXPECT_THROW(requireOtherOutput(unit / file, {unit}), CommandError) << file;
+  }
+  EXPECT_NO_THROW(requireOtherOutput(unit / "page.html", {unit}));
 }
 
 std::string linesOf(const Json& differences) {

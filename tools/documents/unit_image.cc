@@ -12,6 +12,7 @@
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
 #include "tools/files.h"
+#include "tools/output_files.h"
 
 namespace corvane::tools {
 namespace {
@@ -141,6 +142,18 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
     return imageOfDocument(contents.bytes, name);
   }
   return imageOfDump(std::move(contents.bytes), kind, name);
+}
+
+void requireOtherOutput(const std::string& output, const std::vector<std::string>& sources) {
+  requireDistinctOutputs({{"-o", output}}, sources);
+  for (const std::string& source : sources) {
+    std::error_code error;
+    const fs::path path =
+        fs::weakly_canonical(output, error).lexically_relative(fs::weakly_canonical(source, error));
+    if (!isImagePath(path.string())) continue;
+    throw CommandError(kUsage, "-o " + output + " would replace a file of the unit in " + source +
+                                   ", which is read; name another file");
+  }
 }
 
 }  // namespace corvane::tools

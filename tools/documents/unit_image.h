@@ -64,6 +64,10 @@ UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::s
 /// "-" is standard input, which holds one of the latter two. Throws CommandError.
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
 
+/// Throws CommandError (wrong usage) when writing `output`, the file after "-o", would replace one
+/// of the sources or a file of a unit's folder among them.
+void requireOtherOutput(const std::string& output, const std::vector<std::string>& sources);
+
 }  // namespace corvane::tools
 
 #endif  // CORVANE_TOOLS_DOCUMENTS_UNIT_IMAGE_H_

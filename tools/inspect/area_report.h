@@ -35,7 +35,7 @@ struct AreaEntry {
   std::span<const uint8_t> writtenValue() const;
 };
 
-/// What a configuration area holds, in whatever state it is.
+/// What a configuration area holds, damaged or not.
 struct AreaReport {
   /// Size of the area in bytes.
   size_t size = 0;

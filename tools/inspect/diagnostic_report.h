@@ -11,7 +11,7 @@
 
 namespace corvane::tools {
 
-/// What the bytes of the data set "VelmoDiagnosticData" hold, in whatever state they are.
+/// What the bytes of the data set "VelmoDiagnosticData" hold, damaged or not.
 struct DiagnosticReport {
   /// Width of a record's time value in bits, 64 or 32: the one that makes more sense of the bytes.
   int timeBits = 0;

@@ -69,7 +69,7 @@ std::string reasonForUnknown(Bytes contents) {
   if (contents.size() >= kFirstRecordOffset && beginsLikeControlBits(contents)) {
     return "it begins like control-bit bytes, but does not go on like records";
   }
-  return "it has no header of a configuration area and does not begin like control-bit bytes";
+  return "it begins neither like a configuration area nor like control-bit bytes";
 }
 
 Dump configurationDump(Bytes contents, std::string reason) {

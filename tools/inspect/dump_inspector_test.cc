@@ -159,7 +159,7 @@ TEST(DumpInspectorTest, DamageIsNamedWithItsBytes) {
   }
 }
 
-TEST(DumpInspectorTest, OtherBytesAreUnknownUnlessTheCallerKnowsBetter) {
+TEST(DumpInspectorTest, OtherBytesAreUnknownUnlessTheCallerNamesTheirKind) {
   std::mt19937 random(1);
   Bytes noise(1024);
   std::ranges::generate(noise, [&random] { return static_cast<uint8_t>(random()); });
@@ -167,7 +167,7 @@ TEST(DumpInspectorTest, OtherBytesAreUnknownUnlessTheCallerKnowsBetter) {
       {Bytes(), "it is empty"},
       {Bytes(8192, 0xFF), "erased flash"},
       {Bytes(1024, 0), "every byte of it is the same"},
-      {noise, "no header"},
+      {noise, "begins neither"},
   };
   for (const auto& [contents, reason] : cases) {
     const Dump dump = inspectDump(contents);

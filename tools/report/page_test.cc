@@ -6,7 +6,7 @@
 namespace corvane::tools {
 namespace {
 
-TEST(ReportTest, TheVerdictNamesTheGravestThingFirst) {
+TEST(ReportTest, TheVerdictNamesTheGravestFindingFirst) {
   const struct {
     uint8_t byte, other;
     const char *headline, *detail;
