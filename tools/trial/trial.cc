@@ -287,6 +287,7 @@ class Trial {
   }
 
   bool isCancelled() {
+    const std::lock_guard lock(_lock);
     _signals.wait(Clock::now());
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
       if (_signals.takeArrival(signal)) _isInterrupted = true;
