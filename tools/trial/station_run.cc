@@ -15,6 +15,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -238,8 +239,10 @@ Run runStation(const Station& station, const Case& what, const fs::path& folder,
   attend(process, what, folder, limit, isCancelled, run);
   run.waitStatus = endSession(process, folder);
 
-  // A case has taken the permission to write away.
-  for (const fs::path& place : {unit, unit / "data"}) fs::permissions(place, fs::perms::owner_all);
+  for (const fs::path& place : {unit, unit / "data"}) {  // A case may have made them read-only.
+    std::error_code ignored;
+    fs::permissions(place, fs::perms::owner_write, fs::perm_options::add, ignored);
+  }
   run.calls = callsIn(folder / "calls");
   if (!what.call.empty()) run.isReached &= run.calls[what.call] >= what.occurrence;
   run.output = textOf(folder / "output");
