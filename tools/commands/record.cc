@@ -1,4 +1,3 @@
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -14,11 +13,7 @@ namespace {
 ExitStatus listRecords(bool json) {
   requireDataToLook();
   const std::vector<unit::Record> records = unit::readRecords().records;
-  if (json) {
-    printJson({{"records", recordsAsJson(records)}});
-  } else {
-    recordTable(records).print(std::cout);
-  }
+  printResult(json, {{"records", recordsAsJson(records)}}, recordTable(records).text());
   return kDone;
 }
 
@@ -39,11 +34,7 @@ ExitStatus add(const AddOptions& options) {
   const unit::Record record = changeUnit([&](unit::Lock& lock) {
     return unit::appendRecord(lock, options.station, options.result, options.message);
   });
-  if (options.json) {
-    printJson(recordAsJson(record));
-  } else {
-    recordTable({record}).print(std::cout);
-  }
+  printResult(options.json, recordAsJson(record), recordTable({record}).text());
   return kDone;
 }
 

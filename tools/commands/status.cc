@@ -46,11 +46,7 @@ ExitStatus show(const ShowOptions& options) {
   for (uint32_t offset = from; offset <= to; ++offset) {
     if (!options.written || bytes[offset] != 0xFF) shown.push_back({offset, bytes[offset]});
   }
-  if (options.json) {
-    printJson({{"bytes", controlBitsAsJson(shown)}});
-  } else {
-    controlBitTable(shown).print(std::cout);
-  }
+  printResult(options.json, {{"bytes", controlBitsAsJson(shown)}}, controlBitTable(shown).text());
   return kDone;
 }
 

@@ -28,10 +28,12 @@ Bytes readAreaToLook() {
   return unit::readArea();
 }
 
-/// Throws unless the area is blank or has a sound header: no key can be told in any other.
-void requireStore(const AreaReport& report, const Bytes& area) {
+/// Throws unless the area is blank or has a sound header: the keys of any other are not known.
+AreaReport readStoreToLook() {
+  const Bytes area = readAreaToLook();
+  AreaReport report = reportOnArea(area);
   const std::string damage = unit::damageOf(area);
-  if (report.isHeaderSound || damage.empty()) return;
+  if (report.isHeaderSound || damage.empty()) return report;
   throw CommandError(kFailed, "the configuration area holds no store: " + damage);
 }
 
@@ -47,19 +49,9 @@ uint32_t keyOf(const std::string& text) {
   return *key;
 }
 
-CommandError noSuchKey(uint32_t key) {
-  return {kFailed, "there is no key " + keyName(key) + "; \"corvane syscfg list\" lists the keys"};
-}
-
 ExitStatus listKeys(bool json) {
-  const Bytes area = readAreaToLook();
-  const AreaReport report = reportOnArea(area);
-  requireStore(report, area);
-  if (json) {
-    printJson({{"entries", entriesAsJson(report)}});
-  } else {
-    entryTable(report).print(std::cout);
-  }
+  const AreaReport report = readStoreToLook();
+  printResult(json, {{"entries", entriesAsJson(report)}}, entryTable(report).text());
   if (report.isHeaderSound && !report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
   }
@@ -83,26 +75,26 @@ nlohmann::ordered_json keyAsJson(uint32_t key, std::span<const uint8_t> value,
 
 ExitStatus get(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
-  const Bytes area = readAreaToLook();
-  const AreaReport report = reportOnArea(area);
-  requireStore(report, area);
+  const AreaReport report = readStoreToLook();
   const auto entry = std::ranges::find_if(report.entries, [key](const AreaEntry& candidate) {
     return candidate.key == key && candidate.isFound;
   });
-  if (entry == report.entries.end()) throw noSuchKey(key);
+  if (entry == report.entries.end()) {
+    throw CommandError(
+        kFailed, "there is no key " + keyName(key) + "; \"corvane syscfg list\" lists the keys");
+  }
   const std::span<const uint8_t> value = entry->value;
   const std::span<const uint8_t> text = entry->writtenValue();
   if (!options.file.empty()) {
     writeFile(options.file, value);
-  } else if (options.json) {
-    printJson(keyAsJson(key, value, text));
-  } else if (options.hex || (!options.text && !isPlainText(text))) {
-    std::cout << hexText(value) << "\n";
-  } else if (options.text) {
-    std::cout << escapedText(text) << "\n";
-  } else {
-    std::cout << std::string(text.begin(), text.end()) << "\n";
+    return kDone;
   }
+  const bool isHex = options.hex || (!options.text && !isPlainText(text));
+  printResult(options.json, keyAsJson(key, value, text),
+              (isHex          ? hexText(value)
+               : options.text ? escapedText(text)
+                              : std::string(text.begin(), text.end())) +
+                  "\n");
   return kDone;
 }
 
@@ -139,12 +131,9 @@ ExitStatus set(const SetOptions& options) {
     throw CommandError(kFailed, std::string(error.what()) +
                                     "; --format replaces all that it holds with an empty store");
   }
-  if (options.json) {
-    printJson(keyAsJson(key, *done.after, value));
-  } else {
-    constexpr size_t kMaxWidth = 60;
-    std::cout << keyName(key) << ": " << preview(value, kMaxWidth) << "\n";
-  }
+  constexpr size_t kMaxWidth = 60;
+  printResult(options.json, keyAsJson(key, *done.after, value),
+              keyName(key) + ": " + preview(value, kMaxWidth) + "\n");
   return kDone;
 }
 
