@@ -18,13 +18,9 @@ CFRef<CFStringRef> textArgument(const std::string& text) {
   return string;
 }
 
-void requireUnit() {
-  if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
-}
-
 void requireUnitToLook() {
   useExistingUnit();
-  requireUnit();
+  if (devicePath("/").empty()) throw CommandError(kNotReady, "the unit is not ready");
 }
 
 void requireDataToLook() {

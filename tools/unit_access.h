@@ -18,11 +18,8 @@ namespace corvane::tools {
 /// Returns `text` as the library takes it. Throws CommandError when it is not UTF-8.
 CFRef<CFStringRef> textArgument(const std::string& text);
 
-/// Opens the unit. Throws CommandError when it cannot; the platform has reported why on standard
-/// error.
-void requireUnit();
-/// Opens the unit for a command that only looks. Throws CommandError when there is none: unlike a
-/// change, a look makes no new unit.
+/// Opens the unit for a command that only looks. Throws CommandError when there is none, and when
+/// it cannot be used: unlike a change, a look makes no new unit.
 void requireUnitToLook();
 /// Does so, and finds the data area.
 void requireDataToLook();

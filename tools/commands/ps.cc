@@ -4,6 +4,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -108,16 +109,10 @@ size_t logSnapshot() {
   // on standard output.
   constexpr int kMaxPasses = 50;
   constexpr size_t kTitleLines = 2;
-  std::unique_ptr<Processes> processes;
+  std::optional<Processes> processes;
   std::string failure;
   for (int pass = 0; pass < kMaxPasses; ++pass) {
-    std::istringstream messages(capturedOutput([&] {
-      if (processes) {
-        processes->refreshProcesses();
-      } else {
-        processes = std::make_unique<Processes>();
-      }
-    }));
+    std::istringstream messages(capturedOutput([&] { processes.emplace(); }));
     failure.clear();
     for (std::string line; failure.empty() && std::getline(messages, line);) {
       if (isEndOfPass(line)) failure = textOfMessage(line);
