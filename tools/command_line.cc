@@ -175,7 +175,9 @@ Option Command::add(const std::string& names, const std::string& about,
     }
     for (const std::string& word : words) {
       if (read(word)) continue;
-      throw CommandError(kUsage, name + " takes " + expected + ", not '" + printable(word) + "'");
+      std::string text = name;
+      text.append(" takes ").append(expected).append(", not '").append(printable(word));
+      throw CommandError(kUsage, text + "'");
     }
     return true;
   };

@@ -96,7 +96,7 @@ class Command {
   template <typename T>
   Option output(T& value, const std::string& about, const std::string& earlierName = "") {
     const Option output = file("-o,--output", value, about);
-    if (!earlierName.empty()) file(earlierName, value, about).hide().excludes(output);
+    if (!earlierName.empty()) file(earlierName, value, about).hide();
     return output;
   }
   /// Adds a whole number: decimal, or 0x and hexadecimal digits.

@@ -17,7 +17,7 @@
 #include "host/include/virtual_device.h"
 #include "platform/printable.h"
 #include "tools/command_error.h"
-#include "tools/signal_wait.h"
+#include "tools/trial/held_signals.h"
 
 namespace corvane::tools::trial {
 namespace {
@@ -287,16 +287,12 @@ class Trial {
   }
 
   bool isCancelled() {
-    const std::lock_guard lock(_lock);
-    _signals.wait(Clock::now());
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-      if (_signals.takeArrival(signal)) _isInterrupted = true;
-    }
+    if (_signals.takeArrivals()) _isInterrupted = true;
     return _isInterrupted;
   }
 
   /// Lives longer than the folder, which would stay if a signal ended the process.
-  SignalWait _signals{{SIGINT, SIGTERM, SIGHUP}};
+  HeldSignals _signals;
   const Options& _options;
   Station _station;
   std::mt19937 _random;
