@@ -5,6 +5,7 @@
 
 #include "testing/tool_run.h"
 #include "tools/results/statistics.h"
+#include "tools/results/summary_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -24,16 +25,18 @@ TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
     double mean;
     std::optional<double> deviation;
     size_t bins;  ///< How many have a value.
-  } cases[] = {{{1e15, 1e15 + 1, 1e15 + 2}, 1e15 + 1, 1, 3},
-               {{26e6 + 2, 26e6 - 2, 26e6}, 26e6, 2, 3},
-               {{3e-18, 1e-18, 2e-18}, 2e-18, 1e-18, 3},
-               {{0, 0, 3e-9, 0}, 0.75e-9, 1.5e-9, 2},
-               {{1.7e308, -1.7e308}, 0, {}, 2},
-               {{-9e307, 9e307, 0}, 0, 9e307, 3},
-               {{3.3}, 3.3, {}, 1}};
-  for (const auto& [values, mean, deviation, bins] : cases) {
+    const char* shown;
+  } cases[] = {{{1e15, 1e15 + 1, 1e15 + 2}, 1e15 + 1, 1, 3, "1000000000000001"},
+               {{26e6 + 2, 26e6 - 2, 26e6}, 26e6, 2, 3, "26000000"},
+               {{3e-18, 1e-18, 2e-18}, 2e-18, 1e-18, 3, "2e-18"},
+               {{0, 0, 3e-9, 0}, 0.75e-9, 1.5e-9, 2, "7.5e-10"},
+               {{1.7e308, -1.7e308}, 0, {}, 2, "0"},
+               {{-9e307, 9e307, 0}, 0, 9e307, 3, "0"},
+               {{3.3}, 3.3, {}, 1, "3.3"}};
+  for (const auto& [values, mean, deviation, bins, shown] : cases) {
     Statistics statistics;
     for (const double value : values) statistics.add(value);
+    EXPECT_EQ(meanText(statistics.moments()), shown);
     EXPECT_NEAR(statistics.mean(), mean, 1e-9 * deviation.value_or(0)) << values[0];
     ASSERT_EQ(statistics.deviation().has_value(), deviation.has_value()) << values[0];
     EXPECT_NEAR(statistics.deviation().value_or(1) / deviation.value_or(1), 1, 1e-9) << values[0];
@@ -240,7 +243,9 @@ TEST_F(ResultsTest, ChecksAttemptsLimitsAndGroupsAreTold) {
   expectFields(results["failedRuns"][0], R"({"unit": "SN9", "phase": "p", "reason": "wrong"})");
   EXPECT_EQ(results["failedRuns"][0]["measurement"]["expected"], "blue");
   EXPECT_EQ(results["history"][0]["measurements"].size(), 4u);
-  EXPECT_PRED_FORMAT2(IsSubstring, "red, expected blue", run("--unit SN9 " + file()).output);
+  for (const char* part : {"red, expected blue", "3.3 V (3 to 4)"}) {
+    EXPECT_PRED_FORMAT2(IsSubstring, part, run("--unit SN9 " + file()).output);
+  }
 }
 
 TEST_F(ResultsTest, ADamagedLineIsNamedAndLeftOut) {

@@ -38,10 +38,12 @@ std::string roundedText(std::optional<double> value) {
 
 std::string roundedTo(double value, double deviation) {
   if (!(deviation > 0) || !std::isfinite(deviation)) return decimalText(value);
-  // Multiples of a power of ten that is at most a thousandth of the deviation.
-  const double step = std::pow(10, std::floor(std::log10(deviation)) - 3);
-  const double rounded = step < 1 ? std::round(value * std::round(1 / step)) / std::round(1 / step)
-                                  : std::round(value / step) * step;
+  // Multiples of a power of ten that is at most a thousandth of the deviation. Powers above 1 are
+  // exact for longer than those below.
+  const double exponent = std::floor(std::log10(deviation)) - 3;
+  const double step = std::pow(10, std::abs(exponent));
+  const double rounded =
+      exponent < 0 ? std::round(value * step) / step : std::round(value / step) * step;
   return decimalText(std::isfinite(rounded) ? rounded : value);
 }
 
