@@ -73,8 +73,8 @@ TEST_F(CommandTest, AnUnusableUnitIsNamedAndLeftAlone) {
 
   std::filesystem::remove_all(unit());
   for (const char* look :
-       {"status", "status suite", "poison show 24", "record list", "facts", "syscfg list",
-        "bootargs show", "log show", "log tail", "log collected", "device show"}) {
+       {"status", "status suite", "poison show 24", "record list", "unit export", "facts",
+        "syscfg list", "bootargs show", "log show", "log tail", "log collected", "device show"}) {
     expectEach({{look, 3, "", "there is no unit; \"corvane device init\" makes one"}});
   }
   EXPECT_FALSE(std::filesystem::exists(unit()));

@@ -17,14 +17,7 @@
 namespace corvane::tools {
 namespace {
 
-/// Reads the default unit, which is made when it is missing.
-UnitImage readDefaultUnit() {
-  try {
-    return readUnitFolder(host::VirtualDevice(host::VirtualDevice::defaultFolder()).folder());
-  } catch (const host::DeviceError& error) {
-    throw CommandError(kNotReady, error.what());
-  }
-}
+using host::VirtualDevice;
 
 void addExport(Command group) {
   struct Options {
@@ -46,11 +39,13 @@ void addExport(Command group) {
       "  corvane unit export -o unit.json\n"
       "  corvane unit export area.bin --as syscfg -o area.json");
   command.action([=] {
-    requireOtherOutput(options->to,
-                       {options->source.empty() ? host::VirtualDevice::defaultFolder().string()
-                                                : options->source});
+    requireOtherOutput(
+        options->to,
+        {options->source.empty() ? VirtualDevice::defaultFolder().string() : options->source});
     const UnitImage image =
-        options->source.empty() ? readDefaultUnit() : readImage(options->source, options->kind);
+        options->source.empty()
+            ? readUnitFolder(VirtualDevice::existing(VirtualDevice::defaultFolder()).folder())
+            : readImage(options->source, options->kind);
     writeFile(options->to, documentText(image));
     return kDone;
   });
@@ -62,10 +57,10 @@ void importDump(const UnitImage& image, const std::string& to) {
   if (!to.empty()) return writeFile(to, contents);
   std::optional<unit::Lock> lock;
   if (hasUnit()) lock.emplace();
-  UnitImage unit = readDefaultUnit();
+  UnitImage unit = readUnitFolder(VirtualDevice(VirtualDevice::defaultFolder()).folder());
   unit.files[path] = contents;
   unit.files.erase(path.substr(0, path.size() - 3) + "committed");
-  installUnit(host::VirtualDevice::defaultFolder(), unit);
+  installUnit(VirtualDevice::defaultFolder(), unit);
 }
 
 void addImport(Command group) {
@@ -97,9 +92,9 @@ void addImport(Command group) {
     if (image.kind != ImageKind::kUnit) {
       importDump(image, options->to);
     } else {
-      installUnit(options->to.empty() ? host::VirtualDevice::defaultFolder()
-                                      : std::filesystem::path(options->to),
-                  image);
+      installUnit(
+          options->to.empty() ? VirtualDevice::defaultFolder() : std::filesystem::path(options->to),
+          image);
     }
     return kDone;
   });
