@@ -44,7 +44,7 @@ Content contentOf(std::string_view rest) {
   return {levels, rest.substr(0, colon), rest.substr(colon + 2)};
 }
 
-Json recordAsJson(const std::string& time, std::string_view rest) {
+Json stampedLineAsJson(const std::string& time, std::string_view rest) {
   const Content content = contentOf(rest);
   return {{"time", timeOrNull(time)},
           {"indentation", content.levels},
@@ -91,7 +91,7 @@ std::optional<std::string_view> testOf(std::string_view line) {
 }
 
 Json lineAsJson(std::string_view line) {
-  if (const std::string time = takeStamp(line); !time.empty()) return recordAsJson(time, line);
+  if (const std::string time = takeStamp(line); !time.empty()) return stampedLineAsJson(time, line);
   if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
   return {{"text", line}};
 }
