@@ -18,7 +18,7 @@ std::string textOf(const ordered_json& data) {
 /// Returns the value safe for a terminal, in quotes where a reader would take it apart.
 std::string csvText(const ordered_json& data) {
   if (data.is_null()) return "";
-  const std::string text = printable(textOf(data));
+  std::string text = printable(textOf(data));
   if (text.find_first_of(",\"") == std::string::npos) return text;
   std::string quoted = "\"";
   for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);

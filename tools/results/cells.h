@@ -20,7 +20,7 @@ namespace corvane::tools {
 /// A value as JSON and CSV have it, and as people read it.
 struct Value {
   // NOLINTBEGIN(google-explicit-constructor): a cell is written as its value.
-  Value() = default;
+  Value() : data(nullptr) {}
   Value(const char* given) : Value(std::string(given)) {}
   Value(std::string_view given) : Value(std::string(given)) {}
   Value(const std::string& given) : data(orNull(given)) {}

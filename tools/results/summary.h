@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -112,14 +114,14 @@ struct Newest {
   void add(int64_t time, Make make) {
     ++count;
     if (things.size() == kMax) {
-      if (time < things.begin()->first) return;
-      things.erase(things.begin());
+      if (time < things.rbegin()->first) return;
+      things.erase(std::prev(things.end()));
     }
     things.emplace(time, make());
   }
 
-  uint64_t count = 0;  ///< Of all, kept or not.
-  std::multimap<int64_t, T> things;
+  uint64_t count = 0;                                ///< Of all, kept or not.
+  std::multimap<int64_t, T, std::greater<>> things;  ///< The newest first.
 };
 
 /// The runs of one station, or of one group of them.

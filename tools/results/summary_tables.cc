@@ -4,7 +4,6 @@
 #include <cmath>
 #include <functional>
 #include <iostream>
-#include <ranges>
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
@@ -116,7 +115,9 @@ class Tables {
 
   ordered_json historyAsJson() const {
     ordered_json runs = ordered_json::array();
-    for (const auto& [time, run] : _summary.history().things) {
+    const auto& things = _summary.history().things;
+    for (auto thing = things.rbegin(); thing != things.rend(); ++thing) {
+      const Run& run = thing->second;
       Cells cells = headOf(run, _names);
       append(cells, restOf(run, _names));
       ordered_json& json = runs.emplace_back(objectOf(cells));
@@ -133,7 +134,7 @@ class Tables {
       for (const Failure& failure : station.failures()) {
         TableRow& row = addRow(table, station, cellsOf(failure));
         row.measurement = failure.summary;
-        for (const auto& [time, run] : std::views::reverse(_summary.failedRuns().things)) {
+        for (const auto& [time, run] : _summary.failedRuns().things) {
           const bool isSame = run.station == station.name() && run.group == station.group() &&
                               run.phase == failure.phase &&
                               (!failure.measurement ||
@@ -147,7 +148,7 @@ class Tables {
 
   SummaryTable failedRuns() const {
     SummaryTable table;
-    for (const auto& [time, run] : std::views::reverse(_summary.failedRuns().things)) {
+    for (const auto& [time, run] : _summary.failedRuns().things) {
       table.rows.push_back({cellsOf(run, time), run.run});
     }
     table.left = _summary.failedRuns().count - table.rows.size();
@@ -156,7 +157,7 @@ class Tables {
 
   SummaryTable history() const {
     SummaryTable table;
-    for (const auto& [begun, each] : std::views::reverse(_summary.history().things)) {
+    for (const auto& [begun, each] : _summary.history().things) {
       const auto add = [&, &run = each, at = begun](
                            uint32_t phase, uint32_t name, const std::string& value,
                            std::string_view result, const std::string& reason) {
