@@ -169,9 +169,10 @@ std::vector<Failure> StationSummary::failures() const {
   }
   const std::vector<const MeasurementSummary*> measurements = failingFirst();
   for (const auto& [name, outside] : _runsOutside) {
-    const auto same = std::ranges::find_if(measurements, [&](const MeasurementSummary* each) {
-      return std::pair(each->phase, each->name) == name;
-    });
+    const auto same =
+        std::ranges::find_if(measurements, [wanted = name](const MeasurementSummary* each) {
+          return std::pair(each->phase, each->name) == wanted;
+        });
     failures.push_back({name.first, name.second, outside.runs, testedRuns(), *same});
   }
   std::ranges::stable_sort(failures, {}, [](const Failure& failure) {
