@@ -151,8 +151,9 @@ void requireOtherOutput(const std::string& output, const std::vector<std::string
     const fs::path path =
         fs::weakly_canonical(output, error).lexically_relative(fs::weakly_canonical(source, error));
     if (!isImagePath(path.string())) continue;
-    throw CommandError(kUsage, "-o " + output + " would replace a file of the unit in " + source +
-                                   ", which is read; name another file");
+    std::string text = "-o ";
+    text.append(output).append(" would replace a file of the unit in ").append(source);
+    throw CommandError(kUsage, text + ", which is read; name another file");
   }
 }
 

@@ -96,9 +96,8 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
   for (const HtmlRow& row : rows) {
     html += row.id.empty() ? "<tr>" : "<tr id=\"" + markupText(row.id) + "\">";
     for (size_t i = 0; i < row.cells.size(); ++i) {
-      const std::string name = i == 0 ? "th" : "td";
-      html += "<" + name + (i == 0 ? " scope=\"row\"" : "") + classOf(i) + ">" +
-              row.cells[i].markup() + "</" + name + ">";
+      html += (i == 0 ? "<th scope=\"row\"" : "<td") + classOf(i) + ">" + row.cells[i].markup() +
+              (i == 0 ? "</th>" : "</td>");
     }
     html += "</tr>\n";
   }
