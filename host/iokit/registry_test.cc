@@ -95,23 +95,6 @@ TEST_F(RegistryTest, AClassMayHaveSeveralServices) {
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
-TEST_F(RegistryTest, AnNvramVariableIsSeenAtOnceAndLeavesTheOthersAlone) {
-  const IOObject early = options();
-  EXPECT_EQ(setVariable("auto-boot", CFSTR("true")), kIOReturnSuccess);
-  EXPECT_EQ(variable("auto-boot", firstService("IODTNVRAM")), "true");
-  EXPECT_EQ(variable("auto-boot", early), "true");
-
-  const CFRef data = testing::makeData("\1\2");
-  const CFRef number = testing::makeNumber(7);
-  for (const CFTypeRef value :
-       {CFTypeRef{data.get()}, CFTypeRef{number.get()}, CFTypeRef{kCFBooleanFalse}}) {
-    EXPECT_EQ(setVariable("kind", value), kIOReturnSuccess);
-    EXPECT_TRUE(CFEqual(copyProperty(options(), CFSTR("kind")).get(), value));
-  }
-  EXPECT_EQ(variable("auto-boot"), "true");
-  EXPECT_EQ(variable("boot-args"), "console=1");
-}
-
 TEST_F(RegistryTest, AnInvalidNvramVariableIsRefusedAndNothingIsWritten) {
   const std::string before = testing::readText(_unit.folder() / kNvramFile);
   const IOObject nvram = options(), power = firstService("IOPMPowerSource"), none;
@@ -146,15 +129,6 @@ TEST_F(RegistryTest, ADamagedNvramFileIsNamedOnceAndLeftAloneAndAMissingOneIsMad
   EXPECT_EQ(variable("boot-args"), "-v");
 }
 
-TEST_F(RegistryTest, ASetHasUncommittedChangesUntilTheReboot) {
-  const std::vector<uint8_t> before = bytes();
-  EXPECT_EQ(requestWrite(kSet, 9, {1, 2, 3}, false), kIOReturnSuccess);
-  EXPECT_EQ(_unit.uncommittedDataSets(), std::vector<std::string>{kSet});
-  VirtualDevice(_unit.folder()).reboot();
-  EXPECT_EQ(bytes(), before);
-  EXPECT_TRUE(_unit.uncommittedDataSets().empty());
-}
-
 TEST_F(RegistryTest, ASetIsFoundByTheNameThatIsPassedAtThatRead) {
   const auto contents = std::to_array<uint8_t>({'1'}), others = std::to_array<uint8_t>({'2'});
   _unit.setDataSet("One", contents);
@@ -181,6 +155,8 @@ TEST_F(RegistryTest, ARefusedWriteOfASetChangesNothing) {
   }
   EXPECT_EQ(bytes(), before);
   EXPECT_TRUE(_unit.uncommittedDataSets().empty());
+  EXPECT_EQ(requestWrite(kSet, 9, {1}, false), kIOReturnSuccess);
+  EXPECT_EQ(_unit.uncommittedDataSets(), std::vector<std::string>{kSet});
 }
 
 }  // namespace
