@@ -257,15 +257,10 @@ class LogCollectionTest : public corvane::testing::UnitTest {
   }
 };
 
-std::string plist(const std::string& body) {
-  return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + body + "</plist>";
-}
-
 std::string setting(const std::string& value) {
-  return plist(
-      "<dict><key>other</key><date>2026-01-02T03:04:05Z</date>"
-      "<key>newLogCollection</key>" +
-      value + "</dict>");
+  return "<plist><dict><key>other</key><date>2026-01-02T03:04:05Z</date><key>newLogCollection</"
+         "key>" +
+         value + "</dict></plist>";
 }
 
 TEST_F(LogCollectionTest, TheSettingsFileSelectsTheStyle) {
@@ -278,8 +273,8 @@ TEST_F(LogCollectionTest, TheSettingsFileSelectsTheStyle) {
       {setting("<string>YES</string>"), true},
       {setting("<string> -007</string>"), true},
       {setting("<string>no</string>"), false},
-      {plist("<dict/>"), false},
-      {plist("<array><true/></array>"), false},
+      {"<plist><dict/></plist>", false},
+      {"<plist><array><true/></array></plist>", false},
       {"bplist00 damaged", false},
   };
   for (const auto& [contents, isNew] : cases) {

@@ -322,17 +322,6 @@ TEST_F(CommandTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
   expectEach({{"syscfg list", 3, "", "the configuration area cannot be read\n"}});
 }
 
-TEST_F(CommandTest, AReadThatFailsDuringAChangeLosesNoKey) {
-  run("syscfg set KEPT 1");
-  run("syscfg set OPTS 1");
-  for (const std::string change : {"set OPTS 2", "del OPTS", "set OPTS 1"}) {
-    for (int read = 1; read <= 8; ++read) {
-      run("syscfg " + change, "IORegistryEntryCreateCFProperty@" + std::to_string(read));
-      EXPECT_EQ(run("syscfg get KEPT").output, "1\n") << change << " with failing read " << read;
-    }
-  }
-}
-
 TEST_F(CommandTest, WhatIsSaidOfAChangeIsWhatTheUnitThenHoldsWhicheverReadFails) {
   const std::string read = "IORegistryEntryCreateCFProperty@";
   const std::tuple<const char*, const char*, const char*> cases[] = {

@@ -1,10 +1,12 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <map>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #include "testing/objects.h"
 
@@ -44,6 +46,8 @@ TEST(DataTest, BytesAreCopiedLentOrTakenOverAsTheDeallocatorSays) {
   const CFRef copy = makeData(bytes);
   bytes[0] = 'y';
   EXPECT_EQ(bytesOf(copy.get()), std::string(8192, 'x'));
+  CFDataGetBytes(makeData("abc").get(), CFRangeMake(1, 2), reinterpret_cast<UInt8*>(&bytes[0]));
+  EXPECT_EQ(bytes.substr(0, 3), "bcx");
 
   std::array<UInt8, 2> kept = {1, 2};
   const CFRef lent(CFDataCreateWithBytesNoCopy(nullptr, kept.data(), 2, kCFAllocatorNull));
@@ -57,21 +61,8 @@ TEST(DataTest, BytesAreCopiedLentOrTakenOverAsTheDeallocatorSays) {
   }
 }
 
-TEST(DataTest, GrowingDataStartsEmptyAndFillsUpWithZeros) {
-  const CFRef data(CFDataCreateMutable(nullptr, 0));
-  const UInt8 letters[] = {'a', 'b', 'c'};
-  for (const UInt8& letter : letters) CFDataAppendBytes(data.get(), &letter, 1);
-  EXPECT_EQ(bytesOf(data.get()), "abc");
-  CFDataSetLength(data.get(), 1);
-  CFDataSetLength(data.get(), 4);
-  CFDataGetMutableBytePtr(data.get())[3] = 'd';
-  const CFRef same = makeData(std::string("a\0\0d", 4));
-  EXPECT_EQ(bytesOf(data.get()), bytesOf(same.get()));
-  EXPECT_TRUE(CFEqual(data.get(), same.get()));
-  EXPECT_EQ(CFHash(data.get()), CFHash(same.get()));
-}
-
 TEST(NumberTest, AliasesOfANumberTypeAreStoredAsThatType) {
+  EXPECT_EQ(CFNumberGetType(number(kCFNumberShortType, int16_t{1}).get()), kCFNumberSInt16Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberIntType, 1).get()), kCFNumberSInt32Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberCFIndexType, CFIndex{1}).get()), kCFNumberSInt64Type);
   EXPECT_EQ(CFNumberGetType(number(kCFNumberFloatType, 1.0f).get()), kCFNumberFloat32Type);
@@ -97,6 +88,9 @@ TEST(NumberTest, ReadingAnIntegerCutsOrClampsAndTellsWhetherItIsExact) {
     EXPECT_EQ(CFNumberGetValue(c.number.get(), kCFNumberIntType, &stored), c.isExact);
     EXPECT_EQ(stored, c.stored) << shown(c.number.get());
   }
+  int8_t small = 0;
+  EXPECT_FALSE(CFNumberGetValue(makeNumber(300).get(), kCFNumberCharType, &small));
+  EXPECT_EQ(shown(number(kCFNumberSInt8Type, small).get()), "44");
   int64_t wide = 0;
   EXPECT_FALSE(CFNumberGetValue(makeReal(0x1p63).get(), kCFNumberSInt64Type, &wide));
   EXPECT_EQ(wide, INT64_MAX);
@@ -116,12 +110,47 @@ TEST(NumberTest, ReadingARealTellsWhetherItIsExact) {
 }
 
 TEST(NumberTest, NumbersOfOneValueAreEqualInEachForm) {
-  EXPECT_TRUE(CFEqual(number(kCFNumberIntType, 3).get(), makeReal(3).get()));
-  EXPECT_EQ(CFHash(makeNumber(3).get()), CFHash(makeReal(3).get()));
-  EXPECT_EQ(CFHash(makeNumber(0).get()), CFHash(makeReal(-0.0).get()));
-  EXPECT_FALSE(CFEqual(makeNumber(INT64_MAX).get(), makeReal(0x1p63).get()));
-  EXPECT_FALSE(CFEqual(makeNumber(3).get(), makeReal(3.5).get()));
+  const std::tuple<CFRef<CFNumberRef>, CFRef<CFNumberRef>, CFComparisonResult> cases[] = {
+      {number(kCFNumberIntType, 3), makeReal(3), kCFCompareEqualTo},
+      {makeNumber(0), makeReal(-0.0), kCFCompareEqualTo},
+      {makeNumber(INT64_MAX), makeReal(0x1p63), kCFCompareLessThan},
+      {makeReal(-1.5), makeNumber(-2), kCFCompareGreaterThan}};
+  for (const auto& [one, other, result] : cases) {
+    EXPECT_EQ(CFNumberCompare(one.get(), other.get(), nullptr), result) << shown(one.get());
+    EXPECT_EQ(CFEqual(one.get(), other.get()), result == kCFCompareEqualTo);
+    EXPECT_TRUE(result != kCFCompareEqualTo || CFHash(one.get()) == CFHash(other.get()));
+  }
   EXPECT_FALSE(CFEqual(makeNumber(1).get(), kCFBooleanTrue));
+}
+
+TEST(CollectionTest, CollectionsAreMadeAtOnceAndWalked) {
+  const void* keys[] = {CFSTR("a"), CFSTR("b"), CFSTR("a")};
+  const void* values[] = {CFSTR("1"), kCFNull, CFSTR("2")};
+  const CFRef dictionary(CFDictionaryCreate(
+      nullptr, keys, values, 3, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  EXPECT_EQ(shown(dictionary.get()), "{a = 1; b = <null>; }");
+  const void* value = nullptr;
+  EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary.get(), CFSTR("b"), &value));
+  EXPECT_EQ(value, kCFNull);
+  EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary.get(), CFSTR("a"), nullptr));
+  EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary.get(), CFSTR("c"), &value));
+
+  std::string walked;
+  const auto appendKey = [](const void* key, const void*, void* context) {
+    *static_cast<std::string*>(context) += text(static_cast<CFStringRef>(key));
+  };
+  CFDictionaryApplyFunction(dictionary.get(), appendKey, &walked);
+  const CFRef list(CFArrayCreate(nullptr, keys, 3, &kCFTypeArrayCallBacks));
+  CFArrayApplyFunction(
+      list.get(), CFRangeMake(1, 2),
+      [](const void* held, void* context) {
+        *static_cast<std::string*>(context) += text(static_cast<CFStringRef>(held));
+      },
+      &walked);
+  EXPECT_EQ(walked, "abba");
+  EXPECT_TRUE(CFArrayContainsValue(list.get(), CFRangeMake(0, 3), cfString("b").get()));
+  EXPECT_FALSE(CFArrayContainsValue(list.get(), CFRangeMake(2, 1), CFSTR("b")));
+  EXPECT_DEATH(CFArrayContainsValue(list.get(), CFRangeMake(2, 2), CFSTR("b")), "range");
 }
 
 TEST(ArrayTest, RetainsItsValuesAndEqualsAnArrayOfEqualValues) {
@@ -139,17 +168,6 @@ TEST(ArrayTest, RetainsItsValuesAndEqualsAnArrayOfEqualValues) {
     EXPECT_DEATH(CFArrayGetValueAtIndex(list.get(), -1), "CFArrayGetValueAtIndex: ");
   }
   EXPECT_EQ(CFGetRetainCount(number.get()), 1);
-}
-
-TEST(DictionaryTest, NullCallbacksCompareKeysByIdentityAndKeepNothing) {
-  const CFRef bare(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
-  const CFRef key = cfString("key");
-  CFDictionarySetValue(bare.get(), key.get(), reinterpret_cast<const void*>(5));
-  EXPECT_EQ(CFGetRetainCount(key.get()), 1);
-  EXPECT_EQ(CFDictionaryGetValue(bare.get(), key.get()), reinterpret_cast<const void*>(5));
-  EXPECT_EQ(CFDictionaryGetValue(bare.get(), CFSTR("key")), nullptr);
-  CFDictionarySetValue(bare.get(), key.get(), kCFBooleanTrue);
-  EXPECT_EQ(shown(bare.get()), "{key = true; }");
 }
 
 TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
@@ -187,6 +205,11 @@ TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
     CFDictionarySetValue(copy.get(), key.get(), CFSTR("changed"));
     EXPECT_FALSE(CFEqual(copy.get(), sorted.get()));
   }
+}
+
+TEST(DateTest, TimesAreSecondsSinceTheYear2001) {
+  EXPECT_EQ(CFDateGetAbsoluteTime(CFRef(CFDateCreate(nullptr, 2.5)).get()), 2.5);
+  EXPECT_NEAR(CFAbsoluteTimeGetCurrent(), static_cast<double>(std::time(nullptr) - 978307200), 2);
 }
 
 /// Returns what a description says, without its addresses, which differ from run to run.

@@ -7,6 +7,8 @@
 namespace corvane::testing {
 namespace {
 
+constexpr CFOptionFlags kCase = kCFCompareCaseInsensitive, kNumbers = kCFCompareNumerically;
+
 template <typename... Arguments>
 std::string format(const char* format, Arguments... arguments) {
   const CFRef text(
@@ -47,30 +49,6 @@ TEST(StringTest, BytesAreTakenOnlyInAnEncodingTheyAreValidIn) {
   }
 }
 
-TEST(StringTest, BytesStopAtALoneSurrogateAndBeforeACharacterThatDoesNotFitWhole) {
-  const struct {
-    std::u16string text;
-    CFIndex room, units, bytes;
-  } cases[] = {{u"a\xD83D b", 9, 1, 1}, {u"ab😀c", 5, 2, 2}, {u"ab😀c", 6, 4, 6}};
-  for (const auto& c : cases) {
-    const CFRange all = CFRangeMake(0, std::ssize(c.text));
-    std::array<UInt8, 9> buffer;
-    CFIndex used = 0;
-    EXPECT_EQ(CFStringGetBytes(makeString(c.text).get(), all, kCFStringEncodingUTF8, 0, false,
-                               buffer.data(), c.room, &used),
-              c.units);
-    EXPECT_EQ(used, c.bytes);
-  }
-}
-
-TEST(StringDeathTest, AnIndexOutsideTheStringEndsTheProgram) {
-  const CFRef string = cfString("abc");
-  EXPECT_EQ(CFStringGetCharacterAtIndex(string.get(), 2), 'c');
-  EXPECT_DEATH(CFStringGetCharacterAtIndex(string.get(), 3), "CFStringGetCharacterAtIndex: ");
-  EXPECT_DEATH(CFStringCreateWithSubstring(nullptr, string.get(), CFRangeMake(2, 2)),
-               "CFStringCreateWithSubstring: ");
-}
-
 TEST(StringTest, ConstantsOfOneTextAreOneObjectAndEqualToAnyOtherOfThatText) {
   const auto elsewhere = [] { return CFSTR("Gerät"); };
   EXPECT_EQ(CFSTR("Gerät"), elsewhere());
@@ -86,7 +64,7 @@ TEST(StringTest, ReplacingStaysWithinItsRangeAndPassesOverWhatItPutIn) {
     CFRange range;
     const char* result;
     CFIndex count;
-  } cases[] = {{"aaaa", "a", "aa", {1, 2}, "aaaaaa", 2},
+  } cases[] = {{"baaa", "a", "aa", {1, 2}, "baaaaa", 2},
                {"xabab", "ab", "", {0, 4}, "xab", 1},
                {"aaa", "aa", "b", {0, 3}, "ba", 1},
                {"abc", "", "x", {0, 3}, "abc", 0}};
@@ -96,6 +74,74 @@ TEST(StringTest, ReplacingStaysWithinItsRangeAndPassesOverWhatItPutIn) {
                                      cfString(replacement).get(), range, 0),
               count);
     EXPECT_EQ(testing::text(string.get()), result);
+  }
+}
+
+TEST(StringTest, TextsAreCompared) {
+  const struct {
+    const char *text, *other;
+    CFOptionFlags options;
+    CFComparisonResult result;
+  } cases[] = {
+      {"a", "b", 0, kCFCompareLessThan},
+      {"a", "A", 0, kCFCompareGreaterThan},
+      {"aÉ", "Aé", kCase, kCFCompareEqualTo},
+      {"file9", "file10", 0, kCFCompareGreaterThan},
+      {"File9", "file10", kCase | kNumbers, kCFCompareLessThan},
+      {"v007.2", "v7.02", kNumbers, kCFCompareEqualTo},
+      {"v7", "v7b", kNumbers, kCFCompareLessThan},
+      {"5b", "5a", kNumbers, kCFCompareGreaterThan},
+      {"19", "18", kNumbers, kCFCompareGreaterThan},
+  };
+  for (const auto& [text, other, options, result] : cases) {
+    EXPECT_EQ(CFStringCompare(cfString(text).get(), cfString(other).get(), options), result)
+        << text << ' ' << other;
+  }
+  EXPECT_TRUE(CFStringHasPrefix(CFSTR("T33AP"), CFSTR("T33")));
+  EXPECT_FALSE(CFStringHasPrefix(CFSTR("T33AP"), CFSTR("AP")));
+  EXPECT_TRUE(CFStringHasSuffix(CFSTR("T33AP"), CFSTR("AP")));
+  EXPECT_FALSE(CFStringHasSuffix(CFSTR("T33AP"), CFSTR("T33")));
+  EXPECT_EQ(CFStringFind(CFSTR("-Debug"), CFSTR("dEBUG"), kCase).location, 1);
+}
+
+TEST(StringTest, ATextIsStoredWholeOrNotAtAll) {
+  const struct {
+    const char* text;
+    CFIndex size;
+    CFStringEncoding encoding;
+    const char* stored;
+  } cases[] = {{"ä", 3, kCFStringEncodingUTF8, "ä"},
+               {"ä", 2, kCFStringEncodingUTF8, nullptr},
+               {"ä", 2, kCFStringEncodingISOLatin1, "\xE4"},
+               {"€", 8, kCFStringEncodingISOLatin1, nullptr},
+               {"", 1, kCFStringEncodingUTF8, ""}};
+  for (const auto& [text, size, encoding, stored] : cases) {
+    char buffer[10] = "xxxxxxxxx";
+    EXPECT_EQ(CFStringGetCString(cfString(text).get(), buffer, size, encoding), stored != nullptr);
+    EXPECT_STREQ(buffer, stored ? stored : "") << text;
+    EXPECT_EQ(buffer[size], 'x');
+  }
+  EXPECT_FALSE(CFStringGetCString(CFSTR(""), nullptr, 0, kCFStringEncodingUTF8));
+}
+
+TEST(StringTest, TextsAreBuiltTakenApartAndPutTogether) {
+  const CFRef built(CFStringCreateMutable(nullptr, 0));
+  CFStringAppendCString(built.get(), "gr\xFCn", kCFStringEncodingISOLatin1);
+  CFStringAppendCString(built.get(), "\xFC", kCFStringEncodingUTF8);
+  CFStringAppendFormat(built.get(), nullptr, CFSTR(" %d %@"), 7, CFSTR("x"));
+  const CFRef copy(CFStringCreateCopy(nullptr, built.get()));
+  CFStringFindAndReplace(built.get(), CFSTR("GR"), CFSTR("k"), CFRangeMake(0, 4), kCase);
+  EXPECT_EQ(text(built.get()), "kün 7 x");
+  EXPECT_EQ(text(copy.get()), "grün 7 x");
+
+  const std::pair<const char*, const char*> cases[] = {
+      {"a, b, , c", "(a, b, , c)"}, {"", "()"}, {", ", "(, )"}, {"a,b", "(a,b)"}};
+  for (const auto& [whole, parts] : cases) {
+    const CFRef list(
+        CFStringCreateArrayBySeparatingStrings(nullptr, cfString(whole).get(), CFSTR(", ")));
+    EXPECT_EQ(shown(list.get()), parts);
+    EXPECT_EQ(text(CFRef(CFStringCreateByCombiningStrings(nullptr, list.get(), CFSTR(", "))).get()),
+              whole);
   }
 }
 

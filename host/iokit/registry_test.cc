@@ -95,19 +95,6 @@ TEST_F(RegistryTest, AClassMayHaveSeveralServices) {
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
-TEST_F(RegistryTest, AnInvalidNvramVariableIsRefusedAndNothingIsWritten) {
-  const std::string before = testing::readText(_unit.folder() / kNvramFile);
-  const IOObject nvram = options(), power = firstService("IOPMPowerSource"), none;
-  EXPECT_EQ(setVariable("boot-args", nullptr), kIOReturnBadArgument);
-  EXPECT_EQ(setVariable("boot-args", testing::makeArray({}).get()), kIOReturnBadArgument);
-  EXPECT_EQ(setVariable("", CFSTR("x")), kIOReturnBadArgument);
-  EXPECT_EQ(IORegistryEntrySetCFProperty(nvram.get(), nullptr, CFSTR("x")), kIOReturnBadArgument);
-  EXPECT_EQ(IORegistryEntrySetCFProperty(none.get(), CFSTR("a"), CFSTR("x")), kIOReturnBadArgument);
-  EXPECT_EQ(IORegistryEntrySetCFProperty(power.get(), CFSTR("a"), CFSTR("x")),
-            kIOReturnUnsupported);
-  EXPECT_EQ(testing::readText(_unit.folder() / kNvramFile), before);
-}
-
 TEST_F(RegistryTest, ADamagedNvramFileIsNamedOnceAndLeftAloneAndAMissingOneIsMade) {
   const std::filesystem::path file = _unit.folder() / kNvramFile;
   const std::pair<std::string, std::string> cases[] = {

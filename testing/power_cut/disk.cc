@@ -112,13 +112,16 @@ size_t cutAtEach(const std::vector<Disk>& moments, const fs::path& scratch, size
   const size_t share = std::max<size_t>(1, limit / moments.size());
   std::minstd_rand random(1);
   size_t cases = 0;
+  // A process removes what kills left only when it locks a unit of that name for the first time.
+  static size_t number = 0;
   for (const Disk& disk : moments) {
     const size_t count = disk.stateCount(share + 1);
     for (size_t i = 0; i < std::min(count, share); ++i) {
       size_t rest = i;  // Where there are few states, they are all made, one after the other.
-      const fs::path folder = scratch / ("case " + std::to_string(++cases));
+      const fs::path folder = scratch / ("case " + std::to_string(++number));
       disk.layDown(folder, [&](size_t alternatives) {
-        if (count > share) return random() % alternatives;
+        // The first is what a kill leaves, which loses nothing.
+        if (count > share) return i == 0 ? alternatives - 1 : random() % alternatives;
         const size_t chosen = rest % alternatives;
         rest /= alternatives;
         return chosen;
@@ -126,6 +129,7 @@ size_t cutAtEach(const std::vector<Disk>& moments, const fs::path& scratch, size
       judge(folder, &disk == &moments.back());
       fs::remove_all(folder);
     }
+    cases += std::min(count, share);
   }
   return cases;
 }

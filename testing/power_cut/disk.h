@@ -62,8 +62,9 @@ class Disk {
 
 /// Lays down what a power cut leaves at each of the `moments`, in a folder of its own below
 /// `scratch`, and calls `judge` with that folder and with whether the cut comes after the last
-/// moment. There is at least one case for each moment and about `limit` altogether; the choice
-/// among more is the same each time. Returns how many cases there were.
+/// moment. There is at least one case for each moment, the one that loses nothing, and about
+/// `limit` altogether; the choice among more is the same each time. Returns how many cases there
+/// were.
 size_t cutAtEach(const std::vector<Disk>& moments, const std::filesystem::path& scratch,
                  size_t limit,
                  const std::function<void(const std::filesystem::path&, bool)>& judge);

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <utility>
 
@@ -22,7 +21,6 @@ enum class Need { kNothing, kSpace };
 /// Counts a call. Returns whether it must fail, and sets errno then.
 bool isBroken(Need need) {
   if (++gFileCalls.made != gFileCalls.broken) return false;
-  if (gFileCalls.way == FileCalls::kKill) ::kill(::getpid(), SIGKILL);
   if (gFileCalls.way == ENOSPC && need == Need::kNothing) return false;
   errno = gFileCalls.way;
   return true;

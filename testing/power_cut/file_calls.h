@@ -17,10 +17,9 @@ struct FileCalls {
   std::vector<Disk>* recording = nullptr;
 
   /// The number, from 1, of the one call that is broken, and how: it fails with EIO, or with ENOSPC
-  /// if it can need space, or it kills the process.
+  /// if it can need space.
   size_t broken = 0;
   int way = 0;
-  static constexpr int kKill = 0;
   /// Counts the calls.
   size_t made = 0;
 

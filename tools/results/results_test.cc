@@ -46,20 +46,15 @@ TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
   }
 }
 
-TEST(StatisticsTest, PartsAddUpAndBinsHoldTheirValues) {
+TEST(StatisticsTest, BinsHoldTheirValues) {
   std::mt19937 random(7);
   for (const double scale : {1e-9, 1.0, 1e12, 1e300}) {
     Statistics statistics;
-    Moments parts[3], sum;
     std::vector<double> values;
     for (size_t i = 0; i < 2000; ++i) {
       values.push_back(std::normal_distribution(i == 0 ? 5.0 : 900.0, 2.0)(random) * scale);
       statistics.add(values.back());
-      parts[i % 3].add(values.back());
     }
-    for (const Moments& part : parts) sum.add(part);
-    EXPECT_NEAR(sum.mean() / statistics.mean(), 1, 1e-12);
-    EXPECT_NEAR(*sum.deviation() / *statistics.deviation(), 1, 1e-9);
     const Histogram& histogram = statistics.histogram();
     for (size_t bin = 0; bin < Histogram::kBins; ++bin) {
       const auto isInside = [&](double value) {
