@@ -73,9 +73,7 @@ TEST_F(DataAreaTest, EachFailureHasItsResultAndItsReport) {
 
 TEST_F(DataAreaTest, WithoutTheServiceTheHandleIsZeroAndNothingCanBeRead) {
   EXPECT_FALSE(gAreHandlesAtFirst);
-  host::UnitFacts facts = _unit.facts();
-  facts.dataArea = false;
-  _unit.setFacts(facts);
+  corvane::testing::changeFacts(_unit, [](auto& facts) { facts.dataArea = false; });
   gDataArea = 77;
   EXPECT_EQ(getDataArea(), 5u);
   EXPECT_EQ(gDataArea, 0u);

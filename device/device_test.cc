@@ -276,9 +276,7 @@ TEST_F(PowerTest, EachFailedCallHasItsResult) {
       EXPECT_EQ(externalPowerConnected(), c.isConnected) << c.rule;
     });
   }
-  UnitFacts facts;
-  facts.powerSource = false;
-  _unit.setFacts(facts);
+  corvane::testing::changeFacts(_unit, [](UnitFacts& facts) { facts.powerSource = false; });
   EXPECT_EQ(getBatteryCapacity(), -1);
   EXPECT_FALSE(externalPowerConnected());
   EXPECT_EQ(VirtualDevice::openHandles(), before);

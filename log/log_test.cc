@@ -74,16 +74,12 @@ TEST_F(LogTest, TheStampIsTheLocalTime) {
 
 TEST_F(LogTest, AFinishedLineIsAppendedByteForByte) {
   Log::write(CFSTR("plain"));
-  Log::write(cfString("Gr\xc3\xb6\xc3\x9f"
-                      "e \xf0\x9f\x94\x8b")
-                 .get());
+  Log::write(cfString("Größe 🔋").get());
   Log::write(cfString(std::string("nul\0inside", 10)).get());
   Log::write(CFSTR(""));
   Log::write(nullptr);
   Log::writeDebug(CFSTR("message"), CFSTR("test"), 1);
-  EXPECT_EQ(readText(logFile()), std::string("plain\nGr\xc3\xb6\xc3\x9f"
-                                             "e \xf0\x9f\x94\x8b\nnul\0inside\n\n",
-                                             31));
+  EXPECT_EQ(readText(logFile()), std::string("plain\nGröße 🔋\nnul\0inside\n\n", 31));
   EXPECT_TRUE(_unit.systemLog().empty());
   const std::filesystem::directory_iterator files(logFile().parent_path());
   EXPECT_EQ(std::distance(files, {}), 1);
@@ -252,9 +248,6 @@ class LogCollectionTest : public corvane::testing::UnitTest {
     writeText(_unit.filePath("/private/var/logs/CorvaneTov/Expected/logCollection.plist"),
               contents);
   }
-  void writeMarker(const std::string& name) {
-    writeText(_unit.filePath("/private/var/logs/BurnIn/" + name), "");
-  }
 };
 
 std::string setting(const std::string& value) {
@@ -284,16 +277,15 @@ TEST_F(LogCollectionTest, TheSettingsFileSelectsTheStyle) {
 }
 
 TEST_F(LogCollectionTest, OnlyTheSelectedStylesMarkerCounts) {
-  writeMarker(".CorvaneLogsCollected");
-  EXPECT_FALSE(logsCollected()) << "old style, new marker";
-  writeSettings(setting("<true/>"));
-  EXPECT_TRUE(logsCollected());
-
-  std::filesystem::remove(_unit.filePath("/private/var/logs/BurnIn/.CorvaneLogsCollected"));
-  writeMarker(".logsCollected");
-  EXPECT_FALSE(logsCollected()) << "new style, old marker";
-  writeSettings(setting("<false/>"));
-  EXPECT_TRUE(logsCollected());
+  for (const std::string marker : {".logsCollected", ".CorvaneLogsCollected"}) {
+    const std::filesystem::path file = _unit.filePath("/private/var/logs/BurnIn/" + marker);
+    writeText(file, "");
+    for (const char* isNew : {"<false/>", "<true/>"}) {
+      writeSettings(setting(isNew));
+      EXPECT_EQ(logsCollected(), (marker == ".logsCollected") == (isNew[1] == 'f')) << marker;
+    }
+    std::filesystem::remove(file);
+  }
 }
 
 }  // namespace

@@ -30,12 +30,6 @@ TEST(TextTest, EachLoneSurrogateIsAQuestionMarkAndTheRestStays) {
   EXPECT_EQ(utf8Bytes(nullptr), "");
 }
 
-TEST(TextTest, BytesThatAreNotUtf8AreLatin1WhereThatIsAsked) {
-  EXPECT_EQ(utf8Bytes(textFromBytes("Gerät").get()), "Gerät");
-  EXPECT_EQ(utf8Bytes(textFromBytes("Ger\xE4t").get()), "Gerät");
-  EXPECT_FALSE(textFromUtf8("Ger\xE4t"));
-}
-
 TEST(PrintableTest, ControlCharactersAreShownAsDigits) {
   using namespace std::string_literals;
   const std::pair<std::string, std::string> cases[] = {

@@ -83,10 +83,9 @@ TEST_F(StationTest, WhatFailsARun) {
 }
 
 TEST_F(StationTest, AnUnfitUnitIsRefusedAndLeftAlone) {
-  host::UnitFacts facts = _unit.facts();
-  facts.currentCapacity = 19;
-  facts.externalPower = false;
-  _unit.setFacts(facts);
+  testing::changeFacts(_unit, [](host::UnitFacts& facts) {
+    facts.currentCapacity = 19, facts.externalPower = false;
+  });
   const auto expectRefusal = [&](const Conditions& conditions, const std::string& reason) {
     Profile profile = kStation;
     profile.conditions = conditions;
@@ -341,9 +340,7 @@ TEST_F(StationTest, TheUnitMustHoldTheRunsOwnMarksAtItsEnd) {
 }
 
 TEST_F(StationTest, ARunShowsWhatTheUnitHolds) {
-  host::UnitFacts facts = _unit.facts();
-  facts.powerSource = false;
-  _unit.setFacts(facts);
+  testing::changeFacts(_unit, [](host::UnitFacts& facts) { facts.powerSource = false; });
   runStation(passingBody);
   setByte(128 + 9, 0x03);  // The version of the record.
   ::testing::internal::CaptureStdout();

@@ -29,8 +29,8 @@ kern_return_t setVariable(const std::string& name, CFTypeRef value) {
   return IORegistryEntrySetCFProperty(firstService("IODTNVRAM").get(), cfString(name).get(), value);
 }
 
-std::string variable(const std::string& name, const IOObject& entry = options()) {
-  const CFRef<CFTypeRef> value = copyProperty(entry, cfString(name).get());
+std::string variable(const std::string& name) {
+  const CFRef<CFTypeRef> value = copyProperty(options(), cfString(name).get());
   return testing::text(static_cast<CFStringRef>(value.get()));
 }
 
@@ -57,18 +57,14 @@ TEST_F(RegistryTest, ASearchTakesOverItsDictionaryAndReturnsOneReference) {
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
-/// Returns the bytes of the data set that the registry gives for the name.
-std::string contentsOf(CFStringRef set) {
-  const auto contents = copyProperty(firstService("VelmoDiagnosticDataAccess"), set);
-  return testing::bytesOf(static_cast<CFDataRef>(contents.get()));
-}
-
 TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
   std::atomic<int> right = 0;
   const auto find = [&] {
     for (int i = 0; i < 50; ++i) {
+      const auto set =
+          copyProperty(firstService("VelmoDiagnosticDataAccess"), cfString(kSet).get());
       right += nameOf(firstService("IOPlatformExpertDevice")) == "T33AP" &&
-               contentsOf(cfString(kSet).get()).size() == 1024;
+               CFDataGetLength(static_cast<CFDataRef>(set.get())) == 1024;
     }
   };
   { const std::jthread one(find), another(find), third(find), last(find); }
@@ -114,19 +110,6 @@ TEST_F(RegistryTest, ADamagedNvramFileIsNamedOnceAndLeftAloneAndAMissingOneIsMad
   EXPECT_EQ(variable("boot-args"), "(absent)");
   EXPECT_EQ(setVariable("boot-args", CFSTR("-v")), kIOReturnSuccess);
   EXPECT_EQ(variable("boot-args"), "-v");
-}
-
-TEST_F(RegistryTest, ASetIsFoundByTheNameThatIsPassedAtThatRead) {
-  const auto contents = std::to_array<uint8_t>({'1'}), others = std::to_array<uint8_t>({'2'});
-  _unit.setDataSet("One", contents);
-  _unit.setDataSet("Two", others);
-  const CFRef name(CFStringCreateMutableCopy(nullptr, 0, CFSTR("One")));
-  EXPECT_EQ(contentsOf(name.get()), "1");
-  CFStringFindAndReplace(name.get(), CFSTR("One"), CFSTR("Two"), CFRangeMake(0, 3), 0);
-  EXPECT_EQ(contentsOf(name.get()), "2");
-  EXPECT_EQ(contentsOf(CFSTR("One")), "1");
-  std::filesystem::remove(_unit.folder() / "data" / "One.bin");
-  EXPECT_EQ(contentsOf(CFSTR("One")), "(absent)");
 }
 
 TEST_F(RegistryTest, ARefusedWriteOfASetChangesNothing) {

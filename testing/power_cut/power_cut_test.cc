@@ -158,10 +158,10 @@ class PowerCutTest : public UnitTest {
   }
 
   fs::path copyOfUnit() {
-    fs::remove_all(_copy);
-    _copy = path("copy" + std::to_string(_copies++));
-    fs::copy(_original, _copy, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
-    return _copy;
+    const fs::path copy = path("copy");
+    fs::remove_all(copy);
+    fs::copy(_original, copy, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    return copy;
   }
 
   /// Records what `work` does in `folder`, lets the power fail at each moment of it, and counts the
@@ -181,8 +181,6 @@ class PowerCutTest : public UnitTest {
   fs::path path(const std::string& name) const { return _folder.path() / name; }
 
   const fs::path _original = path("original");
-  fs::path _copy = path("copy");
-  int _copies = 0;
   std::string _before;
 };
 

@@ -139,14 +139,6 @@ TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
             ImageKind::kSysCfg);
 }
 
-TEST_F(UnitDocumentsTest, AnOutputThatIsAFileOfTheUnitThatIsReadIsRefused) {
-  const fs::path unit = usedUnit("unit", 0xF2).folder();
-  for (const char* file : {"device.plist", "data/VelmoDiagnosticData.bin", "data/../nvram.plist"}) {
-    EXPECT_THROW(requireOtherOutput(unit / file, {unit}), CommandError) << file;
-  }
-  EXPECT_NO_THROW(requireOtherOutput(unit / "page.html", {unit}));
-}
-
 std::string linesOf(const Json& differences) {
   std::ostringstream text;
   printDifferences(text, differences);
