@@ -140,8 +140,9 @@ TEST(PlotTest, ADamagedLineIsNamedWithItsReason) {
       {R"({"time":6,"processes":[{"name":"","pid":1,"cpu":1e10}]})", "\"cpu\" must be 0 to"},
       {R"({"time":4,"processes":[]})", "it is earlier than the line before"}};
   for (const auto& [line, reason] : cases) {
-    const std::string error = reasonAgainst<CommandError>(
-        [&] { plotOf(std::string(R"({"time":5,"processes":[]})") + "\n" + line + "\n"); });
+    const std::string error = reasonAgainst<CommandError>([&, line = line] {
+      plotOf(std::string(R"({"time":5,"processes":[]})") + "\n" + line + "\n");
+    });
     EXPECT_TRUE(error.starts_with("file:2: not a line of \"corvane ps --watch --json\": "))
         << error;
     EXPECT_PRED_FORMAT2(IsSubstring, reason, error);
