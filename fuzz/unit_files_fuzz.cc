@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -22,8 +24,8 @@ namespace fs = std::filesystem;
 const fs::path& unitFolder() {
   static const fs::path folder = [] {
     const fs::path memory = "/dev/shm";
-    std::string name =
-        (fs::exists(memory) ? memory : fs::temp_directory_path()) / "corvane-fuzz-XXXXXX";
+    std::string name = (::access(memory.c_str(), W_OK) == 0 ? memory : fs::temp_directory_path()) /
+                       "corvane-fuzz-XXXXXX";
     if (!::mkdtemp(name.data())) std::abort();
     std::atexit([] { fs::remove_all(unitFolder()); });
     return fs::path(name);

@@ -18,7 +18,7 @@
 // The C library keeps the folders of $LOCPATH for each locale that it looks up, and never frees
 // them.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-  return "leak:__argz_add_sep\n";
+  return "leak:argz_add_sep\n";
 }
 
 namespace corvane::testing {
