@@ -13,6 +13,8 @@
 #include "log/time_helpers.h"
 #include "testing/unit_test.h"
 
+extern "C" __attribute__((weak)) void __asan_init();  ///< Null without AddressSanitizer.
+
 namespace corvane {
 namespace {
 
@@ -144,6 +146,8 @@ TEST_F(LogTest, LinesOfManyThreadsAndProcessesAreNeverTorn) {
 using ForkTest = LogTest;
 
 TEST_F(ForkTest, AChildThatLogsComesBackAlthoughThreadsOfItsParentLog) {
+  // A lock of its allocator that another thread held at the fork is never released in the child.
+  if (__asan_init != nullptr) GTEST_SKIP() << "AddressSanitizer's own allocator hangs in a child";
   std::atomic<bool> isDone = false;
   const auto logOn = [&] {
     while (!isDone) Log::write(CFSTR("parent"), CFSTR("Fork"), 0);
