@@ -38,7 +38,7 @@ void printVariable(benchmark::State& state) {
   runTool(state, "fw_printenv" + options + "console");
 }
 
-const bool gStatusPairAdded = addPair({"status-to-fw_printenv", 5.0, showStatus, printVariable});
+const bool gStatusPairAdded = addPair({"status-to-fw_printenv", 3.0, showStatus, printVariable});
 
 }  // namespace
 }  // namespace corvane::bench

@@ -31,7 +31,7 @@ void runStation(benchmark::State& state) {
 }
 
 const bool gTrialPairAdded = addPair({.name = "trial-case-to-run",
-                                      .bound = 2.0,
+                                      .bound = 5.0,
                                       .subject = tryStation,
                                       .baseline = runStation,
                                       .repetitions = 11});
