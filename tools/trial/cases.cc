@@ -184,7 +184,7 @@ class CaseMaker {
       const auto& [call, occurrence] = _calls[_calls.size() * place / 6];
       for (const auto& [name, change] : changes) {
         Case& meddling =
-            _cases.emplace_back(atCall(Kind::kMeddling, _unit, call, "=stop", occurrence));
+            _cases.emplace_back(atCall(Kind::kMeddling, _unit, call, "=stop", occurrence, "+"));
         meddling.name = std::string("unit ") + name + " at " + meddling.name;
         meddling.meddling = change;
         meddling.swapsUnit = std::string_view(name) == "swapped";
@@ -214,14 +214,14 @@ class CaseMaker {
       surroundings.setup = setup;
       surroundings.redirections = redirections;
     }
+    constexpr char kComma[] = "de_DE.UTF-8";
     Case& comma = add(Kind::kSurroundings, "decimal comma");
-    comma.obstacle = "none of the locales de_DE.UTF-8, fr_FR.UTF-8 and de_DE is installed";
-    for (const std::string name : {"de_DE", "fr_FR.UTF-8", "de_DE.UTF-8"}) {
-      const locale_t locale = newlocale(LC_ALL_MASK, name.c_str(), nullptr);
-      if (!locale) continue;
+    comma.setup = std::string("export LC_ALL=") + kComma;
+    const locale_t locale = newlocale(LC_ALL_MASK, kComma, nullptr);
+    if (locale) {
       freelocale(locale);
-      comma.setup = "export LC_ALL=" + name;
-      comma.obstacle.clear();
+    } else {
+      comma.obstacle = std::string("the locale ") + kComma + " is not installed";
     }
   }
 

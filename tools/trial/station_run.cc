@@ -196,7 +196,7 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
             const std::function<bool()>& isCancelled, Run& run) {
   const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   const Clock::time_point begin = Clock::now();
-  bool isSignalDue = what.signalAfter.has_value(), isMeddlingDue = bool(what.meddling);
+  bool isSignalDue = what.signalAfter.has_value();
   for (;;) {
     double wait = std::min(limit - secondsSince(begin), what.meddling ? 0.001 : 0.1);
     if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));
@@ -210,7 +210,7 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
     }
     if (what.meddling) {
       for (const pid_t stopped : stoppedProcesses(what, folder / "calls")) {
-        if (std::exchange(isMeddlingDue, false)) {
+        if (!run.meddled) {
           run.callsAtStop = callsIn(folder / "calls");
           meddle(what, folder / "unit", run);
         }
