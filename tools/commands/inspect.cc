@@ -1,52 +1,39 @@
+#include "tools/inspect/inspect.h"
+
 #include <algorithm>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "platform/printable.h"
 #include "tools/command_line.h"
-#include "tools/dump_kind_option.h"
 #include "tools/files.h"
-#include "tools/inspect/area_map.h"
-#include "tools/inspect/dump_inspector.h"
-#include "tools/inspect/dump_view.h"
 #include "tools/json_output.h"
 
 namespace corvane::tools {
 namespace {
 
-/// Far above the size of any data set, in bytes.
-constexpr size_t kMaxSize = size_t{1} << 20;
-
 struct InspectOptions {
   std::string file;
-  DumpHints hints;
-  bool map = false;
-  bool json = false;
+  std::optional<DumpKind> kind;
+  int timeBits = 0;
+  bool map = false, json = false;
 };
 
-std::string kindName(DumpKind kind) {
-  switch (kind) {
-    case DumpKind::kConfiguration:
-      return "configuration area";
-    case DumpKind::kDiagnosticData:
-      return "control-bit bytes and diagnostic records";
-    case DumpKind::kUnknown:
-      break;
-  }
-  return "unknown";
+const char* kindName(const Dump& dump) {
+  if (dump.area) return "configuration area";
+  return dump.diagnosticData ? "control-bit bytes and diagnostic records" : "unknown";
 }
 
 void printJsonOf(const InspectOptions& options, const FileBytes& file, const Dump& dump) {
   nlohmann::ordered_json json = {{"file", options.file},
                                  {"size", file.bytes.size()},
                                  {"isWhole", file.isWhole},
-                                 {"kind", kindName(dump.kind)},
+                                 {"kind", kindName(dump)},
                                  {"reason", dump.reason}};
   if (dump.area) json.update(areaAsJson(*dump.area));
   if (dump.diagnosticData) json.update(diagnosticDataAsJson(*dump.diagnosticData));
-  json["findings"] = findingsAsJson(dump.findings);
+  json["findings"] = findingsAsJson(dump.findings());
   printJson(json);
 }
 
@@ -60,7 +47,7 @@ void printArea(const AreaReport& report, bool withMap) {
                                            std::to_string(report.entries.size()) + " entries"
                                      : "treats it as an empty store, which its next change writes")
             << ".\n\n";
-  if (!report.entries.empty()) entryTable(report).print(std::cout);
+  entryTable(report).print(std::cout);
   if (withMap) {
     std::cout << "\n";
     printMap(std::cout, report, isColouredOutput());
@@ -68,39 +55,31 @@ void printArea(const AreaReport& report, bool withMap) {
 }
 
 void printDiagnosticData(const DiagnosticReport& report) {
-  if (report.controlBits.empty()) {
-    std::cout << "No control-bit byte was written.\n";
-  } else {
-    controlBitTable(report.controlBits).print(std::cout);
-  }
-  std::cout << "\n"
-            << report.records.size() << " diagnostic "
-            << (report.records.size() == 1 ? "record" : "records") << " (times of "
-            << report.timeBits << " bits)\n";
-  if (!report.records.empty()) recordTable(report.records).print(std::cout);
+  controlBitTable(report.controlBits).print(std::cout);
+  std::cout << "\nDiagnostic records with times of " << report.timeBits << " bits:\n";
+  recordTable(report.records).print(std::cout);
 }
 
 ExitStatus inspect(const InspectOptions& options) {
+  // Far above the size of any data set.
+  constexpr size_t kMaxSize = size_t{1} << 20;
   const FileBytes file = readFile(options.file, kMaxSize);
-  const Dump dump = inspectDump(file.bytes, options.hints);
-  const bool isGood = dump.kind != DumpKind::kUnknown && dump.findings.empty();
-  const ExitStatus status = isGood ? kDone : kFailed;
+  const Dump dump = inspectDump(file.bytes, options.kind, options.timeBits);
+  const bool isKnown = dump.kind != DumpKind::kUnknown;
+  const ExitStatus status = isKnown && dump.findings().empty() ? kDone : kFailed;
   if (options.json) {
     printJsonOf(options, file, dump);
     return status;
   }
-  std::cout << printable(options.file) << ": " << kindName(dump.kind) << ", "
+  std::cout << printable(options.file) << ": " << kindName(dump) << ", "
             << (file.isWhole ? "" : "over ") << file.bytes.size() << " bytes: " << dump.reason
-            << "\n";
-  if (dump.kind != DumpKind::kUnknown) std::cout << "\n";
+            << (isKnown ? "\n\n" : "\n");
   if (dump.area) printArea(*dump.area, options.map);
   if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
-  if (!dump.findings.empty()) {
-    std::cout << "\n";
-    findingTable(dump.findings).print(std::cout);
-  } else if (isGood) {
-    std::cout << "\nNo damage was found.\n";
-  }
+  if (status == kDone) std::cout << "\nNo damage was found.\n";
+  if (dump.findings().empty()) return status;
+  std::cout << "\n";
+  findingTable(dump.findings()).print(std::cout);
   return status;
 }
 
@@ -111,8 +90,8 @@ void addInspect(CLI::App& app) {
   Command command = Command(app).add(
       "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");
   command.file("FILE", options->file, "The dump; - reads standard input").required();
-  addDumpKindOption(command, options->hints.kind);
-  command.choice("--time-bits", options->hints.timeBits,
+  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
+  command.choice("--time-bits", options->timeBits,
                  "Width of the unit's time values; guessed when not given",
                  std::map<std::string, int>{{"32", 32}, {"64", 64}});
   command.flag("--map", options->map, "Also draw the map of a configuration area");

@@ -2,7 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/command_line.h"
-#include "tools/inspect/dump_view.h"
+#include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
 #include "unit/records.h"

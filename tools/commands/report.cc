@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "tools/command_line.h"
-#include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/ps/process_plot.h"
 #include "tools/report/report_page.h"
@@ -42,7 +41,7 @@ void addReport(CLI::App& app) {
   command.output(options->out, "The page to write; - is standard output", "--out");
   command.file("--recording", options->recording,
                "Lines of \"corvane ps --watch --json\" to show as a chart");
-  addDumpKindOption(command, options->kind);
+  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
   command.footer(
       "The page loads nothing and has no scripts. It follows the reader's light or dark scheme,\n"
       "and can be printed.\n"

@@ -2,8 +2,7 @@
 #include <memory>
 
 #include "tools/command_line.h"
-#include "tools/inspect/area_report.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 #include "tools/shell/completion.h"
 #include "tools/unit_access.h"
 #include "tools/virtual_unit.h"

@@ -5,8 +5,7 @@
 
 #include "platform/number.h"
 #include "tools/command_line.h"
-#include "tools/control_bit_text.h"
-#include "tools/inspect/area_map.h"
+#include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
 #include "tools/terminal/status_grid.h"
 #include "tools/unit_access.h"

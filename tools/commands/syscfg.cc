@@ -10,10 +10,7 @@
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
-#include "tools/inspect/area_map.h"
-#include "tools/inspect/area_report.h"
-#include "tools/inspect/dump_view.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
 #include "unit/keys.h"
@@ -84,16 +81,17 @@ ExitStatus get(const GetOptions& options) {
         kFailed, "there is no key " + keyName(key) + "; \"corvane syscfg list\" lists the keys");
   }
   const std::span<const uint8_t> value = entry->value;
-  const std::span<const uint8_t> text = entry->writtenValue();
+  const std::span<const uint8_t> written = entry->writtenValue();
   if (!options.file.empty()) {
     writeFile(options.file, value);
     return kDone;
   }
-  const bool isHex = options.hex || (!options.text && !isPlainText(text));
-  printResult(options.json, keyAsJson(key, value, text),
+  const bool isHex = options.hex || (!options.text && !isPlainText(written));
+  const std::string text(written.begin(), written.end());
+  printResult(options.json, keyAsJson(key, value, written),
               (isHex          ? hexText(value)
-               : options.text ? escapedText(text)
-                              : std::string(text.begin(), text.end())) +
+               : options.text ? printable(text)
+                              : text) +
                   "\n");
   return kDone;
 }

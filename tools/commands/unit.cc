@@ -8,7 +8,6 @@
 #include "tools/documents/unit_diff.h"
 #include "tools/documents/unit_document.h"
 #include "tools/documents/unit_import.h"
-#include "tools/dump_kind_option.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
 #include "tools/virtual_unit.h"
@@ -30,7 +29,7 @@ void addExport(Command group) {
   command.file("SOURCE", options->source,
                "A unit's folder, a raw dump or an earlier export; without it, the unit");
   command.output(options->to, "The file to write; standard output when not given, or -", "--to");
-  addDumpKindOption(command, options->kind);
+  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
   command.footer(
       "The document holds the registry, the NVRAM variables, the data sets with their uncommitted\n"
       "changes, the version file, the test log and the marks of collected logs: each file's raw\n"
@@ -110,7 +109,7 @@ void addDiff(Command group) {
   Command command = group.add("diff", "Tell in words how two units or dumps differ");
   command.file("A", options->a, "A unit's folder, an export or a raw dump").required();
   command.file("B", options->b, "What to compare it with; - is standard input").required();
-  addDumpKindOption(command, options->kind);
+  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
   command.jsonFlag(options->json);
   command.footer(
       "Of a dump and a unit, the dump's data set is compared. Bytes that differ although all that\n"

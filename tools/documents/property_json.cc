@@ -5,7 +5,7 @@
 #include "platform/number.h"
 #include "platform/text.h"
 #include "tools/documents/unit_document.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {

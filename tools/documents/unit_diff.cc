@@ -12,7 +12,7 @@
 #include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 #include "tools/terminal/text_columns.h"
 #include "unit/byte_text.h"
 

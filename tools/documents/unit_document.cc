@@ -10,8 +10,7 @@
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
-#include "tools/inspect/dump_view.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
 
 namespace corvane::tools {

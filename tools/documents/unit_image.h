@@ -11,7 +11,7 @@
 
 #include "host/virtual_unit/unit_paths.h"
 #include "log/log.h"
-#include "tools/inspect/dump_inspector.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 

@@ -1,21 +1,18 @@
-#include "tools/inspect/area_map.h"
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <iomanip>
 #include <ostream>
-#include <string>
-#include <string_view>
-#include <vector>
+
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {
 
 constexpr size_t kColumns = 64, kBytesPerMark = 16;
 
-/// What a byte of the area belongs to: its mark in the map, its colour on a terminal and its name.
+/// What bytes of the area belong to: the mark in the map, its colour on a terminal and its name.
 struct Part {
   char mark;
   const char* colour;
@@ -28,16 +25,18 @@ constexpr Part kParts[] = {{'H', "\033[35m", "header"},         {'i', "\033[36m"
                            {'v', "\033[32m", "value"},          {'w', "\033[33m", "next value"},
                            {'!', "\033[1;31m", "damaged"},      {'?', "", "unused"}};
 
-/// Returns for each byte of the area which part it belongs to.
-std::vector<int> partOfEachByte(const AreaReport& report) {
-  std::vector<int> parts(report.size, kUnused);
-  const auto mark = [&parts](size_t offset, size_t length, int part) {
-    const size_t begin = std::min(offset, parts.size());
-    std::fill_n(parts.begin() + static_cast<std::ptrdiff_t>(begin),
-                std::min(length, parts.size() - begin), part);
+/// Returns the part of each run of bytes that has one mark: damage if there is any, else the first
+/// part that is not free space.
+std::vector<int> partOfEachMark(const AreaReport& report) {
+  std::vector<int> marks((report.size + kBytesPerMark - 1) / kBytesPerMark, kUnused);
+  const auto mark = [&](size_t offset, size_t length, int part) {
+    const size_t end = std::min(offset + length, report.size);
+    for (size_t at = offset / kBytesPerMark; at * kBytesPerMark < end; ++at) {
+      if (part == kDamaged || marks[at] == kUnused || marks[at] == kFree) marks[at] = part;
+    }
   };
-  mark(0, area::kHeaderSize, kHeader);
   mark(report.freeBegin, report.freeEnd - report.freeBegin, kFree);
+  mark(0, area::kHeaderSize, kHeader);
   std::vector<const AreaEntry*> values;
   for (const AreaEntry& entry : report.entries) {
     mark(entry.offset, area::kEntrySize, entry.isIndirect ? kIndirect : kInline);
@@ -45,24 +44,10 @@ std::vector<int> partOfEachByte(const AreaReport& report) {
   }
   std::ranges::sort(values, {}, &AreaEntry::valueOffset);
   for (size_t index = 0; index < values.size(); ++index) {
-    mark(values[index]->valueOffset, area::roundUp(values[index]->valueLength),
+    mark(values[index]->valueOffset, values[index]->valueLength,
          index % 2 == 0 ? kValue : kNextValue);
   }
   for (const Finding& finding : report.findings) mark(finding.offset, finding.length, kDamaged);
-  return parts;
-}
-
-/// Returns the part of each run of bytes that has one mark: damage if there is any, else the first
-/// part that is not free space.
-std::vector<int> partOfEachMark(const AreaReport& report) {
-  const std::vector<int> parts = partOfEachByte(report);
-  std::vector<int> marks;
-  for (size_t at = 0; at < parts.size(); at += kBytesPerMark) {
-    const auto run = std::span(parts).subspan(at, std::min(kBytesPerMark, parts.size() - at));
-    const bool isDamaged = std::ranges::find(run, kDamaged) != run.end();
-    const auto used = std::ranges::find_if(run, [](int part) { return part != kFree; });
-    marks.push_back(isDamaged ? kDamaged : used == run.end() ? kFree : *used);
-  }
   return marks;
 }
 

@@ -1,37 +1,36 @@
-#include "tools/inspect/area_report.h"
-
 #include <algorithm>
-#include <cstddef>
 #include <functional>
 #include <set>
 
 #include "platform/number.h"
-#include "syscfg/memory_store.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {
 
-using Bytes = std::span<const uint8_t>;
-
 /// Builds a report step by step.
 class AreaReporter {
  public:
-  explicit AreaReporter(Bytes image) : _image(image) { _report.size = image.size(); }
+  explicit AreaReporter(ByteSpan contents)
+      : _image(contents.first(std::min(contents.size(), kDeviceAreaSize))) {
+    _report.size = _image.size();
+    if (contents.size() > _report.size) {
+      add(_report.size, contents.size() - _report.size, "lies after the area");
+    }
+  }
 
   AreaReport run() {
     if (_image.size() < area::kHeaderSize) {
-      report(0, _image.size(), "too short for a header of 24 bytes");
+      add(0, _image.size(), "too short for a header of 24 bytes");
       return _report;
     }
     checkHeader();
     readEntries();
     checkValues();
     checkFreeSpace();
-    lookUpEntries();
     for (const AreaEntry& entry : _report.entries) {
       if (!entry.fault.empty()) {
-        report(entry.offset, area::kEntrySize, keyName(entry.key) + ": " + entry.fault);
+        add(entry.offset, area::kEntrySize, keyName(entry.key) + ": " + entry.fault);
       }
     }
     std::ranges::stable_sort(_report.findings, {}, &Finding::offset);
@@ -39,38 +38,34 @@ class AreaReporter {
   }
 
  private:
-  void report(size_t offset, size_t length, const std::string& reason) {
+  void add(size_t offset, size_t length, const std::string& reason) {
     _report.findings.push_back({offset, length, reason});
   }
 
-  void reportWord(size_t offset, const std::string& reason) {
-    report(offset, sizeof(uint32_t), reason);
-  }
-
   void checkHeader() {
-    const auto header = area::load<area::Header>(_image.data());
+    using area::Header;
+    const auto header = area::load<Header>(_image.data());
     _report.header = header;
     for (const area::HeaderCheck& check : area::headerChecks()) {
       _report.checks.emplace_back(check.condition, check.holds(header, _image.size()));
     }
     _report.isHeaderSound = area::isHeaderSound(_image.data(), _image.size());
 
-    const size_t capacity = area::entryCapacity(_image.size());
-    const bool isCut = header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize;
-    checkWord("magic", offsetof(area::Header, magic), header.magic, area::kMagic);
-    checkWord("table_end", offsetof(area::Header, table_end), header.table_end,
+    checkWord("magic", offsetof(Header, magic), header.magic, area::kMagic);
+    checkWord("table_end", offsetof(Header, table_end), header.table_end,
               area::entryOffset(header.count),
               ", where " + std::to_string(header.count) + " entries end");
-    if (isCut) {
-      report(_image.size(), kDeviceAreaSize - _image.size(), "missing");
+    if (header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
+      add(_image.size(), kDeviceAreaSize - _image.size(), "missing");
     } else {
-      checkWord("area_size", offsetof(area::Header, area_size), header.area_size, _image.size());
+      checkWord("area_size", offsetof(Header, area_size), header.area_size, _image.size());
     }
-    checkWord("version", offsetof(area::Header, version), header.version, area::kVersion,
+    checkWord("version", offsetof(Header, version), header.version, area::kVersion,
               " (no unit looks at it)");
-    checkWord("reserved", offsetof(area::Header, reserved), header.reserved, 0);
-    checkWord("count", offsetof(area::Header, count), header.count,
-              std::min<size_t>(header.count, capacity), ", for which there is room");
+    checkWord("reserved", offsetof(Header, reserved), header.reserved, 0);
+    checkWord("count", offsetof(Header, count), header.count,
+              std::min<size_t>(header.count, area::entryCapacity(_image.size())),
+              ", for which there is room");
   }
 
   /// Reports a word of the header that is not what it is meant to be; `note` says more of that.
@@ -81,7 +76,7 @@ class AreaReporter {
     const auto text = [&](size_t word) {
       return isSize ? std::to_string(word) : hexNumber(word, 1);
     };
-    reportWord(offset, name + " is " + text(held) + ", not " + text(meant) + note);
+    add(offset, sizeof held, name + " is " + text(held) + ", not " + text(meant) + note);
   }
 
   /// Returns the count in the header or, when the area cannot hold that many, the number of entries
@@ -91,8 +86,8 @@ class AreaReporter {
     const size_t capacity = area::entryCapacity(_image.size());
     if (header.count <= capacity) return header.count;
     const size_t byTableEnd = area::entryCapacity(header.table_end);
-    return area::entryOffset(byTableEnd) == header.table_end && byTableEnd <= capacity ? byTableEnd
-                                                                                       : 0;
+    const bool isWhole = area::entryOffset(byTableEnd) == header.table_end;
+    return isWhole && byTableEnd <= capacity ? byTableEnd : 0;
   }
 
   void readEntries() {
@@ -103,12 +98,16 @@ class AreaReporter {
     std::set<uint32_t> keys;
     for (size_t index = 0; index < count; ++index) {
       AreaEntry entry = readEntry(area::entryOffset(index));
-      if (entry.fault.empty() && !keys.insert(entry.key).second) {
+      const size_t begin = std::min(entry.valueOffset, _image.size());
+      const auto value = _image.subspan(begin, std::min(entry.valueLength, _image.size() - begin));
+      entry.value.assign(value.begin(), value.end());
+      // A lookup finds the first entry of a key, also where a later one has the same value.
+      const bool isFirst =
+          unit::valueIn(_image, entry.key) == entry.value && keys.insert(entry.key).second;
+      entry.isFound = isFirst && _report.isHeaderSound;
+      if (!isFirst && entry.fault.empty()) {
         entry.fault = "an earlier entry has the same key and hides this one";
       }
-      const size_t begin = std::min(entry.valueOffset, _image.size());
-      const Bytes value = _image.subspan(begin, std::min(entry.valueLength, _image.size() - begin));
-      entry.value.assign(value.begin(), value.end());
       _report.entries.push_back(std::move(entry));
     }
   }
@@ -121,27 +120,22 @@ class AreaReporter {
     }
     const auto fields = area::load<area::IndirectEntry>(bytes);
     AreaEntry entry = {fields.key, true, offset, fields.offset, fields.length};
-    const std::string place = "its value, " + std::to_string(fields.length) + " bytes at " +
-                              std::to_string(fields.offset) + ", ";
     const size_t areaEnd = std::min<size_t>(_report.header->area_size, _image.size());
-    switch (area::checkValue(fields.offset, fields.length, _report.freeBegin, areaEnd)) {
-      case area::ValueFault::kInsideTable:
-        entry.fault = place + "begins inside the table";
-        break;
-      case area::ValueFault::kOutsideImage:
-        entry.fault = place + "ends outside the area";
-        break;
-      case area::ValueFault::kNone:
-        if (fields.offset % sizeof(uint32_t) != 0) entry.fault = place + "is not at a whole word";
-        if (area::roundUp(fields.length) <= area::kInlineRoom) {
-          entry.fault = place + "is so short that it belongs inside the entry";
-        }
-        break;
+    const auto fault = area::checkValue(fields.offset, fields.length, _report.freeBegin, areaEnd);
+    const char* const reason = fault == area::ValueFault::kInsideTable ? "begins inside the table"
+                               : fault == area::ValueFault::kOutsideImage ? "ends outside the area"
+                               : area::roundUp(fields.length) <= area::kInlineRoom
+                                   ? "is so short that it belongs inside the entry"
+                               : fields.offset % sizeof(uint32_t) != 0 ? "is not at a whole word"
+                                                                       : nullptr;
+    if (reason) {
+      entry.fault = "its value, " + std::to_string(fields.length) + " bytes at " +
+                    std::to_string(fields.offset) + ", " + reason;
     }
     if (fields.spare != 0xFFFFFFFF) {
-      reportWord(offset + offsetof(area::IndirectEntry, spare),
-                 keyName(fields.key) + ": spare is " + hexNumber(fields.spare, 1) +
-                     ", though nothing ever writes it");
+      add(offset + offsetof(area::IndirectEntry, spare), sizeof fields.spare,
+          keyName(fields.key) + ": spare is " + hexNumber(fields.spare, 1) +
+              ", although it is never written");
     }
     return entry;
   }
@@ -158,59 +152,37 @@ class AreaReporter {
     for (AreaEntry* entry : values) {
       const size_t end = entry->valueOffset + area::roundUp(entry->valueLength);
       if (end > above && upper) entry->fault = "its value runs into that of " + keyName(upper->key);
-      if (end < above) report(end, above - end, "belongs to no sound value and is not free space");
+      if (end < above) add(end, above - end, "belongs to no sound value and is not free space");
       above = entry->valueOffset;
       upper = entry;
     }
   }
 
-  /// Checks that free space is 0xFF. Reports written bytes close to each other as one finding.
+  /// Checks that free space is 0xFF. Bytes close to each other are one finding.
   void checkFreeSpace() {
     constexpr size_t kMaxGap = 16;
-    size_t begin = 0, end = 0;
-    const auto flush = [&] {
-      if (end > begin) report(begin, end - begin, "free space that is not 0xff");
-    };
+    Finding* last = nullptr;
     for (size_t at = _report.freeBegin; at < _report.freeEnd; ++at) {
       if (_image[at] == area::kFreeByte) continue;
-      if (end == begin || at > end + kMaxGap) {
-        flush();
-        begin = at;
+      if (!last || at > last->offset + last->length + kMaxGap) {
+        last = &_report.findings.emplace_back(Finding{at, 0, "free space that is not 0xff"});
       }
-      end = at + 1;
-    }
-    flush();
-  }
-
-  /// Marks the entries that a unit finds, by looking them up in the store itself. A lookup returns
-  /// the first entry of a key, so a duplicate with the same value stays hidden.
-  void lookUpEntries() {
-    const MemoryStore store(_image);
-    std::set<uint32_t> found;
-    std::vector<uint8_t> value(std::max(_image.size(), area::kInlineRoom));
-    for (AreaEntry& entry : _report.entries) {
-      size_t length = 0;
-      if (syscfg__read_key(store.get(), entry.key, value.data(), &length) != 0) continue;
-      entry.isFound = _report.isHeaderSound &&
-                      std::ranges::equal(std::span(value).first(length), entry.value) &&
-                      found.insert(entry.key).second;
+      last->length = at + 1 - last->offset;
     }
   }
 
-  Bytes _image;
+  ByteSpan _image;
   AreaReport _report;
 };
 
 }  // namespace
 
-AreaReport reportOnArea(std::span<const uint8_t> image) { return AreaReporter(image).run(); }
+AreaReport reportOnArea(ByteSpan contents) { return AreaReporter(contents).run(); }
 
-std::span<const uint8_t> AreaEntry::writtenValue() const {
-  std::span<const uint8_t> written = value;
-  while (!isIndirect && !written.empty() && written.back() == area::kFreeByte) {
-    written = written.first(written.size() - 1);
-  }
-  return written;
+ByteSpan AreaEntry::writtenValue() const {
+  const auto end = std::find_if(value.rbegin(), isIndirect ? value.rbegin() : value.rend(),
+                                [](uint8_t byte) { return byte != area::kFreeByte; });
+  return ByteSpan(value).first(value.size() - static_cast<size_t>(end - value.rbegin()));
 }
 
 }  // namespace corvane::tools

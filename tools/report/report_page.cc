@@ -6,12 +6,10 @@
 
 #include "controlbits/diagnostic_record.h"
 #include "platform/number.h"
-#include "tools/control_bit_text.h"
 #include "tools/documents/unit_document.h"
 #include "tools/html/markup.h"
 #include "tools/html/page.h"
-#include "tools/inspect/area_map.h"
-#include "tools/inspect/dump_view.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {
@@ -122,7 +120,7 @@ std::string findingsSection(const ReportSubject& subject) {
   for (const auto& [dump, name] : {std::pair(&subject.diagnosticData, "control bits, records"),
                                    std::pair(&subject.configuration, "configuration area")}) {
     if (!*dump) continue;
-    for (const auto& [offset, length, reason] : (*dump)->findings) {
+    for (const auto& [offset, length, reason] : (*dump)->findings()) {
       table.addRow({name, std::to_string(offset), std::to_string(length), reason});
     }
   }

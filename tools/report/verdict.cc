@@ -71,8 +71,8 @@ class Judge {
   }
 
   void findDamage(const std::optional<Dump>& dump, const std::string& what) {
-    if (!dump || dump->findings.empty()) return;
-    const size_t count = dump->findings.size();
+    if (!dump || dump->findings().empty()) return;
+    const size_t count = dump->findings().size();
     find(
         Level::kBad, "Damaged",
         what + " has " + std::to_string(count) + (count == 1 ? " finding." : " findings.") +
@@ -90,7 +90,7 @@ class Judge {
 
 std::optional<Dump> inspected(const UnitImage& image, const char* path, DumpKind kind) {
   const Bytes* bytes = image.file(path);
-  return bytes ? std::optional(inspectDump(*bytes, {.kind = kind, .timeBits = {}})) : std::nullopt;
+  return bytes ? std::optional(inspectDump(*bytes, kind)) : std::nullopt;
 }
 
 }  // namespace
@@ -117,7 +117,7 @@ UnitVerdict verdictOn(const ReportSubject& subject) {
   const bool hasPassed = judge.has(kPassedTest) || judge.has(kMaybeCleared);
   if (subject.diagnosticData) {
     judge.find(Level::kOpen, "Not tested", hasPassed ? "" : "No station has left a passed test.");
-  } else if (subject.configuration && subject.configuration->findings.empty()) {
+  } else if (subject.configuration && subject.configuration->findings().empty()) {
     judge.find(Level::kGood, "Sound", "The configuration area has no findings.");
   }
   return judge.take();

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tools/documents/unit_image.h"
-#include "tools/inspect/dump_inspector.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "controlbits/control_bit_byte.h"
-#include "tools/control_bit_text.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {

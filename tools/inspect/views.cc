@@ -1,19 +1,57 @@
-#include "tools/inspect/dump_view.h"
-
 #include <nlohmann/json.hpp>
 
+#include "controlbits/control_bit_byte.h"
 #include "platform/number.h"
 #include "platform/or_null.h"
 #include "platform/printable.h"
 #include "platform/text.h"
-#include "tools/inspect/value_text.h"
+#include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
+/// Returns the list of what `asJson` makes of each item.
+template <typename Item, typename AsJson>
+Json jsonList(const std::vector<Item>& items, AsJson asJson) {
+  Json list = Json::array();
+  for (const Item& item : items) list.push_back(asJson(item));
+  return list;
+}
+
+Json entryAsJson(const AreaEntry& entry) {
+  const bool isSound = entry.fault.empty();
+  Json json = {{"key", keyName(entry.key)},
+               {"code", entry.key},
+               {"kind", entry.isIndirect ? "indirect" : "inline"},
+               {"offset", entry.offset},
+               {"valueOffset", entry.valueOffset},
+               {"found", entry.isFound},
+               {"fault", isSound ? Json() : Json(entry.fault)}};
+  json.update(isSound ? valueAsJson(entry.value, entry.writtenValue())
+                      : Json{{"length", entry.valueLength}});
+  return json;
+}
+
 }  // namespace
+
+char markOf(size_t offset, uint8_t byte) {
+  if (byte == 0xFF) return kUnwrittenMark;
+  if (unit::mayBePoison(offset, byte)) return kMaybePoisonMark;
+  return (unit::hasFailCount(offset) ? "PIFN" : "CI??")[testStatusOf(byte)];
+}
+
+Table controlBitTable(const std::vector<ControlBit>& bytes) {
+  Table table(
+      {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
+  for (const auto& [offset, byte] : bytes) {
+    table.addRow({std::to_string(offset), hexNumber(byte, 2), unit::statusText(offset, byte),
+                  unit::hasFailCount(offset) ? std::to_string(failCountOf(byte)) : "",
+                  unit::useOf(offset)});
+  }
+  return table;
+}
 
 Table recordTable(const std::vector<unit::Record>& records) {
   Table table({{"OFFSET", Align::kRight},
@@ -47,6 +85,21 @@ Table findingTable(const std::vector<Finding>& findings) {
   return table;
 }
 
+Json controlBitAsJson(const ControlBit& bit) {
+  const auto& [offset, byte] = bit;
+  Json json = {{"offset", offset},
+               {"byte", byte},
+               {"status", unit::statusName(offset, byte)},
+               {"failCount", failCountOf(byte)},
+               {"upperBits", byte >> 5}};
+  if (!unit::useOf(offset).empty()) json["use"] = unit::useOf(offset);
+  return json;
+}
+
+Json controlBitsAsJson(const std::vector<ControlBit>& bytes) {
+  return jsonList(bytes, controlBitAsJson);
+}
+
 Json recordAsJson(const unit::Record& record, TimeText timeText) {
   return {{"offset", record.offset},
           {"time", orNull(timeText(record.time))},
@@ -58,9 +111,7 @@ Json recordAsJson(const unit::Record& record, TimeText timeText) {
 }
 
 Json recordsAsJson(const std::vector<unit::Record>& records, TimeText timeText) {
-  Json list = Json::array();
-  for (const unit::Record& record : records) list.push_back(recordAsJson(record, timeText));
-  return list;
+  return jsonList(records, [&](const unit::Record& each) { return recordAsJson(each, timeText); });
 }
 
 Json diagnosticDataAsJson(const DiagnosticReport& report, TimeText timeText) {
@@ -69,29 +120,14 @@ Json diagnosticDataAsJson(const DiagnosticReport& report, TimeText timeText) {
           {"records", recordsAsJson(report.records, timeText)}};
 }
 
-Json valueAsJson(std::span<const uint8_t> value, std::span<const uint8_t> written) {
+Json valueAsJson(ByteSpan value, ByteSpan written) {
   const bool isText = isPlainText(written);
   return {{"length", value.size()},
           {"hex", hexText(value)},
           {"text", isText ? Json(std::string(written.begin(), written.end())) : Json()}};
 }
 
-Json entriesAsJson(const AreaReport& report) {
-  Json list = Json::array();
-  for (const AreaEntry& entry : report.entries) {
-    const bool isSound = entry.fault.empty();
-    list.push_back({{"key", keyName(entry.key)},
-                    {"code", entry.key},
-                    {"kind", entry.isIndirect ? "indirect" : "inline"},
-                    {"offset", entry.offset},
-                    {"valueOffset", entry.valueOffset},
-                    {"found", entry.isFound},
-                    {"fault", isSound ? Json() : Json(entry.fault)}});
-    list.back().update(isSound ? valueAsJson(entry.value, entry.writtenValue())
-                               : Json{{"length", entry.valueLength}});
-  }
-  return list;
-}
+Json entriesAsJson(const AreaReport& report) { return jsonList(report.entries, entryAsJson); }
 
 Json areaAsJson(const AreaReport& report) {
   Json header;
@@ -100,12 +136,11 @@ Json areaAsJson(const AreaReport& report) {
               {"areaSize", report.header->area_size}, {"version", report.header->version},
               {"reserved", report.header->reserved},  {"count", report.header->count}};
   }
-  Json checks = Json::array();
-  for (const auto& [condition, holds] : report.checks) {
-    checks.push_back({{"condition", condition}, {"holds", holds}});
-  }
+  const auto checkAsJson = [](const auto& check) -> Json {
+    return {{"condition", check.first}, {"holds", check.second}};
+  };
   return {{"header", header},
-          {"checks", checks},
+          {"checks", jsonList(report.checks, checkAsJson)},
           {"isHeaderSound", report.isHeaderSound},
           {"entries", entriesAsJson(report)},
           {"free", {{"offset", report.freeBegin}, {"length", report.freeEnd - report.freeBegin}}},
@@ -113,11 +148,10 @@ Json areaAsJson(const AreaReport& report) {
 }
 
 Json findingsAsJson(const std::vector<Finding>& findings) {
-  Json list = Json::array();
-  for (const auto& [offset, length, reason] : findings) {
-    list.push_back({{"offset", offset}, {"length", length}, {"reason", reason}});
-  }
-  return list;
+  return jsonList(findings, [](const Finding& finding) -> Json {
+    const auto& [offset, length, reason] = finding;
+    return {{"offset", offset}, {"length", length}, {"reason", reason}};
+  });
 }
 
 }  // namespace corvane::tools

@@ -1,0 +1,183 @@
+#ifndef CORVANE_TOOLS_INSPECT_INSPECT_H_
+#define CORVANE_TOOLS_INSPECT_INSPECT_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "dataarea/nor_access.h"
+#include "platform/time_text.h"
+#include "syscfg/area_format.h"
+#include "tools/terminal/table.h"
+#include "unit/byte_text.h"
+#include "unit/keys.h"
+#include "unit/records.h"
+
+/// What the data sets of a unit hold, damaged or not, and how the tool shows it: as tables, for a
+/// terminal or a page, and as JSON. Any bytes have an answer.
+namespace corvane::tools {
+
+using ByteSpan = std::span<const uint8_t>;
+
+/// Bytes of a data set that are not what they should be, and the reason.
+struct Finding {
+  size_t offset, length;
+  std::string reason;
+};
+
+struct ControlBit {
+  size_t offset;
+  uint8_t byte;
+};
+
+/// The data set "VelmoDiagnosticData".
+struct DiagnosticReport {
+  /// Width of a record's time value in bits, 64 or 32.
+  int timeBits = 0;
+  /// Size of a slot in bytes.
+  size_t recordSize = 0;
+  /// The number of sound records and free slots, minus the number of slots that are neither.
+  int plausibility = 0;
+  /// Those that are not 0xFF.
+  std::vector<ControlBit> controlBits;
+  std::vector<unit::Record> records;
+  /// By offset.
+  std::vector<Finding> findings;
+};
+
+/// Where `timeBits` is 0, the width is the one that makes more sense of the bytes.
+DiagnosticReport reportOnDiagnosticData(ByteSpan contents, int timeBits = 0);
+
+/// Size of the configuration area of every device, in bytes.
+inline constexpr size_t kDeviceAreaSize = kConfigurationAreaSize;
+
+/// One entry of a configuration area's table.
+struct AreaEntry {
+  uint32_t key;
+  bool isIndirect;
+  /// Where the entry and its value lie. A faulty entry may claim a value outside the area.
+  size_t offset, valueOffset, valueLength;
+  /// What is wrong with the entry; empty when it is sound.
+  std::string fault = {};
+  /// The bytes of the value that lie inside the area.
+  unit::Bytes value = {};
+  /// Whether a unit that looks up the key finds this entry.
+  bool isFound = false;
+
+  /// Returns the value as it was probably written: an inline entry does not record the length of
+  /// its value, so free bytes (0xFF) at its end are left out.
+  ByteSpan writtenValue() const;
+};
+
+/// The data set "VelmoDiagnosticDataSysCfg".
+struct AreaReport {
+  /// Size of the area in bytes.
+  size_t size = 0;
+  /// Absent when the area is too small for a header.
+  std::optional<area::Header> header;
+  /// The conditions of a sound header, and whether each holds.
+  std::vector<std::pair<const char*, bool>> checks;
+  /// Whether all checks hold. If not, a unit treats the area as an empty store.
+  bool isHeaderSound = false;
+  /// In table order. As many as the header claims and the area can hold.
+  std::vector<AreaEntry> entries;
+  size_t freeBegin = 0, freeEnd = 0;
+  /// By offset.
+  std::vector<Finding> findings;
+};
+
+/// The area is the first 8192 bytes of `contents`; more is a finding.
+AreaReport reportOnArea(ByteSpan contents);
+
+enum class DumpKind { kConfiguration, kDiagnosticData, kUnknown };
+
+/// What "--as" can say of a dump, and its help text.
+inline const std::map<std::string, DumpKind> kDumpKinds = {{"data", DumpKind::kDiagnosticData},
+                                                           {"syscfg", DumpKind::kConfiguration}};
+inline constexpr char kDumpKindsHelp[] =
+    "What a raw dump is of: data (control-bit bytes and records) or syscfg (a\n"
+    "configuration area); guessed when not given";
+
+/// A raw dump of one of a unit's data sets.
+struct Dump {
+  DumpKind kind = DumpKind::kUnknown;
+  /// Why the dump is taken to be of this kind.
+  std::string reason;
+  /// Set for a dump of that kind.
+  std::optional<AreaReport> area = {};
+  std::optional<DiagnosticReport> diagnosticData = {};
+
+  const std::vector<Finding>& findings() const;
+};
+
+/// What the caller does not know, no `kind` or 0 `timeBits`, is guessed.
+Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind = {}, int timeBits = 0);
+
+Table controlBitTable(const std::vector<ControlBit>& bytes);
+Table recordTable(const std::vector<unit::Record>& records);
+/// Returns the entries with their values, each cut to `valueWidth` columns.
+Table entryTable(const AreaReport& report, size_t valueWidth = 40);
+Table findingTable(const std::vector<Finding>& findings);
+
+/// Draws where header, entries, free space, values and damage of the area are, with a legend, in at
+/// most 80 columns.
+void printMap(std::ostream& out, const AreaReport& report, bool coloured);
+
+/// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
+bool isColouredOutput();
+
+/// Marks of control-bit bytes for which no test status is shown.
+inline constexpr char kMaybePoisonMark = '!';
+inline constexpr char kUnwrittenMark = '.';
+
+/// Returns how a byte looks in a grid: P passed, F failed, I incomplete, N not tested, or one of
+/// the marks above; for the log collection's byte C complete, I incomplete or "?".
+char markOf(size_t offset, uint8_t byte);
+
+/// Returns seconds since 1970-01-01 00:00 UTC as text; nothing for a time that the calendar does
+/// not have.
+using TimeText = std::optional<std::string>(int64_t seconds);
+
+nlohmann::ordered_json controlBitAsJson(const ControlBit& bit);
+nlohmann::ordered_json controlBitsAsJson(const std::vector<ControlBit>& bytes);
+/// Returns the record with "time" as `timeText` has it, else null; "seconds" always has the value.
+nlohmann::ordered_json recordAsJson(const unit::Record& record, TimeText timeText = isoTimeText);
+nlohmann::ordered_json recordsAsJson(const std::vector<unit::Record>& records,
+                                     TimeText timeText = isoTimeText);
+/// Returns control-bit bytes and records.
+nlohmann::ordered_json diagnosticDataAsJson(const DiagnosticReport& report,
+                                            TimeText timeText = isoTimeText);
+/// Returns the value as its bytes and, when it is plain text, as text. `written` is the part of
+/// `value` that was probably written.
+nlohmann::ordered_json valueAsJson(ByteSpan value, ByteSpan written);
+nlohmann::ordered_json entriesAsJson(const AreaReport& report);
+/// Returns header, checks, entries, free space and findings.
+nlohmann::ordered_json areaAsJson(const AreaReport& report);
+nlohmann::ordered_json findingsAsJson(const std::vector<Finding>& findings);
+
+using unit::keyName;
+
+/// Parses four printable characters, or 0x and hexadecimal digits. Returns nothing for other text.
+std::optional<uint32_t> parseKey(std::string_view text);
+
+/// Parses pairs of digits, with or without white space between them. Returns nothing for other
+/// text.
+std::optional<unit::Bytes> parseHex(std::string_view text);
+
+/// Returns the value as text when it is plain text, else as 0x and hexadecimal digits.
+std::string valueText(ByteSpan value);
+
+/// Returns `valueText` on one line of at most `width` columns. A shortened value ends in "...".
+std::string preview(ByteSpan value, size_t width);
+
+}  // namespace corvane::tools
+
+#endif  // CORVANE_TOOLS_INSPECT_INSPECT_H_
