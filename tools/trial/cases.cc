@@ -20,11 +20,8 @@ namespace fs = std::filesystem;
 constexpr uint8_t kMarkOfFailure = poisonByte(0, true);
 constexpr char kOneSlotLeft[] = "one slot left";
 
-/// How a unit differs from a good one.
-struct UnitChange {
-  std::string name;
-  std::function<void(UnitFacts&, UnitState&)> make;
-};
+/// Makes a unit differ from a good one.
+using UnitChange = std::function<void(UnitFacts&, UnitState&)>;
 
 uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
 
@@ -36,11 +33,6 @@ void fillKeys(UnitState& unit) {
   for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
 }
 
-void drainBattery(UnitFacts& facts) {
-  facts.currentCapacity = 1;
-  facts.externalPower = false;
-}
-
 fs::path makeUnit(const Station& station, const fs::path& folder, const UnitChange& change) {
   UnitFacts facts;
   if (!station.model.empty()) facts.model = station.model;
@@ -48,41 +40,35 @@ fs::path makeUnit(const Station& station, const fs::path& folder, const UnitChan
   UnitState state = readUnit(folder);
   fillRecords(station, state, 2);
   setKey(state, unit::keyOf("KEEP"), Bytes(20, 'k'));
-  if (station.unitKey) setKey(state, *station.unitKey, {'U', 'N', 'I', 'T', '1'});
-  if (change.make) change.make(facts, state);
+  if (station.unitKey != 0) setKey(state, station.unitKey, {'U', 'N', 'I', 'T', '1'});
+  if (change) change(facts, state);
   writeUnit(folder, state);
   device.setFacts(facts);
   return folder;
 }
 
-std::vector<UnitChange> unitChanges(const Station& station) {
-  std::vector<UnitChange> changes = {
+std::map<std::string, UnitChange> unitChanges(const Station& station) {
+  std::map<std::string, UnitChange> changes = {
       {"poisoned", [&](auto&, auto& u) { u.diagnostics[station.poisonOffset] = kMarkOfFailure; }},
       {"chain full", [&](auto&, auto& u) { fillRecords(station, u, kRecordSlots); }},
       {kOneSlotLeft, [&](auto&, auto& u) { fillRecords(station, u, kRecordSlots - 1); }},
       {"area blank 255", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0xFF); }},
       {"area blank 0", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0); }},
       {"keys full", [](auto&, auto& u) { fillKeys(u); }},
-      {"low battery", [](auto& facts, auto&) { drainBattery(facts); }},
+      {"low battery", [](auto& f, auto&) { f.currentCapacity = 1, f.externalPower = false; }},
       {"no power source", [](auto& facts, auto&) { facts.powerSource = false; }},
       {"no data area", [](auto& facts, auto&) { facts.dataArea = false; }},
       {"no NVRAM", [](auto& facts, auto&) { facts.nvram = false; }}};
   for (const Model& model : kModels) {
     const std::string name = std::string(model.code) + "AP";
-    changes.push_back({"model " + name, [=](auto& facts, auto&) { facts.model = name; }});
+    changes["model " + name] = [=](auto& facts, auto&) { facts.model = name; };
   }
   for (size_t i = 0; i < area::kHeaderSize; i += sizeof(uint32_t)) {
-    changes.push_back({"header damaged at " + std::to_string(i),
-                       [=](auto&, auto& u) { u.configuration[i] ^= 0x55; }});
+    changes["header damaged at " + std::to_string(i)] = [=](auto&, auto& u) {
+      u.configuration[i] ^= 0x55;
+    };
   }
   return changes;
-}
-
-/// Returns a case that takes effect at a call: it has that result by a fault rule.
-Case atCall(Kind kind, const fs::path& unit, const std::string& call, const std::string& result,
-            uint64_t occurrence, const char* further = "") {
-  const std::string rule = call + result + "@" + std::to_string(occurrence) + further;
-  return {kind, rule, unit, rule, call, occurrence};
 }
 
 /// Returns the results with which a call fails.
@@ -114,22 +100,28 @@ class CaseMaker {
   }
 
  private:
-  Case& add(Kind kind, const std::string& name) {
-    return _cases.emplace_back(Case{kind, name, _unit});
+  Case& add(const std::string& kind, const std::string& name, const std::string& faults = "") {
+    return _cases.emplace_back(Case{kind, name, _unit, faults});
+  }
+  /// Adds a case that takes effect at a call, which has that result by a fault rule.
+  Case& addAtCall(const std::string& kind, const std::string& call, const std::string& result,
+                  uint64_t occurrence, const char* further = "") {
+    const std::string rule = call + result + "@" + std::to_string(occurrence) + further;
+    Case& made = add(kind, rule, rule);
+    made.call = call;
+    made.occurrence = occurrence;
+    return made;
   }
 
   void addFaults() {
     constexpr uint64_t kMaxEach = 100;
     for (const auto& [call, occurrence] : _calls) {
       const uint64_t count = _good.run.calls.at(call);
-      const bool isChosen = occurrence == 1 || occurrence == (count + 1) / 2 || occurrence == count;
+      const bool isChosen = count <= kMaxEach || occurrence == 1 || occurrence == (count + 1) / 2 ||
+                            occurrence == count;
       for (const std::string& failure : failuresOf(call)) {
-        if (count <= kMaxEach || isChosen) {
-          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, occurrence));
-        }
-        if (occurrence == 1) {
-          _cases.push_back(atCall(Kind::kFaults, _unit, call, failure, 1, "+"));
-        }
+        if (isChosen) addAtCall("faults", call, failure, occurrence);
+        if (occurrence == 1) addAtCall("faults", call, failure, 1, "+");
       }
     }
   }
@@ -142,50 +134,54 @@ class CaseMaker {
       for (const uint8_t value : std::set<uint8_t>{before, after, uint8_t(after ^ 2)}) {
         const std::string rule =
             "stuck:" + name + ":" + std::to_string(offset) + "=" + std::to_string(value);
-        _cases.push_back({Kind::kFaults, rule, _unit, rule});
-        _cases.back().stuck = {set, offset, value};
+        add("faults", rule, rule).stuck = {set, offset, value};
       }
     }
   }
 
   void addKills(std::mt19937& random) {
     constexpr size_t kMoments = 100;
-    constexpr std::array kSignals = {SIGKILL, SIGTERM, SIGINT};
+    constexpr std::pair<int, const char*> kSignals[] = {
+        {SIGKILL, "=kill"}, {SIGTERM, "=sigterm"}, {SIGINT, "=sigint"}};
     std::uniform_real_distribution<double> moment(0, _good.run.seconds);
     for (size_t i = 0; i < kMoments; ++i) {
-      Case& kill = add(Kind::kKills, "signal at random moment " + std::to_string(i));
-      kill.signal = kSignals[i % kSignals.size()];
+      Case& kill = add("kills", "signal at random moment " + std::to_string(i));
+      kill.signal = kSignals[i % std::size(kSignals)].first;
       kill.signalAfter = moment(random);
     }
     for (const auto& [call, occurrence] : _calls) {
-      for (const int signal : kSignals) {
-        _cases.push_back(killCase(_unit, call, occurrence, signal));
+      for (const auto& [signal, result] : kSignals) {
+        addAtCall("kills", call, result, occurrence).signal = signal;
       }
     }
   }
 
   void addUnits() {
-    add(Kind::kUnits, "fresh").unit = host::VirtualDevice(_folder / "fresh").folder();
-    for (const UnitChange& change : unitChanges(_station)) {
-      add(Kind::kUnits, change.name).unit = makeUnit(_station, _folder / change.name, change);
+    add("units", "fresh").unit = host::VirtualDevice(_folder / "fresh").folder();
+    for (const auto& [name, change] : unitChanges(_station)) {
+      add("units", name).unit = makeUnit(_station, _folder / name, change);
     }
   }
 
-  /// At five places, every sixth of all calls. The unit that is swapped in is one of `addUnits`.
+  /// At five places, every sixth of all calls. Where the station holds the unit's lock, the change
+  /// waits for one of the function's next calls. The unit that is swapped in is one of `addUnits`.
   void addMeddling() {
+    constexpr uint64_t kMaxStops = 10;
     const std::pair<const char*, std::function<void(UnitState&)>> changes[] = {
         {"failed", [s = _station](auto& u) { u.diagnostics[s.statusOffset] = kMarkOfFailure; }},
         {"poisoned", [s = _station](auto& u) { u.diagnostics[s.poisonOffset] = kMarkOfFailure; }},
         {"given a record", [s = _station](auto& u) { appendRecord(u, otherStation(s) ^ 1); }},
         {"swapped", [other = readUnit(_folder / kOneSlotLeft)](auto& u) { u = other; }},
-        {"cleared of the count",
-         [s = _station](auto& u) { setKey(u, s.runCountKey.value_or(0), {}); }}};
+        {"cleared of the count", [s = _station](auto& u) { setKey(u, s.runCountKey, {}); }}};
     for (size_t place = 1; place <= 5; ++place) {
       const auto& [call, occurrence] = _calls[_calls.size() * place / 6];
+      std::string rules;
+      for (uint64_t stop = 0; stop < kMaxStops; ++stop) {
+        rules += call + "=stop@" + std::to_string(occurrence + stop) + ",";
+      }
+      const std::string where = " at " + call + "@" + std::to_string(occurrence);
       for (const auto& [name, change] : changes) {
-        Case& meddling =
-            _cases.emplace_back(atCall(Kind::kMeddling, _unit, call, "=stop", occurrence, "+"));
-        meddling.name = std::string("unit ") + name + " at " + meddling.name;
+        Case& meddling = add("meddling", std::string("unit ") + name + where, rules);
         meddling.meddling = change;
         meddling.swapsUnit = std::string_view(name) == "swapped";
       }
@@ -193,14 +189,12 @@ class CaseMaker {
   }
 
   void addSurroundings() {
-    const struct {
-      const char* name;
-      std::string setup, redirections = {};
-    } kinds[] = {
-        {"standard input closed", "", "<&-"},
-        {"standard output closed", "", ">&-"},
-        {"standard error closed", "", "2>&-"},
-        {"standard streams closed", "", "<&- >&- 2>&-"},
+    constexpr char kComma[] = "de_DE.UTF-8";
+    const std::pair<const char*, std::string> setups[] = {
+        {"standard input closed", "exec <&-"},
+        {"standard output closed", "exec >&-"},
+        {"standard error closed", "exec 2>&-"},
+        {"standard streams closed", "exec <&- >&- 2>&-"},
         {"time zone UTC", "export TZ=UTC"},
         {"time zone EAST-14", "export TZ=EAST-14"},
         {"time zone WEST12", "export TZ=WEST12"},
@@ -208,20 +202,14 @@ class CaseMaker {
         {"clock a day back", "export CORVANE_FAULTS=time=$(($(date +%s) - 86400))"},
         {"no HOME", "unset HOME"},
         {"HOME is missing", "export HOME=/nonexistent/home"},
-        {"unit's folder not writable", "chmod a-w \"$CORVANE_DEVICE\" \"$CORVANE_DEVICE/data\""}};
-    for (const auto& [name, setup, redirections] : kinds) {
-      Case& surroundings = add(Kind::kSurroundings, name);
-      surroundings.setup = setup;
-      surroundings.redirections = redirections;
-    }
-    constexpr char kComma[] = "de_DE.UTF-8";
-    Case& comma = add(Kind::kSurroundings, "decimal comma");
-    comma.setup = std::string("export LC_ALL=") + kComma;
+        {"unit's folder not writable", "chmod a-w \"$CORVANE_DEVICE\" \"$CORVANE_DEVICE/data\""},
+        {"decimal comma", std::string("export LC_ALL=") + kComma}};
+    for (const auto& [name, setup] : setups) add("surroundings", name).setup = setup;
     const locale_t locale = newlocale(LC_ALL_MASK, kComma, nullptr);
     if (locale) {
       freelocale(locale);
     } else {
-      comma.obstacle = std::string("the locale ") + kComma + " is not installed";
+      _cases.back().obstacle = std::string("the locale ") + kComma + " is not installed";
     }
   }
 
@@ -237,13 +225,6 @@ class CaseMaker {
 
 fs::path makeGoodUnit(const Station& station, const fs::path& folder) {
   return makeUnit(station, folder, {});
-}
-
-Case killCase(const fs::path& unit, const std::string& call, uint64_t occurrence, int signal) {
-  const char* word = signal == SIGKILL ? "=kill" : signal == SIGTERM ? "=sigterm" : "=sigint";
-  Case kill = atCall(Kind::kKills, unit, call, word, occurrence);
-  kill.signal = signal;
-  return kill;
 }
 
 std::vector<Case> casesOf(const Station& station, const GoodRun& good, const fs::path& goodUnit,

@@ -15,6 +15,8 @@
 namespace corvane::tools::trial {
 namespace {
 
+namespace field = station::line_field;
+
 /// Returns what the unit holds under the run count key; zeros when there is no such value.
 station::RunMark runMarkIn(const Station& station, const UnitState& state) {
   struct {
@@ -22,32 +24,20 @@ station::RunMark runMarkIn(const Station& station, const UnitState& state) {
     uint32_t count;
     uint64_t run;
   } held = {};
-  const auto value = unit::valueIn(state.configuration, station.runCountKey.value_or(0));
+  const auto value = unit::valueIn(state.configuration, station.runCountKey);
   if (value && value->size() >= sizeof held) std::memcpy(&held, value->data(), sizeof held);
   return {held.count, held.run};
 }
 
-/// What the results of one run say.
-struct Results {
-  std::string run, verdict, reason;
-};
-
-Results resultsIn(const std::string& text) {
-  namespace field = station::line_field;
-  Results results;
-  std::istringstream lines(text);
+/// Returns the last line of results; an empty object when there is none.
+nlohmann::json lastLineOf(const std::string& results) {
+  nlohmann::json last = nlohmann::json::object();
+  std::istringstream lines(results);
   for (std::string line; std::getline(lines, line);) {
-    const auto fields = nlohmann::json::parse(line, nullptr, false);
-    const auto textOf = [&](const char* name) {
-      const bool isText = fields.is_object() && fields.contains(name) && fields[name].is_string();
-      return isText ? fields[name].get<std::string>() : "";
-    };
-    results.run = textOf(field::kRun);
-    if (textOf(field::kType) != station::line_type::kEnd) continue;
-    results.verdict = textOf(field::kVerdict);
-    results.reason = textOf(field::kReason);
+    nlohmann::json fields = nlohmann::json::parse(line, nullptr, false);
+    if (fields.is_object()) last = std::move(fields);
   }
-  return results;
+  return last;
 }
 
 class Judge {
@@ -57,79 +47,69 @@ class Judge {
         _good(good),
         _case(what),
         _run(run),
-        _results(resultsIn(run.results)),
+        _lastLine(lastLineOf(run.results)),
         _before(run.before),
         _after(*run.after) {
+    if (resultsText(field::kType) == station::line_type::kEnd) {
+      _verdict = resultsText(field::kVerdict);
+    }
     if (run.meddled) allowForMeddling(run.meddled->first, run.meddled->second);
     if (what.stuck) applyStuckByte(*what.stuck);
     compareRecords();
   }
 
   Judgement judgement() const {
-    const End end = endOf(_run.waitStatus);
-    std::string lie = lieOf(end);
+    std::string lie = lieOfEnd();
     // On the bare library nothing keeps another program from the slot that was found to be free.
     if (_isRecordLost && (!_run.meddled || _run.waitStatus == 0)) lie = "an old record is lost";
     if (lie.empty()) lie = changeOutside();
-    if (lie.empty() && contradictsResults()) lie = "the results say " + _results.verdict;
-    if (lie.empty() && end != kOwnSignal) return {};
+    if (lie.empty() && contradictsResults()) lie = "the results say " + _verdict;
+    const bool isCrash = WIFSIGNALED(_run.waitStatus) && signal() != _case.signal;
+    if (lie.empty() && !isCrash) return {"honest"};
     const std::string ended = WIFSIGNALED(_run.waitStatus)
                                   ? "was ended by signal " + std::to_string(signal())
                                   : "ended with " + std::to_string(status());
-    return {lie.empty() ? Finding::kCrash : Finding::kLie,
+    return {lie.empty() ? "crash" : "lie",
             "it " + ended + (lie.empty() ? "" : ", but " + lie) + " (" + shown() + ")"};
   }
 
  private:
-  /// How the station ended.
-  enum End { kZero, kOne, kRefused, kUntrusted, kIncomplete, kAnother, kSentSignal, kOwnSignal };
-
-  End endOf(int waitStatus) const {
-    constexpr End kEnds[] = {kZero, kOne, kRefused, kRefused, kIncomplete};
-    if (WIFSIGNALED(waitStatus)) return signal() == _case.signal ? kSentSignal : kOwnSignal;
-    if (status() == 3 && isUntrusted()) return kUntrusted;
-    if (status() > kSignalBase) return kIncomplete;
-    return status() < static_cast<int>(std::size(kEnds)) ? kEnds[status()] : kAnother;
-  }
+  /// Added to a signal's number, the exit status of a station that the signal has stopped.
+  static constexpr int kSignalBase = 128;
 
   /// Returns the lie by the table in docs/trial.md; an empty text when there is none.
-  std::string lieOf(End end) const {
-    const auto when = [](bool isLie, const char* lie) { return isLie ? lie : ""; };
-    const char* const noPass = when(!isPass(), "the unit does not show a pass");
-    const char* const pass = when(isPass(), "the unit shows a pass");
-    const char* const noFail = when(!isFail(), "the unit does not show a fail");
-    const char* const changed = when(_before != _after, "the unit was changed");
-    const char* const unmarked = when(!isIncomplete(), "the unit is not marked incomplete");
-    const char* const unknown = "this is not a status of the station kit";
-    const char* const half = when(isHalfVerdict(), "half a verdict is left");
-    const bool isAsked = _case.signal != 0 && status() == kSignalBase + _case.signal;
-    const struct {
-      const char *kit, *bareLibrary;
-    } lies[] = {/* kZero */ {noPass, noPass},
-                /* kOne */ {noFail, pass},
-                /* kRefused */ {changed, pass},
-                /* kUntrusted */ {lieOfUntrusted(), pass},
-                /* kIncomplete */ {unmarked, isAsked ? "" : pass},
-                /* kAnother */ {unknown, pass},
-                /* kSentSignal */ {half, half},
-                /* kOwnSignal */ {pass, pass}};
-    return _station.isOfKit ? lies[end].kit : lies[end].bareLibrary;
+  std::string lieOfEnd() const {
+    const char* const pass = isPass() ? "the unit shows a pass" : "";
+    if (WIFSIGNALED(_run.waitStatus)) {
+      if (signal() != _case.signal) return pass;
+      return isHalfVerdict() ? "half a verdict is left" : "";
+    }
+    if (status() == 0) return isPass() ? "" : "the unit does not show a pass";
+    if (!_station.isOfKit) {
+      const bool isAsked = _case.signal != 0 && status() == kSignalBase + _case.signal;
+      return isAsked ? "" : pass;
+    }
+    if (status() == 1) return isFail() ? "" : "the unit does not show a fail";
+    if (status() == 3 && isUntrusted()) return lieOfUntrusted();
+    if (status() <= 3) return _before == _after ? "" : "the unit was changed";
+    const bool isCut = status() == 4 || status() > kSignalBase;
+    if (!isCut) return "this is not a status of the station kit";
+    return isIncomplete() ? "" : "the unit is not marked incomplete";
   }
 
   const char* lieOfUntrusted() const {
-    const std::string& reason = _results.verdict.empty() ? _run.output : _results.reason;
+    const std::string reason = _verdict.empty() ? _run.output : resultsText(field::kReason);
     if (isPass()) return reason.find("passed") == std::string::npos ? "the unit shows a pass" : "";
     const bool isLeft = isPassed() && hasChangedStatus() && !hasRecord();
     return isLeft ? "the status is left passed without its record" : "";
   }
 
-  /// Added to a signal's number, the exit status of a station that the signal has stopped.
-  static constexpr int kSignalBase = 128;
   int status() const { return WEXITSTATUS(_run.waitStatus); }
   int signal() const { return WTERMSIG(_run.waitStatus); }
+  std::string resultsText(const char* name) const { return _lastLine.value(name, ""); }
   bool isUntrusted() const {
-    return _results.verdict.empty() ? _run.output.find("refused: ") == std::string::npos
-                                    : _results.verdict == "untrusted";
+    return _verdict.empty() ? _run.output.find("refused: ") == std::string::npos
+                            : _verdict == "untrusted";
   }
   bool isIncomplete() const {
     return statusOf(_after) == kCorvaneControlBitsIncompleteTest ||
@@ -142,10 +122,9 @@ class Judge {
   }
 
   bool contradictsResults() const {
-    const std::string& verdict = _results.verdict;
-    if (verdict.empty() || verdict == "untrusted") return false;
-    if (verdict == "failed") return !isFail();
-    return isPass() != (verdict == "passed");
+    if (_verdict.empty() || _verdict == "untrusted") return false;
+    if (_verdict == "failed") return !isFail();
+    return isPass() != (_verdict == "passed");
   }
 
   /// Returns which place the run changed that neither the profile nor the good run has.
@@ -154,7 +133,7 @@ class Judge {
       const bool isOwn = _good.places.contains(place) || _outside.contains(place) ||
                          place == byteName(_station.statusOffset) ||
                          place == byteName(_station.poisonOffset) ||
-                         place == "key " + unit::keyName(_station.runCountKey.value_or(0));
+                         place == "key " + unit::keyName(_station.runCountKey);
       // A stuck byte of the configuration area changes what any key holds.
       if (!isOwn && !(_case.stuck && place.starts_with("key "))) return place + " was changed";
     }
@@ -221,25 +200,24 @@ class Judge {
   bool isPassed() const { return showsPassed(_station, _after); }
   bool isFailed() const { return statusOf(_after) == kCorvaneControlBitsFailed; }
   bool isPoisonSet() const {
-    return isPoisoned(static_cast<uint8_t>(_station.poisonOffset),
-                      _after.byte(_station.poisonOffset));
+    return isPoisoned(_station.poisonOffset, _after.byte(_station.poisonOffset));
   }
   bool isFail() const { return isFailed() && isPoisonSet() && hasRecord(); }
   bool isPass() const {
     const bool isMarked =
         isPassed() && !isPoisonSet() && !_isRecordLost && hasRecord() &&
         (!_station.number || _added[0].result == _good.run.after->records().back().result);
-    if (!isMarked || !_station.runCountKey) return isMarked;
+    if (!isMarked || _station.runCountKey == 0) return isMarked;
     const station::RunMark mark = runMarkIn(_station, _after);
     const bool isCounted = mark.count == runMarkIn(_station, _run.before).count + 1 ||
                            mark.count == runMarkIn(_station, _before).count + 1;
     const std::string run = hexNumber(mark.run, 16).substr(2);
-    return isCounted && (_results.run.empty() || _results.run == run);
+    return isCounted && _lastLine.value(field::kRun, run) == run;
   }
 
   std::string shown() const {
     std::string text;
-    for (const uint32_t offset : {_station.statusOffset, _station.poisonOffset}) {
+    for (const uint8_t offset : {_station.statusOffset, _station.poisonOffset}) {
       text += byteName(offset) + " is " + hexNumber(_after.byte(offset), 2) + ", ";
     }
     return text + "new records: " + std::to_string(_added.size());
@@ -249,7 +227,9 @@ class Judge {
   const GoodRun& _good;
   const Case& _case;
   const Run& _run;
-  const Results _results;
+  const nlohmann::json _lastLine;
+  /// Of the results' end line; empty without one.
+  std::string _verdict;
   /// The unit as the next station would have read it before the run, and as it reads it now.
   UnitState _before, _after;
   /// Places that are stuck or that another program changed.
@@ -262,11 +242,11 @@ class Judge {
 
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run) {
   if (run.isHung) {
-    return {Finding::kHang,
+    return {"hang",
             "it had not ended after " + std::to_string(static_cast<int>(run.seconds)) + " s"};
   }
-  if (!run.isReached) return {Finding::kNotReached, what.obstacle};
-  if (!run.after) return {Finding::kUnjudged, run.unreadable};
+  if (!run.isReached) return {"not reached", what.obstacle};
+  if (!run.after) return {"unjudged", run.unreadable};
   return Judge(station, good, what, run).judgement();
 }
 

@@ -3,14 +3,12 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -29,11 +27,6 @@ namespace corvane::tools::trial {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point begin) {
-  return std::chrono::duration<double>(Clock::now() - begin).count();
-}
 
 /// Returns what the file holds; empty when it cannot be read.
 std::string textOf(const fs::path& path) {
@@ -85,9 +78,8 @@ std::vector<std::string> environmentOf(const Case& what, const fs::path& folder)
 std::vector<std::string> commandOf(const Station& station, const Case& what,
                                    const fs::path& folder) {
   std::vector<std::string> words = {station.program};
-  if (!what.setup.empty() || !what.redirections.empty()) {
-    const std::string setup = what.setup + "\nexec \"$@\" " + what.redirections;
-    words = {"/bin/sh", "-c", setup, "sh", station.program};
+  if (!what.setup.empty()) {
+    words = {"/bin/sh", "-c", what.setup + "\nexec \"$@\"", "sh", station.program};
   }
   words.insert(words.end(), station.arguments.begin(), station.arguments.end());
   if (station.isOfKit) words.insert(words.end(), {"--results", folder / "results"});
@@ -101,7 +93,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-/// Starts the station as the leader of a new session, with the signals' usual actions.
+/// Starts the station as the leader of a new session.
 pid_t start(const Station& station, const Case& what, const fs::path& folder) {
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
@@ -112,13 +104,7 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  sigset_t signals;
-  sigemptyset(&signals);
-  posix_spawnattr_setsigmask(&attributes, &signals);
-  sigfillset(&signals);
-  posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setflags(&attributes,
-                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
 
   std::vector<std::string> words = commandOf(station, what, folder);
   std::vector<std::string> variables = environmentOf(what, folder);
@@ -180,47 +166,34 @@ void meddle(const Case& what, const fs::path& unit, Run& run) {
   }
 }
 
-/// Returns the station's processes that the case's fault rule has stopped. A process counts its
-/// call before it stops.
-std::vector<pid_t> stoppedProcesses(const Case& what, const fs::path& calls) {
-  std::vector<pid_t> stopped;
-  for (auto& [process, counts] : processesIn(calls)) {
-    if (counts[what.call] >= what.occurrence && host::isStopped(process))
-      stopped.push_back(process);
+/// Lets the station's processes go on that the case's fault rule has stopped, once the unit has
+/// been changed. A process that is not stopped gets no signal: it would take away the SIGSTOP with
+/// which a debugger or a leak checker attaches, and that would wait without end.
+void resume(const Case& what, const fs::path& folder, Run& run) {
+  for (const auto& [process, counts] : processesIn(folder / "calls")) {
+    if (!host::isStopped(process)) continue;
+    if (!run.meddled) {
+      run.callsAtStop = callsIn(folder / "calls");
+      meddle(what, folder / "unit", run);
+    }
+    kill(process, SIGCONT);
   }
-  return stopped;
 }
 
 /// Waits for the end of the station and does to it what the case says.
-void attend(pid_t process, const Case& what, const fs::path& folder, double limit,
-            const std::function<bool()>& isCancelled, Run& run) {
+void attend(pid_t process, const Case& what, const fs::path& folder, double limit, Run& run) {
   const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   const Clock::time_point begin = Clock::now();
   bool isSignalDue = what.signalAfter.has_value();
-  for (;;) {
-    double wait = std::min(limit - secondsSince(begin), what.meddling ? 0.001 : 0.1);
-    if (isSignalDue) wait = std::min(wait, *what.signalAfter - secondsSince(begin));
-    const auto nanoseconds = static_cast<long>(std::max(wait, 0.0) * 1e9);
-    const timespec time = {0, std::min(nanoseconds, 999'999'999L)};
-    pollfd end = {handle.get(), POLLIN, 0};
-    if (ppoll(&end, 1, &time, nullptr) > 0) break;
+  const timespec step = {0, isSignalDue || what.meddling ? 200'000 : 100'000'000};
+  for (pollfd end = {handle.get(), POLLIN, 0}; ppoll(&end, 1, &step, nullptr) <= 0;) {
     if (isSignalDue && secondsSince(begin) >= *what.signalAfter) {
       isSignalDue = false;
       kill(-process, what.signal);
     }
-    if (what.meddling) {
-      for (const pid_t stopped : stoppedProcesses(what, folder / "calls")) {
-        if (!run.meddled) {
-          run.callsAtStop = callsIn(folder / "calls");
-          meddle(what, folder / "unit", run);
-        }
-        // Only a stopped process gets it: in a running one, it would take away the SIGSTOP with
-        // which a debugger or a leak checker attaches, and that would wait without end.
-        kill(stopped, SIGCONT);
-      }
-    }
+    if (what.meddling) resume(what, folder, run);
     run.isHung = secondsSince(begin) >= limit;
-    if (run.isHung || isCancelled()) break;
+    if (run.isHung || gIsInterrupted) break;
   }
   run.seconds = secondsSince(begin);
   run.isReached = !isSignalDue && (!what.meddling || run.meddled);
@@ -228,15 +201,14 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
 
 }  // namespace
 
-Run runStation(const Station& station, const Case& what, const fs::path& folder, double limit,
-               const std::function<bool()>& isCancelled) {
+Run runStation(const Station& station, const Case& what, const fs::path& folder, double limit) {
   Run run;
   const fs::path unit = folder / "unit";
   fs::create_directories(folder / "home");
   fs::copy(what.unit, unit, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
   run.before = readUnit(unit);
   const pid_t process = start(station, what, folder);
-  attend(process, what, folder, limit, isCancelled, run);
+  attend(process, what, folder, limit, run);
   run.waitStatus = endSession(process, folder);
 
   for (const fs::path& place : {unit, unit / "data"}) {  // A case may have made them read-only.
@@ -254,7 +226,5 @@ Run runStation(const Station& station, const Case& what, const fs::path& folder,
   }
   return run;
 }
-
-void adoptOrphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
 
 }  // namespace corvane::tools::trial

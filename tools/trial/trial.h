@@ -1,7 +1,8 @@
 #ifndef CORVANE_TOOLS_TRIAL_TRIAL_H_
 #define CORVANE_TOOLS_TRIAL_TRIAL_H_
 
-#include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -20,35 +21,34 @@
 /// Trials of station programs: whether what a program says of a unit is what the unit holds.
 namespace corvane::tools::trial {
 
-inline constexpr std::array kKindNames = {"faults", "kills", "units", "meddling", "surroundings"};
-inline constexpr std::array kFindingNames = {"honest", "lie",      "hang",
-                                             "crash",  "unjudged", "not reached"};
+inline const std::vector<std::string> kKinds = {"faults", "kills", "units", "meddling",
+                                                "surroundings"};
 
 /// The station program and its places on a unit.
 struct Station {
   std::string program;
   std::vector<std::string> arguments;
+  /// Whether it is written with the station kit and describes itself; otherwise it is told where it
+  /// writes.
+  bool isOfKit = true;
+  uint8_t statusOffset = 0, poisonOffset = 0;
   /// Absent for a station that leaves no records.
   std::optional<uint8_t> number;
-  uint32_t statusOffset = 0, poisonOffset = 0;
-  /// Whether it is written with the station kit, whose profile has these.
-  bool isOfKit = false;
-  std::optional<uint32_t> runCountKey, unitKey;
+  /// Of the kit's profile; 0 for none.
+  uint32_t runCountKey = 0, unitKey = 0;
   std::string model;
 };
 
 struct Options {
   Station station;
-  /// Whether the station's places are told; otherwise it describes itself.
-  bool hasPlaces = false;
   /// The kinds of cases, all when empty; and the name of the only case.
   std::vector<std::string> kinds;
   std::string onlyCase;
   uint32_t seed = 1;
   size_t maxCases = 5000;
-  /// No case begins later; 0 for no limit.
-  double maxSeconds = 0;
-  /// Where the folders of cases with findings are left; empty for nowhere.
+  /// No case begins later.
+  double maxSeconds = 1e6;
+  /// Where cases with findings are left; empty for nowhere.
   std::string keep;
   unsigned jobs = 1;
 };
@@ -60,6 +60,14 @@ struct Options {
 nlohmann::ordered_json tryStation(const Options& options);
 
 // What a trial is made of: units, cases, runs, and the judge.
+
+using Clock = std::chrono::steady_clock;
+inline double secondsSince(Clock::time_point begin) {
+  return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+/// Set when a signal has asked for the end of the trial.
+extern std::atomic<bool> gIsInterrupted;
 
 using unit::Bytes;
 
@@ -89,11 +97,6 @@ std::string byteName(size_t offset);
 /// two differ.
 std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right);
 
-enum class Kind { kFaults, kKills, kUnits, kMeddling, kSurroundings };
-inline const char* nameOf(Kind kind) { return kKindNames[static_cast<size_t>(kind)]; }
-enum class Finding { kHonest, kLie, kHang, kCrash, kUnjudged, kNotReached };
-inline const char* nameOf(Finding found) { return kFindingNames[static_cast<size_t>(found)]; }
-
 struct StuckByte {
   Bytes UnitState::*set;
   size_t offset;
@@ -102,8 +105,7 @@ struct StuckByte {
 
 /// One way in which the station is tried.
 struct Case {
-  Kind kind = Kind::kUnits;
-  std::string name;
+  std::string kind, name;
   /// The folder of the unit that the case gets a copy of.
   std::filesystem::path unit;
   std::string faults = {};
@@ -117,8 +119,8 @@ struct Case {
   /// What another program does to the unit while the station is stopped by its fault rule.
   std::function<void(UnitState&)> meddling = {};
   bool swapsUnit = false;
-  /// What a shell does to the station's surroundings, and how it redirects its streams.
-  std::string setup = {}, redirections = {};
+  /// What a shell does before it becomes the station.
+  std::string setup = {};
   /// Why this machine cannot run the case; empty when it can.
   std::string obstacle = {};
 };
@@ -153,27 +155,25 @@ struct GoodRun {
 
 /// Makes a unit on which the station should pass, with two records and a key of other stations.
 std::filesystem::path makeGoodUnit(const Station& station, const std::filesystem::path& folder);
-/// Returns a case in which the station gets the signal at that call.
-Case killCase(const std::filesystem::path& unit, const std::string& call, uint64_t occurrence,
-              int signal);
 /// Returns all cases, and makes the units that they need in `folder`.
 std::vector<Case> casesOf(const Station& station, const GoodRun& good,
                           const std::filesystem::path& goodUnit,
                           const std::filesystem::path& folder, std::mt19937& random);
 
-/// Makes this process the parent of processes whose own parent ends.
-void adoptOrphans();
 /// Runs the station in a session of its own, on a copy of the case's unit below `folder`, which is
-/// made. Ends all of the session after `limit` seconds, or when `isCancelled` returns true. Throws
+/// made. Ends all of the session after `limit` seconds, or when the trial is interrupted. Throws
 /// CommandError when the station cannot be started.
 Run runStation(const Station& station, const Case& what, const std::filesystem::path& folder,
-               double limit, const std::function<bool()>& isCancelled);
+               double limit);
 
 struct Judgement {
-  Finding finding = Finding::kHonest;
+  /// One of `kFindings`.
+  std::string finding;
   /// Empty for a case that needs no word.
   std::string reason = {};
 };
+inline const std::vector<std::string> kFindings = {"honest", "lie",      "hang",
+                                                   "crash",  "unjudged", "not reached"};
 
 /// Compares how the run ended with what its unit shows, by the table in docs/trial.md.
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run);
