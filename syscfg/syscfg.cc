@@ -16,7 +16,6 @@ constexpr int32_t kFailure = -1;
 /// A key's entry, and where its value lies in the image.
 struct Match {
   size_t index;
-  bool isInline;
   size_t offset;
   size_t length;
 };
@@ -43,13 +42,13 @@ std::optional<Match> find(const syscfg_handle& handle, uint32_t key) {
     const uint8_t* const entry = handle.image + area::entryOffset(index);
     const uint32_t first = area::loadWord(entry);
     if (first == key) {
-      return Match{index, true, area::entryOffset(index) + offsetof(area::InlineEntry, value),
+      return Match{index, area::entryOffset(index) + offsetof(area::InlineEntry, value),
                    area::kInlineRoom};
     }
     if (first != area::kIndirectMarker) continue;
     const auto fields = area::load<area::IndirectEntry>(entry);
     if (fields.key == key && area::isInImage(fields.offset, fields.length, handle.size)) {
-      return Match{index, false, fields.offset, fields.length};
+      return Match{index, fields.offset, fields.length};
     }
   }
   return std::nullopt;
@@ -77,9 +76,10 @@ void shiftOffsets(const syscfg_handle& handle, size_t begin, size_t end, size_t 
   }
 }
 
-/// Removes an indirect entry and moves what lies between the table and its value up over the value,
-/// so that the values stay packed. A value that begins inside the table stays, and nothing moves.
-void removeIndirect(const syscfg_handle& handle, const Match& match) {
+/// Removes an entry and moves what lies between the table and its value up over the value, so that
+/// the values stay packed. A value that begins inside the table, as an inline one does, stays, and
+/// nothing moves.
+void removeWithValue(const syscfg_handle& handle, const Match& match) {
   const size_t tableEnd = area::entryOffset(claimedCount(handle));
   removeEntry(handle, match.index);
   if (match.offset < tableEnd) return;
@@ -159,11 +159,7 @@ int32_t syscfg__del_key(syscfg_handle* handle, uint32_t key) {
   if (!isTableInImage(*handle)) return kFailure;
   const std::optional<Match> match = find(*handle, key);
   if (!match) return kFailure;
-  if (match->isInline) {
-    removeEntry(*handle, match->index);
-  } else {
-    removeIndirect(*handle, *match);
-  }
+  removeWithValue(*handle, *match);
   return 0;
 }
 

@@ -116,6 +116,7 @@ TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
   put(contents, 44, {0x42, 0x54, 0x4E, 0x43, 7, 0, 0, 0, 17, 0, 0, 0, 100, 0, 0, 0});  // An entry.
   const MemoryStore store(contents);
   ASSERT_EQ(add(store, 1, {9}), 0);
+  EXPECT_EQ(read(store, 7), Bytes()) << "the entry after the last";
   ASSERT_EQ(add(store, 2, counting(17)), 0);
   EXPECT_EQ(bytesOf(store, 29, 15), Bytes(15, 0xAA));
   EXPECT_EQ(bytesOf(store, 60, 4), Bytes(4, 0xAA)) << "the spare word";
@@ -212,13 +213,26 @@ TEST(SyscfgTest, ATableThatDoesNotFitIntoTheImageCanOnlyBeRead) {
   }
 }
 
+TEST(SyscfgTest, AnAreaThatEndsInsideItsTableTakesInlineValuesOnly) {
+  Bytes contents = StoreModel(8192).image();
+  putWord(contents, 8, 200);
+  putWord(contents, 20, 100);
+  const MemoryStore store(contents);
+  for (const size_t length : {17, 200, 201}) {  // The last would begin before the image.
+    EXPECT_EQ(add(store, 1, counting(length)), -1) << length;
+  }
+  EXPECT_EQ(imageOf(store), contents);
+  EXPECT_EQ(add(store, 1, counting(16)), 0);
+  EXPECT_EQ(bytesOf(store, 24 + 100 * 20 + 4, 16), counting(16));
+}
+
 TEST(SyscfgTest, TheImageIsThatOfAPlainListThroughRandomChanges) {
   const struct {
     size_t size;
     uint32_t keys;
     size_t longest;
-  } cases[] = {{8192, 600, 20}, {8190, 40, 700}, {303, 12, 60},
-               {43, 3, 20},     {23, 3, 20},     {0, 3, 20}};
+  } cases[] = {{8192, 600, 20}, {8190, 40, 700}, {303, 12, 60}, {43, 3, 20},
+               {24, 3, 20},     {23, 3, 20},     {0, 3, 20}};
   std::mt19937 random(20);
   for (const auto& [size, keys, longest] : cases) {
     SCOPED_TRACE(size);

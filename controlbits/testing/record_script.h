@@ -134,6 +134,9 @@ const char* runRecordScript(const Bytes& contents, const Bytes& script) {
     if (CFArrayGetCount(list.get()) != static_cast<CFIndex>(model.records())) {
       return "the list differs from the model's";
     }
+    if (readChain<Time>(area.bytes).records.size() != model.records()) {
+      return "the contents differ from the model's";
+    }
   }
   return nullptr;
 }
