@@ -8,7 +8,7 @@
 
 #include "platform/scoped_file.h"
 #include "tools/command_error.h"
-#include "tools/ps/process_plot.h"
+#include "tools/ps/ps.h"
 
 using namespace corvane::tools;
 

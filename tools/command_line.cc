@@ -29,9 +29,8 @@ std::vector<std::string> commandNames(const CLI::App& group) {
 std::vector<std::string> optionNames(const CLI::App& command) {
   std::vector<std::string> names;
   for (const CLI::Option* option : command.get_options()) {
-    if (!option->get_positional() && !option->get_group().empty()) {
-      names.push_back("--" + option->get_lnames().front());
-    }
+    const std::string name = option->get_name();  // Empty when it is not shown.
+    if (name.starts_with("--")) names.push_back(name);
   }
   return names;
 }
@@ -70,31 +69,17 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
   constexpr std::string_view kExcludes = " excludes ";
   const size_t excluded = text.find(kExcludes);
   if (excluded == text.npos) return {kUsage, fullName(*command) + ": " + text};
+  const std::string other = text.substr(excluded + kExcludes.size());
   return {kUsage, text.substr(0, excluded) + " cannot be used with " +
-                      text.substr(excluded + kExcludes.size())};
+                      (other.empty() ? "its earlier name" : other)};
 }
 
 }  // namespace
 
-Option& Option::required() {
-  _option->required();
-  return *this;
-}
-
-Option& Option::excludes(const Option& other) {
-  _option->excludes(other._option);
-  return *this;
-}
-
-Option& Option::needs(const Option& other) {
-  _option->needs(other._option);
-  return *this;
-}
-
-Option& Option::hide() {
-  _option->group("");
-  return *this;
-}
+void Option::required() { _option->required(); }
+void Option::excludes(const Option& other) { _option->excludes(other._option); }
+void Option::needs(const Option& other) { _option->needs(other._option); }
+void Option::hide() { _option->group(""); }
 
 void excludeEachOther(std::vector<Option> options) {
   for (size_t i = 0; i < options.size(); ++i) {
@@ -103,25 +88,19 @@ void excludeEachOther(std::vector<Option> options) {
 }
 
 std::string listOf(const std::vector<std::string>& names) {
-  std::string list;
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i > 0) list += i + 1 < names.size() ? ", " : " or ";
-    list += names[i];
-  }
-  return list;
+  std::string list = CLI::detail::join(names, ", ");
+  const size_t last = list.rfind(", ");
+  return last == list.npos ? list : list.replace(last, 2, " or ");
 }
 
-Command Command::add(const std::string& name, const std::string& about) {
-  CLI::App* const command = _app->add_subcommand(name, about);
-  command->footer("");  // Not that of the group.
-  return Command(*command);
+Command Command::add(const std::string& name, const std::string& about, const std::string& footer) {
+  return Command(*_app->add_subcommand(name, about)->footer(footer));
 }
 
 Command Command::addGroup(const std::string& name, const std::string& about,
                           const std::string& footer) {
-  Command group = add(name, about);
+  Command group = add(name, about, footer);
   group._app->require_subcommand(1);
-  group.footer(footer);
   return group;
 }
 
@@ -129,7 +108,7 @@ void Command::hide() { _app->group(""); }
 
 void Command::footer(const std::string& text) { _app->footer(text); }
 
-void Command::action(std::function<ExitStatus()> work) {
+void Command::run(std::function<ExitStatus()> work) {
   _app->final_callback([app = _app, work = std::move(work)] {
     if (app->get_subcommands().empty()) gStatus = work();
   });
@@ -146,7 +125,7 @@ Option Command::jsonFlag(bool& value) {
 Option Command::seconds(const std::string& names, double& value, const std::string& about,
                         double min, double max) {
   const std::string expected = "seconds from " + decimalText(min) + " to " + decimalText(max);
-  return add<double>(names, about, "SECONDS", expected, [=, &value](const std::string& word) {
+  return add(names, about, false, {"SECONDS"}, expected, [=, &value](const std::string& word) {
     const std::optional<double> number = parseDecimal(word);
     return number && *number >= min && *number <= max && store(value, *number);
   });
@@ -159,14 +138,9 @@ Option Command::choices(const std::string& names, std::vector<std::string>& valu
   return choice(names, value, about, choices);
 }
 
-/// The shells complete the words between the bars.
-std::string Command::placeholderOf(const std::vector<std::string>& words) {
-  return CLI::detail::join(words, "|");
-}
-
-Option Command::add(const std::string& names, const std::string& about,
-                    const std::string& placeholder, const std::string& expected, const Reader& read,
-                    bool isRepeatable) {
+Option Command::add(const std::string& names, const std::string& about, bool isRepeatable,
+                    const std::vector<std::string>& placeholders, const std::string& expected,
+                    const Reader& read) {
   const bool isPositional = !names.starts_with('-');
   const std::string name = isPositional ? names : names.substr(names.rfind(',') + 1);
   const auto take = [=](const CLI::results_t& words) {
@@ -182,7 +156,9 @@ Option Command::add(const std::string& names, const std::string& about,
     return true;
   };
   CLI::Option* const option = _app->add_option(names, take, about);
-  option->type_name(isPositional && placeholder.find('|') == placeholder.npos ? "" : placeholder);
+  // The shells complete the words between the bars.
+  const bool isShown = !isPositional || placeholders.size() > 1;
+  option->type_name(isShown ? CLI::detail::join(placeholders, "|") : "");
   option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   if (isPositional && isRepeatable) option->expected(-1);
   return Option(option);

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "platform/number.h"
@@ -24,13 +25,13 @@ namespace corvane::tools {
 class Option {
  public:
   explicit Option(CLI::Option* option) : _option(option) {}
-  Option& required();
+  void required();
   /// Refuses a command line that has both.
-  Option& excludes(const Option& other);
+  void excludes(const Option& other);
   /// Refuses a command line that has this one without the other.
-  Option& needs(const Option& other);
+  void needs(const Option& other);
   /// Leaves the option out of what is shown to people.
-  Option& hide();
+  void hide();
 
  private:
   CLI::Option* _option;
@@ -67,36 +68,46 @@ class Command {
  public:
   explicit Command(CLI::App& app) : _app(&app) {}
 
-  Command add(const std::string& name, const std::string& about);
+  /// Adds a command, whose help ends with `footer`.
+  Command add(const std::string& name, const std::string& about, const std::string& footer = "");
   /// Adds a group, whose name is refused without one of its commands.
   Command addGroup(const std::string& name, const std::string& about, const std::string& footer);
   /// Leaves the command out of what is shown to people.
   void hide();
   void footer(const std::string& text);
-  /// Runs `work` when the command line names this command and none below it. What `work` returns is
-  /// the tool's exit status.
-  void action(std::function<ExitStatus()> work);
+  /// Runs `work` when the command line names this command and none below it. What `work` returns,
+  /// if anything, is the tool's exit status.
+  template <typename Work>
+  void action(Work work) {
+    run([work = std::move(work)] {
+      if constexpr (!std::is_void_v<std::invoke_result_t<const Work&>>) return work();
+      work();
+      return kDone;
+    });
+  }
 
   Option flag(const std::string& names, bool& value, const std::string& about);
   /// Adds "--json" to a command that prints data.
   Option jsonFlag(bool& value);
   template <typename T>
   Option text(const std::string& names, T& value, const std::string& about) {
-    return add<T>(names, about, "TEXT", "",
-                  [&value](const std::string& word) { return store(value, word); });
+    return add(names, about, Held<T>::isRepeatable, {"TEXT"}, "",
+               [&value](const std::string& word) { return store(value, word); });
   }
   /// Adds the name of a file, which must not be empty, as a script's variable that is not set is.
   template <typename T>
   Option file(const std::string& names, T& value, const std::string& about) {
-    return add<T>(names, about, "FILE", "a file's name", [&value](const std::string& word) {
-      return !word.empty() && store(value, word);
-    });
+    return add(names, about, Held<T>::isRepeatable, {"FILE"}, "a file's name",
+               [&value](const std::string& word) { return !word.empty() && store(value, word); });
   }
   /// Adds "-o,--output", the file to write; `earlierName` stays as a name that is not shown.
   template <typename T>
   Option output(T& value, const std::string& about, const std::string& earlierName = "") {
     const Option output = file("-o,--output", value, about);
-    if (!earlierName.empty()) file(earlierName, value, about).hide();
+    if (earlierName.empty()) return output;
+    Option earlier = file(earlierName, value, about);
+    earlier.excludes(output);
+    earlier.hide();
     return output;
   }
   /// Adds a whole number: decimal, or 0x and hexadecimal digits.
@@ -105,10 +116,12 @@ class Command {
                 Range<typename Held<T>::Type> range = {}) {
     const std::string expected =
         "a number from " + std::to_string(range.min) + " to " + std::to_string(range.max);
-    return add<T>(names, about, "NUMBER", expected, [&value, range](const std::string& word) {
-      const auto number = parseNumber<typename Held<T>::Type>(word, range.min, range.max);
-      return number && store(value, *number);
-    });
+    return add(names, about, Held<T>::isRepeatable, {"NUMBER"}, expected,
+               [&value, range](const std::string& word) {
+                 const auto number =
+                     parseNumber<typename Held<T>::Type>(word, range.min, range.max);
+                 return number && store(value, *number);
+               });
   }
   /// Adds a decimal number of seconds.
   Option seconds(const std::string& names, double& value, const std::string& about, double min,
@@ -119,11 +132,11 @@ class Command {
                 const std::map<std::string, typename Held<T>::Type>& choices) {
     std::vector<std::string> words;
     for (const auto& [word, meaning] : choices) words.push_back(word);
-    return add<T>(names, about, placeholderOf(words), listOf(words),
-                  [&value, choices](const std::string& word) {
-                    const auto found = choices.find(word);
-                    return found != choices.end() && store(value, found->second);
-                  });
+    return add(names, about, Held<T>::isRepeatable, words, listOf(words),
+               [&value, choices](const std::string& word) {
+                 const auto found = choices.find(word);
+                 return found != choices.end() && store(value, found->second);
+               });
   }
   /// Adds a choice of any number of the words.
   Option choices(const std::string& names, std::vector<std::string>& value,
@@ -142,14 +155,10 @@ class Command {
     }
     return true;
   }
-  static std::string placeholderOf(const std::vector<std::string>& words);
-  template <typename T>
-  Option add(const std::string& names, const std::string& about, const std::string& placeholder,
-             const std::string& expected, const Reader& read) {
-    return add(names, about, placeholder, expected, read, Held<T>::isRepeatable);
-  }
-  Option add(const std::string& names, const std::string& about, const std::string& placeholder,
-             const std::string& expected, const Reader& read, bool isRepeatable);
+  Option add(const std::string& names, const std::string& about, bool isRepeatable,
+             const std::vector<std::string>& placeholders, const std::string& expected,
+             const Reader& read);
+  void run(std::function<ExitStatus()> work);
 
   CLI::App* _app;
 };

@@ -45,6 +45,16 @@ ScopedFile openBeside(const std::string& target, std::string& name) {
   return file;
 }
 
+/// Returns whether both name one regular file, which may not exist yet.
+bool areSame(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  if (fs::exists(a, error) && !fs::is_regular_file(a, error)) return false;
+  if (fs::equivalent(a, b, error)) return true;
+  const fs::path canonical = fs::weakly_canonical(a, error);
+  return !canonical.empty() && canonical == fs::weakly_canonical(b, error);
+}
+
 }  // namespace
 
 ScopedFile openFile(const std::string& path) {
@@ -130,6 +140,22 @@ void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
 
 void writeFile(const std::string& path, std::string_view text) {
   writeFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+}
+
+void requireDistinctOutputs(const std::vector<std::pair<std::string, std::string>>& outputs,
+                            const std::vector<std::string>& inputs) {
+  const auto isFile = [](const std::string& name) { return !name.empty() && name != "-"; };
+  std::vector<std::string> used = inputs;
+  for (const auto& [option, output] : outputs) {
+    if (!isFile(output)) continue;
+    for (const std::string& other : used) {
+      if (!isFile(other) || !areSame(output, other)) continue;
+      std::string text = option;
+      text.append(" ").append(output).append(" would replace ").append(other);
+      throw CommandError(kUsage, text + ": the same file is read or written, too");
+    }
+    used.push_back(output);
+  }
 }
 
 }  // namespace corvane::tools

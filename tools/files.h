@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/scoped_file.h"
@@ -52,6 +53,12 @@ class FileReplacement {
 /// (not done) with the file's name and the reason.
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
 void writeFile(const std::string& path, std::string_view text);
+
+/// Refuses to replace what is read. `outputs` are options with the files to write, such as
+/// {"--html", "page.html"}; those with an empty name are not given. Throws CommandError (wrong
+/// usage) when one of them is one of `inputs`, or another output, also through links.
+void requireDistinctOutputs(const std::vector<std::pair<std::string, std::string>>& outputs,
+                            const std::vector<std::string>& inputs);
 
 }  // namespace corvane::tools
 

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/printable.h"
-#include "tools/terminal/table.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -75,9 +75,5 @@ std::string factTable(const ordered_json& object, const std::string& absent) {
 }
 
 std::string jsonLine(const ordered_json& object) { return textOf(object, -1); }
-
-void printJsonError(int status, const std::string& message) {
-  std::cerr << jsonLine({{"error", {{"status", status}, {"message", message}}}});
-}
 
 }  // namespace corvane::tools

@@ -28,9 +28,6 @@ std::string factTable(const nlohmann::ordered_json& object, const std::string& a
 /// Returns the object as a stream's line, with its line feed.
 std::string jsonLine(const nlohmann::ordered_json& object);
 
-/// Prints the error's exit status and message as one line to standard error.
-void printJsonError(int status, const std::string& message);
-
 }  // namespace corvane::tools
 
 #endif  // CORVANE_TOOLS_JSON_OUTPUT_H_

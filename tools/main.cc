@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iostream>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
 
@@ -43,20 +44,10 @@ constexpr auto kCommands = {addStatus, addPoison, addRecord,  addSyscfg,  addBoo
 constexpr char kFooter[] = R"(Examples:
   corvane status                       what every station wrote, as a grid
   corvane status set 20 --status failed --count 2
-  corvane poison set 24                mark the unit as failed
-  corvane record list                  what stations left for later ones
   corvane syscfg set OPTS soak
-  corvane bootargs add alpha=1         for the next boot
-  corvane facts                        model, capabilities, power
-  corvane log write "fixture closed" --test Fixture
   corvane log tail -f
-  corvane ps --watch 2                 what uses the processors
-  corvane inspect dump.bin             what a dump taken from a unit holds
   corvane unit export -o unit.json     a whole unit as one document
-  corvane report unit.json -o unit.html
   corvane results line-3/              yields, failures and measurements of stations
-  corvane new-station speaker          a folder with a station, ready to build
-  corvane trial build/speaker          whether the station ever lies about a unit
 
 Exit status: 0 done, 1 no or not done, 2 wrong usage, 3 the unit cannot be used.
 "corvane GROUP --help" and "corvane GROUP COMMAND --help" say more.)";
@@ -75,11 +66,8 @@ ExitStatus run(int argc, char** argv) {
 
 /// Prints the error as the command line asks for it, and returns the exit status.
 ExitStatus report(ExitStatus status, const std::string& message, bool asJson) {
-  if (asJson) {
-    printJsonError(status, message);
-  } else {
-    std::cerr << "corvane: " << printable(message) << "\n";
-  }
+  std::cerr << (asJson ? jsonLine({{"error", {{"status", status}, {"message", message}}}})
+                       : "corvane: " + printable(message) + "\n");
   return status;
 }
 

@@ -30,6 +30,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
       {"status --from= --to 4", "--from= needs a value\n"},
       {"syscfg get -o= OPTS", "-o= needs a value\n"},
+      {"syscfg get OPTS -o a --out b", "--output cannot be used with its earlier name\n"},
       {"results x --html -", "--html - would mix with what is printed; name a file\n"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},
@@ -235,7 +236,7 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
   EXPECT_EQ(
       shell("TZ=UTC " + commandLine("log tail --json")).output,
       R"({"schema":1,"time":"2026-11-16T00:05:09+00:00","indentation":1,"test":"Fixture","message":"a: b\u009b"}
-{"schema":1,"text":"[2026-99-16 00:05:09] x"}
+{"schema":1,"time":null,"indentation":0,"test":null,"message":"x"}
 {"schema":1,"time":"2026-11-17T00:00:00+00:00","sid":"A'7","type":"stop","fields":{"context":"","code":"0"},"rest":"x"}
 {"schema":1,"text":"last, cut short"}
 )");

@@ -1,9 +1,19 @@
 #include "tools/unit_access.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
 #include <memory>
 
 #include "platform/device_path.h"
+#include "platform/file_descriptor.h"
 #include "platform/printable.h"
+#include "platform/scoped_file.h"
 #include "platform/text.h"
 #include "platform/unit_messages.h"
 #include "tools/virtual_unit.h"
@@ -11,6 +21,41 @@
 #include "unit/status_byte.h"
 
 namespace corvane::tools {
+namespace {
+
+void flushAll() {
+  std::cout.flush();
+  std::fflush(nullptr);
+}
+
+[[noreturn]] void fail(const std::string& what) {
+  throw CommandError(kFailed, what + ": " + std::strerror(errno));
+}
+
+/// Makes standard output or standard error go to an open file while it exists.
+class Redirection {
+ public:
+  Redirection(int descriptor, int file)
+      : _descriptor(descriptor), _before(::fcntl(descriptor, F_DUPFD_CLOEXEC, 3)) {
+    flushAll();
+    if (!_before || ::dup2(file, descriptor) < 0) fail("output cannot be redirected");
+  }
+  ~Redirection() {
+    flushAll();
+    ::dup2(_before.get(), _descriptor);
+  }
+  Redirection(const Redirection&) = delete;
+  Redirection& operator=(const Redirection&) = delete;
+
+  /// Returns where `descriptor` went before.
+  int before() const { return _before.get(); }
+
+ private:
+  int _descriptor;
+  FileDescriptor _before;
+};
+
+}  // namespace
 
 CFRef<CFStringRef> textArgument(const std::string& text) {
   CFRef<CFStringRef> string = textFromUtf8(text);
@@ -65,10 +110,28 @@ ExitStatus statusOf(unit::Fault fault) {
   }
 }
 
-QuietChange::QuietChange() : _redirection(STDERR_FILENO, _nowhere.get()) {
-  sendUnitMessagesTo(_redirection.before());
+std::string capturedOutput(const std::function<void()>& work) {
+  const ScopedFile kept(std::tmpfile());
+  if (!kept) fail("a temporary file cannot be made");
+  const int file = fileno(kept.get());
+  ::fcntl(file, F_SETFD, FD_CLOEXEC);
+  {
+    const Redirection redirection(STDOUT_FILENO, file);
+    work();
+  }
+  std::string text(static_cast<size_t>(std::max<off_t>(0, ::lseek(file, 0, SEEK_CUR))), '\0');
+  if (::pread(file, text.data(), text.size(), 0) != std::ssize(text)) fail("output is not whole");
+  return text;
 }
 
-QuietChange::~QuietChange() { sendUnitMessagesTo(-1); }
+void runQuietly(const std::function<void()>& work) {
+  const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  const Redirection redirection(STDERR_FILENO, nowhere.get());
+  struct Messages {
+    explicit Messages(int file) { sendUnitMessagesTo(file); }
+    ~Messages() { sendUnitMessagesTo(-1); }
+  } const messages(redirection.before());
+  work();
+}
 
 }  // namespace corvane::tools

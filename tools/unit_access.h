@@ -3,11 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/cf_ref.h"
-#include "platform/file_descriptor.h"
-#include "tools/captured_output.h"
 #include "tools/command_line.h"
 #include "unit/error.h"
 #include "unit/lock.h"
@@ -37,26 +36,21 @@ void requireControlBit(uint32_t offset, bool isForced);
 /// Returns the exit status of a command that ends with `fault`.
 ExitStatus statusOf(unit::Fault fault);
 
-/// Keeps standard error to the virtual unit's own messages while it exists: when a change is
-/// refused, the platform prints the whole request there (33 KB for the configuration area).
-class QuietChange {
- public:
-  QuietChange();
-  ~QuietChange();
-  QuietChange(const QuietChange&) = delete;
-  QuietChange& operator=(const QuietChange&) = delete;
+/// Runs `work` and returns what it and the libraries wrote to standard output, which does not show
+/// it. Throws CommandError when it cannot be captured.
+std::string capturedOutput(const std::function<void()>& work);
 
- private:
-  FileDescriptor _nowhere{::open("/dev/null", O_WRONLY | O_CLOEXEC)};
-  Redirection _redirection;
-};
+/// Runs `work` while standard error shows the virtual unit's own messages only: when a change is
+/// refused, the platform prints the whole request there (33 KB for the configuration area).
+void runQuietly(const std::function<void()>& work);
 
 /// Returns what `change`, which takes the unit's lock, returns.
 template <typename Change>
 auto changeUnit(Change change) {
   unit::Lock lock;
-  const QuietChange quiet;
-  return change(lock);
+  std::invoke_result_t<Change, unit::Lock&> result;
+  runQuietly([&] { result = change(lock); });
+  return result;
 }
 
 }  // namespace corvane::tools

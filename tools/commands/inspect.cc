@@ -9,6 +9,7 @@
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {

@@ -12,9 +12,7 @@
 #include "platform/text.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/log/log_line.h"
-#include "tools/log/log_reader.h"
-#include "tools/log/log_show.h"
+#include "tools/log/test_log.h"
 #include "tools/unit_access.h"
 
 namespace corvane::tools {
@@ -28,25 +26,23 @@ void addWrite(Command group) {
     bool raw = false;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add("write", "Append a line to the test log");
+  Command command =
+      group.add("write", "Append a line to the test log",
+                "Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
   command.text("MESSAGE", options->message, "Message of the line").required();
   const Option test = command.text("--test", options->test, "Name of the test it belongs to");
   const Option indentation =
       command.number("--indent", options->indentation, "Levels of indentation", {0, 100});
-  command.flag("--raw", options->raw, "The line as it stands, without time and system log")
-      .excludes(test)
-      .excludes(indentation);
-  command.footer("Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
+  Option raw =
+      command.flag("--raw", options->raw, "The line as it stands, without time and system log");
+  raw.excludes(test);
+  raw.excludes(indentation);
   command.action([=] {
     const auto message = textArgument(options->message);
     const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
-    return writeToLog([&] {
-      if (options->raw) {
-        Log::write(message.get());
-      } else {
-        Log::write(message.get(), testName.get(), options->indentation);
-      }
-      return size_t{1};
+    writeToLog(1, [&] {
+      options->raw ? Log::write(message.get())
+                   : Log::write(message.get(), testName.get(), options->indentation);
     });
   });
 }
@@ -57,13 +53,13 @@ void addMessage(Command group) {
     bool print = false;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add("message", "Append a station message to the test log");
+  Command command = group.add("message", "Append a station message to the test log",
+                              "Example:\n  corvane log message --sid UNIT-42 --type status "
+                              "'result=\"pass\",code=\"0\"'");
   command.text("FIELDS", options->fields, "Further fields, such as 'result=\"pass\",code=\"0\"'");
   command.text("--sid", options->sid, "Station or unit identifier").required();
   command.text("--type", options->type, "Message type").required();
   command.flag("--print", options->print, "Print the message instead of writing it");
-  command.footer(
-      "Example:\n  corvane log message --sid UNIT-42 --type status 'result=\"pass\",code=\"0\"'");
   command.action([=] {
     const auto fields = textArgument(options->fields);
     const auto sid = textArgument(options->sid);
@@ -71,12 +67,9 @@ void addMessage(Command group) {
     if (options->print) {
       std::cout << utf8Bytes(Log::formatPalvireMessage(fields.get(), sid.get(), type.get()).get())
                 << "\n";
-      return kDone;
+    } else {
+      writeToLog(1, [&] { Log::writePalvireMessage(fields.get(), sid.get(), type.get()); });
     }
-    return writeToLog([&] {
-      Log::writePalvireMessage(fields.get(), sid.get(), type.get());
-      return size_t{1};
-    });
   });
 }
 
@@ -86,7 +79,7 @@ void printLine(const std::string& line, bool json) {
 
 /// Prints the log's last `count` lines, then, when asked to, each line as it is written, until the
 /// reader of the output goes away.
-ExitStatus tail(size_t count, bool follow, bool json) {
+void tail(size_t count, bool follow, bool json) {
   requireUnitToLook();
   const std::string file = devicePath(kLogFile);
   LogReader log(file);
@@ -107,7 +100,6 @@ ExitStatus tail(size_t count, bool follow, bool json) {
     log.followOn();
     while (const auto line = log.nextLine()) printLine(*line, json);
   }
-  return kDone;
 }
 
 void addTail(Command group) {
@@ -117,15 +109,14 @@ void addTail(Command group) {
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add("tail", "Print the last lines of the test log");
+  Command command = group.add(
+      "tail", "Print the last lines of the test log",
+      "A line that begins with \"| \" continues the message above it, or was written without a\n"
+      "time. With --follow, a log that is removed or emptied is followed on from its beginning.");
   command.number("-n,--lines", options->count, "How many lines; 10 if not given");
   command.flag("-f,--follow", options->follow, "Go on with each line as it is written");
   command.flag("--json", options->json, "Print the fields of each line as a line of JSON");
-  command.footer(
-      "A line that begins with \"| \" continues the message above it, or was written without a\n"
-      "time. With --follow, a log that is removed or emptied is followed on from its beginning.\n"
-      "Example:\n  corvane log tail -f");
-  command.action([=] { return tail(options->count, options->follow, options->json); });
+  command.action([=] { tail(options->count, options->follow, options->json); });
 }
 
 void addLogShow(Command group) {
@@ -135,18 +126,18 @@ void addLogShow(Command group) {
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add("show", "Print the records of the test log that pass a filter");
+  Command command = group.add(
+      "show", "Print the records of the test log that pass a filter",
+      "A time is a date, with or without a time of day: 2026-11-16, 2026-11-16T08:30. A line that\n"
+      "begins with \"| \" continues the record above it.\n"
+      "Exit status: 0 when there was such a record, 1 when not.\n"
+      "Example:\n  corvane log show --test Fixture --since 2026-11-16");
   command.text("--test", options->filter.test, "Only this test's records");
   command.text("--since", options->since, "Only from this local time on");
   command.text("--until", options->until, "Only up to this local time");
   command.text("--grep", options->filter.grep, "Only records with this text");
   command.flag("--station-messages", options->filter.stationMessages, "Only station messages");
   command.flag("--json", options->json, "Print the fields of each record as a line of JSON");
-  command.footer(
-      "A time is a date, with or without a time of day: 2026-11-16, 2026-11-16T08:30. A line that\n"
-      "begins with \"| \" continues the record above it.\n"
-      "Exit status: 0 when there was such a record, 1 when not.\n"
-      "Example:\n  corvane log show --test Fixture --since 2026-11-16");
   command.action([=] {
     LogFilter filter = options->filter;
     if (options->since) filter.since = logTime(*options->since, false);

@@ -1,3 +1,5 @@
+#include "tools/ps/ps.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -11,14 +13,11 @@
 #include "platform/printable.h"
 #include "processes/processes.h"
 #include "processes/sampler_messages.h"
-#include "tools/captured_output.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
-#include "tools/log/log_reader.h"
-#include "tools/ps/process_plot.h"
-#include "tools/ps/process_sample.h"
-#include "tools/ps/process_view.h"
-#include "tools/terminal/text_columns.h"
+#include "tools/log/test_log.h"
+#include "tools/terminal/terminal.h"
+#include "tools/unit_access.h"
 
 namespace corvane::tools {
 namespace {
@@ -43,18 +42,18 @@ void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
   printTable(out, sample, withThreads, size ? size->ws_col : SIZE_MAX);
 }
 
-ExitStatus print(const PsOptions& options) {
+void print(const PsOptions& options) {
   const Sample sample = takeSample();
   if (options.json) {
     printJson(std::cout, sample, options.threads);
   } else {
     printTable(std::cout, sample, options.threads);
   }
-  if (sample.failure.empty()) return kDone;
+  if (sample.failure.empty()) return;
   throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
 }
 
-/// Prints the table under a line of its sums; on a terminal in place, as far as there is room.
+/// Prints the table after a line of its sums; on a terminal in place, as far as there is room.
 void showAgain(const Sample& sample, bool withThreads) {
   size_t threads = 0;
   integer_t usage = 0;
@@ -82,7 +81,7 @@ void showAgain(const Sample& sample, bool withThreads) {
 }
 
 /// Shows a sample at each interval, until the program is ended or its output is closed.
-ExitStatus watch(const PsOptions& options) {
+void watch(const PsOptions& options) {
   using Clock = std::chrono::steady_clock;
   const auto interval =
       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.watch));
@@ -99,12 +98,10 @@ ExitStatus watch(const PsOptions& options) {
     missed = std::max<int64_t>(0, (Clock::now() - due) / interval);
     due += interval * (missed + 1);
   }
-  return kFailed;
 }
 
-/// Writes the library's own report of a complete snapshot to the test log and returns the number of
-/// its lines.
-size_t logSnapshot() {
+/// Writes the library's own report of a complete snapshot to the test log.
+void logSnapshot() {
   // A pass ends with the first process that exits while it is under way, and the library tells that
   // on standard output.
   constexpr int kMaxPasses = 50;
@@ -118,41 +115,25 @@ size_t logSnapshot() {
       if (isEndOfPass(line)) failure = textOfMessage(line);
     }
     if (!failure.empty() || !processes->getCachedProcesses()) continue;
-    processes->prettyPrintToLog();
-    return kTitleLines + static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
+    const auto count = static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
+    return writeToLog(kTitleLines + count, [&] { processes->prettyPrintToLog(); });
   }
   throw noProcesses(failure);
 }
 
-ExitStatus run(const PsOptions& options) {
-  if (options.log) return writeToLog(logSnapshot);
+void run(const PsOptions& options) {
+  if (options.log) return logSnapshot();
   if (options.watch > 0) return watch(options);
   if (options.plot.empty()) return print(options);
   writeFile(options.plot, plotSvg(stdin, "standard input"));
-  return kDone;
 }
 
 }  // namespace
 
 void addPs(CLI::App& app) {
   const auto options = std::make_shared<PsOptions>();
-  Command command = Command(app).add("ps", "Show the CPU usage of each process");
-  const Option threads = command.flag("--threads", options->threads, "Show each thread as well");
-  const Option json = command.jsonFlag(options->json);
-  Option watch =
-      command.seconds("--watch", options->watch,
-                      "Show it again at this interval: on a terminal in place, with --json as a\n"
-                      "line for each sample",
-                      0.05, 1e6);
-  Option log = command.flag("--log", options->log,
-                            "Write the library's report to the test log instead. Its times have\n"
-                            "their own form: 12.05 s reads 12.5");
-  Option plot = command.file("--plot", options->plot,
-                             "Read such lines from standard input and write an SVG chart of the\n"
-                             "busiest processes to this file");
-  for (Option mode : {log, plot}) mode.excludes(threads).excludes(json).excludes(watch);
-  log.excludes(plot);
-  command.footer(
+  Command command = Command(app).add(
+      "ps", "Show the CPU usage of each process",
       "Times are in seconds. Usages are measured over each thread's life, with --watch over the\n"
       "interval. A process whose path cannot be read shows the kernel's short name for it in\n"
       "brackets.\n\n"
@@ -160,7 +141,23 @@ void addPs(CLI::App& app) {
       "  corvane ps --watch 2\n"
       "  timeout 60 corvane ps --watch 0.5 --json > run.jsonl\n"
       "  corvane ps --plot run.svg < run.jsonl");
-  command.action([=] { return run(*options); });
+  const Option threads = command.flag("--threads", options->threads, "Show each thread as well");
+  const Option json = command.jsonFlag(options->json);
+  const Option watch =
+      command.seconds("--watch", options->watch,
+                      "Show it again at this interval: on a terminal in place, with --json as a\n"
+                      "line for each sample",
+                      0.05, 1e6);
+  const Option log =
+      command.flag("--log", options->log,
+                   "Write the library's report to the test log instead. Its times have\n"
+                   "their own form: 12.05 s reads 12.5");
+  const Option plot =
+      command.file("--plot", options->plot,
+                   "Read such lines from standard input and write an SVG chart of the\n"
+                   "busiest processes to this file");
+  for (const Option& shown : {threads, json, watch}) excludeEachOther({shown, log, plot});
+  command.action([=] { run(*options); });
 }
 
 }  // namespace corvane::tools

@@ -3,7 +3,7 @@
 
 #include "tools/command_line.h"
 #include "tools/files.h"
-#include "tools/ps/process_plot.h"
+#include "tools/ps/ps.h"
 #include "tools/report/report_page.h"
 
 namespace corvane::tools {

@@ -15,7 +15,6 @@
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
-#include "tools/output_files.h"
 #include "tools/results/cells.h"
 #include "tools/results/junit_writer.h"
 #include "tools/results/run_reader.h"

@@ -1,13 +1,17 @@
+#include <iomanip>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 
+#include "controlbits/control_bit_byte.h"
 #include "platform/number.h"
 #include "tools/command_line.h"
 #include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
-#include "tools/terminal/status_grid.h"
+#include "tools/terminal/terminal.h"
 #include "tools/unit_access.h"
 #include "unit/status_byte.h"
 
@@ -23,6 +27,40 @@ const StatusNames kTestStatuses = {{"passed", kCorvaneCotnrolBitsPassed},
 const StatusNames kLogCollectionStatuses = {{"complete", kLogCollectionControlBitsComplete},
                                             {"incomplete", kLogCollectionControlBitsIncomplete}};
 
+constexpr size_t kColumns = 16;
+
+/// The colour of each mark that has one.
+const std::map<char, const char*> kColours = {
+    {'P', "\033[32m"},   {'C', "\033[32m"},
+    {'F', "\033[1;31m"}, {kMaybePoisonMark, "\033[1;37;41m"},
+    {'I', "\033[33m"},   {kUnwrittenMark, "\033[2m"}};
+
+/// Returns the mark, followed by the fail count of a test: "F2".
+std::string cellOf(size_t offset, uint8_t byte) {
+  const char mark = markOf(offset, byte);
+  const bool hasCount =
+      std::string_view("PFIN").find(mark) != std::string_view::npos && unit::hasFailCount(offset);
+  return {mark, hasCount ? static_cast<char>('0' + failCountOf(byte)) : ' '};
+}
+
+/// Prints the bytes, 16 to a row, with a legend, in at most 80 columns.
+void printGrid(std::span<const uint8_t> bytes) {
+  const bool isColoured = isColouredOutput();
+  std::cout << "    ";
+  for (size_t column = 0; column < kColumns; ++column) std::cout << std::setw(4) << column;
+  for (size_t at = 0; at < bytes.size(); ++at) {
+    if (at % kColumns == 0) std::cout << "\n" << std::setw(4) << at;
+    std::string cell = cellOf(at, bytes[at]);
+    if ((at + 1) % kColumns == 0 && cell.back() == ' ') cell.pop_back();
+    const auto colour = kColours.find(cell.front());
+    const bool hasColour = isColoured && colour != kColours.end();
+    std::cout << "  " << (hasColour ? colour->second : "") << cell << (hasColour ? "\033[0m" : "");
+  }
+  std::cout << "\n\nP passed, F failed, I incomplete, N not tested, each with its fail count;\n"
+               "! failed, or poisoned, C log collection complete, . not written.\n"
+               "The offset is the row's number plus the column's.\n";
+}
+
 struct ShowOptions {
   std::optional<uint32_t> from, to;
   bool written = false;
@@ -30,7 +68,7 @@ struct ShowOptions {
   bool json = false;
 };
 
-ExitStatus show(const ShowOptions& options) {
+void show(const ShowOptions& options) {
   const uint32_t from = options.from.value_or(0);
   const uint32_t to = options.to.value_or(unit::kControlBits - 1);
   if (from > to) throw CommandError(kUsage, "--from is greater than --to");
@@ -38,22 +76,19 @@ ExitStatus show(const ShowOptions& options) {
   const std::vector<uint8_t> bytes = unit::readDiagnosticData();
   requireInside(to, bytes.size());
   if (!options.from && !options.to && !options.written && !options.list && !options.json) {
-    printStatusGrid(std::cout, std::span(bytes).first(to + 1), isColouredOutput());
-    return kDone;
+    return printGrid(std::span(bytes).first(to + 1));
   }
   std::vector<ControlBit> shown;
   for (uint32_t offset = from; offset <= to; ++offset) {
     if (!options.written || bytes[offset] != 0xFF) shown.push_back({offset, bytes[offset]});
   }
   printResult(options.json, {{"bytes", controlBitsAsJson(shown)}}, controlBitTable(shown).text());
-  return kDone;
 }
 
-ExitStatus printByte(uint32_t offset, uint8_t byte, bool json) {
+void printByte(uint32_t offset, uint8_t byte, bool json) {
   printResult(json, controlBitAsJson({offset, byte}),
               "offset " + std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
                   unit::byteText(offset, byte) + "\n");
-  return kDone;
 }
 
 struct StatusOptions {
@@ -63,7 +98,7 @@ struct StatusOptions {
   bool json = false;
 };
 
-ExitStatus setStatus(const StatusOptions& options) {
+void setStatus(const StatusOptions& options) {
   if (!options.status && !options.count) {
     throw CommandError(kUsage, "status set needs --status, --count or both");
   }
@@ -74,7 +109,7 @@ ExitStatus setStatus(const StatusOptions& options) {
     requireControlBit(options.offset, options.force);
     return unit::changeStatus(lock, options.offset, change);
   });
-  return printByte(options.offset, done.after, options.json);
+  printByte(options.offset, done.after, options.json);
 }
 
 void addStatusShow(Command group) {
@@ -89,14 +124,14 @@ void addStatusShow(Command group) {
 
 void addStatusSet(Command group) {
   const auto options = std::make_shared<StatusOptions>();
-  Command command = group.add("set", "Write one control-bit byte");
+  Command command = group.add("set", "Write one control-bit byte",
+                              "Example:\n  corvane status set 20 --status failed --count 2");
   command.number("OFFSET", options->offset, "Offset of the byte").required();
   command.choice("--status", options->status, "Test status; stays as it is if not given",
                  kTestStatuses);
   command.number("--count", options->count, "Fail count; stays as it is if not given", {0, 7});
   command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
   command.jsonFlag(options->json);
-  command.footer("Example:\n  corvane status set 20 --status failed --count 2");
   command.action([=] { return setStatus(*options); });
 }
 
@@ -112,7 +147,7 @@ void addFixedByte(Command group, const std::string& name, const std::string& abo
   command.action([=] {
     if (options->status) return setStatus(*options);
     requireDataToLook();
-    return printByte(offset, unit::readByte(offset), options->json);
+    printByte(offset, unit::readByte(offset), options->json);
   });
 }
 
@@ -120,8 +155,7 @@ void addFixedByte(Command group, const std::string& name, const std::string& abo
 
 void addStatus(CLI::App& app) {
   Command group = Command(app).add(
-      "status", "Show the control-bit bytes, in which each station keeps its test status");
-  group.footer(
+      "status", "Show the control-bit bytes, in which each station keeps its test status",
       "The grid is coloured on a terminal, unless NO_COLOR is set or TERM is dumb.\n"
       "Examples:\n"
       "  corvane status --written             only bytes that a station wrote\n"

@@ -8,7 +8,7 @@
 #include "platform/printable.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
-#include "tools/terminal/table.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {

@@ -13,7 +13,7 @@
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
 #include "tools/inspect/inspect.h"
-#include "tools/terminal/text_columns.h"
+#include "tools/terminal/terminal.h"
 #include "unit/byte_text.h"
 
 namespace corvane::tools {

@@ -12,7 +12,6 @@
 #include "tools/command_error.h"
 #include "tools/documents/unit_document.h"
 #include "tools/files.h"
-#include "tools/output_files.h"
 
 namespace corvane::tools {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/terminal/table.h"
+#include "tools/terminal/terminal.h"
 
 /// The one look of the tool's pages: each is a single file that loads nothing, has no scripts,
 /// follows the reader's light or dark scheme, and prints.

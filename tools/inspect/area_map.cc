@@ -1,7 +1,4 @@
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <iomanip>
 #include <ostream>
 
@@ -76,13 +73,6 @@ void printMap(std::ostream& out, const AreaReport& report, bool coloured) {
       << report.entries.size() << (report.entries.size() == 1 ? " entry" : " entries") << " ("
       << indirect << " indirect), " << report.freeEnd - report.freeBegin << " of " << report.size
       << " bytes free\n";
-}
-
-bool isColouredOutput() {
-  const char* refused = std::getenv("NO_COLOR");
-  const char* terminal = std::getenv("TERM");
-  return isatty(STDOUT_FILENO) && !(refused && *refused) && terminal &&
-         std::string_view(terminal) != "dumb";
 }
 
 }  // namespace corvane::tools

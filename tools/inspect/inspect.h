@@ -16,7 +16,7 @@
 #include "dataarea/nor_access.h"
 #include "platform/time_text.h"
 #include "syscfg/area_format.h"
-#include "tools/terminal/table.h"
+#include "tools/terminal/terminal.h"
 #include "unit/byte_text.h"
 #include "unit/keys.h"
 #include "unit/records.h"
@@ -130,9 +130,6 @@ Table findingTable(const std::vector<Finding>& findings);
 /// Draws where header, entries, free space, values and damage of the area are, with a legend, in at
 /// most 80 columns.
 void printMap(std::ostream& out, const AreaReport& report, bool coloured);
-
-/// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
-bool isColouredOutput();
 
 /// Marks of control-bit bytes for which no test status is shown.
 inline constexpr char kMaybePoisonMark = '!';

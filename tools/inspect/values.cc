@@ -3,7 +3,7 @@
 #include "platform/number.h"
 #include "platform/printable.h"
 #include "tools/inspect/inspect.h"
-#include "tools/terminal/text_columns.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 

@@ -1,5 +1,3 @@
-#include "tools/log/log_reader.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -8,8 +6,11 @@
 #include <cstring>
 #include <iostream>
 
+#include "log/log.h"
 #include "platform/device_path.h"
 #include "platform/printable.h"
+#include "tools/command_error.h"
+#include "tools/log/test_log.h"
 
 namespace corvane::tools {
 namespace {
@@ -122,15 +123,15 @@ void LogReader::fail(const std::string& reason) const {
   throw CommandError(kFailed, _file + ": " + reason);
 }
 
-ExitStatus writeToLog(const std::function<size_t()>& write) {
+void writeToLog(size_t lines, const std::function<void()>& write) {
   const std::string file = devicePath(kLogFile);
   if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
   LogReader log(file);
   log.skipToEnd();
-  const size_t lines = write();
+  write();
   size_t written = 0;
   while (log.nextLine()) ++written;
-  if (written >= lines && log.text().empty()) return kDone;
+  if (written >= lines && log.text().empty()) return;
   throw CommandError(kFailed, (lines == 1 ? "the line" : "the lines") +
                                   std::string(" could not be written to ") + file);
 }

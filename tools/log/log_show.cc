@@ -1,34 +1,96 @@
-#include "tools/log/log_show.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <string_view>
 
+#include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/json_output.h"
-#include "tools/log/log_line.h"
-#include "tools/log/log_reader.h"
+#include "tools/log/test_log.h"
 
 namespace corvane::tools {
 namespace {
 
+using Json = nlohmann::ordered_json;
 using Text = std::string_view;
+
+/// How a record with a time begins, and how a station message does, with a 0 for each digit.
+constexpr Text kStamp = "[0000-00-00 00:00:00] ", kStationMessage = "context=\"",
+               kStationStamp = "context=\"\",ts=\"0000/00/00 00:00:00";
+/// The length of the time in both.
+constexpr size_t kTimeLength = kStamp.size() - 3;
+
+/// Returns whether `text` begins with digits where `pattern` has a 0, and with the pattern's
+/// characters elsewhere.
+constexpr bool matchesDigits(Text text, Text pattern) {
+  if (text.size() < pattern.size()) return false;
+  for (size_t i = 0; i < pattern.size(); ++i) {
+    const bool isDigit = text[i] >= '0' && text[i] <= '9';
+    if (pattern[i] == '0' ? !isDigit : text[i] != pattern[i]) return false;
+  }
+  return true;
+}
+
+/// Fast enough for every line of a large log.
+constexpr bool beginsRecord(Text line) {
+  return matchesDigits(line, kStamp) || line.starts_with(kStationMessage);
+}
 
 /// Returns the time of a record's first line, "2026-11-16 08:30:00"; empty when it has none.
 std::string timeOf(Text line) {
-  if (matchesDigits(line, kLogStamp)) return std::string(line.substr(1, kTimeLength));
-  constexpr Text kBefore = "context=\"\",ts=\"";
-  if (!line.starts_with(kBefore) ||
-      !matchesDigits(line.substr(kBefore.size()), "0000/00/00 00:00:00")) {
-    return "";
+  for (const Text pattern : {kStamp, kStationStamp}) {
+    if (!matchesDigits(line, pattern)) continue;
+    std::string time(line.substr(pattern.find('0'), kTimeLength));
+    std::ranges::replace(time, '/', '-');
+    return time;
   }
-  std::string time(line.substr(kBefore.size(), kTimeLength));
-  std::ranges::replace(time, '/', '-');
-  return time;
+  return "";
+}
+
+/// Returns null for a local time that the clock did not show.
+Json timeOrNull(Text line) {
+  const std::optional<TimeSpan> time = parseTime(timeOf(line));
+  return time ? Json(isoTimeText(time->begin / 1000).value()) : Json();
+}
+
+/// The parts of a record with a time.
+struct Content {
+  size_t levels;
+  /// The text before the first ": ".
+  std::optional<Text> test;
+  Text message;
+};
+
+Content contentOf(Text record) {
+  record.remove_prefix(kStamp.size());
+  const size_t levels = std::min(record.find_first_not_of(' '), record.size()) / 4;
+  record.remove_prefix(4 * levels);
+  const size_t colon = record.find(": ");
+  if (colon == Text::npos) return {levels, {}, record};
+  return {levels, record.substr(0, colon), record.substr(colon + 2)};
+}
+
+/// Returns a station message's fields: NAME="VALUE" pairs with commas between them. What cannot be
+/// read as such a pair is "rest", up to the end.
+Json stationMessageAsJson(Text line) {
+  Json message = {{"time", timeOrNull(line)}, {"sid", nullptr}, {"type", nullptr}};
+  Json& fields = message["fields"] = Json::object();
+  while (!line.empty()) {
+    const size_t equals = line.find("=\"");
+    const size_t end = equals == line.npos ? line.npos : line.find('"', equals + 2);
+    if (end == line.npos || (end + 1 < line.size() && line[end + 1] != ',')) break;
+    const Text name = line.substr(0, equals), value = line.substr(equals + 2, end - equals - 2);
+    line.remove_prefix(std::min(end + 2, line.size()));
+    if (name == "sid" || name == "msg-type") {
+      message[name == "sid" ? "sid" : "type"] = value;
+    } else if (name != "ts" || message["time"].is_null()) {
+      fields[std::string(name)] = value;
+    }
+  }
+  if (!line.empty()) message["rest"] = line;
+  return message;
 }
 
 /// Returns the line at the front of `text`, without its line feed, and removes it.
@@ -76,7 +138,7 @@ class Show {
     while (at > 0) {
       at = text.rfind('\n', at - 1);
       if (at == Text::npos) return 0;
-      if (beginsLogRecord(text.substr(at + 1))) return at + 1;
+      if (beginsRecord(text.substr(at + 1))) return at + 1;
     }
     return 0;
   }
@@ -86,7 +148,7 @@ class Show {
     size_t at = 0;
     while ((at = text.find('\n', at)) != Text::npos) {
       ++at;
-      if (at == text.size() || beginsLogRecord(text.substr(at))) return at;
+      if (at == text.size() || beginsRecord(text.substr(at))) return at;
     }
     return text.size();
   }
@@ -101,7 +163,9 @@ class Show {
         return false;
       }
     }
-    return !_filter.test || testOf(takeLine(record)) == *_filter.test;
+    if (!_filter.test) return true;
+    const Text line = takeLine(record);
+    return matchesDigits(line, kStamp) && contentOf(line).test == *_filter.test;
   }
 
   void showRecord(Text record) {
@@ -124,6 +188,18 @@ class Show {
 };
 
 }  // namespace
+
+std::string lineForPeople(Text line) { return (beginsRecord(line) ? "" : "| ") + printable(line); }
+
+Json lineAsJson(Text line) {
+  if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
+  if (!matchesDigits(line, kStamp)) return {{"text", line}};
+  const Content content = contentOf(line);
+  return {{"time", timeOrNull(line)},
+          {"indentation", content.levels},
+          {"test", content.test ? Json(*content.test) : Json()},
+          {"message", content.message}};
+}
 
 std::string logTime(const std::string& text, bool isLatest) {
   const std::optional<TimeSpan> time = parseTime(text);

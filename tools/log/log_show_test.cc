@@ -1,12 +1,10 @@
-#include "tools/log/log_show.h"
-
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 
 #include "testing/unit_test.h"
 #include "tools/command_error.h"
-#include "tools/log/log_reader.h"
+#include "tools/log/test_log.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,5 +1,3 @@
-#include "tools/ps/process_plot.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,7 +13,8 @@
 #include "platform/time_text.h"
 #include "tools/command_error.h"
 #include "tools/html/markup.h"
-#include "tools/terminal/text_columns.h"
+#include "tools/ps/ps.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,21 +1,54 @@
-#include "tools/ps/process_view.h"
-
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <string>
 
 #include "platform/printable.h"
 #include "tools/json_output.h"
-#include "tools/terminal/table.h"
+#include "tools/ps/ps.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
 
+/// A process is in the first of these states that one of its threads is in.
+constexpr std::array kStates = {
+    std::pair(TH_STATE_RUNNING, "running"), std::pair(TH_STATE_UNINTERRUPTIBLE, "uninterruptible"),
+    std::pair(TH_STATE_STOPPED, "stopped"), std::pair(TH_STATE_WAITING, "waiting"),
+    std::pair(TH_STATE_HALTED, "halted")};
+
+const char* stateOf(const ThreadSample& thread) {
+  for (const auto& [code, text] : kStates) {
+    if (code == thread.runState) return text;
+  }
+  return "unknown_state";
+}
+
+const char* stateOf(const ProcessSample& process) {
+  for (const auto& [code, text] : kStates) {
+    const auto isIn = [&](const ThreadSample& thread) { return thread.runState == code; };
+    if (std::ranges::any_of(process.threads, isIn)) return text;
+  }
+  return "-";
+}
+
+/// Returns a count of tenths or hundredths, the "parts" of `unit`, as a decimal number.
+std::string decimal(int64_t parts, int64_t unit) {
+  std::string text = std::to_string(parts / unit) + ".";
+  const std::string fraction = std::to_string(unit + parts % unit);
+  return text.append(fraction, 1);
+}
+
+/// Returns the seconds, truncated to hundredths: "12.05".
+std::string secondsText(time_value_t time) {
+  return decimal(int64_t{time.seconds} * 100 + time.microseconds / 10'000, 100);
+}
+
 /// Appends the thread's fields, which are numbers and words that need no escaping.
 void append(std::string& text, const ThreadSample& thread) {
   text.append(R"({"cpu":)").append(percentText(thread.usage));
-  text.append(R"(,"state":")").append(stateText(thread.runState));
+  text.append(R"(,"state":")").append(stateOf(thread));
   text.append(R"(","flags":")").append(thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped");
   text.append(R"(","user":)").append(secondsText(thread.user));
   text.append(R"(,"system":)").append(secondsText(thread.system)).append("}");
@@ -28,14 +61,15 @@ std::string textOf(const ProcessSample& process, bool withThreads) {
   const auto& times = process.times;
   text.append(R"(,"user":)").append(times ? secondsText(times->user_time) : "null");
   text.append(R"(,"system":)").append(times ? secondsText(times->system_time) : "null");
-  text.append(R"(,"state":")").append(stateText(process));
+  text.append(R"(,"state":")").append(stateOf(process));
   text.append(R"(","threadCount":)").append(std::to_string(process.threads.size()));
   if (withThreads) {
     text.append(R"(,"threads":[)");
     for (const ThreadSample& thread : process.threads) {
-      if (&thread != &process.threads.front()) text.append(",");
       append(text, thread);
+      text.append(",");
     }
+    if (text.ends_with(',')) text.pop_back();
     text.append("]");
   }
   return text.append("}");
@@ -43,13 +77,18 @@ std::string textOf(const ProcessSample& process, bool withThreads) {
 
 void printProcesses(std::ostream& out, const Sample& sample, bool withThreads,
                     const char* separator) {
+  const char* before = "";
   for (const ProcessSample& process : sample.processes) {
-    if (&process != &sample.processes.front()) out << separator;
-    out << textOf(process, withThreads);
+    out << std::exchange(before, separator) << textOf(process, withThreads);
   }
 }
 
 }  // namespace
+
+std::string percentText(integer_t usage) {
+  static_assert(TH_USAGE_SCALE == 1000);
+  return decimal(usage, 10);
+}
 
 void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width) {
   Table table({{"PID", Align::kRight},
@@ -63,12 +102,12 @@ void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_
     table.addRow({std::to_string(process.pid), percentText(process.usage),
                   process.times ? secondsText(process.times->user_time) : "-",
                   process.times ? secondsText(process.times->system_time) : "-",
-                  std::to_string(process.threads.size()), stateText(process),
+                  std::to_string(process.threads.size()), stateOf(process),
                   printable(process.name)});
     if (!withThreads) continue;
     for (const ThreadSample& thread : process.threads) {
       table.addRow({"", percentText(thread.usage), secondsText(thread.user),
-                    secondsText(thread.system), "", stateText(thread.runState),
+                    secondsText(thread.system), "", stateOf(thread),
                     thread.flags == TH_FLAGS_IDLE ? "  thread (idle)" : "  thread"});
     }
   }
@@ -83,10 +122,10 @@ void printJson(std::ostream& out, const Sample& sample, bool withThreads) {
 
 void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, int64_t missed) {
   using namespace std::chrono;
-  const int64_t now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+  const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch());
   std::ostringstream line;
-  line << R"({"schema":)" << kJsonSchema << R"(,"time":)" << now / 1000 << "."
-       << std::to_string(1000 + now % 1000).substr(1) << R"(,"missed":)" << missed;
+  line << R"({"schema":)" << kJsonSchema << R"(,"time":)" << decimal(now.count(), 1000)
+       << R"(,"missed":)" << missed;
   if (!sample.failure.empty()) {
     line << R"(,"failure":)" << jsonText(nlohmann::ordered_json(sample.failure), -1);
   }

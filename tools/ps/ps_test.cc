@@ -1,9 +1,9 @@
+#include "tools/ps/ps.h"
+
 #include "host/mach/testing/scripted_kernel.h"
 #include "platform/scoped_file.h"
 #include "testing/tool_run.h"
 #include "tools/command_error.h"
-#include "tools/ps/process_plot.h"
-#include "tools/ps/process_view.h"
 
 namespace corvane::tools {
 namespace {

@@ -8,7 +8,7 @@
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/results/summary_text.h"
-#include "tools/terminal/table.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,13 +1,27 @@
-#ifndef CORVANE_TOOLS_TERMINAL_TABLE_H_
-#define CORVANE_TOOLS_TERMINAL_TABLE_H_
+#ifndef CORVANE_TOOLS_TERMINAL_TERMINAL_H_
+#define CORVANE_TOOLS_TERMINAL_TERMINAL_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
+/// Text on a terminal: UTF-8 without control characters. Wide characters take two columns,
+/// combining ones none.
 namespace corvane::tools {
+
+/// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
+bool isColouredOutput();
+
+size_t columnsOf(std::string_view text);
+
+/// Returns the text, or its beginning and "..." when it takes more than `columns`.
+std::string shortened(std::string_view text, size_t columns);
+
+/// Returns the text, or "…" and its end when it takes more than `columns`.
+std::string ending(std::string_view text, size_t columns);
 
 enum class Align { kLeft, kRight };
 
@@ -16,8 +30,8 @@ struct Column {
   Align align = Align::kLeft;
 };
 
-/// Rows of UTF-8 text under titled columns, each as wide on a terminal as its widest cell. A cell
-/// that takes more than 60 columns there is cut, except in the last column.
+/// Rows of text under titled columns, each as wide as its widest cell. A cell that takes more than
+/// 60 columns is cut, except in the last column.
 class Table {
  public:
   explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
@@ -39,4 +53,4 @@ class Table {
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_TERMINAL_TABLE_H_
+#endif  // CORVANE_TOOLS_TERMINAL_TERMINAL_H_

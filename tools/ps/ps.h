@@ -1,16 +1,20 @@
-#ifndef CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
-#define CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
+#ifndef CORVANE_TOOLS_PS_PS_H_
+#define CORVANE_TOOLS_PS_PS_H_
 
 #include <mach/mach.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/command_error.h"
 
+/// What `corvane ps` shows.
 namespace corvane::tools {
 
 /// The shortest time over which the kernel's usage figures are measured.
@@ -22,8 +26,7 @@ struct ThreadSample {
   integer_t usage = 0;
   integer_t runState = 0;
   integer_t flags = 0;
-  time_value_t user{};
-  time_value_t system{};
+  time_value_t user{}, system{};
 };
 
 struct ProcessSample {
@@ -56,16 +59,24 @@ CommandError noProcesses(const std::string& failure);
 /// Returns the usage in percent of one processor, exact to the kernel's tenth: "12.5".
 std::string percentText(integer_t usage);
 
-/// Returns the seconds, truncated to hundredths: "12.05".
-std::string secondsText(time_value_t time);
+/// Prints the processes as a table whose rows take at most `width` columns where that leaves room
+/// for names, with a row for each thread on request.
+void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width);
 
-/// Returns "running", "stopped", "waiting", "uninterruptible", "halted" or "unknown_state".
-const char* stateText(integer_t runState);
+/// Prints the processes as a JSON document, piece by piece: a machine may have so many threads that
+/// the text should not be held in memory.
+void printJson(std::ostream& out, const Sample& sample, bool withThreads);
 
-/// Returns the first of running, uninterruptible, stopped, waiting and halted that is the state of
-/// one of the process's threads; "-" when there is none.
-const char* stateText(const ProcessSample& process);
+/// Prints the sample as a line of a stream, in one write. `missed` is how many samples were due
+/// since the line before and were not taken.
+void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, int64_t missed);
+
+/// Reads lines of `corvane ps --watch --json`. Returns a chart of the CPU usage over time of the
+/// eight processes that used most in total, as a self-contained SVG document. Throws CommandError
+/// (wrong usage) with `name`, the line and the reason for other input. A last line that was cut
+/// short does not count.
+std::string plotSvg(std::FILE* lines, const std::string& name);
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_PS_PROCESS_SAMPLE_H_
+#endif  // CORVANE_TOOLS_PS_PS_H_

@@ -1,17 +1,21 @@
-#ifndef CORVANE_TOOLS_LOG_LOG_READER_H_
-#define CORVANE_TOOLS_LOG_LOG_READER_H_
+#ifndef CORVANE_TOOLS_LOG_TEST_LOG_H_
+#define CORVANE_TOOLS_LOG_TEST_LOG_H_
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <functional>
+#include <iosfwd>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "log/log.h"
 #include "platform/file_descriptor.h"
-#include "tools/command_error.h"
 
+/// The test log as the tool reads it. The log does not mark where a record ends: after a line feed
+/// in a message, the next line does not begin a record, and neither does a line written without a
+/// time. Such a line continues the record before it.
 namespace corvane::tools {
 
 /// How much of a line or record is kept until its end is found. What follows counts as another one.
@@ -64,11 +68,38 @@ class LogReader {
   off_t _zeros = 0;
 };
 
-/// Runs `write` and checks that the log grew by as many whole lines as it returns: the library does
-/// not report a line that it cannot write, and a disk may become full within one. Throws
-/// CommandError when there are fewer, and before `write` when the log cannot be read.
-ExitStatus writeToLog(const std::function<size_t()>& write);
+/// Runs `write` and checks that the log grew by `lines` whole lines: the library does not report a
+/// line that it cannot write, and a disk may become full within one. Throws CommandError when it
+/// did not, and before `write` when the log cannot be read.
+void writeToLog(size_t lines, const std::function<void()>& write);
+
+/// Returns the line for a terminal, with "| " in front when it does not begin a record.
+std::string lineForPeople(std::string_view line);
+
+/// Returns the line's fields: those of a record with a time, those of a station message, or its
+/// text.
+nlohmann::ordered_json lineAsJson(std::string_view line);
+
+/// Which records to show; each condition that is set must hold.
+struct LogFilter {
+  /// The test's name.
+  std::optional<std::string> test = {};
+  /// Local times, "2026-11-16 08:30:00"; both inclusive. A record without a time is in neither.
+  std::optional<std::string> since = {}, until = {};
+  /// A text that the record has.
+  std::string grep = {};
+  bool stationMessages = false;
+};
+
+/// Returns the first second, or with `isLatest` the last one, of what `text` names (`parseTime`),
+/// as LogFilter has it. Throws CommandError (wrong usage) for other text.
+std::string logTime(const std::string& text, bool isLatest);
+
+/// Copies the records that pass the filter to `out`, in memory that does not depend on the log's
+/// size: as text that is safe for a terminal, or as JSON, one line for each record. Returns whether
+/// a record passed. Throws CommandError when the log cannot be read.
+bool showLog(const std::string& file, const LogFilter& filter, bool json, std::ostream& out);
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_LOG_LOG_READER_H_
+#endif  // CORVANE_TOOLS_LOG_TEST_LOG_H_
