@@ -1,32 +1,22 @@
 #include <algorithm>
-#include <array>
 #include <ctime>
-#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
-#include <span>
 
-#include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
-#include "tools/results/cells.h"
-#include "tools/results/junit_writer.h"
-#include "tools/results/run_reader.h"
-#include "tools/results/summary_tables.h"
+#include "tools/results/results_output.h"
 
 namespace corvane::tools {
 namespace {
 
-constexpr uint64_t kMaxDamagesShown = 20;
-
 struct ResultsOptions {
-  std::vector<std::string> paths, stations, units, verdicts;
+  std::vector<std::string> paths, stations, units;
+  std::vector<Verdict> verdicts;
   std::optional<std::string> since, until;
   std::optional<size_t> by;  ///< The number in kGroupFields.
   std::optional<TableKind> table;
@@ -36,134 +26,64 @@ struct ResultsOptions {
 
 /// Which runs count. A list that is empty takes all.
 struct RunFilter {
-  std::vector<std::string> stations;
-  std::vector<std::string> units;
-  std::vector<Verdict> verdicts;
-  std::optional<int64_t> since;  ///< The earliest time at which a run begins.
-  std::optional<int64_t> until;  ///< The time before which it begins.
+  RunFilter(const ResultsOptions& given, const Names& texts) : options(given), names(texts) {
+    if (given.since) since = timeOption("--since", *given.since).begin;
+    if (given.until) until = timeOption("--until", *given.until).end;
+  }
 
   /// Returns whether the run is one of those among which a unit's first and last are looked for.
-  bool concerns(const Run& run, const Names& names) const {
-    return isAmong(stations, names.text(run.station)) && isAmong(units, run.unit);
+  bool concerns(const Run& run) const {
+    return isAmong(options.stations, names.text(run.station)) && isAmong(options.units, run.unit);
   }
-  bool takes(const Run& run, const Names& names) const {
-    return concerns(run, names) && isAmong(verdicts, run.verdict) &&
-           (!since || run.time >= *since) && (!until || run.time < *until);
+  bool takes(const Run& run) const {
+    return concerns(run) && isAmong(options.verdicts, run.verdict) && run.time >= since &&
+           run.time < until;
   }
 
- private:
   template <typename T>
   static bool isAmong(const std::vector<T>& list, const T& value) {
     return list.empty() || std::ranges::find(list, value) != list.end();
   }
+  static TimeSpan timeOption(const std::string& name, const std::string& text) {
+    const std::optional<TimeSpan> time = parseTime(text);
+    if (time) return *time;
+    throw CommandError(kUsage, name + ": '" + text +
+                                   "' is not a time; give one such as 2026-11-16 or "
+                                   "2026-11-16T08:30:00+01:00");
+  }
+
+  const ResultsOptions& options;
+  const Names& names;
+  int64_t since = INT64_MIN;  ///< The earliest time at which a run begins.
+  int64_t until = INT64_MAX;  ///< The time before which it begins.
 };
 
-/// Reports what cannot be read, on standard error, and counts it.
-class DamageReport {
- public:
-  explicit DamageReport(ResultsSource& source) : _source(source) {}
-  /// Reports a line, if it is one of the first.
-  void addLine(const std::string& file, uint64_t line, const std::string& reason) {
-    if (++_source.damagedLines > kMaxDamagesShown) return;
-    std::cerr << printable(file) << ":" << line << ": the line " << reason << "\n";
-  }
-  void addFile(const std::string& message) {
-    ++_source.unreadableFiles;
-    std::cerr << "corvane: " << printable(message) << "\n";
-  }
-
- private:
-  ResultsSource& _source;
-};
-
-/// Adds what the command line names; of a folder, the files in it that end in ".jsonl" or ".json",
-/// in the order of their names.
-void addFiles(const std::filesystem::path& path, bool isNamed, std::vector<std::string>& files,
-              DamageReport& damage) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  const bool isLink = !isNamed && fs::is_symlink(path, error);
-  if (path == "-" || isLink || !fs::is_directory(path, error)) {
-    const bool isResults = path.extension() == ".jsonl" || path.extension() == ".json";
-    if (isNamed || (isResults && !fs::is_directory(path, error))) files.push_back(path);
-    return;
-  }
-  std::set<fs::path> entries;
-  for (fs::directory_iterator entry(path, error), end; !error && entry != end;
-       entry.increment(error)) {
-    entries.insert(entry->path());
-  }
-  if (error) damage.addFile(path.string() + ": " + error.message());
-  for (const fs::path& entry : entries) addFiles(entry, false, files, damage);
-}
-
-TimeSpan timeOption(const std::string& name, const std::string& text) {
-  const std::optional<TimeSpan> time = parseTime(text);
-  if (time) return *time;
-  throw CommandError(kUsage, name + ": '" + text +
-                                 "' is not a time; give one such as 2026-11-16 or "
-                                 "2026-11-16T08:30:00+01:00");
-}
-
-/// Which runs count, as `source` then has it. A list that is empty takes all.
-RunFilter filterOf(const ResultsOptions& options, ResultsSource& source) {
-  RunFilter filter{options.stations, options.units, {}, {}, {}};
-  const auto add = [&](const char* name, const auto& values) {
-    for (const std::string& value : values) source.filters.push_back(name + (" " + value));
+/// Returns the options that choose runs, such as "--since 2026-11-16".
+std::vector<std::string> filtersOf(const ResultsOptions& options) {
+  std::vector<std::string> filters;
+  const auto add = [&](const std::string& option, const auto& values) {
+    for (const auto& value : values) filters.push_back(option + " " + std::string(value));
   };
+  std::vector<std::string_view> verdicts;
+  for (const Verdict verdict : options.verdicts) verdicts.push_back(nameOf(verdict));
   add("--station", options.stations);
   add("--unit", options.units);
-  add("--verdict", options.verdicts);
-  for (const std::string& name : options.verdicts) {
-    filter.verdicts.push_back(station::verdictNamed(name).value());
-  }
-  if (options.since) {
-    filter.since = timeOption("--since", *options.since).begin;
-    add("--since", std::array{*options.since});
-  }
-  if (options.until) {
-    filter.until = timeOption("--until", *options.until).end;
-    add("--until", std::array{*options.until});
-  }
-  source.hasYields = options.verdicts.empty();
-  return filter;
+  add("--verdict", verdicts);
+  if (options.since) filters.push_back("--since " + *options.since);
+  if (options.until) filters.push_back("--until " + *options.until);
+  return filters;
 }
 
-std::vector<std::string> textsOf(std::span<const std::string_view> names) {
-  return {names.begin(), names.end()};
-}
-
-/// Returns the run's row of CSV for one of its measurements, or for none.
-Cells rowOf(const Run& run, const Measurement* measurement, const Names& names) {
-  Cells row = headOf(run, names);
-  append(row, measurement ? cellsOf(*measurement, names) : blank(cellsOf(Measurement(), names)));
-  append(row, restOf(run, names));
-  return row;
-}
-
-/// Calls `take` with each run. A file that cannot be read does not stop the others.
-void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource& source,
-              DamageReport& damage, const RunReader::TakeRun& take) {
-  RunReader reader(names, take,
-                   [&](const std::string& file, uint64_t line, const std::string& reason) {
-                     damage.addLine(file, line, reason);
-                   });
-  for (const std::string& file : files) {
-    try {
-      reader.read(file);
-      ++source.files;
-    } catch (const CommandError& error) {
-      damage.addFile(error.what());
-    }
-  }
-  reader.finish();
-  source.repeatedLines = reader.repeatedLines();
-}
-
-void print(const ResultsOptions& options, const Results& results) {
-  if (options.json) return printJson(summaryAsJson(results));
-  if (options.table) return printTable(std::cout, *options.table, results, options.csv);
-  if (!options.csv) printSummary(std::cout, results);
+/// Prints the run's rows of CSV: one for each of its measurements, or one without.
+void printRows(const Run& run, const Names& names, bool asNames = false) {
+  const auto print = [&](Cells measured) {
+    Cells row = headOf(run, names);
+    append(row, std::move(measured));
+    append(row, restOf(run, names));
+    printCsv(std::cout, row, asNames);
+  };
+  if (run.measurements.empty()) print(blank(cellsOf(Measurement(), names)));
+  for (const Measurement& each : run.measurements) print(cellsOf(each, names));
 }
 
 /// Tells what was left out, and that nothing was found. Returns the exit status.
@@ -194,29 +114,23 @@ void checkOutputs(const ResultsOptions& options, const std::vector<std::string>&
 }
 
 ExitStatus showResults(const ResultsOptions& options) {
-  ResultsSource source;
-  source.paths = options.paths;
-  const RunFilter filter = filterOf(options, source);
-  DamageReport damage(source);
-  std::vector<std::string> files;
-  for (const std::string& path : options.paths) addFiles(path, true, files, damage);
+  Names names;
+  const RunFilter filter(options, names);
+  ResultsSource source{options.paths, filtersOf(options), options.verdicts.empty()};
+  const std::vector<std::string> files = findResults(source);
   checkOutputs(options, files);
   std::optional<JunitWriter> junit;
   if (!options.junit.empty()) junit.emplace(options.junit);
 
-  Names names;
   Summary summary(names, options.by, !options.units.empty());
   const bool hasRows = options.csv && !options.table;
-  if (hasRows) printCsv(std::cout, rowOf({}, nullptr, names), true);
-  readRuns(files, names, source, damage, [&](const Run& run) {
-    if (!filter.concerns(run, names)) return;
-    const bool isTaken = filter.takes(run, names);
+  if (hasRows) printRows({}, names, true);
+  readRuns(files, names, source, [&](const Run& run) {
+    if (!filter.concerns(run)) return;
+    const bool isTaken = filter.takes(run);
     summary.add(run, isTaken);
-    if (!isTaken) return;
-    if (junit) junit->add(run, names);
-    if (!hasRows) return;
-    if (run.measurements.empty()) printCsv(std::cout, rowOf(run, nullptr, names));
-    for (const Measurement& each : run.measurements) printCsv(std::cout, rowOf(run, &each, names));
+    if (isTaken && junit) junit->add(run, names);
+    if (isTaken && hasRows) printRows(run, names);
   });
   summary.finish();
 
@@ -226,8 +140,22 @@ ExitStatus showResults(const ResultsOptions& options) {
     const std::optional<std::string> now = isoTimeText(std::time(nullptr));
     writeFile(options.html, summaryAsHtml(results, now.value_or("(no time)")));
   }
-  print(options, results);
-  return reportSource(source, summary.runs());
+  if (options.json) {
+    printJson(summaryAsJson(results));
+  } else if (options.table) {
+    printTable(std::cout, *options.table, results, options.csv);
+  } else if (!options.csv) {
+    printSummary(std::cout, results);
+  }
+  return reportSource(source, summary.runs);
+}
+
+/// Returns the names as choices that mean their places.
+template <typename T>
+std::map<std::string, T> choicesOf(const auto& names) {
+  std::map<std::string, T> choices;
+  for (size_t i = 0; i < names.size(); ++i) choices.emplace(names[i], static_cast<T>(i));
+  return choices;
 }
 
 }  // namespace
@@ -243,20 +171,15 @@ void addResults(CLI::App& app) {
       .required();
   command.text("--station", options->stations, "Only runs of this station; repeatable");
   command.text("--unit", options->units, "Only runs on this unit, one by one; repeatable");
-  command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
-                  textsOf(station::internal::kVerdictNames));
+  command.choice("--verdict", options->verdicts, "Only runs that ended so; repeatable",
+                 choicesOf<Verdict>(station::internal::kVerdictNames));
   command.text("--since", options->since, "Only runs that began at this time or later");
   command.text("--until", options->until,
                "Only runs that began up to the end of this day, minute or second");
-  std::map<std::string, size_t> groups;
-  for (size_t i = 0; i < kGroupFields.size(); ++i) groups.emplace(kGroupFields[i], i);
-  command.choice("--by", options->by, "Group the runs of a station by this", groups);
-  std::map<std::string, TableKind> tables;
-  for (size_t i = 0; i < kTableNames.size(); ++i) {
-    tables.emplace(kTableNames[i], static_cast<TableKind>(i));
-  }
-  Option table =
-      command.choice("--table", options->table, "Print only this table, all of it", tables);
+  command.choice("--by", options->by, "Group the runs of a station by this",
+                 choicesOf<size_t>(kGroupFields));
+  Option table = command.choice("--table", options->table, "Print only this table, all of it",
+                                choicesOf<TableKind>(kTableNames));
   command.file("--junit", options->junit,
                "Also write a JUnit report: a suite a run, a case a phase");
   command.file("--html", options->html, "Also write a page with yields, failures and histograms");

@@ -12,9 +12,9 @@ namespace {
 // that carry a meaning at least 3.
 constexpr char kStyle[] = R"(
 :root{color-scheme:light dark;--back:#fff;--text:#1a1d21;--faint:#555b63;--line:#c9ced6;
---soft:#eef0f2;--mark:#3b73a6;--limit:#c22;--bar:#c44}
+--soft:#eef0f2;--mark:#3b73a6;--limit:#c22}
 @media screen and (prefers-color-scheme:dark){:root{--back:#111418;--text:#e6e9ed;--faint:#a3abb5;
---line:#3a424c;--soft:#22272e;--mark:#6ab;--limit:#f77;--bar:#d66}}
+--line:#3a424c;--soft:#22272e;--mark:#6ab;--limit:#f77}}
 *{box-sizing:border-box}
 body{margin:0 auto;max-width:72rem;padding:1rem;background:var(--back);color:var(--text);
 font:16px/1.45 system-ui,sans-serif;overflow-wrap:anywhere}
@@ -39,7 +39,6 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide .long{overflow-wrap:anywhere;min-width:7rem}
 .wide thead .long{overflow-wrap:normal;white-space:normal}
 .wide .line{white-space:nowrap}.wide .reason{min-width:12rem}
-.bar{display:block;height:.25rem;background:var(--bar)}
 pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}
 .grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}
 .grid td,.grid th{text-align:center;padding:0;border:1px solid var(--back);font-weight:400}
@@ -57,7 +56,7 @@ figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20
 .chart rect,.chart circle{fill:var(--mark)}.chart polyline{fill:none;stroke:var(--mark)}
 .chart .spread{stroke:var(--mark)}.chart .limit{stroke:var(--limit);stroke-dasharray:4 2}
 @media print{:root{color-scheme:light}body{max-width:none;padding:0}.log{max-height:none;overflow:visible}
-pre{white-space:pre-wrap}.verdict,.grid td,.bar{-webkit-print-color-adjust:exact;print-color-adjust:exact}
+pre{white-space:pre-wrap}.verdict,.grid td{-webkit-print-color-adjust:exact;print-color-adjust:exact}
 tr,figure,.verdict,.grid{break-inside:avoid}h2,h3{break-after:avoid}}
 )";
 

@@ -1,9 +1,9 @@
-#include "tools/results/cells.h"
-
 #include <algorithm>
+#include <cmath>
 
 #include "platform/number.h"
 #include "platform/printable.h"
+#include "tools/results/results_output.h"
 
 namespace corvane::tools {
 namespace {
@@ -25,11 +25,53 @@ std::string csvText(const ordered_json& data) {
   return quoted + "\"";
 }
 
+std::string limitsText(std::optional<double> lower, std::optional<double> upper) {
+  if (lower && upper) return decimalText(*lower) + " to " + decimalText(*upper);
+  if (lower) return "at least " + decimalText(*lower);
+  return upper ? "at most " + decimalText(*upper) : "-";
+}
+
 }  // namespace
+
+std::string roundedText(std::optional<double> value) {
+  if (!value) return "-";
+  // Small numbers keep four digits.
+  const double size = std::abs(*value);
+  return roundedTo(*value, size < 1e9 && size > 0 ? std::min(size, 1.0) : 0);
+}
+
+std::string roundedTo(double value, double deviation) {
+  if (!(deviation > 0) || !std::isfinite(deviation)) return decimalText(value);
+  // Multiples of a power of ten that is at most a thousandth of the deviation. Powers above 1 are
+  // exact for longer than those below.
+  const double exponent = std::floor(std::log10(deviation)) - 3;
+  const double step = std::pow(10, std::abs(exponent));
+  const double rounded =
+      exponent < 0 ? std::round(value * step) / step : std::round(value / step) * step;
+  return decimalText(std::isfinite(rounded) ? rounded : value);
+}
+
+std::string meanText(const Moments& values) {
+  return values.count() == 0 ? "-" : roundedTo(values.mean(), values.deviation().value_or(0));
+}
+
+std::string limitsText(const MeasurementSummary& measurement) {
+  return measurement.hasVariousLimits ? "various"
+                                      : limitsText(measurement.lower, measurement.upper);
+}
+
+std::string valueText(const Measurement& measurement, const Names& names) {
+  if (measurement.isCheck) return measurement.text + ", expected " + measurement.expected;
+  std::string text = measurement.value ? decimalText(*measurement.value) : "not a number";
+  const std::string& unit = names.text(measurement.unitOfMeasure);
+  if (!unit.empty()) text.append(" ").append(unit);
+  const std::string limits = limitsText(measurement.lower, measurement.upper);
+  return limits == "-" ? text : text + " (" + limits + ")";
+}
 
 std::string Cell::text() const {
   if (!value.text.empty()) return value.text;
-  if (value.data.is_null()) return isNumber() ? "-" : "";
+  if (value.data.is_null()) return style == Style::kNumber ? "-" : "";
   return textOf(value.data);
 }
 

@@ -1,14 +1,10 @@
-#include "tools/results/charts.h"
-
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <utility>
-#include <vector>
 
 #include "platform/number.h"
 #include "tools/html/markup.h"
-#include "tools/results/summary_text.h"
+#include "tools/results/results_output.h"
 
 namespace corvane::tools {
 namespace {
@@ -27,25 +23,20 @@ std::string formatted(const char* format, Values... values) {
 }
 
 /// Where values lie on an axis, from 0 to 1 with a margin on both sides.
-class Axis {
- public:
+struct Axis {
   void cover(std::optional<double> value) {
     if (!value) return;
-    _first = std::min(_first, *value);
-    _last = std::max(_last, *value);
+    first = std::min(first, *value);
+    last = std::max(last, *value);
   }
   double placeOf(double value) const {
     // Halves, because the range of the largest numbers overflows.
-    const double range = _last / 2 - _first / 2;
+    const double range = last / 2 - first / 2;
     if (range == 0) return 0.5;
-    return 0.05 + 0.9 * std::clamp((value / 2 - _first / 2) / range, 0.0, 1.0);
+    return 0.05 + 0.9 * std::clamp((value / 2 - first / 2) / range, 0.0, 1.0);
   }
-  double first() const { return _first; }
-  double last() const { return _last; }
 
- private:
-  double _first = std::numeric_limits<double>::infinity();
-  double _last = -std::numeric_limits<double>::infinity();
+  double first = std::numeric_limits<double>::infinity(), last = -first;
 };
 
 std::string label(double x, double y, const char* anchor, const std::string& text) {
@@ -74,24 +65,20 @@ std::string limitsOf(const MeasurementSummary& measurement) {
 }
 
 std::string histogram(const MeasurementSummary& measurement, const std::string& title) {
-  const Statistics& values = measurement.statistics;
-  const Histogram& bins = values.histogram();
+  const Histogram& bins = measurement.histogram;
   const auto limits = {measurement.lower, measurement.upper};
-  Axis axis;
-  axis.cover(values.minimum());
-  axis.cover(values.maximum());
+  Axis axis{measurement.minimum, measurement.maximum};
   for (const auto& limit : limits) axis.cover(limit);
   const auto x = [&](double value) { return kWidth * axis.placeOf(value); };
   const auto most = static_cast<double>(*std::ranges::max_element(bins.counts()));
   std::string content = "<path fill=\"var(--mark)\" d=\"";
   for (size_t bin = 0; bin < Histogram::kBins; ++bin) {
     if (bins.counts()[bin] == 0) continue;
-    const double left = x(std::max(bins.begin(bin), axis.first()));
-    const double right = x(std::min(bins.begin(bin + 1), axis.last()));
+    const double left = x(bins.begin(bin));
     const double height =
         std::max((kHeight - kTop) * static_cast<double>(bins.counts()[bin]) / most, 1.0);
     content += formatted("M%.1f %gv-%.1fh%.1fv%.1fz", left, kHeight, height,
-                         std::max(right - left, 2.0), height);
+                         std::max(x(bins.begin(bin + 1)) - left, 2.0), height);
   }
   content += "\"/>";
   for (const auto& limit : limits) {
@@ -101,9 +88,9 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
         line("limit", x(*limit), 0, x(*limit), kHeight) +
         label(x(*limit) + (isRight ? -3 : 3), 10, isRight ? "end" : "start", decimalText(*limit));
   }
-  const double range = axis.last() - axis.first();
+  const double range = axis.last - axis.first;
   return chart("Histogram of " + title + ", " + limitsOf(measurement), content,
-               roundedTo(axis.first(), range), roundedTo(axis.last(), range));
+               roundedTo(axis.first, range), roundedTo(axis.last, range));
 }
 
 struct Point {
@@ -120,7 +107,8 @@ struct Mark {
 /// Returns the points as a line, with one deviation to both sides. `name` ends with the span.
 std::string overTime(std::string name, const std::vector<Point>& points,
                      const std::vector<Mark>& marks, int64_t spanHours) {
-  const int64_t first = points.front().span, last = points.back().span;
+  const int64_t first = points.front().span;
+  const auto spans = static_cast<double>(std::max<int64_t>(points.back().span - first, 1));
   Axis axis;
   for (const Mark& mark : marks) axis.cover(mark.value);
   for (const Point& point : points) {
@@ -130,10 +118,7 @@ std::string overTime(std::string name, const std::vector<Point>& points,
   const auto y = [&](double value) { return kHeight * (1 - axis.placeOf(value)); };
   std::string spread = "<path class=\"spread\" d=\"", values = "<polyline points=\"";
   for (const Point& point : points) {
-    const double part =
-        first == last ? 0.5
-                      : static_cast<double>(point.span - first) / static_cast<double>(last - first);
-    const double x = kWidth * (0.03 + 0.94 * part);
+    const double x = kWidth * (0.03 + 0.94 * static_cast<double>(point.span - first) / spans);
     spread += formatted("M%.1f %.1fV%.1f", x, y(point.value - point.deviation),
                         y(point.value + point.deviation));
     values += formatted("%.1f,%.1f ", x, y(point.value));
@@ -147,19 +132,18 @@ std::string overTime(std::string name, const std::vector<Point>& points,
     const std::string time = wallTimeText(span * spanHours);
     return spanHours == 1 ? time.substr(5) : time.substr(0, 10);
   };
-  name += spanHours == 1     ? "hour"
-          : spanHours == 24  ? "day"
-          : spanHours == 168 ? "week"
-                             : std::to_string(spanHours / 168) + " weeks";
-  return chart(name, content, timeOf(first), timeOf(last));
+  name += spanHours == 1    ? "hour"
+          : spanHours == 24 ? "day"
+                            : std::to_string(spanHours / 24) + " days";
+  return chart(name, content, timeOf(first), timeOf(points.back().span));
 }
 
 std::string meansOverTime(const MeasurementSummary& measurement, const std::string& title,
                           int64_t spanHours) {
   std::vector<Point> points;
-  for (const auto& [span, values] : measurement.times) {
-    if (values.moments.count() == 0) continue;
-    points.push_back({span, values.moments.mean(), values.moments.deviation().value_or(0)});
+  for (const auto& [span, time] : measurement.times) {
+    if (time.values.count() == 0) continue;
+    points.push_back({span, time.values.mean(), time.values.deviation().value_or(0)});
   }
   if (points.size() < 2) return "";
   std::vector<Mark> limits;
@@ -169,10 +153,11 @@ std::string meansOverTime(const MeasurementSummary& measurement, const std::stri
   return overTime("Mean and deviation of " + title + " by ", points, limits, spanHours);
 }
 
+/// Returns the figure; an empty `id` is none.
 std::string figure(const std::string& id, const std::string& content,
                    const std::vector<std::string>& captions) {
-  std::string html = "<figure" + (id.empty() ? "" : " id=\"" + markupText(id) + "\"") + ">" +
-                     content + "<figcaption>";
+  std::string html = id.empty() ? "<figure>" : "<figure id=\"" + id + "\">";
+  html += content + "<figcaption>";
   for (const std::string& caption : captions) html += "<div>" + markupText(caption) + "</div>";
   return html + "</figcaption></figure>\n";
 }
@@ -181,29 +166,28 @@ std::string figure(const std::string& id, const std::string& content,
 
 std::string measurementChart(const MeasurementSummary& measurement, const std::string& id,
                              const std::string& title, int64_t spanHours) {
-  const Statistics& values = measurement.statistics;
+  const Moments& values = measurement.values;
   const double deviation = values.deviation().value_or(0);
   std::string content = histogram(measurement, title);
   if (measurement.outside > 0) content += meansOverTime(measurement, title, spanHours);
   return figure(
       id, content,
       {title,
-       std::to_string(values.count()) + " values, " + roundedTo(values.minimum(), deviation) +
-           " to " + roundedTo(values.maximum(), deviation) + ", mean " +
-           meanText(values.moments()) + ", deviation " + roundedText(values.deviation()),
+       std::to_string(values.count()) + " values, " + roundedTo(measurement.minimum, deviation) +
+           " to " + roundedTo(measurement.maximum, deviation) + ", mean " + meanText(values) +
+           ", deviation " + roundedText(values.deviation()),
        limitsOf(measurement) + ", outside " + std::to_string(measurement.outside)});
 }
 
-std::string yieldChart(const std::map<int64_t, YieldTime>& times, const std::string& title,
+std::string yieldChart(const std::map<int64_t, Yield>& times, const std::string& title,
                        int64_t spanHours) {
   std::vector<Point> points;
   for (const auto& [span, time] : times) {
     points.push_back({span, static_cast<double>(time.passed) / static_cast<double>(time.runs), 0});
   }
   const std::string name = title + ": runs that passed";
-  return figure(
-      "", overTime(name + ", by ", points, {{"axis", 0, "0 %"}, {"axis", 1, "100 %"}}, spanHours),
-      {name});
+  const std::vector<Mark> marks = {{"axis", 0, "0 %"}, {"axis", 1, "100 %"}};
+  return figure("", overTime(name + ", by ", points, marks, spanHours), {name});
 }
 
 }  // namespace corvane::tools

@@ -1,5 +1,3 @@
-#include "tools/results/junit_writer.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -11,7 +9,7 @@
 #include "tools/command_error.h"
 #include "tools/files.h"
 #include "tools/html/markup.h"
-#include "tools/results/summary_text.h"
+#include "tools/results/results_output.h"
 
 namespace corvane::tools {
 namespace {
@@ -118,7 +116,7 @@ void JunitWriter::add(const Run& run, const Names& names) {
     }
     xml += "</testcase>\n";
   }
-  const std::string& host = names.text(run.field(RunField::kHost));
+  const std::string& host = names.text(run.fields[0]);
   write("<testsuite" + attribute("name", nameOfRun(run, names)) +
         attribute("timestamp", junitTime(run.timeText)) +
         attribute("hostname", host.empty() ? "unknown" : host) +

@@ -1,12 +1,12 @@
 #include <algorithm>
-#include <cstdio>
 #include <unordered_map>
 
+#include "platform/printable.h"
+#include "platform/time_text.h"
 #include "tools/html/markup.h"
 #include "tools/html/page.h"
-#include "tools/results/charts.h"
-#include "tools/results/summary_tables.h"
-#include "tools/results/summary_text.h"
+#include "tools/results/results_output.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -15,13 +15,7 @@ constexpr size_t kMaxCharts = 100;
 constexpr size_t kMaxRows = 500;
 
 /// Returns the text, or its beginning when it is long. A page has hundreds of them.
-std::string shortText(const std::string& text) {
-  constexpr size_t kMaxBytes = 120;
-  if (text.size() <= kMaxBytes) return text;
-  size_t end = kMaxBytes;
-  while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0) == 0x80) --end;
-  return text.substr(0, end) + "\u2026";
-}
+std::string shortText(const std::string& text) { return shortened(printable(text), 120); }
 
 std::string paragraph(const std::string& text) { return "<p>" + markupText(text) + "</p>\n"; }
 
@@ -30,42 +24,38 @@ std::string more(uint64_t count) {
 }
 
 const char* classOf(Style style) {
-  constexpr std::array kClasses = {"long", "long", "reason", "line", "code", "number", "number"};
+  constexpr std::array kClasses = {"long", "long", "reason", "line", "number"};
   return kClasses[static_cast<size_t>(style)];
 }
 
-double shareOf(const Cell& cell) {
-  const auto* const share = cell.value.data.get_ptr<const double*>();
-  return cell.style == Style::kShare && share ? *share : 0;
-}
-
-Html bar(double part, double whole) {
-  char text[64];
-  std::snprintf(text, sizeof text, "<span class=\"bar\" style=\"width:%.1f%%\"></span>",
-                whole > 0 ? 100 * part / whole : 0);
-  return Html::raw(text);
+/// Returns what the row is about.
+std::string placeOf(const TableRow& row) {
+  std::string place;
+  for (const Cell& cell : row.cells) {
+    const std::string text = cell.style == Style::kPlace ? shortText(cell.text()) : "";
+    if (!text.empty()) place += (place.empty() ? "" : " / ") + text;
+  }
+  return place;
 }
 
 /// The sections of the page. Links lead from what fails to its chart and its runs.
 class Page {
  public:
   explicit Page(const Results& results) : _results(results) {
-    for (const auto& [station, each] : results.summary.measurements()) {
-      if (results.summary.groupBy() || each->statistics.count() == 0) continue;
-      if (++_charts > kMaxCharts) continue;
+    if (results.summary.groupBy) return;
+    for (const TableRow& row : tableOf(TableKind::kMeasurements, results).rows) {
+      if (row.measurement->values.count() == 0 || ++_charts > kMaxCharts) continue;
       const std::string id = "chart-" + std::to_string(_charts);
-      _chartOf.emplace(each, id);
-      const std::string title =
-          shortText(_results.names.text(station->name())) + " / " +
-          shortText(_results.names.text(each->phase) + " / " + nameText(*each, _results.names));
-      _chartsHtml += measurementChart(*each, id, title, results.summary.spanHours());
+      _chartOf.emplace(row.measurement, id);
+      _chartsHtml +=
+          measurementChart(*row.measurement, id, placeOf(row), results.summary.spanHours);
     }
   }
 
   /// Returns the table with its heading; `ifEmpty` in its place when it has no rows.
   std::string section(TableKind kind, const std::string& ifEmpty = "") const {
     const SummaryTable table = tableOf(kind, _results);
-    const std::string heading = "<h2>" + markupText(titleOf(kind)) + "</h2>\n";
+    const std::string heading = "<h2>" + markupText(table.title) + "</h2>\n";
     if (!table.rows.empty()) return heading + htmlOf(kind, table);
     return ifEmpty.empty() ? "" : heading + paragraph(ifEmpty);
   }
@@ -76,12 +66,12 @@ class Page {
 
   /// Returns the charts of the yields over time, or with groups a table.
   std::string times() const {
-    if (_results.summary.groupBy()) return section(TableKind::kTimes);
+    if (_results.summary.groupBy) return section(TableKind::kTimes);
     std::string html;
-    for (const StationSummary& station : _results.summary.stations()) {
-      if (!_results.source.hasYields || station.times().size() < 2) continue;
-      html += yieldChart(station.times(), shortText(_results.names.text(station.name())),
-                         _results.summary.spanHours());
+    for (const StationSummary& station : _results.summary.stations) {
+      if (!_results.source.hasYields || station.times.size() < 2) continue;
+      html += yieldChart(station.times, shortText(_results.names.text(station.name)),
+                         _results.summary.spanHours);
     }
     return html.empty() ? "" : "<h2>Yields over time</h2>\n" + html;
   }
@@ -99,11 +89,12 @@ class Page {
         {{"Files read", std::to_string(source.files)}},
         {{"Runs chosen by",
           source.filters.empty() ? "nothing: all of them" : joined(source.filters)}}};
-    if (const auto period = _results.summary.period()) {
-      WallClock clock;
-      rows.push_back({{"First run", wallTimeText(clock.hourAt(period->first))}});
-      rows.push_back({{"Last run", wallTimeText(clock.hourAt(period->second))}});
-    }
+    const auto addTime = [&](const char* what, int64_t time) {
+      if (_results.summary.runs == 0) return;
+      rows.push_back({{what, localTimeText(time / 1000).value_or("(no time)")}});
+    };
+    addTime("First run", _results.summary.firstTime);
+    addTime("Last run", _results.summary.lastTime);
     for (const auto& [text, count] : leftOut(source)) {
       rows.push_back({{text, std::to_string(count)}});
     }
@@ -126,36 +117,26 @@ class Page {
       titles.emplace_back("Newest units");
       classes.emplace_back(classOf(Style::kLine));
     }
-    double mostShare = 0;
-    for (const TableRow& row : table.rows) {
-      for (const Cell& cell : row.cells) mostShare = std::max(mostShare, shareOf(cell));
-    }
     const size_t count = std::min(kMaxRows, table.rows.size());
     std::vector<HtmlRow> rows;
     for (size_t i = 0; i < count; ++i) {
-      rows.push_back(rowOf(table.rows[i], mostShare));
+      rows.push_back(rowOf(table.rows[i]));
       if (kind == TableKind::kFailures) rows.back().cells.push_back(unitsOf(table.rows[i]));
     }
-    return htmlTable(titleOf(kind), titles, rows, classes) +
+    return htmlTable(table.title, titles, rows, classes) +
            more(table.rows.size() - count + table.left);
   }
 
   /// Returns the row, with what it is about in one cell.
-  HtmlRow rowOf(const TableRow& row, double mostShare) const {
-    std::string place;
-    HtmlRow html{{Html()}, row.run.empty() ? "" : "run-" + row.run};
-    for (const Cell& cell : row.cells) {
-      if (cell.title.empty()) continue;
-      const std::string text = shortText(cell.text());
-      if (cell.style == Style::kPlace) {
-        place += (place.empty() || text.empty() ? "" : " / ") + text;
-      } else {
-        html.cells.emplace_back(text);
-        if (cell.style == Style::kShare) html.cells.back() += bar(shareOf(cell), mostShare);
-      }
-    }
+  HtmlRow rowOf(const TableRow& row) const {
+    const std::string place = placeOf(row);
     const auto chart = _chartOf.find(row.measurement);
-    html.cells[0] = chart == _chartOf.end() ? Html(place) : linkTo(chart->second, place);
+    HtmlRow html{{chart == _chartOf.end() ? Html(place) : linkTo(chart->second, place)},
+                 row.run.empty() ? "" : "run-" + row.run};
+    for (const Cell& cell : row.cells) {
+      if (cell.title.empty() || cell.style == Style::kPlace) continue;
+      html.cells.emplace_back(shortText(cell.text()));
+    }
     return html;
   }
 
@@ -163,7 +144,7 @@ class Page {
     Html links;
     for (const FailedRun* run : row.failed) {
       links +=
-          linkTo("run-" + run->run, run->unit.empty() ? "(unidentified)" : shortText(run->unit));
+          linkTo("run-" + run->id, run->unit.empty() ? "(unidentified)" : shortText(run->unit));
       links += " ";
     }
     return links;

@@ -4,8 +4,7 @@
 #include <random>
 
 #include "testing/tool_run.h"
-#include "tools/results/statistics.h"
-#include "tools/results/summary_text.h"
+#include "tools/results/results_output.h"
 
 namespace corvane::tools {
 namespace {
@@ -18,6 +17,16 @@ using corvane::testing::splitLines;
 using corvane::testing::writeText;
 using nlohmann::json;
 using ::testing::IsSubstring;
+
+MeasurementSummary summaryOf(const std::vector<double>& values) {
+  MeasurementSummary summary;
+  Measurement measurement;
+  for (const double value : values) {
+    measurement.value = value;
+    summary.add(measurement, {});
+  }
+  return summary;
+}
 
 TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
   const struct {
@@ -34,13 +43,13 @@ TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
                {{-9e307, 9e307, 0}, 0, 9e307, 3, "0"},
                {{3.3}, 3.3, {}, 1, "3.3"}};
   for (const auto& [values, mean, deviation, bins, shown] : cases) {
-    Statistics statistics;
-    for (const double value : values) statistics.add(value);
-    EXPECT_EQ(meanText(statistics.moments()), shown);
-    EXPECT_NEAR(statistics.mean(), mean, 1e-9 * deviation.value_or(0)) << values[0];
-    ASSERT_EQ(statistics.deviation().has_value(), deviation.has_value()) << values[0];
-    EXPECT_NEAR(statistics.deviation().value_or(1) / deviation.value_or(1), 1, 1e-9) << values[0];
-    const auto& counts = statistics.histogram().counts();
+    const MeasurementSummary summary = summaryOf(values);
+    const std::optional<double> computed = summary.values.deviation();
+    EXPECT_EQ(meanText(summary.values), shown);
+    EXPECT_NEAR(summary.values.mean(), mean, 1e-9 * deviation.value_or(0)) << values[0];
+    ASSERT_EQ(computed.has_value(), deviation.has_value()) << values[0];
+    EXPECT_NEAR(computed.value_or(1) / deviation.value_or(1), 1, 1e-9) << values[0];
+    const auto& counts = summary.histogram.counts();
     EXPECT_EQ(Histogram::kBins - static_cast<size_t>(std::ranges::count(counts, 0u)), bins)
         << values[0];
   }
@@ -49,21 +58,19 @@ TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
 TEST(StatisticsTest, BinsHoldTheirValues) {
   std::mt19937 random(7);
   for (const double scale : {1e-9, 1.0, 1e12, 1e300}) {
-    Statistics statistics;
     std::vector<double> values;
     for (size_t i = 0; i < 2000; ++i) {
       values.push_back(std::normal_distribution(i == 0 ? 5.0 : 900.0, 2.0)(random) * scale);
-      statistics.add(values.back());
     }
-    const Histogram& histogram = statistics.histogram();
+    const MeasurementSummary summary = summaryOf(values);
+    const Histogram& histogram = summary.histogram;
     for (size_t bin = 0; bin < Histogram::kBins; ++bin) {
       const auto isInside = [&](double value) {
         return value >= histogram.begin(bin) && value < histogram.begin(bin + 1);
       };
       EXPECT_EQ(histogram.counts()[bin], std::ranges::count_if(values, isInside)) << bin;
     }
-    EXPECT_LT(histogram.begin(1) - histogram.begin(0),
-              (statistics.maximum() - statistics.minimum()) / 30);
+    EXPECT_LT(histogram.begin(1) - histogram.begin(0), (summary.maximum - summary.minimum) / 30);
   }
 }
 

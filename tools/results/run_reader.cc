@@ -3,370 +3,416 @@
 #include <simdjson.h>
 
 #include <algorithm>
-#include <functional>
-#include <utility>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <list>
+#include <set>
+#include <variant>
 
+#include "platform/printable.h"
+#include "platform/scoped_file.h"
 #include "platform/time_text.h"
+#include "tools/command_error.h"
+#include "tools/files.h"
 
 namespace corvane::tools {
 namespace {
 
+namespace fs = std::filesystem;
 namespace json = simdjson::ondemand;
 namespace field = station::line_field;
 namespace type = station::line_type;
+using simdjson::error_code;
 
-static_assert(LineSource::kPadding >= simdjson::SIMDJSON_PADDING);
+/// Bytes that the parser may read after a line.
+constexpr size_t kPadding = simdjson::SIMDJSON_PADDING;
+/// A longer line is damaged; no more than a few of them are in memory.
+constexpr size_t kMaxLine = size_t{1} << 20;
+constexpr uint64_t kMaxDamagesShown = 20;
 
-/// Returns 61 bits that tell the id from others; the lowest three are 0.
-uint64_t keyOf(std::string_view id) { return std::hash<std::string_view>()(id) & ~uint64_t{7}; }
+uint64_t hashOf(std::string_view text) { return std::hash<std::string_view>()(text); }
 
 std::string anotherEnd(Verdict verdict) {
   return "is another end of its run, which ended as " + std::string(nameOf(verdict));
 }
 
-}  // namespace
-
-size_t EndedRuns::placeOf(uint64_t key) const {
-  size_t place = key >> 3 & (_slots.size() - 1);
-  while (_slots[place] != 0 && (_slots[place] & ~uint64_t{7}) != key) {
-    place = (place + 1) & (_slots.size() - 1);
-  }
-  return place;
-}
-
-void EndedRuns::add(std::string_view id, Verdict verdict) {
-  if (++_count * 4 > _slots.size() * 3) {
-    std::vector<uint64_t> old(_slots.size() * 2);
-    old.swap(_slots);
-    for (const uint64_t slot : old) {
-      if (slot != 0) _slots[placeOf(slot & ~uint64_t{7})] = slot;
+/// Calls `take` with each line, its number from 1, whether it has a line feed, and whether its
+/// beginning was left out because the line is too long. Throws CommandError.
+template <typename Take>
+void readLines(const std::string& path, const Take& take) {
+  const ScopedFile file = openFile(path);
+  std::vector<char> buffer(4 * kMaxLine + kPadding);
+  size_t kept = 0;
+  uint64_t number = 0;
+  bool isCut = false;
+  const auto read = [&] {
+    return std::fread(&buffer[kept], 1, buffer.size() - kPadding - kept, file.get());
+  };
+  for (size_t count; (count = read()) > 0;) {
+    std::string_view rest(buffer.data(), kept + count);
+    // A file can begin with U+FEFF, which is not a part of its first line.
+    if (number == 0 && !isCut && rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);
+    for (size_t feed; (feed = rest.find('\n')) != std::string_view::npos;) {
+      take(rest.substr(0, feed), ++number, true, std::exchange(isCut, false));
+      rest.remove_prefix(feed + 1);
     }
+    isCut |= rest.size() > kMaxLine;
+    kept = isCut ? 0 : rest.size();
+    std::memmove(buffer.data(), rest.data(), kept);
   }
-  const uint64_t key = keyOf(id);
-  _slots[placeOf(key)] = key | (static_cast<uint64_t>(verdict) + 1);
-}
-
-std::optional<Verdict> EndedRuns::verdictOf(std::string_view id) const {
-  static_assert(kVerdicts <= 7);
-  const uint64_t slot = _slots[placeOf(keyOf(id))];
-  if (slot == 0) return {};
-  return static_cast<Verdict>((slot & 7) - 1);
+  if (std::ferror(file.get())) throw CommandError(kUsage, path + ": " + std::strerror(errno));
+  if (kept > 0 || isCut) take(std::string_view(buffer.data(), kept), ++number, false, isCut);
 }
 
 /// The fields of a line, as far as they matter; texts are valid until the next line.
-struct RunReader::LineFields {
+struct Line {
   std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason, check, text,
       expected, verdictName;
   std::array<std::string_view, kRunFieldNames.size()> fields;
   std::optional<double> value, lower, upper;
-  Verdict verdict = Verdict::kUnfinished;  ///< Of a phase or an end.
   double seconds = 0;
-  uint64_t schema = 0, count = 0, attempt = 0;
-  uint64_t hash = 0;  ///< Of the line's text.
+  uint64_t schema = 0, count = 0, attempt = 0, hash = 0;
   bool isInside = false;
+  Verdict verdict = Verdict::kUnfinished;
 };
 
-class RunReader::Parser : public LineFields {
+class LineParser {
  public:
-  /// Returns what is wrong with the line, or an empty text.
-  std::string parse(const LineSource::Line& given) {
-    if (given.isCut) return "is longer than 1 MiB";
-    const std::string_view line = given.text;
-    static_cast<LineFields&>(*this) = {};
-    hash = std::hash<std::string_view>()(line);
-    if (line.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
-    json::document document;
-    const auto syntaxError =
-        _parser.iterate(line.data(), line.size(), line.size() + LineSource::kPadding).get(document);
-    const auto error = syntaxError ? syntaxError : parseObject(document);
-    // A cut leaves no value of another type.
-    const bool isRead = !error || error == simdjson::INCORRECT_TYPE;
-    if (!isRead && !given.isEnded) return "is cut: it has no end";
-    if (error) {
-      return std::string(syntaxError ? "is not JSON: " : "is not an object of results: ") +
-             simdjson::error_message(error);
+  const Line& line() const { return _line; }
+
+  /// Parses a text that has padding after it. Returns what is wrong with it, or an empty text.
+  std::string parse(std::string_view text, bool isEnded) {
+    _line = {};
+    _line.hash = hashOf(text);
+    if (text.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
+    if (const error_code error = parseText(text)) {
+      return (isEnded ? "is not a result: " : "is cut, or not a result: ") +
+             std::string(simdjson::error_message(error));
     }
-    if (schema > station::kResultsSchema) {
-      return "has schema " + std::to_string(schema) + ", which is newer";
+    if (_line.schema > station::kResultsSchema) {
+      return "has schema " + std::to_string(_line.schema) + ", which is newer";
     }
-    if (schema == 0 || type.empty() || run.empty() || station.empty()) {
+    if (_line.schema == 0 || _line.type.empty() || _line.run.empty() || _line.station.empty()) {
       return "lacks the schema, the type, the run or the station";
     }
-    if (type == type::kPhase || type == type::kEnd) {
-      const std::optional<Verdict> known = station::verdictNamed(verdictName);
+    if (_line.type == type::kPhase || _line.type == type::kEnd) {
+      const std::optional<Verdict> known = station::verdictNamed(_line.verdictName);
       if (!known) return "has no verdict, or one that is not known";
-      verdict = *known;
+      _line.verdict = *known;
     }
     return {};
   }
 
  private:
-  simdjson::error_code parseObject(json::document& document) {
+  struct Field;
+  using Fields = std::vector<Field>;
+  struct Field {
+    std::string_view name;
+    /// Where its value belongs; that of an object to the places of its own fields.
+    std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*,
+                 const Fields*>
+        place;
+  };
+
+  error_code parseText(std::string_view text) {
+    json::document document;
     json::object object;
+    const size_t capacity = text.size() + kPadding;
+    if (const auto error = _parser.iterate(text.data(), text.size(), capacity).get(document)) {
+      return error;
+    }
     if (const auto error = document.get_object().get(object)) return error;
-    if (const auto error = parseFields(object, &Parser::takeField)) return error;
+    if (const auto error = parseFields(object, _fields)) return error;
     // Text after the object makes the line damaged too, such as a second line that ran into it.
     const bool isAtEnd = document.current_location().error() == simdjson::OUT_OF_BOUNDS;
     return isAtEnd ? simdjson::SUCCESS : simdjson::TRAILING_CONTENT;
   }
 
-  using TakeField = simdjson::error_code (Parser::*)(json::raw_json_string key, json::value& held);
-  simdjson::error_code parseFields(json::object& object, TakeField take) {
+  static error_code parseFields(json::object& object, const Fields& fields) {
     for (auto each : object) {
       json::raw_json_string key;
-      json::value held;
+      json::value value;
       if (const auto error = each.key().get(key)) return error;
-      if (const auto error = each.value().get(held)) return error;
-      if (const auto error = (this->*take)(key, held)) return error;
+      if (const auto error = each.value().get(value)) return error;
+      const auto field = std::ranges::find_if(fields, [&](const Field& known) {
+        return key.raw()[0] == known.name[0] && key == known.name;
+      });
+      if (field == fields.end()) continue;
+      bool isNull = false;
+      if (value.is_null().get(isNull) == simdjson::SUCCESS && isNull) continue;
+      const auto take = [&](auto* place) { return parseValue(value, *place); };
+      if (const auto error = std::visit(take, field->place)) return error;
     }
     return simdjson::SUCCESS;
   }
-
-  simdjson::error_code takeField(json::raw_json_string key, json::value& held) {
-    for (const auto& [name, place] : kTexts) {
-      if (key.raw()[0] == name[0] && key == name) return takeText(held, this->*place);
-    }
-    for (const auto& [name, place] : kNumbers) {
-      if (key == name)
-        return isNull(held) ? simdjson::SUCCESS : held.get_double().get((this->*place).emplace());
-    }
-    for (size_t i = 0; i < kFields.size(); ++i) {
-      if (key == kFields[i]) return takeText(held, fields[i]);
-    }
-    if (key == field::kSeconds) return held.get_double().get(seconds);
-    if (key == field::kSchema) return held.get_uint64().get(schema);
-    if (key == field::kCount || key == field::kAttempt) {
-      uint64_t& number = key == field::kCount ? count : attempt;
-      return isNull(held) ? simdjson::SUCCESS : held.get_uint64().get(number);
-    }
-    if (key == field::kInside) return held.get_bool().get(isInside);
-    if (key == field::kFacts) {
-      json::object facts;
-      if (const auto error = held.get_object().get(facts)) return error;
-      return parseFields(facts, &Parser::takeFact);
-    }
-    return simdjson::SUCCESS;  // Skipped with the next field.
+  static error_code parseValue(json::value& value, auto& place) { return value.get(place); }
+  static error_code parseValue(json::value& value, std::optional<double>& place) {
+    return value.get(place.emplace());
   }
-
-  simdjson::error_code takeFact(json::raw_json_string key, json::value& held) {
-    for (const RunField fact : {RunField::kModel, RunField::kBuild}) {
-      const auto at = static_cast<size_t>(fact);
-      if (key == kRunFieldNames[at].data()) return takeText(held, fields[at]);
-    }
-    return simdjson::SUCCESS;
-  }
-
-  static simdjson::error_code takeText(json::value& held, std::string_view& place) {
-    return isNull(held) ? simdjson::SUCCESS : held.get_string().get(place);
-  }
-
-  static bool isNull(json::value& held) {
-    bool isIt = false;
-    return held.is_null().get(isIt) == simdjson::SUCCESS && isIt;
+  static error_code parseValue(json::value& value, const Fields& fields) {
+    json::object object;
+    const auto error = value.get_object().get(object);
+    return error ? error : parseFields(object, fields);
   }
 
   json::parser _parser;
-
-  static constexpr std::pair<const char*, std::string_view Parser::*> kTexts[] = {
-      {field::kType, &Parser::type},
-      {field::kTime, &Parser::time},
-      {field::kRun, &Parser::run},
-      {field::kStation, &Parser::station},
-      {field::kUnit, &Parser::unit},
-      {field::kPhase, &Parser::phase},
-      {field::kName, &Parser::name},
-      {field::kVerdict, &Parser::verdictName},
-      {field::kUnitOfMeasure, &Parser::unitOfMeasure},
-      {field::kReason, &Parser::reason},
-      {field::kCheck, &Parser::check},
-      {field::kText, &Parser::text},
-      {field::kExpected, &Parser::expected}};
-  static constexpr std::pair<const char*, std::optional<double> Parser::*> kNumbers[] = {
-      {field::kValue, &Parser::value},
-      {field::kLower, &Parser::lower},
-      {field::kUpper, &Parser::upper}};
-  /// As `fields` has them, those of RunField that are not facts.
-  static constexpr std::array kFields = {field::kHost, field::kFixture, field::kOperator,
-                                         field::kProgram};
+  Line _line;
+  const Fields _facts = {{kRunFieldNames[4], &_line.fields[4]},
+                         {kRunFieldNames[5], &_line.fields[5]}};
+  const Fields _fields = {{field::kType, &_line.type},
+                          {field::kTime, &_line.time},
+                          {field::kRun, &_line.run},
+                          {field::kStation, &_line.station},
+                          {field::kUnit, &_line.unit},
+                          {field::kPhase, &_line.phase},
+                          {field::kName, &_line.name},
+                          {field::kSchema, &_line.schema},
+                          {field::kValue, &_line.value},
+                          {field::kLower, &_line.lower},
+                          {field::kUpper, &_line.upper},
+                          {field::kInside, &_line.isInside},
+                          {field::kUnitOfMeasure, &_line.unitOfMeasure},
+                          {field::kVerdict, &_line.verdictName},
+                          {field::kSeconds, &_line.seconds},
+                          {field::kReason, &_line.reason},
+                          {field::kCount, &_line.count},
+                          {field::kAttempt, &_line.attempt},
+                          {field::kCheck, &_line.check},
+                          {field::kText, &_line.text},
+                          {field::kExpected, &_line.expected},
+                          {field::kHost, &_line.fields[0]},
+                          {field::kFixture, &_line.fields[1]},
+                          {field::kOperator, &_line.fields[2]},
+                          {field::kProgram, &_line.fields[3]},
+                          {field::kFacts, &_facts}};
 };
 
-RunReader::RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage)
-    : _names(names),
-      _takeRun(std::move(takeRun)),
-      _takeDamage(std::move(takeDamage)),
-      _parser(std::make_unique<Parser>()) {}
+/// Assembles runs from their lines. Of a run that has ended only its verdict is kept.
+class RunReader {
+ public:
+  RunReader(Names& names, ResultsSource& source, const std::function<void(const Run&)>& take)
+      : _names(names), _source(source), _take(take) {}
 
-RunReader::~RunReader() = default;
-
-void RunReader::read(const std::string& path) {
-  ++_file;
-  LineSource source(path);
-  LineSource::Line line;
-  while (source.next(line)) {
-    std::string fault = _parser->parse(line);
-    if (fault.empty()) fault = takeLine(*_parser);
-    if (!fault.empty()) _takeDamage(path, line.number, fault);
-  }
-  // Runs whose end was read before their beginning; both halves are here now.
-  for (auto run = _open.begin(); run != _open.end();) {
-    const auto next = std::next(run);
-    if (run->hasBegin && run->hasEnd) take(run);
-    run = next;
-  }
-}
-
-void RunReader::finish() {
-  while (!_open.empty()) take(_open.begin());
-}
-
-std::string RunReader::takeLine(const Parser& line) {
-  OpenRun* found = find(line.run);
-  if (!found) {
-    if (const std::optional<Verdict> verdict = _ended.verdictOf(line.run)) {
-      if (line.type == type::kEnd && line.verdict != *verdict) return anotherEnd(*verdict);
-      ++_repeatedLines;
-      return {};
+  void read(const std::string& path) {
+    ++_file;
+    readLines(path, [&](std::string_view text, uint64_t number, bool isEnded, bool isCut) {
+      const bool isLong = isCut || text.size() > kMaxLine;
+      std::string fault = isLong ? "is longer than 1 MiB" : _parser.parse(text, isEnded);
+      if (fault.empty()) fault = takeLine(_parser.line());
+      if (fault.empty() || ++_source.damagedLines > kMaxDamagesShown) return;
+      std::cerr << printable(path) << ":" << number << ": the line " << fault << "\n";
+    });
+    // Runs whose end was read before their beginning; both halves are here now.
+    for (auto run = _open.begin(); run != _open.end();) {
+      const auto next = std::next(run);
+      if (run->hasBegin && run->hasEnd) finish(run);
+      run = next;
     }
   }
-  // Parsing the times of all lines would take too long.
-  const bool isBegunAgain = found && found->hasBegin && line.type == type::kBegin;
-  if (!found || found->file != _file || isBegunAgain) {
-    const std::optional<TimeSpan> time = parseTime(line.time);
-    if (!time) return "has no time, or one that is not ISO 8601";
-    found = found ? continueRun(*found, line, time->begin) : openRun(line, time->begin);
+
+  /// Takes the runs that have no end.
+  void finish() {
+    while (!_open.empty()) finish(_open.begin());
   }
-  OpenRun& run = *found;
-  if (isRepeated(run, line)) {
-    ++_repeatedLines;
-    return {};
+
+ private:
+  struct OpenRun : Run {
+    bool hasBegin = false, hasEnd = false;
+    uint64_t file = 0;  ///< The number of the file that its last line is from.
+    /// Hashes of its lines; the first `earlier` of them, sorted, are from earlier files.
+    std::vector<uint64_t> lines;
+    size_t earlier = 0;
+  };
+  using OpenRuns = std::list<OpenRun>;
+
+  /// Returns what is wrong with the line, or an empty text.
+  std::string takeLine(const Line& line) {
+    OpenRun* run = find(line.run);
+    if (const auto ended = _ended.find(hashOf(line.run)); !run && ended != _ended.end()) {
+      const bool isOther = line.type == type::kEnd && line.verdict != ended->second;
+      if (isOther) return anotherEnd(ended->second);
+      ++_source.repeatedLines;
+      return {};
+    }
+    // Parsing the times of all lines would take too long.
+    if (!run || run->file != _file || (run->hasBegin && line.type == type::kBegin)) {
+      const std::optional<TimeSpan> time = parseTime(line.time);
+      if (!time) return "has no time, or one that is not ISO 8601";
+      if (!run) run = &open(line);
+      goOn(*run, line, time->begin);
+    }
+    const auto earlier = run->lines.begin() + static_cast<std::ptrdiff_t>(run->earlier);
+    if (std::binary_search(run->lines.begin(), earlier, line.hash)) {
+      ++_source.repeatedLines;
+      return {};
+    }
+    run->lines.push_back(line.hash);
+    return add(*run, line);
   }
-  if (line.count != 0) run.count = static_cast<uint32_t>(line.count);
-  if (line.type == type::kMeasurement) {
-    takeMeasurement(run, line);
-  } else if (line.type == type::kBegin) {
-    takeBegin(run, line);
-  } else if (line.type == type::kPhaseBegin || line.type == type::kPhase) {
-    takePhase(run, line, line.type == type::kPhaseBegin);
-  } else if (line.type == type::kAttempt) {
-    run.repeatedAttempts.emplace_back(_names.idOf(line.phase), line.attempt);
-  } else if (line.type == type::kEnd) {
-    return takeEnd(run, line);
+
+  OpenRun* find(std::string_view id) {
+    if (!_open.empty() && _open.back().id == id) return &_open.back();
+    const auto known = _openById.find(id);
+    return known == _openById.end() ? nullptr : &*known->second;
   }
-  return {};
-}
 
-bool RunReader::isRepeated(OpenRun& run, const Parser& line) {
-  const auto earlier = run.lines.begin() + static_cast<std::ptrdiff_t>(run.earlier);
-  if (std::binary_search(run.lines.begin(), earlier, line.hash)) return true;
-  run.lines.push_back(line.hash);
-  return false;
-}
-
-void RunReader::takeBegin(OpenRun& run, const Parser& line) {
-  run.hasBegin = true;
-  for (size_t i = 0; i < line.fields.size(); ++i) run.fields[i] = _names.idOf(line.fields[i]);
-}
-
-void RunReader::takePhase(OpenRun& run, const Parser& line, bool isBegin) {
-  const uint32_t name = _names.idOf(line.phase);
-  // The other line of a phase may have come first, in the other half of the run.
-  auto phase = std::find_if(run.phases.rbegin(), run.phases.rend(), [&](const PhaseResult& other) {
-    return other.name == name &&
-           (isBegin ? !other.isBegun : other.isBegun && other.verdict == Verdict::kUnfinished);
-  });
-  if (phase == run.phases.rend()) {
-    run.phases.push_back({name, Verdict::kUnfinished, 0, {}, false});
-    phase = run.phases.rbegin();
+  OpenRun& open(const Line& line) {
+    OpenRun& run = _open.emplace_back();
+    run.id = line.run;
+    run.station = _names.idOf(line.station);
+    run.unit = line.unit;
+    run.time = INT64_MAX;
+    _openById.emplace(run.id, std::prev(_open.end()));
+    return run;
   }
-  if (isBegin) {
-    phase->isBegun = true;
-    return;
-  }
-  phase->verdict = line.verdict;
-  phase->seconds = line.seconds;
-  phase->reason = line.reason;
-}
 
-void RunReader::takeMeasurement(OpenRun& run, const Parser& line) {
-  Measurement& measurement = run.measurements.emplace_back();
-  measurement.phase = _names.idOf(line.phase);
-  measurement.name = _names.idOf(line.name);
-  measurement.unitOfMeasure = _names.idOf(line.unitOfMeasure);
-  measurement.attempt = static_cast<uint32_t>(line.attempt);
-  measurement.isInside = line.isInside;
-  measurement.isCheck = !line.check.empty();
-  measurement.value = line.value;
-  measurement.lower = line.lower;
-  measurement.upper = line.upper;
-  measurement.text = line.text;
-  measurement.expected = line.expected;
-}
-
-std::string RunReader::takeEnd(OpenRun& run, const Parser& line) {
-  if (run.hasEnd) {
-    return run.verdict == line.verdict ? "" : anotherEnd(run.verdict);
-  }
-  run.hasEnd = true;
-  run.verdict = line.verdict;
-  run.seconds = line.seconds;
-  run.reason = line.reason;
-  // Without its beginning, that half of the run may be in a file that is still to come.
-  if (run.hasBegin) take(_openById.at(line.run));
-  return {};
-}
-
-RunReader::OpenRun* RunReader::find(std::string_view id) {
-  if (!_open.empty() && _open.back().id == id) return &_open.back();
-  const auto known = _openById.find(id);
-  return known == _openById.end() ? nullptr : &*known->second;
-}
-
-RunReader::OpenRun* RunReader::continueRun(OpenRun& run, const Parser& line, int64_t time) {
-  run.file = _file;
-  run.earlier = run.lines.size();
-  std::ranges::sort(run.lines);
-  if (time < run.time) {
+  /// Goes on with a run that is new, or began in another file or a later line.
+  void goOn(OpenRun& run, const Line& line, int64_t time) const {
+    run.file = _file;
+    run.earlier = run.lines.size();
+    std::ranges::sort(run.lines);
+    if (time >= run.time) return;
     run.time = time;
     run.timeText = line.time;
   }
-  return &run;
-}
 
-RunReader::OpenRun* RunReader::openRun(const Parser& line, int64_t time) {
-  if (_spare.empty()) _spare.emplace_back();
-  _open.splice(_open.end(), _spare, _spare.begin());
-  OpenRun& run = _open.back();
-  run.id = line.run;
-  run.station = _names.idOf(line.station);
-  run.unit = line.unit;
-  run.timeText = line.time;
-  run.time = time;
-  run.count = 0;
-  run.verdict = Verdict::kUnfinished;
-  run.seconds = 0;
-  run.reason.clear();
-  run.fields.fill(0);
-  run.phases.clear();
-  run.measurements.clear();
-  run.repeatedAttempts.clear();
-  run.hasBegin = run.hasEnd = false;
-  run.file = _file;
-  run.lines.clear();
-  run.earlier = 0;
-  _openById.emplace(run.id, std::prev(_open.end()));
-  return &run;
-}
-
-void RunReader::take(OpenRuns::iterator run) {
-  for (Measurement& measurement : run->measurements) {
-    measurement.isRepeated = std::ranges::find(run->repeatedAttempts,
-                                               std::pair(measurement.phase, measurement.attempt)) !=
-                             run->repeatedAttempts.end();
+  std::string add(OpenRun& run, const Line& line) {
+    if (line.count != 0) run.count = static_cast<uint32_t>(line.count);
+    if (line.type == type::kMeasurement) {
+      addMeasurement(run, line);
+    } else if (line.type == type::kBegin) {
+      run.hasBegin = true;
+      for (size_t i = 0; i < line.fields.size(); ++i) run.fields[i] = _names.idOf(line.fields[i]);
+    } else if (line.type == type::kPhaseBegin || line.type == type::kPhase) {
+      addPhase(run, line, line.type == type::kPhaseBegin);
+    } else if (line.type == type::kAttempt) {
+      run.repeatedAttempts.emplace_back(_names.idOf(line.phase), line.attempt);
+    } else if (line.type == type::kEnd) {
+      return end(run, line);
+    }
+    return {};
   }
-  _takeRun(*run);
-  _ended.add(run->id, run->verdict);
-  _openById.erase(run->id);
-  _spare.splice(_spare.end(), _open, run);
+
+  void addPhase(OpenRun& run, const Line& line, bool isBegin) {
+    const uint32_t name = _names.idOf(line.phase);
+    // The other line of a phase may have come first, in the other half of the run.
+    auto phase = std::find_if(run.phases.rbegin(), run.phases.rend(), [&](const auto& other) {
+      return other.name == name &&
+             (isBegin ? !other.isBegun : other.isBegun && other.verdict == Verdict::kUnfinished);
+    });
+    if (phase == run.phases.rend()) {
+      run.phases.emplace_back().name = name;
+      phase = run.phases.rbegin();
+    }
+    if (isBegin) {
+      phase->isBegun = true;
+      return;
+    }
+    phase->verdict = line.verdict;
+    phase->seconds = line.seconds;
+    phase->reason = line.reason;
+  }
+
+  void addMeasurement(OpenRun& run, const Line& line) {
+    Measurement& measurement = run.measurements.emplace_back();
+    measurement.phase = _names.idOf(line.phase);
+    measurement.name = _names.idOf(line.name);
+    measurement.unitOfMeasure = _names.idOf(line.unitOfMeasure);
+    measurement.attempt = static_cast<uint32_t>(line.attempt);
+    measurement.isInside = line.isInside;
+    measurement.isCheck = !line.check.empty();
+    measurement.value = line.value;
+    measurement.lower = line.lower;
+    measurement.upper = line.upper;
+    measurement.text = line.text;
+    measurement.expected = line.expected;
+  }
+
+  std::string end(OpenRun& run, const Line& line) {
+    if (run.hasEnd) return run.verdict == line.verdict ? "" : anotherEnd(run.verdict);
+    run.hasEnd = true;
+    run.verdict = line.verdict;
+    run.seconds = line.seconds;
+    run.reason = line.reason;
+    // Without its beginning, that half of the run may be in a file that is still to come.
+    if (run.hasBegin) finish(_openById.at(line.run));
+    return {};
+  }
+
+  void finish(OpenRuns::iterator run) {
+    for (Measurement& measurement : run->measurements) {
+      const std::pair attempt(measurement.phase, measurement.attempt);
+      measurement.isRepeated =
+          std::ranges::find(run->repeatedAttempts, attempt) != run->repeatedAttempts.end();
+    }
+    _take(*run);
+    _ended.emplace(hashOf(run->id), run->verdict);
+    _openById.erase(run->id);
+    _open.erase(run);
+  }
+
+  Names& _names;
+  ResultsSource& _source;
+  const std::function<void(const Run&)>& _take;
+  LineParser _parser;
+  /// In the order in which they began, the newest last.
+  OpenRuns _open;
+  std::unordered_map<std::string_view, OpenRuns::iterator> _openById;
+  std::unordered_map<uint64_t, Verdict> _ended;  ///< By the hashes of their ids.
+  uint64_t _file = 0;
+};
+
+void tellUnreadable(ResultsSource& source, const std::string& message) {
+  ++source.unreadableFiles;
+  std::cerr << "corvane: " << printable(message) << "\n";
+}
+
+void findIn(const fs::path& folder, ResultsSource& source, std::vector<std::string>& files) {
+  std::error_code error;
+  std::set<fs::path> entries;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    entries.insert(entry->path());
+  }
+  if (error) tellUnreadable(source, folder.string() + ": " + error.message());
+  for (const fs::path& entry : entries) {
+    const bool isFolder = fs::is_directory(entry, error);
+    const bool isResults = entry.extension() == ".jsonl" || entry.extension() == ".json";
+    if (isFolder && !fs::is_symlink(entry, error)) findIn(entry, source, files);
+    if (!isFolder && isResults) files.push_back(entry);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> findResults(ResultsSource& source) {
+  std::vector<std::string> files;
+  for (const std::string& path : source.paths) {
+    std::error_code error;
+    if (path != "-" && fs::is_directory(path, error)) {
+      findIn(path, source, files);
+    } else {
+      files.push_back(path);
+    }
+  }
+  return files;
+}
+
+void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource& source,
+              const std::function<void(const Run&)>& take) {
+  RunReader reader(names, source, take);
+  for (const std::string& file : files) {
+    try {
+      reader.read(file);
+      ++source.files;
+    } catch (const CommandError& error) {
+      tellUnreadable(source, error.what());
+    }
+  }
+  reader.finish();
 }
 
 }  // namespace corvane::tools

@@ -1,103 +1,115 @@
 #ifndef CORVANE_TOOLS_RESULTS_RUN_READER_H_
 #define CORVANE_TOOLS_RESULTS_RUN_READER_H_
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
-#include <list>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "tools/results/line_source.h"
-#include "tools/results/run.h"
+#include "station/results_line.h"
 
+/// Runs of stations, as the lines of their results tell them (docs/results.md).
 namespace corvane::tools {
 
-/// The runs that have ended, with their verdicts, in 8 bytes a run and the room to grow. A run is
-/// known by 61 bits of its id, or of a hash of it.
-class EndedRuns {
+using station::Verdict;
+inline constexpr size_t kVerdicts = station::internal::kVerdictNames.size();
+
+/// Numbers for recurring texts: names of stations, phases, measurements. The empty text is 0.
+class Names {
  public:
-  /// Adds a run that is not among them.
-  void add(std::string_view id, Verdict verdict);
-  /// Returns the run's verdict; nothing when it has not ended.
-  std::optional<Verdict> verdictOf(std::string_view id) const;
+  Names() { idOf(""); }
+  /// Returns the number of `text`, a new one when it did not come before.
+  uint32_t idOf(std::string_view text) {
+    if (const auto known = _ids.find(text); known != _ids.end()) return known->second;
+    const auto id = static_cast<uint32_t>(_texts.size());
+    _ids.emplace(_texts.emplace_back(text), id);
+    return id;
+  }
+  bool has(std::string_view text) const { return _ids.contains(text); }
+  size_t size() const { return _texts.size(); }
+  const std::string& text(uint32_t id) const { return _texts[id]; }
 
  private:
-  size_t placeOf(uint64_t key) const;
-
-  /// Key and verdict + 1 in the lowest three bits; 0 is a free slot.
-  std::vector<uint64_t> _slots = std::vector<uint64_t>(1024);
-  size_t _count = 0;
+  std::deque<std::string> _texts;
+  std::unordered_map<std::string_view, uint32_t> _ids;
 };
 
-/// Assembles runs from the lines of results. A run is known by its id: its lines may lie in several
-/// files, and lines that were read before count once. Of a run that has ended only its verdict is
-/// kept.
-class RunReader {
- public:
-  /// Called with each run, when all that is known of it has been read.
-  using TakeRun = std::function<void(const Run&)>;
-  /// Called for each line that is damaged.
-  using TakeDamage =
-      std::function<void(const std::string& file, uint64_t line, const std::string& reason)>;
-
-  RunReader(Names& names, TakeRun takeRun, TakeDamage takeDamage);
-  ~RunReader();
-  RunReader(const RunReader&) = delete;
-  RunReader& operator=(const RunReader&) = delete;
-
-  /// Reads a file, or standard input for "-". Throws CommandError when it cannot be read; what was
-  /// read of it before counts.
-  void read(const std::string& path);
-  /// Takes the runs that have no end. Call it after the last file.
-  void finish();
-
-  /// Returns the number of lines that were left out because they had been read before, or came
-  /// after the end of their run.
-  uint64_t repeatedLines() const { return _repeatedLines; }
-
- private:
-  struct LineFields;
-  class Parser;
-  struct OpenRun : Run {
-    bool hasBegin = false, hasEnd = false;
-    uint64_t file = 0;  ///< The number of the file that its last line is from.
-    /// Hashes of its lines; the first `earlier` of them, sorted, are from earlier files.
-    std::vector<uint64_t> lines;
-    size_t earlier = 0;
-  };
-  using OpenRuns = std::list<OpenRun>;
-
-  /// Returns the open run, or null.
-  OpenRun* find(std::string_view id);
-  OpenRun* openRun(const Parser& line, int64_t time);
-  /// Goes on with a run that began in another file, or in a later line.
-  OpenRun* continueRun(OpenRun& run, const Parser& line, int64_t time);
-  void take(OpenRuns::iterator run);
-  /// Returns whether the line was read before.
-  static bool isRepeated(OpenRun& run, const Parser& line);
-  /// Returns what is wrong with the line, or an empty text.
-  std::string takeLine(const Parser& line);
-  void takeBegin(OpenRun& run, const Parser& line);
-  void takePhase(OpenRun& run, const Parser& line, bool isBegin);
-  void takeMeasurement(OpenRun& run, const Parser& line);
-  std::string takeEnd(OpenRun& run, const Parser& line);
-
-  Names& _names;
-  const TakeRun _takeRun;
-  const TakeDamage _takeDamage;
-  std::unique_ptr<Parser> _parser;
-  /// In the order in which they began, the newest last.
-  OpenRuns _open;
-  std::unordered_map<std::string_view, OpenRuns::iterator> _openById;
-  /// Runs that were taken, whose memory the next ones use.
-  OpenRuns _spare;
-  EndedRuns _ended;
-  uint64_t _file = 0;
-  uint64_t _repeatedLines = 0;
+/// A measurement or a check. Names are numbers of Names, here and below.
+struct Measurement {
+  uint32_t phase = 0;
+  uint32_t name = 0;
+  uint32_t unitOfMeasure = 0;
+  uint32_t attempt = 0;  ///< From 1 in a phase that may be repeated, else 0.
+  bool isInside = false;
+  bool isCheck = false;
+  /// It belongs to an attempt that was repeated, and does not count.
+  bool isRepeated = false;
+  std::optional<double> value;  ///< Absent when it was not a finite number, and for a check.
+  std::optional<double> lower;
+  std::optional<double> upper;
+  std::string text;      ///< What was checked.
+  std::string expected;  ///< What the check expected.
 };
+
+struct PhaseResult {
+  uint32_t name = 0;
+  Verdict verdict = Verdict::kUnfinished;
+  double seconds = 0;
+  std::string reason;
+  bool isBegun = false;
+};
+
+/// The names of RunHead's `fields`, which the first line of a run tells.
+inline constexpr std::array<std::string_view, 6> kRunFieldNames = {"host",    "fixture", "operator",
+                                                                   "program", "model",   "build"};
+
+struct RunHead {
+  std::string id;
+  uint32_t station = 0;
+  std::string unit;      ///< Empty when the unit is not identified.
+  int64_t time = 0;      ///< Of its first line, in milliseconds since 1970.
+  std::string timeText;  ///< The same, as the line has it.
+  uint32_t count = 0;    ///< Among the station's runs on the unit; 0 when not known.
+  Verdict verdict = Verdict::kUnfinished;
+  double seconds = 0;
+  std::string reason;
+  std::array<uint32_t, kRunFieldNames.size()> fields{};
+};
+
+struct Run : RunHead {
+  std::vector<PhaseResult> phases;
+  std::vector<Measurement> measurements;
+  /// The attempts that were repeated: phase and number.
+  std::vector<std::pair<uint32_t, uint32_t>> repeatedAttempts;
+};
+
+/// What was read, for those who read a summary without the command line.
+struct ResultsSource {
+  std::vector<std::string> paths;
+  /// The options that chose runs, such as "--since 2026-11-16".
+  std::vector<std::string> filters;
+  bool hasYields = true;  ///< Runs of a verdict alone have none.
+  uint64_t files = 0, damagedLines = 0, repeatedLines = 0, unreadableFiles = 0;
+};
+
+/// Returns the files that `source.paths` name; of a folder, those in it and below it that end in
+/// ".jsonl" or ".json", in the order of their names. Tells of a folder that cannot be read on
+/// standard error, and counts it.
+std::vector<std::string> findResults(ResultsSource& source);
+
+/// Reads the files, "-" for standard input, and calls `take` with each run when all that is known
+/// of it has been read. A run is known by its id: its lines may lie in several files, and lines
+/// that were read before count once. Tells of what is damaged or cannot be read on standard error,
+/// and counts it.
+void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource& source,
+              const std::function<void(const Run&)>& take);
 
 }  // namespace corvane::tools
 

@@ -1,7 +1,7 @@
-#include "tools/results/statistics.h"
-
 #include <algorithm>
 #include <cmath>
+
+#include "tools/results/summary.h"
 
 namespace corvane::tools {
 namespace {
@@ -81,45 +81,43 @@ void Moments::add(const Moments& other) {
   _count += other._count;
 }
 
-double Moments::mean() const { return static_cast<double>(_origin + _mean); }
-
 std::optional<double> Moments::deviation() const {
   if (_count < 2) return {};
   return ifFinite(static_cast<double>(std::sqrt(_squares / static_cast<long double>(_count - 1))));
 }
 
-void Statistics::add(double value) {
-  if (_moments.count() > 0) _distances += std::abs(value - _last);
-  _last = value;
-  _moments.add(value);
-  _minimum = std::min(_minimum, value);
-  _maximum = std::max(_maximum, value);
-  _histogram.add(value);
+void MeasurementSummary::add(const Measurement& measurement, std::optional<int64_t> span) {
+  ++count;
+  outside += !measurement.isInside;
+  notNumbers += !measurement.value && !measurement.isCheck;
+  Time* const time = span ? &times[*span] : nullptr;
+  if (time) time->outside += !measurement.isInside;
+  if (!measurement.value) return;
+  const double value = *measurement.value;
+  if (time) time->values.add(value);
+  if (values.count() > 0) distances += std::abs(value - last);
+  last = value;
+  values.add(value);
+  minimum = std::min(minimum, value);
+  maximum = std::max(maximum, value);
+  histogram.add(value);
 }
 
-std::optional<double> Statistics::neighboursDeviation() const {
+std::optional<double> MeasurementSummary::neighboursDeviation() const {
   constexpr double kDistanceOfOneDeviation = 1.128;
-  if (count() < 2) return {};
-  return ifFinite(_distances / static_cast<double>(count() - 1) / kDistanceOfOneDeviation);
+  if (values.count() < 2) return {};
+  return ifFinite(distances / static_cast<double>(values.count() - 1) / kDistanceOfOneDeviation);
 }
 
-Capability Statistics::capability(std::optional<double> deviation, std::optional<double> lower,
-                                  std::optional<double> upper) const {
+Capability MeasurementSummary::capability(std::optional<double> deviation) const {
   if (!deviation || *deviation == 0) return {};
   Capability capability;
   if (lower && upper) capability.potential = ifFinite((*upper - *lower) / *deviation / 6);
   double nearest = std::numeric_limits<double>::infinity();
-  if (lower) nearest = std::min(nearest, mean() - *lower);
-  if (upper) nearest = std::min(nearest, *upper - mean());
+  if (lower) nearest = std::min(nearest, values.mean() - *lower);
+  if (upper) nearest = std::min(nearest, *upper - values.mean());
   capability.actual = ifFinite(nearest / *deviation / 3);
   return capability;
-}
-
-float percentile(std::vector<float>& values, size_t percent) {
-  const size_t rank = std::max<size_t>((values.size() * percent + 99) / 100, 1);
-  const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank - 1);
-  std::ranges::nth_element(values, place);
-  return *place;
 }
 
 }  // namespace corvane::tools

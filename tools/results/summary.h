@@ -6,56 +6,131 @@
 #include <deque>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
-#include "tools/results/run.h"
-#include "tools/results/statistics.h"
+#include "tools/results/run_reader.h"
 
 /// What many runs amount to, from one look at each of them.
 namespace corvane::tools {
 
-/// What runs can be grouped by: the fields of RunField, or the local day on which they begin.
-inline constexpr std::array<std::string_view, 7> kGroupFields = {
-    "host", "fixture", "operator", "program", "model", "build", "day"};
-
-/// Local time: hours since 1970-01-01 00:00 as the clock on the wall counts them.
-class WallClock {
+/// Counts values in at most 64 bins. Their width is the smallest power of two for which all values
+/// have a bin; it begins with the precision of the first value and grows, so that nothing is kept
+/// of a value except its bin. Bin 0 has the smallest value.
+class Histogram {
  public:
-  int64_t hourAt(int64_t milliseconds);
+  static constexpr size_t kBins = 64;
+
+  void add(double value);
+
+  /// Returns where bin `bin` begins.
+  double begin(size_t bin) const;
+  const std::array<uint32_t, kBins>& counts() const { return _counts; }
 
  private:
-  int64_t _quarter = INT64_MIN;  ///< The quarter of an hour for which the offset is known.
-  int64_t _offset = 0;
+  void regroup(int shift, int64_t first);
+
+  bool _isEmpty = true;
+  int _exponent = 0;  ///< The width of a bin is 2 to the power of it.
+  /// The multiples of the width at which the first and the last bin with a value begin.
+  int64_t _first = 0, _last = 0;
+  std::array<uint32_t, kBins> _counts{};  ///< From `_first`.
 };
 
-/// Returns "2026-11-16T08:00" for an hour of a WallClock.
-std::string wallTimeText(int64_t hour);
+/// Computes count, mean and deviation of values without keeping them. Values are summed up relative
+/// to the first one, so that little is lost where they differ little.
+class Moments {
+ public:
+  void add(double value);
+  void add(const Moments& other);
 
-/// What a measurement was within one span of time.
-struct MeasurementTime {
-  Moments moments;
-  uint64_t outside = 0;
+  uint64_t count() const { return _count; }
+  /// Returns the mean; 0 without a value.
+  double mean() const { return static_cast<double>(_origin + _mean); }
+  /// Returns the sample's standard deviation. Returns nothing for fewer than two values, and when
+  /// it exceeds all numbers.
+  std::optional<double> deviation() const;
+
+ private:
+  uint64_t _count = 0;
+  double _origin = 0;
+  // The squares of the largest numbers have room where a long double has a wider exponent.
+  long double _mean = 0;     ///< Of the distances from the origin.
+  long double _squares = 0;  ///< Sum of the squared distances from the mean.
+};
+
+/// How the limits compare with the spread of the values: `potential` is the distance of the limits
+/// over six deviations (Cp, Pp), `actual` the distance of the mean from the nearer limit over three
+/// (Cpk, Ppk). Absent without the limits for it, and when the values do not vary.
+struct Capability {
+  std::optional<double> potential, actual;
 };
 
 /// What a station measured, or checked, under one name in one phase, with one pair of limits.
 struct MeasurementSummary {
+  void add(const Measurement& measurement, std::optional<int64_t> span);
+  /// Returns the deviation that neighbours have: the mean distance of each value from the one
+  /// before it, over 1.128. Unlike that of `values` it leaves out slow changes.
+  std::optional<double> neighboursDeviation() const;
+  /// Returns the capability for a deviation.
+  Capability capability(std::optional<double> deviation) const;
+
   uint32_t phase = 0;
   uint32_t name = 0;
   uint32_t unitOfMeasure = 0;
   bool isCheck = false;
   bool hasVariousLimits = false;  ///< It stands for all limits after the first kMaxLimits.
-  std::optional<double> lower;
-  std::optional<double> upper;
-  Statistics statistics;
+  std::optional<double> lower, upper;
   uint64_t count = 0;
   uint64_t outside = 0;     ///< Measurements outside their limits, and checks that failed.
   uint64_t notNumbers = 0;  ///< Measurements without a finite value, which are outside too.
-  std::map<int64_t, MeasurementTime> times;  ///< By span; empty when runs are grouped.
+  Moments values;
+  double minimum = std::numeric_limits<double>::infinity(), maximum = -minimum;
+  double last = 0;
+  double distances = 0;  ///< Sum of the distances of neighbours.
+  Histogram histogram;
+
+  struct Time {
+    Moments values;
+    uint64_t outside = 0;
+  };
+  std::map<int64_t, Time> times;  ///< By span; empty when runs are grouped.
+};
+
+/// How long something takes, in seconds.
+struct Duration {
+  std::deque<float> all;  ///< Until all runs are known.
+  uint64_t count = 0;
+  float median = 0, percentile95 = 0;
+};
+
+/// Counts runs; one that is added twice in succession counts once.
+struct RunCount {
+  void add(uint64_t run) { runs += std::exchange(last, run) != run; }
+  uint64_t runs = 0, last = 0;
+};
+
+struct PhaseSummary {
+  uint32_t name = 0;
+  RunCount all, failed;
+  uint64_t repeatedAttempts = 0;
+  Duration seconds;  ///< Of each time it ended.
+};
+
+/// Runs and units of a station, without refused runs. A run on a unit that is not identified counts
+/// as a unit of its own.
+struct Yield {
+  uint64_t runs = 0, passed = 0;
+  uint64_t firstUnits = 0;   ///< Units whose first run of all that were read is here.
+  uint64_t firstPassed = 0;  ///< Of them, those that passed it.
+  uint64_t units = 0;        ///< Not of a span of time, nor is the next.
+  uint64_t lastPassed = 0;   ///< Units whose last run passed.
 };
 
 /// The runs of a station in which a phase failed, or a measurement in it was outside its limits.
@@ -67,40 +142,33 @@ struct Failure {
   const MeasurementSummary* summary = nullptr;  ///< Of the measurement, with the limits that fail.
 };
 
-/// How long something takes, in seconds.
-struct Duration {
-  uint64_t count = 0;
-  float median = 0, percentile95 = 0;
-};
+/// The runs of one station, or of one group of them.
+struct StationSummary {
+  /// Returns the failing phases, then the measurements, each with the most frequent first.
+  std::vector<Failure> failures() const;
+  /// Returns the measurements, those first that were outside most often.
+  std::vector<const MeasurementSummary*> failingFirst() const;
 
-struct PhaseSummary {
-  uint32_t name = 0;
-  uint64_t runs = 0, failedRuns = 0;
-  uint64_t repeatedAttempts = 0;
-  std::deque<float> seconds;  ///< Of each time it ended.
-  Duration duration;          ///< The same, once all runs are known.
-  uint64_t lastRun = 0, lastFailedRun = 0;
-};
-
-/// The units of a station. Refused runs do not count; a run on a unit that is not identified counts
-/// as a unit of its own.
-struct Yield {
-  uint64_t units = 0;
-  uint64_t lastPassed = 0;   ///< Units whose last run passed.
-  uint64_t firstUnits = 0;   ///< Units whose first run of all that were read is here.
-  uint64_t firstPassed = 0;  ///< Of them, those that passed it.
-};
-
-struct YieldTime {
-  uint64_t runs = 0, passed = 0;
-  uint64_t firstUnits = 0, firstPassed = 0;
+  uint32_t name = 0, group = 0;
+  uint64_t runs = 0;
+  std::array<uint64_t, kVerdicts> verdicts{};
+  Yield yield;
+  std::map<int64_t, Yield> times;  ///< By span of time.
+  Duration seconds;
+  std::unordered_set<int64_t> hours;  ///< In which a run began.
+  std::deque<PhaseSummary> phases;
+  std::deque<MeasurementSummary> measurements;
+  std::map<std::pair<uint32_t, uint32_t>, RunCount> outside;  ///< By phase and measurement.
+  uint64_t lastUnit = 0;   ///< The last one that the yields count.
+  bool hasPassed = false;  ///< Its last run.
+  std::unordered_map<uint32_t, size_t> phaseAt;
+  /// By phase and name, unit of measure and whether it is a check, and the bits of the limits.
+  std::map<std::array<uint64_t, 4>, size_t> measurementAt;
 };
 
 /// A run that did not pass, with the first thing that was wrong.
-struct FailedRun {
-  std::string run, unit, timeText, reason;
-  uint32_t station = 0, group = 0;
-  Verdict verdict = Verdict::kFailed;
+struct FailedRun : RunHead {
+  uint32_t group = 0;
   uint32_t phase = 0;
   std::optional<Measurement> measurement;
   bool hasPassedSince = false;  ///< The unit's last run at the station passed.
@@ -109,144 +177,76 @@ struct FailedRun {
 /// Keeps those of many things that are newest, by their times.
 template <typename T, size_t kMax>
 struct Newest {
-  /// Adds a thing; `make` returns it, and is called only if it is kept.
-  template <typename Make>
-  void add(int64_t time, Make make) {
+  void add(T thing) {
     ++count;
-    if (things.size() == kMax) {
-      if (time < things.rbegin()->first) return;
-      things.erase(std::prev(things.end()));
-    }
-    things.emplace(time, make());
+    if (things.size() == kMax && thing.time < things.rbegin()->first) return;
+    if (things.size() == kMax) things.erase(std::prev(things.end()));
+    things.emplace(thing.time, std::move(thing));
   }
 
   uint64_t count = 0;                                ///< Of all, kept or not.
   std::multimap<int64_t, T, std::greater<>> things;  ///< The newest first.
 };
 
-/// The runs of one station, or of one group of them.
-class StationSummary {
- public:
-  StationSummary(uint32_t name, uint32_t group) : _name(name), _group(group) {}
+/// What runs can be grouped by: the fields of a run, or the local day on which it begins.
+inline constexpr std::array<std::string_view, 7> kGroupFields = {
+    "host", "fixture", "operator", "program", "model", "build", "day"};
 
-  uint32_t name() const { return _name; }
-  uint32_t group() const { return _group; }
-  uint64_t runs() const;
-  uint64_t runs(Verdict verdict) const { return _runs[static_cast<size_t>(verdict)]; }
-  /// Returns the runs that were not refused.
-  uint64_t testedRuns() const { return runs() - runs(Verdict::kRefused); }
-  const Yield& yield() const { return _yield; }
-  /// Returns the yields by span of time.
-  const std::map<int64_t, YieldTime>& times() const { return _times; }
-  /// Returns the failing phases, then the measurements, each with the most frequent first.
-  std::vector<Failure> failures() const;
-  /// Returns the measurements in the order in which they first came; `failingFirst` those first
-  /// that were outside most often.
-  const std::deque<MeasurementSummary>& measurements() const { return _measurements; }
-  std::vector<const MeasurementSummary*> failingFirst() const;
-  const std::deque<PhaseSummary>& phases() const { return _phases; }
-  const Duration& duration() const { return _duration; }
-  /// Returns the runs for each hour of the clock in which there was one.
-  double runsPerHour() const;
-
- private:
-  friend class Summary;
-  /// Phase and name, unit and whether it is a check, and the bits of the limits.
-  using Key = std::array<uint64_t, 4>;
-  struct KeyHash {
-    size_t operator()(const Key& key) const;
-  };
-  struct RunsOutside {
-    uint64_t runs = 0, lastRun = 0;
-  };
-
-  void add(const Run& run, int64_t hour, std::optional<int64_t> span);
-  void addPhases(const Run& run, uint64_t number);
-  void addMeasurement(const Measurement& measurement, uint64_t run, std::optional<int64_t> span);
-  MeasurementSummary& summaryOf(const Measurement& measurement);
-  /// Joins `factor` spans of time each.
-  void joinTimes(int64_t factor);
-
-  uint32_t _name, _group;
-  std::array<uint64_t, kVerdicts> _runs{};
-  Yield _yield;
-  uint64_t _unitSeen = 0;  ///< The unit whose last run was counted.
-  std::map<int64_t, YieldTime> _times;
-  std::deque<float> _seconds;
-  Duration _duration;
-  std::unordered_set<int64_t> _hours;
-  std::deque<PhaseSummary> _phases;
-  std::unordered_map<uint32_t, size_t> _phaseAt;
-  std::deque<MeasurementSummary> _measurements;
-  std::unordered_map<Key, size_t, KeyHash> _measurementAt;
-  /// How many limits came for a measurement.
-  std::unordered_map<Key, size_t, KeyHash> _limits;
-  std::map<std::pair<uint32_t, uint32_t>, RunsOutside> _runsOutside;
-};
+/// Returns "2026-11-16T08:00" for hours since 1970-01-01 00:00 as the clock on the wall counts
+/// them.
+std::string wallTimeText(int64_t hour);
 
 /// The stations of many runs.
 class Summary {
  public:
   static constexpr size_t kMaxGroups = 1000;
-  static constexpr size_t kMaxLimits = 32;
-  using FailedRuns = Newest<FailedRun, 500>;
-  using History = Newest<Run, 1000>;
+  static constexpr ptrdiff_t kMaxLimits = 32;
 
   /// Groups runs by the field of kGroupFields with this number, if any. Keeps whole runs as well
   /// when `withHistory` is true.
-  Summary(const Names& names, std::optional<size_t> groupBy, bool withHistory)
-      : _names(names), _groupBy(groupBy), _withHistory(withHistory) {}
+  Summary(const Names& names, std::optional<size_t> by, bool withHistory)
+      : groupBy(by), _names(names), _withHistory(withHistory) {}
 
   /// Adds a run. One that is not `isTaken` counts only as an earlier or later run of its unit.
   void add(const Run& run, bool isTaken);
-  /// Computes what needs all runs. Call it once, before the functions below.
+  /// Computes what needs all runs. Call it once, before what follows is read.
   void finish();
 
-  /// Returns the stations in the order in which they first came, each with its groups by name.
-  const std::deque<StationSummary>& stations() const { return _stations; }
-  /// Returns the measurements of all stations, those of a station that fail first; with groups, a
-  /// measurement's groups follow each other.
-  std::vector<std::pair<const StationSummary*, const MeasurementSummary*>> measurements() const;
-  const FailedRuns& failedRuns() const { return _failedRuns; }
-  const History& history() const { return _history; }
-  const std::string& groupName(uint32_t group) const { return _groups.text(group); }
-  std::optional<size_t> groupBy() const { return _groupBy; }
-  /// Returns how many hours each span of time has; the number of a span times this is its hour.
-  int64_t spanHours() const { return _spanHours; }
-  /// Returns the times at which the first and the last run began; nothing without a run.
-  std::optional<std::pair<int64_t, int64_t>> period() const { return _period; }
-  uint64_t runs() const;
+  const std::optional<size_t> groupBy;
+  /// In the order in which they first came, each with its groups by name.
+  std::deque<StationSummary> stations;
+  Names groups;
+  Newest<FailedRun, 500> failedRuns;
+  Newest<Run, 1000> history;
+  uint64_t runs = 0;
+  /// The times at which the first and the last run began.
+  int64_t firstTime = INT64_MAX, lastTime = INT64_MIN;
+  /// How many hours each span of time has; the number of a span times this is its hour.
+  int64_t spanHours = 1;
 
  private:
   struct Record {
     uint64_t unit;
     int64_t time;
     uint32_t station, order;
-    uint32_t summary;  ///< The number in `_stations`, or kNotTaken.
-    Verdict verdict;
+    uint32_t summary;  ///< The number in `stations`, or kNotTaken.
+    bool isPassed;
   };
   static constexpr uint32_t kNotTaken = UINT32_MAX;
 
-  uint32_t groupOf(const Run& run);
+  int64_t hourAt(int64_t milliseconds);
   uint32_t stationOf(const Run& run);
   void widenSpans(int64_t hour);
-  void addFailedRun(const Run& run, uint32_t group);
-  using Records = std::deque<Record>;
-  /// Counts the runs of a unit at a station, which are in the order of their times.
-  void addUnit(Records::iterator begin, Records::iterator end);
+  void addYields();
+  void addPassesSince();
 
   const Names& _names;
-  std::optional<size_t> _groupBy;
   bool _withHistory;
-  WallClock _clock;
-  Names _groups;
-  std::deque<StationSummary> _stations;
+  int64_t _quarter = INT64_MIN;  ///< The quarter of an hour for which the zone's offset is known.
+  int64_t _offset = 0;
+  int64_t _firstHour = INT64_MAX, _lastHour = INT64_MIN;
   std::unordered_map<uint64_t, uint32_t> _stationAt;
-  Records _records;
-  FailedRuns _failedRuns;
-  History _history;
-  std::optional<std::pair<int64_t, int64_t>> _period;
-  int64_t _spanHours = 1, _firstHour = INT64_MAX, _lastHour = INT64_MIN;
+  std::deque<Record> _records;  ///< Of the runs that were not refused.
 };
 
 }  // namespace corvane::tools

@@ -1,21 +1,21 @@
-#include "tools/results/summary_tables.h"
-
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <functional>
 #include <iostream>
+#include <tuple>
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
-#include "tools/results/summary_text.h"
+#include "tools/results/results_output.h"
 #include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
 
 using nlohmann::ordered_json;
-using YieldSpan = std::pair<const int64_t, YieldTime>;
-using MeasurementSpan = std::pair<const int64_t, MeasurementTime>;
+using enum Style;
+using enum TableKind;
 
 /// Units that a row of what fails leads to.
 constexpr size_t kMaxUnits = 5;
@@ -36,26 +36,22 @@ constexpr std::array<TableAbout, kTableNames.size()> kAbout = {
 
 Value share(uint64_t part, uint64_t whole) {
   if (whole == 0) return {};
-  return {static_cast<double>(part) / static_cast<double>(whole), percentText(part, whole)};
+  const double share = static_cast<double>(part) / static_cast<double>(whole);
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f %%", 100 * share);
+  return {share, text};
 }
 
 Value rounded(std::optional<double> number) {
   return number ? Value(*number, roundedText(number)) : Value();
 }
 
-Value mean(const Moments& moments) {
-  return moments.count() == 0 ? Value() : Value(moments.mean(), meanText(moments));
+Value mean(const Moments& values) {
+  return values.count() == 0 ? Value() : Value(values.mean(), meanText(values));
 }
 
-/// Returns the seconds to the millisecond, as results have them.
-Value seconds(const Duration& duration, float taken) {
-  if (duration.count == 0) return {};
-  const double milliseconds = std::round(double{taken} * 1000) / 1000;
-  return {milliseconds, roundedText(milliseconds) + " s"};
-}
-
-Value time(const std::string& text, int64_t milliseconds) {
-  return {text, localTimeText(milliseconds / 1000).value_or(text)};
+Value time(const RunHead& run) {
+  return {run.timeText, localTimeText(run.time / 1000).value_or(run.timeText)};
 }
 
 char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
@@ -66,6 +62,18 @@ std::string capitalized(std::string_view text) {
   return title;
 }
 
+Cells secondsOf(const Duration& duration) {
+  // To the millisecond, as results have them.
+  const auto seconds = [&](float taken) {
+    if (duration.count == 0) return Value();
+    const double milliseconds = std::round(double{taken} * 1000) / 1000;
+    return Value(milliseconds, roundedText(milliseconds) + " s");
+  };
+  return {{"seconds/count", duration.count == 0 ? Value() : Value(duration.count)},
+          {"seconds/median", "Median", kNumber, seconds(duration.median)},
+          {"seconds/percentile95", "95 %", kNumber, seconds(duration.percentile95)}};
+}
+
 /// What is told of stations and of what they have, as cells, rows and JSON.
 class Tables {
  public:
@@ -73,22 +81,19 @@ class Tables {
       : _summary(results.summary), _names(results.names), _source(results.source) {}
 
   SummaryTable table(TableKind kind) const {
-    if (kind == TableKind::kFailures) return failures();
-    if (kind == TableKind::kFailedRuns) return failedRuns();
-    if (kind == TableKind::kHistory) return history();
-    if (kind == TableKind::kTimes) return times();
-    SummaryTable table;
-    for (const StationSummary& station : _summary.stations()) {
-      if (kind == TableKind::kYields) addRow(table, station, cellsOf(station));
-      if (kind != TableKind::kPhases) continue;
-      for (const PhaseSummary& phase : station.phases()) addRow(table, station, cellsOf(phase));
-    }
-    for (const auto& [station, each] : _summary.measurements()) {
-      if (kind == TableKind::kMeasurements) {
-        addRow(table, *station, cellsOf(*each)).measurement = each;
-      } else if (kind == TableKind::kTrends && each->outside > 0) {
-        addTrend(table, *station, *each);
-      }
+    SummaryTable table{kAbout[static_cast<size_t>(kind)].title};
+    if (kind == kFailedRuns) addFailedRuns(table);
+    if (kind == kHistory) addHistory(table);
+    for (const StationSummary& station : _summary.stations) addRows(table, kind, station);
+    if (kind == kTimes) {
+      const size_t from = _summary.groupBy ? 2 : 1;
+      std::ranges::stable_sort(table.rows, std::greater<>(),
+                               [&](const TableRow& row) { return row.cells[from].text(); });
+    } else if (kind == kMeasurements && _summary.groupBy) {
+      // The groups of a measurement follow each other.
+      std::ranges::stable_sort(table.rows, {}, [](const TableRow& row) {
+        return std::tuple(row.station, row.measurement->phase, row.measurement->name);
+      });
     }
     return table;
   }
@@ -96,9 +101,9 @@ class Tables {
   ordered_json json(const StationSummary& station) const {
     ordered_json json = objectOf(placeOf(station));
     json.update(objectOf(cellsOf(station)));
-    if (_source.hasYields) json["times"] = list(station.times());
+    if (_source.hasYields) json["times"] = list(station.times);
     json["failures"] = list(station.failures());
-    json["phases"] = list(station.phases());
+    json["phases"] = list(station.phases);
     ordered_json& measurements = json["measurements"] = ordered_json::array();
     for (const MeasurementSummary* each : station.failingFirst()) {
       measurements.push_back(objectOf(cellsOf(*each)));
@@ -109,13 +114,14 @@ class Tables {
 
   ordered_json failedRunsAsJson() const {
     ordered_json runs = ordered_json::array();
-    for (const auto& row : failedRuns().rows) runs.push_back(objectOf(row.cells));
+    for (const auto& [time, run] : _summary.failedRuns.things)
+      runs.push_back(objectOf(cellsOf(run)));
     return runs;
   }
 
   ordered_json historyAsJson() const {
     ordered_json runs = ordered_json::array();
-    const auto& things = _summary.history().things;
+    const auto& things = _summary.history.things;
     for (auto thing = things.rbegin(); thing != things.rend(); ++thing) {
       const Run& run = thing->second;
       Cells cells = headOf(run, _names);
@@ -128,48 +134,74 @@ class Tables {
   }
 
  private:
-  SummaryTable failures() const {
-    SummaryTable table;
-    for (const StationSummary& station : _summary.stations()) {
+  using YieldSpan = std::pair<const int64_t, Yield>;
+  using MeasurementSpan = std::pair<const int64_t, MeasurementSummary::Time>;
+
+  void addRows(SummaryTable& table, TableKind kind, const StationSummary& station) const {
+    const auto add = [&](Cells cells) -> TableRow& {
+      TableRow& row = table.rows.emplace_back();
+      row.station = station.name;
+      row.cells = placeOf(station);
+      append(row.cells, std::move(cells));
+      return row;
+    };
+    if (kind == kYields) add(cellsOf(station));
+    if (kind == kPhases) {
+      for (const PhaseSummary& phase : station.phases) add(cellsOf(phase));
+    } else if (kind == kTimes && _source.hasYields) {
+      for (const YieldSpan& span : station.times) add(cellsOf(span));
+    } else if (kind == kFailures) {
       for (const Failure& failure : station.failures()) {
-        TableRow& row = addRow(table, station, cellsOf(failure));
+        TableRow& row = add(cellsOf(failure));
         row.measurement = failure.summary;
-        for (const auto& [time, run] : _summary.failedRuns().things) {
-          const bool isSame = run.station == station.name() && run.group == station.group() &&
-                              run.phase == failure.phase &&
-                              (!failure.measurement ||
-                               (run.measurement && run.measurement->name == *failure.measurement));
-          if (isSame && row.failed.size() < kMaxUnits) row.failed.push_back(&run);
+        row.failed = newestOf(failure, station);
+      }
+    } else if (kind == kMeasurements || kind == kTrends) {
+      for (const MeasurementSummary* each : station.failingFirst()) {
+        if (kind == kMeasurements) add(cellsOf(*each)).measurement = each;
+        if (kind == kMeasurements || each->outside == 0) continue;
+        for (auto span = each->times.rbegin(); span != each->times.rend(); ++span) {
+          Cells cells = placeOf(*each);
+          append(cells, cellsOf(*span));
+          add(std::move(cells));
         }
       }
     }
-    return table;
   }
 
-  SummaryTable failedRuns() const {
-    SummaryTable table;
-    for (const auto& [time, run] : _summary.failedRuns().things) {
-      table.rows.push_back({cellsOf(run, time), run.run});
+  std::vector<const FailedRun*> newestOf(const Failure& failure,
+                                         const StationSummary& station) const {
+    std::vector<const FailedRun*> newest;
+    for (const auto& [time, run] : _summary.failedRuns.things) {
+      const bool isSame = run.station == station.name && run.group == station.group &&
+                          run.phase == failure.phase &&
+                          (!failure.measurement ||
+                           (run.measurement && run.measurement->name == *failure.measurement));
+      if (isSame && newest.size() < kMaxUnits) newest.push_back(&run);
     }
-    table.left = _summary.failedRuns().count - table.rows.size();
-    return table;
+    return newest;
   }
 
-  SummaryTable history() const {
-    SummaryTable table;
-    for (const auto& [begun, each] : _summary.history().things) {
-      const auto add = [&, &run = each, at = begun](
-                           uint32_t phase, uint32_t name, const std::string& value,
-                           std::string_view result, const std::string& reason) {
-        table.rows.push_back({{{"time", "Time", Style::kPlace, time(run.timeText, at)},
-                               {"unit", "Unit", Style::kText, run.unit},
-                               {"station", "Station", Style::kText, _names.text(run.station)},
-                               {"run", "Run", Style::kCode, run.id},
-                               {"phase", "Phase", Style::kText, _names.text(phase)},
-                               {"measurement", "Measurement", Style::kText, _names.text(name)},
-                               {"value", "Value", Style::kReason, value},
-                               {"result", "Result", Style::kLine, result},
-                               {"reason", "Reason", Style::kText, reason}}});
+  void addFailedRuns(SummaryTable& table) const {
+    for (const auto& [time, run] : _summary.failedRuns.things) {
+      table.rows.push_back({cellsOf(run), run.id});
+    }
+    table.left = _summary.failedRuns.count - table.rows.size();
+  }
+
+  void addHistory(SummaryTable& table) const {
+    for (const auto& [begun, each] : _summary.history.things) {
+      const auto add = [&, &run = each](uint32_t phase, uint32_t name, const std::string& value,
+                                        std::string_view result, const std::string& reason) {
+        table.rows.push_back({{{"time", "Time", kPlace, time(run)},
+                               {"unit", "Unit", kText, run.unit},
+                               {"station", "Station", kText, _names.text(run.station)},
+                               {"run", "Run", kLine, run.id},
+                               {"phase", "Phase", kText, _names.text(phase)},
+                               {"measurement", "Measurement", kText, _names.text(name)},
+                               {"value", "Value", kReason, value},
+                               {"result", "Result", kLine, result},
+                               {"reason", "Reason", kText, reason}}});
       };
       add(0, 0, roundedText(each.seconds) + " s", nameOf(each.verdict), each.reason);
       for (const PhaseResult& phase : each.phases) {
@@ -181,179 +213,141 @@ class Tables {
             measured.isRepeated ? "repeated" : place, "");
       }
     }
-    table.left = _summary.history().count - _summary.history().things.size();
-    return table;
+    table.left = _summary.history.count - _summary.history.things.size();
   }
 
-  SummaryTable times() const {
-    std::vector<std::pair<const YieldSpan*, const StationSummary*>> spans;
-    for (const StationSummary& station : _summary.stations()) {
-      if (!_source.hasYields) break;
-      for (const YieldSpan& span : station.times()) spans.emplace_back(&span, &station);
-    }
-    std::ranges::stable_sort(spans, std::greater<>(),
-                             [](const auto& each) { return each.first->first; });
-    SummaryTable table;
-    for (const auto& [span, station] : spans) addRow(table, *station, cellsOf(*span));
-    return table;
-  }
-
-  void addTrend(SummaryTable& table, const StationSummary& station,
-                const MeasurementSummary& measurement) const {
-    Cells place = cellsOf(measurement);
-    std::erase_if(place, [](const Cell& cell) { return cell.style != Style::kPlace; });
-    for (auto span = measurement.times.rbegin(); span != measurement.times.rend(); ++span) {
-      Cells cells = place;
-      append(cells, cellsOf(*span));
-      addRow(table, station, std::move(cells));
-    }
-  }
-
-  /// Adds a row with the station, and its group, before the cells.
-  TableRow& addRow(SummaryTable& table, const StationSummary& station, Cells cells) const {
-    TableRow& row = table.rows.emplace_back();
-    row.cells = placeOf(station);
-    append(row.cells, std::move(cells));
-    return row;
-  }
-
-  ordered_json list(const auto& rows) const {
+  ordered_json list(const auto& things) const {
     ordered_json list = ordered_json::array();
-    for (const auto& row : rows) list.push_back(objectOf(cellsOf(row)));
+    for (const auto& thing : things) list.push_back(objectOf(cellsOf(thing)));
     return list;
   }
 
   Cells placeOf(const StationSummary& station) const {
-    Cells cells = {{"station", "Station", Style::kPlace, _names.text(station.name())}};
-    if (_summary.groupBy()) {
-      const std::string name(kGroupFields[*_summary.groupBy()]);
-      cells.emplace_back(name, capitalized(name), Style::kPlace,
-                         _summary.groupName(station.group()));
+    Cells cells = {{"station", "Station", kPlace, _names.text(station.name)}};
+    if (_summary.groupBy) {
+      const std::string name(kGroupFields[*_summary.groupBy]);
+      cells.emplace_back(name, capitalized(name), kPlace, _summary.groups.text(station.group));
     }
     return cells;
   }
 
+  Cells placeOf(const MeasurementSummary& measurement) const {
+    const std::string& name = _names.text(measurement.name);
+    const std::string& unit = _names.text(measurement.unitOfMeasure);
+    return {{"phase", "Phase", kPlace, _names.text(measurement.phase)},
+            {"name", "Measurement", kPlace, Value(name, unit.empty() ? name : name + ", " + unit)}};
+  }
+
   Cells cellsOf(const StationSummary& station) const {
-    const Yield& yield = station.yield();
-    const Duration& duration = station.duration();
-    Cells cells = {{"firstPassYield", "First pass", Style::kNumber,
-                    share(yield.firstPassed, yield.firstUnits)},
-                   {"finalYield", "Final", Style::kNumber, share(yield.lastPassed, yield.units)},
-                   {"units", "Units", Style::kNumber, yield.units},
-                   {"firstUnits", yield.firstUnits}};
+    const Yield& yield = station.yield;
+    Cells cells = {
+        {"firstPassYield", "First pass", kNumber, share(yield.firstPassed, yield.firstUnits)},
+        {"finalYield", "Final", kNumber, share(yield.lastPassed, yield.units)},
+        {"units", "Units", kNumber, yield.units},
+        {"firstUnits", yield.firstUnits}};
     if (!_source.hasYields) cells = blank(std::move(cells));
-    cells.emplace_back("runs", "Runs", Style::kNumber, station.runs());
+    cells.emplace_back("runs", "Runs", kNumber, station.runs);
     for (size_t i = 0; i < kVerdicts; ++i) {
       const auto verdict = static_cast<Verdict>(i);
       const bool isShown = verdict == Verdict::kFailed || verdict == Verdict::kRefused ||
                            verdict == Verdict::kUntrusted;
       cells.emplace_back("verdicts/" + std::string(nameOf(verdict)),
-                         isShown ? capitalized(nameOf(verdict)) : "", Style::kNumber,
-                         station.runs(verdict));
+                         isShown ? capitalized(nameOf(verdict)) : "", kNumber, station.verdicts[i]);
       if (verdict != Verdict::kIncomplete) continue;
-      cells.emplace_back("", "Unfinished", Style::kNumber,
-                         station.runs(verdict) + station.runs(Verdict::kUnfinished));
+      cells.emplace_back(
+          "", "Unfinished", kNumber,
+          station.verdicts[i] + station.verdicts[static_cast<size_t>(Verdict::kUnfinished)]);
     }
-    cells.emplace_back("runsPerHour", "Runs/h", Style::kNumber, rounded(station.runsPerHour()));
-    append(cells, cellsOf(duration), "seconds/");
+    const auto hours = static_cast<double>(station.hours.size());
+    const double perHour = hours > 0 ? static_cast<double>(yield.runs) / hours : 0;
+    cells.emplace_back("runsPerHour", "Runs/h", kNumber, rounded(perHour));
+    append(cells, secondsOf(station.seconds));
     return cells;
   }
 
-  static Cells cellsOf(const Duration& duration) {
-    return {{"count", duration.count == 0 ? Value() : Value(duration.count)},
-            {"median", "Median", Style::kNumber, seconds(duration, duration.median)},
-            {"percentile95", "95 %", Style::kNumber, seconds(duration, duration.percentile95)}};
-  }
-
   Cells cellsOf(const Failure& failure) const {
-    return {
-        {"phase", "Phase", Style::kPlace, _names.text(failure.phase)},
-        {"measurement", "Measurement", Style::kPlace, _names.text(failure.measurement.value_or(0))},
-        {"runs", "Runs", Style::kNumber, failure.runs},
-        {"", "Of runs", Style::kShare, share(failure.runs, failure.ofRuns)}};
+    return {{"phase", "Phase", kPlace, _names.text(failure.phase)},
+            {"measurement", "Measurement", kPlace, _names.text(failure.measurement.value_or(0))},
+            {"runs", "Runs", kNumber, failure.runs},
+            {"", "Of runs", kNumber, share(failure.runs, failure.ofRuns)}};
   }
 
-  Cells cellsOf(const FailedRun& run, int64_t begun) const {
+  Cells cellsOf(const FailedRun& run) const {
     const Measurement* const measured = run.measurement ? &*run.measurement : nullptr;
     const std::string verdict(nameOf(run.verdict));
-    Cells cells = {{"unit", "Unit", Style::kPlace,
-                    run.unit.empty() ? Value(nullptr, "(unidentified)") : Value(run.unit)},
-                   {"time", "Time", Style::kLine, time(run.timeText, begun)},
-                   {"station", "Station", Style::kText, _names.text(run.station)},
-                   {"phase", "Phase", Style::kText, _names.text(run.phase)},
-                   {"", "Measurement", Style::kText, measured ? _names.text(measured->name) : ""},
-                   {"", "Value", Style::kReason, measured ? valueText(*measured, _names) : ""},
-                   {"reason", "Reason", Style::kText, run.reason},
-                   {"run", "Run", Style::kCode, run.run},
-                   {"verdict",
-                    "Verdict",
-                    Style::kText,
-                    {verdict, run.hasPassedSince ? verdict + ", then passed" : ""}},
+    const Value unit = run.unit.empty() ? Value(nullptr, "(unidentified)") : Value(run.unit);
+    const Value shown(verdict, run.hasPassedSince ? verdict + ", then passed" : "");
+    Cells cells = {{"unit", "Unit", kPlace, unit},
+                   {"time", "Time", kLine, time(run)},
+                   {"station", "Station", kText, _names.text(run.station)},
+                   {"phase", "Phase", kText, _names.text(run.phase)},
+                   {"", "Measurement", kText, measured ? _names.text(measured->name) : ""},
+                   {"", "Value", kReason, measured ? valueText(*measured, _names) : ""},
+                   {"reason", "Reason", kText, run.reason},
+                   {"run", "Run", kLine, run.id},
+                   {"verdict", "Verdict", kText, shown},
                    {"passedSince", run.hasPassedSince}};
     append(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())), "measurement/");
     return cells;
   }
 
   Cells cellsOf(const MeasurementSummary& measurement) const {
-    const Statistics& values = measurement.statistics;
+    const Moments& values = measurement.values;
+    const std::optional<double> deviation = values.deviation();
     const auto extreme = [&](double value) {
-      if (values.count() == 0) return Value();
-      return Value(value, roundedTo(value, values.deviation().value_or(0)));
+      return values.count() == 0 ? Value() : Value(value, roundedTo(value, deviation.value_or(0)));
     };
-    const Capability shortTerm =
-        values.capability(values.neighboursDeviation(), measurement.lower, measurement.upper);
-    const Capability overall =
-        values.capability(values.deviation(), measurement.lower, measurement.upper);
-    return {{"phase", "Phase", Style::kPlace, _names.text(measurement.phase)},
-            {"name", "Measurement", Style::kPlace,
-             Value(_names.text(measurement.name), nameText(measurement, _names))},
-            {"isCheck", measurement.isCheck},
-            {"unitOfMeasure", _names.text(measurement.unitOfMeasure)},
-            {"count", "Count", Style::kNumber, measurement.count},
-            {"notNumbers", measurement.notNumbers},
-            {"mean", "Mean", Style::kNumber, mean(values.moments())},
-            {"deviation", "Deviation", Style::kNumber, rounded(values.deviation())},
-            {"minimum", "Minimum", Style::kNumber, extreme(values.minimum())},
-            {"maximum", "Maximum", Style::kNumber, extreme(values.maximum())},
-            {"lower", measurement.lower},
-            {"upper", measurement.upper},
-            {"", "Limits", Style::kText, limitsText(measurement)},
-            {"variousLimits", measurement.hasVariousLimits},
-            {"outside", "Outside", Style::kNumber, measurement.outside},
-            {"cp", "Cp", Style::kNumber, rounded(shortTerm.potential)},
-            {"cpk", "Cpk", Style::kNumber, rounded(shortTerm.actual)},
-            {"pp", "Pp", Style::kNumber, rounded(overall.potential)},
-            {"ppk", "Ppk", Style::kNumber, rounded(overall.actual)},
-            {"", "Values", Style::kNumber, values.count()}};
+    const auto [cp, cpk] = measurement.capability(measurement.neighboursDeviation());
+    const auto [pp, ppk] = measurement.capability(deviation);
+    Cells cells = placeOf(measurement);
+    append(cells, {{"isCheck", measurement.isCheck},
+                   {"unitOfMeasure", _names.text(measurement.unitOfMeasure)},
+                   {"count", "Count", kNumber, measurement.count},
+                   {"notNumbers", measurement.notNumbers},
+                   {"mean", "Mean", kNumber, mean(values)},
+                   {"deviation", "Deviation", kNumber, rounded(deviation)},
+                   {"minimum", "Minimum", kNumber, extreme(measurement.minimum)},
+                   {"maximum", "Maximum", kNumber, extreme(measurement.maximum)},
+                   {"lower", measurement.lower},
+                   {"upper", measurement.upper},
+                   {"", "Limits", kText, limitsText(measurement)},
+                   {"variousLimits", measurement.hasVariousLimits},
+                   {"outside", "Outside", kNumber, measurement.outside},
+                   {"cp", "Cp", kNumber, rounded(cp)},
+                   {"cpk", "Cpk", kNumber, rounded(cpk)},
+                   {"pp", "Pp", kNumber, rounded(pp)},
+                   {"ppk", "Ppk", kNumber, rounded(ppk)},
+                   {"", "Values", kNumber, values.count()}});
+    return cells;
   }
 
   Cells cellsOf(const PhaseSummary& phase) const {
-    Cells cells = {{"phase", "Phase", Style::kPlace, _names.text(phase.name)},
-                   {"runs", "Runs", Style::kNumber, phase.runs},
-                   {"failed", "Failed", Style::kNumber, phase.failedRuns},
-                   {"repeatedAttempts", "Repeated", Style::kNumber, phase.repeatedAttempts}};
-    append(cells, cellsOf(phase.duration), "seconds/");
+    Cells cells = {{"phase", "Phase", kPlace, _names.text(phase.name)},
+                   {"runs", "Runs", kNumber, phase.all.runs},
+                   {"failed", "Failed", kNumber, phase.failed.runs},
+                   {"repeatedAttempts", "Repeated", kNumber, phase.repeatedAttempts}};
+    append(cells, secondsOf(phase.seconds));
     return cells;
   }
 
   Cells cellsOf(const YieldSpan& span) const {
-    const YieldTime& time = span.second;
-    return {{"from", "From", Style::kLine, wallTimeText(span.first * _summary.spanHours())},
-            {"runs", "Runs", Style::kNumber, time.runs},
-            {"passed", time.passed},
-            {"", "Passed", Style::kNumber, share(time.passed, time.runs)},
-            {"firstUnits", time.firstUnits},
-            {"firstPassed", time.firstPassed},
-            {"", "First pass", Style::kNumber, share(time.firstPassed, time.firstUnits)}};
+    const Yield& yield = span.second;
+    return {{"from", "From", kLine, wallTimeText(span.first * _summary.spanHours)},
+            {"runs", "Runs", kNumber, yield.runs},
+            {"passed", yield.passed},
+            {"", "Passed", kNumber, share(yield.passed, yield.runs)},
+            {"firstUnits", yield.firstUnits},
+            {"firstPassed", yield.firstPassed},
+            {"", "First pass", kNumber, share(yield.firstPassed, yield.firstUnits)}};
   }
 
   Cells cellsOf(const MeasurementSpan& span) const {
-    const Moments& moments = span.second.moments;
-    return {{"from", "From", Style::kLine, wallTimeText(span.first * _summary.spanHours())},
-            {"count", "Values", Style::kNumber, moments.count()},
-            {"mean", "Mean", Style::kNumber, mean(moments)},
-            {"deviation", "Deviation", Style::kNumber, rounded(moments.deviation())},
-            {"outside", "Outside", Style::kNumber, span.second.outside}};
+    const auto& [values, outside] = span.second;
+    return {{"from", "From", kLine, wallTimeText(span.first * _summary.spanHours)},
+            {"count", "Values", kNumber, values.count()},
+            {"mean", "Mean", kNumber, mean(values)},
+            {"deviation", "Deviation", kNumber, rounded(values.deviation())},
+            {"outside", "Outside", kNumber, outside}};
   }
 
   Cells cellsOf(const PhaseResult& phase) const { return tools::cellsOf(phase, _names); }
@@ -370,7 +364,8 @@ void print(std::ostream& out, TableKind kind, const SummaryTable& table, size_t 
   for (const Cell& cell : table.rows.at(0).cells) {
     std::string title = cell.title;
     std::ranges::transform(title, title.begin(), upperCase);
-    if (!title.empty()) columns.push_back({title, cell.isNumber() ? Align::kRight : Align::kLeft});
+    const Align align = cell.style == kNumber ? Align::kRight : Align::kLeft;
+    if (!title.empty()) columns.push_back({title, align});
   }
   Table shown(columns);
   const size_t rows = std::min(most, table.rows.size());
@@ -402,8 +397,6 @@ std::vector<std::pair<std::string, uint64_t>> leftOut(const ResultsSource& sourc
 
 SummaryTable tableOf(TableKind kind, const Results& results) { return Tables(results).table(kind); }
 
-std::string titleOf(TableKind kind) { return kAbout[static_cast<size_t>(kind)].title; }
-
 void printTable(std::ostream& out, TableKind kind, const Results& results, bool asCsv) {
   const SummaryTable table = tableOf(kind, results);
   if (table.rows.empty()) {
@@ -418,23 +411,24 @@ void printTable(std::ostream& out, TableKind kind, const Results& results, bool 
 void printSummary(std::ostream& out, const Results& results) {
   for (size_t i = 0; i < kTableNames.size(); ++i) {
     const auto kind = static_cast<TableKind>(i);
-    if (kind > TableKind::kHistory && results.summary.history().count > 0) break;
+    if (kind > kHistory && results.summary.history.count > 0) break;
     const SummaryTable table = tableOf(kind, results);
     if (table.rows.empty()) continue;
-    if (i > 0) out << "\n" << kAbout[i].title << "\n";
+    if (i > 0) out << "\n" << table.title << "\n";
     print(out, kind, table, kAbout[i].maxRows);
   }
 }
 
 ordered_json summaryAsJson(const Results& results) {
   const Tables tables(results);
+  const Summary& summary = results.summary;
   ordered_json json = {{"stations", ordered_json::array()}};
-  for (const StationSummary& station : results.summary.stations()) {
+  for (const StationSummary& station : summary.stations) {
     json["stations"].push_back(tables.json(station));
   }
   json["failedRuns"] = tables.failedRunsAsJson();
-  json["failedRunCount"] = results.summary.failedRuns().count;
-  if (results.summary.history().count > 0) json["history"] = tables.historyAsJson();
+  json["failedRunCount"] = summary.failedRuns.count;
+  if (summary.history.count > 0) json["history"] = tables.historyAsJson();
   json["files"] = results.source.files;
   json["damagedLines"] = results.source.damagedLines;
   json["repeatedLines"] = results.source.repeatedLines;
