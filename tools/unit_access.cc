@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
-#include <memory>
 
 #include "platform/device_path.h"
 #include "platform/file_descriptor.h"
@@ -71,15 +70,6 @@ void requireUnitToLook() {
 void requireDataToLook() {
   requireUnitToLook();
   unit::openDataArea();
-}
-
-void addLook(Command group, const std::string& name, const std::string& about,
-             const std::string& footer, ExitStatus (*look)(bool json)) {
-  const auto json = std::make_shared<bool>(false);
-  Command command = group.add(name, about);
-  command.jsonFlag(*json);
-  command.footer(footer);
-  command.action([=] { return look(*json); });
 }
 
 void requireInside(uint32_t offset, size_t size) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "platform/cf_ref.h"
@@ -23,9 +24,14 @@ void requireUnitToLook();
 /// Does so, and finds the data area.
 void requireDataToLook();
 
-/// Adds a command without arguments to `group`, which `look` does as text or as JSON.
+/// Adds a command without arguments to `group`, which `look(json)` does as text or as JSON.
 void addLook(Command group, const std::string& name, const std::string& about,
-             const std::string& footer, ExitStatus (*look)(bool json));
+             const std::string& footer, auto look) {
+  const auto json = std::make_shared<bool>(false);
+  Command command = group.add(name, about, footer);
+  command.jsonFlag(*json);
+  command.action([=] { return look(*json); });
+}
 
 /// Throws CommandError unless `offset` lies inside a data set of `size` bytes.
 void requireInside(uint32_t offset, size_t size);

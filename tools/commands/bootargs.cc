@@ -28,13 +28,12 @@ std::string linesOf(const Change& change) {
   return "before: " + shown(change.before) + "\nafter:  " + shown(change.after) + "\n";
 }
 
-ExitStatus showBootArgs(bool json) {
+void showBootArgs(bool json) {
   requireUnitToLook();
   const auto value = unit::readBootArguments();
   if (json) printJson({{"bootArgs", orNull(value)}});
   if (!value) throw CommandError(kFailed, kNotSet);
   if (!json) std::cout << printable(*value) << "\n";
-  return kDone;
 }
 
 void requireWord(const std::string& word) {
@@ -43,7 +42,6 @@ void requireWord(const std::string& word) {
 
 ExitStatus has(const std::string& word, bool json) {
   requireWord(word);
-  textArgument(word);  // Refuses what is not UTF-8.
   requireUnitToLook();
   const auto value = unit::readBootArguments();
   const auto [asWord, withinWords] = unit::occurrencesOf(word, value.value_or(""));
@@ -57,9 +55,8 @@ ExitStatus has(const std::string& word, bool json) {
 }
 
 /// Makes one of the three changes with `text`.
-ExitStatus change(Change (*function)(unit::Lock&, const std::string&), const std::string& text,
-                  bool json) {
-  textArgument(text);  // Refuses what is not UTF-8 before a unit is made.
+void change(Change (*function)(unit::Lock&, const std::string&), const std::string& text,
+            bool json) {
   if (function == &unit::addBootArgument) unit::trimmedWord(text);
   if (function == &unit::removeBootArgument) requireWord(text);
   const Change done = changeUnit([&](unit::Lock& lock) { return function(lock, text); });
@@ -71,23 +68,23 @@ ExitStatus change(Change (*function)(unit::Lock&, const std::string&), const std
   }
   printResult(json, {{"before", orNull(done.before)}, {"after", orNull(done.after)}},
               linesOf(done));
-  return kDone;
 }
 
-/// Adds a command that takes one text.
+/// Adds a command that does `work` with one text.
 void addWithText(Command group, const std::string& name, const std::string& about,
-                 const std::string& argument, const std::string& footer,
-                 const std::function<ExitStatus(const std::string& text, bool json)>& work) {
+                 const std::string& argument, const std::string& footer, auto work) {
   struct Options {
     std::string text;
     bool json = false;
   };
   const auto options = std::make_shared<Options>();
-  Command command = group.add(name, about);
+  Command command = group.add(name, about, footer);
   command.text(argument, options->text, "After \"--\" when it begins with a dash").required();
   command.jsonFlag(options->json);
-  command.footer(footer);
-  command.action([=] { return work(options->text, options->json); });
+  command.action([=] {
+    textArgument(options->text);  // Refuses what is not UTF-8 before a unit is made.
+    return work(options->text, options->json);
+  });
 }
 
 }  // namespace
@@ -99,17 +96,16 @@ void addBootArgs(CLI::App& app) {
       "boot.\n\n"
       "Example:\n  corvane bootargs add -- -v");
 
-  addLook(group, "show", "Print the boot arguments",
-          "Example:\n  corvane bootargs show\n\nExit status: 1 when there are none.", showBootArgs);
+  addLook(group, "show", "Print the boot arguments", "Exit status: 1 when there are none.",
+          showBootArgs);
   addWithText(group, "has", "Show whether a word occurs in the boot arguments", "WORD",
               "Example:\n  corvane bootargs has beta && echo \"beta is set\"\n\n"
               "Exit status: 0 when it does, also within another word, 1 when not.",
               has);
   addWithText(group, "add", "Append a word to the boot arguments", "WORD",
               "Example:\n  corvane bootargs add beta=2\n\n"
-              "White space around the word is left out. A word that is there stays as it is. Exit "
-              "status: 1\n"
-              "when it was not added, as when it occurs within another word.",
+              "White space around the word is left out. A word that is there stays as it is.\n"
+              "Exit status: 1 when it was not added, as when it occurs within another word.",
               std::bind_front(change, &unit::addBootArgument));
   addWithText(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
               "Example:\n  corvane bootargs remove beta=2\n\n"

@@ -94,6 +94,7 @@ struct FactOptions {
     if (bootArgs) facts.bootArgs = bootArgs;
     if (build) facts.buildVersion = build;
     for (const Edit remove : without) remove(facts);
+    warn();
   }
 };
 
@@ -113,10 +114,10 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
 
 void addInit(Command group) {
   const auto options = std::make_shared<FactOptions>();
-  Command command = group.add("init", "Make a new unit where there is not one yet");
-  options->addTo(command);
-  command.footer(
+  Command command = group.add(
+      "init", "Make a new unit where there is not one yet",
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
+  options->addTo(command);
   command.action([=] {
     const std::filesystem::path folder = VirtualDevice::defaultFolder();
     if (hasUnit()) {
@@ -125,20 +126,17 @@ void addInit(Command group) {
     }
     UnitFacts facts;
     options->applyTo(facts);
-    options->warn();
     std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
-    return kDone;
   });
 }
 
 void addDeviceSet(Command group) {
   const auto options = std::make_shared<FactOptions>();
-  Command command = group.add("set", "Change what the unit is");
+  Command command = group.add("set", "Change what the unit is",
+                              "Examples:\n"
+                              "  corvane device set --battery 15 --external-power no\n"
+                              "  corvane device set --without data-area");
   options->addTo(command);
-  command.footer(
-      "Examples:\n"
-      "  corvane device set --battery 15 --external-power no\n"
-      "  corvane device set --without data-area");
   command.action([=] {
     if (options->isEmpty()) throw CommandError(kUsage, "device set needs something to set");
     VirtualDevice unit(VirtualDevice::defaultFolder());
@@ -146,25 +144,23 @@ void addDeviceSet(Command group) {
     UnitFacts facts = unit.facts();
     options->applyTo(facts);
     unit.setFacts(facts);
-    options->warn();
-    return kDone;
   });
 }
 
-ExitStatus show(bool json) {
+void show(bool json) {
   const VirtualDevice unit = VirtualDevice::existing(VirtualDevice::defaultFolder());
   nlohmann::ordered_json document = {{"folder", unit.folder().string()}};
   document.update(factsAsJson(unit.facts()));
   document["uncommittedDataSets"] = unit.uncommittedDataSets();
   printResult(json, document, factTable(document, "(none)"));
-  return kDone;
 }
 
 void addPath(Command group) {
   const auto file = std::make_shared<std::string>();
-  Command command = group.add("path", "Print where the unit's folder, or a file of it, is");
+  Command command =
+      group.add("path", "Print where the unit's folder, or a file of it, is",
+                "Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
   command.file("FILE", *file, "A file as the device knows it, such as /var/log/system.log");
-  command.footer("Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
   command.action([=] {
     std::filesystem::path path = VirtualDevice::defaultFolder();
     if (!file->empty() && file->front() != '/') {
@@ -172,15 +168,6 @@ void addPath(Command group) {
     }
     if (!file->empty()) path = (path / "root").concat(*file);
     std::cout << path.string() << "\n";
-    return kDone;
-  });
-}
-
-void addReboot(Command group) {
-  Command command = group.add("reboot", "Restart the unit: what was not committed is undone");
-  command.action([] {
-    VirtualDevice(VirtualDevice::defaultFolder()).reboot();
-    return kDone;
   });
 }
 
@@ -195,7 +182,9 @@ void addDevice(CLI::App& app) {
   addLook(group, "show", "Show what the unit is", "", show);
   addDeviceSet(group);
   addPath(group);
-  addReboot(group);
+  group.add("reboot", "Restart the unit: what was not committed is undone").action([] {
+    VirtualDevice(VirtualDevice::defaultFolder()).reboot();
+  });
 }
 
 }  // namespace corvane::tools

@@ -44,7 +44,6 @@ void openDataAreaIfThere() try { unit::openDataArea(); } catch (const unit::Erro
 void addFacts(CLI::App& app) {
   addLook(
       Command(app), "facts", "Show what device this is, what it carries and how it is powered",
-      "Example:\n  corvane facts --json\n\n"
       "What cannot be read is null in JSON. The baseband of some models depends on the key OPTS;\n"
       "without a readable one they have none.",
       [](bool json) {
@@ -52,7 +51,6 @@ void addFacts(CLI::App& app) {
         openDataAreaIfThere();
         const Json found = asJson(unit::readFacts());
         printResult(json, found, textOf(found));
-        return kDone;
       });
 }
 

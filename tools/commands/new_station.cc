@@ -1,100 +1,200 @@
 #include <stdlib.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <memory>
+#include <numeric>
 #include <optional>
+#include <regex>
 #include <string_view>
 
+#include "controlbits/control_bit_byte.h"
 #include "tools/command_line.h"
 #include "tools/files.h"
-#include "tools/new_station/places.h"
-#include "tools/new_station/templates.h"
 
 namespace corvane::tools {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr size_t kMaxName = 40;
 constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
 constexpr std::string_view kNameCharacters = "abcdefghijklmnopqrstuvwxyz0123456789_-";
 constexpr char kNameRule[] = "lower-case letters, digits, - and _, a letter first, at most 40";
+constexpr int kFirstOffset = 24;
 
-struct NewStationOptions {
-  std::string name;
-  std::optional<int> number;
-  std::optional<int> offset;
+/// The files of a station's folder, with fields such as "{{NAME}}" that are to be filled in.
+constexpr std::pair<std::string_view, std::string_view> kTemplates[] = {
+#include "templates.inc"
 };
 
-std::string filled(std::string_view text, const std::string& name, const StationPlaces& places) {
-  const std::pair<std::string, std::string> fields[] = {
-      {"{{NAME}}", name},
-      {"{{NUMBER}}", std::to_string(places.number)},
-      {"{{OFFSET}}", std::to_string(places.statusOffset)},
-      {"{{POISON_OFFSET}}", std::to_string(places.poisonOffset)},
-      {"{{KEY}}", places.runCountKey}};
+/// A station and its places on a unit.
+struct Station {
+  std::string name;
+  int number, statusOffset, poisonOffset;
+  std::string runCountKey;
+};
+
+/// Returns "number 8, bytes 24 and 25, key R008".
+std::string placesText(const Station& station) {
+  return "number " + std::to_string(station.number) + ", bytes " +
+         std::to_string(station.statusOffset) + " and " + std::to_string(station.poisonOffset) +
+         ", key " + station.runCountKey;
+}
+
+/// Returns what the profile in a source gives `field`; empty when it does not name it.
+std::string fieldIn(const std::string& source, const std::string& field) {
+  std::smatch match;
+  const std::regex pattern("\\." + field + R"(\s*=\s*"?([0-9A-Za-z]+))");
+  return std::regex_search(source, match, pattern) ? match[1].str() : std::string();
+}
+
+/// Returns the station whose station.cc is in the folder and has a profile.
+std::optional<Station> stationIn(const fs::path& folder) try {
+  constexpr size_t kMaxSource = size_t{1} << 20;
+  const fs::path file = folder / "station.cc";
+  if (!fs::is_regular_file(file)) return {};
+  const std::vector<uint8_t> bytes = readFile(file.string(), kMaxSource).bytes;
+  const std::string source(bytes.begin(), bytes.end());
+  const auto number = parseNumber<int>(fieldIn(source, "number"));
+  const auto status = parseNumber<int>(fieldIn(source, "statusOffset"));
+  const auto poison = parseNumber<int>(fieldIn(source, "poisonOffset"));
+  if (!number || !status || !poison) return {};
+  return Station{folder.filename().string(), *number, *status, *poison,
+                 fieldIn(source, "runCountKey")};
+} catch (const std::exception&) {
+  return {};  // It belongs to another user.
+}
+
+/// Returns the stations in the folders of the current one.
+std::vector<Station> neighbours() {
+  std::vector<Station> stations;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(".", ignored)) {
+    if (auto station = stationIn(entry.path())) stations.push_back(std::move(*station));
+  }
+  std::ranges::sort(stations, {}, &Station::name);
+  return stations;
+}
+
+std::string keyOf(int number) {
+  std::string digits = std::to_string(number);
+  digits.insert(0, 3 - digits.size(), '0');
+  return "R" + digits;
+}
+
+/// Returns `given` when it has no owner or, when absent, the first candidate that has none. Throws
+/// for a given one that has an owner, with one that is free, and when none is free.
+int chosen(const std::string& what, const std::string& option, std::optional<int> given,
+           const std::vector<int>& candidates, const std::function<std::string(int)>& ownerOf) {
+  const std::string owner = given ? ownerOf(*given) : "";
+  if (given && owner.empty()) return *given;
+  const auto free =
+      std::ranges::find_if(candidates, [&](int number) { return ownerOf(number).empty(); });
+  const bool isFree = free != candidates.end();
+  if (!given && isFree) return *free;
+  throw CommandError(
+      kUsage, what + " " +
+                  (given ? std::to_string(*given) + " belongs to " + owner : "has no free value") +
+                  (isFree ? "; free is " + option + " " + std::to_string(*free) : ""));
+}
+
+/// Returns a station whose places none of the others has: those given or, when absent, the first
+/// from number 1 and from byte 24.
+Station newStation(const std::string& name, std::optional<int> number, std::optional<int> offset,
+                   const std::vector<Station>& others) {
+  const auto ownerOfNumber = [&](int taken) -> std::string {
+    for (const Station& other : others) {
+      const bool isTaken = other.number == taken || other.runCountKey == keyOf(taken);
+      if (isTaken) return "station " + other.name;
+    }
+    return {};
+  };
+  // Of the byte at an offset and the one after it.
+  const auto ownerOfBytes = [&](int taken) -> std::string {
+    const auto isOne = [taken](int place) { return place == taken || place == taken + 1; };
+    if (isOne(kLogCollectionOffset) || isOne(kSuiteStatusOffset)) return "the library";
+    for (const Station& other : others) {
+      if (isOne(other.statusOffset) || isOne(other.poisonOffset)) return "station " + other.name;
+    }
+    return {};
+  };
+  std::vector<int> numbers(255), offsets;
+  std::iota(numbers.begin(), numbers.end(), 1);
+  for (int step = 0; step < 128; step += 2) offsets.push_back((kFirstOffset + step) % 128);
+  const int free = chosen("station number", "--number", number, numbers, ownerOfNumber);
+  const int status = chosen("the byte pair at", "--offset", offset, offsets, ownerOfBytes);
+  return {name, free, status, status + 1, keyOf(free)};
+}
+
+std::string filled(std::string_view text, const Station& station) {
+  const std::pair<const char*, std::string> fields[] = {
+      {R"(\{\{NAME\}\})", station.name},
+      {R"(\{\{NUMBER\}\})", std::to_string(station.number)},
+      {R"(\{\{OFFSET\}\})", std::to_string(station.statusOffset)},
+      {R"(\{\{POISON_OFFSET\}\})", std::to_string(station.poisonOffset)},
+      {R"(\{\{KEY\}\})", station.runCountKey}};
   std::string result(text);
   for (const auto& [field, value] : fields) {
-    for (size_t at = 0; (at = result.find(field, at)) != std::string::npos; at += value.size()) {
-      result.replace(at, field.size(), value);
-    }
+    result = std::regex_replace(result, std::regex(field), value);
   }
   return result;
 }
 
-bool isStationName(std::string_view name) {
-  return !name.empty() && name.size() <= kMaxName && kLetters.find(name[0]) != kLetters.npos &&
-         name.find_first_not_of(kNameCharacters) == name.npos;
-}
-
 void checkName(const std::string& name) {
-  if (!isStationName(name)) {
+  const bool isName = !name.empty() && name.size() <= kMaxName &&
+                      kLetters.find(name[0]) != kLetters.npos &&
+                      name.find_first_not_of(kNameCharacters) == name.npos;
+  if (!isName) {
     throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule);
   }
   // Targets of every build, and of the station's tests.
   for (const char* target : {"all", "clean", "edit_cache", "help", "install", "preinstall",
                              "rebuild_cache", "test", "station_test"}) {
-    if (name == target) {
-      throw CommandError(
-          kUsage, "'" + name + "' is the name of a target in every station's build; try 'test-" +
-                      name + "'");
-    }
+    if (name != target) continue;
+    throw CommandError(kUsage, "'" + name +
+                                   "' is the name of a target in every station's build; try "
+                                   "'test-" +
+                                   name + "'");
   }
 }
 
 /// Makes the station's folder, which appears whole or not at all.
-void makeFolder(const std::string& name, const StationPlaces& places) {
-  namespace fs = std::filesystem;
-  std::string made = "." + name + ".XXXXXX";
+void makeFolder(const Station& station) {
+  std::string made = "." + station.name + ".XXXXXX";
   try {
     if (!::mkdtemp(made.data())) throw std::runtime_error("no folder can be made here");
     fs::permissions(made, fs::perms(0755));
-    for (const Template& file : newStationTemplates()) {
-      writeFile((fs::path(made) / file.fileName).string(), filled(file.text, name, places));
+    for (const auto& [file, text] : kTemplates) {
+      writeFile((fs::path(made) / file).string(), filled(text, station));
     }
-    fs::rename(made, name);
+    fs::rename(made, station.name);
   } catch (const std::exception& error) {
     std::error_code ignored;
     fs::remove_all(made, ignored);
-    throw CommandError(kFailed, name + ": " + error.what());
+    throw CommandError(kFailed, station.name + ": " + error.what());
   }
 }
 
-ExitStatus makeStation(const NewStationOptions& options) {
+struct NewStationOptions {
+  std::string name;
+  std::optional<int> number, offset;
+};
+
+void makeStation(const NewStationOptions& options) {
   checkName(options.name);
-  namespace fs = std::filesystem;
   if (fs::symlink_status(options.name).type() != fs::file_type::not_found) {
     throw CommandError(kFailed, options.name + ": is there already");
   }
-  const std::vector<NeighbourStation> neighbours = neighbourStations();
-  const StationPlaces places = freePlaces(neighbours, options.number, options.offset);
-  makeFolder(options.name, places);
-  std::cout << options.name << ": " << placesText(places) << "\n";
-  for (const NeighbourStation& taken : neighbours) {
-    std::cout << "taken by " << taken.name << ": " << placesText(taken.places) << "\n";
+  const std::vector<Station> others = neighbours();
+  const Station station = newStation(options.name, options.number, options.offset, others);
+  makeFolder(station);
+  std::cout << station.name << ": " << placesText(station) << "\n";
+  for (const Station& other : others) {
+    std::cout << "taken by " << other.name << ": " << placesText(other) << "\n";
   }
-  return kDone;
 }
 
 }  // namespace
@@ -102,7 +202,9 @@ ExitStatus makeStation(const NewStationOptions& options) {
 void addNewStation(CLI::App& app) {
   const auto options = std::make_shared<NewStationOptions>();
   Command command = Command(app).add(
-      "new-station", "Write the folder of a new station, with its tests, ready to build");
+      "new-station", "Write the folder of a new station, with its tests, ready to build",
+      "Needs no unit. The folder's README.md says how to build it.\n"
+      "Example:\n  corvane new-station speaker --number 8 --offset 24");
   command
       .text("NAME", options->name,
             std::string("The station's name, and the folder's: ") + kNameRule)
@@ -115,10 +217,7 @@ void addNewStation(CLI::App& app) {
                  "The station's status byte, whose next one is its poison byte; when absent the "
                  "first from 24 that is free",
                  {0, 126});
-  command.footer(
-      "Needs no unit. The folder's README.md says how to build it.\n"
-      "Example:\n  corvane new-station speaker --number 8 --offset 24");
-  command.action([=] { return makeStation(*options); });
+  command.action([=] { makeStation(*options); });
 }
 
 }  // namespace corvane::tools

@@ -17,7 +17,7 @@ struct PoisonOptions {
   bool json = false;
 };
 
-ExitStatus printByte(const PoisonOptions& options, uint8_t byte) {
+void printByte(const PoisonOptions& options, uint8_t byte) {
   const bool isPoisoned = unit::isPoisoned(options.offset, byte);
   printResult(options.json,
               {{"offset", options.offset},
@@ -26,12 +26,11 @@ ExitStatus printByte(const PoisonOptions& options, uint8_t byte) {
                {"final", unit::isPoisonFinal(options.offset, byte)}},
               "offset " + std::to_string(options.offset) + ": " + hexNumber(byte, 2) + ", " +
                   (isPoisoned ? "poisoned\n" : "not poisoned\n"));
-  return kDone;
 }
 
-ExitStatus showPoison(const PoisonOptions& options) {
+void show(const PoisonOptions& options) {
   requireDataToLook();
-  return printByte(options, unit::readByte(options.offset));
+  printByte(options, unit::readByte(options.offset));
 }
 
 /// Throws for a byte that is failed already: it can be neither set again nor cleared.
@@ -43,27 +42,28 @@ void requireNotFinal(uint8_t offset, uint8_t byte) {
                                   place + " --status not-tested\" takes it back");
 }
 
-ExitStatus change(const PoisonOptions& options, bool isSet) {
+using Change = unit::ByteChange (*)(unit::Lock&, uint8_t offset);
+
+void change(const PoisonOptions& options, Change function) {
   unit::openDataArea();
   const unit::ByteChange done = changeUnit([&](unit::Lock& lock) {
     requireControlBit(options.offset, options.force);
     requireNotFinal(options.offset, unit::readByte(options.offset));
-    return isSet ? unit::setPoison(lock, options.offset) : unit::clearPoison(lock, options.offset);
+    return function(lock, options.offset);
   });
-  return printByte(options, done.after);
+  printByte(options, done.after);
 }
 
+/// Adds a command that makes the change, or shows the byte when there is none.
 void addPoisonCommand(Command group, const std::string& name, const std::string& about,
-                      bool isChange, const std::function<ExitStatus(const PoisonOptions&)>& work) {
+                      Change function) {
   const auto options = std::make_shared<PoisonOptions>();
   Command command = group.add(name, about);
   command.number("OFFSET", options->offset, "Offset of the byte").required();
-  if (isChange) {
-    command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
-  }
   command.jsonFlag(options->json);
-  command.footer("Example:\n  corvane poison " + name + " 24");
-  command.action([=] { return work(*options); });
+  if (!function) return command.action([=] { show(*options); });
+  command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
+  command.action([=] { change(*options, function); });
 }
 
 }  // namespace
@@ -75,11 +75,10 @@ void addPoison(CLI::App& app) {
       "A failure at an offset below 128 is final: it can be neither set again nor cleared.\n"
       "\"corvane status set 24 --status not-tested\" gives such a unit back to the stations.\n"
       "From offset 128 on, a poison byte is a byte of a diagnostic record.");
-  addPoisonCommand(group, "set", "Mark the unit as failed", true,
-                   [](const PoisonOptions& options) { return change(options, true); });
-  addPoisonCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128", true,
-                   [](const PoisonOptions& options) { return change(options, false); });
-  addPoisonCommand(group, "show", "Show whether the unit is marked", false, showPoison);
+  addPoisonCommand(group, "set", "Mark the unit as failed", &unit::setPoison);
+  addPoisonCommand(group, "clear", "Remove the mark, unless it is a failure below offset 128",
+                   &unit::clearPoison);
+  addPoisonCommand(group, "show", "Show whether the unit is marked", nullptr);
 }
 
 }  // namespace corvane::tools

@@ -10,11 +10,10 @@
 namespace corvane::tools {
 namespace {
 
-ExitStatus listRecords(bool json) {
+void listRecords(bool json) {
   requireDataToLook();
   const std::vector<unit::Record> records = unit::readRecords().records;
   printResult(json, {{"records", recordsAsJson(records)}}, recordTable(records).text());
-  return kDone;
 }
 
 struct AddOptions {
@@ -24,7 +23,7 @@ struct AddOptions {
   bool json = false;
 };
 
-ExitStatus add(const AddOptions& options) {
+void add(const AddOptions& options) {
   if (unit::textForRecord(options.message) != options.message) {
     throw CommandError(kUsage, "'" + options.message + "' does not fit a record, which holds " +
                                    std::to_string(unit::kMaxRecordMessage) +
@@ -35,12 +34,13 @@ ExitStatus add(const AddOptions& options) {
     return unit::appendRecord(lock, options.station, options.result, options.message);
   });
   printResult(options.json, recordAsJson(record), recordTable({record}).text());
-  return kDone;
 }
 
 void addAdd(Command group) {
   const auto options = std::make_shared<AddOptions>();
-  Command command = group.add("add", "Append a record to the chain");
+  Command command =
+      group.add("add", "Append a record to the chain",
+                "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   command
       .text("MESSAGE", options->message,
             "UTF-8 text of at most " + std::to_string(unit::kMaxRecordMessage) + " bytes")
@@ -49,8 +49,7 @@ void addAdd(Command group) {
       .required();
   command.number("--result", options->result, "Result of the test, 0 to 3", {0, 3}).required();
   command.jsonFlag(options->json);
-  command.footer("Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
-  command.action([=] { return add(*options); });
+  command.action([=] { add(*options); });
 }
 
 }  // namespace
@@ -60,8 +59,7 @@ void addRecord(CLI::App& app) {
       "record", "Show and append to the chain of at most 20 diagnostic records",
       "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
   addAdd(group);
-  addLook(group, "list", "Print the records, the first one first",
-          "Example:\n  corvane record list --json", listRecords);
+  addLook(group, "list", "Print the records, the first one first", "", listRecords);
 }
 
 }  // namespace corvane::tools

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <iostream>
 #include <memory>
@@ -12,6 +10,7 @@
 #include "tools/files.h"
 #include "tools/inspect/inspect.h"
 #include "tools/json_output.h"
+#include "tools/terminal/terminal.h"
 #include "tools/unit_access.h"
 #include "unit/keys.h"
 
@@ -36,30 +35,22 @@ AreaReport readStoreToLook() {
 
 uint32_t keyOf(const std::string& text) {
   const std::optional<uint32_t> key = parseKey(text);
-  if (!key) {
-    throw CommandError(kUsage,
-                       "'" + text + "' is not a key; give four characters, or 0x and a number");
-  }
-  if (*key == area::kIndirectMarker) {
-    throw CommandError(kUsage, "'" + text + "' marks indirect entries and is not a key");
-  }
-  return *key;
+  if (key) return *key;
+  throw CommandError(kUsage,
+                     "'" + text + "' is not a key; give four characters, or 0x and a number");
 }
 
-ExitStatus listKeys(bool json) {
+void listKeys(bool json) {
   const AreaReport report = readStoreToLook();
   printResult(json, {{"entries", entriesAsJson(report)}}, entryTable(report).text());
   if (report.isHeaderSound && !report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
   }
-  return kDone;
 }
 
 struct GetOptions {
   std::string key;
-  bool hex = false;
-  bool text = false;
-  bool json = false;
+  bool hex = false, json = false;
   std::string file;
 };
 
@@ -70,7 +61,7 @@ nlohmann::ordered_json keyAsJson(uint32_t key, std::span<const uint8_t> value,
   return json;
 }
 
-ExitStatus get(const GetOptions& options) {
+void get(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
   const AreaReport report = readStoreToLook();
   const auto entry = std::ranges::find_if(report.entries, [key](const AreaEntry& candidate) {
@@ -82,42 +73,29 @@ ExitStatus get(const GetOptions& options) {
   }
   const std::span<const uint8_t> value = entry->value;
   const std::span<const uint8_t> written = entry->writtenValue();
-  if (!options.file.empty()) {
-    writeFile(options.file, value);
-    return kDone;
-  }
-  const bool isHex = options.hex || (!options.text && !isPlainText(written));
-  const std::string text(written.begin(), written.end());
+  if (!options.file.empty()) return writeFile(options.file, value);
+  const bool isHex = options.hex || !isPlainText(written);
   printResult(options.json, keyAsJson(key, value, written),
-              (isHex          ? hexText(value)
-               : options.text ? printable(text)
-                              : text) +
-                  "\n");
-  return kDone;
+              (isHex ? hexText(value) : std::string(written.begin(), written.end())) + "\n");
 }
 
 struct SetOptions {
   std::string key;
   std::optional<std::string> text, hex, file;
-  bool format = false;
-  bool json = false;
+  bool format = false, json = false;
 
   Bytes value() const {
-    if (hex) {
-      const std::optional<Bytes> bytes = parseHex(*hex);
-      if (!bytes) throw CommandError(kUsage, "'" + *hex + "' is not pairs of hexadecimal digits");
-      return *bytes;
-    }
+    if (text) return {text->begin(), text->end()};
     if (file) return readFile(*file, kDeviceAreaSize).bytes;
-    return {text->begin(), text->end()};
+    if (!hex) throw CommandError(kUsage, "syscfg set needs a VALUE, --hex or --file");
+    const std::optional<Bytes> bytes = parseHex(*hex);
+    if (!bytes) throw CommandError(kUsage, "'" + *hex + "' is not pairs of hexadecimal digits");
+    return *bytes;
   }
 };
 
-ExitStatus set(const SetOptions& options) {
+void set(const SetOptions& options) {
   const uint32_t key = keyOf(options.key);
-  if (!options.text && !options.hex && !options.file) {
-    throw CommandError(kUsage, "syscfg set needs a VALUE, --hex or --file");
-  }
   const Bytes value = options.value();
   unit::openDataArea();
   const auto damaged = options.format ? unit::Damaged::kFormat : unit::Damaged::kRefuse;
@@ -132,40 +110,23 @@ ExitStatus set(const SetOptions& options) {
   constexpr size_t kMaxWidth = 60;
   printResult(options.json, keyAsJson(key, *done.after, value),
               keyName(key) + ": " + preview(value, kMaxWidth) + "\n");
-  return kDone;
 }
 
-ExitStatus del(const std::string& keyText) {
+void deleteKey(const std::string& keyText) {
   const uint32_t key = keyOf(keyText);
   unit::openDataArea();
   changeUnit([&](unit::Lock& lock) { return unit::deleteKey(lock, key); });
-  return kDone;
 }
 
-ExitStatus dump(const std::string& file) {
-  const bool isPrinted = file.empty() || file == "-";
-  if (isPrinted && isatty(STDOUT_FILENO)) {
-    throw CommandError(kUsage,
-                       "the raw area is not for a terminal: name a FILE or redirect the output");
-  }
-  writeFile(isPrinted ? "-" : file, readAreaToLook());
-  return kDone;
-}
-
-ExitStatus map(bool json) {
-  const Bytes area = readAreaToLook();
-  const AreaReport report = reportOnArea(area);
-  if (json) {
-    printJson(areaAsJson(report));
-    return kDone;
-  }
+void map(bool json) {
+  const AreaReport report = reportOnArea(readAreaToLook());
+  if (json) return printJson(areaAsJson(report));
   printMap(std::cout, report, isColouredOutput());
   if (!report.isHeaderSound) std::cout << "A unit takes the area for an empty store.\n";
   if (!report.findings.empty()) {
     std::cout << "\n";
     findingTable(report.findings).print(std::cout);
   }
-  return kDone;
 }
 
 void addKey(Command command, std::string& key) {
@@ -174,24 +135,25 @@ void addKey(Command command, std::string& key) {
 
 void addGet(Command group) {
   const auto options = std::make_shared<GetOptions>();
-  Command command = group.add("get", "Print or save a value");
+  Command command = group.add(
+      "get", "Print or save a value",
+      "Without an option, text is printed as it is and anything else as digits. A value of at\n"
+      "most 16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
+      "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 -o opts.bin");
   addKey(command, options->key);
   excludeEachOther(
       {command.flag("--hex", options->hex, "As hexadecimal digits"),
-       command.flag("--text", options->text, "As text, other bytes as \\x1b"),
        command.output(options->file, "Write the bytes to this file; - is standard output", "--out"),
        command.jsonFlag(options->json)});
-  command.footer(
-      "Without an option, text is printed as it is and anything else as digits. A value of at "
-      "most\n"
-      "16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
-      "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 -o opts.bin");
-  command.action([=] { return get(*options); });
+  command.action([=] { get(*options); });
 }
 
 void addKeySet(Command group) {
   const auto options = std::make_shared<SetOptions>();
-  Command command = group.add("set", "Set a key's value");
+  Command command = group.add("set", "Set a key's value",
+                              "Examples:\n"
+                              "  corvane syscfg set OPTS \"serial=3 soak\"\n"
+                              "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
   addKey(command, options->key);
   excludeEachOther({command.text("VALUE", options->text, "The value, as text"),
                     command.text("--hex", options->hex, "The value, as hexadecimal digits"),
@@ -199,27 +161,7 @@ void addKeySet(Command group) {
   command.flag("--format", options->format,
                "Where the area holds a damaged store, replace it with an empty one first");
   command.jsonFlag(options->json);
-  command.footer(
-      "Examples:\n"
-      "  corvane syscfg set OPTS \"serial=3 soak\"\n"
-      "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
-  command.action([=] { return set(*options); });
-}
-
-void addDel(Command group) {
-  const auto key = std::make_shared<std::string>();
-  Command command = group.add("del", "Remove a key and its value");
-  addKey(command, *key);
-  command.footer("Example:\n  corvane syscfg del OPTS");
-  command.action([=] { return del(*key); });
-}
-
-void addDump(Command group) {
-  const auto file = std::make_shared<std::string>();
-  Command command = group.add("dump", "Save the raw area, 8192 bytes");
-  command.file("FILE", *file, "File to write; standard output if not given, or -");
-  command.footer("Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
-  command.action([=] { return dump(*file); });
+  command.action([=] { set(*options); });
 }
 
 }  // namespace
@@ -231,17 +173,24 @@ void addSyscfg(CLI::App& app) {
                             "  corvane syscfg list\n"
                             "  corvane syscfg set OPTS \"serial=3 soak\"");
   addLook(group, "list", "List the keys and the beginnings of their values",
-          "A value of at most 16 bytes lies inside its entry, which does not record its length.\n"
-          "Example:\n  corvane syscfg list --json",
+          "A value of at most 16 bytes lies inside its entry, which does not record its length.",
           listKeys);
   addGet(group);
   addKeySet(group);
-  addDel(group);
-  addDump(group);
+
+  const auto key = std::make_shared<std::string>();
+  Command del = group.add("del", "Remove a key and its value");
+  addKey(del, *key);
+  del.action([=] { deleteKey(*key); });
+
+  const auto file = std::make_shared<std::string>("-");
+  Command dump = group.add("dump", "Save the raw area, 8192 bytes",
+                           "Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
+  dump.file("FILE", *file, "File to write; standard output if not given, or -");
+  dump.action([=] { writeFile(*file, readAreaToLook()); });
+
   addLook(group, "map", "Draw what each byte of the area is used for, and what is wrong",
-          "In colour on a terminal, unless the variable NO_COLOR is set.\n"
-          "Example:\n  corvane syscfg map",
-          map);
+          "In colour on a terminal, unless the variable NO_COLOR is set.", map);
 }
 
 }  // namespace corvane::tools
