@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/printable.h"
-#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -60,7 +59,7 @@ void printResult(bool asJson, const ordered_json& object, const std::string& tex
   std::cout << (asJson ? textOf(object, 2) : text);
 }
 
-std::string factTable(const ordered_json& object, const std::string& absent) {
+Table factTable(const ordered_json& object, const std::string& absent) {
   Table table({{"FACT"}, {"VALUE"}});
   for (const auto& [name, value] : object.items()) {
     if (value.is_object()) {
@@ -71,7 +70,7 @@ std::string factTable(const ordered_json& object, const std::string& absent) {
       table.addRow({name, cellOf(value, absent)});
     }
   }
-  return table.text();
+  return table;
 }
 
 std::string jsonLine(const ordered_json& object) { return textOf(object, -1); }

@@ -4,6 +4,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "tools/terminal/terminal.h"
+
 /// How the tool writes JSON. Every document, and every line of a stream, is an object whose first
 /// field is "schema", the version of the fields that docs/json.md lists. The functions take the
 /// object without that field. Bytes that are not UTF-8 show as U+FFFD.
@@ -23,7 +25,7 @@ void printJson(const nlohmann::ordered_json& object);
 void printResult(bool asJson, const nlohmann::ordered_json& object, const std::string& text);
 
 /// Returns the object's fields as a table for people, with `absent` for null.
-std::string factTable(const nlohmann::ordered_json& object, const std::string& absent);
+Table factTable(const nlohmann::ordered_json& object, const std::string& absent);
 
 /// Returns the object as a stream's line, with its line feed.
 std::string jsonLine(const nlohmann::ordered_json& object);

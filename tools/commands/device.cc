@@ -152,7 +152,7 @@ void show(bool json) {
   nlohmann::ordered_json document = {{"folder", unit.folder().string()}};
   document.update(factsAsJson(unit.facts()));
   document["uncommittedDataSets"] = unit.uncommittedDataSets();
-  printResult(json, document, factTable(document, "(none)"));
+  printResult(json, document, factTable(document, "(none)").text());
 }
 
 void addPath(Command group) {

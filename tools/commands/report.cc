@@ -4,7 +4,7 @@
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/ps/ps.h"
-#include "tools/report/report_page.h"
+#include "tools/report/report.h"
 
 namespace corvane::tools {
 namespace {

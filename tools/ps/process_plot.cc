@@ -12,7 +12,7 @@
 #include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/command_error.h"
-#include "tools/html/markup.h"
+#include "tools/html/html.h"
 #include "tools/ps/ps.h"
 #include "tools/terminal/terminal.h"
 

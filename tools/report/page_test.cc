@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tools/html/markup.h"
-#include "tools/report/report_page.h"
+#include "tools/html/html.h"
+#include "tools/report/report.h"
 
 namespace corvane::tools {
 namespace {

@@ -1,24 +1,21 @@
-#include "tools/report/verdict.h"
+#include <map>
 
 #include "controlbits/control_bit_byte.h"
 #include "controlbits/poison_byte.h"
-#include "unit/byte_text.h"
+#include "tools/report/report.h"
 
 namespace corvane::tools {
 namespace {
 
-using Level = UnitVerdict::Level;
-
-/// What control-bit bytes can say of a unit, the gravest first.
+/// What control-bit bytes can say of a unit.
 enum Statement { kFailedTest, kMaybePoisoned, kIncompleteTest, kPassedTest, kMaybeCleared };
 constexpr struct {
-  Level level;
-  const char *headline, *detail;
-} kStatements[] = {{Level::kBad, "Failed", "A test failed"},
-                   {Level::kBad, "Failed, or poisoned", "A test failed, or a poison byte is set,"},
-                   {Level::kOpen, "Incomplete", "A test is incomplete"},
-                   {Level::kGood, "Passed", "Tests passed"},
-                   {Level::kGood, "Passed", "Tests passed, or poison was cleared,"}};
+  const char *level, *headline, *detail;
+} kStatements[] = {{"bad", "Failed", "A test failed"},
+                   {"bad", "Failed, or poisoned", "A test failed, or a poison byte is set,"},
+                   {"open", "Incomplete", "A test is incomplete"},
+                   {"good", "Passed", "Tests passed"},
+                   {"good", "Passed", "Tests passed, or poison was cleared,"}};
 
 /// Returns what the byte says of a test; nothing when it says that no test has run.
 std::optional<Statement> statementOf(const ControlBit& bit) {
@@ -38,89 +35,76 @@ std::optional<Statement> statementOf(const ControlBit& bit) {
   }
 }
 
-/// Collects what was found, the gravest first.
-class Judge {
- public:
-  explicit Judge(const ReportSubject& subject) {
-    if (!subject.diagnosticData) return;
-    for (const ControlBit& bit : subject.diagnosticData->diagnosticData->controlBits) {
-      const auto statement = statementOf(bit);
-      if (!statement) continue;
-      std::string& list = _offsets[*statement];
-      list += (list.empty() ? "" : ", ") + std::to_string(bit.offset);
-      if (*statement == kFailedTest) {
-        list += " (fail count " + std::to_string(failCountOf(bit.byte)) + ")";
-      }
+/// Returns the offsets of the bytes that make each statement.
+std::map<Statement, std::string> offsetsIn(const std::vector<ControlBit>& bytes) {
+  std::map<Statement, std::string> offsets;
+  for (const ControlBit& bit : bytes) {
+    const auto statement = statementOf(bit);
+    if (!statement) continue;
+    std::string& list = offsets[*statement];
+    list += (list.empty() ? "" : ", ") + std::to_string(bit.offset);
+    if (*statement == kFailedTest) {
+      list += " (fail count " + std::to_string(failCountOf(bit.byte)) + ")";
     }
   }
+  return offsets;
+}
 
-  bool has(Statement statement) const { return !_offsets[statement].empty(); }
+/// Adds a detail. The first one gives the verdict its level and headline.
+void add(UnitVerdict& verdict, const char* level, const char* headline, const std::string& detail) {
+  if (verdict.details.empty()) verdict.level = level, verdict.headline = headline;
+  verdict.details.push_back(detail);
+}
 
-  /// The first headline stays.
-  void find(Level level, const std::string& headline, const std::string& detail) {
-    if (_verdict.headline.empty()) _verdict.level = level, _verdict.headline = headline;
-    if (!detail.empty()) _verdict.details.push_back(detail);
-  }
-
-  void find(Statement statement) {
-    if (!has(statement)) return;
-    const auto& [level, headline, detail] = kStatements[statement];
-    const std::string& list = _offsets[statement];
-    const char* const noun = list.find(", ") == std::string::npos ? " at offset " : " at offsets ";
-    find(level, headline, detail + (noun + list) + ".");
-  }
-
-  void findDamage(const std::optional<Dump>& dump, const std::string& what) {
-    if (!dump || dump->findings().empty()) return;
-    const size_t count = dump->findings().size();
-    find(
-        Level::kBad, "Damaged",
-        what + " has " + std::to_string(count) + (count == 1 ? " finding." : " findings.") +
-            (dump->area && !dump->area->isHeaderSound ? " A unit treats the area as an empty store."
-                                                      : ""));
-  }
-
-  UnitVerdict take() { return std::move(_verdict); }
-
- private:
-  UnitVerdict _verdict;
-  /// Of the bytes that make each statement.
-  std::string _offsets[std::size(kStatements)];
-};
-
-std::optional<Dump> inspected(const UnitImage& image, const char* path, DumpKind kind) {
-  const Bytes* bytes = image.file(path);
-  return bytes ? std::optional(inspectDump(*bytes, kind)) : std::nullopt;
+void addDamage(UnitVerdict& verdict, const std::string& what,
+               const std::vector<Finding>& findings) {
+  if (findings.empty()) return;
+  add(verdict, "bad", "Damaged",
+      "Findings in the " + what + ": " + std::to_string(findings.size()) + ".");
 }
 
 }  // namespace
 
 ReportSubject::ReportSubject(std::string subjectName, UnitImage subjectImage)
-    : name(std::move(subjectName)),
-      image(std::move(subjectImage)),
-      diagnosticData(inspected(image, kDiagnosticDataFile, DumpKind::kDiagnosticData)),
-      configuration(inspected(image, kConfigurationFile, DumpKind::kConfiguration)) {}
+    : name(std::move(subjectName)), image(std::move(subjectImage)) {
+  if (const Bytes* data = image.file(kDiagnosticDataFile)) {
+    diagnosticData = reportOnDiagnosticData(*data);
+  }
+  if (const Bytes* area = image.file(kConfigurationFile)) configuration = reportOnArea(*area);
+}
 
 UnitVerdict verdictOn(const ReportSubject& subject) {
-  Judge judge(subject);
-  judge.find(kFailedTest);
-  judge.find(kMaybePoisoned);
-  judge.findDamage(subject.diagnosticData, "The diagnostic data");
-  judge.findDamage(subject.configuration, "The configuration area");
-  judge.find(kIncompleteTest);
+  UnitVerdict verdict;
+  std::map<Statement, std::string> offsets;
+  if (subject.diagnosticData) offsets = offsetsIn(subject.diagnosticData->controlBits);
+  const auto addBytes = [&](Statement statement) {
+    const std::string& list = offsets[statement];
+    if (list.empty()) return;
+    const auto& [level, headline, detail] = kStatements[statement];
+    const char* const noun = list.find(", ") == std::string::npos ? " at offset " : " at offsets ";
+    add(verdict, level, headline, detail + (noun + list) + ".");
+  };
+  addBytes(kFailedTest);
+  addBytes(kMaybePoisoned);
+  if (subject.diagnosticData) {
+    addDamage(verdict, "diagnostic data", subject.diagnosticData->findings);
+  }
+  if (subject.configuration) {
+    addDamage(verdict, "configuration area", subject.configuration->findings);
+  }
+  addBytes(kIncompleteTest);
   for (const auto& [path, contents] : subject.image.files) {
     if (!path.ends_with(".committed")) continue;
-    judge.find(Level::kOpen, "Uncommitted", path + " undoes changes at the next reboot.");
+    add(verdict, "open", "Uncommitted", path + " undoes changes at the next reboot.");
   }
-  judge.find(kPassedTest);
-  judge.find(kMaybeCleared);
-  const bool hasPassed = judge.has(kPassedTest) || judge.has(kMaybeCleared);
-  if (subject.diagnosticData) {
-    judge.find(Level::kOpen, "Not tested", hasPassed ? "" : "No station has left a passed test.");
-  } else if (subject.configuration && subject.configuration->findings().empty()) {
-    judge.find(Level::kGood, "Sound", "The configuration area has no findings.");
+  addBytes(kPassedTest);
+  addBytes(kMaybeCleared);
+  if (subject.diagnosticData && offsets[kPassedTest].empty() && offsets[kMaybeCleared].empty()) {
+    add(verdict, "open", "Not tested", "No station has left a passed test.");
+  } else if (subject.configuration && verdict.details.empty()) {
+    add(verdict, "good", "Sound", "The configuration area has no findings.");
   }
-  return judge.take();
+  return verdict;
 }
 
 }  // namespace corvane::tools

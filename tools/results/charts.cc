@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "platform/number.h"
-#include "tools/html/markup.h"
+#include "tools/html/html.h"
 #include "tools/results/results_output.h"
 
 namespace corvane::tools {

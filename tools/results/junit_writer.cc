@@ -8,7 +8,7 @@
 
 #include "tools/command_error.h"
 #include "tools/files.h"
-#include "tools/html/markup.h"
+#include "tools/html/html.h"
 #include "tools/results/results_output.h"
 
 namespace corvane::tools {

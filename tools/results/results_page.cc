@@ -3,8 +3,7 @@
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
-#include "tools/html/markup.h"
-#include "tools/html/page.h"
+#include "tools/html/html.h"
 #include "tools/results/results_output.h"
 #include "tools/terminal/terminal.h"
 
@@ -16,8 +15,6 @@ constexpr size_t kMaxRows = 500;
 
 /// Returns the text, or its beginning when it is long. A page has hundreds of them.
 std::string shortText(const std::string& text) { return shortened(printable(text), 120); }
-
-std::string paragraph(const std::string& text) { return "<p>" + markupText(text) + "</p>\n"; }
 
 std::string more(uint64_t count) {
   return count == 0 ? "" : paragraph("... and " + std::to_string(count) + " more");

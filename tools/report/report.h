@@ -1,5 +1,5 @@
-#ifndef CORVANE_TOOLS_REPORT_VERDICT_H_
-#define CORVANE_TOOLS_REPORT_VERDICT_H_
+#ifndef CORVANE_TOOLS_REPORT_REPORT_H_
+#define CORVANE_TOOLS_REPORT_REPORT_H_
 
 #include <optional>
 #include <string>
@@ -8,6 +8,7 @@
 #include "tools/documents/unit_image.h"
 #include "tools/inspect/inspect.h"
 
+/// The page of `corvane report`.
 namespace corvane::tools {
 
 /// A unit or a dump with what its data sets hold.
@@ -16,23 +17,27 @@ struct ReportSubject {
 
   std::string name;
   UnitImage image;
-  std::optional<Dump> diagnosticData;
-  std::optional<Dump> configuration;
+  std::optional<DiagnosticReport> diagnosticData;
+  std::optional<AreaReport> configuration;
 };
 
 /// The state of a unit in short.
 struct UnitVerdict {
-  enum class Level { kGood, kOpen, kBad };
-  Level level = Level::kOpen;
+  /// "bad", "open" or "good".
+  std::string level = "open";
   /// "Failed", "Failed, or poisoned", "Damaged", "Incomplete", "Uncommitted", "Passed",
   /// "Not tested" or "Sound".
-  std::string headline;
+  std::string headline = "Not tested";
   /// Whole sentences, the gravest first.
-  std::vector<std::string> details;
+  std::vector<std::string> details = {};
 };
 
 UnitVerdict verdictOn(const ReportSubject& subject);
 
+/// Returns one HTML page about the subjects. `chartSvg` is a chart of processor use to show, or
+/// empty.
+std::string reportPage(const std::vector<ReportSubject>& subjects, const std::string& chartSvg);
+
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_REPORT_VERDICT_H_
+#endif  // CORVANE_TOOLS_REPORT_REPORT_H_

@@ -1,9 +1,8 @@
-#include "tools/html/page.h"
+#include "tools/html/html.h"
 
 #include <algorithm>
-#include <utility>
 
-#include "tools/html/markup.h"
+#include "platform/printable.h"
 
 namespace corvane::tools {
 namespace {
@@ -62,7 +61,20 @@ tr,figure,.verdict,.grid{break-inside:avoid}h2,h3{break-after:avoid}}
 
 }  // namespace
 
-Html::Html(std::string_view text) : _markup(markupText(text)) {}
+std::string markupText(std::string_view text) {
+  constexpr std::string_view kSpecial = "&<>\"'";
+  constexpr const char* kEntities[] = {"&amp;", "&lt;", "&gt;", "&quot;", "&#39;"};
+  std::string markup;
+  for (const char each : printable(text)) {
+    const size_t special = kSpecial.find(each);
+    markup += special == std::string_view::npos ? std::string_view(&each, 1) : kEntities[special];
+    // U+FFFE and U+FFFF are the only characters that are neither controls nor allowed.
+    if (markup.ends_with("\xEF\xBF\xBE") || markup.ends_with("\xEF\xBF\xBF")) {
+      markup.replace(markup.size() - 3, 3, "?");
+    }
+  }
+  return markup;
+}
 
 Html Html::raw(std::string markup) {
   Html html;
@@ -79,15 +91,20 @@ Html linkTo(const std::string& id, const Html& content) {
   return Html::raw("<a href=\"#" + markupText(id) + "\">" + content.markup() + "</a>");
 }
 
+std::string paragraph(std::string_view text) { return "<p>" + markupText(text) + "</p>\n"; }
+
+std::string wide(const std::string& label, const std::string& content, const std::string& style) {
+  return "<div class=\"wide " + style + "\" role=\"group\" tabindex=\"0\" aria-label=\"" +
+         markupText(label) + "\">" + content + "</div>\n";
+}
+
 std::string htmlTable(const std::string& label, const std::vector<std::string>& titles,
                       const std::vector<HtmlRow>& rows, const std::vector<std::string>& classes) {
   const auto classOf = [&](size_t column) {
     const bool has = column < classes.size() && !classes[column].empty();
     return has ? " class=\"" + classes[column] + "\"" : "";
   };
-  // What scrolls sideways must be within reach of the keyboard.
-  std::string html = "<div class=\"wide\" role=\"group\" tabindex=\"0\" aria-label=\"" +
-                     markupText(label) + "\"><table><thead><tr>";
+  std::string html = "<table><thead><tr>";
   for (size_t i = 0; i < titles.size(); ++i) {
     html += "<th scope=\"col\"" + classOf(i) + ">" + markupText(titles[i]) + "</th>";
   }
@@ -100,7 +117,7 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
     }
     html += "</tr>\n";
   }
-  return html + "</tbody></table></div>\n";
+  return wide(label, html + "</tbody></table>");
 }
 
 std::string htmlTable(const std::string& label, const Table& table) {

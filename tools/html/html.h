@@ -1,8 +1,10 @@
-#ifndef CORVANE_TOOLS_HTML_PAGE_H_
-#define CORVANE_TOOLS_HTML_PAGE_H_
+#ifndef CORVANE_TOOLS_HTML_HTML_H_
+#define CORVANE_TOOLS_HTML_HTML_H_
 
+#include <concepts>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/terminal/terminal.h"
@@ -11,16 +13,19 @@
 /// follows the reader's light or dark scheme, and prints.
 namespace corvane::tools {
 
-/// A piece of HTML. Text becomes one by being escaped, so that nothing else can be put in a page by
+/// Returns the text as the content of an XML or HTML element or of a quoted attribute: no character
+/// of it is markup, and what the two cannot hold shows as "\x1b" or "?". Everything that comes from
+/// a unit, a file or the command line goes through this.
+std::string markupText(std::string_view text);
+
+/// A piece of HTML. Text is escaped when it becomes one, so that it cannot become markup by
 /// mistake.
 class Html {
  public:
   Html() = default;
-  // NOLINTBEGIN(google-explicit-constructor): a cell is written as its text.
-  Html(std::string_view text);
-  Html(const std::string& text) : Html(std::string_view(text)) {}
-  Html(const char* text) : Html(std::string_view(text)) {}
-  // NOLINTEND(google-explicit-constructor)
+  template <std::convertible_to<std::string_view> Text>
+  // NOLINTNEXTLINE(google-explicit-constructor): a cell is written as its text.
+  Html(const Text& text) : _markup(markupText(text)) {}
   /// Takes markup that the tool itself has written.
   static Html raw(std::string markup);
 
@@ -35,13 +40,20 @@ class Html {
 /// Returns a link to the element of the page that has this id.
 Html linkTo(const std::string& id, const Html& content);
 
+std::string paragraph(std::string_view text);
+
 struct HtmlRow {
   std::vector<Html> cells;
-  std::string id = {};  ///< What links name; empty for a row that none leads to.
+  std::string id = {};  ///< What links name; empty for a row without links to it.
 };
 
-/// Returns a table whose first column heads its rows. `label` names the table to those who hear it.
-/// `classes` has a class for each column, which may be empty.
+/// Returns markup that may be wider than the page, and which the keyboard can scroll. `label` names
+/// it to those who hear the page.
+std::string wide(const std::string& label, const std::string& content,
+                 const std::string& style = "");
+
+/// Returns a table whose first column heads its rows, as `wide`. `classes` has a class for each
+/// column, which may be empty.
 std::string htmlTable(const std::string& label, const std::vector<std::string>& titles,
                       const std::vector<HtmlRow>& rows,
                       const std::vector<std::string>& classes = {});
@@ -54,4 +66,4 @@ std::string htmlPage(const std::string& title, const std::string& content);
 
 }  // namespace corvane::tools
 
-#endif  // CORVANE_TOOLS_HTML_PAGE_H_
+#endif  // CORVANE_TOOLS_HTML_HTML_H_

@@ -1,0 +1,156 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "controlbits/diagnostic_record.h"
+#include "platform/number.h"
+#include "tools/documents/unit_document.h"
+#include "tools/html/html.h"
+#include "tools/json_output.h"
+#include "tools/report/report.h"
+
+namespace corvane::tools {
+namespace {
+
+std::string section(const std::string& title, const std::string& content) {
+  return "<section>\n<h3>" + markupText(title) + "</h3>\n" + content + "</section>\n";
+}
+
+/// Returns the table, or the text in its place when it has no rows.
+std::string tableOr(const std::string& label, const Table& table, const std::string& textForNone) {
+  return table.isEmpty() ? paragraph(textForNone) : htmlTable(label, table);
+}
+
+std::string factsSection(const UnitImage& image) {
+  constexpr char kTitle[] = "What it is";
+  if (image.kind == ImageKind::kUnit) {
+    return section(kTitle, htmlTable(kTitle, factTable(factsOf(image), "(none)")));
+  }
+  const auto& [path, contents] = *image.files.begin();
+  return section(
+      kTitle, paragraph("A dump of " + path + ", " + std::to_string(contents.size()) + " bytes."));
+}
+
+std::string cellOf(size_t offset, uint8_t byte) {
+  const char mark = markOf(offset, byte);
+  const bool isWritten = mark != kUnwrittenMark;
+  const char* style = "nottested";
+  if (!isWritten) style = "unwritten";
+  if (mark == kMaybePoisonMark || mark == 'F') style = "failed";
+  if (mark == 'P' || mark == 'C') style = "passed";
+  if (mark == 'I') style = "incomplete";
+  return std::string("<td class=\"") + style + "\" title=\"offset " + std::to_string(offset) +
+         ": " + hexNumber(byte, 2) + ", " +
+         (isWritten ? unit::byteText(offset, byte) : "not written") + "\">" +
+         (isWritten ? std::string(1, mark) : "\u00b7") + "</td>";
+}
+
+std::string statusGrid(std::span<const uint8_t> bytes) {
+  constexpr size_t kColumns = 16;
+  std::string html = "<table class=\"grid\"><thead><tr><td></td>";
+  for (size_t column = 0; column < kColumns; ++column) {
+    html += "<th scope=\"col\">" + std::to_string(column) + "</th>";
+  }
+  html += "</tr></thead><tbody>";
+  for (size_t at = 0; at < bytes.size(); ++at) {
+    if (at % kColumns == 0) html += "\n<tr><th scope=\"row\">" + std::to_string(at) + "</th>";
+    html += cellOf(at, bytes[at]);
+  }
+  return html +
+         "</tbody></table>\n<p class=\"legend\">P passed, F failed, ! failed, or poisoned, "
+         "I incomplete, N not tested, C log collection complete, \u00b7 not written. The offset is "
+         "the row's number plus the column's.</p>\n";
+}
+
+/// Returns a section that is there, and says so, when there are no findings, too.
+std::string findingsSection(const std::string& what, const std::vector<Finding>& findings) {
+  const std::string title = "Findings in the " + what;
+  return section(title, tableOr(title, findingTable(findings), "No damage was found."));
+}
+
+std::string diagnosticSections(const DiagnosticReport& report, ByteSpan contents) {
+  const ByteSpan bytes = contents.first(std::min<size_t>(contents.size(), kFirstRecordOffset));
+  constexpr char kBytes[] = "Control-bit bytes", kRecords[] = "Records";
+  return section(kBytes, statusGrid(bytes) + tableOr(kBytes, controlBitTable(report.controlBits),
+                                                     "No station has written one.")) +
+         section(kRecords,
+                 tableOr(kRecords, recordTable(report.records), "No station has left one.")) +
+         findingsSection("control-bit bytes and records", report.findings);
+}
+
+std::string configurationSections(const AreaReport& report) {
+  constexpr size_t kValueWidth = 120;
+  std::ostringstream map;
+  printMap(map, report, false);
+  return section("Configuration area",
+                 wide("Map of the configuration area", "<pre>" + map.str() + "</pre>") +
+                     tableOr("Keys", entryTable(report, kValueWidth), "It has no keys.")) +
+         findingsSection("configuration area", report.findings);
+}
+
+std::string bootArgumentsSection(const UnitImage& image) {
+  const Bytes* file = image.file(kNvramFile);
+  const auto variables = file ? propertiesAsJson(*file) : nlohmann::ordered_json();
+  if (!variables.is_object()) return "";
+  constexpr char kTitle[] = "Boot arguments";
+  return section(kTitle, tableOr(kTitle, factTable(variables, ""), "No variable is set."));
+}
+
+/// Returns the end of the test log.
+std::string logSection(const UnitImage& image) {
+  constexpr std::ptrdiff_t kMaxLines = 5000;
+  const Bytes* log = image.file(kTestLogFile);
+  if (!log || log->empty()) return "";
+  std::ptrdiff_t hidden = std::ranges::count(*log, '\n') - kMaxLines;
+  std::string html =
+                  hidden > 0
+                      ? paragraph("The first " + std::to_string(hidden) + " lines are not shown.")
+                      : "",
+              shown;
+  std::istringstream lines({log->begin(), log->end()});
+  for (std::string line; std::getline(lines, line); --hidden) {
+    if (hidden <= 0) shown += markupText(line) + "\n";
+  }
+  return section("Test log", html + wide("Test log", "<pre>" + shown + "</pre>", "log"));
+}
+
+std::string verdictBox(const UnitVerdict& verdict) {
+  std::string html = "<div class=\"verdict " + verdict.level + "\"><strong>" +
+                     markupText(verdict.headline) + "</strong>\n";
+  for (const std::string& detail : verdict.details) html += paragraph(detail);
+  return html + "</div>\n";
+}
+
+std::string articleOn(const ReportSubject& subject, const std::string& id,
+                      const UnitVerdict& verdict) {
+  std::string html = "<article id=\"" + id + "\">\n<h2>" + markupText(subject.name) + "</h2>\n" +
+                     verdictBox(verdict) + factsSection(subject.image);
+  if (subject.diagnosticData) {
+    html += diagnosticSections(*subject.diagnosticData, *subject.image.file(kDiagnosticDataFile));
+  }
+  if (subject.configuration) html += configurationSections(*subject.configuration);
+  return html + bootArgumentsSection(subject.image) + logSection(subject.image) + "</article>\n";
+}
+
+}  // namespace
+
+std::string reportPage(const std::vector<ReportSubject>& subjects, const std::string& chartSvg) {
+  std::string list, articles;
+  for (const ReportSubject& subject : subjects) {
+    const UnitVerdict verdict = verdictOn(subject);
+    const std::string id = "subject-" + std::to_string(&subject - subjects.data());
+    list += "<li>" + linkTo(id, subject.name).markup() + ": " + markupText(verdict.headline) +
+            "</li>\n";
+    articles += articleOn(subject, id, verdict);
+  }
+  std::string html = subjects.size() > 1 ? "<nav><ul>\n" + list + "</ul></nav>\n" : "";
+  html += articles;
+  if (!chartSvg.empty()) {
+    constexpr char kTitle[] = "Processor use";
+    html += std::string("<section>\n<h2>") + kTitle + "</h2>\n" + wide(kTitle, chartSvg, "plot") +
+            "</section>\n";
+  }
+  return htmlPage("Unit report", html);
+}
+
+}  // namespace corvane::tools
