@@ -60,21 +60,6 @@ inline std::vector<pid_t> processIds() {
   return ids;
 }
 
-/// Returns the environment with which the process began, each variable with a zero byte after it;
-/// empty when it has ended or is another user's.
-inline std::string environmentOf(pid_t process) {
-  const std::string path = "/proc/" + std::to_string(process) + "/environ";
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return {};
-  std::string environment;
-  char piece[4096];
-  for (ssize_t count; (count = ::read(file, piece, sizeof piece)) > 0;) {
-    environment.append(piece, static_cast<size_t>(count));
-  }
-  ::close(file);
-  return environment;
-}
-
 /// Returns the name of the program's file, without its folder.
 inline const char* programName() { return program_invocation_short_name; }
 

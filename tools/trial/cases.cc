@@ -2,13 +2,15 @@
 #include <signal.h>
 
 #include <algorithm>
-#include <array>
+#include <cstdio>
+#include <cstring>
 
 #include "controlbits/diagnostic_record.h"
 #include "controlbits/poison_byte.h"
 #include "device/models.h"
 #include "host/include/virtual_device.h"
 #include "syscfg/area_format.h"
+#include "syscfg/memory_store.h"
 #include "tools/trial/trial.h"
 
 namespace corvane::tools::trial {
@@ -25,8 +27,28 @@ using UnitChange = std::function<void(UnitFacts&, UnitState&)>;
 
 uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
 
+/// Appends a passed record to the chain, as the library does.
+void appendRecord(UnitState& unit, uint8_t station) {
+  using Slot = DiagnosticRecord<time_t>;
+  const size_t slot = unit.records().size();
+  const auto place = [&](size_t i) { return unit.diagnostics.data() + slotOffset<time_t>(i); };
+  if (slot > 0) place(slot - 1)[offsetof(Slot, flags)] |= kRecordContinued;
+  const Slot record = swapForSlot(Slot{1'600'000'000 + time_t(slot), station, 0, "of another"});
+  std::memcpy(place(slot), &record, sizeof record);
+}
+
 void fillRecords(const Station& station, UnitState& unit, size_t count) {
   while (unit.records().size() < count) appendRecord(unit, otherStation(station));
+}
+
+/// Sets the key, or deletes it when `value` is empty. Returns whether that could be done.
+bool setKey(UnitState& unit, uint32_t key, const Bytes& value) {
+  const MemoryStore store(unit.configuration);
+  const int32_t error = value.empty()
+                            ? syscfg__del_key(store.get(), key)
+                            : syscfg__add_key(store.get(), key, value.data(), value.size());
+  if (error == 0) unit.configuration.assign(store.image().begin(), store.image().end());
+  return error == 0;
 }
 
 void fillKeys(UnitState& unit) {
@@ -134,7 +156,10 @@ class CaseMaker {
       for (const uint8_t value : std::set<uint8_t>{before, after, uint8_t(after ^ 2)}) {
         const std::string rule =
             "stuck:" + name + ":" + std::to_string(offset) + "=" + std::to_string(value);
-        add("faults", rule, rule).stuck = {set, offset, value};
+        Case& stuck = add("faults", rule, rule);
+        stuck.stuckSet = set;
+        stuck.stuckOffset = offset;
+        stuck.stuckValue = value;
       }
     }
   }
@@ -206,11 +231,9 @@ class CaseMaker {
         {"decimal comma", std::string("export LC_ALL=") + kComma}};
     for (const auto& [name, setup] : setups) add("surroundings", name).setup = setup;
     const locale_t locale = newlocale(LC_ALL_MASK, kComma, nullptr);
-    if (locale) {
-      freelocale(locale);
-    } else {
-      _cases.back().obstacle = std::string("the locale ") + kComma + " is not installed";
-    }
+    if (locale != nullptr) return freelocale(locale);
+    _cases.pop_back();
+    std::fprintf(stderr, "no decimal comma is tried: the locale %s is not installed\n", kComma);
   }
 
   const Station& _station;

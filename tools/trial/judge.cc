@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -9,7 +10,7 @@
 #include "controlbits/poison_byte.h"
 #include "platform/number.h"
 #include "station/results_line.h"
-#include "station/run_mark.h"
+#include "syscfg/memory_store.h"
 #include "tools/trial/trial.h"
 
 namespace corvane::tools::trial {
@@ -17,16 +18,46 @@ namespace {
 
 namespace field = station::line_field;
 
-/// Returns what the unit holds under the run count key; zeros when there is no such value.
-station::RunMark runMarkIn(const Station& station, const UnitState& state) {
-  struct {
-    char form[4];
-    uint32_t count;
-    uint64_t run;
-  } held = {};
+constexpr size_t kRecordsEnd = slotOffset<time_t>(kRecordSlots);
+
+std::string byteName(size_t offset) { return "byte " + std::to_string(offset); }
+
+/// Returns the bytes that are not of records, the keys, the words of NVRAM and the files that the
+/// unit has, by their names.
+std::map<std::string, Bytes> placesOf(const UnitState& unit) {
+  std::map<std::string, Bytes> places = {{"device.plist", unit.device}};
+  for (size_t i = 0; i < unit.diagnostics.size(); ++i) {
+    const bool isOfRecord = i >= kFirstRecordOffset && i < kRecordsEnd;
+    if (!isOfRecord) places[byteName(i)] = {unit.byte(i)};
+  }
+  const MemoryStore store(unit.configuration);
+  std::vector<uint32_t> keys(unit.configuration.size());
+  const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
+  keys.resize(static_cast<size_t>(std::max(count, 0)));
+  for (const uint32_t key : keys) {
+    places["key " + unit::keyName(key)] = unit::valueIn(unit.configuration, key).value_or(Bytes());
+  }
+  std::string text(unit.nvram.begin(), unit.nvram.end());
+  std::ranges::replace(text, '<', ' ');
+  std::ranges::replace(text, '>', ' ');
+  std::istringstream words(text);
+  for (std::string word; words >> word;) places["the word " + word + " of NVRAM"] = {};
+  return places;
+}
+
+/// What a unit holds under the run count key.
+struct RunMark {
+  char form[4];
+  uint32_t count;
+  uint64_t run;
+};
+
+/// Returns zeros when there is no such value.
+RunMark runMarkIn(const Station& station, const UnitState& state) {
+  RunMark held = {};
   const auto value = unit::valueIn(state.configuration, station.runCountKey);
   if (value && value->size() >= sizeof held) std::memcpy(&held, value->data(), sizeof held);
-  return {held.count, held.run};
+  return held;
 }
 
 /// Returns the last line of results; an empty object when there is none.
@@ -54,7 +85,7 @@ class Judge {
       _verdict = resultsText(field::kVerdict);
     }
     if (run.meddled) allowForMeddling(run.meddled->first, run.meddled->second);
-    if (what.stuck) applyStuckByte(*what.stuck);
+    if (what.stuckSet != nullptr) applyStuckByte();
     compareRecords();
   }
 
@@ -135,7 +166,8 @@ class Judge {
                          place == byteName(_station.poisonOffset) ||
                          place == "key " + unit::keyName(_station.runCountKey);
       // A stuck byte of the configuration area changes what any key holds.
-      if (!isOwn && !(_case.stuck && place.starts_with("key "))) return place + " was changed";
+      if (!isOwn && !(_case.stuckSet != nullptr && place.starts_with("key ")))
+        return place + " was changed";
     }
     return "";
   }
@@ -143,11 +175,8 @@ class Judge {
   /// The change is part of the unit as the station met it when the station has looked at the unit
   /// and written to it since. Otherwise the unit is judged as it was before the change.
   void allowForMeddling(const UnitState& from, const UnitState& to) {
-    const auto hasCalledSince = [&](const char* call) {
-      const auto then = _run.callsAtStop.find(call), now = _run.calls.find(call);
-      return now != _run.calls.end() &&
-             (then == _run.callsAtStop.end() || then->second < now->second);
-    };
+    Calls then = _run.callsAtStop, now = _run.calls;
+    const auto hasCalledSince = [&](const char* call) { return then[call] < now[call]; };
     const bool isMet = hasCalledSince("IORegistryEntryCreateCFProperty") &&
                        hasCalledSince("IORegistryEntrySetCFProperties");
     _outside = changedPlaces(from, to);
@@ -160,18 +189,21 @@ class Judge {
       uint8_t& byte = _after.diagnostics[offset];
       if (!isMet && byte == to.byte(offset)) byte = from.byte(offset);
     }
-    if (isMet && from.configuration != to.configuration) _before.configuration = to.configuration;
     if (!isMet && _after.configuration == to.configuration) {
       _after.configuration = from.configuration;
     }
-    const std::vector<unit::Record> records = from.records(), now = to.records();
-    if (isMet) _others.assign(now.begin() + static_cast<ptrdiff_t>(records.size()), now.end());
+    if (!isMet) return;
+    if (from.configuration != to.configuration) _before.configuration = to.configuration;
+    _others = to.records();
+    _others.erase(_others.begin(), _others.begin() + ptrdiff_t(from.records().size()));
   }
 
   /// The next station reads the byte so.
-  void applyStuckByte(const StuckByte& stuck) {
-    for (UnitState* unit : {&_before, &_after}) (unit->*stuck.set).at(stuck.offset) = stuck.value;
-    if (stuck.set == &UnitState::diagnostics) _outside.insert(byteName(stuck.offset));
+  void applyStuckByte() {
+    for (UnitState* unit : {&_before, &_after}) {
+      (unit->*_case.stuckSet).at(_case.stuckOffset) = _case.stuckValue;
+    }
+    if (_case.stuckSet == &UnitState::diagnostics) _outside.insert(byteName(_case.stuckOffset));
   }
 
   void compareRecords() {
@@ -208,7 +240,7 @@ class Judge {
         isPassed() && !isPoisonSet() && !_isRecordLost && hasRecord() &&
         (!_station.number || _added[0].result == _good.run.after->records().back().result);
     if (!isMarked || _station.runCountKey == 0) return isMarked;
-    const station::RunMark mark = runMarkIn(_station, _after);
+    const RunMark mark = runMarkIn(_station, _after);
     const bool isCounted = mark.count == runMarkIn(_station, _run.before).count + 1 ||
                            mark.count == runMarkIn(_station, _before).count + 1;
     const std::string run = hexNumber(mark.run, 16).substr(2);
@@ -240,12 +272,29 @@ class Judge {
 
 }  // namespace
 
+std::set<size_t> differences(const Bytes& left, const Bytes& right) {
+  std::set<size_t> offsets;
+  for (size_t i = 0; i < std::min(left.size(), right.size()); ++i) {
+    if (left[i] != right[i]) offsets.insert(i);
+  }
+  return offsets;
+}
+
+std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right) {
+  std::vector<std::pair<const std::string, Bytes>> different;
+  std::ranges::set_symmetric_difference(placesOf(left), placesOf(right),
+                                        std::back_inserter(different));
+  std::set<std::string> names;
+  for (const auto& [name, contents] : different) names.insert(name);
+  return names;
+}
+
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run) {
   if (run.isHung) {
     return {"hang",
             "it had not ended after " + std::to_string(static_cast<int>(run.seconds)) + " s"};
   }
-  if (!run.isReached) return {"not reached", what.obstacle};
+  if (!run.isReached) return {"not reached"};
   if (!run.after) return {"unjudged", run.unreadable};
   return Judge(station, good, what, run).judgement();
 }

@@ -8,15 +8,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "controlbits/diagnostic_record.h"
 #include "host/linux/system_calls.h"
 #include "platform/file_descriptor.h"
 #include "tools/command_error.h"
@@ -28,15 +29,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr size_t kMaxFile = size_t{1} << 20;
+
 /// Returns what the file holds; empty when it cannot be read.
 std::string textOf(const fs::path& path) {
-  constexpr size_t kMaxSize = size_t{1} << 20;
-  try {
-    const std::vector<uint8_t> bytes = readFile(path, kMaxSize).bytes;
-    return {bytes.begin(), bytes.end()};
-  } catch (const CommandError&) {
-    return {};
-  }
+  std::string text(kMaxFile, '\0');
+  std::ifstream file(path);
+  file.read(text.data(), kMaxFile);
+  text.resize(static_cast<size_t>(file.gcount()));
+  return text;
 }
 
 /// Returns the counts of each process that has called the platform.
@@ -57,6 +58,12 @@ Calls callsIn(const fs::path& file) {
   }
   return calls;
 }
+
+constexpr std::pair<const char*, Bytes UnitState::*> kFiles[] = {
+    {"data/VelmoDiagnosticData.bin", &UnitState::diagnostics},
+    {"data/VelmoDiagnosticDataSysCfg.bin", &UnitState::configuration},
+    {"nvram.plist", &UnitState::nvram},
+    {"device.plist", &UnitState::device}};
 
 /// Returns the environment without what names a unit, folders or rules, and with the case's own.
 std::vector<std::string> environmentOf(const Case& what, const fs::path& folder) {
@@ -119,25 +126,15 @@ pid_t start(const Station& station, const Case& what, const fs::path& folder) {
   return process;
 }
 
-/// Returns whether this process is the parent and the environment names the case's folder.
-bool isAdopted(pid_t process, const fs::path& folder) {
-  siginfo_t ignored;
-  const auto id = static_cast<id_t>(process);
-  if (waitid(P_PID, id, &ignored, WEXITED | WNOHANG | WNOWAIT) != 0) return false;
-  return host::environmentOf(process).find("CORVANE_CALLS=" + (folder / "calls").string()) !=
-         std::string::npos;
-}
-
-/// Ends the processes of the station's session, and those that have left it and whose parents have
-/// ended, which this process has adopted. Returns how the station ended when all are gone.
-int endSession(pid_t station, const fs::path& folder) {
+/// Ends the processes of the station's session. Returns how the station ended when all are gone.
+int endSession(pid_t station) {
   constexpr double kPatience = 5;
   const Clock::time_point begin = Clock::now();
   // The station is waited for last, so that its id stays the session's.
   for (bool isGone = false; !isGone && secondsSince(begin) < kPatience;) {
     isGone = true;
     for (const pid_t process : host::processIds()) {
-      if (getsid(process) != station && !isAdopted(process, folder)) continue;
+      if (getsid(process) != station) continue;
       kill(process, SIGKILL);
       if (process == station) continue;
       waitpid(process, nullptr, WNOHANG);
@@ -146,7 +143,7 @@ int endSession(pid_t station, const fs::path& folder) {
     if (!isGone) std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
   int status = 0;
-  while (waitpid(station, &status, 0) < 0 && errno == EINTR) continue;
+  waitpid(station, &status, 0);
   return status;
 }
 
@@ -201,6 +198,22 @@ void attend(pid_t process, const Case& what, const fs::path& folder, double limi
 
 }  // namespace
 
+UnitState readUnit(const fs::path& folder) {
+  UnitState state;
+  for (const auto& [name, contents] : kFiles) {
+    const fs::path file = folder / name, committed = fs::path(file).replace_extension("committed");
+    state.*contents = readFile(fs::exists(committed) ? committed : file, kMaxFile).bytes;
+  }
+  if (state.diagnostics.size() < slotOffset<time_t>(kRecordSlots)) {
+    throw CommandError(kNotReady, "VelmoDiagnosticData is too short");
+  }
+  return state;
+}
+
+void writeUnit(const fs::path& folder, const UnitState& state) {
+  for (const auto& [name, contents] : kFiles) writeFile(folder / name, state.*contents);
+}
+
 Run runStation(const Station& station, const Case& what, const fs::path& folder, double limit) {
   Run run;
   const fs::path unit = folder / "unit";
@@ -209,7 +222,7 @@ Run runStation(const Station& station, const Case& what, const fs::path& folder,
   run.before = readUnit(unit);
   const pid_t process = start(station, what, folder);
   attend(process, what, folder, limit, run);
-  run.waitStatus = endSession(process, folder);
+  run.waitStatus = endSession(process);
 
   for (const fs::path& place : {unit, unit / "data"}) {  // A case may have made them read-only.
     std::error_code ignored;

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include <regex>
 
 #include "host/include/virtual_device.h"
+#include "host/linux/system_calls.h"
 #include "platform/printable.h"
 #include "tools/command_error.h"
 
@@ -30,8 +32,6 @@ std::string quoted(const std::string& text) {
   return "'" + std::regex_replace(text, kQuote, "'\\''") + "'";
 }
 
-void increase(ordered_json& count) { count = count.get<size_t>() + 1; }
-
 class Trial {
  public:
   Trial(const Options& options, fs::path folder)
@@ -44,8 +44,7 @@ class Trial {
     if (_station.isOfKit) describe();
     const fs::path goodUnit = makeGoodUnit(_station, _folder / "good");
     tryGoodUnit({"units", "good unit", goodUnit});
-    tryAll(chosen(casesOf(_station, _good, goodUnit, _folder, _random)));
-    return std::move(_summary);
+    return tryAll(chosen(casesOf(_station, _good, goodUnit, _folder, _random)));
   }
 
  private:
@@ -55,27 +54,22 @@ class Trial {
     station.arguments = {"--describe"};
     const fs::path unit = host::VirtualDevice(_folder / "unit").folder();
     const Run run = runOnce(station, {"units", "--describe", unit});
-    try {
-      if (run.waitStatus != 0) throw CommandError(kNotReady, "it fails");
-      readProfile(nlohmann::json::parse(run.output));
-    } catch (const std::exception& error) {
+    const auto profile = nlohmann::json::parse(run.output, nullptr, false);
+    if (run.waitStatus != 0 || !profile.contains("statusOffset")) {
       throw CommandError(kNotReady, _station.program +
-                                        " does not describe itself (--describe: " + error.what() +
-                                        "); tell its places with --status, --poison and --record");
+                                        " does not describe itself (--describe); tell its places "
+                                        "with --status, --poison and --record");
     }
-  }
-
-  void readProfile(const nlohmann::json& profile) {
     const auto key = [&](const char* name) {
-      return profile.at(name).is_null() ? 0 : unit::keyOf(profile[name].get<std::string>());
+      return profile[name].is_null() ? 0 : unit::keyOf(profile[name].get<std::string>());
     };
-    _station.number = profile.at("number").get<uint8_t>();
-    profile.at("statusOffset").get_to(_station.statusOffset);
-    profile.at("poisonOffset").get_to(_station.poisonOffset);
+    _station.number = profile["number"].get<uint8_t>();
+    _station.statusOffset = profile["statusOffset"];
+    _station.poisonOffset = profile["poisonOffset"];
     _station.runCountKey = key("runCountKey");
     _station.unitKey = key("unitKey");
-    const nlohmann::json& models = profile.at("conditions").at("models");
-    if (!models.empty()) _station.model = models.front();
+    const auto& models = profile["conditions"]["models"];
+    if (!models.empty()) _station.model = models[0];
   }
 
   /// Runs the station on the good unit, and once more for each of its writes, to see what it has
@@ -123,16 +117,16 @@ class Trial {
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
   /// many are run.
   std::vector<Case> chosen(std::vector<Case> cases) {
-    std::erase_if(cases, [&](const Case& what) {
-      const bool isOfKind =
-          _options.kinds.empty() || std::ranges::count(_options.kinds, what.kind) > 0;
-      return _options.onlyCase.empty() ? !isOfKind : what.name != _options.onlyCase;
-    });
-    if (cases.empty()) throw CommandError(kUsage, "there is no such case");
     std::ranges::shuffle(cases, _random);
     std::map<std::string, size_t> counts;
     std::multimap<size_t, Case> byShare;
-    for (Case& what : cases) byShare.emplace(counts[what.kind]++, std::move(what));
+    for (Case& what : cases) {
+      const bool isOfKind =
+          _options.kinds.empty() || std::ranges::count(_options.kinds, what.kind) > 0;
+      const bool isAsked = _options.onlyCase.empty() ? isOfKind : what.name == _options.onlyCase;
+      if (isAsked) byShare.emplace(counts[what.kind]++, std::move(what));
+    }
+    if (byShare.empty()) throw CommandError(kUsage, "there is no such case");
     cases.clear();
     for (auto& [share, what] : byShare) {
       if (cases.size() < _options.maxCases) cases.push_back(std::move(what));
@@ -140,31 +134,29 @@ class Trial {
     return cases;
   }
 
-  /// Runs the cases, as many at a time as there are jobs.
-  void tryAll(const std::vector<Case>& cases) {
-    _summary = {{"station", _station.program},
-                {"number", nullptr},
-                {"planned", cases.size()},
-                {"cases", size_t{0}},
-                {"seconds", 0.0},
-                {"interrupted", false},
-                {"kinds", nullptr},
-                {"findings", ordered_json::array()}};
-    if (_station.number) _summary["number"] = *_station.number;
+  /// Runs the cases, as many at a time as there are jobs, and returns the summary.
+  ordered_json tryAll(const std::vector<Case>& cases) {
+    constexpr double kMinLimit = 5;
     for (const std::string& kind : kKinds) {
-      _summary["kinds"][kind]["cases"] = size_t{0};
-      for (const std::string& finding : kFindings) _summary["kinds"][kind][finding] = size_t{0};
+      _kinds[kind]["cases"] = size_t{0};
+      for (const std::string& finding : kFindings) _kinds[kind][finding] = size_t{0};
     }
     const double estimate = _good.run.seconds * static_cast<double>(cases.size()) / _options.jobs;
     std::fprintf(stderr, "%s: %zu cases on %u processors, about %.0f s\n", _station.program.c_str(),
                  cases.size(), _options.jobs, estimate + 1);
     const Clock::time_point begin = Clock::now();
+    const double limit = std::max(kMinLimit, 5 * _good.run.seconds);
+    const auto isOver = [&] {
+      return gIsInterrupted || secondsSince(begin) >= _options.maxSeconds;
+    };
     std::atomic<size_t> next = 0;
     const auto tryUntilNone = [&] {
       try {
-        for (size_t i = next++; i < cases.size() && secondsSince(begin) < _options.maxSeconds;
-             i = next++) {
-          tryCase(cases[i], _folder / ("case-" + std::to_string(i)));
+        for (size_t i = next++; i < cases.size() && !isOver(); i = next++) {
+          const fs::path folder = _folder / ("case-" + std::to_string(i));
+          const Run run = runStation(_station, cases[i], folder, limit);
+          if (!gIsInterrupted) note(cases[i], judge(_station, _good, cases[i], run), folder);
+          fs::remove_all(folder);
         }
       } catch (...) {
         next = cases.size();
@@ -175,42 +167,31 @@ class Trial {
     for (auto& job : jobs) job = std::async(std::launch::async, tryUntilNone);
     for (auto& job : jobs) job.get();
     if (isatty(STDERR_FILENO)) std::fputs("\r\x1b[K", stderr);
-    _summary["seconds"] = secondsSince(begin);
-    _summary["interrupted"] = gIsInterrupted.load();
-    std::ranges::sort(
-        _summary["findings"].get_ref<ordered_json::array_t&>(), {},
-        [](const ordered_json& found) { return std::pair(found["kind"], found["case"]); });
-  }
-
-  void tryCase(const Case& what, const fs::path& folder) {
-    constexpr double kMinLimit = 5;
-    Run run;
-    run.isReached = what.obstacle.empty();
-    if (run.isReached) {
-      run = runStation(_station, what, folder, std::max(kMinLimit, 5 * _good.run.seconds));
-    }
-    if (!gIsInterrupted) note(what, judge(_station, _good, what, run), folder);
-    fs::remove_all(folder);
+    std::sort(_findings.begin(), _findings.end());
+    return {{"station", _station.program},
+            {"number", _station.number ? ordered_json(*_station.number) : ordered_json()},
+            {"planned", cases.size()},
+            {"cases", _count},
+            {"seconds", secondsSince(begin)},
+            {"interrupted", gIsInterrupted.load()},
+            {"kinds", _kinds},
+            {"findings", _findings}};
   }
 
   void note(const Case& what, const Judgement& judgement, const fs::path& folder) {
     const std::lock_guard lock(_lock);
-    ordered_json& counts = _summary["kinds"][what.kind];
-    for (ordered_json* count : {&_summary["cases"], &counts["cases"], &counts[judgement.finding]}) {
-      increase(*count);
+    ++_count;
+    for (const std::string& name : {std::string("cases"), judgement.finding}) {
+      ++_kinds[what.kind][name].get_ref<uint64_t&>();
     }
-    if (isatty(STDERR_FILENO)) {
-      std::fprintf(stderr, "\r%s of %s", _summary["cases"].dump().c_str(),
-                   _summary["planned"].dump().c_str());
-    }
+    if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r%zu", _count);
     if (judgement.reason.empty()) return;
-    const bool isKept = !_options.keep.empty() && what.obstacle.empty();
-    if (isKept) keep(what, folder);
-    _summary["findings"].push_back({{"kind", what.kind},
-                                    {"case", what.name},
-                                    {"finding", judgement.finding},
-                                    {"reason", judgement.reason},
-                                    {"repeat", repeatOf(what)}});
+    if (!_options.keep.empty()) keep(what, folder);
+    _findings.push_back({{"kind", what.kind},
+                         {"case", what.name},
+                         {"finding", judgement.finding},
+                         {"reason", judgement.reason},
+                         {"repeat", repeatOf(what)}});
   }
 
   fs::path keptFolder(const Case& what) const {
@@ -236,19 +217,19 @@ class Trial {
   std::string repeatOf(const Case& what) const {
     std::string arguments;
     for (const std::string& argument : _station.arguments) arguments += " " + quoted(argument);
-    const bool isRule = !what.faults.empty() && !what.meddling;
-    if (isRule && !_options.keep.empty()) {
+    const std::string program = quoted(_station.program);
+    if (!what.faults.empty() && !what.meddling && !_options.keep.empty()) {
       return "CORVANE_DEVICE=" + quoted(keptFolder(what) / "before") +
-             " CORVANE_FAULTS=" + quoted(what.faults) + " " + quoted(_station.program) + arguments;
+             " CORVANE_FAULTS=" + quoted(what.faults) + " " + program + arguments;
     }
-    std::string options = " --seed " + std::to_string(_options.seed);
+    std::string places;
     if (!_station.isOfKit) {
-      options += " --status " + std::to_string(_station.statusOffset) + " --poison " +
-                 std::to_string(_station.poisonOffset);
-      if (_station.number) options += " --record " + std::to_string(*_station.number);
+      places = " --status " + std::to_string(_station.statusOffset) + " --poison " +
+               std::to_string(_station.poisonOffset);
+      if (_station.number) places += " --record " + std::to_string(*_station.number);
     }
-    return "corvane trial " + quoted(_station.program) + options + " --case " + quoted(what.name) +
-           (arguments.empty() ? "" : " --" + arguments);
+    return "corvane trial " + program + places + " --seed " + std::to_string(_options.seed) +
+           " --case " + quoted(what.name) + (arguments.empty() ? "" : " --" + arguments);
   }
 
   const Options& _options;
@@ -256,9 +237,22 @@ class Trial {
   const fs::path _folder;
   std::mt19937 _random;
   GoodRun _good;
-  ordered_json _summary;
   std::mutex _lock;
+  size_t _count = 0;
+  ordered_json _kinds, _findings = ordered_json::array();
 };
+
+/// Ends the processes that have left their station's session, which this process has adopted.
+void endChildren() {
+  siginfo_t child;
+  for (bool isGone = false; !isGone;) {
+    isGone = true;
+    for (const pid_t process : host::processIds()) {
+      if (waitid(P_PID, id_t(process), &child, WEXITED | WNOHANG | WNOWAIT) != 0) continue;
+      if (kill(process, SIGKILL) == 0) isGone &= waitpid(process, nullptr, 0) < 0;
+    }
+  }
+}
 
 }  // namespace
 
@@ -275,6 +269,7 @@ ordered_json tryStation(const Options& options) {
     throw CommandError(kFailed, "no folder can be made in " + fs::temp_directory_path().string());
   }
   const std::shared_ptr<void> remover(nullptr, [&](void*) {
+    endChildren();
     std::error_code ignored;
     fs::remove_all(folder, ignored);
   });

@@ -28,8 +28,7 @@ inline const std::vector<std::string> kKinds = {"faults", "kills", "units", "med
 struct Station {
   std::string program;
   std::vector<std::string> arguments;
-  /// Whether it is written with the station kit and describes itself; otherwise it is told where it
-  /// writes.
+  /// Whether it describes itself; otherwise it is told where it writes.
   bool isOfKit = true;
   uint8_t statusOffset = 0, poisonOffset = 0;
   /// Absent for a station that leaves no records.
@@ -85,23 +84,11 @@ struct UnitState {
 UnitState readUnit(const std::filesystem::path& folder);
 /// Atomically replaces each of the unit's files.
 void writeUnit(const std::filesystem::path& folder, const UnitState& state);
-/// Appends a passed record to the chain, as the library does.
-void appendRecord(UnitState& state, uint8_t station);
-/// Sets the key, or deletes it when `value` is empty. Returns whether that could be done.
-bool setKey(UnitState& state, uint32_t key, const Bytes& value);
 /// Returns the offsets at which the two differ.
 std::set<size_t> differences(const Bytes& left, const Bytes& right);
-/// Returns the name of the byte at `offset` in `changedPlaces`.
-std::string byteName(size_t offset);
 /// Returns the bytes that are not records, the keys, the words of NVRAM and the files in which the
 /// two differ.
 std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right);
-
-struct StuckByte {
-  Bytes UnitState::*set;
-  size_t offset;
-  uint8_t value;
-};
 
 /// One way in which the station is tried.
 struct Case {
@@ -112,7 +99,10 @@ struct Case {
   /// The call at which the case takes effect; empty when it does from the beginning.
   std::string call = {};
   uint64_t occurrence = 0;
-  std::optional<StuckByte> stuck = {};
+  /// The data set of which a byte is stuck; null when none is.
+  Bytes UnitState::*stuckSet = nullptr;
+  size_t stuckOffset = 0;
+  uint8_t stuckValue = 0;
   /// The signal that the station gets, by its fault rule or after these seconds.
   int signal = 0;
   std::optional<double> signalAfter = {};
@@ -121,8 +111,6 @@ struct Case {
   bool swapsUnit = false;
   /// What a shell does before it becomes the station.
   std::string setup = {};
-  /// Why this machine cannot run the case; empty when it can.
-  std::string obstacle = {};
 };
 
 using Calls = std::map<std::string, uint64_t>;
@@ -166,16 +154,14 @@ std::vector<Case> casesOf(const Station& station, const GoodRun& good,
 Run runStation(const Station& station, const Case& what, const std::filesystem::path& folder,
                double limit);
 
-struct Judgement {
-  /// One of `kFindings`.
-  std::string finding;
-  /// Empty for a case that needs no word.
-  std::string reason = {};
-};
 inline const std::vector<std::string> kFindings = {"honest", "lie",      "hang",
                                                    "crash",  "unjudged", "not reached"};
+struct Judgement {
+  std::string finding, reason = {};
+};
 
-/// Compares how the run ended with what its unit shows, by the table in docs/trial.md.
+/// Compares how the run ended with what its unit shows, by the table in docs/trial.md. The reason
+/// is empty for an honest run and for one that was not reached.
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run);
 /// Returns whether the unit shows the status passed.
 bool showsPassed(const Station& station, const UnitState& state);
