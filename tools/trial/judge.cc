@@ -137,7 +137,12 @@ class Judge {
 
   int status() const { return WEXITSTATUS(_run.waitStatus); }
   int signal() const { return WTERMSIG(_run.waitStatus); }
-  std::string resultsText(const char* name) const { return _lastLine.value(name, ""); }
+  /// Returns a field of the results' last line; empty when it is absent or not a text.
+  std::string resultsText(const char* name) const {
+    const auto found = _lastLine.find(name);
+    const bool isText = found != _lastLine.end() && found->is_string();
+    return isText ? found->get<std::string>() : "";
+  }
   bool isUntrusted() const {
     return _verdict.empty() ? _run.output.find("refused: ") == std::string::npos
                             : _verdict == "untrusted";
@@ -244,7 +249,8 @@ class Judge {
     const bool isCounted = mark.count == runMarkIn(_station, _run.before).count + 1 ||
                            mark.count == runMarkIn(_station, _before).count + 1;
     const std::string run = hexNumber(mark.run, 16).substr(2);
-    return isCounted && _lastLine.value(field::kRun, run) == run;
+    const std::string told = resultsText(field::kRun);
+    return isCounted && (told.empty() || told == run);
   }
 
   std::string shown() const {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <system_error>
@@ -33,11 +32,12 @@ constexpr size_t kMaxFile = size_t{1} << 20;
 
 /// Returns what the file holds; empty when it cannot be read.
 std::string textOf(const fs::path& path) {
-  std::string text(kMaxFile, '\0');
-  std::ifstream file(path);
-  file.read(text.data(), kMaxFile);
-  text.resize(static_cast<size_t>(file.gcount()));
-  return text;
+  try {
+    const std::vector<uint8_t> bytes = readFile(path, kMaxFile).bytes;
+    return {bytes.begin(), bytes.end()};
+  } catch (const CommandError&) {
+    return {};
+  }
 }
 
 /// Returns the counts of each process that has called the platform.
