@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -84,6 +85,15 @@ class Command {
       work();
       return kDone;
     });
+  }
+
+  /// Makes options for the command's variables, which the command line owns, and runs
+  /// `work(options)` likewise.
+  template <typename Options, typename Work>
+  Options& actionOn(Work work) {
+    const auto options = std::make_shared<Options>();
+    action([=] { return work(*options); });
+    return *options;
   }
 
   Option flag(const std::string& names, bool& value, const std::string& about);

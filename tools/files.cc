@@ -98,12 +98,8 @@ FileReplacement::~FileReplacement() {
   if (!_partial.empty()) std::filesystem::remove(_partial, error);
 }
 
-void FileReplacement::write(std::span<const uint8_t> bytes) {
+void FileReplacement::write(std::string_view bytes) {
   if (std::fwrite(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) fail(kFailed, _path);
-}
-
-void FileReplacement::write(std::string_view text) {
-  write({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
 }
 
 void FileReplacement::finish() {
@@ -127,10 +123,9 @@ void FileReplacement::finish() {
   }
 }
 
-void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+void writeFile(const std::string& path, std::string_view bytes) {
   if (path == "-") {
-    std::cout.write(reinterpret_cast<const char*>(bytes.data()),
-                    static_cast<std::streamsize>(bytes.size()));
+    std::cout << bytes;
     return;
   }
   FileReplacement file(path);
@@ -138,8 +133,8 @@ void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
   file.finish();
 }
 
-void writeFile(const std::string& path, std::string_view text) {
-  writeFile(path, {reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+void writeFile(const std::string& path, std::span<const uint8_t> bytes) {
+  writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 void requireDistinctOutputs(const std::vector<std::pair<std::string, std::string>>& outputs,

@@ -38,8 +38,7 @@ class FileReplacement {
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
-  void write(std::span<const uint8_t> bytes);
-  void write(std::string_view text);
+  void write(std::string_view bytes);
   void finish();
 
  private:
@@ -51,8 +50,8 @@ class FileReplacement {
 
 /// Replace the file's contents, as FileReplacement does; "-" is `std::cout`. Throw CommandError
 /// (not done) with the file's name and the reason.
+void writeFile(const std::string& path, std::string_view bytes);
 void writeFile(const std::string& path, std::span<const uint8_t> bytes);
-void writeFile(const std::string& path, std::string_view text);
 
 /// Refuses to replace what is read. `outputs` are options with the files to write, such as
 /// {"--html", "page.html"}; those with an empty name are not given. Throws CommandError (wrong

@@ -1,12 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <string_view>
-#include <system_error>
+#include <vector>
 
 #include "platform/printable.h"
 #include "tools/command_line.h"
@@ -76,24 +75,14 @@ ExitStatus report(ExitStatus status, const std::string& message, bool asJson) {
 
 int main(int argc, char** argv) {
   using namespace corvane::tools;
-  const auto isWord = [](std::string_view wanted) {
-    return [wanted](const char* word) { return word == wanted; };
-  };
-  char** const end = std::find_if(argv, argv + argc, isWord("--"));
-  const bool asJson = std::any_of(argv, end, isWord("--json"));
+  const std::vector<std::string_view> words(argv, argv + argc);
+  const auto end = std::ranges::find(words, "--");
+  const bool asJson = std::find(words.begin(), end, "--json") != end;
   try {
     return run(argc, argv);
-  } catch (const CommandError& error) {
-    return report(error.status(), error.what(), asJson);
-  } catch (const corvane::unit::Error& error) {
-    return report(statusOf(error.fault()), error.what(), asJson);
   } catch (const std::bad_alloc&) {
     return report(kFailed, "there is not enough memory", asJson);
-  } catch (const std::filesystem::filesystem_error& error) {
-    return report(kFailed, error.path1().string() + ": " + error.code().message(), asJson);
-  } catch (const std::system_error& error) {
-    return report(kFailed, error.code().message(), asJson);
   } catch (const std::exception& error) {
-    return report(isOfUnit(error) ? kNotReady : kFailed, error.what(), asJson);
+    return report(statusOf(error), error.what(), asJson);
   }
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 
 #include "platform/device_path.h"
@@ -16,6 +17,7 @@
 #include "platform/text.h"
 #include "platform/unit_messages.h"
 #include "tools/virtual_unit.h"
+#include "unit/error.h"
 #include "unit/records.h"
 #include "unit/status_byte.h"
 
@@ -88,16 +90,13 @@ void requireControlBit(uint32_t offset, bool isForced) {
                                   "; nothing was changed: --force changes it nevertheless");
 }
 
-ExitStatus statusOf(unit::Fault fault) {
-  switch (fault) {
-    case unit::Fault::kLocked:
-    case unit::Fault::kUnreadable:
-      return kNotReady;
-    case unit::Fault::kBadArgument:
-      return kUsage;
-    default:
-      return kFailed;
-  }
+ExitStatus statusOf(const std::exception& error) {
+  if (const auto* command = dynamic_cast<const CommandError*>(&error)) return command->status();
+  const auto* const unit = dynamic_cast<const unit::Error*>(&error);
+  if (!unit) return isOfUnit(error) ? kNotReady : kFailed;
+  const unit::Fault fault = unit->fault();
+  if (fault == unit::Fault::kLocked || fault == unit::Fault::kUnreadable) return kNotReady;
+  return fault == unit::Fault::kBadArgument ? kUsage : kFailed;
 }
 
 std::string capturedOutput(const std::function<void()>& work) {

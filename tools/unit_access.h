@@ -3,13 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include "platform/cf_ref.h"
 #include "tools/command_line.h"
-#include "unit/error.h"
 #include "unit/lock.h"
 
 /// How the commands reach the unit.
@@ -27,10 +26,8 @@ void requireDataToLook();
 /// Adds a command without arguments to `group`, which `look(json)` does as text or as JSON.
 void addLook(Command group, const std::string& name, const std::string& about,
              const std::string& footer, auto look) {
-  const auto json = std::make_shared<bool>(false);
   Command command = group.add(name, about, footer);
-  command.jsonFlag(*json);
-  command.action([=] { return look(*json); });
+  command.jsonFlag(command.actionOn<bool>(look));
 }
 
 /// Throws CommandError unless `offset` lies inside a data set of `size` bytes.
@@ -39,8 +36,8 @@ void requireInside(uint32_t offset, size_t size);
 /// `isForced`, for one that lies among the records.
 void requireControlBit(uint32_t offset, bool isForced);
 
-/// Returns the exit status of a command that ends with `fault`.
-ExitStatus statusOf(unit::Fault fault);
+/// Returns the exit status of a command that ends with the error.
+ExitStatus statusOf(const std::exception& error);
 
 /// Runs `work` and returns what it and the libraries wrote to standard output, which does not show
 /// it. Throws CommandError when it cannot be captured.

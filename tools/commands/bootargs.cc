@@ -1,6 +1,5 @@
 #include <functional>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -77,14 +76,13 @@ void addWithText(Command group, const std::string& name, const std::string& abou
     std::string text;
     bool json = false;
   };
-  const auto options = std::make_shared<Options>();
   Command command = group.add(name, about, footer);
-  command.text(argument, options->text, "After \"--\" when it begins with a dash").required();
-  command.jsonFlag(options->json);
-  command.action([=] {
-    textArgument(options->text);  // Refuses what is not UTF-8 before a unit is made.
-    return work(options->text, options->json);
+  auto& options = command.actionOn<Options>([=](const Options& given) {
+    textArgument(given.text);  // Refuses what is not UTF-8 before a unit is made.
+    return work(given.text, given.json);
   });
+  command.text(argument, options.text, "After \"--\" when it begins with a dash").required();
+  command.jsonFlag(options.json);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <filesystem>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "device/models.h"
@@ -112,39 +111,24 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
           {"nvram", facts.nvram}};
 }
 
-void addInit(Command group) {
-  const auto options = std::make_shared<FactOptions>();
-  Command command = group.add(
-      "init", "Make a new unit where there is not one yet",
-      "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
-  options->addTo(command);
-  command.action([=] {
-    const std::filesystem::path folder = VirtualDevice::defaultFolder();
-    if (hasUnit()) {
-      throw CommandError(kFailed, "there is a unit in " + folder.string() +
-                                      " already; \"corvane device set\" changes it");
-    }
-    UnitFacts facts;
-    options->applyTo(facts);
-    std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
-  });
+void init(const FactOptions& options) {
+  const std::filesystem::path folder = VirtualDevice::defaultFolder();
+  if (hasUnit()) {
+    throw CommandError(kFailed, "there is a unit in " + folder.string() +
+                                    " already; \"corvane device set\" changes it");
+  }
+  UnitFacts facts;
+  options.applyTo(facts);
+  std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
 }
 
-void addDeviceSet(Command group) {
-  const auto options = std::make_shared<FactOptions>();
-  Command command = group.add("set", "Change what the unit is",
-                              "Examples:\n"
-                              "  corvane device set --battery 15 --external-power no\n"
-                              "  corvane device set --without data-area");
-  options->addTo(command);
-  command.action([=] {
-    if (options->isEmpty()) throw CommandError(kUsage, "device set needs something to set");
-    VirtualDevice unit(VirtualDevice::defaultFolder());
-    const host::UnitLock lock(unit.folder());
-    UnitFacts facts = unit.facts();
-    options->applyTo(facts);
-    unit.setFacts(facts);
-  });
+void set(const FactOptions& options) {
+  if (options.isEmpty()) throw CommandError(kUsage, "device set needs something to set");
+  VirtualDevice unit(VirtualDevice::defaultFolder());
+  const host::UnitLock lock(unit.folder());
+  UnitFacts facts = unit.facts();
+  options.applyTo(facts);
+  unit.setFacts(facts);
 }
 
 void show(bool json) {
@@ -155,20 +139,13 @@ void show(bool json) {
   printResult(json, document, factTable(document, "(none)").text());
 }
 
-void addPath(Command group) {
-  const auto file = std::make_shared<std::string>();
-  Command command =
-      group.add("path", "Print where the unit's folder, or a file of it, is",
-                "Example:\n  less \"$(corvane device path /private/var/log/system.log)\"");
-  command.file("FILE", *file, "A file as the device knows it, such as /var/log/system.log");
-  command.action([=] {
-    std::filesystem::path path = VirtualDevice::defaultFolder();
-    if (!file->empty() && file->front() != '/') {
-      throw CommandError(kUsage, "'" + *file + "' is not an absolute path on the device");
-    }
-    if (!file->empty()) path = (path / "root").concat(*file);
-    std::cout << path.string() << "\n";
-  });
+void printPath(const std::string& file) {
+  std::filesystem::path path = VirtualDevice::defaultFolder();
+  if (!file.empty() && file.front() != '/') {
+    throw CommandError(kUsage, "'" + file + "' is not an absolute path on the device");
+  }
+  if (!file.empty()) path = (path / "root").concat(file);
+  std::cout << path.string() << "\n";
 }
 
 }  // namespace
@@ -178,10 +155,20 @@ void addDevice(CLI::App& app) {
       "device", "Make, show and change the virtual unit",
       "The unit lies in $CORVANE_DEVICE, else in ~/.local/state/corvane/device; a command that\n"
       "changes the unit makes one there when it is missing.");
-  addInit(group);
+  Command initCommand = group.add(
+      "init", "Make a new unit where there is not one yet",
+      "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
+  initCommand.actionOn<FactOptions>(init).addTo(initCommand);
   addLook(group, "show", "Show what the unit is", "", show);
-  addDeviceSet(group);
-  addPath(group);
+  Command setCommand = group.add("set", "Change what the unit is",
+                                 "Examples:\n"
+                                 "  corvane device set --battery 15 --external-power no\n"
+                                 "  corvane device set --without data-area");
+  setCommand.actionOn<FactOptions>(set).addTo(setCommand);
+  Command path = group.add("path", "Print where the unit's folder, or a file of it, is",
+                           "Example:\n  less \"$(corvane device path /var/log/system.log)\"");
+  path.file("FILE", path.actionOn<std::string>(printPath),
+            "A file as the device knows it, such as /var/log/system.log");
   group.add("reboot", "Restart the unit: what was not committed is undone").action([] {
     VirtualDevice(VirtualDevice::defaultFolder()).reboot();
   });

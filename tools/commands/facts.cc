@@ -1,12 +1,12 @@
 #include "unit/facts.h"
 
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "platform/or_null.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
+#include "unit/error.h"
 
 namespace corvane::tools {
 namespace {

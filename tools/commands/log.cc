@@ -3,13 +3,11 @@
 #include <chrono>
 #include <deque>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "log/log_collection.h"
 #include "platform/device_path.h"
-#include "platform/text.h"
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/log/test_log.h"
@@ -18,133 +16,132 @@
 namespace corvane::tools {
 namespace {
 
-void addWrite(Command group) {
-  struct Options {
-    std::string message;
-    std::optional<std::string> test;
-    int32_t indentation = 0;
-    bool raw = false;
-  };
-  const auto options = std::make_shared<Options>();
-  Command command =
-      group.add("write", "Append a line to the test log",
-                "Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
-  command.text("MESSAGE", options->message, "Message of the line").required();
-  const Option test = command.text("--test", options->test, "Name of the test it belongs to");
-  const Option indentation =
-      command.number("--indent", options->indentation, "Levels of indentation", {0, 100});
-  Option raw =
-      command.flag("--raw", options->raw, "The line as it stands, without time and system log");
-  raw.excludes(test);
-  raw.excludes(indentation);
-  command.action([=] {
-    const auto message = textArgument(options->message);
-    const auto testName = options->test ? textArgument(*options->test) : CFRef<CFStringRef>();
-    writeToLog(1, [&] {
-      options->raw ? Log::write(message.get())
-                   : Log::write(message.get(), testName.get(), options->indentation);
-    });
+struct WriteOptions {
+  std::string message;
+  std::optional<std::string> test;
+  int32_t indentation = 0;
+  bool raw = false;
+};
+
+void write(const WriteOptions& options) {
+  const auto message = textArgument(options.message);
+  const auto test = options.test ? textArgument(*options.test) : CFRef<CFStringRef>();
+  writeToLog(1, [&] {
+    options.raw ? Log::write(message.get())
+                : Log::write(message.get(), test.get(), options.indentation);
   });
 }
 
+void addWrite(Command group) {
+  Command command =
+      group.add("write", "Append a line to the test log",
+                "Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
+  auto& options = command.actionOn<WriteOptions>(write);
+  command.text("MESSAGE", options.message, "Message of the line").required();
+  const Option test = command.text("--test", options.test, "Name of the test it belongs to");
+  const Option indentation =
+      command.number("--indent", options.indentation, "Levels of indentation", {0, 100});
+  Option raw =
+      command.flag("--raw", options.raw, "The line as it stands, without time and system log");
+  raw.excludes(test);
+  raw.excludes(indentation);
+}
+
+struct MessageOptions {
+  std::string sid, type, fields;
+};
+
+void writeMessage(const MessageOptions& options) {
+  const auto fields = textArgument(options.fields);
+  const auto sid = textArgument(options.sid);
+  const auto type = textArgument(options.type);
+  writeToLog(1, [&] { Log::writePalvireMessage(fields.get(), sid.get(), type.get()); });
+}
+
 void addMessage(Command group) {
-  struct Options {
-    std::string sid, type, fields;
-    bool print = false;
-  };
-  const auto options = std::make_shared<Options>();
   Command command = group.add("message", "Append a station message to the test log",
                               "Example:\n  corvane log message --sid UNIT-42 --type status "
                               "'result=\"pass\",code=\"0\"'");
-  command.text("FIELDS", options->fields, "Further fields, such as 'result=\"pass\",code=\"0\"'");
-  command.text("--sid", options->sid, "Station or unit identifier").required();
-  command.text("--type", options->type, "Message type").required();
-  command.flag("--print", options->print, "Print the message instead of writing it");
-  command.action([=] {
-    const auto fields = textArgument(options->fields);
-    const auto sid = textArgument(options->sid);
-    const auto type = textArgument(options->type);
-    if (options->print) {
-      std::cout << utf8Bytes(Log::formatPalvireMessage(fields.get(), sid.get(), type.get()).get())
-                << "\n";
-    } else {
-      writeToLog(1, [&] { Log::writePalvireMessage(fields.get(), sid.get(), type.get()); });
-    }
-  });
+  auto& options = command.actionOn<MessageOptions>(writeMessage);
+  command.text("FIELDS", options.fields, "Further fields, such as 'result=\"pass\",code=\"0\"'");
+  command.text("--sid", options.sid, "Station or unit identifier").required();
+  command.text("--type", options.type, "Message type").required();
 }
+
+struct TailOptions {
+  size_t count = 10;
+  bool follow = false, json = false;
+};
 
 void printLine(const std::string& line, bool json) {
   std::cout << (json ? jsonLine(lineAsJson(line)) : lineForPeople(line) + "\n") << std::flush;
 }
 
-/// Prints the log's last `count` lines, then, when asked to, each line as it is written, until the
-/// reader of the output goes away.
-void tail(size_t count, bool follow, bool json) {
+/// Prints the log's last lines, then, when asked to, each line as it is written, until the reader
+/// of the output goes away.
+void tail(const TailOptions& options) {
   requireUnitToLook();
   const std::string file = devicePath(kLogFile);
   LogReader log(file);
-  if (!log.isOpen() && !follow) throw CommandError(kFailed, "there is no test log at " + file);
-  log.skipToLast(count);
+  if (!log.isOpen() && !options.follow)
+    throw CommandError(kFailed, "there is no test log at " + file);
+  log.skipToLast(options.count);
   std::deque<std::string> last;
   const auto add = [&](std::string line) {
     last.push_back(std::move(line));
-    if (last.size() > count) last.pop_front();
+    if (last.size() > options.count) last.pop_front();
   };
   while (auto line = log.nextLine()) add(std::move(*line));
   // With --follow a line that is cut short is shown once it is whole.
-  if (!follow && !log.text().empty()) add(std::string(log.text()));
-  for (const std::string& line : last) printLine(line, json);
+  if (!options.follow && !log.text().empty()) add(std::string(log.text()));
+  for (const std::string& line : last) printLine(line, options.json);
 
-  while (follow && std::cout) {
+  while (options.follow && std::cout) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     log.followOn();
-    while (const auto line = log.nextLine()) printLine(*line, json);
+    while (const auto line = log.nextLine()) printLine(*line, options.json);
   }
 }
 
 void addTail(Command group) {
-  struct Options {
-    size_t count = 10;
-    bool follow = false;
-    bool json = false;
-  };
-  const auto options = std::make_shared<Options>();
   Command command = group.add(
       "tail", "Print the last lines of the test log",
       "A line that begins with \"| \" continues the message above it, or was written without a\n"
       "time. With --follow, a log that is removed or emptied is followed on from its beginning.");
-  command.number("-n,--lines", options->count, "How many lines; 10 if not given");
-  command.flag("-f,--follow", options->follow, "Go on with each line as it is written");
-  command.flag("--json", options->json, "Print the fields of each line as a line of JSON");
-  command.action([=] { tail(options->count, options->follow, options->json); });
+  auto& options = command.actionOn<TailOptions>(tail);
+  command.number("-n,--lines", options.count, "How many lines; 10 if not given");
+  command.flag("-f,--follow", options.follow, "Go on with each line as it is written");
+  command.flag("--json", options.json, "Print the fields of each line as a line of JSON");
+}
+
+struct ShowOptions {
+  LogFilter filter;
+  std::optional<std::string> since, until;
+  bool json = false;
+};
+
+ExitStatus show(const ShowOptions& options) {
+  LogFilter filter = options.filter;
+  if (options.since) filter.since = logTime(*options.since, false);
+  if (options.until) filter.until = logTime(*options.until, true);
+  requireUnitToLook();
+  return showLog(devicePath(kLogFile), filter, options.json, std::cout) ? kDone : kFailed;
 }
 
 void addLogShow(Command group) {
-  struct Options {
-    LogFilter filter;
-    std::optional<std::string> since, until;
-    bool json = false;
-  };
-  const auto options = std::make_shared<Options>();
   Command command = group.add(
       "show", "Print the records of the test log that pass a filter",
       "A time is a date, with or without a time of day: 2026-11-16, 2026-11-16T08:30. A line that\n"
       "begins with \"| \" continues the record above it.\n"
       "Exit status: 0 when there was such a record, 1 when not.\n"
       "Example:\n  corvane log show --test Fixture --since 2026-11-16");
-  command.text("--test", options->filter.test, "Only this test's records");
-  command.text("--since", options->since, "Only from this local time on");
-  command.text("--until", options->until, "Only up to this local time");
-  command.text("--grep", options->filter.grep, "Only records with this text");
-  command.flag("--station-messages", options->filter.stationMessages, "Only station messages");
-  command.flag("--json", options->json, "Print the fields of each record as a line of JSON");
-  command.action([=] {
-    LogFilter filter = options->filter;
-    if (options->since) filter.since = logTime(*options->since, false);
-    if (options->until) filter.until = logTime(*options->until, true);
-    requireUnitToLook();
-    return showLog(devicePath(kLogFile), filter, options->json, std::cout) ? kDone : kFailed;
-  });
+  auto& options = command.actionOn<ShowOptions>(show);
+  command.text("--test", options.filter.test, "Only this test's records");
+  command.text("--since", options.since, "Only from this local time on");
+  command.text("--until", options.until, "Only up to this local time");
+  command.text("--grep", options.filter.grep, "Only records with this text");
+  command.flag("--station-messages", options.filter.stationMessages, "Only station messages");
+  command.flag("--json", options.json, "Print the fields of each record as a line of JSON");
 }
 
 ExitStatus showCollected(bool json) {

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
-#include <memory>
 #include <numeric>
 #include <optional>
 #include <regex>
@@ -200,24 +199,22 @@ void makeStation(const NewStationOptions& options) {
 }  // namespace
 
 void addNewStation(CLI::App& app) {
-  const auto options = std::make_shared<NewStationOptions>();
   Command command = Command(app).add(
       "new-station", "Write the folder of a new station, with its tests, ready to build",
       "Needs no unit. The folder's README.md says how to build it.\n"
       "Example:\n  corvane new-station speaker --number 8 --offset 24");
+  auto& options = command.actionOn<NewStationOptions>(makeStation);
   command
-      .text("NAME", options->name,
-            std::string("The station's name, and the folder's: ") + kNameRule)
+      .text("NAME", options.name, std::string("The station's name, and the folder's: ") + kNameRule)
       .required();
-  command.number("--number", options->number,
+  command.number("--number", options.number,
                  "The station's number in records; when absent the first from 1 that no station "
                  "in this folder has",
                  {0, 255});
-  command.number("--offset", options->offset,
+  command.number("--offset", options.offset,
                  "The station's status byte, whose next one is its poison byte; when absent the "
                  "first from 24 that is free",
                  {0, 126});
-  command.action([=] { makeStation(*options); });
 }
 
 }  // namespace corvane::tools

@@ -10,7 +10,6 @@ class App;
 namespace corvane::tools {
 
 void requireFaultRules() {}
-bool hasUnit() { return true; }
 void useExistingUnit() {}
 bool isOfUnit(const std::exception&) { return false; }
 

@@ -1,4 +1,3 @@
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "platform/number.h"
@@ -57,13 +56,13 @@ void change(const PoisonOptions& options, Change function) {
 /// Adds a command that makes the change, or shows the byte when there is none.
 void addPoisonCommand(Command group, const std::string& name, const std::string& about,
                       Change function) {
-  const auto options = std::make_shared<PoisonOptions>();
   Command command = group.add(name, about);
-  command.number("OFFSET", options->offset, "Offset of the byte").required();
-  command.jsonFlag(options->json);
-  if (!function) return command.action([=] { show(*options); });
-  command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
-  command.action([=] { change(*options, function); });
+  auto& options = command.actionOn<PoisonOptions>(
+      [=](const PoisonOptions& given) { function ? change(given, function) : show(given); });
+  command.number("OFFSET", options.offset, "Offset of the byte").required();
+  command.jsonFlag(options.json);
+  if (!function) return;
+  command.flag("--force", options.force, "Also write from offset 128 on, where records lie");
 }
 
 }  // namespace

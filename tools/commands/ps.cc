@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -22,10 +21,11 @@
 namespace corvane::tools {
 namespace {
 
+/// The shortest time over which the kernel's usage figures are measured.
+constexpr std::chrono::milliseconds kMinUsageTime(250);
+
 struct PsOptions {
-  bool threads = false;
-  bool json = false;
-  bool log = false;
+  bool threads = false, json = false, log = false;
   double watch = 0;
   std::string plot;
 };
@@ -118,7 +118,7 @@ void logSnapshot() {
     const auto count = static_cast<size_t>(CFDictionaryGetCount(processes->getCachedProcesses()));
     return writeToLog(kTitleLines + count, [&] { processes->prettyPrintToLog(); });
   }
-  throw noProcesses(failure);
+  throw CommandError(kFailed, "the processes cannot be sampled: " + failure);
 }
 
 void run(const PsOptions& options) {
@@ -131,7 +131,6 @@ void run(const PsOptions& options) {
 }  // namespace
 
 void addPs(CLI::App& app) {
-  const auto options = std::make_shared<PsOptions>();
   Command command = Command(app).add(
       "ps", "Show the CPU usage of each process",
       "Times are in seconds. Usages are measured over each thread's life, with --watch over the\n"
@@ -141,23 +140,23 @@ void addPs(CLI::App& app) {
       "  corvane ps --watch 2\n"
       "  timeout 60 corvane ps --watch 0.5 --json > run.jsonl\n"
       "  corvane ps --plot run.svg < run.jsonl");
-  const Option threads = command.flag("--threads", options->threads, "Show each thread as well");
-  const Option json = command.jsonFlag(options->json);
+  auto& options = command.actionOn<PsOptions>(run);
+  const Option threads = command.flag("--threads", options.threads, "Show each thread as well");
+  const Option json = command.jsonFlag(options.json);
   const Option watch =
-      command.seconds("--watch", options->watch,
+      command.seconds("--watch", options.watch,
                       "Show it again at this interval: on a terminal in place, with --json as a\n"
                       "line for each sample",
                       0.05, 1e6);
   const Option log =
-      command.flag("--log", options->log,
+      command.flag("--log", options.log,
                    "Write the library's report to the test log instead. Its times have\n"
                    "their own form: 12.05 s reads 12.5");
   const Option plot =
-      command.file("--plot", options->plot,
+      command.file("--plot", options.plot,
                    "Read such lines from standard input and write an SVG chart of the\n"
                    "busiest processes to this file");
   for (const Option& shown : {threads, json, watch}) excludeEachOther({shown, log, plot});
-  command.action([=] { run(*options); });
 }
 
 }  // namespace corvane::tools

@@ -1,4 +1,3 @@
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "tools/command_line.h"
@@ -37,19 +36,18 @@ void add(const AddOptions& options) {
 }
 
 void addAdd(Command group) {
-  const auto options = std::make_shared<AddOptions>();
   Command command =
       group.add("add", "Append a record to the chain",
                 "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
+  auto& options = command.actionOn<AddOptions>(add);
   command
-      .text("MESSAGE", options->message,
+      .text("MESSAGE", options.message,
             "UTF-8 text of at most " + std::to_string(unit::kMaxRecordMessage) + " bytes")
       .required();
-  command.number("--station", options->station, "Number of the writing station, 0 to 255")
+  command.number("--station", options.station, "Number of the writing station, 0 to 255")
       .required();
-  command.number("--result", options->result, "Result of the test, 0 to 3", {0, 3}).required();
-  command.jsonFlag(options->json);
-  command.action([=] { add(*options); });
+  command.number("--result", options.result, "Result of the test, 0 to 3", {0, 3}).required();
+  command.jsonFlag(options.json);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -113,42 +112,39 @@ void setStatus(const StatusOptions& options) {
 }
 
 void addStatusShow(Command group) {
-  const auto options = std::make_shared<ShowOptions>();
-  group.number("--from", options->from, "First offset; 0 if not given");
-  group.number("--to", options->to, "Last offset; 127 if not given");
-  group.flag("--list", options->list, "One byte to a line instead of the grid");
-  group.flag("--written", options->written, "Only bytes that are not 0xff");
-  group.jsonFlag(options->json);
-  group.action([=] { return show(*options); });
+  auto& options = group.actionOn<ShowOptions>(show);
+  group.number("--from", options.from, "First offset; 0 if not given");
+  group.number("--to", options.to, "Last offset; 127 if not given");
+  group.flag("--list", options.list, "One byte to a line instead of the grid");
+  group.flag("--written", options.written, "Only bytes that are not 0xff");
+  group.jsonFlag(options.json);
 }
 
 void addStatusSet(Command group) {
-  const auto options = std::make_shared<StatusOptions>();
   Command command = group.add("set", "Write one control-bit byte",
                               "Example:\n  corvane status set 20 --status failed --count 2");
-  command.number("OFFSET", options->offset, "Offset of the byte").required();
-  command.choice("--status", options->status, "Test status; stays as it is if not given",
+  auto& options = command.actionOn<StatusOptions>(setStatus);
+  command.number("OFFSET", options.offset, "Offset of the byte").required();
+  command.choice("--status", options.status, "Test status; stays as it is if not given",
                  kTestStatuses);
-  command.number("--count", options->count, "Fail count; stays as it is if not given", {0, 7});
-  command.flag("--force", options->force, "Also write from offset 128 on, where records lie");
-  command.jsonFlag(options->json);
-  command.action([=] { return setStatus(*options); });
+  command.number("--count", options.count, "Fail count; stays as it is if not given", {0, 7});
+  command.flag("--force", options.force, "Also write from offset 128 on, where records lie");
+  command.jsonFlag(options.json);
 }
 
 /// Adds a command for one byte of fixed use, which shows it or writes the given status.
 void addFixedByte(Command group, const std::string& name, const std::string& about, uint32_t offset,
                   const StatusNames& names) {
-  const auto options = std::make_shared<StatusOptions>();
-  options->offset = offset;
   Command command = group.add(name, about);
-  command.choice("STATUS", options->status, "Status to write; if not given, the byte is shown",
-                 names);
-  command.jsonFlag(options->json);
-  command.action([=] {
-    if (options->status) return setStatus(*options);
+  auto& options = command.actionOn<StatusOptions>([](const StatusOptions& given) {
+    if (given.status) return setStatus(given);
     requireDataToLook();
-    printByte(offset, unit::readByte(offset), options->json);
+    printByte(given.offset, unit::readByte(given.offset), given.json);
   });
+  options.offset = offset;
+  command.choice("STATUS", options.status, "Status to write; if not given, the byte is shown",
+                 names);
+  command.jsonFlag(options.json);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -12,6 +11,7 @@
 #include "tools/json_output.h"
 #include "tools/terminal/terminal.h"
 #include "tools/unit_access.h"
+#include "unit/error.h"
 #include "unit/keys.h"
 
 namespace corvane::tools {
@@ -134,34 +134,32 @@ void addKey(Command command, std::string& key) {
 }
 
 void addGet(Command group) {
-  const auto options = std::make_shared<GetOptions>();
   Command command = group.add(
       "get", "Print or save a value",
       "Without an option, text is printed as it is and anything else as digits. A value of at\n"
       "most 16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
       "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 -o opts.bin");
-  addKey(command, options->key);
+  auto& options = command.actionOn<GetOptions>(get);
+  addKey(command, options.key);
   excludeEachOther(
-      {command.flag("--hex", options->hex, "As hexadecimal digits"),
-       command.output(options->file, "Write the bytes to this file; - is standard output", "--out"),
-       command.jsonFlag(options->json)});
-  command.action([=] { get(*options); });
+      {command.flag("--hex", options.hex, "As hexadecimal digits"),
+       command.output(options.file, "Write the bytes to this file; - is standard output", "--out"),
+       command.jsonFlag(options.json)});
 }
 
 void addKeySet(Command group) {
-  const auto options = std::make_shared<SetOptions>();
   Command command = group.add("set", "Set a key's value",
                               "Examples:\n"
                               "  corvane syscfg set OPTS \"serial=3 soak\"\n"
                               "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
-  addKey(command, options->key);
-  excludeEachOther({command.text("VALUE", options->text, "The value, as text"),
-                    command.text("--hex", options->hex, "The value, as hexadecimal digits"),
-                    command.file("--file", options->file, "The value is what this file holds")});
-  command.flag("--format", options->format,
+  auto& options = command.actionOn<SetOptions>(set);
+  addKey(command, options.key);
+  excludeEachOther({command.text("VALUE", options.text, "The value, as text"),
+                    command.text("--hex", options.hex, "The value, as hexadecimal digits"),
+                    command.file("--file", options.file, "The value is what this file holds")});
+  command.flag("--format", options.format,
                "Where the area holds a damaged store, replace it with an empty one first");
-  command.jsonFlag(options->json);
-  command.action([=] { set(*options); });
+  command.jsonFlag(options.json);
 }
 
 }  // namespace
@@ -178,16 +176,14 @@ void addSyscfg(CLI::App& app) {
   addGet(group);
   addKeySet(group);
 
-  const auto key = std::make_shared<std::string>();
   Command del = group.add("del", "Remove a key and its value");
-  addKey(del, *key);
-  del.action([=] { deleteKey(*key); });
-
-  const auto file = std::make_shared<std::string>("-");
+  addKey(del, del.actionOn<std::string>(deleteKey));
   Command dump = group.add("dump", "Save the raw area, 8192 bytes",
                            "Example:\n  corvane syscfg dump area.bin && corvane inspect area.bin");
-  dump.file("FILE", *file, "File to write; standard output if not given, or -");
-  dump.action([=] { writeFile(*file, readAreaToLook()); });
+  auto& file = dump.actionOn<std::string>(
+      [](const std::string& name) { writeFile(name, readAreaToLook()); });
+  file = "-";
+  dump.file("FILE", file, "File to write; standard output if not given, or -");
 
   addLook(group, "map", "Draw what each byte of the area is used for, and what is wrong",
           "In colour on a terminal, unless the variable NO_COLOR is set.", map);

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -11,7 +10,6 @@
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
-#include "tools/command_error.h"
 #include "tools/html/html.h"
 #include "tools/ps/ps.h"
 #include "tools/terminal/terminal.h"
@@ -28,12 +26,10 @@ constexpr double kLeft = 64, kRight = 720, kTop = 64, kBottom = 440;
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
                                  "#e69f00", "#56b4e9", "#444444", "#8c5a2b"};
 
-__attribute__((format(printf, 1, 2))) std::string print(const char* format, ...) {
+template <typename... Values>
+std::string print(const char* format, Values... values) {
   std::array<char, 512> text;
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text.data(), text.size(), format, arguments);
-  va_end(arguments);
+  std::snprintf(text.data(), text.size(), format, values...);
   return text.data();
 }
 
@@ -51,6 +47,13 @@ struct Series {
   double sum = 0, peak = 0;
 };
 
+/// What the lines hold.
+struct Recording {
+  size_t samples = 0;
+  double start = 0, end = 0;
+  std::map<std::pair<int32_t, std::string>, Series> series = {};
+};
+
 /// Returns the field's number, which must be from 0 to `max`.
 double numberOf(const json& object, const char* name, double max) {
   const double number = object.at(name).get<double>();
@@ -58,49 +61,25 @@ double numberOf(const json& object, const char* name, double max) {
   throw std::runtime_error(print("\"%s\" must be 0 to %.15g", name, max));
 }
 
-/// What the lines hold.
-class Recording {
- public:
-  /// Adds a line. Throws json::exception or std::runtime_error when it is not a sample.
-  void add(std::string_view line);
-  bool isEmpty() const { return _samples == 0; }
-  double start() const { return _start; }
-  double end() const { return _end; }
-  /// Returns the processes that used most, the busiest first.
-  std::vector<Series> busiest() const;
-
- private:
-  size_t _samples = 0;
-  double _start = 0, _end = 0;
-  std::map<std::pair<int32_t, std::string>, Series> _series;
-};
-
-void Recording::add(std::string_view line) {
+/// Throws json::exception or std::runtime_error when the line is not a sample.
+void addLine(Recording& recording, std::string_view line) {
   // The most that a farm of processors could use, and the ids that there are.
   constexpr double kYear10000 = 253'402'300'800, kMaxPercent = 1e9, kMaxId = INT32_MAX;
   const json sample = json::parse(line);
   const double time = numberOf(sample, "time", kYear10000);
-  if (time < _end) throw std::runtime_error("it is earlier than the line before");
-  if (isEmpty()) _start = time;
-  _end = time;
-  _samples += sample.value("missed", 0.0) == 0 ? 1 : 2;
+  if (time < recording.end) throw std::runtime_error("it is earlier than the line before");
+  if (recording.samples == 0) recording.start = time;
+  recording.end = time;
+  recording.samples += sample.value("missed", 0.0) == 0 ? 1 : 2;
   for (const json& process : sample.at("processes")) {
     const auto pid = static_cast<int32_t>(numberOf(process, "pid", kMaxId));
     const std::string name = process.at("name").get<std::string>();
     const double usage = numberOf(process, "cpu", kMaxPercent);
-    Series& series = _series.try_emplace({pid, name}, Series{pid, name}).first->second;
-    series.points.push_back({_samples, time, usage});
+    Series& series = recording.series.try_emplace({pid, name}, Series{pid, name}).first->second;
+    series.points.push_back({recording.samples, time, usage});
     series.sum += usage;
     series.peak = std::max(series.peak, usage);
   }
-}
-
-std::vector<Series> Recording::busiest() const {
-  std::vector<Series> all;
-  for (const auto& [process, series] : _series) all.push_back(series);
-  std::ranges::stable_sort(all, std::greater(), &Series::sum);
-  if (all.size() > kColours.size()) all.resize(kColours.size());
-  return all;
 }
 
 Recording readLines(std::FILE* lines, const std::string& name) {
@@ -111,7 +90,7 @@ Recording readLines(std::FILE* lines, const std::string& name) {
     while ((byte = std::getc(lines)) != EOF && byte != '\n') line += static_cast<char>(byte);
     if (byte == EOF) break;
     try {
-      recording.add(line);
+      addLine(recording, line);
     } catch (const std::exception& error) {
       throw CommandError(kUsage,
                          name + ":" + std::to_string(number) +
@@ -119,19 +98,27 @@ Recording readLines(std::FILE* lines, const std::string& name) {
     }
   }
   if (std::ferror(lines)) throw CommandError(kUsage, name + ": cannot be read to its end");
-  if (recording.isEmpty()) throw CommandError(kUsage, name + ": holds no sample");
+  if (recording.samples == 0) throw CommandError(kUsage, name + ": holds no sample");
   return recording;
+}
+
+/// Returns the processes that used most, the busiest first.
+std::vector<Series> busiest(const Recording& recording) {
+  std::vector<Series> all;
+  for (const auto& [process, series] : recording.series) all.push_back(series);
+  std::ranges::stable_sort(all, std::greater(), &Series::sum);
+  if (all.size() > kColours.size()) all.resize(kColours.size());
+  return all;
 }
 
 /// A quantity from 0 on along a side of the frame.
 struct Axis {
-  double step, length, from, to;
+  double length, from, to, step;
 
   /// Divides `length` into at most `parts` of 1, 2 or 5 times a power of ten.
   Axis(double length, int parts, double from, double to) : length(length), from(from), to(to) {
-    const double min = length / parts;
-    const double power = std::pow(10, std::floor(std::log10(min)));
-    const double factor = min / power;
+    const double power = std::pow(10, std::floor(std::log10(length / parts)));
+    const double factor = length / parts / power;
     step = power * (factor <= 1 ? 1 : factor <= 2 ? 2 : factor <= 5 ? 5 : 10);
   }
   double at(double value) const { return from + value / length * (to - from); }
@@ -179,10 +166,10 @@ std::string svgOf(const Series& series, double start, const Axis& x, const Axis&
 
 std::string plotSvg(std::FILE* lines, const std::string& name) {
   const Recording recording = readLines(lines, name);
-  const std::vector<Series> shown = recording.busiest();
+  const std::vector<Series> shown = busiest(recording);
   double peak = 1;
   for (const Series& series : shown) peak = std::max(peak, series.peak);
-  const Axis x(std::max(recording.end() - recording.start(), 1e-3), 8, kLeft, kRight);
+  const Axis x(std::max(recording.end - recording.start, 1e-3), 8, kLeft, kRight);
   const Axis y(peak, 5, kBottom, kTop);
   std::string svg =
       "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 1000 520\" width=\"1000\" "
@@ -191,10 +178,10 @@ std::string plotSvg(std::FILE* lines, const std::string& name) {
       "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
       "<text x=\"64\" y=\"28\" font-size=\"17\">CPU use of the busiest processes</text>\n"
       "<text x=\"64\" y=\"48\" font-size=\"11\">percent of one processor; seconds from " +
-      localTimeText(static_cast<int64_t>(recording.start())).value_or("") + " on</text>\n" +
+      localTimeText(static_cast<int64_t>(recording.start)).value_or("") + " on</text>\n" +
       gridOf(x, y);
   // The busiest comes last, so that it lies on top.
-  for (size_t i = shown.size(); i-- > 0;) svg += svgOf(shown[i], recording.start(), x, y, i);
+  for (size_t i = shown.size(); i-- > 0;) svg += svgOf(shown[i], recording.start, x, y, i);
   return svg + "</svg>\n";
 }
 

@@ -27,8 +27,9 @@ class Sampler {
               host_processor_sets(host.get(), sets.out(), sets.outCount()))) {
       for (const processor_set_name_t set : sets.ports()) addProcesses(host.get(), set);
     }
-    if (_sample.processes.empty()) throw noProcesses(_sample.failure);
-    return std::move(_sample);
+    if (!_sample.processes.empty()) return std::move(_sample);
+    const std::string reason = _sample.failure.empty() ? "none is listed" : _sample.failure;
+    throw CommandError(kFailed, "the processes cannot be sampled: " + reason);
   }
 
  private:
@@ -121,11 +122,6 @@ class Sampler {
 };
 
 }  // namespace
-
-CommandError noProcesses(const std::string& failure) {
-  return {kFailed,
-          "the processes cannot be sampled: " + (failure.empty() ? "none is listed" : failure)};
-}
 
 Sample takeSample() {
   Sample sample = Sampler().take();

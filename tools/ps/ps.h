@@ -3,7 +3,6 @@
 
 #include <mach/mach.h>
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,9 +15,6 @@
 
 /// What `corvane ps` shows.
 namespace corvane::tools {
-
-/// The shortest time over which the kernel's usage figures are measured.
-inline constexpr std::chrono::milliseconds kMinUsageTime(250);
 
 /// What the kernel says about one thread.
 struct ThreadSample {
@@ -52,9 +48,6 @@ struct Sample {
 /// is measured over the time since the last sample, and over the thread's life in the first. Throws
 /// CommandError when no process can be sampled.
 Sample takeSample();
-
-/// Returns the error of a machine without a process that can be sampled. `failure` is as in Sample.
-CommandError noProcesses(const std::string& failure);
 
 /// Returns the usage in percent of one processor, exact to the kernel's tenth: "12.5".
 std::string percentText(integer_t usage);
