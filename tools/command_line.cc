@@ -47,6 +47,18 @@ std::string unexpected(const CLI::App& command, const std::string& word) {
   return start + "command '" + printable(word) + "'; it has " + listOf(commands);
 }
 
+/// Returns the names without an option's third, which is an earlier one.
+std::string shownNames(const std::string& names) {
+  return names.substr(0, names.find(',', names.find(',') + 1));
+}
+
+class Formatter : public CLI::Formatter {
+ public:
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    return shownNames(CLI::Formatter::make_option_name(option, isPositional));
+  }
+};
+
 /// Returns the error about a command line that CLI11 refused: about the first word that nothing
 /// takes, or what CLI11 reports, such as a missing value.
 CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
@@ -69,9 +81,8 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
   constexpr std::string_view kExcludes = " excludes ";
   const size_t excluded = text.find(kExcludes);
   if (excluded == text.npos) return {kUsage, fullName(*command) + ": " + text};
-  const std::string other = text.substr(excluded + kExcludes.size());
   return {kUsage, text.substr(0, excluded) + " cannot be used with " +
-                      (other.empty() ? "its earlier name" : other)};
+                      text.substr(excluded + kExcludes.size())};
 }
 
 }  // namespace
@@ -79,7 +90,6 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
 void Option::required() { _option->required(); }
 void Option::excludes(const Option& other) { _option->excludes(other._option); }
 void Option::needs(const Option& other) { _option->needs(other._option); }
-void Option::hide() { _option->group(""); }
 
 void excludeEachOther(std::vector<Option> options) {
   for (size_t i = 0; i < options.size(); ++i) {
@@ -94,7 +104,9 @@ std::string listOf(const std::vector<std::string>& names) {
 }
 
 Command Command::add(const std::string& name, const std::string& about, const std::string& footer) {
-  return Command(*_app->add_subcommand(name, about)->footer(footer));
+  CLI::App* const command = _app->add_subcommand(name, about)->footer(footer);
+  command->formatter(std::make_shared<Formatter>());
+  return Command(*command);
 }
 
 Command Command::addGroup(const std::string& name, const std::string& about,
@@ -142,7 +154,7 @@ Option Command::add(const std::string& names, const std::string& about, bool isR
                     const std::vector<std::string>& placeholders, const std::string& expected,
                     const Reader& read) {
   const bool isPositional = !names.starts_with('-');
-  const std::string name = isPositional ? names : names.substr(names.rfind(',') + 1);
+  const std::string name = shownNames(names).substr(shownNames(names).rfind(',') + 1);
   const auto take = [=](const CLI::results_t& words) {
     if (words.size() > 1 && !isRepeatable) {
       throw CommandError(kUsage, name + " is given more than once");

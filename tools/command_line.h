@@ -31,8 +31,6 @@ class Option {
   void excludes(const Option& other);
   /// Refuses a command line that has this one without the other.
   void needs(const Option& other);
-  /// Leaves the option out of what is shown to people.
-  void hide();
 
  private:
   CLI::Option* _option;
@@ -113,12 +111,7 @@ class Command {
   /// Adds "-o,--output", the file to write; `earlierName` stays as a name that is not shown.
   template <typename T>
   Option output(T& value, const std::string& about, const std::string& earlierName = "") {
-    const Option output = file("-o,--output", value, about);
-    if (earlierName.empty()) return output;
-    Option earlier = file(earlierName, value, about);
-    earlier.excludes(output);
-    earlier.hide();
-    return output;
+    return file("-o,--output" + (earlierName.empty() ? "" : "," + earlierName), value, about);
   }
   /// Adds a whole number: decimal, or 0x and hexadecimal digits.
   template <typename T>

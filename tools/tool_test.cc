@@ -30,7 +30,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
       {"status --from= --to 4", "--from= needs a value\n"},
       {"syscfg get -o= OPTS", "-o= needs a value\n"},
-      {"syscfg get OPTS -o a --out b", "--output cannot be used with its earlier name\n"},
+      {"syscfg get OPTS -o a --out b", "--output is given more than once\n"},
       {"results x --html -", "--html - would mix with what is printed; name a file\n"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},

@@ -147,7 +147,7 @@ void printCompletions(const CLI::App& app, const std::vector<std::string>& words
   if (place.option) return offerValues(*place.option);
   if (prefix.starts_with('-') && !place.isAfterOptions) {
     for (const CLI::Option* option : optionsOf(*place.command, false)) {
-      for (const auto& name : option->get_lnames()) offer("--" + name, option->get_description());
+      offer(option->get_name(), option->get_description());
       for (const auto& name : option->get_snames()) offer("-" + name, option->get_description());
     }
     return;
