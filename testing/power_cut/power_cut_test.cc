@@ -11,7 +11,7 @@
 #include "testing/power_cut/file_calls.h"
 #include "testing/unit_test.h"
 #include "tools/command_error.h"
-#include "tools/documents/unit_import.h"
+#include "tools/documents/documents.h"
 #include "tools/files.h"
 
 namespace corvane::testing {

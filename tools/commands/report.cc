@@ -1,10 +1,10 @@
-#include <filesystem>
+#include "tools/report/report.h"
+
 #include <memory>
 
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/ps/ps.h"
-#include "tools/report/report.h"
 
 namespace corvane::tools {
 namespace {
@@ -17,13 +17,14 @@ struct ReportOptions {
 
 ExitStatus report(const ReportOptions& options) {
   if (options.out.empty()) throw CommandError(kUsage, "report needs -o, the page to write");
-  std::vector<std::string> inputs = options.sources;
-  inputs.push_back(options.recording);
-  requireOtherOutput(options.out, inputs);
   std::vector<ReportSubject> subjects;
+  std::vector<std::string> inputs = {options.recording};
   for (const std::string& source : options.sources) {
-    subjects.emplace_back(source, readImage(source, options.kind));
+    UnitImage image = readImage(source, options.kind);
+    inputs.insert(inputs.end(), image.sources.begin(), image.sources.end());
+    subjects.emplace_back(source, std::move(image));
   }
+  requireDistinctOutputs({{"-o", options.out}}, inputs);
   const std::string chart = options.recording.empty()
                                 ? ""
                                 : plotSvg(openFile(options.recording).get(), options.recording);

@@ -1,17 +1,13 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
+#include "host/include/unit_lock.h"
 #include "host/include/virtual_device.h"
 #include "tools/command_line.h"
-#include "tools/documents/unit_diff.h"
-#include "tools/documents/unit_document.h"
-#include "tools/documents/unit_import.h"
+#include "tools/documents/documents.h"
 #include "tools/files.h"
 #include "tools/json_output.h"
-#include "tools/virtual_unit.h"
-#include "unit/lock.h"
 
 namespace corvane::tools {
 namespace {
@@ -38,13 +34,12 @@ void addExport(Command group) {
       "  corvane unit export -o unit.json\n"
       "  corvane unit export area.bin --as syscfg -o area.json");
   command.action([=] {
-    requireOtherOutput(
-        options->to,
-        {options->source.empty() ? VirtualDevice::defaultFolder().string() : options->source});
-    const UnitImage image =
+    const std::string source =
         options->source.empty()
-            ? readUnitFolder(VirtualDevice::existing(VirtualDevice::defaultFolder()).folder())
-            : readImage(options->source, options->kind);
+            ? VirtualDevice::existing(VirtualDevice::defaultFolder()).folder().string()
+            : options->source;
+    const UnitImage image = readImage(source, options->kind);
+    requireDistinctOutputs({{"-o", options->to}}, image.sources);
     writeFile(options->to, documentText(image));
     return kDone;
   });
@@ -54,26 +49,31 @@ void addExport(Command group) {
 void importDump(const UnitImage& image, const std::string& to) {
   const auto& [path, contents] = *image.files.begin();
   if (!to.empty()) return writeFile(to, contents);
-  std::optional<unit::Lock> lock;
-  if (hasUnit()) lock.emplace();
-  UnitImage unit = readUnitFolder(VirtualDevice(VirtualDevice::defaultFolder()).folder());
-  unit.files[path] = contents;
-  unit.files.erase(path.substr(0, path.size() - 3) + "committed");
-  installUnit(VirtualDevice::defaultFolder(), unit);
+  const VirtualDevice unit(VirtualDevice::defaultFolder());
+  const host::UnitLock lock(unit.folder());
+  UnitImage changed = readUnitFolder(unit.folder());
+  changed.files[path] = contents;
+  changed.files.erase(path.substr(0, path.size() - 3) + "committed");
+  installUnit(unit.folder(), changed);
 }
 
 void addImport(Command group) {
   struct Options {
     std::string source, to;
+    std::optional<DumpKind> kind;
   };
   const auto options = std::make_shared<Options>();
   Command command =
       group.add("import", "Make the unit what an exported document says, as one change");
-  command.file("FILE", options->source, "The document; - reads standard input").required();
+  command
+      .file("FILE", options->source,
+            "The document, a unit's folder or a raw dump; - reads standard input")
+      .required();
   command.output(options->to,
                  "The unit's folder to make or replace, or the raw dump file to write;\n"
                  "without it, the unit",
                  "--to");
+  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
   command.footer(
       "All of the document takes effect or nothing does, even when the import is killed. Files of\n"
       "the unit that no export has stay. A document whose decoded parts contradict its raw\n"
@@ -83,17 +83,14 @@ void addImport(Command group) {
       "  corvane unit import unit.json\n"
       "  corvane unit import area.json -o area.bin");
   command.action([=] {
-    requireOtherOutput(options->to, {options->source});
-    const FileBytes text = readFile(options->source, size_t{512} << 20);
-    const std::string name = options->source == "-" ? "standard input" : options->source;
-    if (!text.isWhole) throw CommandError(kFailed, name + ": is larger than 512 MiB");
-    const UnitImage image = imageOfDocument(text.bytes, name);
-    if (image.kind != ImageKind::kUnit) {
+    const UnitImage image = readImage(options->source, options->kind);
+    requireDistinctOutputs({{"-o", options->to}}, image.sources);
+    if (!image.isUnit()) {
       importDump(image, options->to);
+    } else if (options->to.empty()) {
+      installUnit(VirtualDevice::defaultFolder(), image);
     } else {
-      installUnit(
-          options->to.empty() ? VirtualDevice::defaultFolder() : std::filesystem::path(options->to),
-          image);
+      installUnit(options->to, image);
     }
     return kDone;
   });

@@ -4,7 +4,7 @@
 
 #include "controlbits/diagnostic_record.h"
 #include "platform/number.h"
-#include "tools/documents/unit_document.h"
+#include "tools/documents/documents.h"
 #include "tools/html/html.h"
 #include "tools/json_output.h"
 #include "tools/report/report.h"
@@ -23,7 +23,7 @@ std::string tableOr(const std::string& label, const Table& table, const std::str
 
 std::string factsSection(const UnitImage& image) {
   constexpr char kTitle[] = "What it is";
-  if (image.kind == ImageKind::kUnit) {
+  if (image.isUnit()) {
     return section(kTitle, htmlTable(kTitle, factTable(factsOf(image), "(none)")));
   }
   const auto& [path, contents] = *image.files.begin();

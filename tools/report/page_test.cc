@@ -21,7 +21,6 @@ TEST(ReportTest, TheVerdictNamesTheGravestFindingFirst) {
   };
   for (const auto& [byte, other, headline, detail] : cases) {
     UnitImage image;
-    image.kind = ImageKind::kData;
     Bytes& data = image.files[kDiagnosticDataFile];
     data.assign(1024, 0xFF);
     data[20] = byte;

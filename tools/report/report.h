@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/documents/unit_image.h"
-#include "tools/inspect/inspect.h"
+#include "tools/documents/documents.h"
 
 /// The page of `corvane report`.
 namespace corvane::tools {

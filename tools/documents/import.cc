@@ -1,5 +1,3 @@
-#include "tools/documents/unit_import.h"
-
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -7,7 +5,6 @@
 
 #include <cerrno>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <system_error>
 
 #include "host/include/unit_lock.h"
@@ -16,7 +13,7 @@
 #include "platform/file_descriptor.h"
 #include "platform/files.h"
 #include "tools/command_error.h"
-#include "tools/documents/unit_document.h"
+#include "tools/documents/documents.h"
 
 namespace corvane::tools {
 namespace {
@@ -24,12 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void fail(const fs::path& path) {
-  throw CommandError(kFailed, path.string() + ": " + std::generic_category().message(errno) +
-                                  "; the unit is as it was");
-}
-
-void check(int result, const fs::path& path) {
-  if (result != 0) fail(path);
+  throw fs::filesystem_error("", path, std::error_code(errno, std::generic_category()));
 }
 
 void sync(const fs::path& path) {
@@ -104,7 +96,7 @@ class StagedUnit {
       if (!output) fail(file);
       if (!writeAll(output.get(), contents.data(), contents.size())) fail(file);
       takeOwner(_target / path, file);
-      check(::fsync(output.get()), file);
+      if (::fsync(output.get()) != 0) fail(file);
     }
     for (const auto& entry : fs::recursive_directory_iterator(_folder)) {
       if (!entry.is_symlink() && entry.is_directory()) sync(entry.path());
@@ -150,7 +142,9 @@ class StagedUnit {
     }
     // Only root may change the owner; for others it is their own already, or stays so.
     if (::lchown(to.c_str(), old.st_uid, old.st_gid) != 0 && ::geteuid() == 0) fail(to);
-    if (isThere && !S_ISLNK(old.st_mode)) check(::chmod(to.c_str(), old.st_mode & 07777), to);
+    if (isThere && !S_ISLNK(old.st_mode) && ::chmod(to.c_str(), old.st_mode & 07777) != 0) {
+      fail(to);
+    }
   }
 
   fs::path _target;
@@ -158,11 +152,10 @@ class StagedUnit {
 };
 
 void install(const fs::path& target, const UnitImage& image) {
-  const Bytes* const device = image.file(kDeviceFile);
-  if (!device || !propertiesAsJson(*device).is_object()) {
+  if (!propertiesAsJson(image.files.at(kDeviceFile)).is_object()) {
     throw CommandError(kFailed, (target / kDeviceFile).string() +
-                                    ": what the document has for it is not a property list, and "
-                                    "no program could use the unit; the unit is as it was");
+                                    ": its new contents are not a property list; the unit is as "
+                                    "it was");
   }
   const bool isReplaced = fs::exists(target / kDeviceFile);
   if (!isReplaced && fs::exists(target) && !fs::is_empty(target)) {

@@ -1,3 +1,5 @@
+#include "tools/documents/documents.h"
+
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -6,9 +8,6 @@
 #include "dataarea/data_sets.h"
 #include "testing/unit_test.h"
 #include "tools/command_error.h"
-#include "tools/documents/unit_diff.h"
-#include "tools/documents/unit_document.h"
-#include "tools/documents/unit_import.h"
 
 namespace corvane::tools {
 namespace {
@@ -70,18 +69,19 @@ TEST_F(UnitDocumentsTest, WhatContradictsTheRawContentsIsRefusedWithItsPlace) {
   const std::string data = "/files/data~1VelmoDiagnosticData.bin";
   const std::tuple<std::string, Json, std::string> cases[] = {
       {data + "/decoded/controlBits/0/status", "passed",
-       "VelmoDiagnosticData.bin/decoded/controlBits/0/status is \"passed\", but the raw contents "
-       "say \"failed\""},
+       "VelmoDiagnosticData.bin/decoded/controlBits/0/status is \"passed\", but by the raw "
+       "contents it is \"failed\""},
       {data + "/hex/0", std::string(64, '0'),
        "VelmoDiagnosticData.bin/decoded/controlBits/0/offset is 20, but"},
-      {data + "/hex/3", "0g", "hex/3 is not pairs of hexadecimal digits"},
-      {"/facts/battery", 81, "/facts/battery is 81, but the raw contents say 80"},
-      {"/facts/more", 1, "/facts/more is not in the raw contents"},
+      {data + "/hex/3", "0g", "VelmoDiagnosticData.bin needs either"},
+      {"/facts/battery", 81, "/facts/battery is 81, but by the raw contents it is 80"},
+      {"/facts/more", 1, "/facts/more is 1, but by the raw contents it is missing"},
       {"/files/..~1x", {{"text", ""}}, "/files/../x is not a file of a unit's export"},
       {"/files/data~1.x.bin", {{"text", ""}}, "is not a file of a unit's export"},
-      {"/files/device.plist", {{"text", 3}}, "/files/device.plist/text is not a string"},
+      {"/files/device.plist", {{"text", 3}}, "/files/device.plist needs either"},
       {"/schema", 2, "/schema is 2; this tool reads 1"},
-      {"/kind", "data", "must have data/VelmoDiagnosticData.bin, and nothing else"},
+      {"/kind", "data", "/kind is \"data\", but by the raw contents it is \"unit\""},
+      {"/files", {{"nvram.plist", {{"text", ""}}}}, "/files has neither device.plist nor"},
   };
   for (const auto& [pointer, value, message] : cases) {
     Json edited = document;
@@ -135,8 +135,8 @@ TEST_F(UnitDocumentsTest, DumpsBecomeDocumentsAndDumpsAgain) {
     EXPECT_EQ(imageOf(documentText(image)).files.begin()->second, dump);
   }
   EXPECT_THROW(imageOfDump(Bytes(100, 'x'), {}, "dump"), CommandError);
-  EXPECT_EQ(imageOfDump(Bytes(100, 'x'), DumpKind::kConfiguration, "dump").kind,
-            ImageKind::kSysCfg);
+  EXPECT_TRUE(
+      imageOfDump(Bytes(100, 'x'), DumpKind::kConfiguration, "dump").file(kConfigurationFile));
 }
 
 std::string linesOf(const Json& differences) {
@@ -186,7 +186,6 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
             "~ file " + kTestLogFile + ": ...aaaaaaaaaaaaaaaa -> ...aaaaaaaaaaaaaaaab\n");
 
   UnitImage dump;
-  dump.kind = ImageKind::kSysCfg;
   dump.files[kConfigurationFile] = area;
   EXPECT_EQ(linesOf(differencesOf(dump, before)), "- key OPTS: \"UMTS\"\n");
   auto facts = unit.facts();
@@ -194,8 +193,8 @@ TEST_F(UnitDocumentsTest, DifferencesAreToldInWordsAndUnexplainedBytesLast) {
   facts.currentCapacity.reset();
   unit.setFacts(facts);
   EXPECT_EQ(linesOf(differencesOf(before, readUnitFolder(unit.folder()))),
-            "~ nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n"
-            "- device registry/IOPMPowerSource/CurrentCapacity: 80\n");
+            "- device registry/IOPMPowerSource/CurrentCapacity: 80\n"
+            "~ nvram boot-args: \"a=<&\u00e9\" -> \"b\"\n");
 }
 
 }  // namespace

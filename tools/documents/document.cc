@@ -1,16 +1,12 @@
-#include "tools/documents/unit_document.h"
-
 #include <utf8.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "platform/number.h"
 #include "platform/printable.h"
-#include "platform/time_text.h"
 #include "tools/command_error.h"
-#include "tools/inspect/inspect.h"
+#include "tools/documents/documents.h"
 #include "tools/json_output.h"
 
 namespace corvane::tools {
@@ -18,24 +14,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr size_t kBytesPerRow = 32;
-
 Json rawForm(const std::string& path, const Bytes& contents) {
   if (!path.starts_with("data/") && utf8::is_valid(contents.begin(), contents.end())) {
     return {{"text", std::string(contents.begin(), contents.end())}};
   }
+  constexpr size_t kBytesPerRow = 32;
   Json rows = Json::array();
   for (size_t at = 0; at < contents.size(); at += kBytesPerRow) {
     const size_t length = std::min(kBytesPerRow, contents.size() - at);
-    rows.push_back(hexText(std::span(contents).subspan(at, length)));
+    rows.push_back(hexText(ByteSpan(contents).subspan(at, length)));
   }
   return {{"hex", rows}};
 }
 
 /// Returns the keys that a unit finds.
-Json configurationAsJson(std::span<const uint8_t> contents) {
-  const AreaReport report =
-      reportOnArea(contents.first(std::min(contents.size(), kDeviceAreaSize)));
+Json configurationAsJson(ByteSpan contents) {
+  const AreaReport report = reportOnArea(contents);
   Json keys = Json::array();
   for (const AreaEntry& entry : report.entries) {
     if (!entry.isFound) continue;
@@ -60,32 +54,27 @@ Json decodedForm(const std::string& path, const Bytes& contents) {
   throw CommandError(kFailed, name + ": " + printable(place) + " " + reason);
 }
 
-/// Returns the bytes of a file's raw form. `place` is where it is in the document.
-Bytes rawBytes(const Json& file, const std::string& name, const std::string& place) {
-  if (!file.is_object() || file.contains("text") == file.contains("hex")) {
-    refuse(name, place, "needs either \"text\" or \"hex\"");
-  }
+/// Returns the bytes of a file's raw form; nothing when it is not one.
+std::optional<Bytes> rawBytes(const Json& file) try {
+  if (file.contains("text") == file.contains("hex")) return {};
   if (file.contains("text")) {
-    if (!file["text"].is_string()) refuse(name, place + "/text", "is not a string");
-    const std::string& text = file["text"].get_ref<const std::string&>();
-    return {text.begin(), text.end()};
+    const auto text = file["text"].get<std::string>();
+    return Bytes(text.begin(), text.end());
   }
-  if (!file["hex"].is_array()) refuse(name, place + "/hex", "is not a list of strings");
   Bytes bytes;
-  for (size_t row = 0; row < file["hex"].size(); ++row) {
-    const Json& digits = file["hex"][row];
-    const auto part = digits.is_string() ? parseHex(digits.get_ref<const std::string&>())
-                                         : std::optional<Bytes>();
-    if (!part) {
-      refuse(name, place + "/hex/" + std::to_string(row), "is not pairs of hexadecimal digits");
-    }
+  for (const auto& row : file["hex"].get<std::vector<std::string>>()) {
+    const auto part = parseHex(row);
+    if (!part) return {};
     bytes.insert(bytes.end(), part->begin(), part->end());
   }
   return bytes;
+} catch (const Json::exception&) {
+  return {};
 }
 
-std::string shortText(const Json& value) {
-  const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
+std::string shortText(const Json& document, const Json::json_pointer& place) {
+  if (!document.contains(place)) return "missing";
+  const std::string text = document[place].dump(-1, ' ', true, Json::error_handler_t::replace);
   return text.size() <= 60 ? text : text.substr(0, 57) + "...";
 }
 
@@ -94,13 +83,10 @@ void requireSame(const Json& given, const Json& actual, const std::string& name)
   const Json differences = Json::diff(given, actual);
   if (differences.empty()) return;
   const Json& first = differences.front();
-  const std::string place = first["path"];
-  if (first["op"] == "remove") refuse(name, place, "is not in the raw contents");
-  const std::string meant = shortText(first["value"]);
-  if (first["op"] == "add") refuse(name, place, "is missing; the raw contents say " + meant);
-  refuse(name, place,
-         "is " + shortText(given.at(Json::json_pointer(place))) + ", but the raw contents say " +
-             meant);
+  const Json::json_pointer place(first["path"].get<std::string>());
+  refuse(name, first["path"],
+         "is " + shortText(given, place) + ", but by the raw contents it is " +
+             shortText(first, Json::json_pointer("/value")));
 }
 
 /// Returns the document without the raw contents: the rest is compared with what they decode to,
@@ -113,7 +99,7 @@ Json withoutRawForms(Json document) {
   return document;
 }
 
-Json parse(std::span<const uint8_t> text, const std::string& name) {
+Json parse(ByteSpan text, const std::string& name) {
   // Copying and comparing values recurses once for each of their levels.
   constexpr int kMaxDepth = 100;
   const auto limit = [&](int depth, Json::parse_event_t, const Json&) {
@@ -141,42 +127,40 @@ Json documentOf(const UnitImage& image) {
     file.update(rawForm(path, contents));
     files[path] = std::move(file);
   }
-  Json document = {{"schema", kJsonSchema},
-                   {"kind", kImageKinds[static_cast<int>(image.kind)].name}};
-  if (image.kind == ImageKind::kUnit) document["facts"] = factsOf(image);
+  const char* const dumpKind = image.file(kDiagnosticDataFile) ? "data" : "syscfg";
+  Json document = {{"schema", kJsonSchema}, {"kind", image.isUnit() ? "unit" : dumpKind}};
+  if (image.isUnit()) document["facts"] = factsOf(image);
   document["files"] = std::move(files);
   return document;
 }
 
 std::string documentText(const UnitImage& image) { return jsonText(documentOf(image), 2) + "\n"; }
 
-UnitImage imageOfDocument(std::span<const uint8_t> text, const std::string& name) {
+UnitImage imageOfDocument(ByteSpan text, const std::string& name) {
   const Json document = parse(text, name);
-  if (!document.is_object() || !document.contains("schema") || !document.contains("kind") ||
-      !document.contains("files") || !document["files"].is_object()) {
+  if (!document.is_object() || !document.contains("schema") || !document.contains("files") ||
+      !document["files"].is_object()) {
     throw CommandError(kFailed, name + ": is JSON, but not the export of a unit or a dump");
   }
   if (document["schema"] != kJsonSchema) {
-    refuse(
-        name, "/schema",
-        "is " + shortText(document["schema"]) + "; this tool reads " + std::to_string(kJsonSchema));
-  }
-  const auto kind = std::ranges::find_if(
-      kImageKinds, [&](const ImageKindFacts& facts) { return document["kind"] == facts.name; });
-  if (kind == std::end(kImageKinds)) {
-    refuse(name, "/kind", "is not \"unit\", \"data\" or \"syscfg\"");
+    refuse(name, "/schema",
+           "is " + shortText(document, Json::json_pointer("/schema")) + "; this tool reads " +
+               std::to_string(kJsonSchema));
   }
   UnitImage image;
-  image.kind = static_cast<ImageKind>(kind - kImageKinds);
   for (const auto& [path, file] : document["files"].items()) {
     const std::string place = "/files/" + path;
     if (!isImagePath(path)) refuse(name, place, "is not a file of a unit's export");
-    image.files[path] = rawBytes(file, name, place);
+    const auto bytes = rawBytes(file);
+    if (!bytes) {
+      refuse(name, place,
+             "needs either \"text\", a string, or \"hex\", a list of rows of pairs of digits");
+    }
+    image.files[path] = *bytes;
   }
-  if (!image.file(kind->file) || (image.kind != ImageKind::kUnit && image.files.size() != 1)) {
-    refuse(name, "/files",
-           std::string("must have ") + kind->file +
-               (image.kind == ImageKind::kUnit ? "" : ", and nothing else"));
+  const bool isDump = image.file(kDiagnosticDataFile) || image.file(kConfigurationFile);
+  if (!image.isUnit() && !(isDump && image.files.size() == 1)) {
+    refuse(name, "/files", "has neither device.plist nor one dumped data set alone");
   }
   requireSame(withoutRawForms(document), withoutRawForms(documentOf(image)), name);
   return image;

@@ -4,8 +4,7 @@
 #include "platform/data_bytes.h"
 #include "platform/number.h"
 #include "platform/text.h"
-#include "tools/documents/unit_document.h"
-#include "tools/inspect/inspect.h"
+#include "tools/documents/documents.h"
 
 namespace corvane::tools {
 namespace {
@@ -68,7 +67,7 @@ Json propertiesIn(const UnitImage& image, const char* path) {
 
 }  // namespace
 
-Json propertiesAsJson(std::span<const uint8_t> contents) {
+Json propertiesAsJson(ByteSpan contents) {
   const CFRef<CFDataRef> data(
       CFDataCreate(kCFAllocatorDefault, contents.data(), static_cast<CFIndex>(contents.size())));
   if (!data) return nullptr;
