@@ -15,8 +15,7 @@ namespace corvane::tools {
 namespace {
 
 struct ResultsOptions {
-  std::vector<std::string> paths, stations, units;
-  std::vector<Verdict> verdicts;
+  std::vector<std::string> paths, stations, units, verdicts;
   std::optional<std::string> since, until;
   std::optional<size_t> by;  ///< The number in kGroupFields.
   std::optional<TableKind> table;
@@ -36,20 +35,17 @@ struct RunFilter {
     return isAmong(options.stations, names.text(run.station)) && isAmong(options.units, run.unit);
   }
   bool takes(const Run& run) const {
-    return concerns(run) && isAmong(options.verdicts, run.verdict) && run.time >= since &&
-           run.time < until;
+    return concerns(run) && isAmong(options.verdicts, std::string(nameOf(run.verdict))) &&
+           run.time >= since && run.time < until;
   }
 
-  template <typename T>
-  static bool isAmong(const std::vector<T>& list, const T& value) {
+  static bool isAmong(const std::vector<std::string>& list, const std::string& value) {
     return list.empty() || std::ranges::find(list, value) != list.end();
   }
   static TimeSpan timeOption(const std::string& name, const std::string& text) {
     const std::optional<TimeSpan> time = parseTime(text);
     if (time) return *time;
-    throw CommandError(kUsage, name + ": '" + text +
-                                   "' is not a time; give one such as 2026-11-16 or "
-                                   "2026-11-16T08:30:00+01:00");
+    throw CommandError(kUsage, name + " takes a time such as 2026-11-16, not '" + text + "'");
   }
 
   const ResultsOptions& options;
@@ -61,14 +57,12 @@ struct RunFilter {
 /// Returns the options that choose runs, such as "--since 2026-11-16".
 std::vector<std::string> filtersOf(const ResultsOptions& options) {
   std::vector<std::string> filters;
-  const auto add = [&](const std::string& option, const auto& values) {
-    for (const auto& value : values) filters.push_back(option + " " + std::string(value));
+  const auto add = [&](const std::string& option, const std::vector<std::string>& values) {
+    for (const std::string& value : values) filters.push_back(option + " " + value);
   };
-  std::vector<std::string_view> verdicts;
-  for (const Verdict verdict : options.verdicts) verdicts.push_back(nameOf(verdict));
   add("--station", options.stations);
   add("--unit", options.units);
-  add("--verdict", verdicts);
+  add("--verdict", options.verdicts);
   if (options.since) filters.push_back("--since " + *options.since);
   if (options.until) filters.push_back("--until " + *options.until);
   return filters;
@@ -104,13 +98,11 @@ ExitStatus reportSource(const ResultsSource& source, uint64_t runs) {
 void checkOutputs(const ResultsOptions& options, const std::vector<std::string>& files) {
   const std::vector<std::pair<std::string, std::string>> outputs = {{"--junit", options.junit},
                                                                     {"--html", options.html}};
-  for (const auto& [name, file] : outputs) {
-    if (file == "-") {
-      throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
-    }
-  }
   requireDistinctOutputs(outputs, files);
-  if (!options.html.empty()) requireWritable(options.html);
+  for (const auto& [name, file] : outputs) {
+    if (file == "-") throw CommandError(kUsage, name + " - would mix with what is printed");
+    if (!file.empty()) requireWritable(file);
+  }
 }
 
 ExitStatus showResults(const ResultsOptions& options) {
@@ -171,8 +163,9 @@ void addResults(CLI::App& app) {
       .required();
   command.text("--station", options->stations, "Only runs of this station; repeatable");
   command.text("--unit", options->units, "Only runs on this unit, one by one; repeatable");
-  command.choice("--verdict", options->verdicts, "Only runs that ended so; repeatable",
-                 choicesOf<Verdict>(station::internal::kVerdictNames));
+  const auto& verdicts = station::internal::kVerdictNames;
+  command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
+                  {verdicts.begin(), verdicts.end()});
   command.text("--since", options->since, "Only runs that began at this time or later");
   command.text("--until", options->until,
                "Only runs that began up to the end of this day, minute or second");

@@ -25,12 +25,6 @@ std::string csvText(const ordered_json& data) {
   return quoted + "\"";
 }
 
-std::string limitsText(std::optional<double> lower, std::optional<double> upper) {
-  if (lower && upper) return decimalText(*lower) + " to " + decimalText(*upper);
-  if (lower) return "at least " + decimalText(*lower);
-  return upper ? "at most " + decimalText(*upper) : "-";
-}
-
 }  // namespace
 
 std::string roundedText(std::optional<double> value) {
@@ -55,9 +49,12 @@ std::string meanText(const Moments& values) {
   return values.count() == 0 ? "-" : roundedTo(values.mean(), values.deviation().value_or(0));
 }
 
-std::string limitsText(const MeasurementSummary& measurement) {
-  return measurement.hasVariousLimits ? "various"
-                                      : limitsText(measurement.lower, measurement.upper);
+std::string limitsText(const MeasurementHead& measurement) {
+  const auto& [lower, upper] = std::pair(measurement.lower, measurement.upper);
+  if (measurement.hasVariousLimits) return "various";
+  if (lower && upper) return decimalText(*lower) + " to " + decimalText(*upper);
+  if (lower) return "at least " + decimalText(*lower);
+  return upper ? "at most " + decimalText(*upper) : "-";
 }
 
 std::string valueText(const Measurement& measurement, const Names& names) {
@@ -65,7 +62,7 @@ std::string valueText(const Measurement& measurement, const Names& names) {
   std::string text = measurement.value ? decimalText(*measurement.value) : "not a number";
   const std::string& unit = names.text(measurement.unitOfMeasure);
   if (!unit.empty()) text.append(" ").append(unit);
-  const std::string limits = limitsText(measurement.lower, measurement.upper);
+  const std::string limits = limitsText(measurement);
   return limits == "-" ? text : text + " (" + limits + ")";
 }
 

@@ -72,7 +72,7 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
   const auto x = [&](double value) { return kWidth * axis.placeOf(value); };
   const auto most = static_cast<double>(*std::ranges::max_element(bins.counts()));
   std::string content = "<path fill=\"var(--mark)\" d=\"";
-  for (size_t bin = 0; bin < Histogram::kBins; ++bin) {
+  for (size_t bin = 0; bin < bins.counts().size(); ++bin) {
     if (bins.counts()[bin] == 0) continue;
     const double left = x(bins.begin(bin));
     const double height =

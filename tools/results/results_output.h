@@ -35,7 +35,7 @@ std::string roundedTo(double value, double deviation);
 /// Returns the mean with as many digits as the deviation gives it a meaning.
 std::string meanText(const Moments& values);
 /// Returns "3.2 to 3.4", "at most 3.4", "at least 3.2", "various" or "-".
-std::string limitsText(const MeasurementSummary& measurement);
+std::string limitsText(const MeasurementHead& measurement);
 /// Returns what was measured, with its limits, or checked: "3.5 V (3.2 to 3.4)".
 std::string valueText(const Measurement& measurement, const Names& names);
 

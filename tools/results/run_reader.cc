@@ -22,7 +22,7 @@ namespace corvane::tools {
 namespace {
 
 namespace fs = std::filesystem;
-namespace json = simdjson::ondemand;
+namespace json = simdjson::dom;
 namespace field = station::line_field;
 namespace type = station::line_type;
 using simdjson::error_code;
@@ -118,43 +118,27 @@ class LineParser {
   };
 
   error_code parseText(std::string_view text) {
-    json::document document;
     json::object object;
-    const size_t capacity = text.size() + kPadding;
-    if (const auto error = _parser.iterate(text.data(), text.size(), capacity).get(document)) {
-      return error;
-    }
-    if (const auto error = document.get_object().get(object)) return error;
-    if (const auto error = parseFields(object, _fields)) return error;
-    // Text after the object makes the line damaged too, such as a second line that ran into it.
-    const bool isAtEnd = document.current_location().error() == simdjson::OUT_OF_BOUNDS;
-    return isAtEnd ? simdjson::SUCCESS : simdjson::TRAILING_CONTENT;
+    const auto error = _parser.parse(text.data(), text.size(), false).get(object);
+    return error ? error : parseFields(object, _fields);
   }
 
-  static error_code parseFields(json::object& object, const Fields& fields) {
-    for (auto each : object) {
-      json::raw_json_string key;
-      json::value value;
-      if (const auto error = each.key().get(key)) return error;
-      if (const auto error = each.value().get(value)) return error;
-      const auto field = std::ranges::find_if(fields, [&](const Field& known) {
-        return key.raw()[0] == known.name[0] && key == known.name;
-      });
-      if (field == fields.end()) continue;
-      bool isNull = false;
-      if (value.is_null().get(isNull) == simdjson::SUCCESS && isNull) continue;
-      const auto take = [&](auto* place) { return parseValue(value, *place); };
+  static error_code parseFields(json::object object, const Fields& fields) {
+    for (const auto [key, value] : object) {
+      const auto field = std::ranges::find(fields, key, &Field::name);
+      if (field == fields.end() || value.is_null()) continue;
+      const auto take = [&value = value](auto* place) { return parseValue(value, *place); };
       if (const auto error = std::visit(take, field->place)) return error;
     }
     return simdjson::SUCCESS;
   }
-  static error_code parseValue(json::value& value, auto& place) { return value.get(place); }
-  static error_code parseValue(json::value& value, std::optional<double>& place) {
+  static error_code parseValue(json::element value, auto& place) { return value.get(place); }
+  static error_code parseValue(json::element value, std::optional<double>& place) {
     return value.get(place.emplace());
   }
-  static error_code parseValue(json::value& value, const Fields& fields) {
+  static error_code parseValue(json::element value, const Fields& fields) {
     json::object object;
-    const auto error = value.get_object().get(object);
+    const auto error = value.get(object);
     return error ? error : parseFields(object, fields);
   }
 

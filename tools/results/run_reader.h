@@ -2,6 +2,7 @@
 #define CORVANE_TOOLS_RESULTS_RUN_READER_H_
 
 #include <array>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -41,21 +42,25 @@ class Names {
   std::unordered_map<std::string_view, uint32_t> _ids;
 };
 
-/// A measurement or a check. Names are numbers of Names, here and below.
-struct Measurement {
+/// What a measurement or a check is. Names are numbers of Names, here and below.
+struct MeasurementHead {
+  auto operator<=>(const MeasurementHead&) const = default;
+
   uint32_t phase = 0;
   uint32_t name = 0;
   uint32_t unitOfMeasure = 0;
+  bool isCheck = false;
+  bool hasVariousLimits = false;  ///< It stands for many, in a summary.
+  std::optional<double> lower, upper;
+};
+
+struct Measurement : MeasurementHead {
   uint32_t attempt = 0;  ///< From 1 in a phase that may be repeated, else 0.
   bool isInside = false;
-  bool isCheck = false;
-  /// It belongs to an attempt that was repeated, and does not count.
-  bool isRepeated = false;
+  bool isRepeated = false;      ///< It belongs to an attempt that was repeated, and does not count.
   std::optional<double> value;  ///< Absent when it was not a finite number, and for a check.
-  std::optional<double> lower;
-  std::optional<double> upper;
-  std::string text;      ///< What was checked.
-  std::string expected;  ///< What the check expected.
+  std::string text;             ///< What was checked.
+  std::string expected;         ///< What the check expected.
 };
 
 struct PhaseResult {

@@ -17,40 +17,40 @@ std::optional<double> ifFinite(double value) {
 
 }  // namespace
 
-/// Makes bins of 2 to the power of `shift` old ones, of which bin 0 begins at the multiple `first`.
-void Histogram::regroup(int shift, int64_t first) {
-  std::array<uint32_t, kBins> counts{};
-  for (size_t bin = 0; bin < kBins; ++bin) {
-    if (_counts[bin] == 0) continue;
-    const int64_t at = (_first + static_cast<int64_t>(bin)) >> std::min(shift, 63);
-    counts[static_cast<size_t>(at - first)] += _counts[bin];
+/// Makes bins of two old ones.
+void Histogram::widen() {
+  std::vector<uint32_t> counts;
+  const int64_t first = _first >> 1;
+  for (size_t bin = 0; bin < _counts.size(); ++bin) {
+    const int64_t at = (_first + static_cast<int64_t>(bin)) >> 1;
+    counts.resize(static_cast<size_t>(at - first) + 1);
+    counts.back() += _counts[bin];
   }
-  _counts = counts;
+  _counts.swap(counts);
   _first = first;
-  _last >>= std::min(shift, 63);
-  _exponent += shift;
+  ++_exponent;
 }
 
 void Histogram::add(double value) {
   using Limits = std::numeric_limits<double>;
   int exponent = Limits::min_exponent;
   if (value != 0) std::frexp(value, &exponent);
-  if (_isEmpty) {
-    _isEmpty = false;
-    _exponent = std::max(exponent, Limits::min_exponent) - Limits::digits;
-    _first = _last = multipleBelow(value, _exponent);
-  }
+  exponent = std::max(exponent, Limits::min_exponent);
+  if (_counts.empty()) _exponent = exponent - Limits::digits;
   // The value's multiple of the width must fit into 64 bits.
-  if (const int shift = exponent - 60 - _exponent; shift > 0) {
-    regroup(shift, _first >> std::min(shift, 63));
+  while (exponent - 60 > _exponent) widen();
+  int64_t at = multipleBelow(value, _exponent);
+  if (_counts.empty()) _first = at;
+  const auto last = [&] { return _first + static_cast<int64_t>(_counts.size()) - 1; };
+  while (std::max(last(), at) - std::min(_first, at) >= kMaxBins) {
+    widen();
+    at >>= 1;
   }
-  const int64_t at = multipleBelow(value, _exponent);
-  const int64_t low = std::min(_first, at), high = std::max(_last, at);
-  int shift = 0;
-  while ((high >> shift) - (low >> shift) >= static_cast<int64_t>(kBins)) ++shift;
-  if (shift > 0 || low < _first) regroup(shift, low >> shift);
-  _last = high >> shift;
-  ++_counts[static_cast<size_t>((at >> shift) - _first)];
+  if (at < _first) _counts.insert(_counts.begin(), static_cast<size_t>(_first - at), 0);
+  _first = std::min(_first, at);
+  const auto bin = static_cast<size_t>(at - _first);
+  if (bin >= _counts.size()) _counts.resize(bin + 1);
+  ++_counts[bin];
 }
 
 double Histogram::begin(size_t bin) const {

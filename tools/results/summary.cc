@@ -1,9 +1,10 @@
 #include "tools/results/summary.h"
 
 #include <algorithm>
-#include <bit>
 #include <ctime>
 #include <tuple>
+
+#include "platform/time_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -55,37 +56,17 @@ void addPhases(StationSummary& station, const Run& run) {
   for (const auto& [phase, attempt] : run.repeatedAttempts) ++summaryOf(phase).repeatedAttempts;
 }
 
-MeasurementSummary& summaryOf(StationSummary& station, const Measurement& measurement) {
-  // The bits of no number that JSON can hold.
-  constexpr uint64_t kNoLimit = UINT64_MAX, kVariousLimits = UINT64_MAX - 1;
-  const auto bits = [](std::optional<double> limit) {
-    return limit ? std::bit_cast<uint64_t>(*limit) : kNoLimit;
-  };
-  auto& places = station.measurementAt;
-  const uint64_t name = uint64_t{measurement.phase} << 32 | measurement.name;
-  const uint64_t kind = uint64_t{measurement.unitOfMeasure} << 1 | measurement.isCheck;
-  std::array key = {name, kind, bits(measurement.lower), bits(measurement.upper)};
-  auto known = places.find(key);
-  const auto limits = [&] {
-    return std::distance(places.lower_bound({name, kind, 0, 0}),
-                         places.upper_bound({name, kind, UINT64_MAX, UINT64_MAX}));
-  };
-  const bool hasVariousLimits = known == places.end() && limits() >= Summary::kMaxLimits;
-  if (hasVariousLimits) {
-    key[2] = key[3] = kVariousLimits;
-    known = places.find(key);
+MeasurementSummary& summaryOf(StationSummary& station, const MeasurementHead& measurement) {
+  auto& known = station.measurements;
+  MeasurementHead head = measurement;
+  if (!known.contains(head)) {
+    head.lower = head.upper = {};
+    const auto first = known.lower_bound(head);
+    head.hasVariousLimits = true;
+    if (std::distance(first, known.lower_bound(head)) < Summary::kMaxLimits) head = measurement;
   }
-  if (known != places.end()) return station.measurements[known->second];
-  places.emplace(key, station.measurements.size());
-  MeasurementSummary& summary = station.measurements.emplace_back();
-  summary.phase = measurement.phase;
-  summary.name = measurement.name;
-  summary.unitOfMeasure = measurement.unitOfMeasure;
-  summary.isCheck = measurement.isCheck;
-  summary.hasVariousLimits = hasVariousLimits;
-  if (hasVariousLimits) return summary;
-  summary.lower = measurement.lower;
-  summary.upper = measurement.upper;
+  MeasurementSummary& summary = known[head];
+  static_cast<MeasurementHead&>(summary) = head;
   return summary;
 }
 
@@ -108,11 +89,7 @@ FailedRun failedRunOf(const Run& run, uint32_t group) {
 }  // namespace
 
 std::string wallTimeText(int64_t hour) {
-  const auto time = static_cast<time_t>(hour * 3600);
-  struct tm fields {};
-  char text[64] = "";
-  if (::gmtime_r(&time, &fields)) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M", &fields);
-  return text;
+  return utcTimeText(hour * 3600).value_or("").substr(0, 16);
 }
 
 std::vector<Failure> StationSummary::failures() const {
@@ -135,7 +112,7 @@ std::vector<Failure> StationSummary::failures() const {
 
 std::vector<const MeasurementSummary*> StationSummary::failingFirst() const {
   std::vector<const MeasurementSummary*> sorted;
-  for (const MeasurementSummary& measurement : measurements) sorted.push_back(&measurement);
+  for (const auto& [head, measurement] : measurements) sorted.push_back(&measurement);
   std::ranges::stable_sort(sorted, std::greater<>(), &MeasurementSummary::outside);
   return sorted;
 }
@@ -177,7 +154,7 @@ void Summary::widenSpans(int64_t hour) {
     const int64_t factor = spanHours == 1 ? 24 : 7;
     spanHours *= factor;
     for (StationSummary& station : stations) {
-      for (MeasurementSummary& measurement : station.measurements) {
+      for (auto& [head, measurement] : station.measurements) {
         for (const auto& [span, time] : std::exchange(measurement.times, {})) {
           MeasurementSummary::Time& joined = measurement.times[floorOf(span, factor)];
           joined.values.add(time.values);

@@ -20,27 +20,25 @@
 /// What many runs amount to, from one look at each of them.
 namespace corvane::tools {
 
-/// Counts values in at most 64 bins. Their width is the smallest power of two for which all values
-/// have a bin; it begins with the precision of the first value and grows, so that nothing is kept
-/// of a value except its bin. Bin 0 has the smallest value.
+/// Counts values in at most 64 bins, the first of which has the smallest value. Their width is the
+/// smallest power of two for which all values have a bin; it begins with the precision of the first
+/// value and grows, so that nothing is kept of a value except its bin.
 class Histogram {
  public:
-  static constexpr size_t kBins = 64;
+  static constexpr int64_t kMaxBins = 64;
 
   void add(double value);
 
-  /// Returns where bin `bin` begins.
+  /// Returns where the bin begins.
   double begin(size_t bin) const;
-  const std::array<uint32_t, kBins>& counts() const { return _counts; }
+  const std::vector<uint32_t>& counts() const { return _counts; }
 
  private:
-  void regroup(int shift, int64_t first);
+  void widen();
 
-  bool _isEmpty = true;
-  int _exponent = 0;  ///< The width of a bin is 2 to the power of it.
-  /// The multiples of the width at which the first and the last bin with a value begin.
-  int64_t _first = 0, _last = 0;
-  std::array<uint32_t, kBins> _counts{};  ///< From `_first`.
+  int _exponent = 0;   ///< The width of a bin is 2 to the power of it.
+  int64_t _first = 0;  ///< The multiple of the width at which the first bin begins.
+  std::vector<uint32_t> _counts;
 };
 
 /// Computes count, mean and deviation of values without keeping them. Values are summed up relative
@@ -73,7 +71,7 @@ struct Capability {
 };
 
 /// What a station measured, or checked, under one name in one phase, with one pair of limits.
-struct MeasurementSummary {
+struct MeasurementSummary : MeasurementHead {
   void add(const Measurement& measurement, std::optional<int64_t> span);
   /// Returns the deviation that neighbours have: the mean distance of each value from the one
   /// before it, over 1.128. Unlike that of `values` it leaves out slow changes.
@@ -81,12 +79,6 @@ struct MeasurementSummary {
   /// Returns the capability for a deviation.
   Capability capability(std::optional<double> deviation) const;
 
-  uint32_t phase = 0;
-  uint32_t name = 0;
-  uint32_t unitOfMeasure = 0;
-  bool isCheck = false;
-  bool hasVariousLimits = false;  ///< It stands for all limits after the first kMaxLimits.
-  std::optional<double> lower, upper;
   uint64_t count = 0;
   uint64_t outside = 0;     ///< Measurements outside their limits, and checks that failed.
   uint64_t notNumbers = 0;  ///< Measurements without a finite value, which are outside too.
@@ -157,13 +149,11 @@ struct StationSummary {
   Duration seconds;
   std::unordered_set<int64_t> hours;  ///< In which a run began.
   std::deque<PhaseSummary> phases;
-  std::deque<MeasurementSummary> measurements;
+  std::map<MeasurementHead, MeasurementSummary> measurements;
   std::map<std::pair<uint32_t, uint32_t>, RunCount> outside;  ///< By phase and measurement.
   uint64_t lastUnit = 0;   ///< The last one that the yields count.
   bool hasPassed = false;  ///< Its last run.
   std::unordered_map<uint32_t, size_t> phaseAt;
-  /// By phase and name, unit of measure and whether it is a check, and the bits of the limits.
-  std::map<std::array<uint64_t, 4>, size_t> measurementAt;
 };
 
 /// A run that did not pass, with the first thing that was wrong.

@@ -112,11 +112,10 @@ class Tables {
     return json;
   }
 
-  ordered_json failedRunsAsJson() const {
-    ordered_json runs = ordered_json::array();
-    for (const auto& [time, run] : _summary.failedRuns.things)
-      runs.push_back(objectOf(cellsOf(run)));
-    return runs;
+  ordered_json list(const auto& things) const {
+    ordered_json list = ordered_json::array();
+    for (const auto& thing : things) list.push_back(objectOf(cellsOf(thing)));
+    return list;
   }
 
   ordered_json historyAsJson() const {
@@ -183,8 +182,8 @@ class Tables {
   }
 
   void addFailedRuns(SummaryTable& table) const {
-    for (const auto& [time, run] : _summary.failedRuns.things) {
-      table.rows.push_back({cellsOf(run), run.id});
+    for (const auto& run : _summary.failedRuns.things) {
+      table.rows.push_back({cellsOf(run), run.second.id});
     }
     table.left = _summary.failedRuns.count - table.rows.size();
   }
@@ -214,12 +213,6 @@ class Tables {
       }
     }
     table.left = _summary.history.count - _summary.history.things.size();
-  }
-
-  ordered_json list(const auto& things) const {
-    ordered_json list = ordered_json::array();
-    for (const auto& thing : things) list.push_back(objectOf(cellsOf(thing)));
-    return list;
   }
 
   Cells placeOf(const StationSummary& station) const {
@@ -272,7 +265,8 @@ class Tables {
             {"", "Of runs", kNumber, share(failure.runs, failure.ofRuns)}};
   }
 
-  Cells cellsOf(const FailedRun& run) const {
+  Cells cellsOf(const std::pair<const int64_t, FailedRun>& failed) const {
+    const FailedRun& run = failed.second;
     const Measurement* const measured = run.measurement ? &*run.measurement : nullptr;
     const std::string verdict(nameOf(run.verdict));
     const Value unit = run.unit.empty() ? Value(nullptr, "(unidentified)") : Value(run.unit);
@@ -426,7 +420,7 @@ ordered_json summaryAsJson(const Results& results) {
   for (const StationSummary& station : summary.stations) {
     json["stations"].push_back(tables.json(station));
   }
-  json["failedRuns"] = tables.failedRunsAsJson();
+  json["failedRuns"] = tables.list(summary.failedRuns.things);
   json["failedRunCount"] = summary.failedRuns.count;
   if (summary.history.count > 0) json["history"] = tables.historyAsJson();
   json["files"] = results.source.files;
