@@ -59,11 +59,6 @@ std::string chart(const std::string& name, const std::string& content, const std
          (first == last ? "" : label(kWidth, kFullHeight - 4, "end", last)) + "</svg>";
 }
 
-std::string limitsOf(const MeasurementSummary& measurement) {
-  const std::string limits = limitsText(measurement);
-  return limits == "-" ? "no limits" : "limits " + limits;
-}
-
 std::string histogram(const MeasurementSummary& measurement, const std::string& title) {
   const Histogram& bins = measurement.histogram;
   const auto limits = {measurement.lower, measurement.upper};
@@ -89,7 +84,7 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
         label(x(*limit) + (isRight ? -3 : 3), 10, isRight ? "end" : "start", decimalText(*limit));
   }
   const double range = axis.last - axis.first;
-  return chart("Histogram of " + title + ", " + limitsOf(measurement), content,
+  return chart("Histogram of " + title + ", limits " + limitsText(measurement), content,
                roundedTo(axis.first, range), roundedTo(axis.last, range));
 }
 
@@ -153,13 +148,8 @@ std::string meansOverTime(const MeasurementSummary& measurement, const std::stri
   return overTime("Mean and deviation of " + title + " by ", points, limits, spanHours);
 }
 
-/// Returns the figure; an empty `id` is none.
-std::string figure(const std::string& id, const std::string& content,
-                   const std::vector<std::string>& captions) {
-  std::string html = id.empty() ? "<figure>" : "<figure id=\"" + id + "\">";
-  html += content + "<figcaption>";
-  for (const std::string& caption : captions) html += "<div>" + markupText(caption) + "</div>";
-  return html + "</figcaption></figure>\n";
+std::string figure(const std::string& id, const std::string& content, const std::string& caption) {
+  return "<figure" + id + ">" + content + "<figcaption>" + caption + "</figcaption></figure>\n";
 }
 
 }  // namespace
@@ -170,13 +160,12 @@ std::string measurementChart(const MeasurementSummary& measurement, const std::s
   const double deviation = values.deviation().value_or(0);
   std::string content = histogram(measurement, title);
   if (measurement.outside > 0) content += meansOverTime(measurement, title, spanHours);
-  return figure(
-      id, content,
-      {title,
-       std::to_string(values.count()) + " values, " + roundedTo(measurement.minimum, deviation) +
-           " to " + roundedTo(measurement.maximum, deviation) + ", mean " + meanText(values) +
-           ", deviation " + roundedText(values.deviation()),
-       limitsOf(measurement) + ", outside " + std::to_string(measurement.outside)});
+  const std::string about =
+      std::to_string(values.count()) + " values, " + roundedTo(measurement.minimum, deviation) +
+      " to " + roundedTo(measurement.maximum, deviation) + ", mean " + meanText(values) +
+      ", deviation " + roundedText(values.deviation()) + ", limits " + limitsText(measurement) +
+      ", outside " + std::to_string(measurement.outside);
+  return figure(" id=\"" + id + "\"", content, markupText(title) + "<br>" + markupText(about));
 }
 
 std::string yieldChart(const std::map<int64_t, Yield>& times, const std::string& title,
@@ -187,7 +176,7 @@ std::string yieldChart(const std::map<int64_t, Yield>& times, const std::string&
   }
   const std::string name = title + ": runs that passed";
   const std::vector<Mark> marks = {{"axis", 0, "0 %"}, {"axis", 1, "100 %"}};
-  return figure("", overTime(name + ", by ", points, marks, spanHours), {name});
+  return figure("", overTime(name + ", by ", points, marks, spanHours), markupText(name));
 }
 
 }  // namespace corvane::tools

@@ -30,9 +30,8 @@ struct Results {
 
 /// Returns the number with three digits after its point at most; "-" when it is absent.
 std::string roundedText(std::optional<double> value);
-/// Returns the number with as many digits as a deviation gives it a meaning.
+/// Return the number, or the mean, with as many digits as the deviation gives it a meaning.
 std::string roundedTo(double value, double deviation);
-/// Returns the mean with as many digits as the deviation gives it a meaning.
 std::string meanText(const Moments& values);
 /// Returns "3.2 to 3.4", "at most 3.4", "at least 3.2", "various" or "-".
 std::string limitsText(const MeasurementHead& measurement);
@@ -56,10 +55,9 @@ struct Value {
 };
 
 enum class Style : uint8_t {
-  kPlace,   ///< What the row is about; such columns come first.
-  kText,    ///< May be long.
-  kReason,  ///< Is often long.
-  kLine,    ///< Is not broken.
+  kPlace,  ///< What the row is about; such columns come first.
+  kText,   ///< May be long.
+  kLine,   ///< Is not broken.
   kNumber
 };
 
@@ -137,8 +135,7 @@ void printSummary(std::ostream& out, const Results& results);
 /// Prints all rows of one table, for people or as CSV.
 void printTable(std::ostream& out, TableKind kind, const Results& results, bool asCsv);
 
-/// Returns one page with the tables and a chart of each measurement; it loads nothing. `madeAt` is
-/// the time of its making.
+/// Returns one page with the tables and a chart of each measurement.
 std::string summaryAsHtml(const Results& results, const std::string& madeAt);
 
 // The charts of the page, as HTML figures. Titles are text, not markup.
@@ -165,7 +162,7 @@ class JunitWriter {
   void write(std::string_view text);
 
   std::string _path;
-  /// The report so far; it has no name, so nothing is left when the tool is killed.
+  /// The report so far; it has no name, so that nothing is left of it after a kill.
   ScopedFile _spool;
 };
 

@@ -21,7 +21,7 @@ std::string more(uint64_t count) {
 }
 
 const char* classOf(Style style) {
-  constexpr std::array kClasses = {"long", "long", "reason", "line", "number"};
+  constexpr std::array kClasses = {"long", "long", "line", "number"};
   return kClasses[static_cast<size_t>(style)];
 }
 
@@ -92,9 +92,6 @@ class Page {
     };
     addTime("First run", _results.summary.firstTime);
     addTime("Last run", _results.summary.lastTime);
-    for (const auto& [text, count] : leftOut(source)) {
-      rows.push_back({{text, std::to_string(count)}});
-    }
     return "<h2>About this page</h2>\n" + htmlTable("About this page", {"What", "Value"}, rows);
   }
 

@@ -269,7 +269,7 @@ TEST_F(ResultsTest, ADamagedLineIsNamedAndLeftOut) {
        {std::string("1: "), std::string("2: "), std::string("3: the line is empty"),
         std::string("4: the line has schema 2"), std::string("5: the line lacks"),
         std::string("6: "), std::string("7: "), std::string("8: the line is longer than 1 MiB"),
-        std::to_string(9 + lines.size()) + ": the line is cut"}) {
+        std::to_string(9 + lines.size()) + ": the line is not a result"}) {
     EXPECT_PRED_FORMAT2(IsSubstring, file() + ":" + place, outcome.errors);
   }
   for (const char* place :

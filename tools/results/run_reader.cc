@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <map>
 #include <set>
 #include <variant>
 
@@ -39,8 +40,8 @@ std::string anotherEnd(Verdict verdict) {
   return "is another end of its run, which ended as " + std::string(nameOf(verdict));
 }
 
-/// Calls `take` with each line, its number from 1, whether it has a line feed, and whether its
-/// beginning was left out because the line is too long. Throws CommandError.
+/// Calls `take` with each line, its number from 1, and whether its beginning was left out because
+/// the line is too long. Throws CommandError.
 template <typename Take>
 void readLines(const std::string& path, const Take& take) {
   const ScopedFile file = openFile(path);
@@ -56,7 +57,7 @@ void readLines(const std::string& path, const Take& take) {
     // A file can begin with U+FEFF, which is not a part of its first line.
     if (number == 0 && !isCut && rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);
     for (size_t feed; (feed = rest.find('\n')) != std::string_view::npos;) {
-      take(rest.substr(0, feed), ++number, true, std::exchange(isCut, false));
+      take(rest.substr(0, feed), ++number, std::exchange(isCut, false));
       rest.remove_prefix(feed + 1);
     }
     isCut |= rest.size() > kMaxLine;
@@ -64,7 +65,7 @@ void readLines(const std::string& path, const Take& take) {
     std::memmove(buffer.data(), rest.data(), kept);
   }
   if (std::ferror(file.get())) throw CommandError(kUsage, path + ": " + std::strerror(errno));
-  if (kept > 0 || isCut) take(std::string_view(buffer.data(), kept), ++number, false, isCut);
+  if (kept > 0 || isCut) take(std::string_view(buffer.data(), kept), ++number, isCut);
 }
 
 /// The fields of a line, as far as they matter; texts are valid until the next line.
@@ -84,13 +85,12 @@ class LineParser {
   const Line& line() const { return _line; }
 
   /// Parses a text that has padding after it. Returns what is wrong with it, or an empty text.
-  std::string parse(std::string_view text, bool isEnded) {
+  std::string parse(std::string_view text) {
     _line = {};
     _line.hash = hashOf(text);
     if (text.find_first_not_of(" \t\r") == std::string_view::npos) return "is empty";
     if (const error_code error = parseText(text)) {
-      return (isEnded ? "is not a result: " : "is cut, or not a result: ") +
-             std::string(simdjson::error_message(error));
+      return std::string("is not a result: ") + simdjson::error_message(error);
     }
     if (_line.schema > station::kResultsSchema) {
       return "has schema " + std::to_string(_line.schema) + ", which is newer";
@@ -107,15 +107,11 @@ class LineParser {
   }
 
  private:
-  struct Field;
-  using Fields = std::vector<Field>;
-  struct Field {
-    std::string_view name;
-    /// Where its value belongs; that of an object to the places of its own fields.
-    std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*,
-                 const Fields*>
-        place;
-  };
+  struct Fields;
+  /// Where a field's value belongs; that of an object to the places of its own fields.
+  using Place = std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*,
+                             const Fields*>;
+  struct Fields : std::map<std::string_view, Place> {};
 
   error_code parseText(std::string_view text) {
     json::object object;
@@ -125,10 +121,10 @@ class LineParser {
 
   static error_code parseFields(json::object object, const Fields& fields) {
     for (const auto [key, value] : object) {
-      const auto field = std::ranges::find(fields, key, &Field::name);
+      const auto field = fields.find(key);
       if (field == fields.end() || value.is_null()) continue;
       const auto take = [&value = value](auto* place) { return parseValue(value, *place); };
-      if (const auto error = std::visit(take, field->place)) return error;
+      if (const auto error = std::visit(take, field->second)) return error;
     }
     return simdjson::SUCCESS;
   }
@@ -144,34 +140,34 @@ class LineParser {
 
   json::parser _parser;
   Line _line;
-  const Fields _facts = {{kRunFieldNames[4], &_line.fields[4]},
-                         {kRunFieldNames[5], &_line.fields[5]}};
-  const Fields _fields = {{field::kType, &_line.type},
-                          {field::kTime, &_line.time},
-                          {field::kRun, &_line.run},
-                          {field::kStation, &_line.station},
-                          {field::kUnit, &_line.unit},
-                          {field::kPhase, &_line.phase},
-                          {field::kName, &_line.name},
-                          {field::kSchema, &_line.schema},
-                          {field::kValue, &_line.value},
-                          {field::kLower, &_line.lower},
-                          {field::kUpper, &_line.upper},
-                          {field::kInside, &_line.isInside},
-                          {field::kUnitOfMeasure, &_line.unitOfMeasure},
-                          {field::kVerdict, &_line.verdictName},
-                          {field::kSeconds, &_line.seconds},
-                          {field::kReason, &_line.reason},
-                          {field::kCount, &_line.count},
-                          {field::kAttempt, &_line.attempt},
-                          {field::kCheck, &_line.check},
-                          {field::kText, &_line.text},
-                          {field::kExpected, &_line.expected},
-                          {field::kHost, &_line.fields[0]},
-                          {field::kFixture, &_line.fields[1]},
-                          {field::kOperator, &_line.fields[2]},
-                          {field::kProgram, &_line.fields[3]},
-                          {field::kFacts, &_facts}};
+  const Fields _facts = {
+      {{kRunFieldNames[4], &_line.fields[4]}, {kRunFieldNames[5], &_line.fields[5]}}};
+  const Fields _fields = {{{field::kType, &_line.type},
+                           {field::kTime, &_line.time},
+                           {field::kRun, &_line.run},
+                           {field::kStation, &_line.station},
+                           {field::kUnit, &_line.unit},
+                           {field::kPhase, &_line.phase},
+                           {field::kName, &_line.name},
+                           {field::kSchema, &_line.schema},
+                           {field::kValue, &_line.value},
+                           {field::kLower, &_line.lower},
+                           {field::kUpper, &_line.upper},
+                           {field::kInside, &_line.isInside},
+                           {field::kUnitOfMeasure, &_line.unitOfMeasure},
+                           {field::kVerdict, &_line.verdictName},
+                           {field::kSeconds, &_line.seconds},
+                           {field::kReason, &_line.reason},
+                           {field::kCount, &_line.count},
+                           {field::kAttempt, &_line.attempt},
+                           {field::kCheck, &_line.check},
+                           {field::kText, &_line.text},
+                           {field::kExpected, &_line.expected},
+                           {field::kHost, &_line.fields[0]},
+                           {field::kFixture, &_line.fields[1]},
+                           {field::kOperator, &_line.fields[2]},
+                           {field::kProgram, &_line.fields[3]},
+                           {field::kFacts, &_facts}}};
 };
 
 /// Assembles runs from their lines. Of a run that has ended only its verdict is kept.
@@ -182,9 +178,9 @@ class RunReader {
 
   void read(const std::string& path) {
     ++_file;
-    readLines(path, [&](std::string_view text, uint64_t number, bool isEnded, bool isCut) {
+    readLines(path, [&](std::string_view text, uint64_t number, bool isCut) {
       const bool isLong = isCut || text.size() > kMaxLine;
-      std::string fault = isLong ? "is longer than 1 MiB" : _parser.parse(text, isEnded);
+      std::string fault = isLong ? "is longer than 1 MiB" : _parser.parse(text);
       if (fault.empty()) fault = takeLine(_parser.line());
       if (fault.empty() || ++_source.damagedLines > kMaxDamagesShown) return;
       std::cerr << printable(path) << ":" << number << ": the line " << fault << "\n";
@@ -305,12 +301,12 @@ class RunReader {
     measurement.phase = _names.idOf(line.phase);
     measurement.name = _names.idOf(line.name);
     measurement.unitOfMeasure = _names.idOf(line.unitOfMeasure);
-    measurement.attempt = static_cast<uint32_t>(line.attempt);
-    measurement.isInside = line.isInside;
     measurement.isCheck = !line.check.empty();
-    measurement.value = line.value;
     measurement.lower = line.lower;
     measurement.upper = line.upper;
+    measurement.attempt = static_cast<uint32_t>(line.attempt);
+    measurement.isInside = line.isInside;
+    measurement.value = line.value;
     measurement.text = line.text;
     measurement.expected = line.expected;
   }

@@ -17,7 +17,6 @@
 
 #include "tools/results/run_reader.h"
 
-/// What many runs amount to, from one look at each of them.
 namespace corvane::tools {
 
 /// Counts values in at most 64 bins, the first of which has the smallest value. Their width is the
@@ -29,7 +28,6 @@ class Histogram {
 
   void add(double value);
 
-  /// Returns where the bin begins.
   double begin(size_t bin) const;
   const std::vector<uint32_t>& counts() const { return _counts; }
 
@@ -49,10 +47,8 @@ class Moments {
   void add(const Moments& other);
 
   uint64_t count() const { return _count; }
-  /// Returns the mean; 0 without a value.
   double mean() const { return static_cast<double>(_origin + _mean); }
-  /// Returns the sample's standard deviation. Returns nothing for fewer than two values, and when
-  /// it exceeds all numbers.
+  /// Returns nothing for fewer than two values, and when it exceeds all numbers.
   std::optional<double> deviation() const;
 
  private:
@@ -73,10 +69,9 @@ struct Capability {
 /// What a station measured, or checked, under one name in one phase, with one pair of limits.
 struct MeasurementSummary : MeasurementHead {
   void add(const Measurement& measurement, std::optional<int64_t> span);
-  /// Returns the deviation that neighbours have: the mean distance of each value from the one
-  /// before it, over 1.128. Unlike that of `values` it leaves out slow changes.
+  /// Returns the mean distance of each value from the one before it, over 1.128. Unlike the
+  /// deviation of `values` it leaves out slow changes.
   std::optional<double> neighboursDeviation() const;
-  /// Returns the capability for a deviation.
   Capability capability(std::optional<double> deviation) const;
 
   uint64_t count = 0;
@@ -138,7 +133,6 @@ struct Failure {
 struct StationSummary {
   /// Returns the failing phases, then the measurements, each with the most frequent first.
   std::vector<Failure> failures() const;
-  /// Returns the measurements, those first that were outside most often.
   std::vector<const MeasurementSummary*> failingFirst() const;
 
   uint32_t name = 0, group = 0;
@@ -182,8 +176,7 @@ struct Newest {
 inline constexpr std::array<std::string_view, 7> kGroupFields = {
     "host", "fixture", "operator", "program", "model", "build", "day"};
 
-/// Returns "2026-11-16T08:00" for hours since 1970-01-01 00:00 as the clock on the wall counts
-/// them.
+/// Returns local time for hours since 1970-01-01 00:00 of the same clock: "2026-11-16T08:00".
 std::string wallTimeText(int64_t hour);
 
 /// The stations of many runs.
@@ -209,7 +202,6 @@ class Summary {
   Newest<FailedRun, 500> failedRuns;
   Newest<Run, 1000> history;
   uint64_t runs = 0;
-  /// The times at which the first and the last run began.
   int64_t firstTime = INT64_MAX, lastTime = INT64_MIN;
   /// How many hours each span of time has; the number of a span times this is its hour.
   int64_t spanHours = 1;

@@ -56,12 +56,6 @@ Value time(const RunHead& run) {
 
 char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-std::string capitalized(std::string_view text) {
-  std::string title(text);
-  title[0] = upperCase(title[0]);
-  return title;
-}
-
 Cells secondsOf(const Duration& duration) {
   // To the millisecond, as results have them.
   const auto seconds = [&](float taken) {
@@ -198,7 +192,7 @@ class Tables {
                                {"run", "Run", kLine, run.id},
                                {"phase", "Phase", kText, _names.text(phase)},
                                {"measurement", "Measurement", kText, _names.text(name)},
-                               {"value", "Value", kReason, value},
+                               {"value", "Value", kText, value},
                                {"result", "Result", kLine, result},
                                {"reason", "Reason", kText, reason}}});
       };
@@ -219,7 +213,8 @@ class Tables {
     Cells cells = {{"station", "Station", kPlace, _names.text(station.name)}};
     if (_summary.groupBy) {
       const std::string name(kGroupFields[*_summary.groupBy]);
-      cells.emplace_back(name, capitalized(name), kPlace, _summary.groups.text(station.group));
+      cells.emplace_back(name, upperCase(name[0]) + name.substr(1), kPlace,
+                         _summary.groups.text(station.group));
     }
     return cells;
   }
@@ -240,17 +235,18 @@ class Tables {
         {"firstUnits", yield.firstUnits}};
     if (!_source.hasYields) cells = blank(std::move(cells));
     cells.emplace_back("runs", "Runs", kNumber, station.runs);
+    const auto runsOf = [&](Verdict verdict) {
+      return station.verdicts[static_cast<size_t>(verdict)];
+    };
     for (size_t i = 0; i < kVerdicts; ++i) {
-      const auto verdict = static_cast<Verdict>(i);
-      const bool isShown = verdict == Verdict::kFailed || verdict == Verdict::kRefused ||
-                           verdict == Verdict::kUntrusted;
-      cells.emplace_back("verdicts/" + std::string(nameOf(verdict)),
-                         isShown ? capitalized(nameOf(verdict)) : "", kNumber, station.verdicts[i]);
-      if (verdict != Verdict::kIncomplete) continue;
-      cells.emplace_back(
-          "", "Unfinished", kNumber,
-          station.verdicts[i] + station.verdicts[static_cast<size_t>(Verdict::kUnfinished)]);
+      cells.emplace_back("verdicts/" + std::string(nameOf(static_cast<Verdict>(i))),
+                         station.verdicts[i]);
     }
+    const uint64_t unfinished = runsOf(Verdict::kIncomplete) + runsOf(Verdict::kUnfinished);
+    append(cells, {{"", "Failed", kNumber, runsOf(Verdict::kFailed)},
+                   {"", "Unfinished", kNumber, unfinished},
+                   {"", "Refused", kNumber, runsOf(Verdict::kRefused)},
+                   {"", "Untrusted", kNumber, runsOf(Verdict::kUntrusted)}});
     const auto hours = static_cast<double>(station.hours.size());
     const double perHour = hours > 0 ? static_cast<double>(yield.runs) / hours : 0;
     cells.emplace_back("runsPerHour", "Runs/h", kNumber, rounded(perHour));
@@ -276,7 +272,7 @@ class Tables {
                    {"station", "Station", kText, _names.text(run.station)},
                    {"phase", "Phase", kText, _names.text(run.phase)},
                    {"", "Measurement", kText, measured ? _names.text(measured->name) : ""},
-                   {"", "Value", kReason, measured ? valueText(*measured, _names) : ""},
+                   {"", "Value", kText, measured ? valueText(*measured, _names) : ""},
                    {"reason", "Reason", kText, run.reason},
                    {"run", "Run", kLine, run.id},
                    {"verdict", "Verdict", kText, shown},
