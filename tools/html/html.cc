@@ -37,7 +37,7 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide .number{text-align:right;white-space:nowrap;min-width:0}
 .wide .long{overflow-wrap:anywhere;min-width:7rem}
 .wide thead .long{overflow-wrap:normal;white-space:normal}
-.wide .line{white-space:nowrap}.wide .reason{min-width:12rem}
+.wide .line{white-space:nowrap}
 pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}
 .grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}
 .grid td,.grid th{text-align:center;padding:0;border:1px solid var(--back);font-weight:400}
