@@ -22,7 +22,6 @@ namespace fs = std::filesystem;
 constexpr uint8_t kMarkOfFailure = poisonByte(0, true);
 constexpr char kOneSlotLeft[] = "one slot left";
 
-/// Makes a unit differ from a good one.
 using UnitChange = std::function<void(UnitFacts&, UnitState&)>;
 
 uint8_t otherStation(const Station& station) { return station.number.value_or(0) ^ 0x40U; }
@@ -51,10 +50,6 @@ bool setKey(UnitState& unit, uint32_t key, const Bytes& value) {
   return error == 0;
 }
 
-void fillKeys(UnitState& unit) {
-  for (uint32_t key = 0x41414141; setKey(unit, key, Bytes(16, 'f')); ++key) continue;
-}
-
 fs::path makeUnit(const Station& station, const fs::path& folder, const UnitChange& change) {
   UnitFacts facts;
   if (!station.model.empty()) facts.model = station.model;
@@ -76,7 +71,10 @@ std::map<std::string, UnitChange> unitChanges(const Station& station) {
       {kOneSlotLeft, [&](auto&, auto& u) { fillRecords(station, u, kRecordSlots - 1); }},
       {"area blank 255", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0xFF); }},
       {"area blank 0", [](auto&, auto& u) { std::ranges::fill(u.configuration, 0); }},
-      {"keys full", [](auto&, auto& u) { fillKeys(u); }},
+      {"keys full",
+       [](auto&, auto& u) {
+         for (uint32_t key = unit::keyOf("AAAA"); setKey(u, key, Bytes(16, 'f')); ++key) continue;
+       }},
       {"low battery", [](auto& f, auto&) { f.currentCapacity = 1, f.externalPower = false; }},
       {"no power source", [](auto& facts, auto&) { facts.powerSource = false; }},
       {"no data area", [](auto& facts, auto&) { facts.dataArea = false; }},
@@ -93,13 +91,6 @@ std::map<std::string, UnitChange> unitChanges(const Station& station) {
   return changes;
 }
 
-/// Returns the results with which a call fails.
-std::vector<std::string> failuresOf(const std::string& call) {
-  if (call.starts_with("IORegistryEntrySetCF")) return {"", "=0xe00002c1", "=0xe00002cc", "=0"};
-  if (call == "time") return {"", "=0"};
-  return {""};
-}
-
 class CaseMaker {
  public:
   CaseMaker(const Station& station, const GoodRun& good, const fs::path& goodUnit,
@@ -112,8 +103,8 @@ class CaseMaker {
 
   std::vector<Case> make(std::mt19937& random) {
     addFaults();
-    addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics, _good.bytes);
-    addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration, _good.areaBytes);
+    addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics);
+    addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration);
     addKills(random);
     addUnits();
     addMeddling();
@@ -141,19 +132,23 @@ class CaseMaker {
       const uint64_t count = _good.run.calls.at(call);
       const bool isChosen = count <= kMaxEach || occurrence == 1 || occurrence == (count + 1) / 2 ||
                             occurrence == count;
-      for (const std::string& failure : failuresOf(call)) {
+      std::vector<std::string> failures = {""};
+      if (call == "time") failures.emplace_back("=0");
+      if (call.starts_with("IORegistryEntrySetCF")) {
+        failures.insert(failures.end(), {"=0xe00002c1", "=0xe00002cc", "=0"});
+      }
+      for (const std::string& failure : failures) {
         if (isChosen) addAtCall("faults", call, failure, occurrence);
         if (occurrence == 1) addAtCall("faults", call, failure, 1, "+");
       }
     }
   }
 
-  void addStuckBytes(const std::string& name, Bytes UnitState::*set,
-                     const std::set<size_t>& bytes) {
-    for (const size_t offset : bytes) {
-      const uint8_t before = (_good.run.before.*set).at(offset);
-      const uint8_t after = ((*_good.run.after).*set).at(offset);
-      for (const uint8_t value : std::set<uint8_t>{before, after, uint8_t(after ^ 2)}) {
+  void addStuckBytes(const std::string& name, Bytes UnitState::*set) {
+    const Bytes &before = _good.run.before.*set, &after = (*_good.run.after).*set;
+    for (const size_t offset : differences(before, after)) {
+      for (const uint8_t value :
+           std::set<uint8_t>{before[offset], after[offset], uint8_t(after[offset] ^ 2)}) {
         const std::string rule =
             "stuck:" + name + ":" + std::to_string(offset) + "=" + std::to_string(value);
         Case& stuck = add("faults", rule, rule);

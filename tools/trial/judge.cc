@@ -254,11 +254,9 @@ class Judge {
   }
 
   std::string shown() const {
-    std::string text;
-    for (const uint8_t offset : {_station.statusOffset, _station.poisonOffset}) {
-      text += byteName(offset) + " is " + hexNumber(_after.byte(offset), 2) + ", ";
-    }
-    return text + "new records: " + std::to_string(_added.size());
+    return "status byte " + hexNumber(_after.byte(_station.statusOffset), 2) + ", poison byte " +
+           hexNumber(_after.byte(_station.poisonOffset), 2) +
+           ", new records: " + std::to_string(_added.size());
   }
 
   const Station& _station;

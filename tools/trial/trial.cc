@@ -76,13 +76,10 @@ class Trial {
   /// changed when that write begins.
   void tryGoodUnit(const Case& what) {
     constexpr char kWrite[] = "IORegistryEntrySetCFProperties";
-    constexpr size_t kMaxShown = 200;
     _good.run = runOnce(_station, what);
     if (_good.run.waitStatus != 0) {
-      const std::string& output = _good.run.output;
-      const size_t shown = std::min(output.size(), kMaxShown);
       throw CommandError(kNotReady, _station.program + " does not pass on a good unit: " +
-                                        printable(output.substr(output.size() - shown)));
+                                        printable(_good.run.output));
     }
     noteChanges(_good.run);
     const Judgement judgement = judge(_station, _good, what, _good.run);
@@ -108,8 +105,6 @@ class Trial {
     if (!run.after) return;
     const UnitState &before = run.before, &after = *run.after;
     _good.places.merge(changedPlaces(before, after));
-    _good.bytes.merge(differences(before.diagnostics, after.diagnostics));
-    _good.areaBytes.merge(differences(before.configuration, after.configuration));
     _good.writesRecordFirst |=
         after.records().size() > before.records().size() && !showsPassed(_station, after);
   }
@@ -120,11 +115,12 @@ class Trial {
     std::ranges::shuffle(cases, _random);
     std::map<std::string, size_t> counts;
     std::multimap<size_t, Case> byShare;
+    const auto& kinds = _options.kinds;
+    const std::string& name = _options.onlyCase;
     for (Case& what : cases) {
-      const bool isOfKind =
-          _options.kinds.empty() || std::ranges::count(_options.kinds, what.kind) > 0;
-      const bool isAsked = _options.onlyCase.empty() ? isOfKind : what.name == _options.onlyCase;
-      if (isAsked) byShare.emplace(counts[what.kind]++, std::move(what));
+      const bool isOfKind = kinds.empty() || std::ranges::count(kinds, what.kind) > 0;
+      if (name.empty() ? !isOfKind : what.name != name) continue;
+      byShare.emplace(counts[what.kind]++, std::move(what));
     }
     if (byShare.empty()) throw CommandError(kUsage, "there is no such case");
     cases.clear();

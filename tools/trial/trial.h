@@ -40,14 +40,14 @@ struct Station {
 
 struct Options {
   Station station;
-  /// The kinds of cases, all when empty; and the name of the only case.
+  /// All when empty; and the only case.
   std::vector<std::string> kinds;
   std::string onlyCase;
   uint32_t seed = 1;
   size_t maxCases = 5000;
   /// No case begins later.
   double maxSeconds = 1e6;
-  /// Where cases with findings are left; empty for nowhere.
+  /// Where cases with findings are left.
   std::string keep;
   unsigned jobs = 1;
 };
@@ -82,7 +82,6 @@ struct UnitState {
 
 /// Reads the unit in `folder`. Throws CommandError when it cannot be read.
 UnitState readUnit(const std::filesystem::path& folder);
-/// Atomically replaces each of the unit's files.
 void writeUnit(const std::filesystem::path& folder, const UnitState& state);
 /// Returns the offsets at which the two differ.
 std::set<size_t> differences(const Bytes& left, const Bytes& right);
@@ -134,9 +133,8 @@ struct Run {
 /// What the station does with a good unit.
 struct GoodRun {
   Run run;
-  /// The places that it changes at any time, and the bytes of the two data sets among them.
+  /// The places that it changes at any time.
   std::set<std::string> places;
-  std::set<size_t> bytes, areaBytes;
   /// Whether it leaves its record before its status.
   bool writesRecordFirst = false;
 };
