@@ -82,7 +82,7 @@ TEST_F(CommandTest, AUnitIsMadeChangedAndShown) {
               {"device set --with data-area", 0, ""},
               {"device path /var/log/x", 0, (unit() / "root/var/log/x").string() + "\n"},
               {"report " + shellWord(unit()) + " -o " + shellWord(unit() / "data/../nvram.plist"),
-               2, "", "would replace a file of the unit in " + unit().string()}});
+               2, "", "would replace " + (unit() / "nvram.plist").string()}});
   EXPECT_EQ(run("status").exitStatus, 0);
   expectFields(jsonOf("device show"), R"({"schema": 1, "model": "T34AP", "battery": 53,
       "batteryMax": 155, "radio": false, "externalPower": false, "bootArgs": null,

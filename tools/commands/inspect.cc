@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "platform/printable.h"
@@ -17,7 +16,6 @@ namespace {
 struct InspectOptions {
   std::string file;
   std::optional<DumpKind> kind;
-  int timeBits = 0;
   bool map = false, json = false;
 };
 
@@ -65,7 +63,7 @@ ExitStatus inspect(const InspectOptions& options) {
   // Far above the size of any data set.
   constexpr size_t kMaxSize = size_t{1} << 20;
   const FileBytes file = readFile(options.file, kMaxSize);
-  const Dump dump = inspectDump(file.bytes, options.kind, options.timeBits);
+  const Dump dump = inspectDump(file.bytes, options.kind);
   const bool isKnown = dump.kind != DumpKind::kUnknown;
   const ExitStatus status = isKnown && dump.findings().empty() ? kDone : kFailed;
   if (options.json) {
@@ -87,21 +85,16 @@ ExitStatus inspect(const InspectOptions& options) {
 }  // namespace
 
 void addInspect(CLI::App& app) {
-  const auto options = std::make_shared<InspectOptions>();
   Command command = Command(app).add(
-      "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged");
-  command.file("FILE", options->file, "The dump; - reads standard input").required();
-  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
-  command.choice("--time-bits", options->timeBits,
-                 "Width of the unit's time values; guessed when not given",
-                 std::map<std::string, int>{{"32", 32}, {"64", 64}});
-  command.flag("--map", options->map, "Also draw the map of a configuration area");
-  command.jsonFlag(options->json);
-  command.footer(
+      "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged",
       "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"
       "cannot be read.\n"
-      "Example:\n  corvane inspect unit-4711.bin --map");
-  command.action([=] { return inspect(*options); });
+      "Example:\n  corvane inspect field.bin --map");
+  auto& options = command.actionOn<InspectOptions>(inspect);
+  command.file("FILE", options.file, "The dump; - reads standard input").required();
+  command.choice("--as", options.kind, kDumpKindsHelp, kDumpKinds);
+  command.flag("--map", options.map, "Also draw the map of a configuration area");
+  command.jsonFlag(options.json);
 }
 
 }  // namespace corvane::tools

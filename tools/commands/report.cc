@@ -1,7 +1,5 @@
 #include "tools/report/report.h"
 
-#include <memory>
-
 #include "tools/command_line.h"
 #include "tools/files.h"
 #include "tools/ps/ps.h"
@@ -15,7 +13,7 @@ struct ReportOptions {
   std::optional<DumpKind> kind;
 };
 
-ExitStatus report(const ReportOptions& options) {
+void report(const ReportOptions& options) {
   if (options.out.empty()) throw CommandError(kUsage, "report needs -o, the page to write");
   std::vector<ReportSubject> subjects;
   std::vector<std::string> inputs = {options.recording};
@@ -25,29 +23,27 @@ ExitStatus report(const ReportOptions& options) {
     subjects.emplace_back(source, std::move(image));
   }
   requireDistinctOutputs({{"-o", options.out}}, inputs);
-  const std::string chart = options.recording.empty()
-                                ? ""
-                                : plotSvg(openFile(options.recording).get(), options.recording);
+  std::string chart;
+  if (!options.recording.empty()) {
+    chart = plotSvg(openFile(options.recording).get(), options.recording);
+  }
   writeFile(options.out, reportPage(subjects, chart));
-  return kDone;
 }
 
 }  // namespace
 
 void addReport(CLI::App& app) {
-  const auto options = std::make_shared<ReportOptions>();
-  Command command =
-      Command(app).add("report", "Show units or dumps as one web page that stands alone");
-  command.text("SOURCE", options->sources, "Units' folders, exports or raw dumps").required();
-  command.output(options->out, "The page to write; - is standard output", "--out");
-  command.file("--recording", options->recording,
-               "Lines of \"corvane ps --watch --json\" to show as a chart");
-  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
-  command.footer(
+  Command command = Command(app).add(
+      "report", "Show units or dumps as one web page that stands alone",
       "The page loads nothing and has no scripts. It follows the reader's light or dark scheme,\n"
       "and can be printed.\n"
       "Example:\n  corvane report \"$(corvane device path)\" -o unit.html");
-  command.action([=] { return report(*options); });
+  auto& options = command.actionOn<ReportOptions>(report);
+  command.text("SOURCE", options.sources, "Units' folders, exports or raw dumps").required();
+  command.output(options.out, "The page to write; - is standard output", "--out");
+  command.file("--recording", options.recording,
+               "Lines of \"corvane ps --watch --json\" to show as a chart");
+  command.choice("--as", options.kind, kDumpKindsHelp, kDumpKinds);
 }
 
 }  // namespace corvane::tools

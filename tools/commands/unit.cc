@@ -1,5 +1,4 @@
 #include <iostream>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "host/include/unit_lock.h"
@@ -14,35 +13,20 @@ namespace {
 
 using host::VirtualDevice;
 
-void addExport(Command group) {
-  struct Options {
-    std::string source, to = "-";
-    std::optional<DumpKind> kind;
-  };
-  const auto options = std::make_shared<Options>();
-  Command command =
-      group.add("export", "Write what a unit holds, or a raw dump, as one JSON document");
-  command.file("SOURCE", options->source,
-               "A unit's folder, a raw dump or an earlier export; without it, the unit");
-  command.output(options->to, "The file to write; standard output when not given, or -", "--to");
-  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
-  command.footer(
-      "The document holds the registry, the NVRAM variables, the data sets with their uncommitted\n"
-      "changes, the version file, the test log and the marks of collected logs: each file's raw\n"
-      "contents and what they decode to. The system log and other files are not in it.\n"
-      "Examples:\n"
-      "  corvane unit export -o unit.json\n"
-      "  corvane unit export area.bin --as syscfg -o area.json");
-  command.action([=] {
-    const std::string source =
-        options->source.empty()
-            ? VirtualDevice::existing(VirtualDevice::defaultFolder()).folder().string()
-            : options->source;
-    const UnitImage image = readImage(source, options->kind);
-    requireDistinctOutputs({{"-o", options->to}}, image.sources);
-    writeFile(options->to, documentText(image));
-    return kDone;
-  });
+struct UnitOptions {
+  std::string source, other, to;
+  std::optional<DumpKind> kind;
+  bool json = false;
+};
+
+void exportUnit(const UnitOptions& options) {
+  const std::string source =
+      options.source.empty()
+          ? VirtualDevice::existing(VirtualDevice::defaultFolder()).folder().string()
+          : options.source;
+  const UnitImage image = readImage(source, options.kind);
+  requireDistinctOutputs({{"-o", options.to}}, image.sources);
+  writeFile(options.to.empty() ? "-" : options.to, documentText(image));
 }
 
 /// Writes the raw bytes of a dump's image to `to`, or puts them in the unit's data set.
@@ -57,24 +41,46 @@ void importDump(const UnitImage& image, const std::string& to) {
   installUnit(unit.folder(), changed);
 }
 
+void importUnit(const UnitOptions& options) {
+  const UnitImage image = readImage(options.source, options.kind);
+  requireDistinctOutputs({{"-o", options.to}}, image.sources);
+  if (!image.isUnit()) return importDump(image, options.to);
+  installUnit(options.to.empty() ? VirtualDevice::defaultFolder().string() : options.to, image);
+}
+
+ExitStatus diff(const UnitOptions& options) {
+  const nlohmann::ordered_json differences = differencesOf(readImage(options.source, options.kind),
+                                                           readImage(options.other, options.kind));
+  if (options.json) {
+    printJson({{"a", options.source},
+               {"b", options.other},
+               {"same", differences.empty()},
+               {"differences", differences}});
+  } else {
+    printDifferences(std::cout, differences);
+  }
+  return differences.empty() ? kDone : kFailed;
+}
+
+void addExport(Command group) {
+  Command command = group.add(
+      "export", "Write what a unit holds, or a raw dump, as one JSON document",
+      "The document holds the registry, the NVRAM variables, the data sets with their uncommitted\n"
+      "changes, the version file, the test log and the marks of collected logs: each file's raw\n"
+      "contents and what they decode to. The system log and other files are not in it.\n"
+      "Examples:\n"
+      "  corvane unit export -o unit.json\n"
+      "  corvane unit export area.bin --as syscfg -o area.json");
+  auto& options = command.actionOn<UnitOptions>(exportUnit);
+  command.file("SOURCE", options.source,
+               "A unit's folder, a raw dump or an earlier export; without it, the unit");
+  command.output(options.to, "The file to write; standard output when not given, or -", "--to");
+  command.choice("--as", options.kind, kDumpKindsHelp, kDumpKinds);
+}
+
 void addImport(Command group) {
-  struct Options {
-    std::string source, to;
-    std::optional<DumpKind> kind;
-  };
-  const auto options = std::make_shared<Options>();
-  Command command =
-      group.add("import", "Make the unit what an exported document says, as one change");
-  command
-      .file("FILE", options->source,
-            "The document, a unit's folder or a raw dump; - reads standard input")
-      .required();
-  command.output(options->to,
-                 "The unit's folder to make or replace, or the raw dump file to write;\n"
-                 "without it, the unit",
-                 "--to");
-  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
-  command.footer(
+  Command command = group.add(
+      "import", "Make the unit what an exported document says, as one change",
       "All of the document takes effect or nothing does, even when the import is killed. Files of\n"
       "the unit that no export has stay. A document whose decoded parts contradict its raw\n"
       "contents is refused. Stop what uses the unit first: log lines that it writes meanwhile are\n"
@@ -82,50 +88,30 @@ void addImport(Command group) {
       "Examples:\n"
       "  corvane unit import unit.json\n"
       "  corvane unit import area.json -o area.bin");
-  command.action([=] {
-    const UnitImage image = readImage(options->source, options->kind);
-    requireDistinctOutputs({{"-o", options->to}}, image.sources);
-    if (!image.isUnit()) {
-      importDump(image, options->to);
-    } else if (options->to.empty()) {
-      installUnit(VirtualDevice::defaultFolder(), image);
-    } else {
-      installUnit(options->to, image);
-    }
-    return kDone;
-  });
+  auto& options = command.actionOn<UnitOptions>(importUnit);
+  command
+      .file("SOURCE", options.source,
+            "The document, a unit's folder or a raw dump; - is standard input")
+      .required();
+  command.output(options.to,
+                 "The unit's folder to make or replace, or the raw dump file to write;\n"
+                 "without it, the unit",
+                 "--to");
+  command.choice("--as", options.kind, kDumpKindsHelp, kDumpKinds);
 }
 
 void addDiff(Command group) {
-  struct Options {
-    std::string a, b;
-    std::optional<DumpKind> kind;
-    bool json = false;
-  };
-  const auto options = std::make_shared<Options>();
-  Command command = group.add("diff", "Tell in words how two units or dumps differ");
-  command.file("A", options->a, "A unit's folder, an export or a raw dump").required();
-  command.file("B", options->b, "What to compare it with; - is standard input").required();
-  command.choice("--as", options->kind, kDumpKindsHelp, kDumpKinds);
-  command.jsonFlag(options->json);
-  command.footer(
+  Command command = group.add(
+      "diff", "Tell in words how two units or dumps differ",
       "Of a dump and a unit, the dump's data set is compared. Bytes that differ although all that\n"
       "they decode to is the same come last, as raw bytes.\n"
       "Exit status: 0 the same, 1 different.\n"
       "Example:\n  corvane unit diff before.json \"$(corvane device path)\"");
-  command.action([=] {
-    const nlohmann::ordered_json differences =
-        differencesOf(readImage(options->a, options->kind), readImage(options->b, options->kind));
-    if (options->json) {
-      printJson({{"a", options->a},
-                 {"b", options->b},
-                 {"same", differences.empty()},
-                 {"differences", differences}});
-    } else {
-      printDifferences(std::cout, differences);
-    }
-    return differences.empty() ? kDone : kFailed;
-  });
+  auto& options = command.actionOn<UnitOptions>(diff);
+  command.file("A", options.source, "A unit's folder, an export or a raw dump").required();
+  command.file("B", options.other, "What to compare it with; - is standard input").required();
+  command.choice("--as", options.kind, kDumpKindsHelp, kDumpKinds);
+  command.jsonFlag(options.json);
 }
 
 }  // namespace

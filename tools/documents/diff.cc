@@ -44,12 +44,10 @@ Statements diagnosticStatements(ByteSpan contents) {
   const DiagnosticReport report = reportOnDiagnosticData(contents);
   said[kTimeBits] = {std::to_string(report.timeBits)};
   for (const unit::Record& record : report.records) {
-    const std::string version =
-        record.version == 0 ? "" : ", version " + std::to_string(record.version);
     const std::string text = localTimeText(record.time).value_or("(no time)") + ", station " +
                              std::to_string(record.station) + ", result " +
-                             std::to_string(record.result) + version + ", \"" +
-                             printable(record.message) + "\"";
+                             std::to_string(record.result) + ", \"" + printable(record.message) +
+                             "\"";
     const size_t number = record.slot + 1;
     said[{kTimeBits.rank + number, "record", std::to_string(number)}] = {
         text, {{record.offset, report.recordSize}}};
@@ -73,8 +71,8 @@ Statements configurationStatements(ByteSpan contents) {
   return said;
 }
 
-Statements propertyStatements(const std::string& part, ByteSpan contents) {
-  const Json properties = propertiesAsJson(contents);
+Statements propertyStatements(const std::string& part, const Bytes& contents) {
+  const Json properties = propertiesAsJson(&contents);
   if (!properties.is_structured() || properties.empty()) return {};
   Statements said;
   const Json flat = properties.flatten();
@@ -84,7 +82,7 @@ Statements propertyStatements(const std::string& part, ByteSpan contents) {
   return said;
 }
 
-Statements statementsOf(const std::string& path, ByteSpan contents) {
+Statements statementsOf(const std::string& path, const Bytes& contents) {
   if (path == kDiagnosticDataFile) return diagnosticStatements(contents);
   if (path == kConfigurationFile) return configurationStatements(contents);
   if (path == kDeviceFile) return propertyStatements("device", contents);

@@ -46,7 +46,7 @@ Json decodedForm(const std::string& path, const Bytes& contents) {
     return diagnosticDataAsJson(reportOnDiagnosticData(contents), utcTimeText);
   }
   if (path == kConfigurationFile) return configurationAsJson(contents);
-  return path.ends_with(".plist") ? propertiesAsJson(contents) : Json();
+  return path.ends_with(".plist") ? propertiesAsJson(&contents) : Json();
 }
 
 [[noreturn]] void refuse(const std::string& name, const std::string& place,

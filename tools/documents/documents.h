@@ -33,7 +33,7 @@ inline const std::string kTestLogFile = std::string("root") + kLogFile;
 /// dump has the file of its data set only.
 struct UnitImage {
   std::map<std::string, Bytes> files;
-  /// The files that were read.
+  /// The files that were read, or would have been had they been there.
   std::vector<std::string> sources = {};
 
   bool isUnit() const { return files.contains(kDeviceFile); }
@@ -76,9 +76,9 @@ std::string documentText(const UnitImage& image);
 /// document in messages.
 UnitImage imageOfDocument(ByteSpan text, const std::string& name);
 
-/// Returns what a property list holds; null when `contents` is not one. Data and dates, which JSON
-/// lacks, are {"data": DIGITS} and {"date": null}.
-nlohmann::ordered_json propertiesAsJson(ByteSpan contents);
+/// Returns what a property list holds; null when there is none, or `contents` is not one. Data and
+/// dates, which JSON lacks, are {"data": DIGITS} and {"date": null}.
+nlohmann::ordered_json propertiesAsJson(const Bytes* contents);
 
 /// Returns what a unit is, from its files, under the names that `device show` uses; null for what
 /// it lacks.

@@ -33,6 +33,7 @@ Bytes readWhole(const std::string& file, size_t maxMebibytes) {
 /// Adds the file unless there is none.
 void addFile(UnitImage& image, const fs::path& folder, const std::string& path) {
   const fs::path file = folder / path;
+  image.sources.push_back(file.string());
   const fs::file_status status = fs::symlink_status(file);
   if (!fs::exists(status)) return;
   if (!fs::is_regular_file(status)) {
@@ -40,7 +41,6 @@ void addFile(UnitImage& image, const fs::path& folder, const std::string& path) 
   }
   // Above what a unit accepts for any of its files.
   image.files[path] = readWhole(file.string(), 64);
-  image.sources.push_back(file.string());
 }
 
 }  // namespace

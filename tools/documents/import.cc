@@ -152,7 +152,7 @@ class StagedUnit {
 };
 
 void install(const fs::path& target, const UnitImage& image) {
-  if (!propertiesAsJson(image.files.at(kDeviceFile)).is_object()) {
+  if (!propertiesAsJson(image.file(kDeviceFile)).is_object()) {
     throw CommandError(kFailed, (target / kDeviceFile).string() +
                                     ": its new contents are not a property list; the unit is as "
                                     "it was");

@@ -55,21 +55,18 @@ Tree propertyAsJson(CFTypeRef value) {
   return {{"date", nullptr}};
 }
 
+/// Returns null where there is nothing at `pointer`.
 Json at(const Json& tree, const char* pointer) {
   const Json::json_pointer place(pointer);
   return tree.contains(place) ? tree.at(place) : Json();
 }
 
-Json propertiesIn(const UnitImage& image, const char* path) {
-  const Bytes* contents = image.file(path);
-  return contents ? propertiesAsJson(*contents) : Json();
-}
-
 }  // namespace
 
-Json propertiesAsJson(ByteSpan contents) {
+Json propertiesAsJson(const Bytes* contents) {
+  if (!contents) return nullptr;
   const CFRef<CFDataRef> data(
-      CFDataCreate(kCFAllocatorDefault, contents.data(), static_cast<CFIndex>(contents.size())));
+      CFDataCreate(kCFAllocatorDefault, contents->data(), static_cast<CFIndex>(contents->size())));
   if (!data) return nullptr;
   const CFRef<CFPropertyListRef> list(CFPropertyListCreateWithData(
       kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
@@ -77,21 +74,19 @@ Json propertiesAsJson(ByteSpan contents) {
 }
 
 Json factsOf(const UnitImage& image) {
-  const Json device = propertiesIn(image, kDeviceFile);
-  const auto isPresent = [&](const char* entry) {
-    return device.contains(Json::json_pointer("/registry") / std::string(entry));
-  };
+  const Json device = propertiesAsJson(image.file(kDeviceFile));
+  const auto has = [&](const char* entry) { return !at(device, entry).is_null(); };
   return {{"model", at(device, "/registry/IOPlatformExpertDevice/IORegistryEntryName")},
           {"battery", at(device, "/registry/IOPMPowerSource/CurrentCapacity")},
           {"batteryMax", at(device, "/registry/IOPMPowerSource/MaxCapacity")},
           {"externalPower", at(device, "/registry/IOPMPowerSource/ExternalConnected")},
           {"power", at(device, "/power") == "host" ? "host" : "plist"},
           {"radio", at(device, "/radio") == true},
-          {"bootArgs", at(propertiesIn(image, kNvramFile), "/boot-args")},
-          {"build", at(propertiesIn(image, kVersionFile), "/ProductBuildVersion")},
-          {"powerSource", isPresent("IOPMPowerSource")},
-          {"dataArea", isPresent("VelmoDiagnosticDataAccess")},
-          {"nvram", isPresent("IODTNVRAM") && isPresent("IODeviceTree:/options")}};
+          {"bootArgs", at(propertiesAsJson(image.file(kNvramFile)), "/boot-args")},
+          {"build", at(propertiesAsJson(image.file(kVersionFile)), "/ProductBuildVersion")},
+          {"powerSource", has("/registry/IOPMPowerSource")},
+          {"dataArea", has("/registry/VelmoDiagnosticDataAccess")},
+          {"nvram", has("/registry/IODTNVRAM") && has("/registry/IODeviceTree:~1options")}};
 }
 
 }  // namespace corvane::tools

@@ -85,9 +85,7 @@ class AreaReporter {
     const area::Header& header = *_report.header;
     const size_t capacity = area::entryCapacity(_image.size());
     if (header.count <= capacity) return header.count;
-    const size_t byTableEnd = area::entryCapacity(header.table_end);
-    const bool isWhole = area::entryOffset(byTableEnd) == header.table_end;
-    return isWhole && byTableEnd <= capacity ? byTableEnd : 0;
+    return std::min(capacity, area::entryCapacity(header.table_end));
   }
 
   void readEntries() {

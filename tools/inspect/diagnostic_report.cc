@@ -112,12 +112,10 @@ class DiagnosticReporter {
 
 }  // namespace
 
-DiagnosticReport reportOnDiagnosticData(ByteSpan contents, int timeBits) {
+DiagnosticReport reportOnDiagnosticData(ByteSpan contents) {
   DiagnosticReport wide = DiagnosticReporter<int64_t>(contents).run();
   DiagnosticReport narrow = DiagnosticReporter<int32_t>(contents).run();
-  const bool isNarrow =
-      timeBits == 0 ? narrow.plausibility > wide.plausibility : timeBits == narrow.timeBits;
-  return isNarrow ? narrow : wide;
+  return narrow.plausibility > wide.plausibility ? narrow : wide;
 }
 
 }  // namespace corvane::tools

@@ -67,8 +67,8 @@ const std::vector<Finding>& Dump::findings() const {
   return area ? area->findings : diagnosticData ? diagnosticData->findings : kNone;
 }
 
-Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind, int timeBits) {
-  const DiagnosticReport report = reportOnDiagnosticData(contents, timeBits);
+Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind) {
+  const DiagnosticReport report = reportOnDiagnosticData(contents);
   std::string reason = "as the caller says";
   if (!kind) {
     kind = DumpKind::kConfiguration;

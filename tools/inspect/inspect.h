@@ -40,7 +40,7 @@ struct ControlBit {
 
 /// The data set "VelmoDiagnosticData".
 struct DiagnosticReport {
-  /// Width of a record's time value in bits, 64 or 32.
+  /// Width of a record's time value in bits, 64 or 32: the one that makes more sense of the bytes.
   int timeBits = 0;
   /// Size of a slot in bytes.
   size_t recordSize = 0;
@@ -53,8 +53,7 @@ struct DiagnosticReport {
   std::vector<Finding> findings;
 };
 
-/// Where `timeBits` is 0, the width is the one that makes more sense of the bytes.
-DiagnosticReport reportOnDiagnosticData(ByteSpan contents, int timeBits = 0);
+DiagnosticReport reportOnDiagnosticData(ByteSpan contents);
 
 /// Size of the configuration area of every device, in bytes.
 inline constexpr size_t kDeviceAreaSize = kConfigurationAreaSize;
@@ -118,8 +117,8 @@ struct Dump {
   const std::vector<Finding>& findings() const;
 };
 
-/// What the caller does not know, no `kind` or 0 `timeBits`, is guessed.
-Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind = {}, int timeBits = 0);
+/// Without `kind`, it is guessed.
+Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind = {});
 
 Table controlBitTable(const std::vector<ControlBit>& bytes);
 Table recordTable(const std::vector<unit::Record>& records);

@@ -100,7 +100,6 @@ TEST(InspectTest, SoundDumpsAreReadWithoutFindings) {
   EXPECT_EQ(wide.records[0].result, 2);
   EXPECT_EQ(diagnosticDataAsJson(*inspectDump(narrow).diagnosticData)["records"][1]["message"],
             "sec\u00FF");
-  EXPECT_EQ(inspectDump(narrow, {}, 64).diagnosticData->timeBits, 64);
 }
 
 TEST(InspectTest, DamageIsNamedWithItsBytes) {
@@ -108,7 +107,6 @@ TEST(InspectTest, DamageIsNamedWithItsBytes) {
   // The last entry with the key and the value of the one before it.
   const Damage kHidden = {
       {{kNextEntry + 4, kLong}, {kNextEntry + 8, 50}, {kNextEntry + 12, kLongValue}}};
-  const std::vector<bool> kNoEntry;
   const struct {
     const Bytes& dump;
     Damage damage;
@@ -123,7 +121,12 @@ TEST(InspectTest, DamageIsNamedWithItsBytes) {
       {area, {{{12, 2}}}, 12, 4, "version is 0x2"},
       {area, {{{16, 1}}}, 16, 4, "reserved is 0x1", {{false, false, false}}},
       {area, {{{20, 409}}}, 20, 4, "count is 409, not 408", {{true, true, true}}},
-      {area, {{{20, 0x80000003}, {4, 85}}}, 20, 4, "count is 2147483651, not 408", kNoEntry},
+      {area,
+       {{{20, 0x80000003}, {4, 85}}},
+       20,
+       4,
+       "count is 2147483651, not 408",
+       {{true, true, true}}},
       {area, {{}, 24}, 24, 8168, "missing"},
       {area, {{}, 9000}, 8192, 808, "lies after the area"},
       {area, {{{kLongEntry + 12, 80}}}, kLongEntry, 20, "LONG: its value, 50 bytes at 80, begins"},

@@ -89,8 +89,7 @@ std::string configurationSections(const AreaReport& report) {
 }
 
 std::string bootArgumentsSection(const UnitImage& image) {
-  const Bytes* file = image.file(kNvramFile);
-  const auto variables = file ? propertiesAsJson(*file) : nlohmann::ordered_json();
+  const auto variables = propertiesAsJson(image.file(kNvramFile));
   if (!variables.is_object()) return "";
   constexpr char kTitle[] = "Boot arguments";
   return section(kTitle, tableOr(kTitle, factTable(variables, ""), "No variable is set."));
