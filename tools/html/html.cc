@@ -11,20 +11,22 @@ namespace {
 // that carry a meaning at least 3.
 constexpr char kStyle[] = R"(
 :root{color-scheme:light dark;--back:#fff;--text:#1a1d21;--faint:#555b63;--line:#c9ced6;
---soft:#eef0f2;--mark:#3b73a6;--limit:#c22}
+--mark:#3b73a6;--limit:#c22}
 @media screen and (prefers-color-scheme:dark){:root{--back:#111418;--text:#e6e9ed;--faint:#a3abb5;
---line:#3a424c;--soft:#22272e;--mark:#6ab;--limit:#f77}}
+--line:#3a424c;--mark:#6ab;--limit:#f77}}
 *{box-sizing:border-box}
 body{margin:0 auto;max-width:72rem;padding:1rem;background:var(--back);color:var(--text);
 font:16px/1.45 system-ui,sans-serif;overflow-wrap:anywhere}
 h1{font-size:1.5rem;margin:.5rem 0}h2{font-size:1.25rem;margin:2rem 0 .5rem}
 h3{font-size:1.05rem;margin:1.5rem 0 .5rem}
-small,figcaption,.legend{color:var(--faint);font-size:.875rem}
+figcaption{color:var(--faint);font-size:.875rem}
 a{color:inherit}
 :target{outline:3px solid var(--mark);outline-offset:2px}
-.verdict{padding:.75rem 1rem;border-radius:.5rem;color:#fff}
+.verdict{padding:.75rem 1rem;border-radius:.5rem}
 .verdict p{margin:.25rem 0}.verdict strong{font-size:1.25rem}
+.good,.bad,.open{color:#fff}
 .good{background:#1a7f37}.bad{background:#b3261e}.open{background:#8a5a00}
+span.good,span.bad,span.open{padding:0 .3rem}
 .wide{overflow-x:auto}
 table{border-collapse:collapse}
 .wide table{min-width:16rem}
@@ -39,14 +41,6 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide thead .long{overflow-wrap:normal;white-space:normal}
 .wide .line{white-space:nowrap}
 pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}
-.grid{table-layout:fixed;width:100%;max-width:34rem;font:.75rem/1.6 ui-monospace,monospace}
-.grid td,.grid th{text-align:center;padding:0;border:1px solid var(--back);font-weight:400}
-.grid th{color:var(--faint)}
-.grid tbody th{text-align:right;padding-right:.2rem}
-.grid tr>:first-child{width:1.9rem}
-.unwritten{background:var(--soft);color:var(--faint)}
-.passed{background:#1a7f37;color:#fff}.failed{background:#b3261e;color:#fff}
-.incomplete{background:#8a5a00;color:#fff}.nottested{background:#57606a;color:#fff}
 .log{max-height:32rem;overflow:auto}
 .plot svg{display:block;width:100%;min-width:40rem;height:auto}
 figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20rem;max-width:100%}
@@ -55,8 +49,8 @@ figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20
 .chart rect,.chart circle{fill:var(--mark)}.chart polyline{fill:none;stroke:var(--mark)}
 .chart .spread{stroke:var(--mark)}.chart .limit{stroke:var(--limit);stroke-dasharray:4 2}
 @media print{:root{color-scheme:light}body{max-width:none;padding:0}.log{max-height:none;overflow:visible}
-pre{white-space:pre-wrap}.verdict,.grid td{-webkit-print-color-adjust:exact;print-color-adjust:exact}
-tr,figure,.verdict,.grid{break-inside:avoid}h2,h3{break-after:avoid}}
+pre{white-space:pre-wrap}.good,.bad,.open{-webkit-print-color-adjust:exact;print-color-adjust:exact}
+tr,figure,.verdict{break-inside:avoid}h2,h3{break-after:avoid}}
 )";
 
 }  // namespace

@@ -1,10 +1,13 @@
 #include <algorithm>
+#include <functional>
 
 #include "controlbits/diagnostic_record.h"
 #include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
 namespace {
+
+constexpr char kAsTold[] = "as the caller says";
 
 /// Size of the data set "VelmoDiagnosticData" on most units; others are possible.
 constexpr size_t kDiagnosticDataSize = 1024;
@@ -51,15 +54,6 @@ std::string signsOfDiagnosticData(ByteSpan contents, const DiagnosticReport& rep
   return "it begins like control-bit bytes and goes on like records";
 }
 
-std::string reasonForUnknown(ByteSpan contents) {
-  if (contents.empty()) return "it is empty";
-  const uint8_t first = contents.front();
-  if (std::ranges::all_of(contents, [first](uint8_t byte) { return byte == first; })) {
-    return "every byte of it is the same";
-  }
-  return "it is neither like a configuration area nor like control-bit bytes and records";
-}
-
 }  // namespace
 
 const std::vector<Finding>& Dump::findings() const {
@@ -68,19 +62,20 @@ const std::vector<Finding>& Dump::findings() const {
 }
 
 Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind) {
+  if (kind == DumpKind::kConfiguration) return {*kind, kAsTold, reportOnArea(contents)};
   const DiagnosticReport report = reportOnDiagnosticData(contents);
-  std::string reason = "as the caller says";
-  if (!kind) {
-    kind = DumpKind::kConfiguration;
-    reason = signsOfConfiguration(contents);
+  if (kind) return {*kind, kAsTold, {}, report};
+  if (const std::string reason = signsOfConfiguration(contents); !reason.empty()) {
+    return {DumpKind::kConfiguration, reason, reportOnArea(contents)};
   }
-  if (reason.empty()) {
-    kind = DumpKind::kDiagnosticData;
-    reason = signsOfDiagnosticData(contents, report);
+  if (const std::string reason = signsOfDiagnosticData(contents, report); !reason.empty()) {
+    return {DumpKind::kDiagnosticData, reason, {}, report};
   }
-  if (reason.empty()) return {DumpKind::kUnknown, reasonForUnknown(contents)};
-  if (kind == DumpKind::kConfiguration) return {*kind, reason, reportOnArea(contents)};
-  return {*kind, reason, {}, report};
+  const bool isUniform =
+      std::ranges::adjacent_find(contents, std::not_equal_to<>()) == contents.end();
+  return {DumpKind::kUnknown, isUniform ? "every byte of it is the same"
+                                        : "it is neither like a configuration area nor like "
+                                          "control-bit bytes and records"};
 }
 
 }  // namespace corvane::tools

@@ -167,7 +167,7 @@ TEST(InspectTest, OtherBytesAreUnknownUnlessTheCallerNamesTheirKind) {
   Bytes noise(1024);
   std::ranges::generate(noise, [&random] { return static_cast<uint8_t>(random()); });
   const std::pair<Bytes, const char*> cases[] = {
-      {Bytes(), "it is empty"},
+      {Bytes(), "every byte of it is the same"},
       {Bytes(8192, 0xFF), "every byte of it is the same"},
       {noise, "neither like"},
   };

@@ -31,35 +31,31 @@ std::string factsSection(const UnitImage& image) {
       kTitle, paragraph("A dump of " + path + ", " + std::to_string(contents.size()) + " bytes."));
 }
 
-std::string cellOf(size_t offset, uint8_t byte) {
+Html cellOf(size_t offset, uint8_t byte) {
   const char mark = markOf(offset, byte);
-  const bool isWritten = mark != kUnwrittenMark;
-  const char* style = "nottested";
-  if (!isWritten) style = "unwritten";
-  if (mark == kMaybePoisonMark || mark == 'F') style = "failed";
-  if (mark == 'P' || mark == 'C') style = "passed";
-  if (mark == 'I') style = "incomplete";
-  return std::string("<td class=\"") + style + "\" title=\"offset " + std::to_string(offset) +
-         ": " + hexNumber(byte, 2) + ", " +
-         (isWritten ? unit::byteText(offset, byte) : "not written") + "\">" +
-         (isWritten ? std::string(1, mark) : "\u00b7") + "</td>";
+  const char* const style = mark == 'P' || mark == 'C'                ? "good"
+                            : mark == 'F' || mark == kMaybePoisonMark ? "bad"
+                            : mark == 'I'                             ? "open"
+                                                                      : "";
+  return Html::raw(std::string("<span class=\"") + style + "\" title=\"offset " +
+                   std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
+                   unit::byteText(offset, byte) + "\">" + mark + "</span>");
 }
 
-std::string statusGrid(std::span<const uint8_t> bytes) {
+std::string statusGrid(ByteSpan bytes) {
   constexpr size_t kColumns = 16;
-  std::string html = "<table class=\"grid\"><thead><tr><td></td>";
-  for (size_t column = 0; column < kColumns; ++column) {
-    html += "<th scope=\"col\">" + std::to_string(column) + "</th>";
-  }
-  html += "</tr></thead><tbody>";
+  std::vector<std::string> titles = {"Offset"};
+  for (size_t column = 0; column < kColumns; ++column) titles.push_back(std::to_string(column));
+  std::vector<HtmlRow> rows;
   for (size_t at = 0; at < bytes.size(); ++at) {
-    if (at % kColumns == 0) html += "\n<tr><th scope=\"row\">" + std::to_string(at) + "</th>";
-    html += cellOf(at, bytes[at]);
+    if (at % kColumns == 0) rows.push_back({{std::to_string(at)}});
+    rows.back().cells.push_back(cellOf(at, bytes[at]));
   }
-  return html +
-         "</tbody></table>\n<p class=\"legend\">P passed, F failed, ! failed, or poisoned, "
-         "I incomplete, N not tested, C log collection complete, \u00b7 not written. The offset is "
-         "the row's number plus the column's.</p>\n";
+  return htmlTable("Grid of the control-bit bytes", titles, rows) +
+         paragraph(
+             "P passed, F failed, ! failed, or poisoned, I incomplete, N not tested, C log "
+             "collection complete, . not written. The offset is the row's number plus the "
+             "column's.");
 }
 
 /// Returns a section that is there, and says so, when there are no findings, too.
