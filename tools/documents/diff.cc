@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
+#include <tuple>
 
 #include "controlbits/diagnostic_record.h"
 #include "platform/number.h"
@@ -16,12 +17,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// What a file says something about. Places are told in the order of their ranks.
-struct Place {
-  size_t rank;
-  std::string part, name;
-  auto operator<=>(const Place&) const = default;
-};
+/// What a file says something about: its rank, by which places are told in order, part and name.
+using Place = std::tuple<size_t, std::string, std::string>;
 
 /// What a file says at a place.
 struct Statement {
@@ -33,7 +30,7 @@ struct Statement {
 
 using Statements = std::map<Place, Statement>;
 
-const Place kTimeBits = {kFirstRecordOffset, "record", "time bits"}, kArea = {1, "key", "area"};
+const Place kArea = {1, "key", "area"};
 
 Statements diagnosticStatements(ByteSpan contents) {
   Statements said;
@@ -42,14 +39,14 @@ Statements diagnosticStatements(ByteSpan contents) {
         unit::byteText(at, contents[at]) + " (" + hexNumber(contents[at], 2) + ")", {{at, 1}}};
   }
   const DiagnosticReport report = reportOnDiagnosticData(contents);
-  said[kTimeBits] = {std::to_string(report.timeBits)};
+  said[{kFirstRecordOffset, "record", "time bits"}] = {std::to_string(report.timeBits)};
   for (const unit::Record& record : report.records) {
     const std::string text = localTimeText(record.time).value_or("(no time)") + ", station " +
                              std::to_string(record.station) + ", result " +
                              std::to_string(record.result) + ", \"" + printable(record.message) +
                              "\"";
     const size_t number = record.slot + 1;
-    said[{kTimeBits.rank + number, "record", std::to_string(number)}] = {
+    said[{kFirstRecordOffset + number, "record", std::to_string(number)}] = {
         text, {{record.offset, report.recordSize}}};
   }
   return said;
@@ -147,9 +144,10 @@ void compare(const std::string& path, const Bytes& a, const Bytes& b, Json& diff
   };
   Json found = Json::array();
   for (const auto& [place, said] : places) {
+    const auto& [rank, part, name] = place;
     const auto& [left, right] = said;
     if (left.text != right.text) {
-      found.push_back(difference(place.part, place.name, left.text, right.text));
+      found.push_back(difference(part, name, left.text, right.text));
     } else if (left.bytes == right.bytes) {
       continue;
     }
@@ -166,27 +164,22 @@ void compare(const std::string& path, const Bytes& a, const Bytes& b, Json& diff
   differences.insert(differences.end(), found.begin(), found.end());
 }
 
-/// Returns the paths that are compared: of a dump, its own.
-std::set<std::string> pathsOf(const UnitImage& a, const UnitImage& b) {
+}  // namespace
+
+Json differencesOf(const UnitImage& a, const UnitImage& b) {
   if (!a.isUnit() && !b.isUnit() && a.files.begin()->first != b.files.begin()->first) {
     throw CommandError(kUsage,
                        "a dump of control-bit bytes and one of a configuration area have "
                        "nothing to compare");
   }
   std::set<std::string> paths;
-  for (const auto& [image, other] : {std::pair(&a, &b), std::pair(&b, &a)}) {
-    if (image->isUnit() && !other->isUnit()) continue;
-    for (const auto& [path, contents] : image->files) paths.insert(path);
-  }
-  return paths;
-}
-
-}  // namespace
-
-Json differencesOf(const UnitImage& a, const UnitImage& b) {
+  for (const auto& [path, contents] : a.files) paths.insert(path);
+  for (const auto& [path, contents] : b.files) paths.insert(path);
   Json differences = Json::array(), raw = Json::array();
-  for (const std::string& path : pathsOf(a, b)) {
+  for (const std::string& path : paths) {
     const Bytes *left = a.file(path), *right = b.file(path);
+    // Of a dump and a unit, only what the dump is of is compared.
+    if ((!left && !a.isUnit()) || (!right && !b.isUnit())) continue;
     if (left && right && *left == *right) continue;
     const auto sizeOf = [](const Bytes* file) {
       return file ? std::to_string(file->size()) + " bytes" : "";

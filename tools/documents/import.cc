@@ -93,8 +93,7 @@ class StagedUnit {
       fs::create_directories(file.parent_path());
       const FileDescriptor output(
           ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-      if (!output) fail(file);
-      if (!writeAll(output.get(), contents.data(), contents.size())) fail(file);
+      if (!output || !writeAll(output.get(), contents.data(), contents.size())) fail(file);
       takeOwner(_target / path, file);
       if (::fsync(output.get()) != 0) fail(file);
     }

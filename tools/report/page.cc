@@ -109,17 +109,13 @@ std::string logSection(const UnitImage& image) {
   return section("Test log", html + wide("Test log", "<pre>" + shown + "</pre>", "log"));
 }
 
-std::string verdictBox(const UnitVerdict& verdict) {
-  std::string html = "<div class=\"verdict " + verdict.level + "\"><strong>" +
-                     markupText(verdict.headline) + "</strong>\n";
-  for (const std::string& detail : verdict.details) html += paragraph(detail);
-  return html + "</div>\n";
-}
-
 std::string articleOn(const ReportSubject& subject, const std::string& id,
                       const UnitVerdict& verdict) {
-  std::string html = "<article id=\"" + id + "\">\n<h2>" + markupText(subject.name) + "</h2>\n" +
-                     verdictBox(verdict) + factsSection(subject.image);
+  std::string html = "<article id=\"" + id + "\">\n<h2>" + markupText(subject.name) +
+                     "</h2>\n<div class=\"verdict " + verdict.level + "\"><strong>" +
+                     markupText(verdict.headline) + "</strong>\n";
+  for (const std::string& detail : verdict.details) html += paragraph(detail);
+  html += "</div>\n" + factsSection(subject.image);
   if (subject.diagnosticData) {
     html += diagnosticSections(*subject.diagnosticData, *subject.image.file(kDiagnosticDataFile));
   }
