@@ -1,7 +1,6 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <map>
 #include <random>
 #include <regex>
@@ -15,15 +14,6 @@ namespace {
 template <typename T>
 CFRef<CFNumberRef> number(CFNumberType type, T value) {
   return CFRef(CFNumberCreate(nullptr, type, &value));
-}
-
-TEST(ObjectTest, ConstantsOutliveAnyNumberOfReleases) {
-  for (const CFTypeRef constant : std::vector<CFTypeRef>{CFSTR("constant"), kCFBooleanTrue,
-                                                         kCFBooleanFalse, kCFAllocatorMalloc}) {
-    CFRelease(constant);
-    CFRelease(constant);
-    EXPECT_EQ(CFGetRetainCount(constant), std::numeric_limits<CFIndex>::max());
-  }
 }
 
 TEST(ObjectTest, ThreadsShareAnObject) {

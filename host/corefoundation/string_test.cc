@@ -49,15 +49,6 @@ TEST(StringTest, BytesAreTakenOnlyInAnEncodingTheyAreValidIn) {
   }
 }
 
-TEST(StringTest, ConstantsOfOneTextAreOneObjectAndEqualToAnyOtherOfThatText) {
-  const auto elsewhere = [] { return CFSTR("Gerät"); };
-  EXPECT_EQ(CFSTR("Gerät"), elsewhere());
-  const CFRef string = cfString("Gerät");
-  EXPECT_TRUE(CFEqual(string.get(), CFSTR("Gerät")));
-  EXPECT_EQ(CFHash(string.get()), CFHash(CFSTR("Gerät")));
-  EXPECT_FALSE(CFEqual(string.get(), CFSTR("Geräte")));
-}
-
 TEST(StringTest, ReplacingStaysWithinItsRangeAndPassesOverWhatItPutIn) {
   const struct {
     const char *text, *find, *replacement;

@@ -10,20 +10,6 @@
 namespace corvane::host {
 namespace {
 
-TEST(MachTest, APortIsValidUntilItIsReleased) {
-  const size_t before = VirtualDevice::openHandles();
-  const mach_port_t host = mach_host_self();
-  EXPECT_EQ(mach_port_deallocate(host, host), KERN_INVALID_TASK);
-  EXPECT_EQ(VirtualDevice::openHandles(), before + 1);
-  EXPECT_EQ(mach_port_deallocate(mach_task_self(), host), KERN_SUCCESS);
-  EXPECT_EQ(mach_port_deallocate(mach_task_self(), host), KERN_INVALID_NAME);
-  EXPECT_EQ(mach_port_deallocate(mach_task_self(), MACH_PORT_NULL), KERN_INVALID_NAME);
-  EXPECT_EQ(VirtualDevice::openHandles(), before);
-  mach_port_t* ports = nullptr;
-  mach_msg_type_number_t count = 0;
-  EXPECT_EQ(host_processor_sets(host, &ports, &count), MACH_SEND_INVALID_DEST);
-}
-
 /// Returns what sysctl stores in `room` bytes, or the error that it sets.
 std::string answer(std::vector<int> name, size_t room, bool isNew = false) {
   std::string area(room, 'x');
