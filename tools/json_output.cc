@@ -1,8 +1,5 @@
 #include "tools/json_output.h"
 
-#include <utf8.h>
-
-#include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
 
@@ -34,23 +31,7 @@ std::string cellOf(const ordered_json& value, const std::string& absent) {
 }  // namespace
 
 std::string jsonText(const ordered_json& value, int indentation) {
-  const std::string text =
-      value.dump(indentation, ' ', false, ordered_json::error_handler_t::replace);
-  std::string safe;
-  safe.reserve(text.size());
-  for (const char *at = text.data(), *const end = at + text.size(); at != end;) {
-    const char* const start = at;
-    const uint32_t codePoint = utf8::unchecked::next(at);
-    // The line feeds between values are the only ones that are not escaped yet.
-    if (codePoint < 0x7F || !isControl(codePoint)) {
-      safe.append(start, at);
-      continue;
-    }
-    char escape[16];
-    std::snprintf(escape, sizeof escape, "\\u%04x", codePoint);
-    safe += escape;
-  }
-  return safe;
+  return value.dump(indentation, ' ', true, ordered_json::error_handler_t::replace);
 }
 
 void printJson(const ordered_json& object) { std::cout << textOf(object, 2); }

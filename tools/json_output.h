@@ -14,8 +14,8 @@ namespace corvane::tools {
 /// Increased when a field is renamed, removed or changes its meaning; not when one is added.
 inline constexpr int kJsonSchema = 1;
 
-/// Returns the value's text with control characters escaped, also those that JSON permits in a
-/// string; `indentation` is -1 for a text of one line.
+/// Returns the value's text in printable ASCII, what else there is escaped; `indentation` is -1 for
+/// a text of one line.
 std::string jsonText(const nlohmann::ordered_json& value, int indentation);
 
 /// Prints a document, indented, to standard output.

@@ -13,7 +13,6 @@ class CommandTest : public ToolTest {
 };
 
 TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
-  const std::string names = "failed, incomplete, not-tested or passed";
   const std::pair<std::string, std::string> cases[] = {
       {"", "corvane needs a command: status, poison, "},
       {"statsu", "corvane has no command 'statsu'; it has status, poison, record, "},
@@ -21,21 +20,16 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --cuont 2 --stats",
        "set has no option '--cuont'; it has --help, --status, --count, --force or --json\n"},
       {"status set 20", "status set needs --status, --count or both\n"},
-      {"status set --count 1", "OFFSET is required\n"},
       {"status set x --count 1", "OFFSET takes a number from 0 to 4294967295, not 'x'\n"},
-      {"status set 20 --count 8", "--count takes a number from 0 to 7, not '8'\n"},
-      {"status set 20 --status 7 --count 8", "--status takes " + names + ", not '7'\n"},
-      {"status suite pased", "STATUS takes " + names + ", not 'pased'\n"},
+      {"status set 20 --status 7 --count 8",
+       "--status takes failed, incomplete, not-tested or passed, not '7'\n"},
       {"status set 20 --count", "--count needs a value\n"},
       {"status set 20 --count 1 --count 2", "--count is given more than once\n"},
-      {"status --from= --to 4", "--from= needs a value\n"},
       {"syscfg get -o= OPTS", "-o= needs a value\n"},
       {"syscfg get OPTS -o a --out b", "--output is given more than once\n"},
       {"results x --html -", "--html - would mix with what is printed; name a file\n"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
       {"status --from 5 --to 4", "--from is greater than --to\n"},
-      {"poison set 256", "OFFSET takes a number from 0 to 255, not '256'\n"},
-      {"record add x --station 1 --result 4", "--result takes a number from 0 to 3, not '4'\n"},
       {"record add 'fourteen chars' --station 1 --result 0",
        "does not fit a record, which holds 13"},
       {"record add 'a\x1B[1m' --station 1 --result 0", "bytes of UTF-8 without control characters"},
@@ -45,8 +39,6 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"device set", "device set needs something to set\n"},
       {"device set --battery -1",
        "--battery takes a number from 0 to 9223372036854775807, not '-1'\n"},
-      {"device set --power mains", "--power takes host or plist, not 'mains'\n"},
-      {"device set --without nvrm", "--without takes battery, battery-max, boot-args, "},
       {"device path var/log", "'var/log' is not an absolute path on the device\n"},
       {"log write x --raw --test y", "--test cannot be used with --raw\n"},
       {"log write x y", "corvane log write has no use for 'y'\n"},
@@ -164,10 +156,8 @@ TEST_F(CommandTest, BootArgsAreEditedAndReadBack) {
       {{"bootargs set 'alpha=1 '", 0, "before: \"console=1\"\nafter:  \"alpha=1 \"\n"},
        {"bootargs set alpha=1", 0, "before: \"alpha=1 \"\nafter:  \"alpha=1\"\n"},
        {"bootargs add -- '\xC2\xA0 -v '", 0, "before: \"alpha=1\"\nafter:  \"alpha=1 -v\"\n"},
-       {"bootargs add -- -v", 0, "before: \"alpha=1 -v\"\nafter:  \"alpha=1 -v\"\n"},
        {"bootargs add ha=1", 1, "", "'ha=1' occurs within another word of \"alpha=1 -v\"\n"},
        {"bootargs show", 0, "alpha=1 -v\n"},
-       {"bootargs has alpha=1", 0, "found\n"},
        {"bootargs has alpha", 0, "found within other words only\n"},
        {"bootargs remove a", 0, "before: \"alpha=1 -v\"\nafter:  \"lph=1 -v\"\n",
         "'a' occurred within other words, which are cut\nbefore: \"alpha=1 -v\"\nafter:  "
@@ -186,35 +176,25 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
   expectEach(
       {{"status set 20 --status failed --count 2", 1, "", "byte 20 holds 0xff instead of 0xf2; "}},
       "IORegistryEntrySetCFProperties");
-  expectEach(
-      {{"bootargs add x", 1, "",
-        "not made: boot-args are \"console=1\" instead of \"console=1 x\""},
-       {"bootargs remove console=1", 1, "",
-        "the change was not made: boot-args are \"console=1\" instead"},
-       {"bootargs set x", 1, "", "the change was not made: boot-args are \"console=1\" instead"}},
-      "IORegistryEntrySetCFProperty");
+  expectEach({{"bootargs add x", 1, "",
+               "not made: boot-args are \"console=1\" instead of \"console=1 x\""}},
+             "IORegistryEntrySetCFProperty");
   run("device set --without boot-args");
   for (const char* command : {"show", "has x", "add x", "remove x"}) {
     expectEach({{std::string("bootargs ") + command, 1, "", "boot-args are not set"}});
   }
   std::filesystem::remove_all(log().parent_path());
   std::filesystem::create_directories(log());
-  const auto expectUnreadable = [&](const std::string& reason) {
-    for (const char* command : {"log write lost", "log tail", "log show"}) {
-      expectEach({{command, 1, "", log().string() + ": " + reason + "\n"}});
-    }
-  };
-  expectUnreadable("is not a regular file");
+  expectEach({{"log show", 1, "", log().string() + ": is not a regular file\n"}});
   std::filesystem::remove(log());
   ::mkfifo(log().c_str(), 0600);
-  expectUnreadable("is not a regular file");
+  expectEach({{"log write lost", 1, "", log().string() + ": is not a regular file\n"}});
   std::filesystem::remove(log());
   std::filesystem::create_symlink("/dev/zero", log());
-  expectUnreadable("is a symbolic link");
+  expectEach({{"log tail", 1, "", log().string() + ": is a symbolic link\n"}});
 }
 
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
-  expectEach({{"log tail", 3, "", "there is no unit; \"corvane device init\" makes one\n"}});
   run("device init");
   expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
               {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
@@ -240,7 +220,6 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
 {"schema":1,"text":"last, cut short"}
 )");
 
-  expectEach({{"log collected", 1, "not collected (old style)\n"}});
   writeText(unit() / "root/private/var/logs/BurnIn/.logsCollected", "");
   expectEach({{"log collected", 0, "collected (old style)\n"}});
 }
@@ -318,8 +297,6 @@ TEST_F(CommandTest, WhatIsSaidOfAChangeIsWhatTheUnitThenHoldsWhicheverReadFails)
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"bootargs set a", "bootargs set b", "nvram.plist"},
       {"bootargs set a", "bootargs add b", "nvram.plist"},
-      {"status set 40 --status failed --count 3", "status set 40 --status passed",
-       "data/VelmoDiagnosticData.bin"},
       {"status set 24 --status passed", "poison set 24", "data/VelmoDiagnosticData.bin"}};
   for (const auto& [before, change, file] : cases) {
     EXPECT_EQ(run(before).exitStatus, 0);

@@ -116,16 +116,12 @@ void addTail(Command group) {
 
 struct ShowOptions {
   LogFilter filter;
-  std::optional<std::string> since, until;
   bool json = false;
 };
 
 ExitStatus show(const ShowOptions& options) {
-  LogFilter filter = options.filter;
-  if (options.since) filter.since = logTime(*options.since, false);
-  if (options.until) filter.until = logTime(*options.until, true);
   requireUnitToLook();
-  return showLog(devicePath(kLogFile), filter, options.json, std::cout) ? kDone : kFailed;
+  return showLog(devicePath(kLogFile), options.filter, options.json, std::cout) ? kDone : kFailed;
 }
 
 void addLogShow(Command group) {
@@ -137,8 +133,8 @@ void addLogShow(Command group) {
       "Example:\n  corvane log show --test Fixture --since 2026-11-16");
   auto& options = command.actionOn<ShowOptions>(show);
   command.text("--test", options.filter.test, "Only this test's records");
-  command.text("--since", options.since, "Only from this local time on");
-  command.text("--until", options.until, "Only up to this local time");
+  command.text("--since", options.filter.since, "Only from this local time on");
+  command.text("--until", options.filter.until, "Only up to this local time");
   command.text("--grep", options.filter.grep, "Only records with this text");
   command.flag("--station-messages", options.filter.stationMessages, "Only station messages");
   command.flag("--json", options.json, "Print the fields of each record as a line of JSON");

@@ -105,13 +105,9 @@ class Show {
  public:
   Show(const LogFilter& filter, bool json, std::ostream& out)
       : _filter(filter), _json(json), _out(out) {
-    if (!filter.grep.empty()) {
-      _needle = filter.grep;
-    } else if (filter.test) {
-      _needle = *filter.test + ": ";
-    } else if (filter.stationMessages) {
-      _needle = kStationMessage;
-    }
+    if (filter.stationMessages) _needle = kStationMessage;
+    if (filter.test) _needle = *filter.test + ": ";
+    if (!filter.grep.empty()) _needle = filter.grep;
   }
 
   /// Shows what passes of `text`, which is whole records.
@@ -187,6 +183,19 @@ class Show {
   bool _hasShown = false;
 };
 
+/// Replaces a time by the first second, or with `isLatest` by the last one, of what it names.
+void fixTime(std::optional<std::string>& text, bool isLatest) {
+  if (!text) return;
+  const std::optional<TimeSpan> time = parseTime(*text);
+  if (!time) {
+    throw CommandError(kUsage, "'" + *text +
+                                   "' is not a time such as 2026-11-16 or "
+                                   "\"2026-11-16 08:30:00\"");
+  }
+  const int64_t milliseconds = isLatest ? time->end - 1 : time->begin;
+  text = localTimeText(milliseconds / 1000).value().substr(0, kTimeLength);
+}
+
 }  // namespace
 
 std::string lineForPeople(Text line) { return (beginsRecord(line) ? "" : "| ") + printable(line); }
@@ -201,18 +210,9 @@ Json lineAsJson(Text line) {
           {"message", content.message}};
 }
 
-std::string logTime(const std::string& text, bool isLatest) {
-  const std::optional<TimeSpan> time = parseTime(text);
-  if (!time) {
-    throw CommandError(kUsage, "'" + text +
-                                   "' is not a time such as 2026-11-16 or "
-                                   "\"2026-11-16 08:30:00\"");
-  }
-  const int64_t milliseconds = isLatest ? time->end - 1 : time->begin;
-  return localTimeText(milliseconds / 1000).value().substr(0, kTimeLength);
-}
-
-bool showLog(const std::string& file, const LogFilter& filter, bool json, std::ostream& out) {
+bool showLog(const std::string& file, LogFilter filter, bool json, std::ostream& out) {
+  fixTime(filter.since, false);
+  fixTime(filter.until, true);
   LogReader log(file);
   if (!log.isOpen()) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
   Show show(filter, json, out);

@@ -84,21 +84,19 @@ nlohmann::ordered_json lineAsJson(std::string_view line);
 struct LogFilter {
   /// The test's name.
   std::optional<std::string> test = {};
-  /// Local times, "2026-11-16 08:30:00"; both inclusive. A record without a time is in neither.
+  /// Local times as `parseTime` takes them, from the first second of one to the last of the other.
+  /// A record without a time is in neither.
   std::optional<std::string> since = {}, until = {};
   /// A text that the record has.
   std::string grep = {};
   bool stationMessages = false;
 };
 
-/// Returns the first second, or with `isLatest` the last one, of what `text` names (`parseTime`),
-/// as LogFilter has it. Throws CommandError (wrong usage) for other text.
-std::string logTime(const std::string& text, bool isLatest);
-
 /// Copies the records that pass the filter to `out`, in memory that does not depend on the log's
 /// size: as text that is safe for a terminal, or as JSON, one line for each record. Returns whether
-/// a record passed. Throws CommandError when the log cannot be read.
-bool showLog(const std::string& file, const LogFilter& filter, bool json, std::ostream& out);
+/// a record passed. Throws CommandError for a wrong time (wrong usage), and when the log cannot be
+/// read.
+bool showLog(const std::string& file, LogFilter filter, bool json, std::ostream& out);
 
 }  // namespace corvane::tools
 

@@ -84,11 +84,11 @@ TEST_F(SampleTest, FiguresAreTheKernelsOwn) {
             R"({
   "schema": 1,
   "processes": [
-    {"pid":20,"name":"/opt/long/path/of/実行-program","cpu":3.1,"user":12.05,"system":0.09,)"
+    {"pid":20,"name":"/opt/long/path/of/\u5b9f\u884c-program","cpu":3.1,"user":12.05,"system":0.09,)"
             R"("state":"running","threadCount":2,"threads":[)"
             R"({"cpu":1.3,"state":"waiting","flags":"swapped","user":3.09,"system":0.00},)"
             R"({"cpu":1.8,"state":"running","flags":"swapped","user":3.09,"system":0.00}]},
-    {"pid":10,"name":"[short�]","cpu":0.0,"user":0.00,"system":0.00,"state":"-","threadCount":0,)"
+    {"pid":10,"name":"[short\ufffd]","cpu":0.0,"user":0.00,"system":0.00,"state":"-","threadCount":0,)"
             R"("threads":[]}
   ]
 }
