@@ -292,7 +292,7 @@ TEST_F(CommandTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
   expectEach({{"syscfg list", 3, "", "the configuration area cannot be read\n"}});
 }
 
-TEST_F(CommandTest, WhatIsSaidOfAChangeIsWhatTheUnitThenHoldsWhicheverReadFails) {
+TEST_F(CommandTest, AChangeIsReportedAsTheUnitHoldsItWhicheverReadFails) {
   const std::string read = "IORegistryEntryCreateCFProperty@";
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"bootargs set a", "bootargs set b", "nvram.plist"},
