@@ -81,8 +81,7 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
   constexpr std::string_view kExcludes = " excludes ";
   const size_t excluded = text.find(kExcludes);
   if (excluded == text.npos) return {kUsage, fullName(*command) + ": " + text};
-  return {kUsage, text.substr(0, excluded) + " cannot be used with " +
-                      text.substr(excluded + kExcludes.size())};
+  return {kUsage, std::string(text).replace(excluded, kExcludes.size(), " cannot be used with ")};
 }
 
 }  // namespace
@@ -141,13 +140,6 @@ Option Command::seconds(const std::string& names, double& value, const std::stri
     const std::optional<double> number = parseDecimal(word);
     return number && *number >= min && *number <= max && store(value, *number);
   });
-}
-
-Option Command::choices(const std::string& names, std::vector<std::string>& value,
-                        const std::string& about, const std::vector<std::string>& words) {
-  std::map<std::string, std::string> choices;
-  for (const std::string& word : words) choices.emplace(word, word);
-  return choice(names, value, about, choices);
 }
 
 Option Command::add(const std::string& names, const std::string& about, bool isRepeatable,

@@ -143,7 +143,11 @@ class Command {
   }
   /// Adds a choice of any number of the words.
   Option choices(const std::string& names, std::vector<std::string>& value,
-                 const std::string& about, const std::vector<std::string>& words);
+                 const std::string& about, const std::vector<std::string>& words) {
+    std::map<std::string, std::string> choices;
+    for (const std::string& word : words) choices.emplace(word, word);
+    return choice(names, value, about, choices);
+  }
 
  private:
   /// Takes a word of the command line. Returns whether it is what is expected.

@@ -87,7 +87,7 @@ void requireControlBit(uint32_t offset, bool isForced) {
   if (isForced) return;
   throw CommandError(kFailed, "the byte at offset " + std::to_string(offset) + " " +
                                   unit::recordByteText(offset, contents) +
-                                  "; nothing was changed: --force changes it nevertheless");
+                                  "; nothing was changed: --force changes it");
 }
 
 ExitStatus statusOf(const std::exception& error) {

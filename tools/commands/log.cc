@@ -38,11 +38,11 @@ void addWrite(Command group) {
                 "Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
   auto& options = command.actionOn<WriteOptions>(write);
   command.text("MESSAGE", options.message, "Message of the line").required();
-  const Option test = command.text("--test", options.test, "Name of the test it belongs to");
+  const Option test = command.text("--test", options.test, "Name of the test that it belongs to");
   const Option indentation =
       command.number("--indent", options.indentation, "Levels of indentation", {0, 100});
   Option raw =
-      command.flag("--raw", options.raw, "The line as it stands, without time and system log");
+      command.flag("--raw", options.raw, "Write the message as it is, without time and system log");
   raw.excludes(test);
   raw.excludes(indentation);
 }

@@ -102,15 +102,6 @@ Recording readLines(std::FILE* lines, const std::string& name) {
   return recording;
 }
 
-/// Returns the processes that used most, the busiest first.
-std::vector<Series> busiest(const Recording& recording) {
-  std::vector<Series> all;
-  for (const auto& [process, series] : recording.series) all.push_back(series);
-  std::ranges::stable_sort(all, std::greater(), &Series::sum);
-  if (all.size() > kColours.size()) all.resize(kColours.size());
-  return all;
-}
-
 /// A quantity from 0 on along a side of the frame.
 struct Axis {
   double length, from, to, step;
@@ -166,7 +157,10 @@ std::string svgOf(const Series& series, double start, const Axis& x, const Axis&
 
 std::string plotSvg(std::FILE* lines, const std::string& name) {
   const Recording recording = readLines(lines, name);
-  const std::vector<Series> shown = busiest(recording);
+  std::vector<Series> shown;
+  for (const auto& [process, series] : recording.series) shown.push_back(series);
+  std::ranges::stable_sort(shown, std::greater(), &Series::sum);
+  shown.resize(std::min(shown.size(), kColours.size()));
   double peak = 1;
   for (const Series& series : shown) peak = std::max(peak, series.peak);
   const Axis x(std::max(recording.end - recording.start, 1e-3), 8, kLeft, kRight);
@@ -180,7 +174,7 @@ std::string plotSvg(std::FILE* lines, const std::string& name) {
       "<text x=\"64\" y=\"48\" font-size=\"11\">percent of one processor; seconds from " +
       localTimeText(static_cast<int64_t>(recording.start)).value_or("") + " on</text>\n" +
       gridOf(x, y);
-  // The busiest comes last, so that it lies on top.
+  // The busiest comes last, so that it is on top.
   for (size_t i = shown.size(); i-- > 0;) svg += svgOf(shown[i], recording.start, x, y, i);
   return svg + "</svg>\n";
 }

@@ -2,6 +2,7 @@
 #include <array>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <sstream>
 
 #include "platform/printable.h"
@@ -18,19 +19,11 @@ constexpr std::array kStates = {
     std::pair(TH_STATE_STOPPED, "stopped"), std::pair(TH_STATE_WAITING, "waiting"),
     std::pair(TH_STATE_HALTED, "halted")};
 
-const char* stateOf(const ThreadSample& thread) {
+const char* stateOf(std::span<const ThreadSample> threads, const char* unknown) {
   for (const auto& [code, text] : kStates) {
-    if (code == thread.runState) return text;
+    if (std::ranges::find(threads, code, &ThreadSample::runState) != threads.end()) return text;
   }
-  return "unknown_state";
-}
-
-const char* stateOf(const ProcessSample& process) {
-  for (const auto& [code, text] : kStates) {
-    const auto isIn = [&](const ThreadSample& thread) { return thread.runState == code; };
-    if (std::ranges::any_of(process.threads, isIn)) return text;
-  }
-  return "-";
+  return unknown;
 }
 
 /// Returns a count of tenths or hundredths, the "parts" of `unit`, as a decimal number.
@@ -48,7 +41,7 @@ std::string secondsText(time_value_t time) {
 /// Appends the thread's fields, which are numbers and words that need no escaping.
 void append(std::string& text, const ThreadSample& thread) {
   text.append(R"({"cpu":)").append(percentText(thread.usage));
-  text.append(R"(,"state":")").append(stateOf(thread));
+  text.append(R"(,"state":")").append(stateOf({&thread, 1}, "unknown_state"));
   text.append(R"(","flags":")").append(thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped");
   text.append(R"(","user":)").append(secondsText(thread.user));
   text.append(R"(,"system":)").append(secondsText(thread.system)).append("}");
@@ -61,7 +54,7 @@ std::string textOf(const ProcessSample& process, bool withThreads) {
   const auto& times = process.times;
   text.append(R"(,"user":)").append(times ? secondsText(times->user_time) : "null");
   text.append(R"(,"system":)").append(times ? secondsText(times->system_time) : "null");
-  text.append(R"(,"state":")").append(stateOf(process));
+  text.append(R"(,"state":")").append(stateOf(process.threads, "-"));
   text.append(R"(","threadCount":)").append(std::to_string(process.threads.size()));
   if (withThreads) {
     text.append(R"(,"threads":[)");
@@ -91,23 +84,21 @@ std::string percentText(integer_t usage) {
 }
 
 void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width) {
-  Table table({{"PID", Align::kRight},
-               {"CPU%", Align::kRight},
-               {"USER", Align::kRight},
-               {"SYSTEM", Align::kRight},
-               {"THREADS", Align::kRight},
-               {"STATE"},
-               {"NAME"}});
+  std::vector<Column> columns = {{"STATE"}, {"NAME"}};
+  for (const char* number : {"THREADS", "SYSTEM", "USER", "CPU%", "PID"}) {
+    columns.insert(columns.begin(), {number, Align::kRight});
+  }
+  Table table(columns);
   for (const ProcessSample& process : sample.processes) {
     table.addRow({std::to_string(process.pid), percentText(process.usage),
                   process.times ? secondsText(process.times->user_time) : "-",
                   process.times ? secondsText(process.times->system_time) : "-",
-                  std::to_string(process.threads.size()), stateOf(process),
+                  std::to_string(process.threads.size()), stateOf(process.threads, "-"),
                   printable(process.name)});
     if (!withThreads) continue;
     for (const ThreadSample& thread : process.threads) {
       table.addRow({"", percentText(thread.usage), secondsText(thread.user),
-                    secondsText(thread.system), "", stateOf(thread),
+                    secondsText(thread.system), "", stateOf({&thread, 1}, "unknown_state"),
                     thread.flags == TH_FLAGS_IDLE ? "  thread (idle)" : "  thread"});
     }
   }
