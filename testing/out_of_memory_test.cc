@@ -75,6 +75,7 @@ TEST_F(OutOfMemoryTest, EachOperationReturnsAResultThatItsContractNames) {
       {"productBuildVersion", [] { return Device::productBuildVersion() ? 1 : 0; }, {0, 1}},
       {"getBatteryCapacity", [] { return getBatteryCapacity(); }, {80, -1, INT_MAX}},
       {"externalPowerConnected", [] { return externalPowerConnected(); }, {0}},
+      {"newLogCollection", [] { return newLogCollection(); }, {0}},
       {"logsCollected", [] { return logsCollected(); }, {0}},
       {"stringForTime", [&] { return isMade(stringForTime(&epoch)); }, {0, 1}},
       {"getTimeDifference", [&] { return isMade(getTimeDifference(1, 2, 3, 4, 5, 6)); }, {0, 1}},
