@@ -86,6 +86,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
     EXPECT_EQ(area.bytes, contents);
     EXPECT_EQ(area.writes, 0);
   }
+  EXPECT_EQ(imageOf(MemoryStore(Bytes(23))), erased(23)) << "no room for a header";
   Bytes header = StoreModel(24).image();  // All that the area has room for.
   putWord(header, 12, 7);
   putWord(header, 20, 5);
