@@ -101,18 +101,6 @@ class CaseMaker {
     }
   }
 
-  std::vector<Case> make(std::mt19937& random) {
-    addFaults();
-    addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics);
-    addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration);
-    addKills(random);
-    addUnits();
-    addMeddling();
-    addSurroundings();
-    return std::move(_cases);
-  }
-
- private:
   Case& add(const std::string& kind, const std::string& name, const std::string& faults = "") {
     return _cases.emplace_back(Case{kind, name, _unit, faults});
   }
@@ -231,6 +219,9 @@ class CaseMaker {
     std::fprintf(stderr, "no decimal comma is tried: the locale %s is not installed\n", kComma);
   }
 
+  std::vector<Case> take() { return std::move(_cases); }
+
+ private:
   const Station& _station;
   const GoodRun& _good;
   const fs::path _unit, _folder;
@@ -247,7 +238,15 @@ fs::path makeGoodUnit(const Station& station, const fs::path& folder) {
 
 std::vector<Case> casesOf(const Station& station, const GoodRun& good, const fs::path& goodUnit,
                           const fs::path& folder, std::mt19937& random) {
-  return CaseMaker(station, good, goodUnit, folder).make(random);
+  CaseMaker cases(station, good, goodUnit, folder);
+  cases.addFaults();
+  cases.addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics);
+  cases.addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration);
+  cases.addKills(random);
+  cases.addUnits();
+  cases.addMeddling();
+  cases.addSurroundings();
+  return cases.take();
 }
 
 }  // namespace corvane::tools::trial

@@ -248,9 +248,8 @@ class Judge {
     const RunMark mark = runMarkIn(_station, _after);
     const bool isCounted = mark.count == runMarkIn(_station, _run.before).count + 1 ||
                            mark.count == runMarkIn(_station, _before).count + 1;
-    const std::string run = hexNumber(mark.run, 16).substr(2);
     const std::string told = resultsText(field::kRun);
-    return isCounted && (told.empty() || told == run);
+    return isCounted && (told.empty() || told == hexNumber(mark.run, 16).substr(2));
   }
 
   std::string shown() const {

@@ -163,9 +163,9 @@ void meddle(const Case& what, const fs::path& unit, Run& run) {
   }
 }
 
-/// Lets the station's processes go on that the case's fault rule has stopped, once the unit has
-/// been changed. A process that is not stopped gets no signal: it would take away the SIGSTOP with
-/// which a debugger or a leak checker attaches, and that would wait without end.
+/// Lets the processes go on that the case's fault rule has stopped; before that, changes the unit
+/// unless that is done. A process that is not stopped gets no signal: it would take away the
+/// SIGSTOP with which a debugger or a leak checker attaches, and that would wait without end.
 void resume(const Case& what, const fs::path& folder, Run& run) {
   for (const auto& [process, counts] : processesIn(folder / "calls")) {
     if (!host::isStopped(process)) continue;

@@ -31,31 +31,25 @@ struct Station {
   /// Whether it describes itself; otherwise it is told where it writes.
   bool isOfKit = true;
   uint8_t statusOffset = 0, poisonOffset = 0;
-  /// Absent for a station that leaves no records.
-  std::optional<uint8_t> number;
-  /// Of the kit's profile; 0 for none.
-  uint32_t runCountKey = 0, unitKey = 0;
+  std::optional<uint8_t> number;          ///< Absent for a station that leaves no records.
+  uint32_t runCountKey = 0, unitKey = 0;  ///< Of the kit's profile; 0 for none.
   std::string model;
 };
 
 struct Options {
   Station station;
-  /// All when empty; and the only case.
-  std::vector<std::string> kinds;
+  std::vector<std::string> kinds;  ///< All when empty.
   std::string onlyCase;
   uint32_t seed = 1;
   size_t maxCases = 5000;
-  /// No case begins later.
-  double maxSeconds = 1e6;
-  /// Where cases with findings are left.
-  std::string keep;
+  double maxSeconds = 1e6;  ///< No case begins later.
+  std::string keep;         ///< Where cases with findings are left.
   unsigned jobs = 1;
 };
 
-/// Tries the station, and shows its progress on standard error. Returns the summary with the fields
-/// that docs/json.md lists. SIGINT, SIGTERM and SIGHUP end the trial early. Throws CommandError:
-/// wrong usage, or kNotReady when the station cannot be started, does not describe itself, or does
-/// not pass on a good unit.
+/// Tries the station, and shows its progress on standard error. Returns the summary, whose fields
+/// docs/json.md lists. SIGINT, SIGTERM and SIGHUP end the trial early. Throws CommandError, also
+/// when the station does not describe itself or does not pass on a good unit.
 nlohmann::ordered_json tryStation(const Options& options);
 
 // What a trial is made of: units, cases, runs, and the judge.
@@ -80,7 +74,7 @@ struct UnitState {
   std::vector<unit::Record> records() const { return unit::recordsIn(diagnostics).records; }
 };
 
-/// Reads the unit in `folder`. Throws CommandError when it cannot be read.
+/// Throws CommandError when the unit cannot be read.
 UnitState readUnit(const std::filesystem::path& folder);
 void writeUnit(const std::filesystem::path& folder, const UnitState& state);
 /// Returns the offsets at which the two differ.
@@ -92,8 +86,7 @@ std::set<std::string> changedPlaces(const UnitState& left, const UnitState& righ
 /// One way in which the station is tried.
 struct Case {
   std::string kind, name;
-  /// The folder of the unit that the case gets a copy of.
-  std::filesystem::path unit;
+  std::filesystem::path unit;  ///< The folder that the case gets a copy of.
   std::string faults = {};
   /// The call at which the case takes effect; empty when it does from the beginning.
   std::string call = {};
@@ -108,8 +101,7 @@ struct Case {
   /// What another program does to the unit while the station is stopped by its fault rule.
   std::function<void(UnitState&)> meddling = {};
   bool swapsUnit = false;
-  /// What a shell does before it becomes the station.
-  std::string setup = {};
+  std::string setup = {};  ///< What a shell does before it becomes the station.
 };
 
 using Calls = std::map<std::string, uint64_t>;
@@ -133,10 +125,8 @@ struct Run {
 /// What the station does with a good unit.
 struct GoodRun {
   Run run;
-  /// The places that it changes at any time.
-  std::set<std::string> places;
-  /// Whether it leaves its record before its status.
-  bool writesRecordFirst = false;
+  std::set<std::string> places;    ///< Those that it changes at any time.
+  bool writesRecordFirst = false;  ///< Whether it leaves its record before its status.
 };
 
 /// Makes a unit on which the station should pass, with two records and a key of other stations.
