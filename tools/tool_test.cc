@@ -328,6 +328,8 @@ TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   expectEach({{"unit export " + file + " --to " + file, 2, "", toItself},
               {"unit import " + file + " -o " + file, 2, "", toItself},
               {"report " + file + " -o " + file, 2, "", toItself}});
+  expectEach({{"unit import " + file + " -o " + shellWord(path("copy")), 0, ""}});
+  EXPECT_EQ(readText(path("copy")), readText(path("dump")));
   writeText(path("dump"), std::string(2000000, '\0'));
   const Outcome outcome = run("inspect " + file);
   EXPECT_EQ(outcome.exitStatus, 1);

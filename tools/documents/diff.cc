@@ -17,7 +17,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// What a file says something about: its rank, by which places are told in order, part and name.
+/// What a statement is about: its rank, which gives the order of the output, its part and its name.
 using Place = std::tuple<size_t, std::string, std::string>;
 
 /// What a file says at a place.
@@ -59,9 +59,9 @@ Statements configurationStatements(ByteSpan contents) {
   for (const AreaEntry& entry : report.entries) {
     if (!entry.isFound) continue;
     const ByteSpan value = entry.writtenValue();
-    const std::string quote = isPlainText(value) ? "\"" : "";
+    const std::string text = valueText(value);
     said[{0, "key", keyName(entry.key)}] = {
-        quote + valueText(value) + quote,
+        isPlainText(value) ? "\"" + text + "\"" : text,
         {{entry.offset, area::kEntrySize}, {entry.valueOffset, area::roundUp(entry.valueLength)}}};
   }
   said[kArea] = {report.isHeaderSound ? "a store" : "no store (header damaged)"};

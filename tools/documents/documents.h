@@ -64,7 +64,7 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
 void installUnit(const std::filesystem::path& folder, const UnitImage& image);
 
 /// Returns the exported form of an image: each file's raw contents as text, or as hexadecimal
-/// digits, and beside it what they decode to. Equal images have equal documents, on any machine
+/// digits, with what they decode to. Equal images have equal documents, on any machine
 /// and in any time zone.
 nlohmann::ordered_json documentOf(const UnitImage& image);
 

@@ -37,8 +37,8 @@ void createFolders(const fs::path& folder) {
   sync(folder.parent_path());
 }
 
-/// A new unit beside the one that it replaces. The destructor removes the new unit, or the replaced
-/// one when the new unit has taken its place.
+/// A new unit, in the same folder as the one that it replaces. The destructor removes the new unit,
+/// or the replaced one when the new unit has taken its place.
 class StagedUnit {
  public:
   explicit StagedUnit(const fs::path& target) : _target(target) {

@@ -68,15 +68,15 @@ class AreaReporter {
               ", for which there is room");
   }
 
-  /// Reports a word of the header that is not what it is meant to be; `note` says more of that.
-  void checkWord(const std::string& name, size_t offset, uint32_t held, size_t meant,
+  /// Reports a word of the header that differs from `expected`; `note` says where that comes from.
+  void checkWord(const std::string& name, size_t offset, uint32_t held, size_t expected,
                  const std::string& note = "") {
-    if (held == meant) return;
+    if (held == expected) return;
     const bool isSize = name == "table_end" || name == "area_size" || name == "count";
     const auto text = [&](size_t word) {
       return isSize ? std::to_string(word) : hexNumber(word, 1);
     };
-    add(offset, sizeof held, name + " is " + text(held) + ", not " + text(meant) + note);
+    add(offset, sizeof held, name + " is " + text(held) + ", not " + text(expected) + note);
   }
 
   /// Returns the count in the header or, when the area cannot hold that many, the number of entries
@@ -99,10 +99,10 @@ class AreaReporter {
       const size_t begin = std::min(entry.valueOffset, _image.size());
       const auto value = _image.subspan(begin, std::min(entry.valueLength, _image.size() - begin));
       entry.value.assign(value.begin(), value.end());
-      // A lookup finds the first entry of a key, also where a later one has the same value.
-      const bool isFirst =
-          unit::valueIn(_image, entry.key) == entry.value && keys.insert(entry.key).second;
-      entry.isFound = isFirst && _report.isHeaderSound;
+      // A lookup finds the first entry of a key whose value lies inside the area.
+      const bool isFirst = value.size() == entry.valueLength && keys.insert(entry.key).second;
+      entry.isFound =
+          isFirst && _report.isHeaderSound && unit::valueIn(_image, entry.key) == entry.value;
       if (!isFirst && entry.fault.empty()) {
         entry.fault = "an earlier entry has the same key and hides this one";
       }

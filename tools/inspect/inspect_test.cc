@@ -162,6 +162,12 @@ TEST(InspectTest, DamageIsNamedWithItsBytes) {
   }
 }
 
+TEST(InspectTest, ADamagedHeaderLeavesTheValuesReadable) {
+  const AreaReport report = reportOnArea(damaged(goodArea(), {{{16, 1}}}));
+  EXPECT_FALSE(report.isHeaderSound);
+  for (const AreaEntry& entry : report.entries) EXPECT_EQ(entry.fault, "");
+}
+
 TEST(InspectTest, OtherBytesAreUnknownUnlessTheCallerNamesTheirKind) {
   std::mt19937 random(1);
   Bytes noise(1024);
