@@ -64,7 +64,7 @@ ExitStatus run(int argc, char** argv) {
 }
 
 /// Prints the error as the command line asks for it, and returns the exit status.
-ExitStatus report(ExitStatus status, const std::string& message, bool asJson) {
+ExitStatus reportError(ExitStatus status, const std::string& message, bool asJson) {
   std::cerr << (asJson ? jsonLine({{"error", {{"status", status}, {"message", message}}}})
                        : "corvane: " + printable(message) + "\n");
   return status;
@@ -81,8 +81,8 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const std::bad_alloc&) {
-    return report(kFailed, "there is not enough memory", asJson);
+    return reportError(kFailed, "there is not enough memory", asJson);
   } catch (const std::exception& error) {
-    return report(statusOf(error), error.what(), asJson);
+    return reportError(statusOf(error), error.what(), asJson);
   }
 }

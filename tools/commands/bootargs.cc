@@ -13,7 +13,7 @@
 namespace corvane::tools {
 namespace {
 
-using Change = unit::BootArgumentsChange;
+using BootArgsChange = unit::BootArgumentsChange;
 
 constexpr char kNotSet[] = "boot-args are not set, or cannot be read";
 
@@ -23,7 +23,7 @@ std::string shown(const std::optional<std::string>& value) {
   return "\"" + printable(*value) + "\"";
 }
 
-std::string linesOf(const Change& change) {
+std::string linesOf(const BootArgsChange& change) {
   return "before: " + shown(change.before) + "\nafter:  " + shown(change.after) + "\n";
 }
 
@@ -39,7 +39,7 @@ void requireWord(const std::string& word) {
   if (word.empty()) throw CommandError(kUsage, "the word is empty");
 }
 
-ExitStatus has(const std::string& word, bool json) {
+ExitStatus hasWord(const std::string& word, bool json) {
   requireWord(word);
   requireUnitToLook();
   const auto value = unit::readBootArguments();
@@ -54,11 +54,11 @@ ExitStatus has(const std::string& word, bool json) {
 }
 
 /// Makes one of the three changes with `text`.
-void change(Change (*function)(unit::Lock&, const std::string&), const std::string& text,
-            bool json) {
+void changeBootArgs(BootArgsChange (*function)(unit::Lock&, const std::string&),
+                    const std::string& text, bool json) {
   if (function == &unit::addBootArgument) unit::trimmedWord(text);
   if (function == &unit::removeBootArgument) requireWord(text);
-  const Change done = changeUnit([&](unit::Lock& lock) { return function(lock, text); });
+  const BootArgsChange done = changeUnit([&](unit::Lock& lock) { return function(lock, text); });
   if (function == &unit::removeBootArgument &&
       unit::occurrencesOf(text, done.before.value_or("")).withinWords) {
     std::cerr << "corvane: warning: '" << printable(text)
@@ -99,20 +99,20 @@ void addBootArgs(CLI::App& app) {
   addWithText(group, "has", "Show whether a word occurs in the boot arguments", "WORD",
               "Example:\n  corvane bootargs has beta && echo \"beta is set\"\n\n"
               "Exit status: 0 when it does, also within another word, 1 when not.",
-              has);
+              hasWord);
   addWithText(group, "add", "Append a word to the boot arguments", "WORD",
               "Example:\n  corvane bootargs add beta=2\n\n"
               "White space around the word is left out. A word that is there stays as it is.\n"
               "Exit status: 1 when it was not added, as when it occurs within another word.",
-              std::bind_front(change, &unit::addBootArgument));
+              std::bind_front(changeBootArgs, &unit::addBootArgument));
   addWithText(group, "remove", "Remove every occurrence of a word from the boot arguments", "WORD",
               "Example:\n  corvane bootargs remove beta=2\n\n"
               "Blanks around it stay. Occurrences within other words are removed too, with a\n"
               "warning. Exit status: 1 when the word does not occur.",
-              std::bind_front(change, &unit::removeBootArgument));
+              std::bind_front(changeBootArgs, &unit::removeBootArgument));
   addWithText(group, "set", "Replace the boot arguments", "VALUE",
               "Example:\n  corvane bootargs set \"alpha=1 beta=2\"",
-              std::bind_front(change, &unit::setBootArguments));
+              std::bind_front(changeBootArgs, &unit::setBootArguments));
 }
 
 }  // namespace corvane::tools

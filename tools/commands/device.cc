@@ -111,7 +111,7 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
           {"nvram", facts.nvram}};
 }
 
-void init(const FactOptions& options) {
+void initDevice(const FactOptions& options) {
   const std::filesystem::path folder = VirtualDevice::defaultFolder();
   if (hasUnit()) {
     throw CommandError(kFailed, "there is a unit in " + folder.string() +
@@ -122,7 +122,7 @@ void init(const FactOptions& options) {
   std::cout << VirtualDevice(folder, facts).folder().string() << "\n";
 }
 
-void set(const FactOptions& options) {
+void setDevice(const FactOptions& options) {
   if (options.isEmpty()) throw CommandError(kUsage, "device set needs something to set");
   VirtualDevice unit(VirtualDevice::defaultFolder());
   const host::UnitLock lock(unit.folder());
@@ -131,7 +131,7 @@ void set(const FactOptions& options) {
   unit.setFacts(facts);
 }
 
-void show(bool json) {
+void showDevice(bool json) {
   const VirtualDevice unit = VirtualDevice::existing(VirtualDevice::defaultFolder());
   nlohmann::ordered_json document = {{"folder", unit.folder().string()}};
   document.update(factsAsJson(unit.facts()));
@@ -158,13 +158,13 @@ void addDevice(CLI::App& app) {
   Command initCommand = group.add(
       "init", "Make a new unit where there is not one yet",
       "Example:\n  CORVANE_DEVICE=/tmp/t34 corvane device init --model T34AP --battery 53");
-  initCommand.actionOn<FactOptions>(init).addTo(initCommand);
-  addLook(group, "show", "Show what the unit is", "", show);
+  initCommand.actionOn<FactOptions>(initDevice).addTo(initCommand);
+  addLook(group, "show", "Show what the unit is", "", showDevice);
   Command setCommand = group.add("set", "Change what the unit is",
                                  "Examples:\n"
                                  "  corvane device set --battery 15 --external-power no\n"
                                  "  corvane device set --without data-area");
-  setCommand.actionOn<FactOptions>(set).addTo(setCommand);
+  setCommand.actionOn<FactOptions>(setDevice).addTo(setCommand);
   Command path = group.add("path", "Print where the unit's folder, or a file of it, is",
                            "Example:\n  less \"$(corvane device path /var/log/system.log)\"");
   path.file("FILE", path.actionOn<std::string>(printPath),

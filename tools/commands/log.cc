@@ -23,7 +23,7 @@ struct WriteOptions {
   bool raw = false;
 };
 
-void write(const WriteOptions& options) {
+void writeLine(const WriteOptions& options) {
   const auto message = textArgument(options.message);
   const auto test = options.test ? textArgument(*options.test) : CFRef<CFStringRef>();
   writeToLog(1, [&] {
@@ -36,7 +36,7 @@ void addWrite(Command group) {
   Command command =
       group.add("write", "Append a line to the test log",
                 "Example:\n  corvane log write \"fixture closed\" --test Fixture --indent 1");
-  auto& options = command.actionOn<WriteOptions>(write);
+  auto& options = command.actionOn<WriteOptions>(writeLine);
   command.text("MESSAGE", options.message, "Message of the line").required();
   const Option test = command.text("--test", options.test, "Name of the test that it belongs to");
   const Option indentation =
@@ -114,12 +114,12 @@ void addTail(Command group) {
   command.flag("--json", options.json, "Print the fields of each line as a line of JSON");
 }
 
-struct ShowOptions {
+struct RecordOptions {
   LogFilter filter;
   bool json = false;
 };
 
-ExitStatus show(const ShowOptions& options) {
+ExitStatus showRecords(const RecordOptions& options) {
   requireUnitToLook();
   return showLog(devicePath(kLogFile), options.filter, options.json, std::cout) ? kDone : kFailed;
 }
@@ -131,7 +131,7 @@ void addLogShow(Command group) {
       "begins with \"| \" continues the record above it.\n"
       "Exit status: 0 when there was such a record, 1 when not.\n"
       "Example:\n  corvane log show --test Fixture --since 2026-11-16");
-  auto& options = command.actionOn<ShowOptions>(show);
+  auto& options = command.actionOn<RecordOptions>(showRecords);
   command.text("--test", options.filter.test, "Only this test's records");
   command.text("--since", options.filter.since, "Only from this local time on");
   command.text("--until", options.filter.until, "Only up to this local time");

@@ -16,7 +16,7 @@ struct PoisonOptions {
   bool json = false;
 };
 
-void printByte(const PoisonOptions& options, uint8_t byte) {
+void printPoison(const PoisonOptions& options, uint8_t byte) {
   const bool isPoisoned = unit::isPoisoned(options.offset, byte);
   printResult(options.json,
               {{"offset", options.offset},
@@ -27,9 +27,9 @@ void printByte(const PoisonOptions& options, uint8_t byte) {
                   (isPoisoned ? "poisoned\n" : "not poisoned\n"));
 }
 
-void show(const PoisonOptions& options) {
+void showPoison(const PoisonOptions& options) {
   requireDataToLook();
-  printByte(options, unit::readByte(options.offset));
+  printPoison(options, unit::readByte(options.offset));
 }
 
 /// Throws for a byte that is failed already: it can be neither set again nor cleared.
@@ -41,24 +41,25 @@ void requireNotFinal(uint8_t offset, uint8_t byte) {
                                   place + " --status not-tested\" takes it back");
 }
 
-using Change = unit::ByteChange (*)(unit::Lock&, uint8_t offset);
+using PoisonChange = unit::ByteChange (*)(unit::Lock&, uint8_t offset);
 
-void change(const PoisonOptions& options, Change function) {
+void changePoison(const PoisonOptions& options, PoisonChange function) {
   unit::openDataArea();
   const unit::ByteChange done = changeUnit([&](unit::Lock& lock) {
     requireControlBit(options.offset, options.force);
     requireNotFinal(options.offset, unit::readByte(options.offset));
     return function(lock, options.offset);
   });
-  printByte(options, done.after);
+  printPoison(options, done.after);
 }
 
 /// Adds a command that makes the change, or shows the byte when there is none.
 void addPoisonCommand(Command group, const std::string& name, const std::string& about,
-                      Change function) {
+                      PoisonChange function) {
   Command command = group.add(name, about);
-  auto& options = command.actionOn<PoisonOptions>(
-      [=](const PoisonOptions& given) { function ? change(given, function) : show(given); });
+  auto& options = command.actionOn<PoisonOptions>([=](const PoisonOptions& given) {
+    function ? changePoison(given, function) : showPoison(given);
+  });
   command.number("OFFSET", options.offset, "Offset of the byte").required();
   command.jsonFlag(options.json);
   if (!function) return;

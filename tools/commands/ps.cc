@@ -42,7 +42,7 @@ void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
   printTable(out, sample, withThreads, size ? size->ws_col : SIZE_MAX);
 }
 
-void print(const PsOptions& options) {
+void printOnce(const PsOptions& options) {
   const Sample sample = takeSample();
   if (options.json) {
     printJson(std::cout, sample, options.threads);
@@ -81,7 +81,7 @@ void showAgain(const Sample& sample, bool withThreads) {
 }
 
 /// Shows a sample at each interval, until the program is ended or its output is closed.
-void watch(const PsOptions& options) {
+void watchProcesses(const PsOptions& options) {
   using Clock = std::chrono::steady_clock;
   const auto interval =
       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(options.watch));
@@ -121,10 +121,10 @@ void logSnapshot() {
   throw CommandError(kFailed, "the processes cannot be sampled: " + failure);
 }
 
-void run(const PsOptions& options) {
+void showProcesses(const PsOptions& options) {
   if (options.log) return logSnapshot();
-  if (options.watch > 0) return watch(options);
-  if (options.plot.empty()) return print(options);
+  if (options.watch > 0) return watchProcesses(options);
+  if (options.plot.empty()) return printOnce(options);
   writeFile(options.plot, plotSvg(stdin, "standard input"));
 }
 
@@ -140,7 +140,7 @@ void addPs(CLI::App& app) {
       "  corvane ps --watch 2\n"
       "  timeout 60 corvane ps --watch 0.5 --json > run.jsonl\n"
       "  corvane ps --plot run.svg < run.jsonl");
-  auto& options = command.actionOn<PsOptions>(run);
+  auto& options = command.actionOn<PsOptions>(showProcesses);
   const Option threads = command.flag("--threads", options.threads, "Show each thread as well");
   const Option json = command.jsonFlag(options.json);
   const Option watch =

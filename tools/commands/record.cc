@@ -22,7 +22,7 @@ struct AddOptions {
   bool json = false;
 };
 
-void add(const AddOptions& options) {
+void appendRecord(const AddOptions& options) {
   if (unit::textForRecord(options.message) != options.message) {
     throw CommandError(kUsage, "'" + options.message + "' does not fit a record, which holds " +
                                    std::to_string(unit::kMaxRecordMessage) +
@@ -39,7 +39,7 @@ void addAdd(Command group) {
   Command command =
       group.add("add", "Append a record to the chain",
                 "Example:\n  corvane record add --station 12 --result 1 \"fixture 7\"");
-  auto& options = command.actionOn<AddOptions>(add);
+  auto& options = command.actionOn<AddOptions>(appendRecord);
   command
       .text("MESSAGE", options.message,
             "UTF-8 text of at most " + std::to_string(unit::kMaxRecordMessage) + " bytes")

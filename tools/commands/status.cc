@@ -26,10 +26,10 @@ const StatusNames kTestStatuses = {{"passed", kCorvaneCotnrolBitsPassed},
 const StatusNames kLogCollectionStatuses = {{"complete", kLogCollectionControlBitsComplete},
                                             {"incomplete", kLogCollectionControlBitsIncomplete}};
 
-constexpr size_t kColumns = 16;
+constexpr size_t kGridColumns = 16;
 
 /// The colour of each mark that has one.
-const std::map<char, const char*> kColours = {
+const std::map<char, const char*> kGridColours = {
     {'P', "\033[32m"},   {'C', "\033[32m"},
     {'F', "\033[1;31m"}, {kMaybePoisonMark, "\033[1;37;41m"},
     {'I', "\033[33m"},   {kUnwrittenMark, "\033[2m"}};
@@ -46,13 +46,13 @@ std::string cellOf(size_t offset, uint8_t byte) {
 void printGrid(std::span<const uint8_t> bytes) {
   const bool isColoured = isColouredOutput();
   std::cout << "    ";
-  for (size_t column = 0; column < kColumns; ++column) std::cout << std::setw(4) << column;
+  for (size_t column = 0; column < kGridColumns; ++column) std::cout << std::setw(4) << column;
   for (size_t at = 0; at < bytes.size(); ++at) {
-    if (at % kColumns == 0) std::cout << "\n" << std::setw(4) << at;
+    if (at % kGridColumns == 0) std::cout << "\n" << std::setw(4) << at;
     std::string cell = cellOf(at, bytes[at]);
-    if ((at + 1) % kColumns == 0 && cell.back() == ' ') cell.pop_back();
-    const auto colour = kColours.find(cell.front());
-    const bool hasColour = isColoured && colour != kColours.end();
+    if ((at + 1) % kGridColumns == 0 && cell.back() == ' ') cell.pop_back();
+    const auto colour = kGridColours.find(cell.front());
+    const bool hasColour = isColoured && colour != kGridColours.end();
     std::cout << "  " << (hasColour ? colour->second : "") << cell << (hasColour ? "\033[0m" : "");
   }
   std::cout << "\n\nP passed, F failed, I incomplete, N not tested, each with its fail count;\n"
@@ -67,7 +67,7 @@ struct ShowOptions {
   bool json = false;
 };
 
-void show(const ShowOptions& options) {
+void showStatus(const ShowOptions& options) {
   const uint32_t from = options.from.value_or(0);
   const uint32_t to = options.to.value_or(unit::kControlBits - 1);
   if (from > to) throw CommandError(kUsage, "--from is greater than --to");
@@ -112,7 +112,7 @@ void setStatus(const StatusOptions& options) {
 }
 
 void addStatusShow(Command group) {
-  auto& options = group.actionOn<ShowOptions>(show);
+  auto& options = group.actionOn<ShowOptions>(showStatus);
   group.number("--from", options.from, "First offset; 0 if not given");
   group.number("--to", options.to, "Last offset; 127 if not given");
   group.flag("--list", options.list, "One byte to a line instead of the grid");

@@ -61,7 +61,7 @@ nlohmann::ordered_json keyAsJson(uint32_t key, std::span<const uint8_t> value,
   return json;
 }
 
-void get(const GetOptions& options) {
+void getKey(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
   const AreaReport report = readStoreToLook();
   const auto entry = std::ranges::find_if(report.entries, [key](const AreaEntry& candidate) {
@@ -94,7 +94,7 @@ struct SetOptions {
   }
 };
 
-void set(const SetOptions& options) {
+void setKey(const SetOptions& options) {
   const uint32_t key = keyOf(options.key);
   const Bytes value = options.value();
   unit::openDataArea();
@@ -118,7 +118,7 @@ void deleteKey(const std::string& keyText) {
   changeUnit([&](unit::Lock& lock) { return unit::deleteKey(lock, key); });
 }
 
-void map(bool json) {
+void showMap(bool json) {
   const AreaReport report = reportOnArea(readAreaToLook());
   if (json) return printJson(areaAsJson(report));
   printMap(std::cout, report, isColouredOutput());
@@ -139,7 +139,7 @@ void addGet(Command group) {
       "Without an option, text is printed as it is and anything else as digits. A value of at\n"
       "most 16 bytes reads back as 16; free bytes (0xff) at its end are not part of the text.\n"
       "Examples:\n  corvane syscfg get OPTS\n  corvane syscfg get 0x4f505453 -o opts.bin");
-  auto& options = command.actionOn<GetOptions>(get);
+  auto& options = command.actionOn<GetOptions>(getKey);
   addKey(command, options.key);
   excludeEachOther(
       {command.flag("--hex", options.hex, "As hexadecimal digits"),
@@ -152,7 +152,7 @@ void addKeySet(Command group) {
                               "Examples:\n"
                               "  corvane syscfg set OPTS \"serial=3 soak\"\n"
                               "  corvane syscfg set 0x4b455931 --hex \"01 02 ff\"");
-  auto& options = command.actionOn<SetOptions>(set);
+  auto& options = command.actionOn<SetOptions>(setKey);
   addKey(command, options.key);
   excludeEachOther({command.text("VALUE", options.text, "The value, as text"),
                     command.text("--hex", options.hex, "The value, as hexadecimal digits"),
@@ -186,7 +186,7 @@ void addSyscfg(CLI::App& app) {
   dump.file("FILE", file, "File to write; standard output if not given, or -");
 
   addLook(group, "map", "Draw what each byte of the area is used for, and what is wrong",
-          "In colour on a terminal, unless the variable NO_COLOR is set.", map);
+          "In colour on a terminal, unless the variable NO_COLOR is set.", showMap);
 }
 
 }  // namespace corvane::tools
