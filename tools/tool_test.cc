@@ -20,6 +20,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"status set 20 --cuont 2 --stats",
        "set has no option '--cuont'; it has --help, --status, --count, --force or --json\n"},
       {"status set 20", "status set needs --status, --count or both\n"},
+      {"status set --count 1", "OFFSET is required\n"},
       {"status set x --count 1", "OFFSET takes a number from 0 to 4294967295, not 'x'\n"},
       {"status set 20 --status 7 --count 8",
        "--status takes failed, incomplete, not-tested or passed, not '7'\n"},
@@ -220,6 +221,7 @@ TEST_F(CommandTest, TheLogIsWrittenAndRead) {
 {"schema":1,"text":"last, cut short"}
 )");
 
+  expectEach({{"log collected", 1, "not collected (old style)\n"}});
   writeText(unit() / "root/private/var/logs/BurnIn/.logsCollected", "");
   expectEach({{"log collected", 0, "collected (old style)\n"}});
 }

@@ -1,7 +1,5 @@
 #include "tools/virtual_unit.h"
 
-#include <filesystem>
-
 #include "host/include/virtual_device.h"
 #include "tools/command_error.h"
 
@@ -12,11 +10,6 @@ using host::VirtualDevice;
 void requireFaultRules() {
   const std::string fault = VirtualDevice::faultInEnvironment();
   if (!fault.empty()) throw CommandError(kUsage, fault);
-}
-
-bool hasUnit() {
-  std::error_code error;
-  return std::filesystem::exists(VirtualDevice::defaultFolder() / "device.plist", error);
 }
 
 void useExistingUnit() { VirtualDevice::existing(VirtualDevice::defaultFolder()).use(); }

@@ -9,9 +9,6 @@ namespace corvane::tools {
 /// Throws CommandError when the fault rules in the environment cannot be used.
 void requireFaultRules();
 
-/// Returns whether there is a unit. Unlike opening it, this creates none.
-bool hasUnit();
-
 /// Makes the unit that is there the one in use, so that nothing makes another. Throws when there is
 /// none.
 void useExistingUnit();

@@ -10,7 +10,6 @@
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
-#include "tools/virtual_unit.h"
 
 namespace corvane::tools {
 namespace {
@@ -113,7 +112,8 @@ nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
 
 void initDevice(const FactOptions& options) {
   const std::filesystem::path folder = VirtualDevice::defaultFolder();
-  if (hasUnit()) {
+  std::error_code error;
+  if (std::filesystem::exists(folder / "device.plist", error)) {
     throw CommandError(kFailed, "there is a unit in " + folder.string() +
                                     " already; \"corvane device set\" changes it");
   }

@@ -18,9 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kMaxName = 40;
-constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
-constexpr std::string_view kNameCharacters = "abcdefghijklmnopqrstuvwxyz0123456789_-";
 constexpr char kNameRule[] = "lower-case letters, digits, - and _, a letter first, at most 40";
 constexpr int kFirstOffset = 24;
 
@@ -78,11 +75,7 @@ std::vector<Station> neighbours() {
   return stations;
 }
 
-std::string keyOf(int number) {
-  std::string digits = std::to_string(number);
-  digits.insert(0, 3 - digits.size(), '0');
-  return "R" + digits;
-}
+std::string keyOf(int number) { return "R" + std::to_string(1000 + number).substr(1); }
 
 /// Returns `given` when it has no owner or, when absent, the first candidate that has none. Throws
 /// for a given one that has an owner, with one that is free, and when none is free.
@@ -143,20 +136,16 @@ std::string filled(std::string_view text, const Station& station) {
 }
 
 void checkName(const std::string& name) {
-  const bool isName = !name.empty() && name.size() <= kMaxName &&
-                      kLetters.find(name[0]) != kLetters.npos &&
-                      name.find_first_not_of(kNameCharacters) == name.npos;
-  if (!isName) {
+  if (!std::regex_match(name, std::regex("[a-z][a-z0-9_-]{0,39}"))) {
     throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule);
   }
   // Targets of every build, and of the station's tests.
   for (const char* target : {"all", "clean", "edit_cache", "help", "install", "preinstall",
                              "rebuild_cache", "test", "station_test"}) {
     if (name != target) continue;
-    throw CommandError(kUsage, "'" + name +
-                                   "' is the name of a target in every station's build; try "
-                                   "'test-" +
-                                   name + "'");
+    std::string text = "'" + name;
+    text.append("' is the name of a target in every station's build; try 'test-").append(name);
+    throw CommandError(kUsage, text + "'");
   }
 }
 

@@ -44,11 +44,8 @@ void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
 
 void printOnce(const PsOptions& options) {
   const Sample sample = takeSample();
-  if (options.json) {
-    printJson(std::cout, sample, options.threads);
-  } else {
-    printTable(std::cout, sample, options.threads);
-  }
+  options.json ? printJson(std::cout, sample, options.threads)
+               : printTable(std::cout, sample, options.threads);
   if (sample.failure.empty()) return;
   throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
 }
@@ -90,11 +87,8 @@ void watchProcesses(const PsOptions& options) {
   for (int64_t missed = 0; std::cout;) {
     std::this_thread::sleep_until(due);
     const Sample sample = takeSample();
-    if (options.json) {
-      printJsonLine(std::cout, sample, options.threads, missed);
-    } else {
-      showAgain(sample, options.threads);
-    }
+    options.json ? printJsonLine(std::cout, sample, options.threads, missed)
+                 : showAgain(sample, options.threads);
     missed = std::max<int64_t>(0, (Clock::now() - due) / interval);
     due += interval * (missed + 1);
   }

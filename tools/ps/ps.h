@@ -16,7 +16,6 @@
 /// What `corvane ps` shows.
 namespace corvane::tools {
 
-/// What the kernel says about one thread.
 struct ThreadSample {
   /// Of TH_USAGE_SCALE, which is one processor.
   integer_t usage = 0;
