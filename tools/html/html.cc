@@ -39,7 +39,7 @@ border-bottom:1px solid var(--line);overflow-wrap:normal}
 .wide .number{text-align:right;white-space:nowrap;min-width:0}
 .wide .long{overflow-wrap:anywhere;min-width:7rem}
 .wide thead .long{overflow-wrap:normal;white-space:normal}
-.wide .line{white-space:nowrap}
+.wide .line{white-space:nowrap}.wide .value{min-width:12rem}
 pre{font:.875rem/1.45 ui-monospace,monospace;margin:0}
 .log{max-height:32rem;overflow:auto}
 .plot svg{display:block;width:100%;min-width:40rem;height:auto}
@@ -49,6 +49,8 @@ figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20
 .chart rect,.chart circle{fill:var(--mark)}.chart polyline{fill:none;stroke:var(--mark)}
 .chart .spread{stroke:var(--mark)}.chart .limit{stroke:var(--limit);stroke-dasharray:4 2}
 @media print{:root{color-scheme:light}body{max-width:none;padding:0}.log{max-height:none;overflow:visible}
+.wide{overflow:visible}.wide table{font-size:.6rem}.wide thead th,.wide .line{white-space:normal}
+.wide th,.wide td{min-width:0!important;padding-right:.4rem}.wide td{overflow-wrap:anywhere}
 pre{white-space:pre-wrap}.good,.bad,.open{-webkit-print-color-adjust:exact;print-color-adjust:exact}
 tr,figure,.verdict{break-inside:avoid}h2,h3{break-after:avoid}}
 )";

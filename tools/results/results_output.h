@@ -57,6 +57,7 @@ struct Value {
 enum class Style : uint8_t {
   kPlace,  ///< What the row is about; such columns come first.
   kText,   ///< May be long.
+  kValue,  ///< With its limits.
   kLine,   ///< Is not broken.
   kNumber
 };

@@ -21,7 +21,7 @@ std::string more(uint64_t count) {
 }
 
 const char* classOf(Style style) {
-  constexpr std::array kClasses = {"long", "long", "line", "number"};
+  constexpr std::array kClasses = {"long", "long", "value", "line", "number"};
   return kClasses[static_cast<size_t>(style)];
 }
 

@@ -192,7 +192,7 @@ class Tables {
                                {"run", "Run", kLine, run.id},
                                {"phase", "Phase", kText, _names.text(phase)},
                                {"measurement", "Measurement", kText, _names.text(name)},
-                               {"value", "Value", kText, value},
+                               {"value", "Value", kValue, value},
                                {"result", "Result", kLine, result},
                                {"reason", "Reason", kText, reason}}});
       };
@@ -272,7 +272,7 @@ class Tables {
                    {"station", "Station", kText, _names.text(run.station)},
                    {"phase", "Phase", kText, _names.text(run.phase)},
                    {"", "Measurement", kText, measured ? _names.text(measured->name) : ""},
-                   {"", "Value", kText, measured ? valueText(*measured, _names) : ""},
+                   {"", "Value", kValue, measured ? valueText(*measured, _names) : ""},
                    {"reason", "Reason", kText, run.reason},
                    {"run", "Run", kLine, run.id},
                    {"verdict", "Verdict", kText, shown},
