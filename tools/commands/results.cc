@@ -2,7 +2,6 @@
 #include <ctime>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <optional>
 
 #include "platform/time_text.h"
@@ -153,41 +152,39 @@ std::map<std::string, T> choicesOf(const auto& names) {
 }  // namespace
 
 void addResults(CLI::App& app) {
-  const auto options = std::make_shared<ResultsOptions>();
   Command command = Command(app).add(
-      "results", "Tell yields, what fails, and measurements from the results of stations");
-  command
-      .text("FILE", options->paths,
-            "Results as stations write them with --results; a folder stands for its\n"
-            ".jsonl and .json files, - for standard input")
-      .required();
-  command.text("--station", options->stations, "Only runs of this station; repeatable");
-  command.text("--unit", options->units, "Only runs on this unit, one by one; repeatable");
-  const auto& verdicts = station::internal::kVerdictNames;
-  command.choices("--verdict", options->verdicts, "Only runs that ended so; repeatable",
-                  {verdicts.begin(), verdicts.end()});
-  command.text("--since", options->since, "Only runs that began at this time or later");
-  command.text("--until", options->until,
-               "Only runs that began up to the end of this day, minute or second");
-  command.choice("--by", options->by, "Group the runs of a station by this",
-                 choicesOf<size_t>(kGroupFields));
-  Option table = command.choice("--table", options->table, "Print only this table, all of it",
-                                choicesOf<TableKind>(kTableNames));
-  command.file("--junit", options->junit,
-               "Also write a JUnit report: a suite a run, a case a phase");
-  command.file("--html", options->html, "Also write a page with yields, failures and histograms");
-  Option csv = command.flag("--csv", options->csv,
-                            "Print CSV: the table, or without one a row for each measurement");
-  const Option json = command.jsonFlag(options->json);
-  csv.excludes(json);
-  table.excludes(json);
-  command.footer(
+      "results", "Tell yields, what fails, and measurements from the results of stations",
       "No unit is needed. A unit's first and last runs count for the yields; refused runs do not.\n"
       "A run counts once, in however many files its lines are. Times are ISO 8601: 2026-11-16, or\n"
       "2026-11-16T08:30:00+01:00; a day without a time is the whole day.\n"
       "Exit status: 0 done, 1 no run was found or a line was damaged, 2 a file cannot be read.\n"
       "Example:\n  corvane results line-3/ --station speaker --since 2026-11-16 --html today.html");
-  command.action([=] { return showResults(*options); });
+  auto& options = command.actionOn<ResultsOptions>(showResults);
+  command
+      .text("FILE", options.paths,
+            "Results as stations write them with --results; a folder stands for its\n"
+            ".jsonl and .json files, - for standard input")
+      .required();
+  command.text("--station", options.stations, "Only runs of this station; repeatable");
+  command.text("--unit", options.units, "Only runs on this unit, one by one; repeatable");
+  const auto& verdicts = station::internal::kVerdictNames;
+  command.choices("--verdict", options.verdicts, "Only runs that ended so; repeatable",
+                  {verdicts.begin(), verdicts.end()});
+  command.text("--since", options.since, "Only runs that began at this time or later");
+  command.text("--until", options.until,
+               "Only runs that began up to the end of this day, minute or second");
+  command.choice("--by", options.by, "Group the runs of a station by this",
+                 choicesOf<size_t>(kGroupFields));
+  Option table = command.choice("--table", options.table, "Print only this table, all of it",
+                                choicesOf<TableKind>(kTableNames));
+  command.file("--junit", options.junit,
+               "Also write a JUnit report: a suite a run, a case a phase");
+  command.file("--html", options.html, "Also write a page with yields, failures and histograms");
+  Option csv = command.flag("--csv", options.csv,
+                            "Print CSV: the table, or without one a row for each measurement");
+  const Option json = command.jsonFlag(options.json);
+  csv.excludes(json);
+  table.excludes(json);
 }
 
 }  // namespace corvane::tools

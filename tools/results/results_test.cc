@@ -333,7 +333,7 @@ TEST_F(ResultsTest, NothingThatIsReadIsReplacedAndNothingIsSilent) {
       {file() + " --junit " + file(), 2, "would replace"},
       {file() + " --html " + path("link").string(), 2, "would replace"},
       {file() + " --html " + path("x").string() + " --junit " + path("x").string(), 2, "same file"},
-      {file() + " --html " + path("none/x").string(), 1, "No such file"},
+      {file() + " --csv --html " + path("none/x").string(), 1, "No such file"},
       {file() + " " + path("missing").string(), 2, "cannot be read: 1"},
       {path("empty").string(), 1, "no run was found in 0 files"},
       {"--station speker " + file(), 1, "no run was found that the filters take in 1 file"},
@@ -343,6 +343,9 @@ TEST_F(ResultsTest, NothingThatIsReadIsReplacedAndNothingIsSilent) {
     const Outcome outcome = run(arguments);
     EXPECT_EQ(outcome.exitStatus, status) << arguments;
     EXPECT_PRED_FORMAT2(IsSubstring, message, outcome.errors);
+    // An output that cannot be written is refused before anything is read.
+    const bool isRefused = arguments.find(" --") != std::string::npos;
+    EXPECT_TRUE(!isRefused || outcome.output.empty()) << arguments;
   }
   EXPECT_EQ(readText(file()), _text);
   const std::string folder = path("killed").string();
