@@ -99,7 +99,8 @@ void checkOutputs(const ResultsOptions& options, const std::vector<std::string>&
                                                                     {"--html", options.html}};
   requireDistinctOutputs(outputs, files);
   for (const auto& [name, file] : outputs) {
-    if (file == "-") throw CommandError(kUsage, name + " - would mix with what is printed");
+    if (file == "-")
+      throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
     if (!file.empty()) requireWritable(file);
   }
 }

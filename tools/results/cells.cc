@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cmath>
+#include <iostream>
 
 #include "platform/number.h"
 #include "platform/printable.h"
 #include "tools/results/results_output.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -23,6 +25,34 @@ std::string csvText(const ordered_json& data) {
   std::string quoted = "\"";
   for (const char character : text) quoted += character == '"' ? "\"\"" : std::string(1, character);
   return quoted + "\"";
+}
+
+char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+/// Prints at most `most` rows of the table as people read it.
+void print(std::ostream& out, const SummaryTable& table, size_t most) {
+  std::vector<Column> columns;
+  for (const Cell& cell : table.rows.at(0).cells) {
+    std::string title = cell.title;
+    std::ranges::transform(title, title.begin(), upperCase);
+    const Align align = cell.style == Style::kNumber ? Align::kRight : Align::kLeft;
+    if (!title.empty()) columns.push_back({title, align});
+  }
+  Table shown(columns);
+  const size_t rows = std::min(most, table.rows.size());
+  for (size_t i = 0; i < rows; ++i) {
+    std::vector<std::string> cells;
+    for (const Cell& cell : table.rows[i].cells) {
+      if (!cell.title.empty()) cells.push_back(printable(cell.text()));
+    }
+    shown.addRow(std::move(cells));
+  }
+  shown.print(out);
+  if (const uint64_t more = table.rows.size() - rows + table.left; more > 0) {
+    out << "... and " << more << " more";
+    if (rows < table.rows.size()) out << ": --table " << table.name;
+    out << "\n";
+  }
 }
 
 }  // namespace
@@ -142,6 +172,37 @@ Cells cellsOf(const Measurement& measurement, const Names& names) {
           {"expected", isCheck ? Value(measurement.expected, "") : Value()},
           {"attempt", measurement.attempt == 0 ? Value() : Value(measurement.attempt)},
           {"repeated", measurement.isRepeated}};
+}
+
+std::vector<std::pair<std::string, uint64_t>> leftOut(const ResultsSource& source) {
+  std::vector<std::pair<std::string, uint64_t>> texts = {
+      {"damaged lines, left out", source.damagedLines},
+      {"files or folders that cannot be read", source.unreadableFiles},
+      {"lines read before or after the end of their run, left out", source.repeatedLines}};
+  std::erase_if(texts, [](const auto& text) { return text.second == 0; });
+  return texts;
+}
+
+void printTable(std::ostream& out, TableKind kind, const Results& results, bool asCsv) {
+  const SummaryTable table = tableOf(kind, results);
+  if (table.rows.empty()) {
+    std::cerr << "corvane: the table " << table.name << " is empty\n";
+    return;
+  }
+  if (!asCsv) return print(out, table, SIZE_MAX);
+  printCsv(out, table.rows[0].cells, true);
+  for (const TableRow& row : table.rows) printCsv(out, row.cells);
+}
+
+void printSummary(std::ostream& out, const Results& results) {
+  for (size_t i = 0; i < kTableNames.size(); ++i) {
+    const auto kind = static_cast<TableKind>(i);
+    if (kind > TableKind::kHistory && results.summary.history.count > 0) break;
+    const SummaryTable table = tableOf(kind, results);
+    if (table.rows.empty()) continue;
+    if (i > 0) out << "\n" << table.title << "\n";
+    print(out, table, table.maxRows);
+  }
 }
 
 }  // namespace corvane::tools

@@ -1,15 +1,8 @@
 #ifndef CORVANE_TOOLS_RESULTS_RESULTS_OUTPUT_H_
 #define CORVANE_TOOLS_RESULTS_RESULTS_OUTPUT_H_
 
-#include <array>
-#include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <ostream>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
 #include "platform/or_null.h"
 #include "platform/scoped_file.h"
@@ -119,7 +112,8 @@ struct TableRow {
 };
 
 struct SummaryTable {
-  std::string title;
+  std::string_view name, title;
+  size_t maxRows;  ///< Among other tables.
   std::vector<TableRow> rows = {};
   uint64_t left = 0;  ///< Rows that were not kept.
 };

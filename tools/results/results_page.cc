@@ -40,14 +40,17 @@ class Page {
  public:
   explicit Page(const Results& results) : _results(results) {
     if (results.summary.groupBy) return;
+    uint64_t count = 0;
     for (const TableRow& row : tableOf(TableKind::kMeasurements, results).rows) {
-      if (row.measurement->values.count() == 0 || ++_charts > kMaxCharts) continue;
-      const std::string id = "chart-" + std::to_string(_charts);
+      if (row.measurement->values.count() == 0 || ++count > kMaxCharts) continue;
+      const std::string id = "chart-" + std::to_string(count);
       _chartOf.emplace(row.measurement, id);
-      _chartsHtml +=
-          measurementChart(*row.measurement, id, placeOf(row), results.summary.spanHours);
+      charts += measurementChart(*row.measurement, id, placeOf(row), results.summary.spanHours);
     }
+    if (count > kMaxCharts) charts += more(count - kMaxCharts);
   }
+
+  std::string charts;
 
   /// Returns the table with its heading; `ifEmpty` in its place when it has no rows.
   std::string section(TableKind kind, const std::string& ifEmpty = "") const {
@@ -55,10 +58,6 @@ class Page {
     const std::string heading = "<h2>" + markupText(table.title) + "</h2>\n";
     if (!table.rows.empty()) return heading + htmlOf(kind, table);
     return ifEmpty.empty() ? "" : heading + paragraph(ifEmpty);
-  }
-
-  std::string charts() const {
-    return _chartsHtml + more(_charts > kMaxCharts ? _charts - kMaxCharts : 0);
   }
 
   /// Returns the charts of the yields over time, or with groups a table.
@@ -117,7 +116,7 @@ class Page {
       rows.push_back(rowOf(table.rows[i]));
       if (kind == TableKind::kFailures) rows.back().cells.push_back(unitsOf(table.rows[i]));
     }
-    return htmlTable(table.title, titles, rows, classes) +
+    return htmlTable(std::string(table.title), titles, rows, classes) +
            more(table.rows.size() - count + table.left);
   }
 
@@ -145,9 +144,7 @@ class Page {
   }
 
   const Results& _results;
-  size_t _charts = 0;
   std::unordered_map<const MeasurementSummary*, std::string> _chartOf;
-  std::string _chartsHtml;
 };
 
 }  // namespace
@@ -163,7 +160,7 @@ std::string summaryAsHtml(const Results& results, const std::string& madeAt) {
                        "No phase failed, and no measurement was outside its limits.") +
           page.section(TableKind::kFailedRuns, "Every run that was not refused passed.") +
           page.times() + page.section(TableKind::kMeasurements, "Nothing was measured.") +
-          page.charts() + page.section(TableKind::kPhases) + page.about(madeAt);
+          page.charts + page.section(TableKind::kPhases) + page.about(madeAt);
   return htmlPage("Results", html);
 }
 

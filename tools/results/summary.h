@@ -1,19 +1,10 @@
 #ifndef CORVANE_TOOLS_RESULTS_SUMMARY_H_
 #define CORVANE_TOOLS_RESULTS_SUMMARY_H_
 
-#include <array>
-#include <cstdint>
-#include <deque>
-#include <functional>
 #include <iterator>
 #include <limits>
 #include <map>
-#include <optional>
-#include <string>
-#include <unordered_map>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 
 #include "tools/results/run_reader.h"
 

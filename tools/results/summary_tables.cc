@@ -2,13 +2,10 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
-#include <iostream>
 #include <tuple>
 
-#include "platform/printable.h"
 #include "platform/time_text.h"
 #include "tools/results/results_output.h"
-#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -54,8 +51,6 @@ Value time(const RunHead& run) {
   return {run.timeText, localTimeText(run.time / 1000).value_or(run.timeText)};
 }
 
-char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 Cells secondsOf(const Duration& duration) {
   // To the millisecond, as results have them.
   const auto seconds = [&](float taken) {
@@ -75,7 +70,8 @@ class Tables {
       : _summary(results.summary), _names(results.names), _source(results.source) {}
 
   SummaryTable table(TableKind kind) const {
-    SummaryTable table{kAbout[static_cast<size_t>(kind)].title};
+    const auto [title, maxRows] = kAbout[static_cast<size_t>(kind)];
+    SummaryTable table{kTableNames[static_cast<size_t>(kind)], title, maxRows};
     if (kind == kFailedRuns) addFailedRuns(table);
     if (kind == kHistory) addHistory(table);
     for (const StationSummary& station : _summary.stations) addRows(table, kind, station);
@@ -213,7 +209,7 @@ class Tables {
     Cells cells = {{"station", "Station", kPlace, _names.text(station.name)}};
     if (_summary.groupBy) {
       const std::string name(kGroupFields[*_summary.groupBy]);
-      cells.emplace_back(name, upperCase(name[0]) + name.substr(1), kPlace,
+      cells.emplace_back(name, static_cast<char>(name[0] - 'a' + 'A') + name.substr(1), kPlace,
                          _summary.groups.text(station.group));
     }
     return cells;
@@ -348,66 +344,9 @@ class Tables {
   const ResultsSource& _source;
 };
 
-/// Prints at most `most` rows of the table as people read it.
-void print(std::ostream& out, TableKind kind, const SummaryTable& table, size_t most) {
-  std::vector<Column> columns;
-  for (const Cell& cell : table.rows.at(0).cells) {
-    std::string title = cell.title;
-    std::ranges::transform(title, title.begin(), upperCase);
-    const Align align = cell.style == kNumber ? Align::kRight : Align::kLeft;
-    if (!title.empty()) columns.push_back({title, align});
-  }
-  Table shown(columns);
-  const size_t rows = std::min(most, table.rows.size());
-  for (size_t i = 0; i < rows; ++i) {
-    std::vector<std::string> cells;
-    for (const Cell& cell : table.rows[i].cells) {
-      if (!cell.title.empty()) cells.push_back(printable(cell.text()));
-    }
-    shown.addRow(std::move(cells));
-  }
-  shown.print(out);
-  if (const uint64_t more = table.rows.size() - rows + table.left; more > 0) {
-    out << "... and " << more << " more";
-    if (rows < table.rows.size()) out << ": --table " << kTableNames[static_cast<size_t>(kind)];
-    out << "\n";
-  }
-}
-
 }  // namespace
 
-std::vector<std::pair<std::string, uint64_t>> leftOut(const ResultsSource& source) {
-  std::vector<std::pair<std::string, uint64_t>> texts = {
-      {"damaged lines, left out", source.damagedLines},
-      {"files or folders that cannot be read", source.unreadableFiles},
-      {"lines read before or after the end of their run, left out", source.repeatedLines}};
-  std::erase_if(texts, [](const auto& text) { return text.second == 0; });
-  return texts;
-}
-
 SummaryTable tableOf(TableKind kind, const Results& results) { return Tables(results).table(kind); }
-
-void printTable(std::ostream& out, TableKind kind, const Results& results, bool asCsv) {
-  const SummaryTable table = tableOf(kind, results);
-  if (table.rows.empty()) {
-    std::cerr << "corvane: the table " << kTableNames[static_cast<size_t>(kind)] << " is empty\n";
-    return;
-  }
-  if (!asCsv) return print(out, kind, table, SIZE_MAX);
-  printCsv(out, table.rows[0].cells, true);
-  for (const TableRow& row : table.rows) printCsv(out, row.cells);
-}
-
-void printSummary(std::ostream& out, const Results& results) {
-  for (size_t i = 0; i < kTableNames.size(); ++i) {
-    const auto kind = static_cast<TableKind>(i);
-    if (kind > kHistory && results.summary.history.count > 0) break;
-    const SummaryTable table = tableOf(kind, results);
-    if (table.rows.empty()) continue;
-    if (i > 0) out << "\n" << table.title << "\n";
-    print(out, kind, table, kAbout[i].maxRows);
-  }
-}
 
 ordered_json summaryAsJson(const Results& results) {
   const Tables tables(results);
