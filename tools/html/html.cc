@@ -48,9 +48,10 @@ figure{display:inline-block;vertical-align:top;margin:0 1.5rem 1.5rem 0;width:20
 .chart text{fill:var(--text)}.chart .axis{stroke:var(--faint)}
 .chart rect,.chart circle{fill:var(--mark)}.chart polyline{fill:none;stroke:var(--mark)}
 .chart .spread{stroke:var(--mark)}.chart .limit{stroke:var(--limit);stroke-dasharray:4 2}
+@media print and (min-width:30rem){.wide{overflow:visible}.wide table{font-size:.6rem}
+.wide thead th,.wide .line{white-space:normal}.wide td{overflow-wrap:anywhere}
+.wide th,.wide td{min-width:0!important;padding-right:.4rem}}
 @media print{:root{color-scheme:light}body{max-width:none;padding:0}.log{max-height:none;overflow:visible}
-.wide{overflow:visible}.wide table{font-size:.6rem}.wide thead th,.wide .line{white-space:normal}
-.wide th,.wide td{min-width:0!important;padding-right:.4rem}.wide td{overflow-wrap:anywhere}
 pre{white-space:pre-wrap}.good,.bad,.open{-webkit-print-color-adjust:exact;print-color-adjust:exact}
 tr,figure,.verdict{break-inside:avoid}h2,h3{break-after:avoid}}
 )";
