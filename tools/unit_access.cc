@@ -74,18 +74,16 @@ void requireDataToLook() {
   unit::openDataArea();
 }
 
-void requireInside(uint32_t offset, size_t size) {
-  if (offset < size) return;
-  throw CommandError(kUsage, "offset " + std::to_string(offset) + " lies outside the data set of " +
-                                 std::to_string(size) + " bytes");
-}
-
 void requireControlBit(uint32_t offset, bool isForced) {
   if (offset < unit::kControlBits) return;
   const std::vector<uint8_t> contents = unit::readDiagnosticData();
-  requireInside(offset, contents.size());
+  const std::string place = "offset " + std::to_string(offset);
+  if (offset >= contents.size()) {
+    throw CommandError(kUsage, place + " lies outside the data set of " +
+                                   std::to_string(contents.size()) + " bytes");
+  }
   if (isForced) return;
-  throw CommandError(kFailed, "the byte at offset " + std::to_string(offset) + " " +
+  throw CommandError(kFailed, "the byte at " + place + " " +
                                   unit::recordByteText(offset, contents) +
                                   "; nothing was changed: --force changes it");
 }

@@ -30,8 +30,6 @@ void addLook(Command group, const std::string& name, const std::string& about,
   command.jsonFlag(command.actionOn<bool>(look));
 }
 
-/// Throws CommandError unless `offset` lies inside a data set of `size` bytes.
-void requireInside(uint32_t offset, size_t size);
 /// Throws CommandError for an offset outside the data set of the control-bit bytes and, unless
 /// `isForced`, for one that lies among the records.
 void requireControlBit(uint32_t offset, bool isForced);

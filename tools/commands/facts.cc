@@ -30,7 +30,7 @@ Json asJson(const unit::Facts& facts) {
 std::string textOf(Json facts) {
   if (facts.value("optionsSet", Json()) == false) facts["options"] = "(the key OPTS is not set)";
   facts.erase("optionsSet");
-  const std::string table = factTable(facts, "(cannot be read)").text();
+  std::string table = factTable(facts, "(cannot be read)").text();
   if (!facts["model"].is_null()) return table;
   return table + "Without a model's name, the device carries what an unknown model does.\n";
 }

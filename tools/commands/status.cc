@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iomanip>
 #include <iostream>
 #include <map>
@@ -61,24 +62,16 @@ void printGrid(std::span<const uint8_t> bytes) {
 }
 
 struct ShowOptions {
-  std::optional<uint32_t> from, to;
-  bool written = false;
-  bool list = false;
-  bool json = false;
+  bool list = false, written = false, json = false;
 };
 
 void showStatus(const ShowOptions& options) {
-  const uint32_t from = options.from.value_or(0);
-  const uint32_t to = options.to.value_or(unit::kControlBits - 1);
-  if (from > to) throw CommandError(kUsage, "--from is greater than --to");
   requireDataToLook();
-  const std::vector<uint8_t> bytes = unit::readDiagnosticData();
-  requireInside(to, bytes.size());
-  if (!options.from && !options.to && !options.written && !options.list && !options.json) {
-    return printGrid(std::span(bytes).first(to + 1));
-  }
+  const std::vector<uint8_t> data = unit::readDiagnosticData();
+  const auto bytes = std::span(data).first(std::min<size_t>(data.size(), unit::kControlBits));
+  if (!options.written && !options.list && !options.json) return printGrid(bytes);
   std::vector<ControlBit> shown;
-  for (uint32_t offset = from; offset <= to; ++offset) {
+  for (size_t offset = 0; offset < bytes.size(); ++offset) {
     if (!options.written || bytes[offset] != 0xFF) shown.push_back({offset, bytes[offset]});
   }
   printResult(options.json, {{"bytes", controlBitsAsJson(shown)}}, controlBitTable(shown).text());
@@ -113,8 +106,6 @@ void setStatus(const StatusOptions& options) {
 
 void addStatusShow(Command group) {
   auto& options = group.actionOn<ShowOptions>(showStatus);
-  group.number("--from", options.from, "First offset; 0 if not given");
-  group.number("--to", options.to, "Last offset; 127 if not given");
   group.flag("--list", options.list, "One byte to a line instead of the grid");
   group.flag("--written", options.written, "Only bytes that are not 0xff");
   group.jsonFlag(options.json);
@@ -155,7 +146,6 @@ void addStatus(CLI::App& app) {
       "The grid is coloured on a terminal, unless NO_COLOR is set or TERM is dumb.\n"
       "Examples:\n"
       "  corvane status --written             only bytes that a station wrote\n"
-      "  corvane status --from 16 --to 31 --json\n"
       "  corvane status suite passed");
   addStatusShow(group);
   addStatusSet(group);
