@@ -57,7 +57,8 @@ struct RunFilter {
 std::vector<std::string> filtersOf(const ResultsOptions& options) {
   std::vector<std::string> filters;
   const auto add = [&](const std::string& option, const std::vector<std::string>& values) {
-    for (const std::string& value : values) filters.push_back(option + " " + value);
+    for (const std::string& value : values)
+      filters.push_back(std::string(option).append(" ").append(value));
   };
   add("--station", options.stations);
   add("--unit", options.units);

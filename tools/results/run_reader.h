@@ -44,7 +44,7 @@ class Names {
 
 /// What a measurement or a check is. Names are numbers of Names, here and below.
 struct MeasurementHead {
-  auto operator<=>(const MeasurementHead&) const = default;
+  auto operator<=>(const MeasurementHead&) const = default;  // NOLINT(modernize-use-nullptr)
 
   uint32_t phase = 0;
   uint32_t name = 0;
