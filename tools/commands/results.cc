@@ -57,8 +57,7 @@ struct RunFilter {
 std::vector<std::string> filtersOf(const ResultsOptions& options) {
   std::vector<std::string> filters;
   const auto add = [&](const std::string& option, const std::vector<std::string>& values) {
-    for (const std::string& value : values)
-      filters.push_back(std::string(option).append(" ").append(value));
+    for (const std::string& value : values) filters.push_back(std::string(option) += " " + value);
   };
   add("--station", options.stations);
   add("--unit", options.units);

@@ -77,7 +77,6 @@ using Cells = std::vector<Cell>;
 
 /// Adds cells at the end, with `prefix` before their names.
 void append(Cells& cells, Cells added, const std::string& prefix = "");
-/// Returns the cells without their values.
 Cells blank(Cells cells);
 /// Prints a line of CSV, the values or the names of the cells.
 void printCsv(std::ostream& out, const Cells& cells, bool asNames = false);
