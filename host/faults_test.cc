@@ -46,11 +46,9 @@ TEST_F(FaultsTest, ARuleThatCannotBeUsedChangesNothingAndSaysWhy) {
   const std::pair<const char*, const char*> cases[] = {
       {"IOMasterPort=0,Nonsense@1", "'Nonsense@1' names no platform function"},
       {"IOMasterPort@0", "occurrence"},
-      {"IOMasterPort@", "occurrence"},
       {"IOMasterPort@1++", "occurrence"},
       {"IOMasterPort=", "result"},
       {"IOMasterPort=1x", "result"},
-      {"IOMasterPort= 1", "result"},
       {"CFNumberCreate=3", "can only yield null"},
       {"stuck:A", "stuck:SET:OFFSET=BYTE"},
       {"stuck:A:1=256", "0xFF"},

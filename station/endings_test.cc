@@ -2,13 +2,13 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <thread>
 
-#include "platform/unit_lock.h"
 #include "station/testing/speaker_station.h"
 
 namespace corvane::station {
@@ -272,38 +272,22 @@ void interruptLater() {
   }).detach();
 }
 
-TEST_F(EndingsTest, ASignalDuringTheFirstWaitForTheLockLeavesTheUnitAsItWas) {
-  const auto lock = holdUnitLock();
-  const auto station = [&] {
+TEST_F(EndingsTest, ASignalEndsTheWaitForTheLock) {
+  // An open file of its own keeps the kit in the same process waiting.
+  const auto lockAndInterrupt = [this] {
+    const int file = ::open((_unit.folder() / ".lock").c_str(), O_RDWR);
+    EXPECT_EQ(::flock(file, LOCK_EX), 0);
     interruptLater();
-    return runStation(passingBody).exitStatus();
   };
-  EXPECT_EQ(runInChild(station), 128 + SIGTERM);
+  EXPECT_EQ(runInChild([&] { return lockAndInterrupt(), runStation(passingBody).exitStatus(); }),
+            128 + SIGTERM);
   EXPECT_EQ(held().status, 0xFF);
   expectFields(results().back(), R"({"type": "end", "count": null, "after": null,
                                      "reason": "interrupted by SIGTERM before the unit was marked"})");
-}
-
-TEST_F(EndingsTest, ASignalDuringTheLastWaitForTheLockCounts) {
-  int isInPhase[2], isLocked[2];
-  ASSERT_EQ(::pipe(isInPhase) + ::pipe(isLocked), 0);
-  char byte = 0;
-  const auto station = [&] {
-    return runStation([&](TestRun& run) {
-             run.phase("tone", {.isSetUp = true}, [&](Phase&) {
-               EXPECT_EQ(::write(isInPhase[1], &byte, 1) + ::read(isLocked[0], &byte, 1), 2);
-               interruptLater();
-             });
-           })
-        .exitStatus();
+  const auto atTheEnd = [&](TestRun& run) {
+    run.phase("tone", {.isSetUp = true}, [&](Phase&) { lockAndInterrupt(); });
   };
-  std::shared_ptr<const void> lock;
-  const auto lockUnit = [&](pid_t) {
-    EXPECT_EQ(::read(isInPhase[0], &byte, 1), 1);
-    lock = holdUnitLock();
-    EXPECT_EQ(::write(isLocked[1], &byte, 1), 1);
-  };
-  EXPECT_EQ(runInChild(station, lockUnit), 128 + SIGTERM);
+  EXPECT_EQ(runBody(atTheEnd), 128 + SIGTERM);
   EXPECT_EQ(held().status, kIncomplete);
   EXPECT_EQ(results().back()["reason"], "interrupted by SIGTERM");
 }

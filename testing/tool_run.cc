@@ -3,15 +3,12 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <regex>
 
 namespace corvane::testing {
 
 std::string shellWord(const std::filesystem::path& path) {
-  std::string word = "'";
-  for (const char character : path.string()) {
-    word += character == '\'' ? std::string("'\\''") : std::string(1, character);
-  }
-  return word + "'";
+  return "'" + std::regex_replace(path.string(), std::regex("'"), R"('\'')") + "'";
 }
 
 void expectFields(const nlohmann::json& document, const std::string& fields) {

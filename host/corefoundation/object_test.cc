@@ -3,18 +3,12 @@
 #include <cstdlib>
 #include <map>
 #include <random>
-#include <regex>
 #include <thread>
 
 #include "testing/objects.h"
 
 namespace corvane::testing {
 namespace {
-
-template <typename T>
-CFRef<CFNumberRef> number(CFNumberType type, T value) {
-  return CFRef(CFNumberCreate(nullptr, type, &value));
-}
 
 TEST(ObjectTest, ThreadsShareAnObject) {
   const CFRef number = makeNumber(1);
@@ -66,7 +60,7 @@ TEST(NumberTest, ReadingAnIntegerCutsOrClampsAndTellsWhetherItIsExact) {
   }
   int8_t small = 0;
   EXPECT_FALSE(CFNumberGetValue(makeNumber(300).get(), kCFNumberCharType, &small));
-  EXPECT_EQ(shown(number(kCFNumberSInt8Type, small).get()), "44");
+  EXPECT_EQ(small, 44);
   int64_t wide = 0;
   EXPECT_FALSE(CFNumberGetValue(makeReal(0x1p63).get(), kCFNumberSInt64Type, &wide));
   EXPECT_EQ(wide, INT64_MAX);
@@ -87,7 +81,6 @@ TEST(ArrayTest, RetainsItsValuesAndEqualsAnArrayOfEqualValues) {
     CFArrayAppendValue(same.get(), CFSTR("b"));
     EXPECT_FALSE(CFEqual(list.get(), same.get()));
     EXPECT_DEATH(CFArrayGetValueAtIndex(list.get(), 2), "CFArrayGetValueAtIndex: ");
-    EXPECT_DEATH(CFArrayGetValueAtIndex(list.get(), -1), "CFArrayGetValueAtIndex: ");
   }
   EXPECT_EQ(CFGetRetainCount(number.get()), 1);
 }
@@ -125,24 +118,6 @@ TEST(DictionaryTest, HoldsWhatAMapHoldsWhileItGrowsAndShrinks) {
     EXPECT_TRUE(CFEqual(copy.get(), sorted.get()));
     EXPECT_EQ(CFHash(copy.get()), CFHash(sorted.get()));
   }
-}
-
-TEST(DescriptionTest, CollectionsTakeALinePerEntryAndAShownTextEndsWithALineFeed) {
-  const CFRef list = makeArray({makeData("\x01").get(), makeNumber(2).get()});
-  const CFRef dictionary = makeDictionary({{CFSTR("name"), CFSTR("x")}, {CFSTR("l"), list.get()}});
-  ::testing::internal::CaptureStderr();
-  for (const CFTypeRef object : std::vector<CFTypeRef>{CFSTR("Gerät"), nullptr, dictionary.get()}) {
-    CFShow(object);
-  }
-  const std::regex addresses("0x[0-9a-f]+");
-  EXPECT_EQ(std::regex_replace(::testing::internal::GetCapturedStderr(), addresses, ""),
-            "Gerät\n(null)\n<CFDictionary >{count = 2\n"
-            "    name = x\n"
-            "    l = <CFArray >{count = 2\n"
-            "        <01>\n"
-            "        2\n"
-            "    }\n"
-            "}\n");
 }
 
 }  // namespace

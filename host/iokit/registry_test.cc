@@ -72,25 +72,6 @@ TEST_F(RegistryTest, ThreadsFindAndReleaseEntriesWithoutDisturbingEachOther) {
   EXPECT_EQ(VirtualDevice::openHandles(), 0u);
 }
 
-TEST_F(RegistryTest, AClassMayHaveSeveralServices) {
-  testing::writeText(_unit.folder() / kDeviceFile,
-                     "<plist><dict><key>registry</key><dict><key>IOPMPowerSource</key><array>"
-                     "<dict><key>IORegistryEntryName</key><string>first</string></dict>"
-                     "<dict><key>IORegistryEntryName</key><string>second</string></dict>"
-                     "</array></dict></dict></plist>");
-  io_iterator_t services = 0;
-  ASSERT_EQ(IOServiceGetMatchingServices(0, IOServiceMatching("IOPMPowerSource"), &services), 0);
-  for (const char* name : {"first", "second"}) {
-    const IOObject service(IOIteratorNext(services));
-    EXPECT_EQ(nameOf(service), name);
-    EXPECT_EQ(IORegistryEntrySetCFProperties(service.get(), kCFBooleanTrue), kIOReturnBadArgument);
-  }
-  EXPECT_EQ(IOIteratorNext(services), 0u);
-  EXPECT_EQ(IOObjectRelease(services), 0);
-  EXPECT_EQ(IOObjectRelease(services), KERN_INVALID_NAME);
-  EXPECT_EQ(VirtualDevice::openHandles(), 0u);
-}
-
 TEST_F(RegistryTest, ADamagedNvramFileIsNamedOnceAndLeftAloneAndAMissingOneIsMade) {
   const std::filesystem::path file = _unit.folder() / kNvramFile;
   const std::pair<std::string, std::string> cases[] = {

@@ -122,11 +122,7 @@ REPLACE(kSpace, mkdirat, (int folder, const char* path, mode_t mode), SYS_mkdira
         mode)
 REPLACE(kSpace, symlinkat, (const char* target, int folder, const char* path), SYS_symlinkat,
         target, folder, path)
-REPLACE(kSpace, symlink, (const char* target, const char* path), SYS_symlinkat, target, AT_FDCWD,
-        path)
 REPLACE(kNothing, chmod, (const char* path, mode_t mode), SYS_fchmodat, AT_FDCWD, path, mode)
-REPLACE(kSpace, link, (const char* path, const char* newPath), SYS_linkat, AT_FDCWD, path, AT_FDCWD,
-        newPath, 0)
 REPLACE(kSpace, linkat,
         (int folder, const char* path, int newFolder, const char* newPath, int flags), SYS_linkat,
         folder, path, newFolder, newPath, flags)
