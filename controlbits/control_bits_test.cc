@@ -13,7 +13,16 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using Strings = std::vector<std::string>;
 
-class ControlBitsTest : public corvane::testing::UnitTest {};
+class ControlBitsTest : public corvane::testing::UnitTest {
+ protected:
+  ControlBitsTest() { EXPECT_EQ(ControlBits::getReady(), 0); }
+};
+
+Bytes counting(size_t length) {
+  Bytes bytes(length);
+  std::iota(bytes.begin(), bytes.end(), uint8_t{1});
+  return bytes;
+}
 
 TEST_F(ControlBitsTest, GetReadyStopsAtTheFirstFailedStep) {
   const std::string noPort = "Failed to get master device port.\nFailed to get master port.\n";
@@ -38,9 +47,8 @@ TEST_F(ControlBitsTest, GetReadyStopsAtTheFirstFailedStep) {
 }
 
 TEST_F(ControlBitsTest, RawReadersFillTheBufferFromTheStartOfTheirSet) {
-  ASSERT_EQ(ControlBits::getReady(), 0);
-  Bytes contents(8192), buffer(8192);
-  std::iota(contents.begin(), contents.end(), uint8_t{0});
+  const Bytes contents = counting(8192);
+  Bytes buffer(8192);
   _unit.setDataSet("VelmoDiagnosticDataSysCfg", contents);
   EXPECT_EQ(ControlBits::readSysCfgBytes(buffer.data(), 8192), 0);
   EXPECT_EQ(buffer, contents);
@@ -80,12 +88,7 @@ TEST(ControlBitByteTest, FailCountCodesAreTheStationsTable) {
 
 const std::string kPerform = "Control Bits: writeControlBits perform the changes";
 
-class WritersTest : public corvane::testing::UnitTest {
- protected:
-  WritersTest() { EXPECT_EQ(ControlBits::getReady(), 0); }
-};
-
-TEST_F(WritersTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges) {
+TEST_F(ControlBitsTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges) {
   const struct {
     uint8_t before;
     int32_t status, count;
@@ -107,53 +110,50 @@ TEST_F(WritersTest, TheGenericWriterSetsStatusAndCountAndWritesOnlyChanges) {
   }
 }
 
-TEST_F(WritersTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
+TEST_F(ControlBitsTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
   const auto suite = &ControlBits::writeCorvaneStatus;
   const auto collection = &ControlBits::writeLogCollectionStatus;
-  const char* badSuite =
-      "FATAL ERROR bad Corvane state passed to "
-      "writeCorvaneStatus:(CorvaneControlBitStatus)status";
-  const char* badCollection =
-      "FATAL ERROR bad Log Collection state passed to "
-      "writeLogCollectionStatus:(LogCollectionControlBitStatus)status";
   const struct {
     void (*write)(int32_t);
-    size_t offset;
     uint8_t before;
     int32_t status;
     uint8_t after;
-    const char* line;
+    std::string name = "";  // None: the status is unknown.
   } cases[] = {
-      {suite, 18, 0xFF, kCorvaneCotnrolBitsPassed, 0xFC, "writeStatus kCorvaneCotnrolBitsPassed"},
-      {suite, 18, 0xE3, kCorvaneControlBitsIncompleteTest, 0xE1,
-       "writeStatus kCorvaneControlBitsIncompleteTest"},
-      {suite, 18, 0x00, kCorvaneControlBitsFailed, 0x02, "writeStatus kCorvaneControlBitsFailed"},
-      {suite, 18, 0xFF, kCorvaneControlBitsNotTested, 0xFF,
-       "writeStatus kCorvaneControlBitsNotTested"},
-      {suite, 18, 0xF8, 7, 0xFF, badSuite},
-      {suite, 18, 0x00, -1, 0xFF, badSuite},
-      {suite, 18, 0x00, 4, 0x04, badSuite},
-      {collection, 9, 0xFF, kLogCollectionControlBitsComplete, 0xFC,
-       "writeStatus kLogCollectionControlBitsComplete"},
-      {collection, 9, 0x01, kLogCollectionControlBitsIncomplete, 0x01,
-       "writeStatus kLogCollectionControlBitsIncomplete"},
-      {collection, 9, 0xFC, 2, 0xFE, badCollection},
-      {collection, 9, 0xFC, INT_MIN, 0xFC, badCollection},
+      {suite, 0xFF, kCorvaneCotnrolBitsPassed, 0xFC, "kCorvaneCotnrolBitsPassed"},
+      {suite, 0xE3, kCorvaneControlBitsIncompleteTest, 0xE1, "kCorvaneControlBitsIncompleteTest"},
+      {suite, 0x00, kCorvaneControlBitsFailed, 0x02, "kCorvaneControlBitsFailed"},
+      {suite, 0xFF, kCorvaneControlBitsNotTested, 0xFF, "kCorvaneControlBitsNotTested"},
+      {suite, 0xF8, 7, 0xFF},
+      {suite, 0x00, -1, 0xFF},
+      {suite, 0x00, 4, 0x04},
+      {collection, 0xFF, kLogCollectionControlBitsComplete, 0xFC,
+       "kLogCollectionControlBitsComplete"},
+      {collection, 0x01, kLogCollectionControlBitsIncomplete, 0x01,
+       "kLogCollectionControlBitsIncomplete"},
+      {collection, 0xFC, 2, 0xFE},
+      {collection, 0xFC, INT_MIN, 0xFC},
   };
   for (const auto& c : cases) {
-    setByte(c.offset, c.before);
-    Strings log = {std::string("Control Bits: ") + c.line};
+    const bool isSuite = c.write == suite;
+    const size_t offset = isSuite ? 18 : 9;
+    const std::string writer = isSuite ? "writeCorvaneStatus" : "writeLogCollectionStatus";
+    const std::string bad =
+        isSuite ? "Corvane state passed to writeCorvaneStatus:(Corvane"
+                : "Log Collection state passed to writeLogCollectionStatus:(LogCollection";
+    setByte(offset, c.before);
+    Strings log = {"Control Bits: " + (c.name.empty()
+                                           ? "FATAL ERROR bad " + bad + "ControlBitStatus)status"
+                                           : "writeStatus " + c.name)};
     if (c.status == INT_MIN || c.after != c.before) {
-      log.push_back(c.write == suite
-                        ? "Control Bits: writeCorvaneStatus perform the changes"
-                        : "Control Bits: writeLogCollectionStatus perform the changes");
+      log.push_back("Control Bits: " + writer + " perform the changes");
     }
     EXPECT_EQ(traceOf("", [&] { c.write(c.status); }).log, log) << c.status;
-    EXPECT_EQ(bytes()[c.offset], c.after) << c.status;
+    EXPECT_EQ(bytes()[offset], c.after) << c.status;
   }
 }
 
-TEST_F(WritersTest, AFailedReadIsReportedAndAStatusIsThenPutInto0xFF) {
+TEST_F(ControlBitsTest, AFailedReadIsReportedAndAStatusIsThenPutInto0xFF) {
   setByte(30, 0x00);
   const char* unreadable = "IORegistryEntryCreateCFProperty@1";
   EXPECT_EQ(traceOf(unreadable, [] { ControlBits::writeControlBits(30, 2, 1); }).log,
@@ -166,7 +166,7 @@ TEST_F(WritersTest, AFailedReadIsReportedAndAStatusIsThenPutInto0xFF) {
             Strings{"Control Bits: Read Poison Byte failed"});
 }
 
-TEST_F(WritersTest, AFailedWriteIsReportedWithItsResult) {
+TEST_F(ControlBitsTest, AFailedWriteIsReportedWithItsResult) {
   const char* refused = "IORegistryEntrySetCFProperties=0xe00002c1";
   EXPECT_EQ(traceOf(refused, [] { ControlBits::writeControlBits(30, 0, 0); }).log.back(),
             "Control Bits: writeControlBits failed (result=-536870207)");
@@ -178,7 +178,7 @@ TEST_F(WritersTest, AFailedWriteIsReportedWithItsResult) {
             "Control Bits: Writing Poison Byte failed");
 }
 
-TEST_F(WritersTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
+TEST_F(ControlBitsTest, AFailureAmongTheControlBitBytesIsNeverOverwritten) {
   const struct {
     uint8_t offset, before;
     bool isSet;
@@ -211,12 +211,6 @@ constexpr char kArea[] = "VelmoDiagnosticDataSysCfg";
 const std::string kReadFailed = "Failed to read sysCfg: Error 5";
 const std::string kWriteFailed = "Failed to write sysCfg: Error -536870212";
 
-Bytes counting(size_t length) {
-  Bytes bytes(length);
-  std::iota(bytes.begin(), bytes.end(), uint8_t{1});
-  return bytes;
-}
-
 int32_t write(uint32_t key, const Bytes& value) {
   return ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
 }
@@ -237,17 +231,7 @@ Keys keys() {
   return keys;
 }
 
-class SystemConfigTest : public WritersTest {
- protected:
-  /// Returns what the accessor reports while `work` runs under `rules`.
-  Strings reportsOf(const char* rules, const std::function<void()>& work) {
-    Strings lines = traceOf(rules, work).systemLog;
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("Failed"); });
-    return lines;
-  }
-};
-
-TEST_F(SystemConfigTest, ValuesAreWrittenListedReadAndDeleted) {
+TEST_F(ControlBitsTest, ValuesAreWrittenListedReadAndDeleted) {
   EXPECT_EQ(ControlBits::readSystemConfigKeys(nullptr, 0), 0);
   EXPECT_EQ(write(kOpts, {1, 2, 3}), 3);
   EXPECT_EQ(write(7, counting(300)), 300);
@@ -273,7 +257,7 @@ TEST_F(SystemConfigTest, ValuesAreWrittenListedReadAndDeleted) {
   EXPECT_EQ(untouched, Keys(2, 9));
 }
 
-TEST_F(SystemConfigTest, AValueThatDoesNotFitLeavesItsKeyDeletedInTheArea) {
+TEST_F(ControlBitsTest, AValueThatDoesNotFitLeavesItsKeyDeletedInTheArea) {
   write(kOpts, counting(40));
   EXPECT_EQ(write(kOpts, counting(8149)), 0);
   EXPECT_EQ(keys(), Keys());
@@ -282,7 +266,7 @@ TEST_F(SystemConfigTest, AValueThatDoesNotFitLeavesItsKeyDeletedInTheArea) {
   EXPECT_EQ(keys(), Keys());
 }
 
-TEST_F(SystemConfigTest, ADamagedAreaOpensEmptyAndIsReplacedOnlyByAChange) {
+TEST_F(ControlBitsTest, ADamagedAreaOpensEmptyAndIsReplacedOnlyByAChange) {
   const Bytes empty = _unit.dataSet(kArea), damaged = counting(8192);
   _unit.setDataSet(kArea, damaged);
   EXPECT_EQ(keys(), Keys());
@@ -292,7 +276,7 @@ TEST_F(SystemConfigTest, ADamagedAreaOpensEmptyAndIsReplacedOnlyByAChange) {
   EXPECT_EQ(_unit.dataSet(kArea), empty);
 }
 
-TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
+TEST_F(ControlBitsTest, AFailureOfTheAreaIsReportedAndNotReturned) {
   const struct {
     const char* rules;
     Strings reports;
@@ -306,7 +290,9 @@ TEST_F(SystemConfigTest, AFailureOfTheAreaIsReportedAndNotReturned) {
     ControlBits::deleteSystemConfig(2);
     write(1, {1});
     EXPECT_EQ(keys(), Keys{1}) << "what a read that fails falls back on";
-    EXPECT_EQ(reportsOf(c.rules, [] { EXPECT_EQ(write(2, {2}), 1); }), c.reports) << c.rules;
+    Strings reports = traceOf(c.rules, [] { EXPECT_EQ(write(2, {2}), 1); }).systemLog;
+    std::erase_if(reports, [](const std::string& line) { return !line.starts_with("Failed"); });
+    EXPECT_EQ(reports, c.reports) << c.rules;
     EXPECT_EQ(keys(), c.keysAfter) << c.rules;
   }
 }

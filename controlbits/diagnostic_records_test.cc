@@ -68,7 +68,7 @@ TEST_F(DiagnosticRecordsTest, AFreshUnitTakesTwentyRecords) {
 TEST_F(DiagnosticRecordsTest, ARecordHoldsTheTimeAndIsListedAsADictionary) {
   const time_t before = std::time(nullptr);
   ASSERT_TRUE(ControlBits::writeDiagnosticsRecord(255, 3, nullptr));
-  int64_t time = 0;
+  time_t time = 0;
   std::memcpy(&time, &bytes()[128], sizeof time);
   EXPECT_GE(time, before);
   EXPECT_LE(time, std::time(nullptr));
@@ -83,8 +83,7 @@ TEST_F(DiagnosticRecordsTest, ARecordHoldsTheTimeAndIsListedAsADictionary) {
     CFArrayAppendValue(records.get(), CFSTR("the list is the caller's"));
     return testing::text(static_cast<CFStringRef>(CFDictionaryGetValue(record, CFSTR("time"))));
   };
-  const time_t written = time;
-  EXPECT_EQ(timeText(), std::ctime(&written));
+  EXPECT_EQ(timeText(), std::ctime(&time));
   EXPECT_EQ(bytes()[139], 0xFF) << "no message is its zero byte only";
   setByte(137, 0xBF);
   EXPECT_EQ(list(), Strings{"255/15/3/"});
@@ -139,33 +138,26 @@ TEST_F(DiagnosticRecordsTest, AFailedListLacksWhatCouldNotBeMade) {
   }
 }
 
-/// A record area in one of the two widths of the time value.
 template <typename Time>
-class RecordChainTest : public ::testing::Test {
- protected:
-  static constexpr size_t kRoom = sizeof(Time) == 8 ? 13 : 9;
-
-  bool append(const std::string& message) {
-    return appendRecord<Time>(_area, {7, 0, cfString(message).get()});
-  }
-  /// Holds one record of time 0.
-  MemoryRecords _area{Bytes(1024, 0)};
-};
-
-using Widths = ::testing::Types<int64_t, int32_t>;
-TYPED_TEST_SUITE(RecordChainTest, Widths);
-
-TYPED_TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy) {
+void expectCheckedCopy(size_t room) {
+  MemoryRecords area{Bytes(1024, 0)};  // Holds one record of time 0.
+  const auto append = [&](const std::string& message) {
+    return appendRecord<Time>(area, {7, 0, cfString(message).get()});
+  };
   std::string text;
-  for (size_t i = 0; i < TestFixture::kRoom; ++i) text += "\u00e9";
-  EXPECT_EQ(kRecordMessageRoom<TypeParam>, TestFixture::kRoom);
-  EXPECT_TRUE(this->append(text));
-  EXPECT_EQ(testing::text(messageOf(readChain<TypeParam>(this->_area.bytes).records[1]).get()),
-            text.substr(0, TestFixture::kRoom + 1))
+  for (size_t i = 0; i < room; ++i) text += "\u00e9";
+  EXPECT_EQ(kRecordMessageRoom<Time>, room);
+  EXPECT_TRUE(append(text));
+  EXPECT_EQ(testing::text(messageOf(readChain<Time>(area.bytes).records[1]).get()),
+            text.substr(0, room + 1))
       << "a text that fills the whole field";
+  EXPECT_EXIT(append(text + "m"), ::testing::KilledBySignal(SIGABRT), "buffer overflow detected");
+}
+
+TEST(RecordChainTest, AMessageThatIsTooLongEndsTheProcessInTheCheckedCopy) {
   ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  EXPECT_EXIT(this->append(text + "m"), ::testing::KilledBySignal(SIGABRT),
-              "buffer overflow detected");
+  expectCheckedCopy<int64_t>(13);
+  expectCheckedCopy<int32_t>(9);
 }
 
 TEST(RecordScriptTest, AnyAreaGrowsAsTheModelSays) {

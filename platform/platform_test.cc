@@ -44,7 +44,7 @@ TEST(PrintableTest, ControlCharactersAreShownAsDigits) {
   for (const auto& [text, shown] : cases) EXPECT_EQ(printable(text), shown);
 }
 
-TEST(PropertyTest, ATextIsReadAsTheNumberAtItsStart) {
+TEST(PropertyTest, ATextIsReadAsTheNumberAtItsStartAndOtherKindsAsTheirNumber) {
   const std::pair<const char*, float> cases[] = {
       {"80", 80.0f}, {" \t+8.25e1 %", 82.5f}, {"-.5", -0.5f},        {"1e", 1.0f},
       {"", 0.0f},    {"full", 0.0f},          {"0x10", 0.0f},        {"inf", 0.0f},
@@ -53,6 +53,11 @@ TEST(PropertyTest, ATextIsReadAsTheNumberAtItsStart) {
   for (const auto& [text, number] : cases) {
     EXPECT_EQ(floatValue(cfString(text).get()), number) << text;
   }
+  EXPECT_EQ(floatValue(testing::makeReal(0.29).get()), 0.29f);
+  EXPECT_EQ(floatValue(kCFBooleanTrue), 1.0f);
+  EXPECT_TRUE(isTrue(testing::makeReal(0.5).get()));
+  const auto list = testing::makeArray({});
+  EXPECT_TRUE(floatValue(list.get()) == 0 && !isTrue(list.get())) << "neither number nor text";
 }
 
 TEST(FilesTest, AFileWithoutAWholeDictionaryCountsAsMissing) {

@@ -54,10 +54,6 @@ Bytes bytesOf(const MemoryStore& store, size_t at, size_t length) {
   return {part.begin(), part.end()};
 }
 
-void put(Bytes& image, size_t at, const Bytes& bytes) {
-  std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<std::ptrdiff_t>(at));
-}
-
 TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
   const struct {
     const char* what;
@@ -79,7 +75,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
   for (const auto& [what, at, word, isKept] : cases) {
     SCOPED_TRACE(what);
     Bytes contents = model.image();
-    putWord(contents, at, word);
+    putWords(contents, at, {word});
     const MemoryArea area(contents);
     const ScopedStore store = openStore(area);
     EXPECT_EQ(imageOf(store), isKept ? contents : formatted);
@@ -88,8 +84,7 @@ TEST(SyscfgTest, AnAreaWithoutASoundHeaderIsFormattedInTheImageOnly) {
   }
   EXPECT_EQ(imageOf(MemoryStore(Bytes(23))), erased(23)) << "no room for a header";
   Bytes header = StoreModel(24).image();  // All that the area has room for.
-  putWord(header, 12, 7);
-  putWord(header, 20, 5);
+  putWords(header, 12, {7, 0, 5});
   const MemoryStore store(header);
   EXPECT_EQ(imageOf(store), header);
   EXPECT_EQ(syscfg__list_key(store.get(), nullptr, 0), -1);
@@ -111,10 +106,9 @@ TEST(SyscfgTest, TheAreaChangesOnlyByAFlushOrAWriteBack) {
 }
 
 TEST(SyscfgTest, AReusedSlotAndPaddingKeepWhatTheyHeldBefore) {
-  Bytes contents(8192, 0xAA);
-  put(contents, 0, StoreModel(8192).image());
+  Bytes contents = StoreModel(8192).image();
   std::fill(contents.begin() + 24, contents.end(), uint8_t{0xAA});
-  put(contents, 44, {0x42, 0x54, 0x4E, 0x43, 7, 0, 0, 0, 17, 0, 0, 0, 100, 0, 0, 0});  // An entry.
+  putWords(contents, 44, {kMarker, 7, 17, 100});  // An entry.
   const MemoryStore store(contents);
   ASSERT_EQ(add(store, 1, {9}), 0);
   EXPECT_EQ(read(store, 7), Bytes()) << "the entry after the last";
@@ -164,8 +158,7 @@ TEST(SyscfgTest, AValueInsideTheImageIsReadAsStoredAndAnotherIsNotFound) {
   for (const auto& [what, length, offset, next] : cases) {
     SCOPED_TRACE(what);
     Bytes contents = model.image();
-    putWord(contents, 52, length);
-    putWord(contents, 56, offset);
+    putWords(contents, 52, {length, offset});
     const MemoryStore store(contents);
     if (next == SIZE_MAX) {
       EXPECT_EQ(syscfg__read_key(store.get(), 2, nullptr, nullptr), -1);
@@ -181,16 +174,15 @@ TEST(SyscfgTest, AValueInsideTheImageIsReadAsStoredAndAnotherIsNotFound) {
 
     // What is between the table and the value moves up; what would pass the end is dropped.
     const size_t gap = offset < kTableEnd ? 0 : (length + 3) / 4 * 4;
-    contents.erase(contents.begin(), contents.begin() + kTableEnd);
-    if (gap > 0) {
-      contents.erase(contents.begin() + static_cast<std::ptrdiff_t>(offset - kTableEnd),
-                     contents.begin() +
-                         static_cast<std::ptrdiff_t>(std::min(offset + gap, kSize) - kTableEnd));
+    const size_t begin = std::max(offset, kTableEnd), end = std::min(begin + gap, kSize);
+    Bytes moved(gap, 0xFF);
+    for (const Bytes& part :
+         {bytesOf(store, kTableEnd, begin - kTableEnd), bytesOf(store, end, kSize - end)}) {
+      moved.insert(moved.end(), part.begin(), part.end());
     }
-    contents.insert(contents.begin(), gap, 0xFF);
-    contents.resize(kSize - kTableEnd);
+    moved.resize(kSize - kTableEnd);
     ASSERT_EQ(syscfg__del_key(store.get(), 2), 0);
-    EXPECT_EQ(bytesOf(store, kTableEnd, kSize - kTableEnd), contents);
+    EXPECT_EQ(bytesOf(store, kTableEnd, kSize - kTableEnd), moved);
     EXPECT_EQ(list(store), (std::vector<uint32_t>{1, 3}));
     EXPECT_EQ(read(store, 3), next == 0 ? Bytes() : bytesOf(store, next, 20));
   }
@@ -202,7 +194,7 @@ TEST(SyscfgTest, ATableThatDoesNotFitIntoTheImageCanOnlyBeRead) {
     StoreModel model(8192);
     model.add(kOpts, counting(16));
     Bytes contents = model.image();
-    putWord(contents, 20, count);
+    putWords(contents, 20, {count});
     const MemoryStore store(contents);
     uint32_t key = 77;
     EXPECT_EQ(syscfg__list_key(store.get(), &key, SIZE_MAX), -1);
@@ -216,8 +208,8 @@ TEST(SyscfgTest, ATableThatDoesNotFitIntoTheImageCanOnlyBeRead) {
 
 TEST(SyscfgTest, AnAreaThatEndsInsideItsTableTakesInlineValuesOnly) {
   Bytes contents = StoreModel(8192).image();
-  putWord(contents, 8, 200);
-  putWord(contents, 20, 100);
+  putWords(contents, 8, {200});
+  putWords(contents, 20, {100});
   const MemoryStore store(contents);
   for (const size_t length : {17, 200, 201}) {  // The last would begin before the image.
     EXPECT_EQ(add(store, 1, counting(length)), -1) << length;

@@ -102,17 +102,15 @@ TEST_F(VerifiedAccessTest, LeavesTheBytesThatTheFacadeLeaves) {
 }
 
 TEST_F(VerifiedAccessTest, TellsWhatAFailedWriteLeft) {
-  struct Case {
+  const auto passed = kCorvaneCotnrolBitsPassed, failed = kCorvaneControlBitsFailed;
+  const struct {
     const char* rules;
     CorvaneControlBitStatus status;
     std::optional<Fault> fault;
     Left left;
     uint8_t after;
     const char* text;
-  };
-  const auto passed = kCorvaneCotnrolBitsPassed;
-  const auto failed = kCorvaneControlBitsFailed;
-  const Case cases[] = {
+  } cases[] = {
       {"IORegistryEntryCreateCFProperty@1", passed, Fault::kUnreadable, Left::kUnchanged, 0xFF,
        "byte 20 cannot be read"},
       {"IORegistryEntrySetCFProperties=0xe00002bc@1", passed, Fault::kRefused, Left::kUnchanged,
@@ -133,7 +131,7 @@ TEST_F(VerifiedAccessTest, TellsWhatAFailedWriteLeft) {
       {"stuck:VelmoDiagnosticData:20=0xfd", failed, Fault::kMismatch, Left::kChanged, 0xFE,
        "byte 20 holds 0xfd instead of 0xfe; what was written is not taken back"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(std::string(c.rules) + " " + std::to_string(c.status));
     setByte(20, 0xFF);
     const auto error = errorOf(c.rules, [&] { changeStatus(_lock, 20, {.status = c.status}); });
@@ -247,12 +245,7 @@ TEST_F(VerifiedAccessTest, RefusesWhatWouldDoHarm) {
   _unit.setDataSet(kDiagnostic, last);
   setByte(24, 0xF2);
   const std::vector<Bytes> before = held();
-  struct Case {
-    const char* rules;
-    Fault fault;
-    std::function<void()> work;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, Fault, std::function<void()>> cases[] = {
       {"", Fault::kNoRoom, [&] { appendRecord(_lock, 1, 0, "after"); }},
       {"", Fault::kBadArgument, [&] { appendRecord(_lock, 1, 0, "fourteen bytes"); }},
       {"", Fault::kBadArgument, [&] { appendRecord(_lock, 1, 4, "result"); }},
@@ -266,10 +259,10 @@ TEST_F(VerifiedAccessTest, RefusesWhatWouldDoHarm) {
       {"IORegistryEntrySetCFProperty", Fault::kMismatch, [&] { setBootArguments(_lock, "a"); }},
   };
   setBootArguments(_lock, "console=1");
-  for (const Case& c : cases) {
-    const auto error = errorOf(c.rules, c.work);
-    ASSERT_TRUE(error) << &c - cases;
-    EXPECT_EQ(error->fault(), c.fault) << error->what();
+  for (const auto& [rules, fault, work] : cases) {
+    const auto error = errorOf(rules, work);
+    ASSERT_TRUE(error) << static_cast<int>(fault);
+    EXPECT_EQ(error->fault(), fault) << error->what();
     EXPECT_EQ(error->left(), Left::kUnchanged);
     EXPECT_EQ(held(), before) << error->what();
     EXPECT_EQ(_trace.log, Strings{"Unit: not done: " + std::string(error->what())});
@@ -307,11 +300,9 @@ TEST_F(VerifiedAccessTest, ReadsNoMoreThanItChanges) {
   const auto callsOf = [&](const std::function<void()>& work) {
     host::VirtualDevice::setFaults("access@999999");  // Calls are counted while there are rules.
     work();
-    const auto calls = host::VirtualDevice::callsMade();
-    return std::pair(calls.at("IORegistryEntryCreateCFProperty"),
-                     calls.contains("IORegistryEntrySetCFProperties")
-                         ? calls.at("IORegistryEntrySetCFProperties")
-                         : 0);
+    auto calls = host::VirtualDevice::callsMade();
+    return std::pair(calls["IORegistryEntryCreateCFProperty"],
+                     calls["IORegistryEntrySetCFProperties"]);
   };
   // Read, written, read back: by writeBits, which does not say what it found, and once more.
   const std::pair<uint64_t, uint64_t> once(3, 1), never(1, 0);

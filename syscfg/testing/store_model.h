@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -19,9 +20,9 @@ Bytes imageOf(const auto& store) {
   return {store.get()->image, store.get()->image + store.get()->size};
 }
 
-inline void putWord(Bytes& image, size_t at, size_t word) {
-  for (size_t index = 0; index < 4; ++index) {
-    image[at + index] = static_cast<uint8_t>(word >> (8 * index));
+inline void putWords(Bytes& image, size_t at, std::initializer_list<size_t> words) {
+  for (const size_t word : words) {
+    for (int bit = 0; bit < 32; bit += 8) image[at++] = static_cast<uint8_t>(word >> bit);
   }
 }
 
@@ -42,19 +43,17 @@ class StoreModel {
   }
 
   bool remove(uint32_t key) {
-    const auto entry = find(key);
-    if (entry == _entries.end()) return false;
-    _entries.erase(entry);
-    return true;
+    return std::erase_if(_entries, [key](const auto& entry) { return entry.first == key; }) > 0;
   }
 
   /// Returns the value as it reads back: a short one is followed by free bytes.
   std::optional<Bytes> read(uint32_t key) {
-    const auto entry = find(key);
-    if (entry == _entries.end()) return std::nullopt;
-    Bytes value = entry->second;
-    if (value.size() < 16) value.resize(16, 0xFF);
-    return value;
+    for (auto [held, value] : _entries) {
+      if (held != key) continue;
+      if (value.size() < 16) value.resize(16, 0xFF);
+      return value;
+    }
+    return std::nullopt;
   }
 
   std::vector<uint32_t> keys() const {
@@ -66,23 +65,16 @@ class StoreModel {
   Bytes image() const {
     Bytes image(_size, 0xFF);
     if (_size < 24) return image;
-    size_t at = 0;
-    for (const size_t word : {size_t{0x53436667}, 24 + 20 * _entries.size(), _size,
-                              size_t{0x00020001}, size_t{0}, _entries.size()}) {
-      putWord(image, at, word);
-      at += 4;
-    }
-    size_t lowest = _size / 4 * 4;
+    const size_t count = _entries.size();
+    putWords(image, 0, {0x53436667, 24 + 20 * count, _size, 0x00020001, 0, count});
+    size_t at = 24, lowest = _size / 4 * 4;
     for (const auto& [key, value] : _entries) {
       size_t place = at + 4;
       if (apart(value) == 0) {
-        putWord(image, at, key);
+        putWords(image, at, {key});
       } else {
         place = lowest -= apart(value);
-        putWord(image, at, 0x434E5442);
-        putWord(image, at + 4, key);
-        putWord(image, at + 8, value.size());
-        putWord(image, at + 12, lowest);
+        putWords(image, at, {0x434E5442, key, value.size(), lowest});
       }
       std::copy(value.begin(), value.end(), image.begin() + static_cast<std::ptrdiff_t>(place));
       at += 20;
@@ -91,20 +83,13 @@ class StoreModel {
   }
 
  private:
-  using Entries = std::vector<std::pair<uint32_t, Bytes>>;
-
   /// Returns how many bytes the value takes outside its entry.
   static size_t apart(const Bytes& value) {
     return value.size() <= 16 ? 0 : (value.size() + 3) / 4 * 4;
   }
 
-  Entries::iterator find(uint32_t key) {
-    return std::find_if(_entries.begin(), _entries.end(),
-                        [key](const auto& entry) { return entry.first == key; });
-  }
-
   size_t _size;
-  Entries _entries;
+  std::vector<std::pair<uint32_t, Bytes>> _entries;
 };
 
 }  // namespace corvane::testing
