@@ -29,8 +29,12 @@ ScopedFile openBeside(const std::string& target, std::string& name) {
   const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0) return nullptr;
   struct stat old {};
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
+  // Looked at once: the look takes it away for a moment, from other threads, too.
+  static const mode_t mask = [] {
+    const mode_t held = ::umask(0);
+    ::umask(held);
+    return held;
+  }();
   const bool isThere = ::stat(target.c_str(), &old) == 0;
   // A file system without modes refuses to set one.
   const bool hasMode =
