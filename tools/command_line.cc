@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/printable.h"
+#include "platform/time_text.h"
 
 namespace corvane::tools {
 namespace {
@@ -117,8 +118,6 @@ Command Command::addGroup(const std::string& name, const std::string& about,
 
 void Command::hide() { _app->group(""); }
 
-void Command::footer(const std::string& text) { _app->footer(text); }
-
 void Command::run(std::function<ExitStatus()> work) {
   _app->final_callback([app = _app, work = std::move(work)] {
     if (app->get_subcommands().empty()) gStatus = work();
@@ -140,6 +139,12 @@ Option Command::seconds(const std::string& names, double& value, const std::stri
     const std::optional<double> number = parseDecimal(word);
     return number && *number >= min && *number <= max && store(value, *number);
   });
+}
+
+Option Command::time(const std::string& names, std::optional<std::string>& value,
+                     const std::string& about) {
+  return add(names, about, false, {"TIME"}, "a time such as 2026-11-16 or 2026-11-16T08:30:00",
+             [&value](const std::string& word) { return parseTime(word) && store(value, word); });
 }
 
 Option Command::add(const std::string& names, const std::string& about, bool isRepeatable,

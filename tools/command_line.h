@@ -73,7 +73,6 @@ class Command {
   Command addGroup(const std::string& name, const std::string& about, const std::string& footer);
   /// Leaves the command out of what is shown to people.
   void hide();
-  void footer(const std::string& text);
   /// Runs `work` when the command line names this command and none below it. What `work` returns,
   /// if anything, is the tool's exit status.
   template <typename Work>
@@ -129,6 +128,9 @@ class Command {
   /// Adds a decimal number of seconds.
   Option seconds(const std::string& names, double& value, const std::string& about, double min,
                  double max);
+  /// Adds a time as `parseTime` takes it; `value` is its text.
+  Option time(const std::string& names, std::optional<std::string>& value,
+              const std::string& about);
   /// Adds a choice of one of the names.
   template <typename T>
   Option choice(const std::string& names, T& value, const std::string& about,

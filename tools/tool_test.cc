@@ -30,6 +30,7 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"syscfg get OPTS -o a --out b", "--output is given more than once\n"},
       {"results x --html -", "--html - would mix with what is printed"},
       {"inspect ''", "FILE takes a file's name, not ''\n"},
+      {"log show --until 8:00", "--until takes a time such as 2026-11-16 or "},
       {"record add 'fourteen chars' --station 1 --result 0",
        "does not fit a record, which holds 13"},
       {"record add 'a\x1B[1m' --station 1 --result 0", "bytes of UTF-8 without control characters"},

@@ -133,8 +133,8 @@ void addLogShow(Command group) {
       "Example:\n  corvane log show --test Fixture --since 2026-11-16");
   auto& options = command.actionOn<RecordOptions>(showRecords);
   command.text("--test", options.filter.test, "Only this test's records");
-  command.text("--since", options.filter.since, "Only from this local time on");
-  command.text("--until", options.filter.until, "Only up to this local time");
+  command.time("--since", options.filter.since, "Only from this local time on");
+  command.time("--until", options.filter.until, "Only up to this local time");
   command.text("--grep", options.filter.grep, "Only records with this text");
   command.flag("--station-messages", options.filter.stationMessages, "Only station messages");
   command.flag("--json", options.json, "Print the fields of each record as a line of JSON");

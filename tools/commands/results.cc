@@ -25,8 +25,8 @@ struct ResultsOptions {
 /// Which runs count. A list that is empty takes all.
 struct RunFilter {
   RunFilter(const ResultsOptions& given, const Names& texts) : options(given), names(texts) {
-    if (given.since) since = timeOption("--since", *given.since).begin;
-    if (given.until) until = timeOption("--until", *given.until).end;
+    if (given.since) since = parseTime(*given.since).value().begin;
+    if (given.until) until = parseTime(*given.until).value().end;
   }
 
   /// Returns whether the run is one of those among which a unit's first and last are looked for.
@@ -40,11 +40,6 @@ struct RunFilter {
 
   static bool isAmong(const std::vector<std::string>& list, const std::string& value) {
     return list.empty() || std::ranges::find(list, value) != list.end();
-  }
-  static TimeSpan timeOption(const std::string& name, const std::string& text) {
-    const std::optional<TimeSpan> time = parseTime(text);
-    if (time) return *time;
-    throw CommandError(kUsage, name + " takes a time such as 2026-11-16, not '" + text + "'");
   }
 
   const ResultsOptions& options;
@@ -171,8 +166,8 @@ void addResults(CLI::App& app) {
   const auto& verdicts = station::internal::kVerdictNames;
   command.choices("--verdict", options.verdicts, "Only runs that ended so; repeatable",
                   {verdicts.begin(), verdicts.end()});
-  command.text("--since", options.since, "Only runs that began at this time or later");
-  command.text("--until", options.until,
+  command.time("--since", options.since, "Only runs that began at this time or later");
+  command.time("--until", options.until,
                "Only runs that began up to the end of this day, minute or second");
   command.choice("--by", options.by, "Group the runs of a station by this",
                  choicesOf<size_t>(kGroupFields));

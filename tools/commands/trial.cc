@@ -67,8 +67,16 @@ void addTrial(CLI::App& app) {
   const auto trial = std::make_shared<TrialCommand>();
   Options& options = trial->options;
   options.jobs = std::max(1u, std::thread::hardware_concurrency());
-  Command command =
-      Command(app).add("trial", "Try whether a station program ever lies about a unit");
+  Command command = Command(app).add(
+      "trial", "Try whether a station program ever lies about a unit",
+      "Runs the station on a good unit, then on units that fail, while it is killed, and while\n"
+      "others change the unit, and compares each exit status with what the unit shows. Each case\n"
+      "has a unit of its own in $TMPDIR.\n"
+      "Exit status: 0 nothing found, 1 lies, hangs or crashes, 2 wrong usage, 3 the station does\n"
+      "not pass on a good unit, or more than half of the cases were not reached.\n"
+      "Examples:\n"
+      "  corvane trial ./speaker\n"
+      "  corvane trial ./old_station --status 24 --poison 25 --record 8 -- --fast");
   command.text("STATION", options.station.program, "The station's program").required();
   command.text("ARGUMENT", options.station.arguments, "What the station itself takes, after --");
   Option status =
@@ -90,15 +98,6 @@ void addTrial(CLI::App& app) {
                "Keep units, results and output of cases with findings in this folder");
   command.number("-j,--jobs", options.jobs, "Cases at a time (one for each processor)", {1, 1024});
   command.jsonFlag(trial->json);
-  command.footer(
-      "Runs the station on a good unit, then on units that fail, while it is killed, and while\n"
-      "others change the unit, and compares each exit status with what the unit shows. Each case\n"
-      "has a unit of its own in $TMPDIR.\n"
-      "Exit status: 0 nothing found, 1 lies, hangs or crashes, 2 wrong usage, 3 the station does\n"
-      "not pass on a good unit, or more than half of the cases were not reached.\n"
-      "Examples:\n"
-      "  corvane trial ./speaker\n"
-      "  corvane trial ./old_station --status 24 --poison 25 --record 8 -- --fast");
   command.action([=] { return trial->run(); });
 }
 

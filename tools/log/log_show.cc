@@ -186,13 +186,8 @@ class Show {
 /// Replaces a time by the first second, or with `isLatest` by the last one, of what it names.
 void fixTime(std::optional<std::string>& text, bool isLatest) {
   if (!text) return;
-  const std::optional<TimeSpan> time = parseTime(*text);
-  if (!time) {
-    throw CommandError(kUsage, "'" + *text +
-                                   "' is not a time such as 2026-11-16 or "
-                                   "\"2026-11-16 08:30:00\"");
-  }
-  const int64_t milliseconds = isLatest ? time->end - 1 : time->begin;
+  const TimeSpan time = parseTime(*text).value();
+  const int64_t milliseconds = isLatest ? time.end - 1 : time.begin;
   text = localTimeText(milliseconds / 1000).value().substr(0, kTimeLength);
 }
 

@@ -3,7 +3,6 @@
 #include <sstream>
 
 #include "testing/unit_test.h"
-#include "tools/command_error.h"
 #include "tools/log/test_log.h"
 
 namespace corvane::tools {
@@ -59,7 +58,6 @@ TEST_F(LogShowTest, RecordsPassWholeWhereEveryConditionHolds) {
   for (const auto& [filter, expected] : cases) EXPECT_EQ(show(log, filter), expected);
   EXPECT_NE(show(log, {.grep = "one"}, true).find(R"("continued":["fan \u001b[31m"])"),
             std::string::npos);
-  EXPECT_THROW(show(log, {.until = "8:00"}), CommandError);
 }
 
 TEST_F(LogShowTest, NoRecordIsLostWhereTheLogIsReadInParts) {

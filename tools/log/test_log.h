@@ -94,8 +94,7 @@ struct LogFilter {
 
 /// Copies the records that pass the filter to `out`, in memory that does not depend on the log's
 /// size: as text that is safe for a terminal, or as JSON, one line for each record. Returns whether
-/// a record passed. Throws CommandError for a wrong time (wrong usage), and when the log cannot be
-/// read.
+/// a record passed. Throws CommandError when the log cannot be read.
 bool showLog(const std::string& file, LogFilter filter, bool json, std::ostream& out);
 
 }  // namespace corvane::tools
