@@ -132,16 +132,21 @@ class Trial {
     return cases;
   }
 
-  /// Runs the cases, as many at a time as there are jobs, and returns the summary.
-  ordered_json tryAll(const std::vector<Case>& cases) {
-    constexpr double kMinLimit = 5;
+  /// Prints how long the trial will take, and begins the counts.
+  void announce(size_t planned) {
     for (const std::string& kind : kKinds) {
       _kinds[kind]["cases"] = size_t{0};
       for (const std::string& finding : kFindings) _kinds[kind][finding] = size_t{0};
     }
-    const double estimate = _good.run.seconds * static_cast<double>(cases.size()) / _options.jobs;
+    const double estimate = _good.run.seconds * static_cast<double>(planned) / _options.jobs;
     std::fprintf(stderr, "%s: %zu cases on %u processors, about %.0f s\n", _station.program.c_str(),
-                 cases.size(), _options.jobs, estimate + 1);
+                 planned, _options.jobs, estimate + 1);
+  }
+
+  /// Runs the cases, as many at a time as there are jobs, and returns the summary.
+  ordered_json tryAll(const std::vector<Case>& cases) {
+    constexpr double kMinLimit = 5;
+    announce(cases.size());
     const Clock::time_point begin = Clock::now();
     const double limit = std::max(kMinLimit, 5 * _good.run.seconds);
     const auto isOver = [&] {
