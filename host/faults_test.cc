@@ -15,13 +15,12 @@ namespace {
 
 using corvane::testing::reasonAgainst;
 
-class FaultsTest : public corvane::testing::UnitTest {
- protected:
-  static kern_return_t askForPort() {
-    mach_port_t port = 0;
-    return IOMasterPort(bootstrap_port, &port);
-  }
-};
+using FaultsTest = corvane::testing::UnitTest;
+
+kern_return_t askForPort() {
+  mach_port_t port = 0;
+  return IOMasterPort(bootstrap_port, &port);
+}
 
 TEST_F(FaultsTest, ARuleFailsTheCallsThatItCounts) {
   const struct {
@@ -75,8 +74,7 @@ TEST_F(FaultsTest, TheHostsOwnCallsAreNeitherCountedNorFailed) {
 void callInProcess(const std::string& rules, const std::string& callsFile) {
   ::setenv("CORVANE_FAULTS", rules.c_str(), 1);
   ::setenv("CORVANE_CALLS", callsFile.c_str(), 1);
-  mach_port_t port = 0;
-  for (int i = 0; i < 3; ++i) IOMasterPort(bootstrap_port, &port);
+  for (int i = 0; i < 3; ++i) askForPort();
 }
 
 TEST(FaultsDeathTest, ABadRuleInTheEnvironmentEndsTheProgram) {

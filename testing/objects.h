@@ -31,10 +31,8 @@ inline CFRef<CFDataRef> makeData(std::string_view bytes) {
                             static_cast<CFIndex>(bytes.size())));
 }
 
-inline CFRef<CFMutableArrayRef> makeArray(
-    std::initializer_list<const void*> values,
-    const CFArrayCallBacks* callBacks = &kCFTypeArrayCallBacks) {
-  CFRef list(CFArrayCreateMutable(nullptr, 0, callBacks));
+inline CFRef<CFMutableArrayRef> makeArray(std::initializer_list<const void*> values) {
+  CFRef list(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
   for (const void* value : values) CFArrayAppendValue(list.get(), value);
   return list;
 }

@@ -103,7 +103,7 @@ TEST(PropertyListTest, NestingIsBounded) {
   EXPECT_FALSE(nested(600));
   EXPECT_FALSE(nested(200000));
 
-  const CFRef endless = makeArray({}, nullptr);
+  const CFRef endless(CFArrayCreateMutable(nullptr, 0, nullptr));
   CFArrayAppendValue(endless.get(), endless.get());
   EXPECT_EQ(written(endless.get(), kCFPropertyListXMLFormat_v1_0), "(absent)");
 }

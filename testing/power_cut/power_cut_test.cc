@@ -50,7 +50,7 @@ bool isWhole(const std::string& left, const std::string& before, const std::stri
   return true;
 }
 
-/// A change, which throws DeviceError when it fails.
+/// A change, which throws when it fails.
 using Work = std::function<void(VirtualDevice&)>;
 
 /// Returns a write without the read-back of writeBits, whose failure does not mean that the change
@@ -74,7 +74,7 @@ struct Change {
   bool isDurable = true;
 
   bool isDone(const fs::path& folder) const {
-    return reasonAgainst([&] {
+    return reasonAgainst<std::exception>([&] {
              VirtualDevice unit(folder / "unit");
              change(unit);
            })
@@ -90,13 +90,7 @@ const Work kMakeImage = [](VirtualDevice& unit) {
   gImage.files[tools::kDiagnosticDataFile][0] = 0x22;
   kLeaveUncommitted(unit);
 };
-const Work kImport = [](VirtualDevice& unit) {
-  try {
-    tools::installUnit(unit.folder(), gImage);
-  } catch (const tools::CommandError& error) {
-    throw DeviceError(error.what());
-  }
-};
+const Work kImport = [](VirtualDevice& unit) { tools::installUnit(unit.folder(), gImage); };
 constexpr char kCommitted[] = "1024:22,ff console=1 T33AP 1A100 | 1024:22,ff console=1 T33AP 1A100";
 constexpr char kUncommitted[] =
     "1024:22,ff console=1 T33AP 1A100 | 1024:ff,ff console=1 T33AP 1A100";
