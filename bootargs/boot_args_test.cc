@@ -10,17 +10,11 @@ namespace {
 using corvane::testing::cfString;
 using corvane::testing::readText;
 using corvane::testing::text;
-using host::UnitFacts;
 using host::VirtualDevice;
 
 class BootArgsTest : public corvane::testing::UnitTest {
  protected:
-  void start(const std::optional<std::string>& value) {
-    UnitFacts facts;
-    facts.bootArgs = value;
-    _unit.setFacts(facts);
-  }
-
+  void start(const std::optional<std::string>& value) { _unit.setFacts({.bootArgs = value}); }
   std::string variables() const { return readText(_unit.folder() / "nvram.plist"); }
 };
 
@@ -120,25 +114,20 @@ TEST_F(BootArgsTest, RandomEditsFollowPlainStringEditing) {
   start(model);
   for (int step = 0; step < 400; ++step) {
     const std::string word = randomText(3);
-    switch (random() % 8) {
-      case 0:
-        model = randomText(30);
-        set(model);
-        break;
-      case 1:
-      case 2: {
-        remove(word);
-        for (size_t at = 0; !word.empty() && (at = model.find(word, at)) != std::string::npos;) {
-          model.erase(at, word.size());
-        }
-        break;
+    const auto kind = random() % 8;
+    if (kind == 0) {
+      model = randomText(30);
+      set(model);
+    } else if (kind < 3) {
+      remove(word);
+      for (size_t at = 0; !word.empty() && (at = model.find(word, at)) != std::string::npos;) {
+        model.erase(at, word.size());
       }
-      default: {
-        add(word);
-        const size_t start = std::min(word.find_first_not_of(' '), word.size());
-        const std::string bare = word.substr(start, word.find_last_not_of(' ') + 1 - start);
-        if (bare.empty() || model.find(bare) == std::string::npos) model += " " + bare;
-      }
+    } else {
+      add(word);
+      const size_t start = std::min(word.find_first_not_of(' '), word.size());
+      const std::string bare = word.substr(start, word.find_last_not_of(' ') + 1 - start);
+      if (bare.empty() || model.find(bare) == std::string::npos) model += " " + bare;
     }
     ASSERT_EQ(bootArgs(), model) << "step " << step;
     ASSERT_EQ(has(word), !word.empty() && model.find(word) != std::string::npos) << word;

@@ -138,13 +138,14 @@ TEST_F(ControlBitsTest, TheFixedWritersSayWhatTheyWriteToTheirByte) {
     const bool isSuite = c.write == suite;
     const size_t offset = isSuite ? 18 : 9;
     const std::string writer = isSuite ? "writeCorvaneStatus" : "writeLogCollectionStatus";
-    const std::string bad =
-        isSuite ? "Corvane state passed to writeCorvaneStatus:(Corvane"
-                : "Log Collection state passed to writeLogCollectionStatus:(LogCollection";
+    const char* bad = isSuite ? "Corvane state passed to "
+                                "writeCorvaneStatus:(CorvaneControlBitStatus)status"
+                              : "Log Collection state passed to "
+                                "writeLogCollectionStatus:(LogCollectionControlBitStatus)status";
     setByte(offset, c.before);
-    Strings log = {"Control Bits: " + (c.name.empty()
-                                           ? "FATAL ERROR bad " + bad + "ControlBitStatus)status"
-                                           : "writeStatus " + c.name)};
+    const std::string line =
+        c.name.empty() ? "FATAL ERROR bad " + std::string(bad) : "writeStatus " + c.name;
+    Strings log = {"Control Bits: " + line};
     if (c.status == INT_MIN || c.after != c.before) {
       log.push_back("Control Bits: " + writer + " perform the changes");
     }
@@ -208,7 +209,6 @@ using Keys = std::vector<uint32_t>;
 
 constexpr uint32_t kOpts = 0x4F505453;
 constexpr char kArea[] = "VelmoDiagnosticDataSysCfg";
-const std::string kReadFailed = "Failed to read sysCfg: Error 5";
 const std::string kWriteFailed = "Failed to write sysCfg: Error -536870212";
 
 int32_t write(uint32_t key, const Bytes& value) {
@@ -282,7 +282,7 @@ TEST_F(ControlBitsTest, AFailureOfTheAreaIsReportedAndNotReturned) {
     Strings reports;
     Keys keysAfter;
   } cases[] = {
-      {"IORegistryEntryCreateCFProperty@1", {kReadFailed}, {1, 2}},
+      {"IORegistryEntryCreateCFProperty@1", {"Failed to read sysCfg: Error 5"}, {1, 2}},
       {"IORegistryEntrySetCFProperties@1", {kWriteFailed}, {1, 2}},
       {"IORegistryEntrySetCFProperties", {kWriteFailed, kWriteFailed}, {1}},
   };

@@ -6,7 +6,7 @@
 #include "controlbits/control_bits.h"
 #include "controlbits/record_chain.h"
 #include "controlbits/testing/record_script.h"
-#include "testing/unit_test.h"
+#include "testing/objects.h"
 
 namespace corvane {
 namespace {
@@ -26,25 +26,20 @@ class DiagnosticRecordsTest : public corvane::testing::UnitTest {
     return ControlBits::writeDiagnosticsRecord(station, result, cfString(message).get());
   }
 
-  /// Returns each record as "station/version/result/message", with "-" for a missing entry.
+  /// Returns each record as "station/version/result/message", with "(null)" for a missing entry.
   static Strings list() {
-    Strings shown;
+    Strings lines;
     const CFRef<CFMutableArrayRef> records = ControlBits::readDiagnosticRecord();
     if (!records) return {"(no list)"};
     for (CFIndex i = 0; i < CFArrayGetCount(records.get()); ++i) {
       const auto record = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(records.get(), i));
-      std::string& line = shown.emplace_back();
-      for (const char* key : {"station", "version", "result"}) {
-        const auto number =
-            static_cast<CFNumberRef>(CFDictionaryGetValue(record, cfString(key).get()));
-        int32_t value = -1;
-        if (number) CFNumberGetValue(number, kCFNumberSInt32Type, &value);
-        line += (number ? std::to_string(value) : "-") + "/";
+      std::string& line = lines.emplace_back();
+      for (const char* key : {"station", "version", "result", "message"}) {
+        line += testing::shown(CFDictionaryGetValue(record, cfString(key).get())) + "/";
       }
-      line +=
-          testing::text(static_cast<CFStringRef>(CFDictionaryGetValue(record, CFSTR("message"))));
+      line.pop_back();
     }
-    return shown;
+    return lines;
   }
 };
 
@@ -131,7 +126,7 @@ TEST_F(DiagnosticRecordsTest, AFailedListLacksWhatCouldNotBeMade) {
       {"IORegistryEntryCreateCFProperty@2", {"7/0/1/a"}},
       {"CFArrayCreateMutable", {"(no list)"}},
       {"CFDictionaryCreateMutable@1", {"8/0/2/b"}},
-      {"CFNumberCreate@2", {"7/-/1/a", "8/0/2/b"}},
+      {"CFNumberCreate@2", {"7/(null)/1/a", "8/0/2/b"}},
   };
   for (const auto& [rule, listed] : cases) {
     traceOf(rule, [&, rule = rule, &listed = listed] { EXPECT_EQ(list(), listed) << rule; });

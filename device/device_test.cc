@@ -20,11 +20,13 @@ using host::VirtualDevice;
 
 constexpr uint32_t kOptionsKey = 0x4F505453;
 
-/// Returns what `work` returns in a process of its own, which has not asked for the device yet.
-std::string inFreshProcess(const std::function<std::string()>& work) {
+/// Returns what `work` returns under the fault rules in a process of its own, which has not asked
+/// for the device yet.
+std::string inFreshProcess(const std::function<std::string()>& work, const char* rules = "") {
   const corvane::testing::TemporaryFolder folder;
   const pid_t child = ::fork();
   if (child == 0) {
+    if (*rules) VirtualDevice::setFaults(rules);
     writeText(folder.path() / "result", work());
     ::_exit(0);
   }
@@ -47,23 +49,16 @@ std::string build() { return text(Device::productBuildVersion()); }
 class DeviceTest : public corvane::testing::UnitTest {
  protected:
   void setModel(const std::optional<std::string>& model, bool radio = true) {
-    UnitFacts facts = _unit.facts();
-    facts.model = model;
-    facts.radio = radio;
-    _unit.setFacts(facts);
+    corvane::testing::changeFacts(_unit, [&](UnitFacts& facts) {
+      facts.model = model;
+      facts.radio = radio;
+    });
   }
 
   static void writeOptions(const std::string& value) {
     ASSERT_EQ(ControlBits::getReady(), 0);
     ControlBits::writeSystemConfig(reinterpret_cast<const uint8_t*>(value.data()),
                                    static_cast<int32_t>(value.size()), kOptionsKey);
-  }
-
-  /// Returns what `work` returns in a fresh process under the fault rules.
-  std::string under(const std::string& rules, const std::function<std::string()>& work) {
-    std::string result;
-    traceOf(rules, [&] { result = inFreshProcess(work); });
-    return result;
   }
 };
 
@@ -92,24 +87,21 @@ TEST_F(DeviceTest, TheModelCodeDecidesWhatADeviceCarries) {
 }
 
 TEST_F(DeviceTest, TheNameIsAskedForUntilItCouldBeReadOnce) {
-  for (const char* call :
-       {"IOServiceGetMatchingService", "IORegistryEntryGetName", "CFStringCreateWithCString"}) {
+  const auto askAgain = [&] {
+    Device* const device = Device::init();
+    std::string names = name();
+    names += " " + name();
+    setModel("T33AP");
+    names += " " + text(Device::init()->deviceName()) + " " + capabilities();
+    return names + (device == Device::sharedInstance() ? "" : " another");
+  };
+  for (const char* rule : {"IOServiceGetMatchingService@1", "IORegistryEntryGetName@1",
+                           "CFStringCreateWithCString@1"}) {
     setModel("T36AP");
-    EXPECT_EQ(under(std::string(call) + "@1",
-                    [&] {
-                      Device* const device = Device::init();
-                      std::string names = name();
-                      names += " " + name();
-                      setModel("T33AP");
-                      names += " " + name() + " " + capabilities();
-                      return names + (device == Device::sharedInstance() ? "" : " another");
-                    }),
-              "(absent) T36AP T36AP w-g-")
-        << call;
+    EXPECT_EQ(inFreshProcess(askAgain, rule), "(absent) T36AP T36AP w-g-") << rule;
   }
   setModel("T36AP");
-  EXPECT_EQ(under("IORegistryEntryGetName@1", [] { return Device::hasBaseband() ? "yes" : "no"; }),
-            "yes")
+  EXPECT_EQ(inFreshProcess(capabilities, "IORegistryEntryGetName@1").back(), 'b')
       << "asked once, a name that cannot be read is an unknown model's";
   setModel("T33" + std::string(123, 'x') + "\xC3\xA9");
   EXPECT_EQ(inFreshProcess(name), "T33" + std::string(123, 'x'))
@@ -140,14 +132,14 @@ TEST_F(DeviceTest, TheVersionIsKeptOnceItCouldBeRead) {
 
 TEST_F(DeviceTest, TheRadioIsAskedForAtEachCall) {
   setModel("T31AP");
-  EXPECT_EQ(under("MobileWiFiContainsRadio=0@1,MobileWiFiContainsRadio=256@2",
-                  [&] {
-                    std::string answers;
-                    for (int i = 0; i < 3; ++i) answers += Device::hasWiFi() ? "y" : "n";
-                    setModel("T31AP", false);
-                    return answers + (Device::hasWiFi() ? "y" : "n");
-                  }),
-            "nyyn");
+  const auto askFourTimes = [&] {
+    std::string answers;
+    for (int i = 0; i < 3; ++i) answers += Device::hasWiFi() ? "y" : "n";
+    setModel("T31AP", false);
+    return answers + (Device::hasWiFi() ? "y" : "n");
+  };
+  const char* rules = "MobileWiFiContainsRadio=0@1,MobileWiFiContainsRadio=256@2";
+  EXPECT_EQ(inFreshProcess(askFourTimes, rules), "nyyn");
 }
 
 TEST_F(DeviceTest, OptionsAreReadAsTextOfAtMost255Bytes) {
@@ -185,17 +177,11 @@ TEST_F(DeviceTest, WithoutReadableOptionsThereIsNoBaseband) {
   EXPECT_EQ(_unit.systemLog(), std::vector<std::string>{unread});
 
   writeOptions("UMTS");
+  gDataArea = 0;  // This test made it ready.
   for (const char* rule : {"IOMasterPort,IOIteratorNext", "IORegistryEntryCreateCFProperty"}) {
-    const Trace trace = traceOf(rule, [] {
-      EXPECT_EQ(inFreshProcess([] {
-                  gDataArea = 0;  // This test made it ready.
-                  return capabilities();
-                }),
-                "wc--");
-    });
+    const Trace trace = traceOf(rule, [] { EXPECT_EQ(inFreshProcess(capabilities), "wc--"); });
     EXPECT_EQ(trace.systemLog.back(), unread) << rule;
   }
-  gDataArea = 0;
   EXPECT_EQ(inFreshProcess(capabilities), "wc-b") << "it gets ready itself";
 }
 
@@ -215,10 +201,7 @@ TEST_F(PowerTest, TheChargeIsTruncatedFrom32BitFigures) {
       {kHuge, 1, kMax}, {-kHuge, 1, -kMax - 1}, {16777217, 16777216, 100},
   };
   for (const auto& c : cases) {
-    UnitFacts facts;
-    facts.currentCapacity = c.current;
-    facts.maxCapacity = c.maximum;
-    _unit.setFacts(facts);
+    _unit.setFacts({.currentCapacity = c.current, .maxCapacity = c.maximum});
     EXPECT_EQ(getBatteryCapacity(), c.percent)
         << c.current.value_or(-1) << " of " << c.maximum.value_or(-1);
   }

@@ -62,10 +62,9 @@ TEST_F(LogTest, ALineIsTimeIndentationTestNameAndMessage) {
 TEST_F(LogTest, TheStampIsTheLocalTime) {
   ::setenv("TZ", "XXX-5:30", 1);
   ::tzset();
-  const time_t before = ::time(nullptr), epoch = 0;
+  const time_t before = ::time(nullptr);
   EXPECT_LE(before, ::mktime(getTime()));
   EXPECT_EQ(getTime()->tm_gmtoff, 5 * 3600 + 30 * 60);
-  EXPECT_EQ(::localtime(&epoch), getTime()) << "the record is the C library's own";
   Log::write(CFSTR("now"), nullptr, 0);
   struct tm stamp {};
   const std::string line = readText(logFile());

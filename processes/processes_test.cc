@@ -222,29 +222,23 @@ TEST_F(ProcessesTest, AnObjectThatCannotBeMadeIsLeftOut) {
   EXPECT_EQ(host::VirtualDevice::openHandles(), before);
 }
 
-class ReportTest : public corvane::testing::UnitTest {
- protected:
-  Kernel _kernel;
-};
-
-TEST_F(ReportTest, ProcessesAreSortedByNumberAndAMissingFigureReadsAsZero) {
-  for (const int32_t pid : {100, 2, 10, 0}) {
-    _kernel.tasks().push_back({.pid = pid,
-                               .path = pid == 0 ? "" : "/bin/p" + std::to_string(pid),
-                               .times = {{12, 990'000}, {0, 40'000}}});
-  }
-  _kernel.tasks()[1].threads = {thread({}, {}, 1000, 1, 0), thread({}, {}, 875, 1, 0)};
-  host::VirtualDevice::setFaults("task_info@2+");
+TEST_F(ProcessesTest, AReportIsSortedByNumberAndAMissingFigureReadsAsZero) {
+  const auto threads = {thread({}, {}, 1000, 1, 0), thread({}, {}, 875, 1, 0)};
+  const task_thread_times_info_data_t times = {{12, 990'000}, {0, 40'000}};
+  _kernel.tasks().push_back({.pid = 100, .threads = threads, .path = "/bin/p100", .times = times});
+  _kernel.tasks().push_back({.pid = 2, .path = "/bin/p2", .times = times});
+  host::VirtualDevice::setFaults("task_info@5");
   Processes().prettyPrintToLog();
   const std::vector<std::string> expected = {
-      "    PID\tCPU%\tUsr\tSys\t\tName",     "    ---\t----\t---\t---\t\t----",
-      "    0\t0.0\t0.0\t0.0\t\tkernel_task", "    2\t0.0\t0.0\t0.0\t\t/bin/p2",
-      "    10\t0.0\t0.0\t0.0\t\t/bin/p10",   "    100\t187.5\t13.0\t0.4\t\t/bin/p100"};
+      "    PID\tCPU%\tUsr\tSys\t\tName",        "    ---\t----\t---\t---\t\t----",
+      "    0\t12.5\t0.0\t0.0\t\tkernel_task",   "    2\t0.0\t0.0\t0.0\t\t/bin/p2",
+      "    10\t25.0\t1.2\t0.9\t\t/usr/bin/ten", "    20\t0.0\t0.0\t0.0\t\t/usr/bin/twenty",
+      "    100\t187.5\t13.0\t0.4\t\t/bin/p100"};
   EXPECT_EQ(logLines(), expected);
-  EXPECT_EQ(_unit.systemLog().at(5), "100\t187.5\t13.0\t0.4\t\t/bin/p100");
+  EXPECT_EQ(_unit.systemLog().at(6), "100\t187.5\t13.0\t0.4\t\t/bin/p100");
 }
 
-TEST_F(ReportTest, AReportTakesASampleOnlyWhenThereIsNone) {
+TEST_F(ProcessesTest, AReportTakesASampleOnlyWhenThereIsNone) {
   host::VirtualDevice::setFaults("CFDictionaryCreateMutable@1");
   Processes processes;
   ASSERT_EQ(processes.getCachedProcesses(), nullptr);
@@ -252,7 +246,7 @@ TEST_F(ReportTest, AReportTakesASampleOnlyWhenThereIsNone) {
   processes.prettyPrintToLog();
   _kernel.tasks().push_back({.pid = 2});
   processes.prettyPrintToLog();
-  EXPECT_EQ(logLines().size(), 6u);
+  EXPECT_EQ(logLines().size(), 12u);
 }
 
 TEST(NumericCompareTest, TextsOfEqualValueCompareAsAscendingAndOtherObjectsAsEqual) {

@@ -55,7 +55,8 @@ TEST_F(VerifiedAccessTest, LeavesTheBytesThatTheFacadeLeaves) {
   _unit.setDataSet(kDiagnostic, data);
   host::VirtualDevice::setFaults("time=1800000000");
   for (int round = 0; round < 200; ++round) {
-    const uint32_t offset = below(40), kind = below(6);
+    const auto at = static_cast<uint8_t>(below(40));
+    const uint32_t kind = below(6);
     const auto status = static_cast<CorvaneControlBitStatus>(below(4));
     const int count = static_cast<int>(below(8));
     const bool isSet = below(2) == 0;
@@ -64,25 +65,19 @@ TEST_F(VerifiedAccessTest, LeavesTheBytesThatTheFacadeLeaves) {
     Bytes value(below(8) == 0 ? below(4000) : below(40));
     std::ranges::generate(value, [&] { return static_cast<uint8_t>(below(256)); });
 
+    const auto size = static_cast<int32_t>(value.size());
     const std::vector<Bytes> before = held();
-    const auto facade = [&] {
-      const auto at = static_cast<uint8_t>(offset);
-      if (kind == 0) ControlBits::writeControlBits(static_cast<int32_t>(offset), status, count);
-      if (kind == 1) ControlBits::writeCorvaneStatus(status);
-      if (kind == 2) ControlBits::writePoisonByte(at, isSet);
-      if (kind == 3) ControlBits::deleteSystemConfig(key);
-      if (kind == 4) {
-        ControlBits::writeSystemConfig(value.data(), static_cast<int32_t>(value.size()), key);
-      }
-      if (kind == 5) ControlBits::writeDiagnosticsRecord(at, status, testing::cfString(text).get());
-    };
-    facade();
+    if (kind == 0) ControlBits::writeControlBits(at, status, count);
+    if (kind == 1) ControlBits::writeCorvaneStatus(status);
+    if (kind == 2) ControlBits::writePoisonByte(at, isSet);
+    if (kind == 3) ControlBits::deleteSystemConfig(key);
+    if (kind == 4) ControlBits::writeSystemConfig(value.data(), size, key);
+    if (kind == 5) ControlBits::writeDiagnosticsRecord(at, status, testing::cfString(text).get());
     const std::vector<Bytes> meant = held();
     _unit.setDataSet(kDiagnostic, before[0]);
     _unit.setDataSet(kConfiguration, before[1]);
     try {
-      const auto at = static_cast<uint8_t>(offset);
-      if (kind == 0) changeStatus(_lock, offset, {.status = status, .failCount = count});
+      if (kind == 0) changeStatus(_lock, at, {.status = status, .failCount = count});
       if (kind == 1) changeStatus(_lock, 18, {.status = status});
       if (kind == 2) isSet ? setPoison(_lock, at) : clearPoison(_lock, at);
       if (kind == 3) deleteKey(_lock, key);
