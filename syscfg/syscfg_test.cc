@@ -211,7 +211,7 @@ TEST(SyscfgTest, AnAreaThatEndsInsideItsTableTakesInlineValuesOnly) {
   putWords(contents, 8, {200});
   putWords(contents, 20, {100});
   const MemoryStore store(contents);
-  for (const size_t length : {17, 200, 201}) {  // The last would begin before the image.
+  for (const size_t length : {17UL, 200UL, 201UL}) {  // The last would begin before the image.
     EXPECT_EQ(add(store, 1, counting(length)), -1) << length;
   }
   EXPECT_EQ(imageOf(store), contents);
