@@ -2,7 +2,6 @@
 #define CORVANE_TOOLS_RESULTS_RUN_READER_H_
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -10,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -44,7 +44,11 @@ class Names {
 
 /// What a measurement or a check is. Names are numbers of Names, here and below.
 struct MeasurementHead {
-  auto operator<=>(const MeasurementHead&) const = default;  // NOLINT(modernize-use-nullptr)
+  // Not a default <=>: not every C++ library compares two optional values by it.
+  auto fields() const {
+    return std::tie(phase, name, unitOfMeasure, isCheck, hasVariousLimits, lower, upper);
+  }
+  bool operator<(const MeasurementHead& other) const { return fields() < other.fields(); }
 
   uint32_t phase = 0;
   uint32_t name = 0;
