@@ -21,10 +21,16 @@ enum { kCFCompareCaseInsensitive = 1, kCFCompareNumerically = 64 };
 /// Returns the only constant string with that text, which is UTF-8. It is never freed.
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* text);
 #ifdef __cplusplus
-#define CFSTR(text)                                                               \
-  ([]() -> CFStringRef {                                                          \
-    static const CFStringRef constant = __CFStringMakeConstantString("" text ""); \
-    return constant;                                                              \
+// Not initialized by the call: the child of a fork could wait without end for the
+// initialization that another thread had begun.
+#define CFSTR(text)                                                   \
+  ([]() -> CFStringRef {                                              \
+    static CFStringRef constant;                                      \
+    CFStringRef known = __atomic_load_n(&constant, __ATOMIC_ACQUIRE); \
+    if (known) return known;                                          \
+    known = __CFStringMakeConstantString("" text "");                 \
+    __atomic_store_n(&constant, known, __ATOMIC_RELEASE);             \
+    return known;                                                     \
   }())
 #else
 #define CFSTR(text) __CFStringMakeConstantString("" text "")
