@@ -70,19 +70,11 @@ CommandError usageError(const CLI::App& app, const CLI::ParseError& error) {
   if (!command->remaining().empty()) {
     return {kUsage, unexpected(*command, command->remaining().front())};
   }
-  const std::string text = error.what();
   if (dynamic_cast<const CLI::RequiredError*>(&error) &&
       command->get_require_subcommand_min() > 0) {
     return {kUsage, fullName(*command) + " needs a command: " + listOf(commandNames(*command))};
   }
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
-    const std::string name = text.substr(0, text.find(':'));  // Empty when it is not shown.
-    return {kUsage, (name.empty() ? "an option" : name) + " needs a value"};
-  }
-  constexpr std::string_view kExcludes = " excludes ";
-  const size_t excluded = text.find(kExcludes);
-  if (excluded == text.npos) return {kUsage, fullName(*command) + ": " + text};
-  return {kUsage, std::string(text).replace(excluded, kExcludes.size(), " cannot be used with ")};
+  return {kUsage, fullName(*command) + ": " + error.what()};
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include "tools/command_line.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
-#include "tools/virtual_unit.h"
 
 namespace corvane::tools {
 

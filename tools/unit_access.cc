@@ -16,7 +16,6 @@
 #include "platform/scoped_file.h"
 #include "platform/text.h"
 #include "platform/unit_messages.h"
-#include "tools/virtual_unit.h"
 #include "unit/error.h"
 #include "unit/records.h"
 #include "unit/status_byte.h"

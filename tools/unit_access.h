@@ -17,6 +17,16 @@ namespace corvane::tools {
 /// Returns `text` as the library takes it. Throws CommandError when it is not UTF-8.
 CFRef<CFStringRef> textArgument(const std::string& text);
 
+// What the tool must know of the virtual unit; on the device there is always a unit.
+
+/// Throws CommandError when the fault rules in the environment cannot be used.
+void requireFaultRules();
+/// Makes the unit that is there the one in use, so that nothing makes another. Throws when there is
+/// none.
+void useExistingUnit();
+/// Returns whether the error says that the virtual unit cannot be used.
+bool isOfUnit(const std::exception& error);
+
 /// Opens the unit for a command that only looks. Throws CommandError when there is none, and when
 /// it cannot be used: unlike a change, a look makes no new unit.
 void requireUnitToLook();

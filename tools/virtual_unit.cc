@@ -1,7 +1,6 @@
-#include "tools/virtual_unit.h"
+#include "tools/unit_access.h"
 
 #include "host/include/virtual_device.h"
-#include "tools/command_error.h"
 
 namespace corvane::tools {
 

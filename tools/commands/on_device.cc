@@ -1,7 +1,7 @@
 // What the tool has on the device in place of the commands that make virtual units or work on them:
 // device, unit, report and trial.
 
-#include "tools/virtual_unit.h"
+#include "tools/unit_access.h"
 
 namespace CLI {
 class App;
