@@ -86,7 +86,7 @@ ExitStatus inspect(const InspectOptions& options) {
 
 void addInspect(CLI::App& app) {
   Command command = Command(app).add(
-      "inspect", "Tell what a raw dump of a unit's data set holds, and which parts are damaged",
+      "inspect", "Show what a raw dump of a unit's data set holds, and which parts are damaged",
       "No unit is needed. Exit status: 0 a sound dump, 1 a damaged or unknown one, 2 a file that\n"
       "cannot be read.\n"
       "Example:\n  corvane inspect field.bin --map");

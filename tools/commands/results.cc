@@ -149,7 +149,7 @@ std::map<std::string, T> choicesOf(const auto& names) {
 
 void addResults(CLI::App& app) {
   Command command = Command(app).add(
-      "results", "Tell yields, what fails, and measurements from the results of stations",
+      "results", "Show yields, failures and measurements from the results of stations",
       "No unit is needed. A unit's first and last runs count for the yields; refused runs do not.\n"
       "A run counts once, in however many files its lines are. Times are ISO 8601: 2026-11-16, or\n"
       "2026-11-16T08:30:00+01:00; a day without a time is the whole day.\n"

@@ -102,7 +102,7 @@ void addImport(Command group) {
 
 void addDiff(Command group) {
   Command command = group.add(
-      "diff", "Tell in words how two units or dumps differ",
+      "diff", "Show how two units or dumps differ, in words",
       "Of a dump and a unit, the dump's data set is compared. Bytes that differ although all that\n"
       "they decode to is the same come last, as raw bytes.\n"
       "Exit status: 0 the same, 1 different.\n"
