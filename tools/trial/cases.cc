@@ -91,33 +91,30 @@ std::map<std::string, UnitChange> unitChanges(const Station& station) {
   return changes;
 }
 
-class CaseMaker {
- public:
-  CaseMaker(const Station& station, const GoodRun& good, const fs::path& goodUnit,
-            const fs::path& folder)
-      : _station(station), _good(good), _unit(goodUnit), _folder(folder) {
-    for (const auto& [call, count] : good.run.calls) {
-      for (uint64_t i = 1; i <= count; ++i) _calls.emplace_back(call, i);
-    }
-  }
+struct CaseMaker {
+  const Station& station;
+  const GoodRun& good;
+  fs::path folder;
+  /// Each call of the good run, in the order of their names.
+  std::vector<std::pair<std::string, uint64_t>> calls = {};
+  std::vector<Case> cases = {};
 
   Case& add(const std::string& kind, const std::string& name, const std::string& faults = "") {
-    return _cases.emplace_back(Case{kind, name, _unit, faults});
+    return cases.emplace_back(Case{kind, name, good.unit, faults});
   }
   /// Adds a case that takes effect at a call, which has that result by a fault rule.
   Case& addAtCall(const std::string& kind, const std::string& call, const std::string& result,
                   uint64_t occurrence, const char* further = "") {
     const std::string rule = call + result + "@" + std::to_string(occurrence) + further;
     Case& made = add(kind, rule, rule);
-    made.call = call;
-    made.occurrence = occurrence;
+    made.takesEffectAt = {call, occurrence};
     return made;
   }
 
   void addFaults() {
     constexpr uint64_t kMaxEach = 100;
-    for (const auto& [call, occurrence] : _calls) {
-      const uint64_t count = _good.run.calls.at(call);
+    for (const auto& [call, occurrence] : calls) {
+      const uint64_t count = good.run.calls.at(call);
       const bool isChosen = count <= kMaxEach || occurrence == 1 || occurrence == (count + 1) / 2 ||
                             occurrence == count;
       std::vector<std::string> failures = {""};
@@ -133,16 +130,13 @@ class CaseMaker {
   }
 
   void addStuckBytes(const std::string& name, Bytes UnitState::*set) {
-    const Bytes &before = _good.run.before.*set, &after = (*_good.run.after).*set;
-    for (const size_t offset : differences(before, after)) {
-      for (const uint8_t value :
-           std::set<uint8_t>{before[offset], after[offset], uint8_t(after[offset] ^ 2)}) {
+    const Bytes &before = good.run.before.*set, &after = (*good.run.after).*set;
+    for (size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
+      if (before[i] == after[i]) continue;
+      for (const uint8_t value : std::set<uint8_t>{before[i], after[i], uint8_t(after[i] ^ 2)}) {
         const std::string rule =
-            "stuck:" + name + ":" + std::to_string(offset) + "=" + std::to_string(value);
-        Case& stuck = add("faults", rule, rule);
-        stuck.stuckSet = set;
-        stuck.stuckOffset = offset;
-        stuck.stuckValue = value;
+            "stuck:" + name + ":" + std::to_string(i) + "=" + std::to_string(value);
+        add("faults", rule, rule).stick = [=](UnitState& unit) { (unit.*set).at(i) = value; };
       }
     }
   }
@@ -151,13 +145,13 @@ class CaseMaker {
     constexpr size_t kMoments = 100;
     constexpr std::pair<int, const char*> kSignals[] = {
         {SIGKILL, "=kill"}, {SIGTERM, "=sigterm"}, {SIGINT, "=sigint"}};
-    std::uniform_real_distribution<double> moment(0, _good.run.seconds);
+    std::uniform_real_distribution<double> moment(0, good.run.seconds);
     for (size_t i = 0; i < kMoments; ++i) {
       Case& kill = add("kills", "signal at random moment " + std::to_string(i));
       kill.signal = kSignals[i % std::size(kSignals)].first;
       kill.signalAfter = moment(random);
     }
-    for (const auto& [call, occurrence] : _calls) {
+    for (const auto& [call, occurrence] : calls) {
       for (const auto& [signal, result] : kSignals) {
         addAtCall("kills", call, result, occurrence).signal = signal;
       }
@@ -165,9 +159,9 @@ class CaseMaker {
   }
 
   void addUnits() {
-    add("units", "fresh").unit = host::VirtualDevice(_folder / "fresh").folder();
-    for (const auto& [name, change] : unitChanges(_station)) {
-      add("units", name).unit = makeUnit(_station, _folder / name, change);
+    add("units", "fresh").unit = host::VirtualDevice(folder / "fresh").folder();
+    for (const auto& [name, change] : unitChanges(station)) {
+      add("units", name).unit = makeUnit(station, folder / name, change);
     }
   }
 
@@ -176,22 +170,20 @@ class CaseMaker {
   void addMeddling() {
     constexpr uint64_t kMaxStops = 10;
     const std::pair<const char*, std::function<void(UnitState&)>> changes[] = {
-        {"failed", [s = _station](auto& u) { u.diagnostics[s.statusOffset] = kMarkOfFailure; }},
-        {"poisoned", [s = _station](auto& u) { u.diagnostics[s.poisonOffset] = kMarkOfFailure; }},
-        {"given a record", [s = _station](auto& u) { appendRecord(u, otherStation(s) ^ 1); }},
-        {"swapped", [other = readUnit(_folder / kOneSlotLeft)](auto& u) { u = other; }},
-        {"cleared of the count", [s = _station](auto& u) { setKey(u, s.runCountKey, {}); }}};
+        {"failed", [s = station](auto& u) { u.diagnostics[s.statusOffset] = kMarkOfFailure; }},
+        {"poisoned", [s = station](auto& u) { u.diagnostics[s.poisonOffset] = kMarkOfFailure; }},
+        {"given a record", [s = station](auto& u) { appendRecord(u, otherStation(s) ^ 1); }},
+        {"swapped", [other = readUnit(folder / kOneSlotLeft)](auto& u) { u = other; }},
+        {"cleared of the count", [s = station](auto& u) { setKey(u, s.runCountKey, {}); }}};
     for (size_t place = 1; place <= 5; ++place) {
-      const auto& [call, occurrence] = _calls[_calls.size() * place / 6];
+      const auto& [call, occurrence] = calls[calls.size() * place / 6];
       std::string rules;
       for (uint64_t stop = 0; stop < kMaxStops; ++stop) {
         rules += call + "=stop@" + std::to_string(occurrence + stop) + ",";
       }
       const std::string where = " at " + call + "@" + std::to_string(occurrence);
       for (const auto& [name, change] : changes) {
-        Case& meddling = add("meddling", std::string("unit ") + name + where, rules);
-        meddling.meddling = change;
-        meddling.swapsUnit = std::string_view(name) == "swapped";
+        add("meddling", std::string("unit ") + name + where, rules).meddling = change;
       }
     }
   }
@@ -215,19 +207,9 @@ class CaseMaker {
     for (const auto& [name, setup] : setups) add("surroundings", name).setup = setup;
     const locale_t locale = newlocale(LC_ALL_MASK, kComma, nullptr);
     if (locale != nullptr) return freelocale(locale);
-    _cases.pop_back();
+    cases.pop_back();
     std::fprintf(stderr, "no decimal comma is tried: the locale %s is not installed\n", kComma);
   }
-
-  std::vector<Case> take() { return std::move(_cases); }
-
- private:
-  const Station& _station;
-  const GoodRun& _good;
-  const fs::path _unit, _folder;
-  /// Each call of the good run, in the order of their names.
-  std::vector<std::pair<std::string, uint64_t>> _calls;
-  std::vector<Case> _cases;
 };
 
 }  // namespace
@@ -236,17 +218,20 @@ fs::path makeGoodUnit(const Station& station, const fs::path& folder) {
   return makeUnit(station, folder, {});
 }
 
-std::vector<Case> casesOf(const Station& station, const GoodRun& good, const fs::path& goodUnit,
-                          const fs::path& folder, std::mt19937& random) {
-  CaseMaker cases(station, good, goodUnit, folder);
-  cases.addFaults();
-  cases.addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics);
-  cases.addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration);
-  cases.addKills(random);
-  cases.addUnits();
-  cases.addMeddling();
-  cases.addSurroundings();
-  return cases.take();
+std::vector<Case> casesOf(const Station& station, const GoodRun& good, const fs::path& folder,
+                          std::mt19937& random) {
+  CaseMaker maker{station, good, folder};
+  for (const auto& [call, count] : good.run.calls) {
+    for (uint64_t i = 1; i <= count; ++i) maker.calls.emplace_back(call, i);
+  }
+  maker.addFaults();
+  maker.addStuckBytes("VelmoDiagnosticData", &UnitState::diagnostics);
+  maker.addStuckBytes("VelmoDiagnosticDataSysCfg", &UnitState::configuration);
+  maker.addKills(random);
+  maker.addUnits();
+  maker.addMeddling();
+  maker.addSurroundings();
+  return maker.cases;
 }
 
 }  // namespace corvane::tools::trial

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -18,31 +17,25 @@ namespace {
 
 namespace field = station::line_field;
 
+using Slot = DiagnosticRecord<time_t>;
 constexpr size_t kRecordsEnd = slotOffset<time_t>(kRecordSlots);
 
-std::string byteName(size_t offset) { return "byte " + std::to_string(offset); }
+std::string bytePlace(size_t offset) { return "byte " + std::to_string(offset); }
 
-/// Returns the bytes that are not of records, the keys, the words of NVRAM and the files that the
-/// unit has, by their names.
-std::map<std::string, Bytes> placesOf(const UnitState& unit) {
-  std::map<std::string, Bytes> places = {{"device.plist", unit.device}};
-  for (size_t i = 0; i < unit.diagnostics.size(); ++i) {
-    const bool isOfRecord = i >= kFirstRecordOffset && i < kRecordsEnd;
-    if (!isOfRecord) places[byteName(i)] = {unit.byte(i)};
-  }
-  const MemoryStore store(unit.configuration);
-  std::vector<uint32_t> keys(unit.configuration.size());
-  const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
-  keys.resize(static_cast<size_t>(std::max(count, 0)));
-  for (const uint32_t key : keys) {
-    places["key " + unit::keyName(key)] = unit::valueIn(unit.configuration, key).value_or(Bytes());
-  }
-  std::string text(unit.nvram.begin(), unit.nvram.end());
-  std::ranges::replace(text, '<', ' ');
-  std::ranges::replace(text, '>', ' ');
-  std::istringstream words(text);
-  for (std::string word; words >> word;) places["the word " + word + " of NVRAM"] = {};
-  return places;
+constexpr char kRecordPlace[] = "record ";
+
+std::string keyPlace(uint32_t key) { return "key " + unit::keyName(key); }
+
+uint8_t byteIn(const Places& unit, size_t offset) { return unit.at(bytePlace(offset)).at(0); }
+
+/// Returns what the unit has under the name; empty when it has nothing.
+Bytes contentsIn(const Places& unit, const std::string& name) {
+  const auto found = unit.find(name);
+  return found == unit.end() ? Bytes() : found->second;
+}
+
+int resultIn(const Bytes& slot) {
+  return slot[offsetof(Slot, flags)] >> kRecordResultShift & kRecordResultMask;
 }
 
 /// What a unit holds under the run count key.
@@ -53,40 +46,38 @@ struct RunMark {
 };
 
 /// Returns zeros when there is no such value.
-RunMark runMarkIn(const Station& station, const UnitState& state) {
+RunMark runMarkIn(const Places& unit, const Station& station) {
   RunMark held = {};
-  const auto value = unit::valueIn(state.configuration, station.runCountKey);
-  if (value && value->size() >= sizeof held) std::memcpy(&held, value->data(), sizeof held);
+  const Bytes value = contentsIn(unit, keyPlace(station.runCountKey));
+  if (value.size() >= sizeof held) std::memcpy(&held, value.data(), sizeof held);
   return held;
 }
 
-/// Returns the last line of results; an empty object when there is none.
-nlohmann::json lastLineOf(const std::string& results) {
-  nlohmann::json last = nlohmann::json::object();
-  std::istringstream lines(results);
-  for (std::string line; std::getline(lines, line);) {
-    nlohmann::json fields = nlohmann::json::parse(line, nullptr, false);
-    if (fields.is_object()) last = std::move(fields);
-  }
-  return last;
+/// Returns the results' last line; an empty object when that is not an end line.
+nlohmann::json endLineOf(const std::string& results) {
+  const size_t begin = results.rfind('\n', results.size() - 2) + 1;
+  nlohmann::json line = nlohmann::json::parse(results.substr(begin), nullptr, false);
+  const bool isEnd = line.is_object() && line[field::kType] == station::line_type::kEnd;
+  return isEnd ? line : nlohmann::json::object();
 }
 
 class Judge {
  public:
   Judge(const Station& station, const GoodRun& good, const Case& what, const Run& run)
-      : _station(station),
-        _good(good),
-        _case(what),
-        _run(run),
-        _lastLine(lastLineOf(run.results)),
-        _before(run.before),
-        _after(*run.after) {
-    if (resultsText(field::kType) == station::line_type::kEnd) {
-      _verdict = resultsText(field::kVerdict);
+      : _station(station), _good(good), _case(what), _run(run), _end(endLineOf(run.results)) {
+    const auto asRead = [&](UnitState unit) {
+      if (what.stick) what.stick(unit);  // The next station reads the byte so.
+      return placesOf(unit);
+    };
+    _before = asRead(run.before);
+    _after = asRead(*run.after);
+    if (run.meddled) allowForMeddling(placesOf(run.meddled->first), placesOf(run.meddled->second));
+    _changed = changedPlaces(_before, _after);
+    for (const std::string& place : _changed) {
+      if (!place.starts_with(kRecordPlace)) continue;
+      const bool isNew = contentsIn(_before, place).empty();
+      isNew ? _added.push_back(_after[place]) : void(_isRecordLost = true);
     }
-    if (run.meddled) allowForMeddling(run.meddled->first, run.meddled->second);
-    if (what.stuckSet != nullptr) applyStuckByte();
-    compareRecords();
   }
 
   Judgement judgement() const {
@@ -94,7 +85,7 @@ class Judge {
     // On the bare library nothing keeps another program from the slot that was found to be free.
     if (_isRecordLost && (!_run.meddled || _run.waitStatus == 0)) lie = "an old record is lost";
     if (lie.empty()) lie = changeOutside();
-    if (lie.empty() && contradictsResults()) lie = "the results say " + _verdict;
+    if (lie.empty() && contradictsResults()) lie = "the results say " + endText(field::kVerdict);
     const bool isCrash = WIFSIGNALED(_run.waitStatus) && signal() != _case.signal;
     if (lie.empty() && !isCrash) return {"honest"};
     const std::string ended = WIFSIGNALED(_run.waitStatus)
@@ -122,14 +113,16 @@ class Judge {
     }
     if (status() == 1) return isFail() ? "" : "the unit does not show a fail";
     if (status() == 3 && isUntrusted()) return lieOfUntrusted();
-    if (status() <= 3) return _before == _after ? "" : "the unit was changed";
+    if (status() <= 3) return _changed.empty() ? "" : "the unit was changed";
     const bool isCut = status() == 4 || status() > kSignalBase;
     if (!isCut) return "this is not a status of the station kit";
-    return isIncomplete() ? "" : "the unit is not marked incomplete";
+    const bool isIncomplete = statusOf(_after) == kCorvaneControlBitsIncompleteTest ||
+                              statusOf(_after) == statusOf(_before);
+    return isIncomplete ? "" : "the unit is not marked incomplete";
   }
 
   const char* lieOfUntrusted() const {
-    const std::string reason = _verdict.empty() ? _run.output : resultsText(field::kReason);
+    const std::string reason = _end.empty() ? _run.output : endText(field::kReason);
     if (isPass()) return reason.find("passed") == std::string::npos ? "the unit shows a pass" : "";
     const bool isLeft = isPassed() && hasChangedStatus() && !hasRecord();
     return isLeft ? "the status is left passed without its record" : "";
@@ -137,124 +130,93 @@ class Judge {
 
   int status() const { return WEXITSTATUS(_run.waitStatus); }
   int signal() const { return WTERMSIG(_run.waitStatus); }
-  /// Returns a field of the results' last line; empty when it is absent or not a text.
-  std::string resultsText(const char* name) const {
-    const auto found = _lastLine.find(name);
-    const bool isText = found != _lastLine.end() && found->is_string();
-    return isText ? found->get<std::string>() : "";
+  /// Returns a field of the results' end line; empty when it is absent or not a text.
+  std::string endText(const char* name) const {
+    const auto found = _end.find(name);
+    return found != _end.end() && found->is_string() ? found->get<std::string>() : "";
   }
   bool isUntrusted() const {
-    return _verdict.empty() ? _run.output.find("refused: ") == std::string::npos
-                            : _verdict == "untrusted";
-  }
-  bool isIncomplete() const {
-    return statusOf(_after) == kCorvaneControlBitsIncompleteTest ||
-           statusOf(_after) == statusOf(_before);
+    const std::string verdict = endText(field::kVerdict);
+    return verdict.empty() ? _run.output.find("refused: ") == std::string::npos
+                           : verdict == "untrusted";
   }
   /// Returns whether the run changed the status to a verdict without what belongs to it.
   bool isHalfVerdict() const {
     if ((!_station.isOfKit && !_good.writesRecordFirst) || !hasChangedStatus()) return false;
     return isPassed() ? isPoisonSet() || !hasRecord() : isFailed() && !isFail();
   }
-
   bool contradictsResults() const {
-    if (_verdict.empty() || _verdict == "untrusted") return false;
-    if (_verdict == "failed") return !isFail();
-    return isPass() != (_verdict == "passed");
+    const std::string verdict = endText(field::kVerdict);
+    if (verdict.empty() || verdict == "untrusted") return false;
+    return verdict == "failed" ? !isFail() : isPass() != (verdict == "passed");
   }
 
   /// Returns which place the run changed that neither the profile nor the good run has.
   std::string changeOutside() const {
-    for (const std::string& place : changedPlaces(_before, _after)) {
-      const bool isOwn = _good.places.contains(place) || _outside.contains(place) ||
-                         place == byteName(_station.statusOffset) ||
-                         place == byteName(_station.poisonOffset) ||
-                         place == "key " + unit::keyName(_station.runCountKey);
+    const std::set<std::string> own = {bytePlace(_station.statusOffset),
+                                       bytePlace(_station.poisonOffset),
+                                       keyPlace(_station.runCountKey)};
+    for (const std::string& place : _changed) {
       // A stuck byte of the configuration area changes what any key holds.
-      if (!isOwn && !(_case.stuckSet != nullptr && place.starts_with("key ")))
+      const bool isJudged =
+          place.starts_with(kRecordPlace) || (_case.stick && place.starts_with("key "));
+      if (!isJudged && !own.contains(place) && !_good.places.contains(place) &&
+          !_outside.contains(place)) {
         return place + " was changed";
+      }
     }
     return "";
   }
 
   /// The change is part of the unit as the station met it when the station has looked at the unit
   /// and written to it since. Otherwise the unit is judged as it was before the change.
-  void allowForMeddling(const UnitState& from, const UnitState& to) {
+  void allowForMeddling(Places from, Places to) {
     Calls then = _run.callsAtStop, now = _run.calls;
     const auto hasCalledSince = [&](const char* call) { return then[call] < now[call]; };
     const bool isMet = hasCalledSince("IORegistryEntryCreateCFProperty") &&
                        hasCalledSince("IORegistryEntrySetCFProperties");
     _outside = changedPlaces(from, to);
-    if (_case.swapsUnit) {
-      (isMet ? _before : _after) = isMet ? to : from;
-      return;
+    for (const std::string& place : _outside) {
+      if (isMet) _before[place] = to[place];
+      if (!isMet && _after[place] == to[place]) _after[place] = from[place];
     }
-    for (const size_t offset : differences(from.diagnostics, to.diagnostics)) {
-      if (isMet && offset < kFirstRecordOffset) _before.diagnostics[offset] = to.byte(offset);
-      uint8_t& byte = _after.diagnostics[offset];
-      if (!isMet && byte == to.byte(offset)) byte = from.byte(offset);
-    }
-    if (!isMet && _after.configuration == to.configuration) {
-      _after.configuration = from.configuration;
-    }
-    if (!isMet) return;
-    if (from.configuration != to.configuration) _before.configuration = to.configuration;
-    _others = to.records();
-    _others.erase(_others.begin(), _others.begin() + ptrdiff_t(from.records().size()));
   }
 
-  /// The next station reads the byte so.
-  void applyStuckByte() {
-    for (UnitState* unit : {&_before, &_after}) {
-      (unit->*_case.stuckSet).at(_case.stuckOffset) = _case.stuckValue;
-    }
-    if (_case.stuckSet == &UnitState::diagnostics) _outside.insert(byteName(_case.stuckOffset));
-  }
-
-  void compareRecords() {
-    _added = _after.records();
-    const auto take = [&](const unit::Record& record, auto found) {
-      _isRecordLost |= found == _added.end() || *found != record;
-      if (found != _added.end()) _added.erase(found);
-    };
-    for (const unit::Record& record : _before.records()) take(record, _added.begin());
-    for (const unit::Record& record : _others) take(record, std::ranges::find(_added, record));
-  }
-
-  uint32_t statusOf(const UnitState& unit) const {
-    return testStatusOf(unit.byte(_station.statusOffset));
+  uint32_t statusOf(const Places& unit) const {
+    return testStatusOf(byteIn(unit, _station.statusOffset));
   }
   /// Returns whether this run itself changed the status.
   bool hasChangedStatus() const {
     return statusOf(_before) != statusOf(_after) &&
-           !_outside.contains(byteName(_station.statusOffset));
+           !_outside.contains(bytePlace(_station.statusOffset));
   }
   /// Returns whether the run left its one record; none for a station that leaves no records.
   bool hasRecord() const {
     if (!_station.number) return _added.empty();
-    return _added.size() == 1 && _added[0].station == *_station.number;
+    return _added.size() == 1 && _added[0][offsetof(Slot, station)] == *_station.number;
   }
-  bool isPassed() const { return showsPassed(_station, _after); }
+  bool isPassed() const { return statusOf(_after) == kCorvaneCotnrolBitsPassed; }
   bool isFailed() const { return statusOf(_after) == kCorvaneControlBitsFailed; }
   bool isPoisonSet() const {
-    return isPoisoned(_station.poisonOffset, _after.byte(_station.poisonOffset));
+    return isPoisoned(_station.poisonOffset, byteIn(_after, _station.poisonOffset));
   }
   bool isFail() const { return isFailed() && isPoisonSet() && hasRecord(); }
   bool isPass() const {
-    const bool isMarked =
-        isPassed() && !isPoisonSet() && !_isRecordLost && hasRecord() &&
-        (!_station.number || _added[0].result == _good.run.after->records().back().result);
-    if (!isMarked || _station.runCountKey == 0) return isMarked;
-    const RunMark mark = runMarkIn(_station, _after);
-    const bool isCounted = mark.count == runMarkIn(_station, _run.before).count + 1 ||
-                           mark.count == runMarkIn(_station, _before).count + 1;
-    const std::string told = resultsText(field::kRun);
+    if (!isPassed() || isPoisonSet() || _isRecordLost || !hasRecord()) return false;
+    if (_station.number && resultIn(_added[0]) != _good.run.after->records().back().result) {
+      return false;
+    }
+    if (_station.runCountKey == 0) return true;
+    const RunMark mark = runMarkIn(_after, _station);
+    const bool isCounted = mark.count == runMarkIn(placesOf(_run.before), _station).count + 1 ||
+                           mark.count == runMarkIn(_before, _station).count + 1;
+    const std::string told = endText(field::kRun);
     return isCounted && (told.empty() || told == hexNumber(mark.run, 16).substr(2));
   }
 
   std::string shown() const {
-    return "status byte " + hexNumber(_after.byte(_station.statusOffset), 2) + ", poison byte " +
-           hexNumber(_after.byte(_station.poisonOffset), 2) +
+    return "status byte " + hexNumber(byteIn(_after, _station.statusOffset), 2) + ", poison byte " +
+           hexNumber(byteIn(_after, _station.poisonOffset), 2) +
            ", new records: " + std::to_string(_added.size());
   }
 
@@ -262,33 +224,55 @@ class Judge {
   const GoodRun& _good;
   const Case& _case;
   const Run& _run;
-  const nlohmann::json _lastLine;
-  /// Of the results' end line; empty without one.
-  std::string _verdict;
+  nlohmann::json _end;
   /// The unit as the next station would have read it before the run, and as it reads it now.
-  UnitState _before, _after;
-  /// Places that are stuck or that another program changed.
-  std::set<std::string> _outside;
-  std::vector<unit::Record> _others, _added;
+  Places _before, _after;
+  /// Places that the run changed, and those that another program changed.
+  std::set<std::string> _changed, _outside;
+  /// The slots of the new records.
+  std::vector<Bytes> _added;
   bool _isRecordLost = false;
 };
 
 }  // namespace
 
-std::set<size_t> differences(const Bytes& left, const Bytes& right) {
-  std::set<size_t> offsets;
-  for (size_t i = 0; i < std::min(left.size(), right.size()); ++i) {
-    if (left[i] != right[i]) offsets.insert(i);
+Places placesOf(const UnitState& unit) {
+  Places places = {{"device.plist", unit.device},
+                   {"the configuration area", unit.configuration},
+                   {"the words of NVRAM", unit.nvram}};
+  Bytes slots = unit.diagnostics;
+  for (const unit::Record& record : unit.records()) {
+    const auto slot = slots.begin() + record.offset;
+    Bytes& held = places[kRecordPlace + std::to_string(record.slot)];
+    held.assign(slot, slot + sizeof(Slot));
+    held[offsetof(Slot, flags)] &= uint8_t(~kRecordContinued);
+    std::fill_n(slot, sizeof(Slot), 0);
   }
-  return offsets;
+  for (size_t i = 0; i < kFirstRecordOffset; ++i) places[bytePlace(i)] = {slots[i]};
+  for (size_t i = kRecordsEnd; i < slots.size(); ++i) places[bytePlace(i)] = {slots[i]};
+  places["the free slots"].assign(slots.begin() + kFirstRecordOffset, slots.begin() + kRecordsEnd);
+
+  const MemoryStore store(unit.configuration);
+  std::vector<uint32_t> keys(unit.configuration.size());
+  const int32_t count = syscfg__list_key(store.get(), keys.data(), keys.size());
+  keys.resize(static_cast<size_t>(std::max(count, 0)));
+  for (const uint32_t key : keys) {
+    places[keyPlace(key)] = unit::valueIn(unit.configuration, key).value_or(Bytes());
+  }
+  std::string text(unit.nvram.begin(), unit.nvram.end());
+  for (const char bracket : {'<', '>'}) std::ranges::replace(text, bracket, ' ');
+  std::istringstream words(text);
+  for (std::string word; words >> word;) places["the word " + word + " of NVRAM"] = {1};
+  return places;
 }
 
-std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right) {
-  std::vector<std::pair<const std::string, Bytes>> different;
-  std::ranges::set_symmetric_difference(placesOf(left), placesOf(right),
-                                        std::back_inserter(different));
+std::set<std::string> changedPlaces(const Places& left, const Places& right) {
   std::set<std::string> names;
-  for (const auto& [name, contents] : different) names.insert(name);
+  for (const Places* places : {&left, &right}) {
+    for (const auto& [name, contents] : *places) {
+      if (contentsIn(left, name) != contentsIn(right, name)) names.insert(name);
+    }
+  }
   return names;
 }
 
@@ -300,10 +284,6 @@ Judgement judge(const Station& station, const GoodRun& good, const Case& what, c
   if (!run.isReached) return {"not reached"};
   if (!run.after) return {"unjudged", run.unreadable};
   return Judge(station, good, what, run).judgement();
-}
-
-bool showsPassed(const Station& station, const UnitState& state) {
-  return testStatusOf(state.byte(station.statusOffset)) == kCorvaneCotnrolBitsPassed;
 }
 
 }  // namespace corvane::tools::trial

@@ -229,7 +229,8 @@ Run runStation(const Station& station, const Case& what, const fs::path& folder,
     fs::permissions(place, fs::perms::owner_write, fs::perm_options::add, ignored);
   }
   run.calls = callsIn(folder / "calls");
-  if (!what.call.empty()) run.isReached &= run.calls[what.call] >= what.occurrence;
+  const auto& [call, occurrence] = what.takesEffectAt;
+  if (!call.empty()) run.isReached &= run.calls[call] >= occurrence;
   run.output = textOf(folder / "output");
   run.results = textOf(folder / "results");
   try {

@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "controlbits/control_bit_byte.h"
 #include "host/include/virtual_device.h"
 #include "host/linux/system_calls.h"
 #include "platform/printable.h"
@@ -42,16 +43,14 @@ class Trial {
 
   ordered_json run() {
     if (_station.isOfKit) describe();
-    const fs::path goodUnit = makeGoodUnit(_station, _folder / "good");
-    tryGoodUnit({"units", "good unit", goodUnit});
-    return tryAll(chosen(casesOf(_station, _good, goodUnit, _folder, _random)));
+    _good.unit = makeGoodUnit(_station, _folder / "good");
+    tryGoodUnit({"units", "good unit", _good.unit});
+    return tryAll(chosen(casesOf(_station, _good, _folder, _random)));
   }
 
  private:
   void describe() {
-    Station station = _station;
-    station.isOfKit = false;
-    station.arguments = {"--describe"};
+    Station station{.program = _station.program, .arguments = {"--describe"}, .isOfKit = false};
     const fs::path unit = host::VirtualDevice(_folder / "unit").folder();
     const Run run = runOnce(station, {"units", "--describe", unit});
     const auto profile = nlohmann::json::parse(run.output, nullptr, false);
@@ -106,9 +105,10 @@ class Trial {
   void noteChanges(const Run& run) {
     if (!run.after) return;
     const UnitState &before = run.before, &after = *run.after;
-    _good.places.merge(changedPlaces(before, after));
+    _good.places.merge(changedPlaces(placesOf(before), placesOf(after)));
+    const uint32_t status = testStatusOf(after.diagnostics[_station.statusOffset]);
     _good.writesRecordFirst |=
-        after.records().size() > before.records().size() && !showsPassed(_station, after);
+        after.records().size() > before.records().size() && status != kCorvaneCotnrolBitsPassed;
   }
 
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
@@ -205,15 +205,13 @@ class Trial {
 
   /// Replaces what an earlier trial kept of the case.
   void keep(const Case& what, const fs::path& folder) const {
+    constexpr auto kWhole = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
+    fs::copy(what.unit, folder / "before", kWhole);
     const fs::path kept = keptFolder(what);
     fs::create_directories(kept);
-    for (const auto& [from, name] : {std::pair(folder / "unit", "unit"),
-                                     {folder / "results", "results"},
-                                     {folder / "output", "output"},
-                                     {what.unit, "before"}}) {
+    for (const char* name : {"before", "unit", "results", "output"}) {
       fs::remove_all(kept / name);
-      if (!fs::exists(from)) continue;
-      fs::copy(from, kept / name, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+      if (fs::exists(folder / name)) fs::copy(folder / name, kept / name, kWhole);
     }
   }
 

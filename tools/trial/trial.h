@@ -31,9 +31,9 @@ struct Station {
   /// Whether it describes itself; otherwise it is told where it writes.
   bool isOfKit = true;
   uint8_t statusOffset = 0, poisonOffset = 0;
-  std::optional<uint8_t> number;          ///< Absent for a station that leaves no records.
+  std::optional<uint8_t> number = {};     ///< Absent for a station that leaves no records.
   uint32_t runCountKey = 0, unitKey = 0;  ///< Of the kit's profile; 0 for none.
-  std::string model;
+  std::string model = {};
 };
 
 struct Options {
@@ -69,38 +69,33 @@ using unit::Bytes;
 struct UnitState {
   Bytes diagnostics, configuration, nvram, device;
 
-  bool operator==(const UnitState&) const = default;
-  uint8_t byte(size_t offset) const { return diagnostics.at(offset); }
   std::vector<unit::Record> records() const { return unit::recordsIn(diagnostics).records; }
 };
 
 /// Throws CommandError when the unit cannot be read.
 UnitState readUnit(const std::filesystem::path& folder);
 void writeUnit(const std::filesystem::path& folder, const UnitState& state);
-/// Returns the offsets at which the two differ.
-std::set<size_t> differences(const Bytes& left, const Bytes& right);
-/// Returns the bytes that are not records, the keys, the words of NVRAM and the files in which the
-/// two differ.
-std::set<std::string> changedPlaces(const UnitState& left, const UnitState& right);
+
+/// The parts of a unit by name: its bytes, records, keys, words of NVRAM and files. A record has no
+/// continuation bit. What is empty is absent.
+using Places = std::map<std::string, Bytes>;
+Places placesOf(const UnitState& unit);
+std::set<std::string> changedPlaces(const Places& left, const Places& right);
 
 /// One way in which the station is tried.
 struct Case {
   std::string kind, name;
   std::filesystem::path unit;  ///< The folder that the case gets a copy of.
   std::string faults = {};
-  /// The call at which the case takes effect; empty when it does from the beginning.
-  std::string call = {};
-  uint64_t occurrence = 0;
-  /// The data set of which a byte is stuck; null when none is.
-  Bytes UnitState::*stuckSet = nullptr;
-  size_t stuckOffset = 0;
-  uint8_t stuckValue = 0;
+  /// A call and its occurrence; empty for a case that takes effect from the beginning.
+  std::pair<std::string, uint64_t> takesEffectAt = {};
+  /// Gives a unit the byte that the case's rule has stuck.
+  std::function<void(UnitState&)> stick = {};
   /// The signal that the station gets, by its fault rule or after these seconds.
   int signal = 0;
   std::optional<double> signalAfter = {};
   /// What another program does to the unit while the station is stopped by its fault rule.
   std::function<void(UnitState&)> meddling = {};
-  bool swapsUnit = false;
   std::string setup = {};  ///< What a shell does before it becomes the station.
 };
 
@@ -124,16 +119,16 @@ struct Run {
 
 /// What the station does with a good unit.
 struct GoodRun {
-  Run run;
-  std::set<std::string> places;    ///< Those that it changes at any time.
-  bool writesRecordFirst = false;  ///< Whether it leaves its record before its status.
+  std::filesystem::path unit;
+  Run run = {};
+  std::set<std::string> places = {};  ///< Those that it changes at any time.
+  bool writesRecordFirst = false;     ///< Whether it leaves its record before its status.
 };
 
 /// Makes a unit on which the station should pass, with two records and a key of other stations.
 std::filesystem::path makeGoodUnit(const Station& station, const std::filesystem::path& folder);
 /// Returns all cases, and makes the units that they need in `folder`.
 std::vector<Case> casesOf(const Station& station, const GoodRun& good,
-                          const std::filesystem::path& goodUnit,
                           const std::filesystem::path& folder, std::mt19937& random);
 
 /// Runs the station in a session of its own, on a copy of the case's unit below `folder`, which is
@@ -151,8 +146,6 @@ struct Judgement {
 /// Compares how the run ended with what its unit shows, by the table in docs/trial.md. The reason
 /// is empty for an honest run and for one that was not reached.
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run);
-/// Returns whether the unit shows the status passed.
-bool showsPassed(const Station& station, const UnitState& state);
 
 }  // namespace corvane::tools::trial
 
