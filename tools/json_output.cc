@@ -41,7 +41,7 @@ void printResult(bool asJson, const ordered_json& object, const std::string& tex
 }
 
 Table factTable(const ordered_json& object, const std::string& absent) {
-  Table table({{"FACT"}, {"VALUE"}});
+  Table table({{"Fact"}, {"Value"}});
   for (const auto& [name, value] : object.items()) {
     if (value.is_object()) {
       for (const auto& [key, inner] : value.items()) {

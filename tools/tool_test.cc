@@ -324,7 +324,7 @@ TEST_F(CommandTest, AChangeIsReportedAsTheUnitHoldsItWhicheverReadFails) {
 TEST_F(CommandTest, ADumpIsInspectedWithoutAUnit) {
   const std::string file = shellWord(path("dump"));
   expectEach({{"inspect " + file, 2, "", "dump: No such file or directory\n"}});
-  writeText(path("dump"), std::string(1024, '\xff'));
+  writeText(path("dump"), std::string(1023, '\xff') + "x");
   EXPECT_EQ(jsonOf("inspect " + file)["kind"], "control-bit bytes and diagnostic records");
   const std::string toItself = "would replace " + path("dump").string();
   expectEach({{"unit export " + file + " --to " + file, 2, "", toItself},

@@ -30,9 +30,9 @@ void printJsonOf(const InspectOptions& options, const FileBytes& file, const Dum
                                  {"isWhole", file.isWhole},
                                  {"kind", kindName(dump)},
                                  {"reason", dump.reason}};
-  if (dump.area) json.update(areaAsJson(*dump.area));
+  if (dump.area) json.update(*dump.area);
   if (dump.diagnosticData) json.update(diagnosticDataAsJson(*dump.diagnosticData));
-  json["findings"] = findingsAsJson(dump.findings());
+  json["findings"] = dump.findings;
   printJson(json);
 }
 
@@ -47,10 +47,7 @@ void printArea(const AreaReport& report, bool withMap) {
                                      : "treats it as an empty store, which its next change writes")
             << ".\n\n";
   entryTable(report).print(std::cout);
-  if (withMap) {
-    std::cout << "\n";
-    printMap(std::cout, report, isColouredOutput());
-  }
+  if (withMap) printMap(std::cout << "\n", report, isColouredOutput());
 }
 
 void printDiagnosticData(const DiagnosticReport& report) {
@@ -64,8 +61,8 @@ ExitStatus inspect(const InspectOptions& options) {
   constexpr size_t kMaxSize = size_t{1} << 20;
   const FileBytes file = readFile(options.file, kMaxSize);
   const Dump dump = inspectDump(file.bytes, options.kind);
-  const bool isKnown = dump.kind != DumpKind::kUnknown;
-  const ExitStatus status = isKnown && dump.findings().empty() ? kDone : kFailed;
+  const bool isKnown = dump.area || dump.diagnosticData;
+  const ExitStatus status = isKnown && dump.findings.empty() ? kDone : kFailed;
   if (options.json) {
     printJsonOf(options, file, dump);
     return status;
@@ -76,9 +73,7 @@ ExitStatus inspect(const InspectOptions& options) {
   if (dump.area) printArea(*dump.area, options.map);
   if (dump.diagnosticData) printDiagnosticData(*dump.diagnosticData);
   if (status == kDone) std::cout << "\nNo damage was found.\n";
-  if (dump.findings().empty()) return status;
-  std::cout << "\n";
-  findingTable(dump.findings()).print(std::cout);
+  if (!dump.findings.empty()) std::cout << "\n" << findingTable(dump.findings).text();
   return status;
 }
 

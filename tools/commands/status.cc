@@ -30,10 +30,9 @@ const StatusNames kLogCollectionStatuses = {{"complete", kLogCollectionControlBi
 constexpr size_t kGridColumns = 16;
 
 /// The colour of each mark that has one.
-const std::map<char, const char*> kGridColours = {
-    {'P', "\033[32m"},   {'C', "\033[32m"},
-    {'F', "\033[1;31m"}, {kMaybePoisonMark, "\033[1;37;41m"},
-    {'I', "\033[33m"},   {kUnwrittenMark, "\033[2m"}};
+const std::map<char, const char*> kGridColours = {{'P', "\033[32m"},   {'C', "\033[32m"},
+                                                  {'F', "\033[1;31m"}, {'!', "\033[1;37;41m"},
+                                                  {'I', "\033[33m"},   {'.', "\033[2m"}};
 
 /// Returns the mark, followed by the fail count of a test: "F2".
 std::string cellOf(size_t offset, uint8_t byte) {
@@ -74,11 +73,11 @@ void showStatus(const ShowOptions& options) {
   for (size_t offset = 0; offset < bytes.size(); ++offset) {
     if (!options.written || bytes[offset] != 0xFF) shown.push_back({offset, bytes[offset]});
   }
-  printResult(options.json, {{"bytes", controlBitsAsJson(shown)}}, controlBitTable(shown).text());
+  printResult(options.json, {{"bytes", shown}}, controlBitTable(shown).text());
 }
 
 void printByte(uint32_t offset, uint8_t byte, bool json) {
-  printResult(json, controlBitAsJson({offset, byte}),
+  printResult(json, ControlBit{offset, byte},
               "offset " + std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
                   unit::byteText(offset, byte) + "\n");
 }

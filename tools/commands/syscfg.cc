@@ -42,7 +42,7 @@ uint32_t keyOf(const std::string& text) {
 
 void listKeys(bool json) {
   const AreaReport report = readStoreToLook();
-  printResult(json, {{"entries", entriesAsJson(report)}}, entryTable(report).text());
+  printResult(json, {{"entries", report.entries}}, entryTable(report).text());
   if (report.isHeaderSound && !report.findings.empty()) {
     std::cerr << "corvane: the area is damaged; \"corvane syscfg map\" shows where\n";
   }
@@ -54,13 +54,6 @@ struct GetOptions {
   std::string file;
 };
 
-nlohmann::ordered_json keyAsJson(uint32_t key, std::span<const uint8_t> value,
-                                 std::span<const uint8_t> written) {
-  nlohmann::ordered_json json = {{"key", keyName(key)}, {"code", key}};
-  json.update(valueAsJson(value, written));
-  return json;
-}
-
 void getKey(const GetOptions& options) {
   const uint32_t key = keyOf(options.key);
   const AreaReport report = readStoreToLook();
@@ -71,12 +64,11 @@ void getKey(const GetOptions& options) {
     throw CommandError(
         kFailed, "there is no key " + keyName(key) + "; \"corvane syscfg list\" lists the keys");
   }
-  const std::span<const uint8_t> value = entry->value;
-  const std::span<const uint8_t> written = entry->writtenValue();
-  if (!options.file.empty()) return writeFile(options.file, value);
+  if (!options.file.empty()) return writeFile(options.file, entry->value);
+  const ByteSpan written = entry->writtenValue();
   const bool isHex = options.hex || !isPlainText(written);
-  printResult(options.json, keyAsJson(key, value, written),
-              (isHex ? hexText(value) : std::string(written.begin(), written.end())) + "\n");
+  printResult(options.json, keyAsJson(key, entry->value, written),
+              (isHex ? hexText(entry->value) : valueText(written)) + "\n");
 }
 
 struct SetOptions {
@@ -86,7 +78,7 @@ struct SetOptions {
 
   Bytes value() const {
     if (text) return {text->begin(), text->end()};
-    if (file) return readFile(*file, kDeviceAreaSize).bytes;
+    if (file) return readFile(*file, kConfigurationAreaSize).bytes;
     if (!hex) throw CommandError(kUsage, "syscfg set needs a VALUE, --hex or --file");
     const std::optional<Bytes> bytes = parseHex(*hex);
     if (!bytes) throw CommandError(kUsage, "'" + *hex + "' is not pairs of hexadecimal digits");
@@ -120,13 +112,10 @@ void deleteKey(const std::string& keyText) {
 
 void showMap(bool json) {
   const AreaReport report = reportOnArea(readAreaToLook());
-  if (json) return printJson(areaAsJson(report));
+  if (json) return printJson(report);
   printMap(std::cout, report, isColouredOutput());
   if (!report.isHeaderSound) std::cout << "A unit takes the area for an empty store.\n";
-  if (!report.findings.empty()) {
-    std::cout << "\n";
-    findingTable(report.findings).print(std::cout);
-  }
+  if (!report.findings.empty()) std::cout << "\n" << findingTable(report.findings).text();
 }
 
 void addKey(Command command, std::string& key) {

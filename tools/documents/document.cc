@@ -33,8 +33,7 @@ Json configurationAsJson(ByteSpan contents) {
   Json keys = Json::array();
   for (const AreaEntry& entry : report.entries) {
     if (!entry.isFound) continue;
-    keys.push_back({{"key", keyName(entry.key)}, {"code", entry.key}});
-    keys.back().update(valueAsJson(entry.value, entry.writtenValue()));
+    keys.push_back(keyAsJson(entry.key, entry.value, entry.writtenValue()));
   }
   return {{"isStore", report.isHeaderSound}, {"keys", keys}};
 }

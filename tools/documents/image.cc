@@ -90,14 +90,13 @@ UnitImage readUnitFolder(const fs::path& folder) try {
 }
 
 UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name) {
-  const DumpKind found = kind ? *kind : inspectDump(contents).kind;
-  if (found == DumpKind::kUnknown) {
+  const Dump dump = inspectDump(contents, kind);
+  if (!dump.area && !dump.diagnosticData) {
     throw CommandError(kFailed, name +
                                     ": is neither a unit, an export nor a dump that can be "
                                     "recognised; --as data|syscfg says what it is a dump of");
   }
-  const bool isData = found == DumpKind::kDiagnosticData;
-  return {{{isData ? kDiagnosticDataFile : kConfigurationFile, std::move(contents)}}};
+  return {{{dump.area ? kConfigurationFile : kDiagnosticDataFile, std::move(contents)}}};
 }
 
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {

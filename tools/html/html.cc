@@ -1,7 +1,5 @@
 #include "tools/html/html.h"
 
-#include <algorithm>
-
 #include "platform/printable.h"
 
 namespace corvane::tools {
@@ -119,14 +117,12 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
 
 std::string htmlTable(const std::string& label, const Table& table) {
   std::vector<std::string> titles, classes;
-  for (auto [title, align] : table.columns()) {
-    std::transform(title.begin() + 1, title.end(), title.begin() + 1,
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  for (const auto& [title, align] : table.columns) {
     titles.push_back(title);
     classes.push_back(align == Align::kRight ? "number" : "");
   }
   std::vector<HtmlRow> rows;
-  for (const auto& cells : table.rows()) rows.push_back({{cells.begin(), cells.end()}});
+  for (const auto& cells : table.rows) rows.push_back({{cells.begin(), cells.end()}});
   return htmlTable(label, titles, rows, classes);
 }
 

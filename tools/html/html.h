@@ -58,7 +58,6 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
                       const std::vector<HtmlRow>& rows,
                       const std::vector<std::string>& classes = {});
 
-/// Returns the table as a terminal has it, with its titles in lower case after their first letter.
 std::string htmlTable(const std::string& label, const Table& table);
 
 /// Returns the page. `content` is markup.

@@ -12,7 +12,7 @@ namespace {
 class AreaReporter {
  public:
   explicit AreaReporter(ByteSpan contents)
-      : _image(contents.first(std::min(contents.size(), kDeviceAreaSize))) {
+      : _image(contents.first(std::min<size_t>(contents.size(), kConfigurationAreaSize))) {
     _report.size = _image.size();
     if (contents.size() > _report.size) {
       add(_report.size, contents.size() - _report.size, "lies after the area");
@@ -55,8 +55,8 @@ class AreaReporter {
     checkWord("table_end", offsetof(Header, table_end), header.table_end,
               area::entryOffset(header.count),
               ", where " + std::to_string(header.count) + " entries end");
-    if (header.area_size == kDeviceAreaSize && _image.size() < kDeviceAreaSize) {
-      add(_image.size(), kDeviceAreaSize - _image.size(), "missing");
+    if (header.area_size == kConfigurationAreaSize && _image.size() < kConfigurationAreaSize) {
+      add(_image.size(), kConfigurationAreaSize - _image.size(), "missing");
     } else {
       checkWord("area_size", offsetof(Header, area_size), header.area_size, _image.size());
     }

@@ -55,9 +55,6 @@ struct DiagnosticReport {
 
 DiagnosticReport reportOnDiagnosticData(ByteSpan contents);
 
-/// Size of the configuration area of every device, in bytes.
-inline constexpr size_t kDeviceAreaSize = kConfigurationAreaSize;
-
 /// One entry of a configuration area's table.
 struct AreaEntry {
   uint32_t key;
@@ -96,7 +93,7 @@ struct AreaReport {
 /// The area is the first 8192 bytes of `contents`; more is a finding.
 AreaReport reportOnArea(ByteSpan contents);
 
-enum class DumpKind { kConfiguration, kDiagnosticData, kUnknown };
+enum class DumpKind { kConfiguration, kDiagnosticData };
 
 /// What "--as" can say of a dump, and its help text.
 inline const std::map<std::string, DumpKind> kDumpKinds = {{"data", DumpKind::kDiagnosticData},
@@ -105,16 +102,14 @@ inline constexpr char kDumpKindsHelp[] =
     "What a raw dump is of: data (control-bit bytes and records) or syscfg (a\n"
     "configuration area); guessed when not given";
 
-/// A raw dump of one of a unit's data sets.
+/// A raw dump of one of a unit's data sets, with the report of its kind. An unknown one has none.
 struct Dump {
-  DumpKind kind = DumpKind::kUnknown;
-  /// Why the dump is taken to be of this kind.
+  /// Why the dump is taken to be of its kind.
   std::string reason;
-  /// Set for a dump of that kind.
   std::optional<AreaReport> area = {};
   std::optional<DiagnosticReport> diagnosticData = {};
-
-  const std::vector<Finding>& findings() const;
+  /// Those of the report.
+  std::vector<Finding> findings = {};
 };
 
 /// Without `kind`, it is guessed.
@@ -130,20 +125,22 @@ Table findingTable(const std::vector<Finding>& findings);
 /// most 80 columns.
 void printMap(std::ostream& out, const AreaReport& report, bool coloured);
 
-/// Marks of control-bit bytes for which no test status is shown.
-inline constexpr char kMaybePoisonMark = '!';
-inline constexpr char kUnwrittenMark = '.';
-
-/// Returns how a byte looks in a grid: P passed, F failed, I incomplete, N not tested, or one of
-/// the marks above; for the log collection's byte C complete, I incomplete or "?".
+/// Returns how a byte looks in a grid: P passed, F failed, ! failed or poisoned, I incomplete, N
+/// not tested; for the log collection's byte C complete, I incomplete or "?"; . for one not
+/// written.
 char markOf(size_t offset, uint8_t byte);
 
 /// Returns seconds since 1970-01-01 00:00 UTC as text; nothing for a time that the calendar does
 /// not have.
 using TimeText = std::optional<std::string>(int64_t seconds);
 
-nlohmann::ordered_json controlBitAsJson(const ControlBit& bit);
-nlohmann::ordered_json controlBitsAsJson(const std::vector<ControlBit>& bytes);
+/// What nlohmann's library calls to make JSON of them, in lists too.
+/// @{
+void to_json(nlohmann::ordered_json& json, const Finding& finding);
+void to_json(nlohmann::ordered_json& json, const ControlBit& bit);
+void to_json(nlohmann::ordered_json& json, const AreaEntry& entry);
+void to_json(nlohmann::ordered_json& json, const AreaReport& report);
+/// @}
 /// Returns the record with "time" as `timeText` has it, else null; "seconds" always has the value.
 nlohmann::ordered_json recordAsJson(const unit::Record& record, TimeText timeText = isoTimeText);
 nlohmann::ordered_json recordsAsJson(const std::vector<unit::Record>& records,
@@ -151,13 +148,9 @@ nlohmann::ordered_json recordsAsJson(const std::vector<unit::Record>& records,
 /// Returns control-bit bytes and records.
 nlohmann::ordered_json diagnosticDataAsJson(const DiagnosticReport& report,
                                             TimeText timeText = isoTimeText);
-/// Returns the value as its bytes and, when it is plain text, as text. `written` is the part of
-/// `value` that was probably written.
-nlohmann::ordered_json valueAsJson(ByteSpan value, ByteSpan written);
-nlohmann::ordered_json entriesAsJson(const AreaReport& report);
-/// Returns header, checks, entries, free space and findings.
-nlohmann::ordered_json areaAsJson(const AreaReport& report);
-nlohmann::ordered_json findingsAsJson(const std::vector<Finding>& findings);
+/// Returns the key with its value as bytes and, when it is plain text, as text. `written` is the
+/// part of `value` that was probably written.
+nlohmann::ordered_json keyAsJson(uint32_t key, ByteSpan value, ByteSpan written);
 
 using unit::keyName;
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bit_byte.h"
@@ -8,43 +9,17 @@
 #include "tools/inspect/inspect.h"
 
 namespace corvane::tools {
-namespace {
-
 using Json = nlohmann::ordered_json;
 
-/// Returns the list of what `asJson` makes of each item.
-template <typename Item, typename AsJson>
-Json jsonList(const std::vector<Item>& items, AsJson asJson) {
-  Json list = Json::array();
-  for (const Item& item : items) list.push_back(asJson(item));
-  return list;
-}
-
-Json entryAsJson(const AreaEntry& entry) {
-  const bool isSound = entry.fault.empty();
-  Json json = {{"key", keyName(entry.key)},
-               {"code", entry.key},
-               {"kind", entry.isIndirect ? "indirect" : "inline"},
-               {"offset", entry.offset},
-               {"valueOffset", entry.valueOffset},
-               {"found", entry.isFound},
-               {"fault", isSound ? Json() : Json(entry.fault)}};
-  json.update(isSound ? valueAsJson(entry.value, entry.writtenValue())
-                      : Json{{"length", entry.valueLength}});
-  return json;
-}
-
-}  // namespace
-
 char markOf(size_t offset, uint8_t byte) {
-  if (byte == 0xFF) return kUnwrittenMark;
-  if (unit::mayBePoison(offset, byte)) return kMaybePoisonMark;
+  if (byte == 0xFF) return '.';
+  if (unit::mayBePoison(offset, byte)) return '!';
   return (unit::hasFailCount(offset) ? "PIFN" : "CI??")[testStatusOf(byte)];
 }
 
 Table controlBitTable(const std::vector<ControlBit>& bytes) {
   Table table(
-      {{"OFFSET", Align::kRight}, {"BYTE"}, {"STATUS"}, {"FAIL COUNT", Align::kRight}, {"USE"}});
+      {{"Offset", Align::kRight}, {"Byte"}, {"Status"}, {"Fail count", Align::kRight}, {"Use"}});
   for (const auto& [offset, byte] : bytes) {
     table.addRow({std::to_string(offset), hexNumber(byte, 2), unit::statusText(offset, byte),
                   unit::hasFailCount(offset) ? std::to_string(failCountOf(byte)) : "",
@@ -54,11 +29,11 @@ Table controlBitTable(const std::vector<ControlBit>& bytes) {
 }
 
 Table recordTable(const std::vector<unit::Record>& records) {
-  Table table({{"OFFSET", Align::kRight},
-               {"TIME"},
-               {"STATION", Align::kRight},
-               {"RESULT", Align::kRight},
-               {"MESSAGE"}});
+  Table table({{"Offset", Align::kRight},
+               {"Time"},
+               {"Station", Align::kRight},
+               {"Result", Align::kRight},
+               {"Message"}});
   for (const unit::Record& record : records) {
     table.addRow({std::to_string(record.offset), localTimeText(record.time).value_or("(no time)"),
                   std::to_string(record.station), std::to_string(record.result),
@@ -68,7 +43,7 @@ Table recordTable(const std::vector<unit::Record>& records) {
 }
 
 Table entryTable(const AreaReport& report, size_t valueWidth) {
-  Table table({{"KEY"}, {"KIND"}, {"LENGTH", Align::kRight}, {"VALUE"}});
+  Table table({{"Key"}, {"Kind"}, {"Length", Align::kRight}, {"Value"}});
   for (const AreaEntry& entry : report.entries) {
     table.addRow({keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
                   std::to_string(entry.valueLength),
@@ -78,26 +53,21 @@ Table entryTable(const AreaReport& report, size_t valueWidth) {
 }
 
 Table findingTable(const std::vector<Finding>& findings) {
-  Table table({{"OFFSET", Align::kRight}, {"BYTES", Align::kRight}, {"WHAT IS WRONG"}});
+  Table table({{"Offset", Align::kRight}, {"Bytes", Align::kRight}, {"What is wrong"}});
   for (const auto& [offset, length, reason] : findings) {
     table.addRow({std::to_string(offset), std::to_string(length), reason});
   }
   return table;
 }
 
-Json controlBitAsJson(const ControlBit& bit) {
+void to_json(Json& json, const ControlBit& bit) {
   const auto& [offset, byte] = bit;
-  Json json = {{"offset", offset},
-               {"byte", byte},
-               {"status", unit::statusName(offset, byte)},
-               {"failCount", failCountOf(byte)},
-               {"upperBits", byte >> 5}};
+  json = {{"offset", offset},
+          {"byte", byte},
+          {"status", unit::statusName(offset, byte)},
+          {"failCount", failCountOf(byte)},
+          {"upperBits", byte >> 5}};
   if (!unit::useOf(offset).empty()) json["use"] = unit::useOf(offset);
-  return json;
-}
-
-Json controlBitsAsJson(const std::vector<ControlBit>& bytes) {
-  return jsonList(bytes, controlBitAsJson);
 }
 
 Json recordAsJson(const unit::Record& record, TimeText timeText) {
@@ -111,47 +81,86 @@ Json recordAsJson(const unit::Record& record, TimeText timeText) {
 }
 
 Json recordsAsJson(const std::vector<unit::Record>& records, TimeText timeText) {
-  return jsonList(records, [&](const unit::Record& each) { return recordAsJson(each, timeText); });
+  Json list = Json::array();
+  for (const unit::Record& record : records) list.push_back(recordAsJson(record, timeText));
+  return list;
 }
 
 Json diagnosticDataAsJson(const DiagnosticReport& report, TimeText timeText) {
-  return {{"controlBits", controlBitsAsJson(report.controlBits)},
+  return {{"controlBits", report.controlBits},
           {"timeBits", report.timeBits},
           {"records", recordsAsJson(report.records, timeText)}};
 }
 
-Json valueAsJson(ByteSpan value, ByteSpan written) {
-  const bool isText = isPlainText(written);
-  return {{"length", value.size()},
-          {"hex", hexText(value)},
-          {"text", isText ? Json(std::string(written.begin(), written.end())) : Json()}};
+Json keyAsJson(uint32_t key, ByteSpan value, ByteSpan written) {
+  return {
+      {"key", keyName(key)},
+      {"code", key},
+      {"length", value.size()},
+      {"hex", hexText(value)},
+      {"text", isPlainText(written) ? Json(std::string(written.begin(), written.end())) : Json()}};
 }
 
-Json entriesAsJson(const AreaReport& report) { return jsonList(report.entries, entryAsJson); }
+void to_json(Json& json, const AreaEntry& entry) {
+  json = keyAsJson(entry.key, entry.value, entry.writtenValue());
+  json.update({{"kind", entry.isIndirect ? "indirect" : "inline"},
+               {"offset", entry.offset},
+               {"valueOffset", entry.valueOffset},
+               {"found", entry.isFound},
+               {"fault", orNull(entry.fault)}});
+  if (entry.fault.empty()) return;
+  json["length"] = entry.valueLength;
+  json.erase("hex");
+  json.erase("text");
+}
 
-Json areaAsJson(const AreaReport& report) {
-  Json header;
+void to_json(Json& json, const AreaReport& report) {
+  Json header, checks = Json::array();
   if (report.header) {
     header = {{"magic", report.header->magic},        {"tableEnd", report.header->table_end},
               {"areaSize", report.header->area_size}, {"version", report.header->version},
               {"reserved", report.header->reserved},  {"count", report.header->count}};
   }
-  const auto checkAsJson = [](const auto& check) -> Json {
-    return {{"condition", check.first}, {"holds", check.second}};
-  };
-  return {{"header", header},
-          {"checks", jsonList(report.checks, checkAsJson)},
+  for (const auto& [condition, holds] : report.checks) {
+    checks.push_back({{"condition", condition}, {"holds", holds}});
+  }
+  json = {{"header", header},
+          {"checks", checks},
           {"isHeaderSound", report.isHeaderSound},
-          {"entries", entriesAsJson(report)},
+          {"entries", report.entries},
           {"free", {{"offset", report.freeBegin}, {"length", report.freeEnd - report.freeBegin}}},
-          {"findings", findingsAsJson(report.findings)}};
+          {"findings", report.findings}};
 }
 
-Json findingsAsJson(const std::vector<Finding>& findings) {
-  return jsonList(findings, [](const Finding& finding) -> Json {
-    const auto& [offset, length, reason] = finding;
-    return {{"offset", offset}, {"length", length}, {"reason", reason}};
-  });
+void to_json(Json& json, const Finding& finding) {
+  const auto& [offset, length, reason] = finding;
+  json = {{"offset", offset}, {"length", length}, {"reason", reason}};
+}
+
+std::optional<uint32_t> parseKey(std::string_view text) {
+  if (text.starts_with("0x")) return parseNumber<uint32_t>(text);
+  const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+  return text.size() == 4 && isPrintable ? std::optional(unit::keyOf(text)) : std::nullopt;
+}
+
+std::optional<unit::Bytes> parseHex(std::string_view text) {
+  unit::Bytes bytes;
+  size_t at = 0;
+  while ((at = text.find_first_not_of(" \t\r\n", at)) != std::string_view::npos) {
+    const auto byte = parseNumber<uint8_t>("0x" + std::string(text.substr(at, 2)));
+    if (!byte || at + 2 > text.size()) return std::nullopt;
+    bytes.push_back(*byte);
+    at += 2;
+  }
+  return bytes;
+}
+
+std::string valueText(ByteSpan value) {
+  return isPlainText(value) ? std::string(value.begin(), value.end()) : "0x" + hexText(value);
+}
+
+std::string preview(ByteSpan value, size_t width) {
+  return shortened(printable(valueText(value)), width);
 }
 
 }  // namespace corvane::tools

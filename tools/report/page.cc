@@ -18,7 +18,7 @@ std::string section(const std::string& title, const std::string& content) {
 
 /// Returns the table, or the text in its place when it has no rows.
 std::string tableOr(const std::string& label, const Table& table, const std::string& textForNone) {
-  return table.isEmpty() ? paragraph(textForNone) : htmlTable(label, table);
+  return table.rows.empty() ? paragraph(textForNone) : htmlTable(label, table);
 }
 
 std::string factsSection(const UnitImage& image) {
@@ -33,10 +33,10 @@ std::string factsSection(const UnitImage& image) {
 
 Html cellOf(size_t offset, uint8_t byte) {
   const char mark = markOf(offset, byte);
-  const char* const style = mark == 'P' || mark == 'C'                ? "good"
-                            : mark == 'F' || mark == kMaybePoisonMark ? "bad"
-                            : mark == 'I'                             ? "open"
-                                                                      : "";
+  const char* const style = mark == 'P' || mark == 'C'   ? "good"
+                            : mark == 'F' || mark == '!' ? "bad"
+                            : mark == 'I'                ? "open"
+                                                         : "";
   return Html::raw(std::string("<span class=\"") + style + "\" title=\"offset " +
                    std::to_string(offset) + ": " + hexNumber(byte, 2) + ", " +
                    unit::byteText(offset, byte) + "\">" + mark + "</span>");

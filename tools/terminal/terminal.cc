@@ -31,15 +31,6 @@ Character firstCharacter(std::string_view text) {
           static_cast<size_t>(std::max(0, utf8proc_charwidth(codePoint)))};
 }
 
-}  // namespace
-
-bool isColouredOutput() {
-  const char* refused = std::getenv("NO_COLOR");
-  const char* terminal = std::getenv("TERM");
-  return isatty(STDOUT_FILENO) && !(refused && *refused) && terminal &&
-         std::string_view(terminal) != "dumb";
-}
-
 size_t columnsOf(std::string_view text) {
   size_t columns = 0;
   while (!text.empty()) {
@@ -48,6 +39,28 @@ size_t columnsOf(std::string_view text) {
     text.remove_prefix(character.bytes);
   }
   return columns;
+}
+
+/// Returns the text, or "…" and its end when it takes more than `columns`.
+std::string ending(std::string_view text, size_t columns) {
+  size_t left = columnsOf(text);
+  if (left <= columns) return std::string(text);
+  // The mark takes one column.
+  while (left + 1 > columns && !text.empty()) {
+    const Character character = firstCharacter(text);
+    left -= character.columns;
+    text.remove_prefix(character.bytes);
+  }
+  return "…" + std::string(text);
+}
+
+}  // namespace
+
+bool isColouredOutput() {
+  const char* refused = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) && !(refused && *refused) && terminal &&
+         std::string_view(terminal) != "dumb";
 }
 
 std::string shortened(std::string_view text, size_t columns) {
@@ -63,32 +76,21 @@ std::string shortened(std::string_view text, size_t columns) {
   return std::string(text.substr(0, bytes)).append(kMark);
 }
 
-std::string ending(std::string_view text, size_t columns) {
-  size_t left = columnsOf(text);
-  if (left <= columns) return std::string(text);
-  // The mark takes one column.
-  while (left + 1 > columns && !text.empty()) {
-    const Character character = firstCharacter(text);
-    left -= character.columns;
-    text.remove_prefix(character.bytes);
-  }
-  return "…" + std::string(text);
-}
-
 void Table::addRow(std::vector<std::string> cells) {
   for (size_t i = 0; i + 1 < cells.size(); ++i) cells[i] = shortened(cells[i], kMaxCell);
-  _rows.push_back(std::move(cells));
+  rows.push_back(std::move(cells));
 }
 
 void Table::print(std::ostream& out, size_t width) const {
   constexpr size_t kGap = 2, kMinLast = 16;
   std::vector<size_t> widths;
   std::vector<std::string> titles;
-  for (const Column& column : _columns) {
-    titles.push_back(column.title);
-    widths.push_back(column.title.size());
+  for (auto [title, align] : columns) {
+    for (char& c : title) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    widths.push_back(title.size());
+    titles.push_back(std::move(title));
   }
-  for (const auto& row : _rows) {
+  for (const auto& row : rows) {
     for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columnsOf(row[i]));
   }
   size_t before = 0;
@@ -102,13 +104,13 @@ void Table::print(std::ostream& out, size_t width) const {
       const std::string cell = i + 1 < row.size() ? row[i] : ending(row[i], room);
       const std::string blanks(widths[i] - columnsOf(cell), ' ');
       if (i > 0) line.append(kGap, ' ');
-      line += _columns[i].align == Align::kLeft ? cell + blanks : blanks + cell;
+      line += columns[i].align == Align::kLeft ? cell + blanks : blanks + cell;
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << "\n";
   };
   printRow(titles);
-  for (const auto& row : _rows) printRow(row);
+  for (const auto& row : rows) printRow(row);
 }
 
 std::string Table::text() const {

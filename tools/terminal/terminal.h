@@ -15,13 +15,8 @@ namespace corvane::tools {
 /// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
 bool isColouredOutput();
 
-size_t columnsOf(std::string_view text);
-
 /// Returns the text, or its beginning and "..." when it takes more than `columns`.
 std::string shortened(std::string_view text, size_t columns);
-
-/// Returns the text, or "…" and its end when it takes more than `columns`.
-std::string ending(std::string_view text, size_t columns);
 
 enum class Align { kLeft, kRight };
 
@@ -32,23 +27,18 @@ struct Column {
 
 /// Rows of text under titled columns, each as wide as its widest cell. A cell that takes more than
 /// 60 columns is cut, except in the last column.
-class Table {
- public:
-  explicit Table(std::vector<Column> columns) : _columns(std::move(columns)) {}
+struct Table {
+  explicit Table(std::vector<Column> titled) : columns(std::move(titled)) {}
 
   /// Adds a row; `cells` has one text for each column.
   void addRow(std::vector<std::string> cells);
-  bool isEmpty() const { return _rows.empty(); }
-  const std::vector<Column>& columns() const { return _columns; }
-  const std::vector<std::vector<std::string>>& rows() const { return _rows; }
-  /// Prints the table. Cells of the last column lose their beginnings where the row would take more
-  /// than `width` columns, but keep 16.
+  /// Prints the table, its titles in capitals. Cells of the last column lose their beginnings where
+  /// the row would take more than `width` columns, but keep 16.
   void print(std::ostream& out, size_t width = SIZE_MAX) const;
   std::string text() const;
 
- private:
-  std::vector<Column> _columns;
-  std::vector<std::vector<std::string>> _rows;
+  std::vector<Column> columns;
+  std::vector<std::vector<std::string>> rows = {};
 };
 
 }  // namespace corvane::tools
