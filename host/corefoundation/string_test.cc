@@ -49,25 +49,6 @@ TEST(StringTest, BytesAreTakenOnlyInAnEncodingTheyAreValidIn) {
   }
 }
 
-TEST(StringTest, ReplacingStaysWithinItsRangeAndPassesOverWhatItPutIn) {
-  const struct {
-    const char *text, *find, *replacement;
-    CFRange range;
-    const char* result;
-    CFIndex count;
-  } cases[] = {{"baaa", "a", "aa", {1, 2}, "baaaaa", 2},
-               {"xabab", "ab", "", {0, 4}, "xab", 1},
-               {"aaa", "aa", "b", {0, 3}, "ba", 1},
-               {"abc", "", "x", {0, 3}, "abc", 0}};
-  for (const auto& [text, find, replacement, range, result, count] : cases) {
-    const CFRef string(CFStringCreateMutableCopy(nullptr, 0, cfString(text).get()));
-    EXPECT_EQ(CFStringFindAndReplace(string.get(), cfString(find).get(),
-                                     cfString(replacement).get(), range, 0),
-              count);
-    EXPECT_EQ(testing::text(string.get()), result);
-  }
-}
-
 TEST(StringTest, TextsAreCompared) {
   const struct {
     const char *text, *other;
