@@ -197,7 +197,7 @@ TEST_F(CommandTest, WhatWasNotDoneIsAFailure) {
 
 TEST_F(CommandTest, TheLogIsWrittenAndRead) {
   run("device init");
-  expectEach({{"log tail", 1, "", "there is no test log at " + log().string() + "\n"},
+  expectEach({{"log tail", 1, "", log().string() + ": No such file or directory\n"},
               {"log write 'closed \"x\"' --test Fixture --indent 1", 0, ""},
               {"log write m --test --test=x= --indent 2", 0, ""},
               {"log write --raw -- \"$(printf -- '-raw-\\033')\"", 0, ""},

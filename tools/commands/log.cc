@@ -1,7 +1,6 @@
 #include "log/log.h"
 
 #include <chrono>
-#include <deque>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <thread>
@@ -73,34 +72,20 @@ struct TailOptions {
   bool follow = false, json = false;
 };
 
-void printLine(const std::string& line, bool json) {
-  std::cout << (json ? jsonLine(lineAsJson(line)) : lineForPeople(line) + "\n") << std::flush;
-}
-
 /// Prints the log's last lines, then, when asked to, each line as it is written, until the reader
 /// of the output goes away.
 void tail(const TailOptions& options) {
   requireUnitToLook();
-  const std::string file = devicePath(kLogFile);
-  LogReader log(file);
-  if (!log.isOpen() && !options.follow)
-    throw CommandError(kFailed, "there is no test log at " + file);
+  LogReader log(devicePath(kLogFile), options.follow);
   log.skipToLast(options.count);
-  std::deque<std::string> last;
-  const auto add = [&](std::string line) {
-    last.push_back(std::move(line));
-    if (last.size() > options.count) last.pop_front();
-  };
-  while (auto line = log.nextLine()) add(std::move(*line));
-  // With --follow a line that is cut short is shown once it is whole.
-  if (!options.follow && !log.text().empty()) add(std::string(log.text()));
-  for (const std::string& line : last) printLine(line, options.json);
-
-  while (options.follow && std::cout) {
+  for (;;) {
+    while (const auto line = log.nextLine()) std::cout << shownRecord(*line, options.json);
+    if (!options.follow || !std::cout.flush()) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     log.followOn();
-    while (const auto line = log.nextLine()) printLine(*line, options.json);
   }
+  // With --follow a line that is cut short is shown once it is whole.
+  if (!options.follow && !log.text().empty()) std::cout << shownRecord(log.text(), options.json);
 }
 
 void addTail(Command group) {

@@ -13,43 +13,44 @@
 #include "tools/log/test_log.h"
 
 namespace corvane::tools {
-namespace {
 
 /// How much is read at once.
 constexpr size_t kChunk = size_t{256} << 10;
-
-}  // namespace
 
 void LogReader::open() {
   _descriptor =
       FileDescriptor(::open(_file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (_descriptor && !S_ISREG(facts().st_mode)) fail("is not a regular file");
-  if (_descriptor || errno == ENOENT) return;
+  if (_descriptor || (errno == ENOENT && _mayCome)) return;
   fail(errno == ELOOP ? "is a symbolic link" : std::strerror(errno));
 }
 
 void LogReader::skipToEnd() {
-  if (isOpen()) _position = facts().st_size;
+  if (_descriptor) _position = facts().st_size;
 }
 
 void LogReader::skipToLast(size_t lines) {
   skipToEnd();
+  const off_t end = _position;
   std::string piece;
-  size_t feeds = 0;
-  for (off_t lastFeed = _position;
-       _position > 0 && feeds <= lines && lastFeed - _position < static_cast<off_t>(kMaxRecord);) {
+  for (off_t lastFeed = end; _position > 0 && lines > 0;) {
     piece.resize(static_cast<size_t>(std::min<off_t>(kChunk, _position)));
     _position -= std::ssize(piece);
-    readAt(_position, piece);
-    const auto found = static_cast<size_t>(std::ranges::count(piece, '\n'));
-    if (found > 0) lastFeed = _position;
-    feeds += found;
+    for (readAt(_position, piece); !piece.empty(); piece.pop_back()) {
+      if (piece.back() != '\n') continue;
+      lastFeed = _position + std::ssize(piece);
+      if (lastFeed != end && --lines == 0) {
+        _position = lastFeed;
+        return;
+      }
+    }
+    if (lastFeed - _position >= static_cast<off_t>(kMaxRecord)) return;
   }
 }
 
 bool LogReader::readMore() {
-  if (!isOpen()) open();
-  if (!isOpen()) return false;
+  if (!_descriptor) open();
+  if (!_descriptor) return false;
   std::string piece(kChunk, '\0');
   const bool isEnd = readAt(_position, piece) == 0;
   _position += std::ssize(piece);
@@ -90,7 +91,7 @@ std::optional<std::string> LogReader::nextLine() {
 }
 
 void LogReader::followOn() {
-  if (!isOpen()) return;
+  if (!_descriptor) return;
   const struct stat opened = facts();
   struct stat named {};
   const bool isSame = ::lstat(_file.c_str(), &named) == 0 && named.st_ino == opened.st_ino &&
@@ -110,13 +111,10 @@ struct stat LogReader::facts() const {
 
 /// Fills `piece` from `position` on, and makes it as short as what there was. Returns its size.
 size_t LogReader::readAt(off_t position, std::string& piece) const {
-  for (;;) {
-    const ssize_t count = ::pread(_descriptor.get(), piece.data(), piece.size(), position);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) fail(std::strerror(errno));
-    piece.resize(static_cast<size_t>(count));
-    return piece.size();
-  }
+  const ssize_t count = ::pread(_descriptor.get(), piece.data(), piece.size(), position);
+  if (count < 0) fail(std::strerror(errno));
+  piece.resize(static_cast<size_t>(count));
+  return piece.size();
 }
 
 void LogReader::fail(const std::string& reason) const {
@@ -126,14 +124,13 @@ void LogReader::fail(const std::string& reason) const {
 void writeToLog(size_t lines, const std::function<void()>& write) {
   const std::string file = devicePath(kLogFile);
   if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
-  LogReader log(file);
+  LogReader log(file, true);
   log.skipToEnd();
   write();
   size_t written = 0;
   while (log.nextLine()) ++written;
   if (written >= lines && log.text().empty()) return;
-  throw CommandError(kFailed, (lines == 1 ? "the line" : "the lines") +
-                                  std::string(" could not be written to ") + file);
+  throw CommandError(kFailed, "the text could not be written to " + file);
 }
 
 }  // namespace corvane::tools

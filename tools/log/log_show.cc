@@ -1,12 +1,10 @@
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "platform/printable.h"
 #include "platform/time_text.h"
-#include "tools/command_error.h"
 #include "tools/json_output.h"
 #include "tools/log/test_log.h"
 
@@ -55,21 +53,12 @@ Json timeOrNull(Text line) {
   return time ? Json(isoTimeText(time->begin / 1000).value()) : Json();
 }
 
-/// The parts of a record with a time.
-struct Content {
-  size_t levels;
-  /// The text before the first ": ".
-  std::optional<Text> test;
-  Text message;
-};
-
-Content contentOf(Text record) {
+/// Removes the time and the indentation from a record with a time. Returns the levels.
+size_t takeIndentation(Text& record) {
   record.remove_prefix(kStamp.size());
   const size_t levels = std::min(record.find_first_not_of(' '), record.size()) / 4;
   record.remove_prefix(4 * levels);
-  const size_t colon = record.find(": ");
-  if (colon == Text::npos) return {levels, {}, record};
-  return {levels, record.substr(0, colon), record.substr(colon + 2)};
+  return levels;
 }
 
 /// Returns a station message's fields: NAME="VALUE" pairs with commas between them. What cannot be
@@ -93,6 +82,18 @@ Json stationMessageAsJson(Text line) {
   return message;
 }
 
+/// Returns the line's fields: those of a record with a time, those of a station message, or its
+/// text.
+Json lineAsJson(Text line) {
+  if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
+  if (!matchesDigits(line, kStamp)) return {{"text", line}};
+  Json fields = {{"time", timeOrNull(line)}, {"indentation", takeIndentation(line)}};
+  const size_t colon = line.find(": ");
+  fields["test"] = colon == Text::npos ? Json() : Json(line.substr(0, colon));
+  fields["message"] = colon == Text::npos ? line : line.substr(colon + 2);
+  return fields;
+}
+
 /// Returns the line at the front of `text`, without its line feed, and removes it.
 Text takeLine(Text& text) {
   const size_t end = std::min(text.find('\n'), text.size());
@@ -101,87 +102,66 @@ Text takeLine(Text& text) {
   return line;
 }
 
-class Show {
- public:
-  Show(const LogFilter& filter, bool json, std::ostream& out)
-      : _filter(filter), _json(json), _out(out) {
-    if (filter.stationMessages) _needle = kStationMessage;
-    if (filter.test) _needle = *filter.test + ": ";
-    if (!filter.grep.empty()) _needle = filter.grep;
+/// Returns where the record begins that holds the byte at `at`; the size of `text` stands for the
+/// last byte.
+size_t startOfRecord(Text text, size_t at) {
+  while (at > 0) {
+    at = text.rfind('\n', at - 1);
+    if (at == Text::npos) return 0;
+    if (beginsRecord(text.substr(at + 1))) return at + 1;
   }
+  return 0;
+}
 
-  /// Shows what passes of `text`, which is whole records.
-  void show(Text text) {
-    while (!text.empty()) {
-      if (!_needle.empty()) {
-        // Most records of a large log do not have the text: the search passes over them.
-        const void* const hit = ::memmem(text.data(), text.size(), _needle.data(), _needle.size());
-        if (!hit) return;
-        const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
-        text.remove_prefix(startOfRecord(text, at));
-      }
-      const size_t end = endOfRecord(text);
-      showRecord(text.substr(0, end));
-      text.remove_prefix(end);
+size_t endOfRecord(Text text) {
+  size_t at = 0;
+  while ((at = text.find('\n', at)) != Text::npos) {
+    ++at;
+    if (at == text.size() || beginsRecord(text.substr(at))) return at;
+  }
+  return text.size();
+}
+
+/// Returns a text that every record has that passes.
+std::string needleOf(const LogFilter& filter) {
+  if (!filter.grep.empty()) return filter.grep;
+  if (filter.test) return *filter.test + ": ";
+  return std::string(filter.stationMessages ? kStationMessage : "");
+}
+
+bool passes(Text record, const LogFilter& filter) {
+  if (record.find(filter.grep) == Text::npos) return false;
+  if (filter.stationMessages && !record.starts_with(kStationMessage)) return false;
+  if (filter.since || filter.until) {
+    const std::string time = timeOf(record), until = filter.until.value_or(time);
+    if (time.empty() || time < filter.since.value_or("") || time > until) return false;
+  }
+  if (!filter.test) return true;
+  if (!matchesDigits(record, kStamp)) return false;
+  takeIndentation(record);
+  return record.starts_with(*filter.test + ": ");
+}
+
+/// Shows what passes of `text`, which is whole records. Returns whether a record did.
+bool showPassing(Text text, const LogFilter& filter, bool json, std::ostream& out) {
+  const std::string needle = needleOf(filter);
+  bool hasShown = false;
+  while (!text.empty()) {
+    if (!needle.empty()) {
+      // Most records of a large log do not have the text: the search passes over them.
+      const void* const hit = ::memmem(text.data(), text.size(), needle.data(), needle.size());
+      if (!hit) break;
+      const auto at = static_cast<size_t>(static_cast<const char*>(hit) - text.data());
+      text.remove_prefix(startOfRecord(text, at));
     }
+    const Text record = text.substr(0, endOfRecord(text));
+    text.remove_prefix(record.size());
+    if (!passes(record, filter)) continue;
+    out << shownRecord(record, json);
+    hasShown = true;
   }
-
-  bool hasShown() const { return _hasShown; }
-
-  /// Returns where the record begins that holds the byte at `at`; the size of `text` stands for the
-  /// last byte.
-  static size_t startOfRecord(Text text, size_t at) {
-    while (at > 0) {
-      at = text.rfind('\n', at - 1);
-      if (at == Text::npos) return 0;
-      if (beginsRecord(text.substr(at + 1))) return at + 1;
-    }
-    return 0;
-  }
-
- private:
-  static size_t endOfRecord(Text text) {
-    size_t at = 0;
-    while ((at = text.find('\n', at)) != Text::npos) {
-      ++at;
-      if (at == text.size() || beginsRecord(text.substr(at))) return at;
-    }
-    return text.size();
-  }
-
-  bool passes(Text record) const {
-    if (!_filter.grep.empty() && record.find(_filter.grep) == Text::npos) return false;
-    if (_filter.stationMessages && !record.starts_with(kStationMessage)) return false;
-    if (_filter.since || _filter.until) {
-      const std::string time = timeOf(record);
-      if (time.empty() || (_filter.since && time < *_filter.since) ||
-          (_filter.until && time > *_filter.until)) {
-        return false;
-      }
-    }
-    if (!_filter.test) return true;
-    const Text line = takeLine(record);
-    return matchesDigits(line, kStamp) && contentOf(line).test == *_filter.test;
-  }
-
-  void showRecord(Text record) {
-    if (!passes(record)) return;
-    _hasShown = true;
-    if (!_json) {
-      while (!record.empty()) _out << lineForPeople(takeLine(record)) << '\n';
-      return;
-    }
-    nlohmann::ordered_json fields = lineAsJson(takeLine(record));
-    while (!record.empty()) fields["continued"].push_back(takeLine(record));
-    _out << jsonLine(fields);
-  }
-
-  const LogFilter& _filter;
-  bool _json;
-  std::ostream& _out;
-  std::string _needle;
-  bool _hasShown = false;
-};
+  return hasShown;
+}
 
 /// Replaces a time by the first second, or with `isLatest` by the last one, of what it names.
 void fixTime(std::optional<std::string>& text, bool isLatest) {
@@ -193,33 +173,33 @@ void fixTime(std::optional<std::string>& text, bool isLatest) {
 
 }  // namespace
 
-std::string lineForPeople(Text line) { return (beginsRecord(line) ? "" : "| ") + printable(line); }
-
-Json lineAsJson(Text line) {
-  if (line.starts_with(kStationMessage)) return stationMessageAsJson(line);
-  if (!matchesDigits(line, kStamp)) return {{"text", line}};
-  const Content content = contentOf(line);
-  return {{"time", timeOrNull(line)},
-          {"indentation", content.levels},
-          {"test", content.test ? Json(*content.test) : Json()},
-          {"message", content.message}};
+std::string shownRecord(Text record, bool json) {
+  std::string shown;
+  if (json) {
+    Json fields = lineAsJson(takeLine(record));
+    while (!record.empty()) fields["continued"].push_back(takeLine(record));
+    return jsonLine(fields);
+  }
+  do {
+    const Text line = takeLine(record);
+    shown += (beginsRecord(line) ? "" : "| ") + printable(line) + "\n";
+  } while (!record.empty());
+  return shown;
 }
 
 bool showLog(const std::string& file, LogFilter filter, bool json, std::ostream& out) {
   fixTime(filter.since, false);
   fixTime(filter.until, true);
-  LogReader log(file);
-  if (!log.isOpen()) throw CommandError(kFailed, file + ": " + std::strerror(ENOENT));
-  Show show(filter, json, out);
+  LogReader log(file, false);
+  bool hasShown = false;
   while (log.readMore() && out) {
     // The last record may go on in what is read next.
-    size_t end = Show::startOfRecord(log.text(), log.text().size());
+    size_t end = startOfRecord(log.text(), log.text().size());
     if (log.text().size() - end > kMaxRecord) end = log.text().size();
-    show.show(log.text().substr(0, end));
+    hasShown |= showPassing(log.text().substr(0, end), filter, json, out);
     log.take(end);
   }
-  show.show(log.text());
-  return show.hasShown();
+  return showPassing(log.text(), filter, json, out) || hasShown;
 }
 
 }  // namespace corvane::tools

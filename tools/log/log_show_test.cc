@@ -24,7 +24,7 @@ class LogShowTest : public ::testing::Test {
 
   /// Returns what `corvane log tail` takes the last lines from.
   std::vector<std::string> lastLines(size_t count) const {
-    LogReader log(_file);
+    LogReader log(_file, false);
     log.skipToLast(count);
     std::vector<std::string> lines;
     while (auto line = log.nextLine()) lines.push_back(std::move(*line));

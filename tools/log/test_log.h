@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,14 +27,12 @@ inline constexpr size_t kMaxRecord = size_t{16} << 20;
 /// cannot be read.
 class LogReader {
  public:
-  explicit LogReader(const std::string& file) : _file(file) { open(); }
-
-  /// Returns whether there was a file.
-  bool isOpen() const { return static_cast<bool>(_descriptor); }
+  /// A missing file is an error unless it `mayCome` later.
+  LogReader(const std::string& file, bool mayCome) : _file(file), _mayCome(mayCome) { open(); }
 
   void skipToEnd();
-  /// Skips to the last `lines` lines of what the file holds now, or to somewhere before them.
-  /// Leaves out those before a line of more than `kMaxRecord` bytes.
+  /// Skips to the last `lines` lines of what the file holds now. Leaves out those before a line of
+  /// more than `kMaxRecord` bytes.
   void skipToLast(size_t lines);
 
   /// Reads on after what is kept in `text`. Returns false at the end.
@@ -44,9 +41,7 @@ class LogReader {
   std::string_view text() const { return std::string_view(_text).substr(_begin); }
   /// Drops the beginning of `text`.
   void take(size_t size) { _begin += size; }
-
   /// Takes the next line, without its line feed; nothing when there is no other whole line yet.
-  /// What follows `kMaxRecord` bytes without a line feed counts as a line of its own.
   std::optional<std::string> nextLine();
 
   /// Goes on at the file's new beginning when it was removed, created again or truncated.
@@ -60,6 +55,7 @@ class LogReader {
   [[noreturn]] void fail(const std::string& reason) const;
 
   std::string _file;
+  bool _mayCome;
   FileDescriptor _descriptor;
   off_t _position = 0;
   std::string _text;
@@ -73,28 +69,22 @@ class LogReader {
 /// did not, and before `write` when the log cannot be read.
 void writeToLog(size_t lines, const std::function<void()>& write);
 
-/// Returns the line for a terminal, with "| " in front when it does not begin a record.
-std::string lineForPeople(std::string_view line);
-
-/// Returns the line's fields: those of a record with a time, those of a station message, or its
-/// text.
-nlohmann::ordered_json lineAsJson(std::string_view line);
+/// Returns a record, or one of its lines, as text that is safe for a terminal, with "| " in front
+/// of a line that does not begin a record, or as a line of JSON.
+std::string shownRecord(std::string_view record, bool json);
 
 /// Which records to show; each condition that is set must hold.
 struct LogFilter {
-  /// The test's name.
   std::optional<std::string> test = {};
   /// Local times as `parseTime` takes them, from the first second of one to the last of the other.
   /// A record without a time is in neither.
   std::optional<std::string> since = {}, until = {};
-  /// A text that the record has.
   std::string grep = {};
   bool stationMessages = false;
 };
 
 /// Copies the records that pass the filter to `out`, in memory that does not depend on the log's
-/// size: as text that is safe for a terminal, or as JSON, one line for each record. Returns whether
-/// a record passed. Throws CommandError when the log cannot be read.
+/// size. Returns whether a record passed. Throws CommandError when the log cannot be read.
 bool showLog(const std::string& file, LogFilter filter, bool json, std::ostream& out);
 
 }  // namespace corvane::tools
