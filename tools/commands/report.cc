@@ -15,7 +15,7 @@ struct ReportOptions {
 
 void report(const ReportOptions& options) {
   if (options.out.empty()) throw CommandError(kUsage, "report needs -o, the page to write");
-  std::vector<ReportSubject> subjects;
+  std::vector<std::pair<std::string, UnitImage>> subjects;
   std::vector<std::string> inputs = {options.recording};
   for (const std::string& source : options.sources) {
     UnitImage image = readImage(source, options.kind);

@@ -21,11 +21,14 @@ std::string tableOr(const std::string& label, const Table& table, const std::str
   return table.rows.empty() ? paragraph(textForNone) : htmlTable(label, table);
 }
 
+std::string tableSection(const std::string& title, const Table& table,
+                         const std::string& textForNone) {
+  return section(title, tableOr(title, table, textForNone));
+}
+
 std::string factsSection(const UnitImage& image) {
   constexpr char kTitle[] = "What it is";
-  if (image.isUnit()) {
-    return section(kTitle, htmlTable(kTitle, factTable(factsOf(image), "(none)")));
-  }
+  if (image.isUnit()) return tableSection(kTitle, factTable(factsOf(image), "(none)"), "");
   const auto& [path, contents] = *image.files.begin();
   return section(
       kTitle, paragraph("A dump of " + path + ", " + std::to_string(contents.size()) + " bytes."));
@@ -60,35 +63,33 @@ std::string statusGrid(ByteSpan bytes) {
 
 /// Returns a section that is there, and says so, when there are no findings, too.
 std::string findingsSection(const std::string& what, const std::vector<Finding>& findings) {
-  const std::string title = "Findings in the " + what;
-  return section(title, tableOr(title, findingTable(findings), "No damage was found."));
+  return tableSection("Findings in the " + what, findingTable(findings), "No damage was found.");
 }
 
-std::string diagnosticSections(const DiagnosticReport& report, ByteSpan contents) {
+std::string diagnosticSections(ByteSpan contents) {
+  const DiagnosticReport report = reportOnDiagnosticData(contents);
   const ByteSpan bytes = contents.first(std::min<size_t>(contents.size(), kFirstRecordOffset));
-  constexpr char kBytes[] = "Control-bit bytes", kRecords[] = "Records";
+  constexpr char kBytes[] = "Control-bit bytes";
   return section(kBytes, statusGrid(bytes) + tableOr(kBytes, controlBitTable(report.controlBits),
                                                      "No station has written one.")) +
-         section(kRecords,
-                 tableOr(kRecords, recordTable(report.records), "No station has left one.")) +
+         tableSection("Records", recordTable(report.records), "No station has left one.") +
          findingsSection("control-bit bytes and records", report.findings);
 }
 
-std::string configurationSections(const AreaReport& report) {
-  constexpr size_t kValueWidth = 120;
+std::string configurationSections(ByteSpan contents) {
+  const AreaReport report = reportOnArea(contents);
   std::ostringstream map;
   printMap(map, report, false);
   return section("Configuration area",
                  wide("Map of the configuration area", "<pre>" + map.str() + "</pre>") +
-                     tableOr("Keys", entryTable(report, kValueWidth), "It has no keys.")) +
+                     tableOr("Keys", entryTable(report, 120), "It has no keys.")) +
          findingsSection("configuration area", report.findings);
 }
 
 std::string bootArgumentsSection(const UnitImage& image) {
   const auto variables = propertiesAsJson(image.file(kNvramFile));
   if (!variables.is_object()) return "";
-  constexpr char kTitle[] = "Boot arguments";
-  return section(kTitle, tableOr(kTitle, factTable(variables, ""), "No variable is set."));
+  return tableSection("Boot arguments", factTable(variables, ""), "No variable is set.");
 }
 
 /// Returns the end of the test log.
@@ -97,42 +98,41 @@ std::string logSection(const UnitImage& image) {
   const Bytes* log = image.file(kTestLogFile);
   if (!log || log->empty()) return "";
   std::ptrdiff_t hidden = std::ranges::count(*log, '\n') - kMaxLines;
-  std::string html =
-                  hidden > 0
-                      ? paragraph("The first " + std::to_string(hidden) + " lines are not shown.")
-                      : "",
-              shown;
+  std::string note, shown;
+  if (hidden > 0) note = paragraph("The first " + std::to_string(hidden) + " lines are not shown.");
   std::istringstream lines({log->begin(), log->end()});
   for (std::string line; std::getline(lines, line); --hidden) {
     if (hidden <= 0) shown += markupText(line) + "\n";
   }
-  return section("Test log", html + wide("Test log", "<pre>" + shown + "</pre>", "log"));
+  return section("Test log", note + wide("Test log", "<pre>" + shown + "</pre>", "log"));
 }
 
-std::string articleOn(const ReportSubject& subject, const std::string& id,
-                      const UnitVerdict& verdict) {
-  std::string html = "<article id=\"" + id + "\">\n<h2>" + markupText(subject.name) +
-                     "</h2>\n<div class=\"verdict " + verdict.level + "\"><strong>" +
-                     markupText(verdict.headline) + "</strong>\n";
-  for (const std::string& detail : verdict.details) html += paragraph(detail);
-  html += "</div>\n" + factsSection(subject.image);
-  if (subject.diagnosticData) {
-    html += diagnosticSections(*subject.diagnosticData, *subject.image.file(kDiagnosticDataFile));
-  }
-  if (subject.configuration) html += configurationSections(*subject.configuration);
-  return html + bootArgumentsSection(subject.image) + logSection(subject.image) + "</article>\n";
+std::string articleOn(const std::string& name, const UnitImage& image, const std::string& id,
+                      const std::vector<Statement>& statements) {
+  constexpr const char* kClasses[] = {"bad", "open", "good"};
+  std::string html = "<article id=\"" + id + "\">\n<h2>" + markupText(name) +
+                     "</h2>\n<div class=\"verdict " +
+                     kClasses[static_cast<size_t>(statements[0].level)] + "\"><strong>" +
+                     markupText(statements[0].headline) + "</strong>\n";
+  for (const Statement& statement : statements) html += paragraph(statement.detail);
+  html += "</div>\n" + factsSection(image);
+  if (const Bytes* data = image.file(kDiagnosticDataFile)) html += diagnosticSections(*data);
+  if (const Bytes* area = image.file(kConfigurationFile)) html += configurationSections(*area);
+  return html + bootArgumentsSection(image) + logSection(image) + "</article>\n";
 }
 
 }  // namespace
 
-std::string reportPage(const std::vector<ReportSubject>& subjects, const std::string& chartSvg) {
+std::string reportPage(const std::vector<std::pair<std::string, UnitImage>>& subjects,
+                       const std::string& chartSvg) {
   std::string list, articles;
-  for (const ReportSubject& subject : subjects) {
-    const UnitVerdict verdict = verdictOn(subject);
+  for (const auto& subject : subjects) {
+    const auto& [name, image] = subject;
+    const std::vector<Statement> statements = statementsOn(image);
     const std::string id = "subject-" + std::to_string(&subject - subjects.data());
-    list += "<li>" + linkTo(id, subject.name).markup() + ": " + markupText(verdict.headline) +
-            "</li>\n";
-    articles += articleOn(subject, id, verdict);
+    list +=
+        "<li>" + linkTo(id, name).markup() + ": " + markupText(statements[0].headline) + "</li>\n";
+    articles += articleOn(name, image, id, statements);
   }
   std::string html = subjects.size() > 1 ? "<nav><ul>\n" + list + "</ul></nav>\n" : "";
   html += articles;

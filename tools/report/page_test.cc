@@ -25,13 +25,13 @@ TEST(ReportTest, TheVerdictNamesTheGravestFindingFirst) {
     data.assign(1024, 0xFF);
     data[20] = byte;
     data[21] = other;
-    const UnitVerdict verdict = verdictOn(ReportSubject("dump", std::move(image)));
-    EXPECT_EQ(verdict.headline, headline);
-    EXPECT_EQ(verdict.details.front(), detail);
+    const Statement gravest = statementsOn(image).front();
+    EXPECT_EQ(gravest.headline, headline);
+    EXPECT_EQ(gravest.detail, detail);
   }
   UnitImage area;
   area.files[kConfigurationFile] = Bytes(8192, 0);
-  EXPECT_EQ(verdictOn(ReportSubject("area", area)).headline, "Damaged");
+  EXPECT_EQ(statementsOn(area).front().headline, "Damaged");
 }
 
 TEST(ReportTest, TextOfAUnitIsNeverMarkup) {

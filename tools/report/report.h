@@ -1,8 +1,8 @@
 #ifndef CORVANE_TOOLS_REPORT_REPORT_H_
 #define CORVANE_TOOLS_REPORT_REPORT_H_
 
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/documents/documents.h"
@@ -10,32 +10,25 @@
 /// The page of `corvane report`.
 namespace corvane::tools {
 
-/// A unit or a dump with what its data sets hold.
-struct ReportSubject {
-  ReportSubject(std::string name, UnitImage image);
+enum class Level { kBad, kOpen, kGood };
 
-  std::string name;
-  UnitImage image;
-  std::optional<DiagnosticReport> diagnosticData;
-  std::optional<AreaReport> configuration;
-};
-
-/// The state of a unit in short.
-struct UnitVerdict {
-  /// "bad", "open" or "good".
-  std::string level = "open";
+/// What is to be said of a unit.
+struct Statement {
+  Level level;
   /// "Failed", "Failed, or poisoned", "Damaged", "Incomplete", "Uncommitted", "Passed",
   /// "Not tested" or "Sound".
-  std::string headline = "Not tested";
-  /// Whole sentences, the gravest first.
-  std::vector<std::string> details = {};
+  std::string headline;
+  /// A whole sentence.
+  std::string detail;
 };
 
-UnitVerdict verdictOn(const ReportSubject& subject);
+/// Returns at least one statement on a unit or a dump, the gravest first.
+std::vector<Statement> statementsOn(const UnitImage& image);
 
-/// Returns one HTML page about the subjects. `chartSvg` is a chart of processor use to show, or
-/// empty.
-std::string reportPage(const std::vector<ReportSubject>& subjects, const std::string& chartSvg);
+/// Returns one HTML page about the units and dumps, each with its name. `chartSvg` is a chart of
+/// processor use to show, or empty.
+std::string reportPage(const std::vector<std::pair<std::string, UnitImage>>& subjects,
+                       const std::string& chartSvg);
 
 }  // namespace corvane::tools
 
