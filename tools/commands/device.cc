@@ -5,9 +5,9 @@
 #include "device/models.h"
 #include "host/include/unit_lock.h"
 #include "host/include/virtual_device.h"
-#include "platform/or_null.h"
 #include "platform/printable.h"
 #include "tools/command_line.h"
+#include "tools/documents/documents.h"
 #include "tools/json_output.h"
 #include "tools/unit_access.h"
 
@@ -18,7 +18,6 @@ using host::UnitFacts;
 using host::VirtualDevice;
 
 const std::map<std::string, bool> kYesNo = {{"yes", true}, {"no", false}};
-
 const std::map<std::string, bool> kPowers = {{"plist", false}, {"host", true}};
 
 using Edit = void (*)(UnitFacts&);
@@ -45,8 +44,7 @@ const std::map<std::string, Edit> kAdditions = {
 struct FactOptions {
   std::optional<std::string> model, bootArgs, build;
   std::optional<int64_t> battery, batteryMax;
-  std::optional<bool> externalPower, radio;
-  std::optional<bool> hostPower;
+  std::optional<bool> externalPower, radio, hostPower;
   std::vector<Edit> with, without;
 
   void addTo(Command command) {
@@ -96,20 +94,6 @@ struct FactOptions {
   }
 };
 
-nlohmann::ordered_json factsAsJson(const UnitFacts& facts) {
-  return {{"model", orNull(facts.model)},
-          {"battery", orNull(facts.currentCapacity)},
-          {"batteryMax", orNull(facts.maxCapacity)},
-          {"externalPower", orNull(facts.externalPower)},
-          {"power", facts.hostPower ? "host" : "plist"},
-          {"radio", facts.radio},
-          {"bootArgs", orNull(facts.bootArgs)},
-          {"build", orNull(facts.buildVersion)},
-          {"powerSource", facts.powerSource},
-          {"dataArea", facts.dataArea},
-          {"nvram", facts.nvram}};
-}
-
 void initDevice(const FactOptions& options) {
   const std::filesystem::path folder = VirtualDevice::defaultFolder();
   std::error_code error;
@@ -133,8 +117,9 @@ void setDevice(const FactOptions& options) {
 
 void showDevice(bool json) {
   const VirtualDevice unit = VirtualDevice::existing(VirtualDevice::defaultFolder());
+  unit.facts();  // Throws where a file is damaged: its facts would show as absent.
   nlohmann::ordered_json document = {{"folder", unit.folder().string()}};
-  document.update(factsAsJson(unit.facts()));
+  document.update(factsOf(readUnitFolder(unit.folder())));
   document["uncommittedDataSets"] = unit.uncommittedDataSets();
   printResult(json, document, factTable(document, "(none)").text());
 }
