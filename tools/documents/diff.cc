@@ -173,8 +173,9 @@ Json differencesOf(const UnitImage& a, const UnitImage& b) {
                        "nothing to compare");
   }
   std::set<std::string> paths;
-  for (const auto& [path, contents] : a.files) paths.insert(path);
-  for (const auto& [path, contents] : b.files) paths.insert(path);
+  for (const UnitImage* image : {&a, &b}) {
+    for (const auto& [path, contents] : image->files) paths.insert(path);
+  }
   Json differences = Json::array(), raw = Json::array();
   for (const std::string& path : paths) {
     const Bytes *left = a.file(path), *right = b.file(path);
@@ -203,12 +204,9 @@ void printDifferences(std::ostream& out, const Json& differences) {
     out << mark << text("part") << " " << text("place") << ": " << text("a")
         << (*mark == '~' ? " -> " : "") << text("b") << "\n";
   }
-  if (differences.empty()) {
-    out << "no difference\n";
-  } else {
-    out << differences.size() << (differences.size() == 1 ? " difference" : " differences")
-        << " (+ only in B, - only in A, ~ changed)\n";
-  }
+  const std::string count = "differences: " + std::to_string(differences.size());
+  out << (differences.empty() ? "no difference" : count + " (+ only in B, - only in A, ~ changed)")
+      << "\n";
 }
 
 }  // namespace corvane::tools

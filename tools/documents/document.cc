@@ -72,9 +72,7 @@ std::optional<Bytes> rawBytes(const Json& file) try {
 }
 
 std::string shortText(const Json& document, const Json::json_pointer& place) {
-  if (!document.contains(place)) return "missing";
-  const std::string text = document[place].dump(-1, ' ', true, Json::error_handler_t::replace);
-  return text.size() <= 60 ? text : text.substr(0, 57) + "...";
+  return document.contains(place) ? shortened(jsonText(document[place], -1), 60) : "missing";
 }
 
 /// Refuses a document that differs from `actual`, which was made from its raw contents.
@@ -88,16 +86,6 @@ void requireSame(const Json& given, const Json& actual, const std::string& name)
              shortText(first, Json::json_pointer("/value")));
 }
 
-/// Returns the document without the raw contents: the rest is compared with what they decode to,
-/// and their digits may be grouped in any way.
-Json withoutRawForms(Json document) {
-  for (auto& [path, file] : document["files"].items()) {
-    file.erase("hex");
-    file.erase("text");
-  }
-  return document;
-}
-
 Json parse(ByteSpan text, const std::string& name) {
   // Copying and comparing values recurses once for each of their levels.
   constexpr int kMaxDepth = 100;
@@ -108,23 +96,19 @@ Json parse(ByteSpan text, const std::string& name) {
   try {
     return Json::parse(text.begin(), text.end(), limit);
   } catch (const Json::parse_error& error) {
-    const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
-    throw CommandError(kFailed, name + ": line " +
-                                    std::to_string(1 + std::count(text.begin(), end, '\n')) +
-                                    " is not JSON");
+    // Its text begins with the library's name of the error, and ends with the whole last word.
+    const std::string said = error.what();
+    throw CommandError(kFailed, name + ": " + shortened(said.substr(said.find("] ") + 2), 160));
   }
 }
 
-}  // namespace
-
-Json documentOf(const UnitImage& image) {
+/// Returns the document without the raw contents.
+Json describe(const UnitImage& image) {
   Json files = Json::object();
   for (const auto& [path, contents] : image.files) {
-    Json file = {{"size", contents.size()}};
+    files[path] = {{"size", contents.size()}};
     const Json decoded = decodedForm(path, contents);
-    if (!decoded.is_null()) file["decoded"] = decoded;
-    file.update(rawForm(path, contents));
-    files[path] = std::move(file);
+    if (!decoded.is_null()) files[path]["decoded"] = decoded;
   }
   const char* const dumpKind = image.file(kDiagnosticDataFile) ? "data" : "syscfg";
   Json document = {{"schema", kJsonSchema}, {"kind", image.isUnit() ? "unit" : dumpKind}};
@@ -133,10 +117,18 @@ Json documentOf(const UnitImage& image) {
   return document;
 }
 
-std::string documentText(const UnitImage& image) { return jsonText(documentOf(image), 2) + "\n"; }
+}  // namespace
+
+std::string documentText(const UnitImage& image) {
+  Json document = describe(image);
+  for (const auto& [path, contents] : image.files) {
+    document["files"][path].update(rawForm(path, contents));
+  }
+  return jsonText(document, 2) + "\n";
+}
 
 UnitImage imageOfDocument(ByteSpan text, const std::string& name) {
-  const Json document = parse(text, name);
+  Json document = parse(text, name);
   if (!document.is_object() || !document.contains("schema") || !document.contains("files") ||
       !document["files"].is_object()) {
     throw CommandError(kFailed, name + ": is JSON, but not the export of a unit or a dump");
@@ -147,7 +139,7 @@ UnitImage imageOfDocument(ByteSpan text, const std::string& name) {
                std::to_string(kJsonSchema));
   }
   UnitImage image;
-  for (const auto& [path, file] : document["files"].items()) {
+  for (auto& [path, file] : document["files"].items()) {
     const std::string place = "/files/" + path;
     if (!isImagePath(path)) refuse(name, place, "is not a file of a unit's export");
     const auto bytes = rawBytes(file);
@@ -156,12 +148,14 @@ UnitImage imageOfDocument(ByteSpan text, const std::string& name) {
              "needs either \"text\", a string, or \"hex\", a list of rows of pairs of digits");
     }
     image.files[path] = *bytes;
+    file.erase("hex");
+    file.erase("text");
   }
   const bool isDump = image.file(kDiagnosticDataFile) || image.file(kConfigurationFile);
   if (!image.isUnit() && !(isDump && image.files.size() == 1)) {
     refuse(name, "/files", "has neither device.plist nor one dumped data set alone");
   }
-  requireSame(withoutRawForms(document), withoutRawForms(documentOf(image)), name);
+  requireSame(document, describe(image), name);
   return image;
 }
 

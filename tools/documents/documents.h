@@ -63,12 +63,9 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
 /// log, stay. Makes the unit when there is none. When it fails, the unit is as it was.
 void installUnit(const std::filesystem::path& folder, const UnitImage& image);
 
-/// Returns the exported form of an image: each file's raw contents as text, or as hexadecimal
-/// digits, with what they decode to. Equal images have equal documents, on any machine
-/// and in any time zone.
-nlohmann::ordered_json documentOf(const UnitImage& image);
-
-/// Returns the document as it is written to a file.
+/// Returns the document of an image: each file's raw contents as text, or as hexadecimal digits,
+/// with what they decode to. Equal images have equal documents, on any machine and in any time
+/// zone.
 std::string documentText(const UnitImage& image);
 
 /// Returns the image that `text` is the document of. Fails with the place when it is not a
