@@ -71,6 +71,11 @@ std::string markupText(std::string_view text) {
   return markup;
 }
 
+std::string svgText(double x, double y, const char* anchor, std::string_view text) {
+  return formatted("<text x=\"%.0f\" y=\"%.0f\" text-anchor=\"%s\">", x, y, anchor) +
+         markupText(text) + "</text>";
+}
+
 Html Html::raw(std::string markup) {
   Html html;
   html._markup = std::move(markup);

@@ -18,6 +18,9 @@ namespace corvane::tools {
 /// a unit, a file or the command line goes through this.
 std::string markupText(std::string_view text);
 
+/// Returns an SVG element; `anchor` ("start", "middle" or "end") is the part of the text at `x`.
+std::string svgText(double x, double y, const char* anchor, std::string_view text);
+
 /// A piece of HTML. Text is escaped when it becomes one, so that it cannot become markup by
 /// mistake.
 class Html {

@@ -26,13 +26,6 @@ constexpr double kLeft = 64, kRight = 720, kTop = 64, kBottom = 440;
 constexpr std::array kColours = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
                                  "#e69f00", "#56b4e9", "#444444", "#8c5a2b"};
 
-template <typename... Values>
-std::string print(const char* format, Values... values) {
-  std::array<char, 512> text;
-  std::snprintf(text.data(), text.size(), format, values...);
-  return text.data();
-}
-
 struct Point {
   /// Those of samples that follow each other differ by one; a missed sample has a number, too.
   size_t sample;
@@ -41,7 +34,7 @@ struct Point {
 
 /// A process over time. One of the same id with another name is another process.
 struct Series {
-  int32_t pid = 0;
+  int64_t pid = 0;
   std::string name = {};
   std::vector<Point> points = {};
   double sum = 0, peak = 0;
@@ -51,30 +44,29 @@ struct Series {
 struct Recording {
   size_t samples = 0;
   double start = 0, end = 0;
-  std::map<std::pair<int32_t, std::string>, Series> series = {};
+  std::map<std::pair<int64_t, std::string>, Series> series = {};
 };
 
-/// Returns the field's number, which must be from 0 to `max`.
-double numberOf(const json& object, const char* name, double max) {
+double numberOf(const json& object, const char* name) {
+  // Times, numbers of processes and usages are all far below it.
+  constexpr double kMaxNumber = 1e11;
   const double number = object.at(name).get<double>();
-  if (number >= 0 && number <= max) return number;
-  throw std::runtime_error(print("\"%s\" must be 0 to %.15g", name, max));
+  if (number >= 0 && number <= kMaxNumber) return number;
+  throw std::runtime_error(formatted("\"%s\" must be 0 to %g", name, kMaxNumber));
 }
 
 /// Throws json::exception or std::runtime_error when the line is not a sample.
 void addLine(Recording& recording, std::string_view line) {
-  // The most that a farm of processors could use, and the ids that there are.
-  constexpr double kYear10000 = 253'402'300'800, kMaxPercent = 1e9, kMaxId = INT32_MAX;
   const json sample = json::parse(line);
-  const double time = numberOf(sample, "time", kYear10000);
+  const double time = numberOf(sample, "time");
   if (time < recording.end) throw std::runtime_error("it is earlier than the line before");
   if (recording.samples == 0) recording.start = time;
   recording.end = time;
   recording.samples += sample.value("missed", 0.0) == 0 ? 1 : 2;
   for (const json& process : sample.at("processes")) {
-    const auto pid = static_cast<int32_t>(numberOf(process, "pid", kMaxId));
+    const auto pid = static_cast<int64_t>(numberOf(process, "pid"));
     const std::string name = process.at("name").get<std::string>();
-    const double usage = numberOf(process, "cpu", kMaxPercent);
+    const double usage = numberOf(process, "cpu");
     Series& series = recording.series.try_emplace({pid, name}, Series{pid, name}).first->second;
     series.points.push_back({recording.samples, time, usage});
     series.sum += usage;
@@ -119,13 +111,11 @@ std::string gridOf(const Axis& x, const Axis& y) {
   std::string svg;
   for (int i = 0; i * y.step <= y.length * (1 + 1e-9); ++i) {
     const double height = y.at(i * y.step);
-    svg += print("<path stroke=\"#ddd\" d=\"M%g %.1fH%g\"/>", kLeft, height, kRight) +
-           print("<text x=\"%g\" y=\"%.1f\" text-anchor=\"end\">%g</text>\n", kLeft - 8, height + 4,
-                 i * y.step);
+    svg += formatted("<path stroke=\"#ddd\" d=\"M%g %.1fH%g\"/>", kLeft, height, kRight) +
+           svgText(kLeft - 8, height + 4, "end", formatted("%g", i * y.step));
   }
   for (int i = 0; i * x.step <= x.length * (1 + 1e-9); ++i) {
-    svg += print("<text x=\"%.1f\" y=\"%g\" text-anchor=\"middle\">%g</text>\n", x.at(i * x.step),
-                 kBottom + 20, i * x.step);
+    svg += svgText(x.at(i * x.step), kBottom + 20, "middle", formatted("%g", i * x.step));
   }
   return svg;
 }
@@ -135,22 +125,23 @@ std::string gridOf(const Axis& x, const Axis& y) {
 std::string svgOf(const Series& series, double start, const Axis& x, const Axis& y, size_t place) {
   constexpr size_t kMaxName = 18;
   const double top = kTop + 40 * static_cast<double>(place);
-  std::string path = print("M%g %gh20", kRight + 24, top + 6);
+  std::string path = formatted("M%g %gh20", kRight + 24, top + 6);
   size_t last = 0;
   for (const Point& point : series.points) {
     const bool follows = point.sample == last + 1 && last > 0;
-    path +=
-        print(follows ? "L%.1f %.1f" : "M%.1f %.1fh0", x.at(point.time - start), y.at(point.usage));
+    path += formatted(follows ? "L%.1f %.1f" : "M%.1f %.1fh0", x.at(point.time - start),
+                      y.at(point.usage));
     last = point.sample;
   }
   const std::string name = printable(series.name.substr(series.name.find_last_of('/') + 1));
-  return "<g><title>" + markupText(series.name) + print(" (%d)</title>", series.pid) +
-         "<path d=\"" + path + "\" stroke=\"" + kColours[place] + "\"/>" +
-         print("<text x=\"%g\" y=\"%g\">", kRight + 52, top + 10) +
-         markupText(shortened(name, kMaxName)) + print(" (%d)</text>", series.pid) +
-         print("<text font-size=\"11\" x=\"%g\" y=\"%g\">mean %.1f %%, peak %.1f %%</text></g>\n",
-               kRight + 52, top + 26, series.sum / static_cast<double>(series.points.size()),
-               series.peak);
+  const std::string pid = " (" + std::to_string(series.pid) + ")";
+  const double mean = series.sum / static_cast<double>(series.points.size());
+  return "<g><title>" + markupText(series.name + pid) + "</title><path d=\"" + path +
+         "\" stroke=\"" + kColours[place] + "\"/>" +
+         svgText(kRight + 52, top + 10, "start", shortened(name, kMaxName) + pid) +
+         svgText(kRight + 52, top + 26, "start",
+                 formatted("mean %.1f %%, peak %.1f %%", mean, series.peak)) +
+         "</g>\n";
 }
 
 }  // namespace
@@ -171,7 +162,7 @@ std::string plotSvg(std::FILE* lines, const std::string& name) {
       "<style>path{fill:none;stroke-width:2;stroke-linejoin:round;stroke-linecap:round}</style>\n"
       "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
       "<text x=\"64\" y=\"28\" font-size=\"17\">CPU use of the busiest processes</text>\n"
-      "<text x=\"64\" y=\"48\" font-size=\"11\">percent of one processor; seconds from " +
+      "<text x=\"64\" y=\"48\">percent of one processor; seconds from " +
       localTimeText(static_cast<int64_t>(recording.start)).value_or("") + " on</text>\n" +
       gridOf(x, y);
   // The busiest comes last, so that it is on top.

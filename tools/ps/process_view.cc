@@ -26,53 +26,42 @@ const char* stateOf(std::span<const ThreadSample> threads, const char* unknown) 
   return unknown;
 }
 
-/// Returns a count of tenths or hundredths, the "parts" of `unit`, as a decimal number.
-std::string decimal(int64_t parts, int64_t unit) {
-  std::string text = std::to_string(parts / unit) + ".";
-  const std::string fraction = std::to_string(unit + parts % unit);
-  return text.append(fraction, 1);
-}
-
 /// Returns the seconds, truncated to hundredths: "12.05".
 std::string secondsText(time_value_t time) {
-  return decimal(int64_t{time.seconds} * 100 + time.microseconds / 10'000, 100);
+  return formatted("%d.%02d", time.seconds, time.microseconds / 10'000);
 }
 
-/// Appends the thread's fields, which are numbers and words that need no escaping.
-void append(std::string& text, const ThreadSample& thread) {
-  text.append(R"({"cpu":)").append(percentText(thread.usage));
-  text.append(R"(,"state":")").append(stateOf({&thread, 1}, "unknown_state"));
-  text.append(R"(","flags":")").append(thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped");
-  text.append(R"(","user":)").append(secondsText(thread.user));
-  text.append(R"(,"system":)").append(secondsText(thread.system)).append("}");
+/// Returns the user and the system time, or `unknown` for both.
+std::array<std::string, 2> timesOf(const ProcessSample& process, const char* unknown) {
+  if (!process.times) return {unknown, unknown};
+  return {secondsText(process.times->user_time), secondsText(process.times->system_time)};
 }
 
-std::string textOf(const ProcessSample& process, bool withThreads) {
-  std::string text = R"({"pid":)" + std::to_string(process.pid);
-  text.append(R"(,"name":)").append(jsonText(nlohmann::ordered_json(process.name), -1));
-  text.append(R"(,"cpu":)").append(percentText(process.usage));
-  const auto& times = process.times;
-  text.append(R"(,"user":)").append(times ? secondsText(times->user_time) : "null");
-  text.append(R"(,"system":)").append(times ? secondsText(times->system_time) : "null");
-  text.append(R"(,"state":")").append(stateOf(process.threads, "-"));
-  text.append(R"(","threadCount":)").append(std::to_string(process.threads.size()));
-  if (withThreads) {
-    text.append(R"(,"threads":[)");
-    for (const ThreadSample& thread : process.threads) {
-      append(text, thread);
-      text.append(",");
-    }
-    if (text.ends_with(',')) text.pop_back();
-    text.append("]");
-  }
-  return text.append("}");
+std::string textOf(const ThreadSample& thread) {
+  return formatted(R"({"cpu":%s,"state":"%s","flags":"%s","user":%s,"system":%s})",
+                   percentText(thread.usage).c_str(), stateOf({&thread, 1}, "unknown_state"),
+                   thread.flags == TH_FLAGS_IDLE ? "idle" : "swapped",
+                   secondsText(thread.user).c_str(), secondsText(thread.system).c_str());
 }
 
+// JSON is written process by process: one with so many threads as a machine can have takes much
+// memory as a tree.
 void printProcesses(std::ostream& out, const Sample& sample, bool withThreads,
                     const char* separator) {
   const char* before = "";
   for (const ProcessSample& process : sample.processes) {
-    out << std::exchange(before, separator) << textOf(process, withThreads);
+    const auto [user, system] = timesOf(process, "null");
+    out << std::exchange(before, separator)
+        << formatted(R"({"pid":%d,"name":%s,"cpu":%s,"user":%s,"system":%s,"state":"%s",)"
+                     R"("threadCount":%zu)",
+                     process.pid, jsonText(nlohmann::ordered_json(process.name), -1).c_str(),
+                     percentText(process.usage).c_str(), user.c_str(), system.c_str(),
+                     stateOf(process.threads, "-"), process.threads.size());
+    std::string threads;
+    for (const ThreadSample& thread : process.threads) {
+      if (withThreads) threads.append(threads.empty() ? "" : ",").append(textOf(thread));
+    }
+    out << (withThreads ? R"(,"threads":[)" + threads + "]}" : "}");
   }
 }
 
@@ -80,7 +69,7 @@ void printProcesses(std::ostream& out, const Sample& sample, bool withThreads,
 
 std::string percentText(integer_t usage) {
   static_assert(TH_USAGE_SCALE == 1000);
-  return decimal(usage, 10);
+  return formatted("%d.%d", usage / 10, usage % 10);
 }
 
 void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_t width) {
@@ -90,9 +79,8 @@ void printTable(std::ostream& out, const Sample& sample, bool withThreads, size_
   }
   Table table(columns);
   for (const ProcessSample& process : sample.processes) {
-    table.addRow({std::to_string(process.pid), percentText(process.usage),
-                  process.times ? secondsText(process.times->user_time) : "-",
-                  process.times ? secondsText(process.times->system_time) : "-",
+    const auto [user, system] = timesOf(process, "-");
+    table.addRow({std::to_string(process.pid), percentText(process.usage), user, system,
                   std::to_string(process.threads.size()), stateOf(process.threads, "-"),
                   printable(process.name)});
     if (!withThreads) continue;
@@ -113,10 +101,9 @@ void printJson(std::ostream& out, const Sample& sample, bool withThreads) {
 
 void printJsonLine(std::ostream& out, const Sample& sample, bool withThreads, int64_t missed) {
   using namespace std::chrono;
-  const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch());
+  const duration<double> now = system_clock::now().time_since_epoch();
   std::ostringstream line;
-  line << R"({"schema":)" << kJsonSchema << R"(,"time":)" << decimal(now.count(), 1000)
-       << R"(,"missed":)" << missed;
+  line << formatted(R"({"schema":%d,"time":%.3f,"missed":)", kJsonSchema, now.count()) << missed;
   if (!sample.failure.empty()) {
     line << R"(,"failure":)" << jsonText(nlohmann::ordered_json(sample.failure), -1);
   }

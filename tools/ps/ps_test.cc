@@ -132,12 +132,10 @@ TEST(PlotTest, ADamagedLineIsNamedWithItsReason) {
   const char* const cases[][2] = {
       {"not JSON", "parse error"},
       {"[]", "array"},
-      {R"({"time":-1,"processes":[]})", "\"time\" must be 0 to 253402300800"},
+      {R"({"time":-1,"processes":[]})", "\"time\" must be 0 to 1e+11"},
       {R"({"time":6})", "'processes' not found"},
       {R"({"time":6,"processes":[1]})", "number"},
-      {R"({"time":6,"processes":[{"name":"","pid":3e9,"cpu":1}]})",
-       "\"pid\" must be 0 to 2147483647"},
-      {R"({"time":6,"processes":[{"name":"","pid":1,"cpu":1e10}]})", "\"cpu\" must be 0 to"},
+      {R"({"time":6,"processes":[{"name":"","pid":1,"cpu":1e12}]})", "\"cpu\" must be 0 to"},
       {R"({"time":4,"processes":[]})", "it is earlier than the line before"}};
   for (const auto& [line, reason] : cases) {
     const std::string error = reasonAgainst<CommandError>([&, line = line] {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -14,6 +15,16 @@ namespace corvane::tools {
 
 /// Returns whether standard output is a terminal that shows colours and NO_COLOR is not set.
 bool isColouredOutput();
+
+/// Returns the values as `std::printf` prints them.
+template <typename... Values>
+std::string formatted(const char* format, Values... values) {
+  std::string text(80, '\0');
+  const auto print = [&] { return std::snprintf(text.data(), text.size() + 1, format, values...); };
+  text.resize(static_cast<size_t>(print()));
+  if (text.size() > 80) print();
+  return text;
+}
 
 /// Returns the text, or its beginning and "..." when it takes more than `columns`.
 std::string shortened(std::string_view text, size_t columns);
