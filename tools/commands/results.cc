@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <ctime>
+#include <filesystem>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -96,7 +98,11 @@ void checkOutputs(const ResultsOptions& options, const std::vector<std::string>&
   for (const auto& [name, file] : outputs) {
     if (file == "-")
       throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
-    if (!file.empty()) requireWritable(file);
+    std::error_code error;
+    // A pipe or a device is opened once only.
+    const bool isSpecial =
+        std::filesystem::exists(file, error) && !std::filesystem::is_regular_file(file, error);
+    if (!file.empty() && !isSpecial) const FileReplacement probe(file);
   }
 }
 
@@ -139,9 +145,9 @@ ExitStatus showResults(const ResultsOptions& options) {
 
 /// Returns the names as choices that mean their places.
 template <typename T>
-std::map<std::string, T> choicesOf(const auto& names) {
+std::map<std::string, T> choicesOf(const auto& things, auto nameOf) {
   std::map<std::string, T> choices;
-  for (size_t i = 0; i < names.size(); ++i) choices.emplace(names[i], static_cast<T>(i));
+  for (size_t i = 0; i < things.size(); ++i) choices.emplace(nameOf(things[i]), static_cast<T>(i));
   return choices;
 }
 
@@ -170,9 +176,9 @@ void addResults(CLI::App& app) {
   command.time("--until", options.until,
                "Only runs that began up to the end of this day, minute or second");
   command.choice("--by", options.by, "Group the runs of a station by this",
-                 choicesOf<size_t>(kGroupFields));
+                 choicesOf<size_t>(kGroupFields, std::identity()));
   Option table = command.choice("--table", options.table, "Print only this table, all of it",
-                                choicesOf<TableKind>(kTableNames));
+                                choicesOf<TableKind>(kTables, std::mem_fn(&TableAbout::name)));
   command.file("--junit", options.junit,
                "Also write a JUnit report: a suite a run, a case a phase");
   command.file("--html", options.html, "Also write a page with yields, failures and histograms");

@@ -57,26 +57,22 @@ void print(std::ostream& out, const SummaryTable& table, size_t most) {
 
 }  // namespace
 
-std::string roundedText(std::optional<double> value) {
+std::string roundedText(std::optional<double> value, std::optional<double> deviation) {
   if (!value) return "-";
-  // Small numbers keep four digits.
-  const double size = std::abs(*value);
-  return roundedTo(*value, size < 1e9 && size > 0 ? std::min(size, 1.0) : 0);
-}
-
-std::string roundedTo(double value, double deviation) {
-  if (!(deviation > 0) || !std::isfinite(deviation)) return decimalText(value);
+  if (deviation.value_or(0) == 0 || !std::isfinite(*deviation)) return decimalText(*value);
   // Multiples of a power of ten that is at most a thousandth of the deviation. Powers above 1 are
   // exact for longer than those below.
-  const double exponent = std::floor(std::log10(deviation)) - 3;
+  const double exponent = std::floor(std::log10(*deviation)) - 3;
   const double step = std::pow(10, std::abs(exponent));
-  const double rounded =
-      exponent < 0 ? std::round(value * step) / step : std::round(value / step) * step;
-  return decimalText(std::isfinite(rounded) ? rounded : value);
+  const double count = exponent < 0 ? *value * step : *value / step;
+  // Among more multiples than that a double has no digits to round away.
+  if (!(std::abs(count) < 1e15)) return decimalText(*value);
+  return decimalText(exponent < 0 ? std::round(count) / step : std::round(count) * step);
 }
 
-std::string meanText(const Moments& values) {
-  return values.count() == 0 ? "-" : roundedTo(values.mean(), values.deviation().value_or(0));
+std::string roundedText(std::optional<double> value) {
+  // Three digits after the point, four of a small number.
+  return roundedText(value, value ? std::min(std::abs(*value), 1.0) : 0);
 }
 
 std::string limitsText(const MeasurementHead& measurement) {
@@ -97,6 +93,9 @@ std::string valueText(const Measurement& measurement, const Names& names) {
 }
 
 std::string Cell::text() const {
+  std::string units;
+  for (const auto& [id, unit] : runs) units += (units.empty() ? "" : " ") + unit;
+  if (!units.empty()) return units;
   if (!value.text.empty()) return value.text;
   if (value.data.is_null()) return style == Style::kNumber ? "-" : "";
   return textOf(value.data);
@@ -147,7 +146,7 @@ Cells headOf(const Run& run, const Names& names) {
 Cells restOf(const Run& run, const Names& names) {
   Cells cells = {{"seconds", run.seconds}, {"reason", run.reason}};
   for (size_t i = 0; i < run.fields.size(); ++i) {
-    cells.emplace_back(std::string(kRunFieldNames[i]), names.text(run.fields[i]));
+    cells.push_back({std::string(kRunFieldNames[i]), names.text(run.fields[i])});
   }
   return cells;
 }
@@ -195,7 +194,7 @@ void printTable(std::ostream& out, TableKind kind, const Results& results, bool 
 }
 
 void printSummary(std::ostream& out, const Results& results) {
-  for (size_t i = 0; i < kTableNames.size(); ++i) {
+  for (size_t i = 0; i < kTables.size(); ++i) {
     const auto kind = static_cast<TableKind>(i);
     if (kind > TableKind::kHistory && results.summary.history.count > 0) break;
     const SummaryTable table = tableOf(kind, results);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 
 #include "platform/number.h"
@@ -14,13 +13,6 @@ constexpr double kWidth = 320, kHeight = 120;
 constexpr double kTop = 14;
 /// The height with the axis below.
 constexpr double kFullHeight = kHeight + 16;
-
-template <typename... Values>
-std::string formatted(const char* format, Values... values) {
-  char text[256];
-  std::snprintf(text, sizeof text, format, values...);
-  return text;
-}
 
 /// Where values lie on an axis, from 0 to 1 with a margin on both sides.
 struct Axis {
@@ -39,11 +31,6 @@ struct Axis {
   double first = std::numeric_limits<double>::infinity(), last = -first;
 };
 
-std::string label(double x, double y, const char* anchor, const std::string& text) {
-  return formatted("<text x=\"%.0f\" y=\"%.0f\" text-anchor=\"%s\">", x, y, anchor) +
-         markupText(text) + "</text>";
-}
-
 std::string line(const char* style, double x1, double y1, double x2, double y2) {
   return formatted("<line class=\"%s\" x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\"/>", style,
                    x1, y1, x2, y2);
@@ -55,23 +42,23 @@ std::string chart(const std::string& name, const std::string& content, const std
   return formatted("<svg class=\"chart\" viewBox=\"0 0 %g %g\" role=\"img\" aria-label=\"", kWidth,
                    kFullHeight) +
          markupText(name) + "\">" + content + line("axis", 0, kHeight, kWidth, kHeight) +
-         label(0, kFullHeight - 4, "start", first) +
-         (first == last ? "" : label(kWidth, kFullHeight - 4, "end", last)) + "</svg>";
+         svgText(0, kFullHeight - 4, "start", first) +
+         (first == last ? "" : svgText(kWidth, kFullHeight - 4, "end", last)) + "</svg>";
 }
 
 std::string histogram(const MeasurementSummary& measurement, const std::string& title) {
   const Histogram& bins = measurement.histogram;
   const auto limits = {measurement.lower, measurement.upper};
-  Axis axis{measurement.minimum, measurement.maximum};
+  Axis axis;
+  for (const auto& value : {measurement.minimum, measurement.maximum}) axis.cover(value);
   for (const auto& limit : limits) axis.cover(limit);
   const auto x = [&](double value) { return kWidth * axis.placeOf(value); };
-  const auto most = static_cast<double>(*std::ranges::max_element(bins.counts()));
+  uint32_t most = 0;
+  for (const auto& [bin, count] : bins.counts()) most = std::max(most, count);
   std::string content = "<path fill=\"var(--mark)\" d=\"";
-  for (size_t bin = 0; bin < bins.counts().size(); ++bin) {
-    if (bins.counts()[bin] == 0) continue;
+  for (const auto& [bin, count] : bins.counts()) {
     const double left = x(bins.begin(bin));
-    const double height =
-        std::max((kHeight - kTop) * static_cast<double>(bins.counts()[bin]) / most, 1.0);
+    const double height = std::max((kHeight - kTop) * count / most, 1.0);
     content += formatted("M%.1f %gv-%.1fh%.1fv%.1fz", left, kHeight, height,
                          std::max(x(bins.begin(bin + 1)) - left, 2.0), height);
   }
@@ -81,11 +68,11 @@ std::string histogram(const MeasurementSummary& measurement, const std::string& 
     const bool isRight = x(*limit) > kWidth / 2;
     content +=
         line("limit", x(*limit), 0, x(*limit), kHeight) +
-        label(x(*limit) + (isRight ? -3 : 3), 10, isRight ? "end" : "start", decimalText(*limit));
+        svgText(x(*limit) + (isRight ? -3 : 3), 10, isRight ? "end" : "start", decimalText(*limit));
   }
   const double range = axis.last - axis.first;
   return chart("Histogram of " + title + ", limits " + limitsText(measurement), content,
-               roundedTo(axis.first, range), roundedTo(axis.last, range));
+               roundedText(axis.first, range), roundedText(axis.last, range));
 }
 
 struct Point {
@@ -121,7 +108,7 @@ std::string overTime(std::string name, const std::vector<Point>& points,
   std::string content = spread + "\"/>" + values + "\"/>";
   for (const auto& [style, value, text] : marks) {
     content += line(style, 0, y(value), kWidth, y(value)) +
-               label(kWidth, y(value) + (y(value) < 12 ? 11 : -2), "end", text);
+               svgText(kWidth, y(value) + (y(value) < 12 ? 11 : -2), "end", text);
   }
   const auto timeOf = [&](int64_t span) {
     const std::string time = wallTimeText(span * spanHours);
@@ -138,7 +125,7 @@ std::string meansOverTime(const MeasurementSummary& measurement, const std::stri
   std::vector<Point> points;
   for (const auto& [span, time] : measurement.times) {
     if (time.values.count() == 0) continue;
-    points.push_back({span, time.values.mean(), time.values.deviation().value_or(0)});
+    points.push_back({span, *time.values.mean(), time.values.deviation().value_or(0)});
   }
   if (points.size() < 2) return "";
   std::vector<Mark> limits;
@@ -157,14 +144,14 @@ std::string figure(const std::string& id, const std::string& content, const std:
 std::string measurementChart(const MeasurementSummary& measurement, const std::string& id,
                              const std::string& title, int64_t spanHours) {
   const Moments& values = measurement.values;
-  const double deviation = values.deviation().value_or(0);
+  const auto deviation = values.deviation();
   std::string content = histogram(measurement, title);
   if (measurement.outside > 0) content += meansOverTime(measurement, title, spanHours);
   const std::string about =
-      std::to_string(values.count()) + " values, " + roundedTo(measurement.minimum, deviation) +
-      " to " + roundedTo(measurement.maximum, deviation) + ", mean " + meanText(values) +
-      ", deviation " + roundedText(values.deviation()) + ", limits " + limitsText(measurement) +
-      ", outside " + std::to_string(measurement.outside);
+      std::to_string(values.count()) + " values, " + roundedText(measurement.minimum, deviation) +
+      " to " + roundedText(measurement.maximum, deviation) + ", mean " +
+      roundedText(values.mean(), deviation) + ", deviation " + roundedText(deviation) +
+      ", limits " + limitsText(measurement) + ", outside " + std::to_string(measurement.outside);
   return figure(" id=\"" + id + "\"", content, markupText(title) + "<br>" + markupText(about));
 }
 

@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <vector>
 
@@ -17,12 +16,6 @@ namespace {
 
 std::string attribute(const char* name, std::string_view value) {
   return std::string(" ") + name + "=\"" + markupText(value) + "\"";
-}
-
-std::string secondsText(double seconds) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3f", seconds);
-  return text;
 }
 
 std::string propertiesOf(const Run& run, uint32_t phase, const Names& names) {
@@ -72,14 +65,6 @@ std::vector<Case> casesOf(const Run& run, const Names& names) {
 
 }  // namespace
 
-void requireWritable(const std::string& path) {
-  std::error_code error;
-  // A pipe or a device is opened once only.
-  if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))
-    return;
-  const FileReplacement probe(path);
-}
-
 JunitWriter::JunitWriter(const std::string& path) : _path(path), _spool(std::tmpfile()) {
   write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n");
 }
@@ -97,7 +82,7 @@ void JunitWriter::add(const Run& run, const Names& names) {
   for (const Case& each : cases) {
     xml += "<testcase" + attribute("name", each.name) +
            attribute("classname", nameOfRun(run, names)) +
-           attribute("time", secondsText(each.seconds)) + ">" + each.properties;
+           attribute("time", formatted("%.3f", each.seconds)) + ">" + each.properties;
     const bool isFailed = each.verdict == Verdict::kFailed;
     const bool isError = !isFailed && each.verdict != Verdict::kPassed;
     failures += isFailed;
@@ -115,8 +100,8 @@ void JunitWriter::add(const Run& run, const Names& names) {
         attribute("hostname", host.empty() ? "unknown" : host) +
         attribute("tests", std::to_string(cases.size())) +
         attribute("failures", std::to_string(failures)) +
-        attribute("errors", std::to_string(errors)) + attribute("time", secondsText(run.seconds)) +
-        ">\n" + xml + "</testsuite>\n");
+        attribute("errors", std::to_string(errors)) +
+        attribute("time", formatted("%.3f", run.seconds)) + ">\n" + xml + "</testsuite>\n");
 }
 
 void JunitWriter::finish() {

@@ -19,13 +19,12 @@ struct Results {
   const ResultsSource& source;
 };
 
-// Numbers as people read them.
+// What people read of numbers; "-" where there is none.
 
-/// Returns the number with three digits after its point at most; "-" when it is absent.
+/// Returns the number with three digits after its point at most.
 std::string roundedText(std::optional<double> value);
-/// Return the number, or the mean, with as many digits as the deviation gives it a meaning.
-std::string roundedTo(double value, double deviation);
-std::string meanText(const Moments& values);
+/// Returns the number with as many digits as the deviation gives a meaning, all without one.
+std::string roundedText(std::optional<double> value, std::optional<double> deviation);
 /// Returns "3.2 to 3.4", "at most 3.4", "at least 3.2", "various" or "-".
 std::string limitsText(const MeasurementHead& measurement);
 /// Returns what was measured, with its limits, or checked: "3.5 V (3.2 to 3.4)".
@@ -34,11 +33,12 @@ std::string valueText(const Measurement& measurement, const Names& names);
 /// A value as JSON and CSV have it, and as people read it.
 struct Value {
   // NOLINTBEGIN(google-explicit-constructor): a cell is written as its value.
-  Value() : data(nullptr) {}
+  Value() = default;
   template <typename T>
   Value(const T& given) : data(given) {}
+  template <typename T>
+  Value(const std::optional<T>& given) : data(orNull(given)) {}
   Value(const std::string& given) : data(orNull(given)) {}
-  Value(const std::optional<double>& given) : data(orNull(given)) {}
   // NOLINTEND(google-explicit-constructor)
   Value(nlohmann::ordered_json held, std::string shown)
       : data(std::move(held)), text(std::move(shown)) {}
@@ -47,7 +47,7 @@ struct Value {
   std::string text;             ///< Empty where people read `data`.
 };
 
-enum class Style : uint8_t {
+enum class Style {
   kPlace,  ///< What the row is about; such columns come first.
   kText,   ///< May be long.
   kValue,  ///< With its limits.
@@ -56,22 +56,15 @@ enum class Style : uint8_t {
 };
 
 struct Cell {
-  Cell(std::string cellName, std::string cellTitle, Style cellStyle, Value held)
-      : name(std::move(cellName)),
-        title(std::move(cellTitle)),
-        style(cellStyle),
-        value(std::move(held)) {}
-  /// For machines only.
-  Cell(std::string cellName, Value held)
-      : Cell(std::move(cellName), "", Style::kText, std::move(held)) {}
-
   /// Returns the value for people; control characters are not escaped.
   std::string text() const;
 
-  std::string name;   ///< A path in JSON, such as "seconds/median"; empty: for people only.
-  std::string title;  ///< Of the column; empty: for machines only.
-  Style style;
+  std::string name;  ///< A path in JSON, such as "seconds/median"; empty: for people only.
   Value value;
+  std::string title = {};  ///< Of the column; empty: for machines only.
+  Style style = Style::kText;
+  /// Runs that people read of in place of the value: the id and the unit of each.
+  std::vector<std::pair<std::string, std::string>> runs = {};
 };
 using Cells = std::vector<Cell>;
 
@@ -89,7 +82,7 @@ Cells restOf(const Run& run, const Names& names);
 Cells cellsOf(const PhaseResult& phase, const Names& names);
 Cells cellsOf(const Measurement& measurement, const Names& names);
 
-enum class TableKind : uint8_t {
+enum class TableKind {
   kYields,
   kHistory,
   kFailures,
@@ -99,20 +92,28 @@ enum class TableKind : uint8_t {
   kTimes,
   kTrends
 };
-inline constexpr std::array<std::string_view, 8> kTableNames = {
-    "yields", "history", "failures", "failed-runs", "measurements", "phases", "times", "trends"};
+struct TableAbout {
+  std::string_view name, title;
+  size_t maxRows = SIZE_MAX;  ///< Among other tables.
+};
+inline constexpr std::array<TableAbout, 8> kTables = {
+    {{"yields", "Yields"},
+     {"history", "Runs on the unit, the newest first"},
+     {"failures", "What fails"},
+     {"failed-runs", "Runs that did not pass, the newest first", 20},
+     {"measurements", "Measurements and checks, those that fail first"},
+     {"phases", "Phases"},
+     {"times", "Yields over time, the newest first", 24},
+     {"trends", "Measurements that fail, over time", 24}}};
 
 struct TableRow {
   Cells cells;
   std::string run = {};  ///< Its id, when the row is about one.
   uint32_t station = 0;
   const MeasurementSummary* measurement = nullptr;  ///< What the row is about.
-  std::vector<const FailedRun*> failed = {};        ///< The newest runs that failed in this way.
 };
 
-struct SummaryTable {
-  std::string_view name, title;
-  size_t maxRows;  ///< Among other tables.
+struct SummaryTable : TableAbout {
   std::vector<TableRow> rows = {};
   uint64_t left = 0;  ///< Rows that were not kept.
 };
@@ -159,9 +160,6 @@ class JunitWriter {
   /// The report so far; it has no name, so that nothing is left of it after a kill.
   ScopedFile _spool;
 };
-
-/// Throws CommandError when the file cannot be written.
-void requireWritable(const std::string& path);
 
 }  // namespace corvane::tools
 

@@ -45,13 +45,11 @@ TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
   for (const auto& [values, mean, deviation, bins, shown] : cases) {
     const MeasurementSummary summary = summaryOf(values);
     const std::optional<double> computed = summary.values.deviation();
-    EXPECT_EQ(meanText(summary.values), shown);
-    EXPECT_NEAR(summary.values.mean(), mean, 1e-9 * deviation.value_or(0)) << values[0];
+    EXPECT_EQ(roundedText(summary.values.mean(), computed), shown);
+    EXPECT_NEAR(*summary.values.mean(), mean, 1e-9 * deviation.value_or(0)) << values[0];
     ASSERT_EQ(computed.has_value(), deviation.has_value()) << values[0];
     EXPECT_NEAR(computed.value_or(1) / deviation.value_or(1), 1, 1e-9) << values[0];
-    const auto& counts = summary.histogram.counts();
-    EXPECT_EQ(counts.size() - static_cast<size_t>(std::ranges::count(counts, 0u)), bins)
-        << values[0];
+    EXPECT_EQ(summary.histogram.counts().size(), bins) << values[0];
   }
 }
 
@@ -64,13 +62,13 @@ TEST(StatisticsTest, BinsHoldTheirValues) {
     }
     const MeasurementSummary summary = summaryOf(values);
     const Histogram& histogram = summary.histogram;
-    for (size_t bin = 0; bin < histogram.counts().size(); ++bin) {
-      const auto isInside = [&](double value) {
-        return value >= histogram.begin(bin) && value < histogram.begin(bin + 1);
+    for (const auto& [bin, count] : histogram.counts()) {
+      const auto isInside = [&, at = bin](double value) {
+        return value >= histogram.begin(at) && value < histogram.begin(at + 1);
       };
-      EXPECT_EQ(histogram.counts()[bin], std::ranges::count_if(values, isInside)) << bin;
+      EXPECT_EQ(count, std::ranges::count_if(values, isInside)) << bin;
     }
-    EXPECT_LT(histogram.begin(1) - histogram.begin(0), (summary.maximum - summary.minimum) / 30);
+    EXPECT_LT(histogram.begin(1) - histogram.begin(0), (*summary.maximum - *summary.minimum) / 30);
   }
 }
 
@@ -148,7 +146,7 @@ TEST_F(ResultsTest, YieldsFailuresAndMeasurementsAreTold) {
   EXPECT_EQ(table.exitStatus, 0) << table.errors;
   for (const char* part :
        {"speaker           33.33 %  66.67 %      3     5       1           1",
-        "speaker  tone                   1  25.00 %", "\nSN1             2026-11-16 ",
+        "speaker  tone                   1  25.00 %  SN1\n", "\nSN1             2026-11-16 ",
         "80 dB (at most 75)", "tone   loudness, dB  2026-11-16T0"}) {
     EXPECT_PRED_FORMAT2(IsSubstring, part, table.output);
   }

@@ -1,15 +1,13 @@
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "tools/results/summary.h"
 
 namespace corvane::tools {
 namespace {
 
-/// Returns the multiple of 2 to the power of `exponent` at or below the value.
-int64_t multipleBelow(double value, int exponent) {
-  return static_cast<int64_t>(std::floor(std::ldexp(value, -exponent)));
-}
+constexpr int64_t kMaxBins = 64;
 
 std::optional<double> ifFinite(double value) {
   return std::isfinite(value) ? std::optional(value) : std::nullopt;
@@ -19,15 +17,7 @@ std::optional<double> ifFinite(double value) {
 
 /// Makes bins of two old ones.
 void Histogram::widen() {
-  std::vector<uint32_t> counts;
-  const int64_t first = _first >> 1;
-  for (size_t bin = 0; bin < _counts.size(); ++bin) {
-    const int64_t at = (_first + static_cast<int64_t>(bin)) >> 1;
-    counts.resize(static_cast<size_t>(at - first) + 1);
-    counts.back() += _counts[bin];
-  }
-  _counts.swap(counts);
-  _first = first;
+  for (const auto& [at, count] : std::exchange(_counts, {})) _counts[at >> 1] += count;
   ++_exponent;
 }
 
@@ -39,22 +29,12 @@ void Histogram::add(double value) {
   if (_counts.empty()) _exponent = exponent - Limits::digits;
   // The value's multiple of the width must fit into 64 bits.
   while (exponent - 60 > _exponent) widen();
-  int64_t at = multipleBelow(value, _exponent);
-  if (_counts.empty()) _first = at;
-  const auto last = [&] { return _first + static_cast<int64_t>(_counts.size()) - 1; };
-  while (std::max(last(), at) - std::min(_first, at) >= kMaxBins) {
-    widen();
-    at >>= 1;
-  }
-  if (at < _first) _counts.insert(_counts.begin(), static_cast<size_t>(_first - at), 0);
-  _first = std::min(_first, at);
-  const auto bin = static_cast<size_t>(at - _first);
-  if (bin >= _counts.size()) _counts.resize(bin + 1);
-  ++_counts[bin];
+  const auto at = static_cast<int64_t>(std::floor(std::ldexp(value, -_exponent)));
+  for (++_counts[at]; _counts.rbegin()->first - _counts.begin()->first >= kMaxBins;) widen();
 }
 
-double Histogram::begin(size_t bin) const {
-  return std::ldexp(static_cast<double>(_first + static_cast<int64_t>(bin)), _exponent);
+double Histogram::begin(int64_t bin) const {
+  return std::ldexp(static_cast<double>(bin), _exponent);
 }
 
 void Moments::add(double value) {
@@ -81,6 +61,10 @@ void Moments::add(const Moments& other) {
   _count += other._count;
 }
 
+std::optional<double> Moments::mean() const {
+  return _count == 0 ? std::nullopt : std::optional(static_cast<double>(_origin + _mean));
+}
+
 std::optional<double> Moments::deviation() const {
   if (_count < 2) return {};
   return ifFinite(static_cast<double>(std::sqrt(_squares / static_cast<long double>(_count - 1))));
@@ -98,8 +82,8 @@ void MeasurementSummary::add(const Measurement& measurement, std::optional<int64
   if (values.count() > 0) distances += std::abs(value - last);
   last = value;
   values.add(value);
-  minimum = std::min(minimum, value);
-  maximum = std::max(maximum, value);
+  minimum = std::min(minimum.value_or(value), value);
+  maximum = std::max(maximum.value_or(value), value);
   histogram.add(value);
 }
 
@@ -114,8 +98,8 @@ Capability MeasurementSummary::capability(std::optional<double> deviation) const
   Capability capability;
   if (lower && upper) capability.potential = ifFinite((*upper - *lower) / *deviation / 6);
   double nearest = std::numeric_limits<double>::infinity();
-  if (lower) nearest = std::min(nearest, values.mean() - *lower);
-  if (upper) nearest = std::min(nearest, *upper - values.mean());
+  if (lower) nearest = std::min(nearest, *values.mean() - *lower);
+  if (upper) nearest = std::min(nearest, *upper - *values.mean());
   capability.actual = ifFinite(nearest / *deviation / 3);
   return capability;
 }

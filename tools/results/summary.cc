@@ -1,6 +1,7 @@
 #include "tools/results/summary.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 #include <tuple>
 
@@ -22,22 +23,21 @@ uint64_t unitKey(const RunHead& run) {
   return run.unit.empty() ? ~hash(run.id) : hash(run.unit);
 }
 
-/// Returns the value that this share of the values, in percent, does not exceed: the smallest one
-/// for which that holds.
-float percentile(std::vector<float>& values, size_t percent) {
+/// Returns the smallest of the values that this share of them, in percent, does not exceed.
+double percentile(std::deque<float>& values, size_t percent) {
   const size_t rank = (values.size() * percent + 99) / 100;
   const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank - 1);
   std::ranges::nth_element(values, place);
-  return *place;
+  // To the millisecond, as results have them.
+  return std::round(double{*place} * 1000) / 1000;
 }
 
 void compute(Duration& duration) {
-  std::vector<float> values(duration.all.begin(), duration.all.end());
-  duration.all = {};
-  duration.count = values.size();
-  if (values.empty()) return;
-  duration.median = percentile(values, 50);
-  duration.percentile95 = percentile(values, 95);
+  if (duration.all.empty()) return;
+  duration.count = duration.all.size();
+  duration.median = percentile(duration.all, 50);
+  duration.percentile95 = percentile(duration.all, 95);
+  duration.all.clear();
 }
 
 void addPhases(StationSummary& station, const Run& run) {

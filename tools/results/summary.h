@@ -2,7 +2,6 @@
 #define CORVANE_TOOLS_RESULTS_SUMMARY_H_
 
 #include <iterator>
-#include <limits>
 #include <map>
 #include <unordered_set>
 
@@ -10,35 +9,33 @@
 
 namespace corvane::tools {
 
-/// Counts values in at most 64 bins, the first of which has the smallest value. Their width is the
-/// smallest power of two for which all values have a bin; it begins with the precision of the first
-/// value and grows, so that nothing is kept of a value except its bin.
+/// Counts values in at most 64 bins, whose width is the smallest power of two for that. It begins
+/// with the precision of the first value and grows, so that only the counts are kept.
 class Histogram {
  public:
-  static constexpr int64_t kMaxBins = 64;
-
   void add(double value);
-
-  double begin(size_t bin) const;
-  const std::vector<uint32_t>& counts() const { return _counts; }
+  /// Returns the lower end of a bin; the upper one is that of the next number.
+  double begin(int64_t bin) const;
+  /// By the numbers of the bins; empty ones are left out.
+  const std::map<int64_t, uint32_t>& counts() const { return _counts; }
 
  private:
   void widen();
 
-  int _exponent = 0;   ///< The width of a bin is 2 to the power of it.
-  int64_t _first = 0;  ///< The multiple of the width at which the first bin begins.
-  std::vector<uint32_t> _counts;
+  int _exponent = 0;  ///< The width of a bin is 2 to the power of it.
+  std::map<int64_t, uint32_t> _counts;
 };
 
-/// Computes count, mean and deviation of values without keeping them. Values are summed up relative
-/// to the first one, so that little is lost where they differ little.
+/// Sums up values without keeping them, relative to the first one, so that little is lost where
+/// they differ little.
 class Moments {
  public:
   void add(double value);
   void add(const Moments& other);
 
   uint64_t count() const { return _count; }
-  double mean() const { return static_cast<double>(_origin + _mean); }
+  /// Returns nothing for no value.
+  std::optional<double> mean() const;
   /// Returns nothing for fewer than two values, and when it exceeds all numbers.
   std::optional<double> deviation() const;
 
@@ -69,7 +66,7 @@ struct MeasurementSummary : MeasurementHead {
   uint64_t outside = 0;     ///< Measurements outside their limits, and checks that failed.
   uint64_t notNumbers = 0;  ///< Measurements without a finite value, which are outside too.
   Moments values;
-  double minimum = std::numeric_limits<double>::infinity(), maximum = -minimum;
+  std::optional<double> minimum, maximum;
   double last = 0;
   double distances = 0;  ///< Sum of the distances of neighbours.
   Histogram histogram;
@@ -84,8 +81,8 @@ struct MeasurementSummary : MeasurementHead {
 /// How long something takes, in seconds.
 struct Duration {
   std::deque<float> all;  ///< Until all runs are known.
-  uint64_t count = 0;
-  float median = 0, percentile95 = 0;
+  std::optional<uint64_t> count;
+  std::optional<double> median, percentile95;
 };
 
 /// Counts runs; one that is added twice in succession counts once.

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <functional>
 #include <tuple>
 
 #include "platform/time_text.h"
 #include "tools/results/results_output.h"
+#include "tools/terminal/terminal.h"
 
 namespace corvane::tools {
 namespace {
@@ -14,72 +14,54 @@ using nlohmann::ordered_json;
 using enum Style;
 using enum TableKind;
 
-/// Units that a row of what fails leads to.
+/// Units that a row of what fails names.
 constexpr size_t kMaxUnits = 5;
-
-struct TableAbout {
-  const char* title;
-  size_t maxRows = SIZE_MAX;  ///< Among other tables.
-};
-constexpr std::array<TableAbout, kTableNames.size()> kAbout = {
-    {{"Yields"},
-     {"Runs on the unit, the newest first"},
-     {"What fails"},
-     {"Runs that did not pass, the newest first", 20},
-     {"Measurements and checks, those that fail first"},
-     {"Phases"},
-     {"Yields over time, the newest first", 24},
-     {"Measurements that fail, over time", 24}}};
 
 Value share(uint64_t part, uint64_t whole) {
   if (whole == 0) return {};
   const double share = static_cast<double>(part) / static_cast<double>(whole);
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f %%", 100 * share);
-  return {share, text};
+  return {share, formatted("%.2f %%", 100 * share)};
 }
 
 Value rounded(std::optional<double> number) {
   return number ? Value(*number, roundedText(number)) : Value();
 }
 
-Value mean(const Moments& values) {
-  return values.count() == 0 ? Value() : Value(values.mean(), meanText(values));
+Value rounded(std::optional<double> number, const Moments& values) {
+  return number ? Value(*number, roundedText(number, values.deviation())) : Value();
 }
 
 Value time(const RunHead& run) {
   return {run.timeText, localTimeText(run.time / 1000).value_or(run.timeText)};
 }
 
+std::string unitText(const RunHead& run) { return run.unit.empty() ? "(unidentified)" : run.unit; }
+
+Value seconds(std::optional<double> taken) {
+  return taken ? Value(*taken, roundedText(taken) + " s") : Value();
+}
+
 Cells secondsOf(const Duration& duration) {
-  // To the millisecond, as results have them.
-  const auto seconds = [&](float taken) {
-    if (duration.count == 0) return Value();
-    const double milliseconds = std::round(double{taken} * 1000) / 1000;
-    return Value(milliseconds, roundedText(milliseconds) + " s");
-  };
-  return {{"seconds/count", duration.count == 0 ? Value() : Value(duration.count)},
-          {"seconds/median", "Median", kNumber, seconds(duration.median)},
-          {"seconds/percentile95", "95 %", kNumber, seconds(duration.percentile95)}};
+  return {{"seconds/count", duration.count},
+          {"seconds/median", seconds(duration.median), "Median", kNumber},
+          {"seconds/percentile95", seconds(duration.percentile95), "95 %", kNumber}};
 }
 
 /// What is told of stations and of what they have, as cells, rows and JSON.
-class Tables {
+class Tables : Results {
  public:
-  explicit Tables(const Results& results)
-      : _summary(results.summary), _names(results.names), _source(results.source) {}
+  explicit Tables(const Results& results) : Results(results) {}
 
   SummaryTable table(TableKind kind) const {
-    const auto [title, maxRows] = kAbout[static_cast<size_t>(kind)];
-    SummaryTable table{kTableNames[static_cast<size_t>(kind)], title, maxRows};
+    SummaryTable table{kTables[static_cast<size_t>(kind)]};
     if (kind == kFailedRuns) addFailedRuns(table);
     if (kind == kHistory) addHistory(table);
-    for (const StationSummary& station : _summary.stations) addRows(table, kind, station);
+    for (const StationSummary& station : summary.stations) addRows(table, kind, station);
     if (kind == kTimes) {
-      const size_t from = _summary.groupBy ? 2 : 1;
+      const size_t from = summary.groupBy ? 2 : 1;
       std::ranges::stable_sort(table.rows, std::greater<>(),
                                [&](const TableRow& row) { return row.cells[from].text(); });
-    } else if (kind == kMeasurements && _summary.groupBy) {
+    } else if (kind == kMeasurements && summary.groupBy) {
       // The groups of a measurement follow each other.
       std::ranges::stable_sort(table.rows, {}, [](const TableRow& row) {
         return std::tuple(row.station, row.measurement->phase, row.measurement->name);
@@ -91,7 +73,7 @@ class Tables {
   ordered_json json(const StationSummary& station) const {
     ordered_json json = objectOf(placeOf(station));
     json.update(objectOf(cellsOf(station)));
-    if (_source.hasYields) json["times"] = list(station.times);
+    if (source.hasYields) json["times"] = list(station.times);
     json["failures"] = list(station.failures());
     json["phases"] = list(station.phases);
     ordered_json& measurements = json["measurements"] = ordered_json::array();
@@ -110,11 +92,11 @@ class Tables {
 
   ordered_json historyAsJson() const {
     ordered_json runs = ordered_json::array();
-    const auto& things = _summary.history.things;
+    const auto& things = summary.history.things;
     for (auto thing = things.rbegin(); thing != things.rend(); ++thing) {
       const Run& run = thing->second;
-      Cells cells = headOf(run, _names);
-      append(cells, restOf(run, _names));
+      Cells cells = headOf(run, names);
+      append(cells, restOf(run, names));
       ordered_json& json = runs.emplace_back(objectOf(cells));
       json["phases"] = list(run.phases);
       json["measurements"] = list(run.measurements);
@@ -137,13 +119,13 @@ class Tables {
     if (kind == kYields) add(cellsOf(station));
     if (kind == kPhases) {
       for (const PhaseSummary& phase : station.phases) add(cellsOf(phase));
-    } else if (kind == kTimes && _source.hasYields) {
+    } else if (kind == kTimes && source.hasYields) {
       for (const YieldSpan& span : station.times) add(cellsOf(span));
     } else if (kind == kFailures) {
       for (const Failure& failure : station.failures()) {
         TableRow& row = add(cellsOf(failure));
         row.measurement = failure.summary;
-        row.failed = newestOf(failure, station);
+        row.cells.push_back(newestUnits(failure, station));
       }
     } else if (kind == kMeasurements || kind == kTrends) {
       for (const MeasurementSummary* each : station.failingFirst()) {
@@ -158,120 +140,117 @@ class Tables {
     }
   }
 
-  std::vector<const FailedRun*> newestOf(const Failure& failure,
-                                         const StationSummary& station) const {
-    std::vector<const FailedRun*> newest;
-    for (const auto& [time, run] : _summary.failedRuns.things) {
+  Cell newestUnits(const Failure& failure, const StationSummary& station) const {
+    Cell cell{"", {}, "Newest units", kLine};
+    for (const auto& [time, run] : summary.failedRuns.things) {
       const bool isSame = run.station == station.name && run.group == station.group &&
                           run.phase == failure.phase &&
                           (!failure.measurement ||
                            (run.measurement && run.measurement->name == *failure.measurement));
-      if (isSame && newest.size() < kMaxUnits) newest.push_back(&run);
+      if (isSame && cell.runs.size() < kMaxUnits) cell.runs.emplace_back(run.id, unitText(run));
     }
-    return newest;
+    return cell;
   }
 
   void addFailedRuns(SummaryTable& table) const {
-    for (const auto& run : _summary.failedRuns.things) {
+    for (const auto& run : summary.failedRuns.things) {
       table.rows.push_back({cellsOf(run), run.second.id});
     }
-    table.left = _summary.failedRuns.count - table.rows.size();
+    table.left = summary.failedRuns.count - table.rows.size();
   }
 
   void addHistory(SummaryTable& table) const {
-    for (const auto& [begun, each] : _summary.history.things) {
-      const auto add = [&, &run = each](uint32_t phase, uint32_t name, const std::string& value,
+    for (const auto& [begun, each] : summary.history.things) {
+      const auto add = [&, &run = each](uint32_t phase, uint32_t name, const Value& value,
                                         std::string_view result, const std::string& reason) {
-        table.rows.push_back({{{"time", "Time", kPlace, time(run)},
-                               {"unit", "Unit", kText, run.unit},
-                               {"station", "Station", kText, _names.text(run.station)},
-                               {"run", "Run", kLine, run.id},
-                               {"phase", "Phase", kText, _names.text(phase)},
-                               {"measurement", "Measurement", kText, _names.text(name)},
-                               {"value", "Value", kValue, value},
-                               {"result", "Result", kLine, result},
-                               {"reason", "Reason", kText, reason}}});
+        table.rows.push_back({{{"time", time(run), "Time", kPlace},
+                               {"unit", run.unit, "Unit", kText},
+                               {"station", names.text(run.station), "Station", kText},
+                               {"run", run.id, "Run", kLine},
+                               {"phase", names.text(phase), "Phase", kText},
+                               {"measurement", names.text(name), "Measurement", kText},
+                               {"value", value, "Value", kValue},
+                               {"result", result, "Result", kLine},
+                               {"reason", reason, "Reason", kText}}});
       };
-      add(0, 0, roundedText(each.seconds) + " s", nameOf(each.verdict), each.reason);
+      add(0, 0, seconds(each.seconds), nameOf(each.verdict), each.reason);
       for (const PhaseResult& phase : each.phases) {
-        add(phase.name, 0, roundedText(phase.seconds) + " s", nameOf(phase.verdict), phase.reason);
+        add(phase.name, 0, seconds(phase.seconds), nameOf(phase.verdict), phase.reason);
       }
       for (const Measurement& measured : each.measurements) {
         const char* const place = measured.isInside ? "inside" : "outside";
-        add(measured.phase, measured.name, valueText(measured, _names),
+        add(measured.phase, measured.name, valueText(measured, names),
             measured.isRepeated ? "repeated" : place, "");
       }
     }
-    table.left = _summary.history.count - _summary.history.things.size();
+    table.left = summary.history.count - summary.history.things.size();
   }
 
   Cells placeOf(const StationSummary& station) const {
-    Cells cells = {{"station", "Station", kPlace, _names.text(station.name)}};
-    if (_summary.groupBy) {
-      const std::string name(kGroupFields[*_summary.groupBy]);
-      cells.emplace_back(name, static_cast<char>(name[0] - 'a' + 'A') + name.substr(1), kPlace,
-                         _summary.groups.text(station.group));
+    Cells cells = {{"station", names.text(station.name), "Station", kPlace}};
+    if (summary.groupBy) {
+      const std::string field(kGroupFields[*summary.groupBy]);
+      cells.push_back({field, summary.groups.text(station.group), field, kPlace});
     }
     return cells;
   }
 
   Cells placeOf(const MeasurementSummary& measurement) const {
-    const std::string& name = _names.text(measurement.name);
-    const std::string& unit = _names.text(measurement.unitOfMeasure);
-    return {{"phase", "Phase", kPlace, _names.text(measurement.phase)},
-            {"name", "Measurement", kPlace, Value(name, unit.empty() ? name : name + ", " + unit)}};
+    const std::string& name = names.text(measurement.name);
+    const std::string& unit = names.text(measurement.unitOfMeasure);
+    return {{"phase", names.text(measurement.phase), "Phase", kPlace},
+            {"name", Value(name, unit.empty() ? name : name + ", " + unit), "Measurement", kPlace}};
   }
 
   Cells cellsOf(const StationSummary& station) const {
     const Yield& yield = station.yield;
     Cells cells = {
-        {"firstPassYield", "First pass", kNumber, share(yield.firstPassed, yield.firstUnits)},
-        {"finalYield", "Final", kNumber, share(yield.lastPassed, yield.units)},
-        {"units", "Units", kNumber, yield.units},
+        {"firstPassYield", share(yield.firstPassed, yield.firstUnits), "First pass", kNumber},
+        {"finalYield", share(yield.lastPassed, yield.units), "Final", kNumber},
+        {"units", yield.units, "Units", kNumber},
         {"firstUnits", yield.firstUnits}};
-    if (!_source.hasYields) cells = blank(std::move(cells));
-    cells.emplace_back("runs", "Runs", kNumber, station.runs);
+    if (!source.hasYields) cells = blank(std::move(cells));
+    cells.push_back({"runs", station.runs, "Runs", kNumber});
     const auto runsOf = [&](Verdict verdict) {
       return station.verdicts[static_cast<size_t>(verdict)];
     };
     for (size_t i = 0; i < kVerdicts; ++i) {
-      cells.emplace_back("verdicts/" + std::string(nameOf(static_cast<Verdict>(i))),
-                         station.verdicts[i]);
+      cells.push_back(
+          {"verdicts/" + std::string(nameOf(static_cast<Verdict>(i))), station.verdicts[i]});
     }
     const uint64_t unfinished = runsOf(Verdict::kIncomplete) + runsOf(Verdict::kUnfinished);
-    append(cells, {{"", "Failed", kNumber, runsOf(Verdict::kFailed)},
-                   {"", "Unfinished", kNumber, unfinished},
-                   {"", "Refused", kNumber, runsOf(Verdict::kRefused)},
-                   {"", "Untrusted", kNumber, runsOf(Verdict::kUntrusted)}});
+    append(cells, {{"", runsOf(Verdict::kFailed), "Failed", kNumber},
+                   {"", unfinished, "Unfinished", kNumber},
+                   {"", runsOf(Verdict::kRefused), "Refused", kNumber},
+                   {"", runsOf(Verdict::kUntrusted), "Untrusted", kNumber}});
     const auto hours = static_cast<double>(station.hours.size());
     const double perHour = hours > 0 ? static_cast<double>(yield.runs) / hours : 0;
-    cells.emplace_back("runsPerHour", "Runs/h", kNumber, rounded(perHour));
+    cells.push_back({"runsPerHour", rounded(perHour), "Runs/h", kNumber});
     append(cells, secondsOf(station.seconds));
     return cells;
   }
 
   Cells cellsOf(const Failure& failure) const {
-    return {{"phase", "Phase", kPlace, _names.text(failure.phase)},
-            {"measurement", "Measurement", kPlace, _names.text(failure.measurement.value_or(0))},
-            {"runs", "Runs", kNumber, failure.runs},
-            {"", "Of runs", kNumber, share(failure.runs, failure.ofRuns)}};
+    return {{"phase", names.text(failure.phase), "Phase", kPlace},
+            {"measurement", names.text(failure.measurement.value_or(0)), "Measurement", kPlace},
+            {"runs", failure.runs, "Runs", kNumber},
+            {"", share(failure.runs, failure.ofRuns), "Of runs", kNumber}};
   }
 
   Cells cellsOf(const std::pair<const int64_t, FailedRun>& failed) const {
     const FailedRun& run = failed.second;
     const Measurement* const measured = run.measurement ? &*run.measurement : nullptr;
     const std::string verdict(nameOf(run.verdict));
-    const Value unit = run.unit.empty() ? Value(nullptr, "(unidentified)") : Value(run.unit);
     const Value shown(verdict, run.hasPassedSince ? verdict + ", then passed" : "");
-    Cells cells = {{"unit", "Unit", kPlace, unit},
-                   {"time", "Time", kLine, time(run)},
-                   {"station", "Station", kText, _names.text(run.station)},
-                   {"phase", "Phase", kText, _names.text(run.phase)},
-                   {"", "Measurement", kText, measured ? _names.text(measured->name) : ""},
-                   {"", "Value", kValue, measured ? valueText(*measured, _names) : ""},
-                   {"reason", "Reason", kText, run.reason},
-                   {"run", "Run", kLine, run.id},
-                   {"verdict", "Verdict", kText, shown},
+    Cells cells = {{"unit", Value(orNull(run.unit), unitText(run)), "Unit", kPlace},
+                   {"time", time(run), "Time", kLine},
+                   {"station", names.text(run.station), "Station", kText},
+                   {"phase", names.text(run.phase), "Phase", kText},
+                   {"", measured ? names.text(measured->name) : "", "Measurement", kText},
+                   {"", measured ? valueText(*measured, names) : "", "Value", kValue},
+                   {"reason", run.reason, "Reason", kText},
+                   {"run", run.id, "Run", kLine},
+                   {"verdict", shown, "Verdict", kText},
                    {"passedSince", run.hasPassedSince}};
     append(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())), "measurement/");
     return cells;
@@ -280,68 +259,61 @@ class Tables {
   Cells cellsOf(const MeasurementSummary& measurement) const {
     const Moments& values = measurement.values;
     const std::optional<double> deviation = values.deviation();
-    const auto extreme = [&](double value) {
-      return values.count() == 0 ? Value() : Value(value, roundedTo(value, deviation.value_or(0)));
-    };
     const auto [cp, cpk] = measurement.capability(measurement.neighboursDeviation());
     const auto [pp, ppk] = measurement.capability(deviation);
     Cells cells = placeOf(measurement);
     append(cells, {{"isCheck", measurement.isCheck},
-                   {"unitOfMeasure", _names.text(measurement.unitOfMeasure)},
-                   {"count", "Count", kNumber, measurement.count},
+                   {"unitOfMeasure", names.text(measurement.unitOfMeasure)},
+                   {"count", measurement.count, "Count", kNumber},
                    {"notNumbers", measurement.notNumbers},
-                   {"mean", "Mean", kNumber, mean(values)},
-                   {"deviation", "Deviation", kNumber, rounded(deviation)},
-                   {"minimum", "Minimum", kNumber, extreme(measurement.minimum)},
-                   {"maximum", "Maximum", kNumber, extreme(measurement.maximum)},
+                   {"mean", rounded(values.mean(), values), "Mean", kNumber},
+                   {"deviation", rounded(deviation), "Deviation", kNumber},
+                   {"minimum", rounded(measurement.minimum, values), "Minimum", kNumber},
+                   {"maximum", rounded(measurement.maximum, values), "Maximum", kNumber},
                    {"lower", measurement.lower},
                    {"upper", measurement.upper},
-                   {"", "Limits", kText, limitsText(measurement)},
+                   {"", limitsText(measurement), "Limits", kText},
                    {"variousLimits", measurement.hasVariousLimits},
-                   {"outside", "Outside", kNumber, measurement.outside},
-                   {"cp", "Cp", kNumber, rounded(cp)},
-                   {"cpk", "Cpk", kNumber, rounded(cpk)},
-                   {"pp", "Pp", kNumber, rounded(pp)},
-                   {"ppk", "Ppk", kNumber, rounded(ppk)},
-                   {"", "Values", kNumber, values.count()}});
+                   {"outside", measurement.outside, "Outside", kNumber},
+                   {"cp", rounded(cp), "Cp", kNumber},
+                   {"cpk", rounded(cpk), "Cpk", kNumber},
+                   {"pp", rounded(pp), "Pp", kNumber},
+                   {"ppk", rounded(ppk), "Ppk", kNumber},
+                   {"", values.count(), "Values", kNumber}});
     return cells;
   }
 
   Cells cellsOf(const PhaseSummary& phase) const {
-    Cells cells = {{"phase", "Phase", kPlace, _names.text(phase.name)},
-                   {"runs", "Runs", kNumber, phase.all.runs},
-                   {"failed", "Failed", kNumber, phase.failed.runs},
-                   {"repeatedAttempts", "Repeated", kNumber, phase.repeatedAttempts}};
+    Cells cells = {{"phase", names.text(phase.name), "Phase", kPlace},
+                   {"runs", phase.all.runs, "Runs", kNumber},
+                   {"failed", phase.failed.runs, "Failed", kNumber},
+                   {"repeatedAttempts", phase.repeatedAttempts, "Repeated", kNumber}};
     append(cells, secondsOf(phase.seconds));
     return cells;
   }
 
   Cells cellsOf(const YieldSpan& span) const {
     const Yield& yield = span.second;
-    return {{"from", "From", kLine, wallTimeText(span.first * _summary.spanHours)},
-            {"runs", "Runs", kNumber, yield.runs},
+    return {{"from", wallTimeText(span.first * summary.spanHours), "From", kLine},
+            {"runs", yield.runs, "Runs", kNumber},
             {"passed", yield.passed},
-            {"", "Passed", kNumber, share(yield.passed, yield.runs)},
+            {"", share(yield.passed, yield.runs), "Passed", kNumber},
             {"firstUnits", yield.firstUnits},
             {"firstPassed", yield.firstPassed},
-            {"", "First pass", kNumber, share(yield.firstPassed, yield.firstUnits)}};
+            {"", share(yield.firstPassed, yield.firstUnits), "First pass", kNumber}};
   }
 
   Cells cellsOf(const MeasurementSpan& span) const {
     const auto& [values, outside] = span.second;
-    return {{"from", "From", kLine, wallTimeText(span.first * _summary.spanHours)},
-            {"count", "Values", kNumber, values.count()},
-            {"mean", "Mean", kNumber, mean(values)},
-            {"deviation", "Deviation", kNumber, rounded(values.deviation())},
-            {"outside", "Outside", kNumber, outside}};
+    return {{"from", wallTimeText(span.first * summary.spanHours), "From", kLine},
+            {"count", values.count(), "Values", kNumber},
+            {"mean", rounded(values.mean(), values), "Mean", kNumber},
+            {"deviation", rounded(values.deviation()), "Deviation", kNumber},
+            {"outside", outside, "Outside", kNumber}};
   }
 
-  Cells cellsOf(const PhaseResult& phase) const { return tools::cellsOf(phase, _names); }
-  Cells cellsOf(const Measurement& measured) const { return tools::cellsOf(measured, _names); }
-
-  const Summary& _summary;
-  const Names& _names;
-  const ResultsSource& _source;
+  Cells cellsOf(const PhaseResult& phase) const { return tools::cellsOf(phase, names); }
+  Cells cellsOf(const Measurement& measured) const { return tools::cellsOf(measured, names); }
 };
 
 }  // namespace
