@@ -27,16 +27,12 @@ std::string csvText(const ordered_json& data) {
   return quoted + "\"";
 }
 
-char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 /// Prints at most `most` rows of the table as people read it.
 void print(std::ostream& out, const SummaryTable& table, size_t most) {
   std::vector<Column> columns;
   for (const Cell& cell : table.rows.at(0).cells) {
-    std::string title = cell.title;
-    std::ranges::transform(title, title.begin(), upperCase);
     const Align align = cell.style == Style::kNumber ? Align::kRight : Align::kLeft;
-    if (!title.empty()) columns.push_back({title, align});
+    if (!cell.title.empty()) columns.push_back({cell.title, align});
   }
   Table shown(columns);
   const size_t rows = std::min(most, table.rows.size());
