@@ -24,7 +24,12 @@ struct ResultsOptions {
   bool csv = false, json = false;
 };
 
-/// Which runs count. A list that is empty takes all.
+/// Returns whether the value is in the list; an empty list takes all.
+bool isAmong(const std::vector<std::string>& list, std::string_view value) {
+  return list.empty() || std::ranges::find(list, value) != list.end();
+}
+
+/// Which runs count.
 struct RunFilter {
   RunFilter(const ResultsOptions& given, const Names& texts) : options(given), names(texts) {
     if (given.since) since = parseTime(*given.since).value().begin;
@@ -36,18 +41,13 @@ struct RunFilter {
     return isAmong(options.stations, names.text(run.station)) && isAmong(options.units, run.unit);
   }
   bool takes(const Run& run) const {
-    return concerns(run) && isAmong(options.verdicts, std::string(nameOf(run.verdict))) &&
-           run.time >= since && run.time < until;
-  }
-
-  static bool isAmong(const std::vector<std::string>& list, const std::string& value) {
-    return list.empty() || std::ranges::find(list, value) != list.end();
+    return concerns(run) && isAmong(options.verdicts, nameOf(run.verdict)) && run.time >= since &&
+           run.time < until;
   }
 
   const ResultsOptions& options;
   const Names& names;
-  int64_t since = INT64_MIN;  ///< The earliest time at which a run begins.
-  int64_t until = INT64_MAX;  ///< The time before which it begins.
+  int64_t since = INT64_MIN, until = INT64_MAX;
 };
 
 /// Returns the options that choose runs, such as "--since 2026-11-16".
@@ -67,10 +67,8 @@ std::vector<std::string> filtersOf(const ResultsOptions& options) {
 /// Prints the run's rows of CSV: one for each of its measurements, or one without.
 void printRows(const Run& run, const Names& names, bool asNames = false) {
   const auto print = [&](Cells measured) {
-    Cells row = headOf(run, names);
-    append(row, std::move(measured));
-    append(row, restOf(run, names));
-    printCsv(std::cout, row, asNames);
+    const Cells first = joined(headOf(run, names), std::move(measured));
+    printCsv(std::cout, joined(first, restOf(run, names)), asNames);
   };
   if (run.measurements.empty()) print(blank(cellsOf(Measurement(), names)));
   for (const Measurement& each : run.measurements) print(cellsOf(each, names));
@@ -78,8 +76,8 @@ void printRows(const Run& run, const Names& names, bool asNames = false) {
 
 /// Tells what was left out, and that nothing was found. Returns the exit status.
 ExitStatus reportSource(const ResultsSource& source, uint64_t runs) {
-  for (const auto& [text, count] : leftOut(source)) {
-    std::cerr << "corvane: " << text << ": " << count << "\n";
+  for (const Cell& left : leftOut(source)) {
+    if (left.value.data != 0) std::cerr << "corvane: " << left.title << ": " << left.text() << "\n";
   }
   if (runs == 0) {
     std::cerr << "corvane: no run was found"
@@ -100,9 +98,7 @@ void checkOutputs(const ResultsOptions& options, const std::vector<std::string>&
       throw CommandError(kUsage, name + " - would mix with what is printed; name a file");
     std::error_code error;
     // A pipe or a device is opened once only.
-    const bool isSpecial =
-        std::filesystem::exists(file, error) && !std::filesystem::is_regular_file(file, error);
-    if (!file.empty() && !isSpecial) const FileReplacement probe(file);
+    if (!file.empty() && !std::filesystem::is_other(file, error)) const FileReplacement probe(file);
   }
 }
 

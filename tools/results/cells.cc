@@ -97,11 +97,12 @@ std::string Cell::text() const {
   return textOf(value.data);
 }
 
-void append(Cells& cells, Cells added, const std::string& prefix) {
+Cells joined(Cells cells, Cells added, const std::string& prefix) {
   for (Cell& cell : added) {
     if (!cell.name.empty()) cell.name.insert(0, prefix);
     cells.push_back(std::move(cell));
   }
+  return cells;
 }
 
 Cells blank(Cells cells) {
@@ -169,13 +170,11 @@ Cells cellsOf(const Measurement& measurement, const Names& names) {
           {"repeated", measurement.isRepeated}};
 }
 
-std::vector<std::pair<std::string, uint64_t>> leftOut(const ResultsSource& source) {
-  std::vector<std::pair<std::string, uint64_t>> texts = {
-      {"damaged lines, left out", source.damagedLines},
-      {"files or folders that cannot be read", source.unreadableFiles},
-      {"lines read before or after the end of their run, left out", source.repeatedLines}};
-  std::erase_if(texts, [](const auto& text) { return text.second == 0; });
-  return texts;
+Cells leftOut(const ResultsSource& source) {
+  return {{"damagedLines", source.damagedLines, "damaged lines, left out"},
+          {"repeatedLines", source.repeatedLines,
+           "lines read before or after the end of their run, left out"},
+          {"unreadableFiles", source.unreadableFiles, "files or folders that cannot be read"}};
 }
 
 void printTable(std::ostream& out, TableKind kind, const Results& results, bool asCsv) {

@@ -68,8 +68,9 @@ struct Cell {
 };
 using Cells = std::vector<Cell>;
 
-/// Adds cells at the end, with `prefix` before their names.
-void append(Cells& cells, Cells added, const std::string& prefix = "");
+/// Returns all cells, with `prefix` before the names of those added.
+Cells joined(Cells cells, Cells added, const std::string& prefix = "");
+/// Returns the cells without their values.
 Cells blank(Cells cells);
 /// Prints a line of CSV, the values or the names of the cells.
 void printCsv(std::ostream& out, const Cells& cells, bool asNames = false);
@@ -120,8 +121,8 @@ struct SummaryTable : TableAbout {
 
 SummaryTable tableOf(TableKind kind, const Results& results);
 
-/// Returns what was left out, each with its number; empty when nothing was.
-std::vector<std::pair<std::string, uint64_t>> leftOut(const ResultsSource& source);
+/// Returns how much was left out, for what reasons.
+Cells leftOut(const ResultsSource& source);
 
 nlohmann::ordered_json summaryAsJson(const Results& results);
 /// Prints the tables that have rows, the first rows of those that may be long. With a history, only

@@ -91,7 +91,7 @@ std::string yieldCharts(const Results& results) {
   return charts.empty() ? "" : "<h2>Yields over time</h2>\n" + charts;
 }
 
-std::string joined(const std::vector<std::string>& texts) {
+std::string listOf(const std::vector<std::string>& texts) {
   std::string all;
   for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
   return all;
@@ -100,9 +100,9 @@ std::string joined(const std::vector<std::string>& texts) {
 std::string aboutThisPage(const Results& results, const std::string& madeAt) {
   const ResultsSource& source = results.source;
   const std::string filters =
-      source.filters.empty() ? "nothing: all of them" : joined(source.filters);
+      source.filters.empty() ? "nothing: all of them" : listOf(source.filters);
   std::vector<HtmlRow> rows = {{{"Made at", madeAt}},
-                               {{"From", shortText(joined(source.paths))}},
+                               {{"From", shortText(listOf(source.paths))}},
                                {{"Files read", std::to_string(source.files)}},
                                {{"Runs chosen by", filters}}};
   const auto addTime = [&](const char* what, int64_t time) {
@@ -128,8 +128,9 @@ std::string summaryAsHtml(const Results& results, const std::string& madeAt) {
            (table.rows.empty() ? paragraph(ifEmpty) : htmlOf(table, ids));
   };
   std::string html = section(TableKind::kYields, "There is no run.");
-  for (const auto& [text, count] : leftOut(results.source)) {
-    html += "<p><strong>" + markupText(text + ": " + std::to_string(count)) + "</strong></p>\n";
+  for (const Cell& left : leftOut(results.source)) {
+    if (left.value.data == 0) continue;
+    html += "<p><strong>" + markupText(left.title + ": " + left.text()) + "</strong></p>\n";
   }
   html +=
       section(TableKind::kHistory) +

@@ -73,10 +73,9 @@ struct Line {
   std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason, check, text,
       expected, verdictName;
   std::array<std::string_view, kRunFieldNames.size()> fields;
-  std::optional<double> value, lower, upper;
+  Measurement measured;  ///< Without its names and texts.
   double seconds = 0;
   uint64_t schema = 0, count = 0, attempt = 0, hash = 0;
-  bool isInside = false;
   Verdict verdict = Verdict::kUnfinished;
 };
 
@@ -107,67 +106,62 @@ class LineParser {
   }
 
  private:
-  struct Fields;
-  /// Where a field's value belongs; that of an object to the places of its own fields.
-  using Place = std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*,
-                             const Fields*>;
-  struct Fields : std::map<std::string_view, Place> {};
+  /// Where a field's value belongs: with an object, those of its fields to the line itself.
+  using Place =
+      std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*, Line*>;
 
   error_code parseText(std::string_view text) {
-    json::object object;
-    const auto error = _parser.parse(text.data(), text.size(), false).get(object);
-    return error ? error : parseFields(object, _fields);
+    json::element line;
+    const auto error = _parser.parse(text.data(), text.size(), false).get(line);
+    return error ? error : parseValue(line, _line);
   }
 
-  static error_code parseFields(json::object object, const Fields& fields) {
+  error_code parseValue(json::element value, auto& place) { return value.get(place); }
+  error_code parseValue(json::element value, std::optional<double>& place) {
+    return value.get(place.emplace());
+  }
+  error_code parseValue(json::element given, Line& /*place*/) {
+    json::object object;
+    if (const auto error = given.get(object)) return error;
     for (const auto [key, value] : object) {
-      const auto field = fields.find(key);
-      if (field == fields.end() || value.is_null()) continue;
-      const auto take = [&value = value](auto* place) { return parseValue(value, *place); };
+      const auto field = _fields.find(key);
+      if (field == _fields.end() || value.is_null()) continue;
+      const auto take = [&, &value = value](auto* place) { return parseValue(value, *place); };
       if (const auto error = std::visit(take, field->second)) return error;
     }
     return simdjson::SUCCESS;
   }
-  static error_code parseValue(json::element value, auto& place) { return value.get(place); }
-  static error_code parseValue(json::element value, std::optional<double>& place) {
-    return value.get(place.emplace());
-  }
-  static error_code parseValue(json::element value, const Fields& fields) {
-    json::object object;
-    const auto error = value.get(object);
-    return error ? error : parseFields(object, fields);
-  }
 
   json::parser _parser;
   Line _line;
-  const Fields _facts = {
-      {{kRunFieldNames[4], &_line.fields[4]}, {kRunFieldNames[5], &_line.fields[5]}}};
-  const Fields _fields = {{{field::kType, &_line.type},
-                           {field::kTime, &_line.time},
-                           {field::kRun, &_line.run},
-                           {field::kStation, &_line.station},
-                           {field::kUnit, &_line.unit},
-                           {field::kPhase, &_line.phase},
-                           {field::kName, &_line.name},
-                           {field::kSchema, &_line.schema},
-                           {field::kValue, &_line.value},
-                           {field::kLower, &_line.lower},
-                           {field::kUpper, &_line.upper},
-                           {field::kInside, &_line.isInside},
-                           {field::kUnitOfMeasure, &_line.unitOfMeasure},
-                           {field::kVerdict, &_line.verdictName},
-                           {field::kSeconds, &_line.seconds},
-                           {field::kReason, &_line.reason},
-                           {field::kCount, &_line.count},
-                           {field::kAttempt, &_line.attempt},
-                           {field::kCheck, &_line.check},
-                           {field::kText, &_line.text},
-                           {field::kExpected, &_line.expected},
-                           {field::kHost, &_line.fields[0]},
-                           {field::kFixture, &_line.fields[1]},
-                           {field::kOperator, &_line.fields[2]},
-                           {field::kProgram, &_line.fields[3]},
-                           {field::kFacts, &_facts}}};
+  const std::map<std::string_view, Place> _fields = {{field::kType, &_line.type},
+                                                     {field::kTime, &_line.time},
+                                                     {field::kRun, &_line.run},
+                                                     {field::kStation, &_line.station},
+                                                     {field::kUnit, &_line.unit},
+                                                     {field::kPhase, &_line.phase},
+                                                     {field::kName, &_line.name},
+                                                     {field::kSchema, &_line.schema},
+                                                     {field::kValue, &_line.measured.value},
+                                                     {field::kLower, &_line.measured.lower},
+                                                     {field::kUpper, &_line.measured.upper},
+                                                     {field::kInside, &_line.measured.isInside},
+                                                     {field::kUnitOfMeasure, &_line.unitOfMeasure},
+                                                     {field::kVerdict, &_line.verdictName},
+                                                     {field::kSeconds, &_line.seconds},
+                                                     {field::kReason, &_line.reason},
+                                                     {field::kCount, &_line.count},
+                                                     {field::kAttempt, &_line.attempt},
+                                                     {field::kCheck, &_line.check},
+                                                     {field::kText, &_line.text},
+                                                     {field::kExpected, &_line.expected},
+                                                     {field::kHost, &_line.fields[0]},
+                                                     {field::kFixture, &_line.fields[1]},
+                                                     {field::kOperator, &_line.fields[2]},
+                                                     {field::kProgram, &_line.fields[3]},
+                                                     {field::kFacts, &_line},
+                                                     {kRunFieldNames[4], &_line.fields[4]},
+                                                     {kRunFieldNames[5], &_line.fields[5]}};
 };
 
 /// Assembles runs from their lines. Of a run that has ended only its verdict is kept.
@@ -297,16 +291,12 @@ class RunReader {
   }
 
   void addMeasurement(OpenRun& run, const Line& line) {
-    Measurement& measurement = run.measurements.emplace_back();
+    Measurement& measurement = run.measurements.emplace_back(line.measured);
     measurement.phase = _names.idOf(line.phase);
     measurement.name = _names.idOf(line.name);
     measurement.unitOfMeasure = _names.idOf(line.unitOfMeasure);
     measurement.isCheck = !line.check.empty();
-    measurement.lower = line.lower;
-    measurement.upper = line.upper;
     measurement.attempt = static_cast<uint32_t>(line.attempt);
-    measurement.isInside = line.isInside;
-    measurement.value = line.value;
     measurement.text = line.text;
     measurement.expected = line.expected;
   }

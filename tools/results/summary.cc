@@ -75,12 +75,12 @@ FailedRun failedRunOf(const Run& run, uint32_t group) {
   static_cast<RunHead&>(failed) = run;
   failed.group = group;
   const auto phase = std::ranges::find(run.phases, Verdict::kFailed, &PhaseResult::verdict);
-  const bool hasFailedPhase = phase != run.phases.end();
-  if (hasFailedPhase && !phase->reason.empty()) failed.reason = phase->reason;
-  if (!run.phases.empty()) failed.phase = (hasFailedPhase ? *phase : run.phases.back()).name;
+  failed.hasFailedPhase = phase != run.phases.end();
+  if (failed.hasFailedPhase && !phase->reason.empty()) failed.reason = phase->reason;
+  if (!run.phases.empty()) failed.phase = (failed.hasFailedPhase ? *phase : run.phases.back()).name;
   const auto outside = std::ranges::find_if(run.measurements, [&](const Measurement& measurement) {
     return !measurement.isInside && !measurement.isRepeated &&
-           (!hasFailedPhase || measurement.phase == phase->name);
+           (!failed.hasFailedPhase || measurement.phase == phase->name);
   });
   if (outside != run.measurements.end()) failed.measurement = *outside;
   return failed;

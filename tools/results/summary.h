@@ -141,7 +141,8 @@ struct StationSummary {
 /// A run that did not pass, with the first thing that was wrong.
 struct FailedRun : RunHead {
   uint32_t group = 0;
-  uint32_t phase = 0;
+  uint32_t phase = 0;           ///< The first that failed, else the last.
+  bool hasFailedPhase = false;  ///< It failed.
   std::optional<Measurement> measurement;
   bool hasPassedSince = false;  ///< The unit's last run at the station passed.
 };

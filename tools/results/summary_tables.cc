@@ -95,9 +95,8 @@ class Tables : Results {
     const auto& things = summary.history.things;
     for (auto thing = things.rbegin(); thing != things.rend(); ++thing) {
       const Run& run = thing->second;
-      Cells cells = headOf(run, names);
-      append(cells, restOf(run, names));
-      ordered_json& json = runs.emplace_back(objectOf(cells));
+      ordered_json& json =
+          runs.emplace_back(objectOf(joined(headOf(run, names), restOf(run, names))));
       json["phases"] = list(run.phases);
       json["measurements"] = list(run.measurements);
     }
@@ -112,8 +111,7 @@ class Tables : Results {
     const auto add = [&](Cells cells) -> TableRow& {
       TableRow& row = table.rows.emplace_back();
       row.station = station.name;
-      row.cells = placeOf(station);
-      append(row.cells, std::move(cells));
+      row.cells = joined(placeOf(station), std::move(cells));
       return row;
     };
     if (kind == kYields) add(cellsOf(station));
@@ -132,9 +130,7 @@ class Tables : Results {
         if (kind == kMeasurements) add(cellsOf(*each)).measurement = each;
         if (kind == kMeasurements || each->outside == 0) continue;
         for (auto span = each->times.rbegin(); span != each->times.rend(); ++span) {
-          Cells cells = placeOf(*each);
-          append(cells, cellsOf(*span));
-          add(std::move(cells));
+          add(joined(placeOf(*each), cellsOf(*span)));
         }
       }
     }
@@ -143,10 +139,11 @@ class Tables : Results {
   Cell newestUnits(const Failure& failure, const StationSummary& station) const {
     Cell cell{"", {}, "Newest units", kLine};
     for (const auto& [time, run] : summary.failedRuns.things) {
-      const bool isSame = run.station == station.name && run.group == station.group &&
-                          run.phase == failure.phase &&
-                          (!failure.measurement ||
-                           (run.measurement && run.measurement->name == *failure.measurement));
+      if (run.station != station.name || run.group != station.group) continue;
+      const auto& outside = run.measurement;
+      const bool isSame = failure.measurement ? outside && outside->phase == failure.phase &&
+                                                    outside->name == *failure.measurement
+                                              : run.hasFailedPhase && run.phase == failure.phase;
       if (isSame && cell.runs.size() < kMaxUnits) cell.runs.emplace_back(run.id, unitText(run));
     }
     return cell;
@@ -219,15 +216,14 @@ class Tables : Results {
           {"verdicts/" + std::string(nameOf(static_cast<Verdict>(i))), station.verdicts[i]});
     }
     const uint64_t unfinished = runsOf(Verdict::kIncomplete) + runsOf(Verdict::kUnfinished);
-    append(cells, {{"", runsOf(Verdict::kFailed), "Failed", kNumber},
-                   {"", unfinished, "Unfinished", kNumber},
-                   {"", runsOf(Verdict::kRefused), "Refused", kNumber},
-                   {"", runsOf(Verdict::kUntrusted), "Untrusted", kNumber}});
     const auto hours = static_cast<double>(station.hours.size());
     const double perHour = hours > 0 ? static_cast<double>(yield.runs) / hours : 0;
-    cells.push_back({"runsPerHour", rounded(perHour), "Runs/h", kNumber});
-    append(cells, secondsOf(station.seconds));
-    return cells;
+    const Cells more = {{"", runsOf(Verdict::kFailed), "Failed", kNumber},
+                        {"", unfinished, "Unfinished", kNumber},
+                        {"", runsOf(Verdict::kRefused), "Refused", kNumber},
+                        {"", runsOf(Verdict::kUntrusted), "Untrusted", kNumber},
+                        {"runsPerHour", rounded(perHour), "Runs/h", kNumber}};
+    return joined(joined(cells, more), secondsOf(station.seconds));
   }
 
   Cells cellsOf(const Failure& failure) const {
@@ -242,18 +238,18 @@ class Tables : Results {
     const Measurement* const measured = run.measurement ? &*run.measurement : nullptr;
     const std::string verdict(nameOf(run.verdict));
     const Value shown(verdict, run.hasPassedSince ? verdict + ", then passed" : "");
-    Cells cells = {{"unit", Value(orNull(run.unit), unitText(run)), "Unit", kPlace},
-                   {"time", time(run), "Time", kLine},
-                   {"station", names.text(run.station), "Station", kText},
-                   {"phase", names.text(run.phase), "Phase", kText},
-                   {"", measured ? names.text(measured->name) : "", "Measurement", kText},
-                   {"", measured ? valueText(*measured, names) : "", "Value", kValue},
-                   {"reason", run.reason, "Reason", kText},
-                   {"run", run.id, "Run", kLine},
-                   {"verdict", shown, "Verdict", kText},
-                   {"passedSince", run.hasPassedSince}};
-    append(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())), "measurement/");
-    return cells;
+    const Cells cells = {{"unit", Value(orNull(run.unit), unitText(run)), "Unit", kPlace},
+                         {"time", time(run), "Time", kLine},
+                         {"station", names.text(run.station), "Station", kText},
+                         {"phase", names.text(run.phase), "Phase", kText},
+                         {"", measured ? names.text(measured->name) : "", "Measurement", kText},
+                         {"", measured ? valueText(*measured, names) : "", "Value", kValue},
+                         {"reason", run.reason, "Reason", kText},
+                         {"run", run.id, "Run", kLine},
+                         {"verdict", shown, "Verdict", kText},
+                         {"passedSince", run.hasPassedSince}};
+    return joined(cells, measured ? cellsOf(*measured) : blank(cellsOf(Measurement())),
+                  "measurement/");
   }
 
   Cells cellsOf(const MeasurementSummary& measurement) const {
@@ -261,8 +257,8 @@ class Tables : Results {
     const std::optional<double> deviation = values.deviation();
     const auto [cp, cpk] = measurement.capability(measurement.neighboursDeviation());
     const auto [pp, ppk] = measurement.capability(deviation);
-    Cells cells = placeOf(measurement);
-    append(cells, {{"isCheck", measurement.isCheck},
+    return joined(placeOf(measurement),
+                  {{"isCheck", measurement.isCheck},
                    {"unitOfMeasure", names.text(measurement.unitOfMeasure)},
                    {"count", measurement.count, "Count", kNumber},
                    {"notNumbers", measurement.notNumbers},
@@ -280,16 +276,14 @@ class Tables : Results {
                    {"pp", rounded(pp), "Pp", kNumber},
                    {"ppk", rounded(ppk), "Ppk", kNumber},
                    {"", values.count(), "Values", kNumber}});
-    return cells;
   }
 
   Cells cellsOf(const PhaseSummary& phase) const {
-    Cells cells = {{"phase", names.text(phase.name), "Phase", kPlace},
+    return joined({{"phase", names.text(phase.name), "Phase", kPlace},
                    {"runs", phase.all.runs, "Runs", kNumber},
                    {"failed", phase.failed.runs, "Failed", kNumber},
-                   {"repeatedAttempts", phase.repeatedAttempts, "Repeated", kNumber}};
-    append(cells, secondsOf(phase.seconds));
-    return cells;
+                   {"repeatedAttempts", phase.repeatedAttempts, "Repeated", kNumber}},
+                  secondsOf(phase.seconds));
   }
 
   Cells cellsOf(const YieldSpan& span) const {
@@ -331,9 +325,7 @@ ordered_json summaryAsJson(const Results& results) {
   json["failedRunCount"] = summary.failedRuns.count;
   if (summary.history.count > 0) json["history"] = tables.historyAsJson();
   json["files"] = results.source.files;
-  json["damagedLines"] = results.source.damagedLines;
-  json["repeatedLines"] = results.source.repeatedLines;
-  json["unreadableFiles"] = results.source.unreadableFiles;
+  json.update(objectOf(leftOut(results.source)));
   return json;
 }
 
