@@ -34,7 +34,6 @@ TEST_F(CommandTest, AWrongCommandLineIsRefusedBeforeTheUnitIsTouched) {
       {"record add 'fourteen chars' --station 1 --result 0",
        "does not fit a record, which holds 13"},
       {"record add 'a\x1B[1m' --station 1 --result 0", "bytes of UTF-8 without control characters"},
-      {"new-station clean", "is the name of a target in every station's build; try 'test-clean'\n"},
       {"bootargs add '\xC2\xA0 '", "the word is blank\n"},
       {"bootargs has ''", "the word is empty\n"},
       {"device set", "device set needs something to set\n"},

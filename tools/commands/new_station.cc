@@ -3,9 +3,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <iostream>
-#include <numeric>
+#include <map>
 #include <optional>
 #include <regex>
 #include <string_view>
@@ -19,8 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kNameRule[] = "lower-case letters, digits, - and _, a letter first, at most 40";
-constexpr int kFirstOffset = 24;
+constexpr char kNameRule[] =
+    "at most 40 lower-case letters, digits, - and _, a letter first; not a build's target (test, "
+    "...)";
 
 /// The files of a station's folder, with fields such as "{{NAME}}" that are to be filled in.
 constexpr std::pair<std::string_view, std::string_view> kTemplates[] = {
@@ -78,76 +78,66 @@ std::vector<Station> neighbours() {
 
 std::string keyOf(int number) { return "R" + std::to_string(1000 + number).substr(1); }
 
-/// Returns `given` when it has no owner or, when absent, the first candidate that has none. Throws
-/// for a given one that has an owner, with one that is free, and when none is free.
-int chosen(const std::string& what, const std::string& option, std::optional<int> given,
-           const std::vector<int>& candidates, const std::function<std::string(int)>& ownerOf) {
-  const std::string owner = given ? ownerOf(*given) : "";
-  if (given && owner.empty()) return *given;
-  const auto free =
-      std::ranges::find_if(candidates, [&](int number) { return ownerOf(number).empty(); });
-  const bool isFree = free != candidates.end();
-  if (!given && isFree) return *free;
-  throw CommandError(
-      kUsage, what + " " +
-                  (given ? std::to_string(*given) + " belongs to " + owner : "has no free value") +
-                  (isFree ? "; free is " + option + " " + std::to_string(*free) : ""));
+/// What is taken, each with whose it is.
+using Owners = std::map<int, std::string>;
+
+/// Returns `given` or, when absent, the first from `first` in steps below `limit` that has no
+/// owner. Throws for a given one that has an owner, and when none is free.
+int chosen(const std::string& what, const std::string& option, std::optional<int> given, int first,
+           int step, int limit, const Owners& owners) {
+  if (given && !owners.contains(*given)) return *given;
+  int free = first;
+  for (int i = 0; i < limit && owners.contains(free); i += step) free = (free + step) % limit;
+  if (owners.contains(free)) throw CommandError(kUsage, option + " has no free value");
+  if (!given) return free;
+  throw CommandError(kUsage, what + " " + std::to_string(*given) + " belongs to " +
+                                 owners.at(*given) + "; free is " + option + " " +
+                                 std::to_string(free));
 }
 
 /// Returns a station whose places none of the others has: those given or, when absent, the first
 /// from number 1 and from byte 24.
 Station newStation(const std::string& name, std::optional<int> number, std::optional<int> offset,
                    const std::vector<Station>& others) {
-  const auto ownerOfNumber = [&](int taken) -> std::string {
-    for (const Station& other : others) {
-      const bool isTaken = other.number == taken || other.runCountKey == keyOf(taken);
-      if (isTaken) return "station " + other.name;
-    }
-    return {};
+  Owners numbers, pairs;  // A pair of bytes is named by the offset of its first.
+  const auto takeByte = [&](int place, const std::string& owner) {
+    pairs.insert({{place, owner}, {place - 1, owner}});
   };
-  // Of the byte at an offset and the one after it.
-  const auto ownerOfBytes = [&](int taken) -> std::string {
-    const auto isOne = [taken](int place) { return place == taken || place == taken + 1; };
-    if (isOne(kLogCollectionOffset) || isOne(kSuiteStatusOffset)) return "the library";
-    for (const Station& other : others) {
-      if (isOne(other.statusOffset) || isOne(other.poisonOffset)) return "station " + other.name;
+  takeByte(kLogCollectionOffset, "the library");
+  takeByte(kSuiteStatusOffset, "the library");
+  for (const Station& other : others) {
+    const std::string owner = "station " + other.name;
+    for (int i = 0; i < 256; ++i) {
+      if (i == other.number || keyOf(i) == other.runCountKey) numbers.emplace(i, owner);
     }
-    return {};
-  };
-  std::vector<int> numbers(255), offsets;
-  std::iota(numbers.begin(), numbers.end(), 1);
-  for (int step = 0; step < 128; step += 2) offsets.push_back((kFirstOffset + step) % 128);
-  const int free = chosen("station number", "--number", number, numbers, ownerOfNumber);
-  const int status = chosen("the byte pair at", "--offset", offset, offsets, ownerOfBytes);
+    takeByte(other.statusOffset, owner);
+    takeByte(other.poisonOffset, owner);
+  }
+  const int free = chosen("station number", "--number", number, 1, 1, 256, numbers);
+  const int status = chosen("the byte pair at", "--offset", offset, 24, 2, 128, pairs);
   return {name, free, status, status + 1, keyOf(free)};
 }
 
 std::string filled(std::string_view text, const Station& station) {
-  const std::pair<const char*, std::string> fields[] = {
-      {R"(\{\{NAME\}\})", station.name},
-      {R"(\{\{NUMBER\}\})", std::to_string(station.number)},
-      {R"(\{\{OFFSET\}\})", std::to_string(station.statusOffset)},
-      {R"(\{\{POISON_OFFSET\}\})", std::to_string(station.poisonOffset)},
-      {R"(\{\{KEY\}\})", station.runCountKey}};
+  const std::pair<std::string, std::string> fields[] = {
+      {"NAME", station.name},
+      {"NUMBER", std::to_string(station.number)},
+      {"OFFSET", std::to_string(station.statusOffset)},
+      {"POISON_OFFSET", std::to_string(station.poisonOffset)},
+      {"KEY", station.runCountKey}};
   std::string result(text);
   for (const auto& [field, value] : fields) {
-    result = std::regex_replace(result, std::regex(field), value);
+    result = std::regex_replace(result, std::regex(R"(\{\{)" + field + R"(\}\})"), value);
   }
   return result;
 }
 
 void checkName(const std::string& name) {
-  if (!std::regex_match(name, std::regex("[a-z][a-z0-9_-]{0,39}"))) {
-    throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule);
-  }
-  // Targets of every build, and of the station's tests.
-  for (const char* target : {"all", "clean", "edit_cache", "help", "install", "preinstall",
-                             "rebuild_cache", "test", "station_test"}) {
-    if (name != target) continue;
-    std::string text = "'" + name;
-    text.append("' is the name of a target in every station's build; try 'test-").append(name);
-    throw CommandError(kUsage, text + "'");
-  }
+  static const std::regex kName(
+      "(?!(all|clean|edit_cache|help|install|preinstall|rebuild_cache|test|station_test)$)"
+      "[a-z][a-z0-9_-]{0,39}");
+  if (std::regex_match(name, kName)) return;
+  throw CommandError(kUsage, "'" + name + "' is not a valid station name: " + kNameRule);
 }
 
 /// Makes the station's folder, which appears whole or not at all.

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <memory>
+#include <map>
+#include <regex>
 #include <sstream>
 
 #include "platform/printable.h"
@@ -106,15 +107,11 @@ struct Place {
 };
 
 /// Returns the text with what roff would not print as it is escaped.
-std::string roff(const std::string& text) {
-  std::string escaped;
-  for (const char character : text) {
-    const bool isLineStart = escaped.empty() || escaped.back() == '\n';
-    if (isLineStart && (character == '.' || character == '\'')) escaped += "\\&";
-    if (character == '\\' || character == '-') escaped += '\\';
-    escaped += character == '\\' ? 'e' : character;
-  }
-  return escaped;
+std::string roff(std::string text) {
+  static const std::regex kBackslash(R"(\\)"), kHyphen("-"), kControlLine(R"((^|\n)([.']))");
+  text = std::regex_replace(text, kBackslash, R"(\e)");
+  text = std::regex_replace(text, kHyphen, R"(\-)");
+  return std::regex_replace(text, kControlLine, R"($1\&$2)");
 }
 
 void printSection(const CLI::App& command, const std::string& name) {
@@ -170,21 +167,20 @@ void printManual(const CLI::App& app) {
 
 void addShell(CLI::App& app) {
   using Scripts = std::map<std::string, std::string>;
-  const auto script = std::make_shared<std::string>();
   Command completion = Command(app).add("completion", "Print a shell's completion script",
                                         "Example, for bash:\n  source <(corvane completion bash)");
+  auto& script = completion.actionOn<std::string>([](const auto& text) { std::cout << text; });
   completion
-      .choice("SHELL", *script, "The shell that reads it",
+      .choice("SHELL", script, "The shell that reads it",
               Scripts{{"bash", kBash}, {"fish", kFish}, {"zsh", kZsh}})
       .required();
-  completion.action([script] { std::cout << *script; });
 
   // For the scripts and for the build; not among the commands that --help shows.
-  const auto words = std::make_shared<std::vector<std::string>>();
   Command complete = Command(app).add("complete", "Print what the last word can become");
   complete.hide();
-  complete.text("WORD", *words, "The command line's words, after --");
-  complete.action([&app, words] { printCompletions(app, *words); });
+  auto& words = complete.actionOn<std::vector<std::string>>(
+      [&app](const auto& given) { printCompletions(app, given); });
+  complete.text("WORD", words, "The command line's words, after --");
 
   Command manual = Command(app).add("manual", "Print the manual page");
   manual.hide();

@@ -1,7 +1,7 @@
 #include "tools/trial/trial.h"
 
 #include <iostream>
-#include <memory>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <thread>
 
@@ -16,13 +16,6 @@ namespace {
 using namespace trial;
 
 using nlohmann::ordered_json;
-
-/// Returns how many cases have the finding.
-size_t countOf(const ordered_json& summary, const char* finding) {
-  size_t count = 0;
-  for (const ordered_json& kind : summary["kinds"]) count += kind[finding].get<size_t>();
-  return count;
-}
 
 void printText(const ordered_json& summary) {
   for (const ordered_json& found : summary["findings"]) {
@@ -43,30 +36,24 @@ void printText(const ordered_json& summary) {
   if (left > 0) std::cout << left << " cases were not run\n";
 }
 
-struct TrialCommand {
-  Options options;
-  std::optional<uint8_t> status;
+struct TrialOptions : Options {
   bool json = false;
-
-  ExitStatus run() {
-    if (status) {
-      options.station.isOfKit = false;
-      options.station.statusOffset = *status;
-    }
-    const ordered_json summary = tryStation(options);
-    json ? printJson(summary) : printText(summary);
-    const auto count = [&](const char* finding) { return countOf(summary, finding); };
-    if (count("lie") + count("hang") + count("crash") > 0) return kFailed;
-    return count("cases") > 0 && count("not reached") * 2 <= count("cases") ? kDone : kNotReady;
-  }
 };
+
+ExitStatus tryAndPrint(const TrialOptions& options) {
+  const ordered_json summary = tryStation(options);
+  options.json ? printJson(summary) : printText(summary);
+  std::map<std::string, size_t> counts;
+  for (const ordered_json& kind : summary["kinds"]) {
+    for (const auto& [name, count] : kind.items()) counts[name] += count.get<size_t>();
+  }
+  if (counts["lie"] + counts["hang"] + counts["crash"] > 0) return kFailed;
+  return counts["cases"] > 0 && counts["not reached"] * 2 <= counts["cases"] ? kDone : kNotReady;
+}
 
 }  // namespace
 
 void addTrial(CLI::App& app) {
-  const auto trial = std::make_shared<TrialCommand>();
-  Options& options = trial->options;
-  options.jobs = std::max(1u, std::thread::hardware_concurrency());
   Command command = Command(app).add(
       "trial", "Try whether a station program ever lies about a unit",
       "Runs the station on a good unit, then on units that fail, while it is killed, and while\n"
@@ -77,10 +64,12 @@ void addTrial(CLI::App& app) {
       "Examples:\n"
       "  corvane trial ./speaker\n"
       "  corvane trial ./old_station --status 24 --poison 25 --record 8 -- --fast");
+  auto& options = command.actionOn<TrialOptions>(tryAndPrint);
+  options.jobs = std::max(1u, std::thread::hardware_concurrency());
   command.text("STATION", options.station.program, "The station's program").required();
   command.text("ARGUMENT", options.station.arguments, "What the station itself takes, after --");
   Option status =
-      command.number("--status", trial->status,
+      command.number("--status", options.toldStatusOffset,
                      "Status byte of a station that does not describe itself", {0, 127});
   Option poison =
       command.number("--poison", options.station.poisonOffset, "Its poison byte", {0, 127});
@@ -97,8 +86,7 @@ void addTrial(CLI::App& app) {
   command.file("--keep", options.keep,
                "Keep units, results and output of cases with findings in this folder");
   command.number("-j,--jobs", options.jobs, "Cases at a time (one for each processor)", {1, 1024});
-  command.jsonFlag(trial->json);
-  command.action([=] { return trial->run(); });
+  command.jsonFlag(options.json);
 }
 
 }  // namespace corvane::tools

@@ -38,8 +38,9 @@ refused() {
 }
 before=$(ls -A)
 refused 1 'speaker: is there already' speaker
-for name in '' Speaker 'a b' ../x 9x station_test "$(printf 'x%.0s' {1..41})"; do refused 2 'name' "$name"; done
-for name in rebuild_cache edit_cache preinstall; do refused 2 "try 'test-$name'" $name; done
+for name in '' Speaker 'a b' ../x 9x rebuild_cache station_test "$(printf 'x%.0s' {1..41})"; do
+  refused 2 'not a valid station name' "$name"
+done
 refused 2 'the byte pair at 17 belongs to the library; free is --offset 24' x --offset 17
 refused 2 'the byte pair at 29 belongs to station speaker; free is --offset 24' x --offset 29
 refused 2 'station number 8 belongs to station speaker; free is --number 1' x --number 8

@@ -34,10 +34,6 @@ Bytes contentsIn(const Places& unit, const std::string& name) {
   return found == unit.end() ? Bytes() : found->second;
 }
 
-int resultIn(const Bytes& slot) {
-  return slot[offsetof(Slot, flags)] >> kRecordResultShift & kRecordResultMask;
-}
-
 /// What a unit holds under the run count key.
 struct RunMark {
   char form[4];
@@ -203,9 +199,10 @@ class Judge {
   bool isFail() const { return isFailed() && isPoisonSet() && hasRecord(); }
   bool isPass() const {
     if (!isPassed() || isPoisonSet() || _isRecordLost || !hasRecord()) return false;
-    if (_station.number && resultIn(_added[0]) != _good.run.after->records().back().result) {
-      return false;
-    }
+    constexpr uint8_t kResult = kRecordResultMask << kRecordResultShift;
+    const uint8_t flags = _good.run.after->records().back().flags;
+    const bool isOther = _station.number && ((_added[0][offsetof(Slot, flags)] ^ flags) & kResult);
+    if (isOther) return false;
     if (_station.runCountKey == 0) return true;
     const RunMark mark = runMarkIn(_after, _station);
     const bool isCounted = mark.count == runMarkIn(placesOf(_run.before), _station).count + 1 ||

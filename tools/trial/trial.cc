@@ -39,7 +39,10 @@ class Trial {
       : _options(options),
         _station(options.station),
         _folder(std::move(folder)),
-        _random(options.seed) {}
+        _random(options.seed) {
+    _station.isOfKit = !options.toldStatusOffset;
+    _station.statusOffset = options.toldStatusOffset.value_or(0);
+  }
 
   ordered_json run() {
     if (_station.isOfKit) describe();
@@ -114,21 +117,18 @@ class Trial {
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
   /// many are run.
   std::vector<Case> chosen(std::vector<Case> cases) {
-    std::ranges::shuffle(cases, _random);
-    std::map<std::string, size_t> counts;
-    std::multimap<size_t, Case> byShare;
     const auto& kinds = _options.kinds;
     const std::string& name = _options.onlyCase;
-    for (Case& what : cases) {
+    std::ranges::shuffle(cases, _random);
+    std::erase_if(cases, [&](const Case& what) {
       const bool isOfKind = kinds.empty() || std::ranges::count(kinds, what.kind) > 0;
-      if (name.empty() ? !isOfKind : what.name != name) continue;
-      byShare.emplace(counts[what.kind]++, std::move(what));
-    }
-    if (byShare.empty()) throw CommandError(kUsage, "there is no such case");
-    cases.clear();
-    for (auto& [share, what] : byShare) {
-      if (cases.size() < _options.maxCases) cases.push_back(std::move(what));
-    }
+      return name.empty() ? !isOfKind : what.name != name;
+    });
+    if (cases.empty()) throw CommandError(kUsage, "there is no such case");
+    std::map<std::string, size_t> counts;
+    for (Case& what : cases) what.share = counts[what.kind]++;
+    std::ranges::stable_sort(cases, {}, &Case::share);
+    cases.resize(std::min(cases.size(), _options.maxCases));
     return cases;
   }
 
@@ -154,16 +154,11 @@ class Trial {
     };
     std::atomic<size_t> next = 0;
     const auto tryUntilNone = [&] {
-      try {
-        for (size_t i = next++; i < cases.size() && !isOver(); i = next++) {
-          const fs::path folder = _folder / ("case-" + std::to_string(i));
-          const Run run = runStation(_station, cases[i], folder, limit);
-          if (!gIsInterrupted) note(cases[i], judge(_station, _good, cases[i], run), folder);
-          fs::remove_all(folder);
-        }
-      } catch (...) {
-        next = cases.size();
-        throw;
+      for (size_t i = next++; i < cases.size() && !isOver(); i = next++) {
+        const fs::path folder = _folder / ("case-" + std::to_string(i));
+        const Run run = runStation(_station, cases[i], folder, limit);
+        if (!gIsInterrupted) note(cases[i], judge(_station, _good, cases[i], run), folder);
+        fs::remove_all(folder);
       }
     };
     std::vector<std::future<void>> jobs(std::min<size_t>(_options.jobs, cases.size()));

@@ -28,7 +28,6 @@ inline const std::vector<std::string> kKinds = {"faults", "kills", "units", "med
 struct Station {
   std::string program;
   std::vector<std::string> arguments;
-  /// Whether it describes itself; otherwise it is told where it writes.
   bool isOfKit = true;
   uint8_t statusOffset = 0, poisonOffset = 0;
   std::optional<uint8_t> number = {};     ///< Absent for a station that leaves no records.
@@ -38,7 +37,8 @@ struct Station {
 
 struct Options {
   Station station;
-  std::vector<std::string> kinds;  ///< All when empty.
+  std::optional<uint8_t> toldStatusOffset;  ///< Of a station that does not describe itself.
+  std::vector<std::string> kinds;           ///< All when empty.
   std::string onlyCase;
   uint32_t seed = 1;
   size_t maxCases = 5000;
@@ -97,6 +97,7 @@ struct Case {
   /// What another program does to the unit while the station is stopped by its fault rule.
   std::function<void(UnitState&)> meddling = {};
   std::string setup = {};  ///< What a shell does before it becomes the station.
+  size_t share = 0;        ///< How many cases of its kind are run before it.
 };
 
 using Calls = std::map<std::string, uint64_t>;
