@@ -37,9 +37,8 @@ const std::map<char, const char*> kGridColours = {{'P', "\033[32m"},   {'C', "\0
 /// Returns the mark, followed by the fail count of a test: "F2".
 std::string cellOf(size_t offset, uint8_t byte) {
   const char mark = markOf(offset, byte);
-  const bool hasCount =
-      std::string_view("PFIN").find(mark) != std::string_view::npos && unit::hasFailCount(offset);
-  return {mark, hasCount ? static_cast<char>('0' + failCountOf(byte)) : ' '};
+  const bool isTest = mark >= 'A' && mark <= 'Z' && unit::hasFailCount(offset);
+  return {mark, isTest ? static_cast<char>('0' + failCountOf(byte)) : ' '};
 }
 
 /// Prints the bytes, 16 to a row, with a legend, in at most 80 columns.

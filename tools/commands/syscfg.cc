@@ -30,7 +30,7 @@ AreaReport readStoreToLook() {
   AreaReport report = reportOnArea(area);
   const std::string damage = unit::damageOf(area);
   if (report.isHeaderSound || damage.empty()) return report;
-  throw CommandError(kFailed, "the configuration area holds no store: " + damage);
+  throw CommandError(kFailed, "the configuration area does not hold a key store: " + damage);
 }
 
 uint32_t keyOf(const std::string& text) {

@@ -169,8 +169,8 @@ void compare(const std::string& path, const Bytes& a, const Bytes& b, Json& diff
 Json differencesOf(const UnitImage& a, const UnitImage& b) {
   if (!a.isUnit() && !b.isUnit() && a.files.begin()->first != b.files.begin()->first) {
     throw CommandError(kUsage,
-                       "a dump of control-bit bytes and one of a configuration area have "
-                       "nothing to compare");
+                       "a dump of control-bit bytes cannot be compared with one of a "
+                       "configuration area");
   }
   std::set<std::string> paths;
   for (const UnitImage* image : {&a, &b}) {

@@ -53,7 +53,7 @@ Json decodedForm(const std::string& path, const Bytes& contents) {
   throw CommandError(kFailed, name + ": " + printable(place) + " " + reason);
 }
 
-/// Returns the bytes of a file's raw form; nothing when it is not one.
+/// Returns the bytes of a file's raw form; nothing when there is none, or it is wrong.
 std::optional<Bytes> rawBytes(const Json& file) try {
   if (file.contains("text") == file.contains("hex")) return {};
   if (file.contains("text")) {
@@ -75,7 +75,7 @@ std::string shortText(const Json& document, const Json::json_pointer& place) {
   return document.contains(place) ? shortened(jsonText(document[place], -1), 60) : "missing";
 }
 
-/// Refuses a document that differs from `actual`, which was made from its raw contents.
+/// Fails unless the document is `actual`, which was made from its raw contents.
 void requireSame(const Json& given, const Json& actual, const std::string& name) {
   const Json differences = Json::diff(given, actual);
   if (differences.empty()) return;
@@ -153,7 +153,7 @@ UnitImage imageOfDocument(ByteSpan text, const std::string& name) {
   }
   const bool isDump = image.file(kDiagnosticDataFile) || image.file(kConfigurationFile);
   if (!image.isUnit() && !(isDump && image.files.size() == 1)) {
-    refuse(name, "/files", "has neither device.plist nor one dumped data set alone");
+    refuse(name, "/files", "must have device.plist, or a dump's data set alone");
   }
   requireSame(document, describe(image), name);
   return image;

@@ -33,7 +33,7 @@ inline const std::string kTestLogFile = std::string("root") + kLogFile;
 /// dump has the file of its data set only.
 struct UnitImage {
   std::map<std::string, Bytes> files;
-  /// The files that were read, or would have been had they been there.
+  /// The files that it was read from, also those that do not exist.
   std::vector<std::string> sources = {};
 
   bool isUnit() const { return files.contains(kDeviceFile); }
@@ -50,17 +50,13 @@ bool holdsImageFiles(const std::string& path);
 /// Fails when it is not a unit, or one of the files cannot be read, is not regular or is too large.
 UnitImage readUnitFolder(const std::filesystem::path& folder);
 
-/// Returns the image of a dump. Fails when neither `kind` nor the bytes tell what it is a dump of;
-/// `name` is for that message.
-UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name);
-
-/// Reads a unit's folder, an exported document or a raw dump, of which `kind` says what it is of;
-/// "-" is standard input, which holds one of the latter two.
+/// Reads a unit's folder, a document or a raw dump; "-" is standard input, a document or a dump.
+/// `kind` is a dump's; without it, it is guessed. Fails when it cannot be.
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind);
 
-/// Makes the unit in `folder` hold what `image` holds, as one change: readers, crashes and power
-/// cuts see the old unit or the new one. Files of the unit that no image has, such as its system
-/// log, stay. Makes the unit when there is none. When it fails, the unit is as it was.
+/// Atomically replaces the files of the unit in `folder` by those of `image`: readers, crashes and
+/// power cuts see the old unit or the new one. Files that no image has, such as the system log,
+/// stay. Makes the unit when there is none. When it fails, the unit is as it was.
 void installUnit(const std::filesystem::path& folder, const UnitImage& image);
 
 /// Returns the document of an image: each file's raw contents as text, or as hexadecimal digits,
@@ -68,17 +64,15 @@ void installUnit(const std::filesystem::path& folder, const UnitImage& image);
 /// zone.
 std::string documentText(const UnitImage& image);
 
-/// Returns the image that `text` is the document of. Fails with the place when it is not a
-/// document, or when its decoded parts are not what the raw contents decode to. `name` names the
-/// document in messages.
+/// Returns the image of the document `text`. Fails with the place when it is not a document, or
+/// when its decoded parts contradict the raw contents. `name` names the document in messages.
 UnitImage imageOfDocument(ByteSpan text, const std::string& name);
 
-/// Returns what a property list holds; null when there is none, or `contents` is not one. Data and
-/// dates, which JSON lacks, are {"data": DIGITS} and {"date": null}.
+/// Returns the tree of a property list; null when `contents` is null or not a property list. Data
+/// and dates, which JSON lacks, are {"data": DIGITS} and {"date": null}.
 nlohmann::ordered_json propertiesAsJson(const Bytes* contents);
 
-/// Returns what a unit is, from its files, under the names that `device show` uses; null for what
-/// it lacks.
+/// Returns the facts of `device show`, null for those that the unit lacks.
 nlohmann::ordered_json factsOf(const UnitImage& image);
 
 /// Returns what differs, each an object of "part" ("status", "record", "key", "nvram", "device",

@@ -43,6 +43,17 @@ void addFile(UnitImage& image, const fs::path& folder, const std::string& path) 
   image.files[path] = readWhole(file.string(), 64);
 }
 
+/// `name` is for the message.
+UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name) {
+  const Dump dump = inspectDump(contents, kind);
+  if (!dump.area && !dump.diagnosticData) {
+    throw CommandError(kFailed, name +
+                                    ": is not a unit, an export or a dump that is recognised; "
+                                    "--as data|syscfg names the kind of a dump");
+  }
+  return {{{dump.area ? kConfigurationFile : kDiagnosticDataFile, std::move(contents)}}};
+}
+
 }  // namespace
 
 const Bytes* UnitImage::file(const std::string& path) const {
@@ -87,16 +98,6 @@ UnitImage readUnitFolder(const fs::path& folder) try {
   throw CommandError(kNotReady, error.what());
 } catch (const fs::filesystem_error& error) {
   throw CommandError(kNotReady, error.path1().string() + ": " + error.code().message());
-}
-
-UnitImage imageOfDump(Bytes contents, std::optional<DumpKind> kind, const std::string& name) {
-  const Dump dump = inspectDump(contents, kind);
-  if (!dump.area && !dump.diagnosticData) {
-    throw CommandError(kFailed, name +
-                                    ": is neither a unit, an export nor a dump that can be "
-                                    "recognised; --as data|syscfg says what it is a dump of");
-  }
-  return {{{dump.area ? kConfigurationFile : kDiagnosticDataFile, std::move(contents)}}};
 }
 
 UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {

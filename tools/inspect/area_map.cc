@@ -22,8 +22,8 @@ constexpr Part kParts[] = {{'H', "\033[35m", "header"},         {'i', "\033[36m"
                            {'v', "\033[32m", "value"},          {'w', "\033[33m", "next value"},
                            {'!', "\033[1;31m", "damaged"},      {'?', "", "unused"}};
 
-/// Returns the part of each run of bytes that has one mark: damage if there is any, else the first
-/// part that is not free space.
+/// Returns what each mark shows: damage if its bytes have any, else the first part that is not free
+/// space.
 std::vector<int> partOfEachMark(const AreaReport& report) {
   std::vector<int> marks((report.size + kBytesPerMark - 1) / kBytesPerMark, kUnused);
   const auto mark = [&](size_t offset, size_t length, int part) {
@@ -63,11 +63,7 @@ void printMap(std::ostream& out, const AreaReport& report, bool coloured) {
     if ((at + 1) % kColumns == 0 || at + 1 == marks.size()) out << "\n";
   }
   out << "\nEach mark is " << kBytesPerMark << " bytes:";
-  for (size_t i = 0; i < std::size(kParts); ++i) {
-    const bool endsLine = i % 4 == 3;
-    out << (i % 4 == 0 ? "\n  " : "") << painted(kParts[i], coloured) << " " << std::left
-        << std::setw(endsLine ? 0 : 17) << kParts[i].name << std::right;
-  }
+  for (const Part& part : kParts) out << "\n  " << painted(part, coloured) << " " << part.name;
   const auto indirect = std::ranges::count_if(report.entries, &AreaEntry::isIndirect);
   out << "\n\n"
       << report.entries.size() << (report.entries.size() == 1 ? " entry" : " entries") << " ("

@@ -132,8 +132,7 @@ class AreaReporter {
     }
     if (fields.spare != 0xFFFFFFFF) {
       add(offset + offsetof(area::IndirectEntry, spare), sizeof fields.spare,
-          keyName(fields.key) + ": spare is " + hexNumber(fields.spare, 1) +
-              ", although it is never written");
+          keyName(fields.key) + ": spare is " + hexNumber(fields.spare, 1) + ", not 0xffffffff");
     }
     return entry;
   }
@@ -150,7 +149,7 @@ class AreaReporter {
     for (AreaEntry* entry : values) {
       const size_t end = entry->valueOffset + area::roundUp(entry->valueLength);
       if (end > above && upper) entry->fault = "its value runs into that of " + keyName(upper->key);
-      if (end < above) add(end, above - end, "belongs to no sound value and is not free space");
+      if (end < above) add(end, above - end, "belongs neither to a sound value nor to free space");
       above = entry->valueOffset;
       upper = entry;
     }

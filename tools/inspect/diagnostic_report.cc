@@ -76,7 +76,7 @@ class DiagnosticReporter {
     if (record.time == int64_t{kFreeSlotTime}) {
       add(offset, sizeof(Time), name + time + ", marks a free slot");
     } else if (record.time < 0 || record.time > int64_t{kFreeSlotTime}) {
-      add(offset, sizeof(Time), name + time + ", is not one that a clock shows");
+      add(offset, sizeof(Time), name + time + ", is out of range");
     }
     if (versionOf(record) != 0) {
       add(offset + offsetof(Record, flags), 1,

@@ -36,7 +36,7 @@ std::pair<std::optional<DumpKind>, std::string> guess(ByteSpan contents) {
 }  // namespace
 
 Dump inspectDump(ByteSpan contents, std::optional<DumpKind> kind) {
-  Dump dump = {.reason = "as the caller says"};
+  Dump dump = {.reason = "as --as says"};
   if (!kind) std::tie(kind, dump.reason) = guess(contents);
   if (kind == DumpKind::kConfiguration) {
     dump.findings = dump.area.emplace(reportOnArea(contents)).findings;

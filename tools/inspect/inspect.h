@@ -40,7 +40,7 @@ struct ControlBit {
 
 /// The data set "VelmoDiagnosticData".
 struct DiagnosticReport {
-  /// Width of a record's time value in bits, 64 or 32: the one that makes more sense of the bytes.
+  /// Width of a record's time value in bits, 64 or 32: the more plausible one.
   int timeBits = 0;
   /// Size of a slot in bytes.
   size_t recordSize = 0;
@@ -95,11 +95,11 @@ AreaReport reportOnArea(ByteSpan contents);
 
 enum class DumpKind { kConfiguration, kDiagnosticData };
 
-/// What "--as" can say of a dump, and its help text.
+/// The choices of "--as", and its help text.
 inline const std::map<std::string, DumpKind> kDumpKinds = {{"data", DumpKind::kDiagnosticData},
                                                            {"syscfg", DumpKind::kConfiguration}};
 inline constexpr char kDumpKindsHelp[] =
-    "What a raw dump is of: data (control-bit bytes and records) or syscfg (a\n"
+    "Kind of a raw dump: data (control-bit bytes and records) or syscfg (a\n"
     "configuration area); guessed when not given";
 
 /// A raw dump of one of a unit's data sets, with the report of its kind. An unknown one has none.

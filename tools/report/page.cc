@@ -61,7 +61,7 @@ std::string statusGrid(ByteSpan bytes) {
              "column's.");
 }
 
-/// Returns a section that is there, and says so, when there are no findings, too.
+/// Returns the section of the findings, which says so when there are none.
 std::string findingsSection(const std::string& what, const std::vector<Finding>& findings) {
   return tableSection("Findings in the " + what, findingTable(findings), "No damage was found.");
 }
