@@ -37,15 +37,11 @@ std::optional<winsize> terminalSize() {
   return size.ws_col > 0 && size.ws_row > 0 ? std::optional(size) : std::nullopt;
 }
 
-void printTable(std::ostream& out, const Sample& sample, bool withThreads) {
-  const auto size = terminalSize();
-  printTable(out, sample, withThreads, size ? size->ws_col : SIZE_MAX);
-}
-
 void printOnce(const PsOptions& options) {
   const Sample sample = takeSample();
+  const auto size = terminalSize();
   options.json ? printJson(std::cout, sample, options.threads)
-               : printTable(std::cout, sample, options.threads);
+               : printTable(std::cout, sample, options.threads, size ? size->ws_col : SIZE_MAX);
   if (sample.failure.empty()) return;
   throw CommandError(kFailed, "some processes or threads are missing: " + sample.failure);
 }
@@ -63,8 +59,8 @@ void showAgain(const Sample& sample, bool withThreads) {
        << " % CPU";
   if (!sample.failure.empty()) text << ", some are missing: " << printable(sample.failure);
   text << "\n";
-  printTable(text, sample, withThreads);
   const auto size = terminalSize();
+  printTable(text, sample, withThreads, size ? size->ws_col : SIZE_MAX);
   if (!size) {
     std::cout << text.str() << "\n" << std::flush;
     return;

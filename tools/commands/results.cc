@@ -67,14 +67,14 @@ std::vector<std::string> filtersOf(const ResultsOptions& options) {
 /// Prints the run's rows of CSV: one for each of its measurements, or one without.
 void printRows(const Run& run, const Names& names, bool asNames = false) {
   const auto print = [&](Cells measured) {
-    const Cells first = joined(headOf(run, names), std::move(measured));
-    printCsv(std::cout, joined(first, restOf(run, names)), asNames);
+    Cells row = joined(headOf(run, names), std::move(measured));
+    printCsv(std::cout, joined(std::move(row), restOf(run, names)), asNames);
   };
   if (run.measurements.empty()) print(blank(cellsOf(Measurement(), names)));
   for (const Measurement& each : run.measurements) print(cellsOf(each, names));
 }
 
-/// Tells what was left out, and that nothing was found. Returns the exit status.
+/// Reports what was left out, and when no run was found. Returns the exit status.
 ExitStatus reportSource(const ResultsSource& source, uint64_t runs) {
   for (const Cell& left : leftOut(source)) {
     if (left.value.data != 0) std::cerr << "corvane: " << left.title << ": " << left.text() << "\n";

@@ -143,7 +143,7 @@ Cells headOf(const Run& run, const Names& names) {
 Cells restOf(const Run& run, const Names& names) {
   Cells cells = {{"seconds", run.seconds}, {"reason", run.reason}};
   for (size_t i = 0; i < run.fields.size(); ++i) {
-    cells.push_back({std::string(kRunFieldNames[i]), names.text(run.fields[i])});
+    cells.push_back({std::string(kGroupFields[i]), names.text(run.fields[i])});
   }
   return cells;
 }

@@ -28,8 +28,8 @@ std::string propertiesOf(const Run& run, uint32_t phase, const Names& names) {
   return properties.empty() ? "" : "<properties>" + properties + "</properties>";
 }
 
-/// Returns what tells the run from all others. Servers that show reports take cases of the same
-/// class and name for the same case.
+/// Returns a name that no other run has. Servers that show reports take cases of the same class and
+/// name for the same case.
 std::string nameOfRun(const Run& run, const Names& names) {
   return names.text(run.station) + "." + (run.unit.empty() ? "unidentified" : run.unit) + "." +
          run.id;

@@ -72,7 +72,7 @@ void readLines(const std::string& path, const Take& take) {
 struct Line {
   std::string_view type, time, run, station, unit, phase, name, unitOfMeasure, reason, check, text,
       expected, verdictName;
-  std::array<std::string_view, kRunFieldNames.size()> fields;
+  std::array<std::string_view, kGroupFields.size() - 1> fields;
   Measurement measured;  ///< Without its names and texts.
   double seconds = 0;
   uint64_t schema = 0, count = 0, attempt = 0, hash = 0;
@@ -160,8 +160,8 @@ class LineParser {
                                                      {field::kOperator, &_line.fields[2]},
                                                      {field::kProgram, &_line.fields[3]},
                                                      {field::kFacts, &_line},
-                                                     {kRunFieldNames[4], &_line.fields[4]},
-                                                     {kRunFieldNames[5], &_line.fields[5]}};
+                                                     {kGroupFields[4], &_line.fields[4]},
+                                                     {kGroupFields[5], &_line.fields[5]}};
 };
 
 /// Assembles runs from their lines. Of a run that has ended only its verdict is kept.
@@ -335,39 +335,35 @@ class RunReader {
   uint64_t _file = 0;
 };
 
-void tellUnreadable(ResultsSource& source, const std::string& message) {
+void reportUnreadable(ResultsSource& source, const std::string& message) {
   ++source.unreadableFiles;
   std::cerr << "corvane: " << printable(message) << "\n";
 }
 
-void findIn(const fs::path& folder, ResultsSource& source, std::vector<std::string>& files) {
+/// Finds files in a folder and below it, or takes the file itself when it was named.
+void findIn(const fs::path& path, bool isNamed, ResultsSource& source,
+            std::vector<std::string>& files) {
   std::error_code error;
+  const bool isResults = path.extension() == ".jsonl" || path.extension() == ".json";
+  if (path == "-" || !fs::is_directory(path, error)) {
+    if (isNamed || isResults) files.push_back(path);
+    return;
+  }
+  if (!isNamed && fs::is_symlink(path, error)) return;
   std::set<fs::path> entries;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+  for (fs::directory_iterator entry(path, error), end; !error && entry != end;
        entry.increment(error)) {
     entries.insert(entry->path());
   }
-  if (error) tellUnreadable(source, folder.string() + ": " + error.message());
-  for (const fs::path& entry : entries) {
-    const bool isFolder = fs::is_directory(entry, error);
-    const bool isResults = entry.extension() == ".jsonl" || entry.extension() == ".json";
-    if (isFolder && !fs::is_symlink(entry, error)) findIn(entry, source, files);
-    if (!isFolder && isResults) files.push_back(entry);
-  }
+  if (error) reportUnreadable(source, path.string() + ": " + error.message());
+  for (const fs::path& entry : entries) findIn(entry, false, source, files);
 }
 
 }  // namespace
 
 std::vector<std::string> findResults(ResultsSource& source) {
   std::vector<std::string> files;
-  for (const std::string& path : source.paths) {
-    std::error_code error;
-    if (path != "-" && fs::is_directory(path, error)) {
-      findIn(path, source, files);
-    } else {
-      files.push_back(path);
-    }
-  }
+  for (const std::string& path : source.paths) findIn(path, true, source, files);
   return files;
 }
 
@@ -379,7 +375,7 @@ void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource
       reader.read(file);
       ++source.files;
     } catch (const CommandError& error) {
-      tellUnreadable(source, error.what());
+      reportUnreadable(source, error.what());
     }
   }
   reader.finish();

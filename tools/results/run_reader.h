@@ -16,7 +16,7 @@
 
 #include "station/results_line.h"
 
-/// Runs of stations, as the lines of their results tell them (docs/results.md).
+/// Runs of stations, as read from the lines of their results (docs/results.md).
 namespace corvane::tools {
 
 using station::Verdict;
@@ -75,9 +75,10 @@ struct PhaseResult {
   bool isBegun = false;
 };
 
-/// The names of RunHead's `fields`, which the first line of a run tells.
-inline constexpr std::array<std::string_view, 6> kRunFieldNames = {"host",    "fixture", "operator",
-                                                                   "program", "model",   "build"};
+/// What runs can be grouped by: their `fields`, which are in the first line, and the local day on
+/// which they begin.
+inline constexpr std::array<std::string_view, 7> kGroupFields = {
+    "host", "fixture", "operator", "program", "model", "build", "day"};
 
 struct RunHead {
   std::string id;
@@ -89,7 +90,7 @@ struct RunHead {
   Verdict verdict = Verdict::kUnfinished;
   double seconds = 0;
   std::string reason;
-  std::array<uint32_t, kRunFieldNames.size()> fields{};
+  std::array<uint32_t, kGroupFields.size() - 1> fields{};
 };
 
 struct Run : RunHead {
@@ -109,14 +110,14 @@ struct ResultsSource {
 };
 
 /// Returns the files that `source.paths` name; of a folder, those in it and below it that end in
-/// ".jsonl" or ".json", in the order of their names. Tells of a folder that cannot be read on
-/// standard error, and counts it.
+/// ".jsonl" or ".json", in the order of their names. Counts folders that cannot be read, and
+/// names them on standard error.
 std::vector<std::string> findResults(ResultsSource& source);
 
 /// Reads the files, "-" for standard input, and calls `take` with each run when all that is known
 /// of it has been read. A run is known by its id: its lines may lie in several files, and lines
-/// that were read before count once. Tells of what is damaged or cannot be read on standard error,
-/// and counts it.
+/// that were read before count once. Counts what is damaged or cannot be read, and names it on
+/// standard error.
 void readRuns(const std::vector<std::string>& files, Names& names, ResultsSource& source,
               const std::function<void(const Run&)>& take);
 

@@ -221,7 +221,7 @@ void Summary::addYields() {
   }
 }
 
-/// Tells of the failed runs whether their units passed in the end.
+/// Sets `hasPassedSince` of the failed runs.
 void Summary::addPassesSince() {
   for (auto& [time, failed] : failedRuns.things) {
     const auto after = std::ranges::upper_bound(

@@ -150,20 +150,15 @@ struct FailedRun : RunHead {
 /// Keeps those of many things that are newest, by their times.
 template <typename T, size_t kMax>
 struct Newest {
-  void add(T thing) {
+  void add(const T& thing) {
     ++count;
-    if (things.size() == kMax && thing.time < things.rbegin()->first) return;
-    if (things.size() == kMax) things.erase(std::prev(things.end()));
-    things.emplace(thing.time, std::move(thing));
+    things.emplace(thing.time, thing);
+    if (things.size() > kMax) things.erase(std::prev(things.end()));
   }
 
   uint64_t count = 0;                                ///< Of all, kept or not.
   std::multimap<int64_t, T, std::greater<>> things;  ///< The newest first.
 };
-
-/// What runs can be grouped by: the fields of a run, or the local day on which it begins.
-inline constexpr std::array<std::string_view, 7> kGroupFields = {
-    "host", "fixture", "operator", "program", "model", "build", "day"};
 
 /// Returns local time for hours since 1970-01-01 00:00 of the same clock: "2026-11-16T08:00".
 std::string wallTimeText(int64_t hour);

@@ -223,7 +223,7 @@ class Tables : Results {
                         {"", runsOf(Verdict::kRefused), "Refused", kNumber},
                         {"", runsOf(Verdict::kUntrusted), "Untrusted", kNumber},
                         {"runsPerHour", rounded(perHour), "Runs/h", kNumber}};
-    return joined(joined(cells, more), secondsOf(station.seconds));
+    return joined(joined(std::move(cells), more), secondsOf(station.seconds));
   }
 
   Cells cellsOf(const Failure& failure) const {
