@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# bash completes a command, an option, an option's value and a key that the unit holds; every command that
-# --help lists explains itself and is in the manual page; and asking makes no unit.
+# bash completes a command, an option, an option's value and a key that the unit holds; every command of the
+# manual page explains itself; and asking makes no unit.
 #
 #     shell_test.sh CORVANE
 set -euo pipefail
@@ -31,22 +31,12 @@ expect "--help --hex" syscfg get --he
 expect "failed incomplete not-tested passed" status set 20 --status ""
 expect "" syscfg get OP
 
-"$tool" manual >"$work/corvane.1"
-# check_command COMMAND: its help and its section, and those of the commands below it.
-check_command() {
-  local help command
+"$tool" manual | sed -n 's/\\//g; s/^\.SH corvane/corvane/p' >"$work/commands"
+(($(wc -l <"$work/commands") > 40))
+while read -r command; do
   # shellcheck disable=SC2086  # It is words.
-  help=$("$tool" ${1#corvane} --help)
-  if [[ $help != *"$1"* ]] || ! grep -qxF ".SH ${1//-/\\-}" "$work/corvane.1"; then
-    echo "$1 has no help or no section in the manual" >&2
-    exit 1
-  fi
-  sed -n '/^Subcommands:/,/^$/ s/^  \([a-z][a-z-]*\) .*/\1/p' <<<"$help" | while read -r command; do
-    check_command "$1 $command"
-  done
-}
-check_command corvane
-(($(grep -c '^.SH corvane ' "$work/corvane.1") > 40))
+  "$tool" ${command#corvane} --help | grep "^Usage: $command\b" >/dev/null
+done <"$work/commands"
 [[ ! -e $CORVANE_DEVICE ]]
 
 "$tool" syscfg set OPTS soak
