@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -35,32 +34,45 @@ std::string nameOfRun(const Run& run, const Names& names) {
          run.id;
 }
 
-struct Case {
-  std::string name;
-  Verdict verdict;
-  double seconds;
-  std::string_view message;
-  std::string properties = {};
+/// The cases of a run.
+struct Suite {
+  void add(const std::string& name, Verdict verdict, double seconds, std::string_view message,
+           const std::string& properties = "") {
+    const bool isFailed = verdict == Verdict::kFailed;
+    const bool isError = !isFailed && verdict != Verdict::kPassed;
+    ++tests;
+    failures += isFailed;
+    errors += isError;
+    xml += "<testcase" + attribute("name", name) + attribute("classname", className) +
+           attribute("time", formatted("%.3f", seconds)) + ">" + properties;
+    if (isFailed || isError) {
+      xml += (isFailed ? "<failure" : "<error") + attribute("message", message) + "/>";
+    }
+    xml += "</testcase>\n";
+  }
+
+  std::string className, xml = {};
+  size_t tests = 0, failures = 0, errors = 0;
 };
 
 /// Returns a case for each phase; those that come again have their numbers after their names. A run
 /// that neither passed nor failed, or failed outside its phases, has one more.
-std::vector<Case> casesOf(const Run& run, const Names& names) {
-  std::vector<Case> cases;
+Suite suiteOf(const Run& run, const Names& names) {
+  Suite suite{nameOfRun(run, names)};
   std::map<uint32_t, int> numbers;
   bool isTold = run.verdict == Verdict::kPassed;
   for (const PhaseResult& phase : run.phases) {
     const bool isFailed = phase.verdict == Verdict::kFailed;
     isTold |= isFailed && run.verdict == Verdict::kFailed;
     const int number = ++numbers[phase.name];
-    cases.push_back({names.text(phase.name), phase.verdict, phase.seconds,
-                     isFailed ? phase.reason : nameOf(phase.verdict)});
+    const std::string end = number > 1 ? " (" + std::to_string(number) + ")" : "";
     // The measurements of phases of one name stand with the first of them.
-    if (number == 1) cases.back().properties = propertiesOf(run, phase.name, names);
-    if (number > 1) cases.back().name += " (" + std::to_string(number) + ")";
+    suite.add(names.text(phase.name) + end, phase.verdict, phase.seconds,
+              isFailed ? phase.reason : nameOf(phase.verdict),
+              number == 1 ? propertiesOf(run, phase.name, names) : "");
   }
-  if (!isTold) cases.push_back({std::string(nameOf(run.verdict)), run.verdict, 0, run.reason});
-  return cases;
+  if (!isTold) suite.add(std::string(nameOf(run.verdict)), run.verdict, 0, run.reason);
+  return suite;
 }
 
 }  // namespace
@@ -76,32 +88,17 @@ void JunitWriter::write(std::string_view text) {
 }
 
 void JunitWriter::add(const Run& run, const Names& names) {
-  const std::vector<Case> cases = casesOf(run, names);
-  size_t failures = 0, errors = 0;
-  std::string xml;
-  for (const Case& each : cases) {
-    xml += "<testcase" + attribute("name", each.name) +
-           attribute("classname", nameOfRun(run, names)) +
-           attribute("time", formatted("%.3f", each.seconds)) + ">" + each.properties;
-    const bool isFailed = each.verdict == Verdict::kFailed;
-    const bool isError = !isFailed && each.verdict != Verdict::kPassed;
-    failures += isFailed;
-    errors += isError;
-    if (isFailed || isError) {
-      xml += (isFailed ? "<failure" : "<error") + attribute("message", each.message) + "/>";
-    }
-    xml += "</testcase>\n";
-  }
+  const Suite suite = suiteOf(run, names);
   // JUnit has neither fractions nor zones.
   const std::string time = isoTimeText(run.time / 1000).value_or("1970-01-01T00:00:00");
   const std::string& host = names.text(run.fields[0]);
-  write("<testsuite" + attribute("name", nameOfRun(run, names)) +
+  write("<testsuite" + attribute("name", suite.className) +
         attribute("timestamp", time.substr(0, 19)) +
         attribute("hostname", host.empty() ? "unknown" : host) +
-        attribute("tests", std::to_string(cases.size())) +
-        attribute("failures", std::to_string(failures)) +
-        attribute("errors", std::to_string(errors)) +
-        attribute("time", formatted("%.3f", run.seconds)) + ">\n" + xml + "</testsuite>\n");
+        attribute("tests", std::to_string(suite.tests)) +
+        attribute("failures", std::to_string(suite.failures)) +
+        attribute("errors", std::to_string(suite.errors)) +
+        attribute("time", formatted("%.3f", run.seconds)) + ">\n" + suite.xml + "</testsuite>\n");
 }
 
 void JunitWriter::finish() {

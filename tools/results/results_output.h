@@ -111,6 +111,7 @@ struct TableRow {
   Cells cells;
   std::string run = {};  ///< Its id, when the row is about one.
   uint32_t station = 0;
+  int64_t span = 0;
   const MeasurementSummary* measurement = nullptr;  ///< What the row is about.
 };
 

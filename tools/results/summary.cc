@@ -41,19 +41,15 @@ void compute(Duration& duration) {
 }
 
 void addPhases(StationSummary& station, const Run& run) {
-  const auto summaryOf = [&](uint32_t name) -> PhaseSummary& {
-    const auto [entry, isNew] = station.phaseAt.try_emplace(name, station.phases.size());
-    if (isNew) station.phases.emplace_back().name = name;
-    return station.phases[entry->second];
-  };
   for (const PhaseResult& phase : run.phases) {
-    PhaseSummary& summary = summaryOf(phase.name);
+    PhaseSummary& summary = station.phases[phase.name];
     summary.all.add(station.runs);
     if (phase.verdict == Verdict::kUnfinished) continue;
     summary.seconds.all.push_back(static_cast<float>(phase.seconds));
     if (phase.verdict == Verdict::kFailed) summary.failed.add(station.runs);
   }
-  for (const auto& [phase, attempt] : run.repeatedAttempts) ++summaryOf(phase).repeatedAttempts;
+  for (const auto& [phase, attempt] : run.repeatedAttempts)
+    ++station.phases[phase].repeatedAttempts;
 }
 
 MeasurementSummary& summaryOf(StationSummary& station, const MeasurementHead& measurement) {
@@ -94,8 +90,8 @@ std::string wallTimeText(int64_t hour) {
 
 std::vector<Failure> StationSummary::failures() const {
   std::vector<Failure> failures;
-  for (const PhaseSummary& phase : phases) {
-    if (phase.failed.runs > 0) failures.push_back({phase.name, {}, phase.failed.runs, yield.runs});
+  for (const auto& [name, phase] : phases) {
+    if (phase.failed.runs > 0) failures.push_back({name, {}, phase.failed.runs, yield.runs});
   }
   const std::vector<const MeasurementSummary*> sorted = failingFirst();
   for (const auto& [place, failed] : outside) {
@@ -239,7 +235,7 @@ void Summary::finish() {
   addPassesSince();
   for (StationSummary& station : stations) {
     compute(station.seconds);
-    for (PhaseSummary& phase : station.phases) compute(phase.seconds);
+    for (auto& [name, phase] : station.phases) compute(phase.seconds);
   }
   if (!groupBy) return;
   std::ranges::sort(stations, {}, [&](const StationSummary& station) {

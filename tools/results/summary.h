@@ -92,7 +92,6 @@ struct RunCount {
 };
 
 struct PhaseSummary {
-  uint32_t name = 0;
   RunCount all, failed;
   uint64_t repeatedAttempts = 0;
   Duration seconds;  ///< Of each time it ended.
@@ -129,13 +128,12 @@ struct StationSummary {
   Yield yield;
   std::map<int64_t, Yield> times;  ///< By span of time.
   Duration seconds;
-  std::unordered_set<int64_t> hours;  ///< In which a run began.
-  std::deque<PhaseSummary> phases;
+  std::unordered_set<int64_t> hours;        ///< In which a run began.
+  std::map<uint32_t, PhaseSummary> phases;  ///< By name: in the order in which the names came.
   std::map<MeasurementHead, MeasurementSummary> measurements;
   std::map<std::pair<uint32_t, uint32_t>, RunCount> outside;  ///< By phase and measurement.
   uint64_t lastUnit = 0;   ///< The last one that the yields count.
   bool hasPassed = false;  ///< Its last run.
-  std::unordered_map<uint32_t, size_t> phaseAt;
 };
 
 /// A run that did not pass, with the first thing that was wrong.

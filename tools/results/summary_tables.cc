@@ -58,9 +58,7 @@ class Tables : Results {
     if (kind == kHistory) addHistory(table);
     for (const StationSummary& station : summary.stations) addRows(table, kind, station);
     if (kind == kTimes) {
-      const size_t from = summary.groupBy ? 2 : 1;
-      std::ranges::stable_sort(table.rows, std::greater<>(),
-                               [&](const TableRow& row) { return row.cells[from].text(); });
+      std::ranges::stable_sort(table.rows, std::greater<>(), &TableRow::span);
     } else if (kind == kMeasurements && summary.groupBy) {
       // The groups of a measurement follow each other.
       std::ranges::stable_sort(table.rows, {}, [](const TableRow& row) {
@@ -71,8 +69,7 @@ class Tables : Results {
   }
 
   ordered_json json(const StationSummary& station) const {
-    ordered_json json = objectOf(placeOf(station));
-    json.update(objectOf(cellsOf(station)));
+    ordered_json json = objectOf(joined(placeOf(station), cellsOf(station)));
     if (source.hasYields) json["times"] = list(station.times);
     json["failures"] = list(station.failures());
     json["phases"] = list(station.phases);
@@ -104,6 +101,7 @@ class Tables : Results {
   }
 
  private:
+  using PhaseEntry = std::pair<const uint32_t, PhaseSummary>;
   using YieldSpan = std::pair<const int64_t, Yield>;
   using MeasurementSpan = std::pair<const int64_t, MeasurementSummary::Time>;
 
@@ -116,9 +114,9 @@ class Tables : Results {
     };
     if (kind == kYields) add(cellsOf(station));
     if (kind == kPhases) {
-      for (const PhaseSummary& phase : station.phases) add(cellsOf(phase));
+      for (const PhaseEntry& phase : station.phases) add(cellsOf(phase));
     } else if (kind == kTimes && source.hasYields) {
-      for (const YieldSpan& span : station.times) add(cellsOf(span));
+      for (const YieldSpan& span : station.times) add(cellsOf(span)).span = span.first;
     } else if (kind == kFailures) {
       for (const Failure& failure : station.failures()) {
         TableRow& row = add(cellsOf(failure));
@@ -278,8 +276,9 @@ class Tables : Results {
                    {"", values.count(), "Values", kNumber}});
   }
 
-  Cells cellsOf(const PhaseSummary& phase) const {
-    return joined({{"phase", names.text(phase.name), "Phase", kPlace},
+  Cells cellsOf(const PhaseEntry& entry) const {
+    const PhaseSummary& phase = entry.second;
+    return joined({{"phase", names.text(entry.first), "Phase", kPlace},
                    {"runs", phase.all.runs, "Runs", kNumber},
                    {"failed", phase.failed.runs, "Failed", kNumber},
                    {"repeatedAttempts", phase.repeatedAttempts, "Repeated", kNumber}},
