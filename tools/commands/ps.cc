@@ -92,7 +92,7 @@ void watchProcesses(const PsOptions& options) {
 
 /// Writes the library's own report of a complete snapshot to the test log.
 void logSnapshot() {
-  // A pass ends with the first process that exits while it is under way, and the library tells that
+  // A pass ends with the first process that exits while it is under way, and the library says so
   // on standard output.
   constexpr int kMaxPasses = 50;
   constexpr size_t kTitleLines = 2;

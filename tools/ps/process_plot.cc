@@ -40,7 +40,6 @@ struct Series {
   double sum = 0, peak = 0;
 };
 
-/// What the lines hold.
 struct Recording {
   size_t samples = 0;
   double start = 0, end = 0;

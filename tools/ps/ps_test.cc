@@ -17,7 +17,7 @@ using ::testing::IsSubstring;
 
 class PsTest : public corvane::testing::ToolTest {};
 
-TEST_F(PsTest, AFailureIsToldWithItsReason) {
+TEST_F(PsTest, AFailureIsShownWithItsReason) {
   expectEach({{"ps", 1, "", "processor_set_tasks("}}, "processor_set_tasks");
   expectEach({{"ps >/dev/null", 1, "", "some processes or threads are missing: thread_info()"}},
              "thread_info=6@2");
@@ -30,7 +30,7 @@ TEST_F(PsTest, AFailureIsToldWithItsReason) {
               {"ps --plot x </dev/null", 2, "", "standard input: holds no sample"}});
 }
 
-TEST_F(PsTest, TheReportStandsInTheLog) {
+TEST_F(PsTest, TheReportIsWrittenToTheLog) {
   expectEach({{"ps --log", 0, ""}});
   const auto lines = splitLines(readText(log()));
   ASSERT_GT(lines.size(), 3u);

@@ -17,7 +17,7 @@ std::string textOf(const ordered_json& data) {
   return data.is_number_float() ? decimalText(data.get<double>()) : data.dump();
 }
 
-/// Returns the value safe for a terminal, in quotes where a reader would take it apart.
+/// Returns the value without control characters, in quotes when it has a separator or a quote.
 std::string csvText(const ordered_json& data) {
   if (data.is_null()) return "";
   std::string text = printable(textOf(data));

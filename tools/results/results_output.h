@@ -9,7 +9,7 @@
 #include "tools/results/run_reader.h"
 #include "tools/results/summary.h"
 
-/// What is told of runs and of a summary: tables for a terminal, a page and CSV, the same as JSON,
+/// What is shown of runs and of a summary: tables for a terminal, a page and CSV, the same as JSON,
 /// charts, and a JUnit report.
 namespace corvane::tools {
 
@@ -19,11 +19,9 @@ struct Results {
   const ResultsSource& source;
 };
 
-// What people read of numbers; "-" where there is none.
-
-/// Returns the number with three digits after its point at most.
+/// Returns the number with three digits after its point at most, "-" when there is none.
 std::string roundedText(std::optional<double> value);
-/// Returns the number with as many digits as the deviation gives a meaning, all without one.
+/// Returns it with as many digits as the deviation gives a meaning; without a deviation, with all.
 std::string roundedText(std::optional<double> value, std::optional<double> deviation);
 /// Returns "3.2 to 3.4", "at most 3.4", "at least 3.2", "various" or "-".
 std::string limitsText(const MeasurementHead& measurement);
@@ -43,7 +41,7 @@ struct Value {
   Value(nlohmann::ordered_json held, std::string shown)
       : data(std::move(held)), text(std::move(shown)) {}
 
-  nlohmann::ordered_json data;  ///< Null where there is nothing to tell.
+  nlohmann::ordered_json data;  ///< Null when it is not known.
   std::string text;             ///< Empty where people read `data`.
 };
 
@@ -77,7 +75,7 @@ void printCsv(std::ostream& out, const Cells& cells, bool asNames = false);
 /// Returns the cells as an object; one in it of which nothing is known is null.
 nlohmann::ordered_json objectOf(const Cells& cells);
 
-// What is told of one run: what identifies it, and the rest.
+// The fields of one run: what identifies it, and the rest.
 Cells headOf(const Run& run, const Names& names);
 Cells restOf(const Run& run, const Names& names);
 Cells cellsOf(const PhaseResult& phase, const Names& names);
@@ -111,7 +109,7 @@ struct TableRow {
   Cells cells;
   std::string run = {};  ///< Its id, when the row is about one.
   uint32_t station = 0;
-  int64_t span = 0;
+  int64_t span = 0;                                 ///< Of yields over time.
   const MeasurementSummary* measurement = nullptr;  ///< What the row is about.
 };
 
@@ -122,7 +120,7 @@ struct SummaryTable : TableAbout {
 
 SummaryTable tableOf(TableKind kind, const Results& results);
 
-/// Returns how much was left out, for what reasons.
+/// Returns how much was left out, by reason.
 Cells leftOut(const ResultsSource& source);
 
 nlohmann::ordered_json summaryAsJson(const Results& results);

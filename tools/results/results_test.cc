@@ -28,7 +28,7 @@ MeasurementSummary summaryOf(const std::vector<double>& values) {
   return summary;
 }
 
-TEST(StatisticsTest, LittleIsLostOfValuesThatDifferLittleOrALot) {
+TEST(StatisticsTest, MeanAndDeviationArePreciseForAnySpread) {
   const struct {
     std::vector<double> values;
     double mean;
@@ -72,7 +72,7 @@ TEST(StatisticsTest, BinsHoldTheirValues) {
   }
 }
 
-/// `corvane results` over a few runs whose yields can be told by hand.
+/// `corvane results` over a few runs whose yields can be counted by hand.
 class ResultsTest : public corvane::testing::ToolTest {
  protected:
   ResultsTest() {
@@ -137,7 +137,7 @@ TEST_F(ResultsTest, YieldsFailuresAndMeasurementsAreShown) {
   EXPECT_EQ(jsonOf(file())["schema"], 1);
 }
 
-TEST_F(ResultsTest, FiltersTakeRunsApart) {
+TEST_F(ResultsTest, FiltersChooseRuns) {
   const std::tuple<std::string, int, const char*> cases[] = {
       {"", 7, "0.333 0.666 3"},
       {"--station speaker --station camera", 5, "0.333 0.666 3"},
@@ -194,7 +194,7 @@ TEST_F(ResultsTest, ARunCountsOnceInFilesOfAFolder) {
   EXPECT_EQ(jsonOf(path("many.jsonl").string())["stations"][0]["firstPassYield"], 1.0);
 }
 
-TEST_F(ResultsTest, ChecksAttemptsLimitsAndGroupsAreTold) {
+TEST_F(ResultsTest, ChecksAttemptsLimitsAndGroupsAreShown) {
   const auto add = [&](const std::string& fields) {
     _text +=
         R"({"schema":1,"time":"2026-11-17","station":"s","run":"x","unit":"SN9",)" + fields + "}\n";
@@ -301,7 +301,7 @@ TEST_F(ResultsTest, RowsAndAPageAreWritten) {
   }
 }
 
-TEST_F(ResultsTest, NothingThatIsReadIsReplacedAndNothingIsSilent) {
+TEST_F(ResultsTest, InputsAreNotReplacedAndProblemsAreReported) {
   std::filesystem::create_symlink(file(), path("link"));
   writeText(path("damaged.jsonl"), "{");
   const std::tuple<std::string, int, const char*> cases[] = {

@@ -243,7 +243,7 @@ class RunReader {
     return run;
   }
 
-  /// Goes on with a run that is new, or began in another file or a later line.
+  /// Notes that the run, which may be new, has lines in this file, the first with this time.
   void goOn(OpenRun& run, const Line& line, int64_t time) const {
     run.file = _file;
     run.earlier = run.lines.size();

@@ -33,8 +33,6 @@ class Names {
     _ids.emplace(_texts.emplace_back(text), id);
     return id;
   }
-  bool has(std::string_view text) const { return _ids.contains(text); }
-  size_t size() const { return _texts.size(); }
   const std::string& text(uint32_t id) const { return _texts[id]; }
 
  private:

@@ -130,7 +130,8 @@ uint32_t Summary::stationOf(const Run& run) {
     std::string text = *groupBy < run.fields.size() ? _names.text(run.fields[*groupBy])
                                                     : wallTimeText(hourAt(run.time)).substr(0, 10);
     if (text.empty()) text = "(unknown)";
-    group = groups.idOf(groups.size() <= kMaxGroups || groups.has(text) ? text : "other");
+    group = groups.idOf(text);
+    if (group > kMaxGroups) group = groups.idOf("other");
   }
   const uint64_t key = uint64_t{run.station} << 32 | group;
   const auto [entry, isNew] = _stationAt.try_emplace(key, stations.size());

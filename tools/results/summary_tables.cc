@@ -14,7 +14,7 @@ using nlohmann::ordered_json;
 using enum Style;
 using enum TableKind;
 
-/// Units that a row of what fails names.
+/// In a row of what fails.
 constexpr size_t kMaxUnits = 5;
 
 Value share(uint64_t part, uint64_t whole) {
@@ -47,7 +47,7 @@ Cells secondsOf(const Duration& duration) {
           {"seconds/percentile95", seconds(duration.percentile95), "95 %", kNumber}};
 }
 
-/// What is told of stations and of what they have, as cells, rows and JSON.
+/// Stations and their phases, measurements and runs as cells, rows and JSON.
 class Tables : Results {
  public:
   explicit Tables(const Results& results) : Results(results) {}
