@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <map>
 #include <regex>
 #include <sstream>
 
@@ -166,13 +165,12 @@ void printManual(const CLI::App& app) {
 }  // namespace
 
 void addShell(CLI::App& app) {
-  using Scripts = std::map<std::string, std::string>;
   Command completion = Command(app).add("completion", "Print a shell's completion script",
                                         "Example, for bash:\n  source <(corvane completion bash)");
   auto& script = completion.actionOn<std::string>([](const auto& text) { std::cout << text; });
   completion
       .choice("SHELL", script, "The shell that reads it",
-              Scripts{{"bash", kBash}, {"fish", kFish}, {"zsh", kZsh}})
+              {{"bash", kBash}, {"fish", kFish}, {"zsh", kZsh}})
       .required();
 
   // For the scripts and for the build; not among the commands that --help shows.

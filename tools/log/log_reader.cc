@@ -25,12 +25,8 @@ void LogReader::open() {
   fail(errno == ELOOP ? "is a symbolic link" : std::strerror(errno));
 }
 
-void LogReader::skipToEnd() {
-  if (_descriptor) _position = facts().st_size;
-}
-
 void LogReader::skipToLast(size_t lines) {
-  skipToEnd();
+  if (_descriptor) _position = facts().st_size;
   const off_t end = _position;
   std::string piece;
   for (off_t lastFeed = end; _position > 0 && lines > 0;) {
@@ -99,8 +95,7 @@ void LogReader::followOn() {
   if (isSame && opened.st_size >= _position) return;
   if (!isSame) _descriptor = FileDescriptor();
   _position = 0;
-  _text.clear();
-  _begin = 0;
+  take(text().size());
 }
 
 struct stat LogReader::facts() const {
@@ -125,7 +120,7 @@ void writeToLog(size_t lines, const std::function<void()>& write) {
   const std::string file = devicePath(kLogFile);
   if (file.empty()) throw CommandError(kNotReady, "the unit is not ready");
   LogReader log(file, true);
-  log.skipToEnd();
+  log.skipToLast(0);
   write();
   size_t written = 0;
   while (log.nextLine()) ++written;

@@ -30,7 +30,6 @@ class LogReader {
   /// A missing file is an error unless it `mayCome` later.
   LogReader(const std::string& file, bool mayCome) : _file(file), _mayCome(mayCome) { open(); }
 
-  void skipToEnd();
   /// Skips to the last `lines` lines of what the file holds now. Leaves out those before a line of
   /// more than `kMaxRecord` bytes.
   void skipToLast(size_t lines);

@@ -275,8 +275,7 @@ std::set<std::string> changedPlaces(const Places& left, const Places& right) {
 
 Judgement judge(const Station& station, const GoodRun& good, const Case& what, const Run& run) {
   if (run.isHung) {
-    return {"hang",
-            "it had not ended after " + std::to_string(static_cast<int>(run.seconds)) + " s"};
+    return {"hang", "it had not ended after " + std::to_string(int(run.seconds)) + " s"};
   }
   if (!run.isReached) return {"not reached"};
   if (!run.after) return {"unjudged", run.unreadable};

@@ -117,10 +117,9 @@ class Trial {
   /// Returns the cases that were asked for, in an order in which each kind has its share of however
   /// many are run.
   std::vector<Case> chosen(std::vector<Case> cases) {
-    const auto& kinds = _options.kinds;
     const std::string& name = _options.onlyCase;
     std::ranges::shuffle(cases, _random);
-    std::erase_if(cases, [&](const Case& what) {
+    std::erase_if(cases, [&, &kinds = _options.kinds](const Case& what) {
       const bool isOfKind = kinds.empty() || std::ranges::count(kinds, what.kind) > 0;
       return name.empty() ? !isOfKind : what.name != name;
     });
@@ -179,9 +178,8 @@ class Trial {
   void note(const Case& what, const Judgement& judgement, const fs::path& folder) {
     const std::lock_guard lock(_lock);
     ++_count;
-    for (const std::string& name : {std::string("cases"), judgement.finding}) {
-      ++_kinds[what.kind][name].get_ref<uint64_t&>();
-    }
+    ++_kinds[what.kind]["cases"].get_ref<uint64_t&>();
+    ++_kinds[what.kind][judgement.finding].get_ref<uint64_t&>();
     if (isatty(STDERR_FILENO)) std::fprintf(stderr, "\r%zu", _count);
     if (judgement.reason.empty()) return;
     if (!_options.keep.empty()) keep(what, folder);

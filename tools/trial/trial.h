@@ -52,8 +52,6 @@ struct Options {
 /// when the station does not describe itself or does not pass on a good unit.
 nlohmann::ordered_json tryStation(const Options& options);
 
-// What a trial is made of: units, cases, runs, and the judge.
-
 using Clock = std::chrono::steady_clock;
 inline double secondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
