@@ -34,8 +34,11 @@ AreaReport readStoreToLook() {
 }
 
 uint32_t keyOf(const std::string& text) {
-  const std::optional<uint32_t> key = parseKey(text);
-  if (key) return *key;
+  const bool isNumber = text.starts_with("0x");
+  const std::optional<uint32_t> number = parseNumber<uint32_t>(text);
+  if (isNumber && number) return *number;
+  const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+  if (!isNumber && text.size() == 4 && isPrintable) return unit::keyOf(text);
   throw CommandError(kUsage,
                      "'" + text + "' is not a key; give four characters, or 0x and a number");
 }
@@ -101,7 +104,7 @@ void setKey(const SetOptions& options) {
   }
   constexpr size_t kMaxWidth = 60;
   printResult(options.json, keyAsJson(key, *done.after, value),
-              keyName(key) + ": " + preview(value, kMaxWidth) + "\n");
+              keyName(key) + ": " + shortened(printable(valueText(value)), kMaxWidth) + "\n");
 }
 
 void deleteKey(const std::string& keyText) {

@@ -2,7 +2,6 @@
 #include <utf8.h>
 
 #include <algorithm>
-#include <array>
 
 #include "host/include/device_error.h"
 #include "host/include/unit_lock.h"
@@ -15,14 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::array kFixedPaths = {
-    std::string_view(kDeviceFile),
-    std::string_view(kNvramFile),
-    std::string_view(kVersionFile),
-    std::string_view(kTestLogFile),
-    std::string_view("root/private/var/logs/CorvaneTov/Expected/logCollection.plist"),
-    std::string_view("root/private/var/logs/BurnIn/.CorvaneLogsCollected"),
-    std::string_view("root/private/var/logs/BurnIn/.logsCollected")};
+const std::vector<std::string> kFixedPaths = {
+    kDeviceFile,
+    kNvramFile,
+    kVersionFile,
+    kTestLogFile,
+    "root/private/var/logs/CorvaneTov/Expected/logCollection.plist",
+    "root/private/var/logs/BurnIn/.CorvaneLogsCollected",
+    "root/private/var/logs/BurnIn/.logsCollected"};
 
 Bytes readWhole(const std::string& file, size_t maxMebibytes) {
   FileBytes contents = readFile(file, maxMebibytes << 20);
@@ -75,7 +74,7 @@ bool isImagePath(std::string_view path) {
 }
 
 bool holdsImageFiles(const std::string& path) {
-  return path == "data" || std::ranges::any_of(kFixedPaths, [&](std::string_view fixed) {
+  return path == "data" || std::ranges::any_of(kFixedPaths, [&](const std::string& fixed) {
            return fixed.starts_with(path + "/");
          });
 }
@@ -87,7 +86,7 @@ UnitImage readUnitFolder(const fs::path& folder) try {
   std::optional<host::UnitLock> lock;
   if (::access(folder.c_str(), W_OK) == 0) lock.emplace(folder);
   UnitImage image;
-  for (const std::string_view path : kFixedPaths) addFile(image, folder, std::string(path));
+  for (const std::string& path : kFixedPaths) addFile(image, folder, path);
   if (!fs::exists(folder / "data")) return image;
   for (const auto& entry : fs::directory_iterator(folder / "data")) {
     const std::string path = "data/" + entry.path().filename().string();
@@ -108,9 +107,7 @@ UnitImage readImage(const std::string& source, std::optional<DumpKind> kind) {
   // A document has up to three characters for each byte of a unit's files.
   Bytes contents = readWhole(source, 512);
   const std::string name = source == "-" ? "standard input" : source;
-  const auto first = std::ranges::find_if_not(
-      contents, [](uint8_t byte) { return byte == ' ' || byte == '\n' || byte == '\r'; });
-  const bool isDocument = !kind && first != contents.end() && *first == '{';
+  const bool isDocument = !kind && !contents.empty() && contents[0] == '{';
   UnitImage image =
       isDocument ? imageOfDocument(contents, name) : imageOfDump(std::move(contents), kind, name);
   image.sources = {source};

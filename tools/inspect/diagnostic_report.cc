@@ -72,11 +72,10 @@ class DiagnosticReporter {
     const size_t offset = slotOffset<Time>(slot);
     const std::string name = "record " + std::to_string(slot + 1) + ": its ";
     const size_t findingsBefore = _report.findings.size();
-    const std::string time = "time, " + std::to_string(record.time);
-    if (record.time == int64_t{kFreeSlotTime}) {
-      add(offset, sizeof(Time), name + time + ", marks a free slot");
-    } else if (record.time < 0 || record.time > int64_t{kFreeSlotTime}) {
-      add(offset, sizeof(Time), name + time + ", is out of range");
+    // The highest time marks a free slot.
+    if (record.time < 0 || record.time >= int64_t{kFreeSlotTime}) {
+      add(offset, sizeof(Time),
+          name + "time, " + std::to_string(record.time) + ", is out of range");
     }
     if (versionOf(record) != 0) {
       add(offset + offsetof(Record, flags), 1,

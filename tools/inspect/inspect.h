@@ -154,18 +154,12 @@ nlohmann::ordered_json keyAsJson(uint32_t key, ByteSpan value, ByteSpan written)
 
 using unit::keyName;
 
-/// Parses four printable characters, or 0x and hexadecimal digits. Returns nothing for other text.
-std::optional<uint32_t> parseKey(std::string_view text);
-
 /// Parses pairs of digits, with or without white space between them. Returns nothing for other
 /// text.
 std::optional<unit::Bytes> parseHex(std::string_view text);
 
 /// Returns the value as text when it is plain text, else as 0x and hexadecimal digits.
 std::string valueText(ByteSpan value);
-
-/// Returns `valueText` on one line of at most `width` columns. A shortened value ends in "...".
-std::string preview(ByteSpan value, size_t width);
 
 }  // namespace corvane::tools
 

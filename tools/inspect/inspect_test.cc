@@ -139,7 +139,7 @@ TEST(InspectTest, DamageIsNamedWithItsBytes) {
       {area, kHidden, kNextEntry, 20, "hides", {{true, true, false}}},
       {area, {{{5000, 0}, {5020, 0}}}, 5000, 24, "free space"},
       {data, {{{132, 256}}}, 128, 8, "record 1: its time, 1101211627776"},
-      {data, {{{176, 0xFFFFFFFF}}}, 176, 8, "record 3: its time, 4294967295, marks a free slot"},
+      {data, {{{176, 0xFFFFFFFF}}}, 176, 8, "record 3: its time, 4294967295, is out of range"},
       {data, {{{160, 0x4407}}}, 161, 1, "record 2: its version is 4"},
       {data, {{{186, 1}}}, 186, 14, "record 3: its message"},
       {data, {{{136, 7}}}, 152, 24, "slot 2 lies after"},

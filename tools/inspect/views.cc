@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "controlbits/control_bit_byte.h"
@@ -47,7 +46,9 @@ Table entryTable(const AreaReport& report, size_t valueWidth) {
   for (const AreaEntry& entry : report.entries) {
     table.addRow({keyName(entry.key), entry.isIndirect ? "indirect" : "inline",
                   std::to_string(entry.valueLength),
-                  entry.fault.empty() ? preview(entry.writtenValue(), valueWidth) : "(damaged)"});
+                  entry.fault.empty()
+                      ? shortened(printable(valueText(entry.writtenValue())), valueWidth)
+                      : "(damaged)"});
   }
   return table;
 }
@@ -107,11 +108,8 @@ void to_json(Json& json, const AreaEntry& entry) {
                {"offset", entry.offset},
                {"valueOffset", entry.valueOffset},
                {"found", entry.isFound},
-               {"fault", orNull(entry.fault)}});
-  if (entry.fault.empty()) return;
-  json["length"] = entry.valueLength;
-  json.erase("hex");
-  json.erase("text");
+               {"fault", orNull(entry.fault)},
+               {"length", entry.valueLength}});
 }
 
 void to_json(Json& json, const AreaReport& report) {
@@ -137,12 +135,6 @@ void to_json(Json& json, const Finding& finding) {
   json = {{"offset", offset}, {"length", length}, {"reason", reason}};
 }
 
-std::optional<uint32_t> parseKey(std::string_view text) {
-  if (text.starts_with("0x")) return parseNumber<uint32_t>(text);
-  const bool isPrintable = std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
-  return text.size() == 4 && isPrintable ? std::optional(unit::keyOf(text)) : std::nullopt;
-}
-
 std::optional<unit::Bytes> parseHex(std::string_view text) {
   unit::Bytes bytes;
   size_t at = 0;
@@ -157,10 +149,6 @@ std::optional<unit::Bytes> parseHex(std::string_view text) {
 
 std::string valueText(ByteSpan value) {
   return isPlainText(value) ? std::string(value.begin(), value.end()) : "0x" + hexText(value);
-}
-
-std::string preview(ByteSpan value, size_t width) {
-  return shortened(printable(valueText(value)), width);
 }
 
 }  // namespace corvane::tools
