@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kSubject[] = "/subject";
 constexpr char kBaseline[] = "/baseline";
-constexpr char kApart[] = "/apart";
+constexpr char kExcluded[] = "/excluded";
 constexpr char kBareSubject[] = "/bare-subject";
 constexpr char kBareBaseline[] = "/bare-baseline";
 
@@ -26,6 +26,16 @@ double median(std::vector<double> values) {
   return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+/// Returns why the run failed; nothing when it did not. From version 1.8 of the benchmark library
+/// on, a run that failed is one that was skipped.
+std::optional<std::string> failureOf(const auto& run) {
+  if constexpr (requires { run.error_occurred; }) {
+    return run.error_occurred ? std::optional(run.error_message) : std::nullopt;
+  } else {
+    return run.skipped != 0 ? std::optional(run.skip_message) : std::nullopt;
+  }
+}
+
 /// Keeps the microseconds per operation of each repetition instead of printing them.
 class Collector : public benchmark::BenchmarkReporter {
  public:
@@ -33,9 +43,8 @@ class Collector : public benchmark::BenchmarkReporter {
 
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.error_occurred) {
-        std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                     run.error_message.c_str());
+      if (const auto failure = failureOf(run)) {
+        std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(), failure->c_str());
         _hasFailed = true;
       } else if (run.run_type == Run::RT_Iteration) {
         _times[run.run_name.function_name].push_back(run.real_accumulated_time /
@@ -63,10 +72,10 @@ struct Result {
   double bound;
   double subject;
   double baseline;
-  double apart;
+  double excluded;
   double bareRatio;
 
-  double ratio() const { return (subject - apart) / baseline / bareRatio; }
+  double ratio() const { return (subject - excluded) / baseline / bareRatio; }
   bool isOver() const { return !(ratio() <= bound); }
 };
 
@@ -76,23 +85,23 @@ std::vector<Result> resultsOf(const Collector& measured) {
   for (const Pair& pair : pairs()) {
     const auto subject = measured.medianOf(pair.name + kSubject);
     const auto baseline = measured.medianOf(pair.name + kBaseline);
-    const auto apart = pair.apart ? measured.medianOf(pair.name + kApart) : 0.0;
+    const auto excluded = pair.excluded ? measured.medianOf(pair.name + kExcluded) : 0.0;
     const auto bareSubject = pair.bareSubject ? measured.medianOf(pair.name + kBareSubject) : 1.0;
     const auto bareBaseline =
         pair.bareBaseline ? measured.medianOf(pair.name + kBareBaseline) : 1.0;
-    if (!subject || !baseline || !apart || !bareSubject || !bareBaseline) continue;
+    if (!subject || !baseline || !excluded || !bareSubject || !bareBaseline) continue;
     results.push_back(
-        {pair.name, pair.bound, *subject, *baseline, *apart, *bareSubject / *bareBaseline});
+        {pair.name, pair.bound, *subject, *baseline, *excluded, *bareSubject / *bareBaseline});
   }
   return results;
 }
 
 void print(const std::vector<Result>& results) {
-  std::printf("%-28s %12s %12s %12s %7s %7s %7s\n", "pair (medians in us)", "subject", "apart",
+  std::printf("%-28s %12s %12s %12s %7s %7s %7s\n", "pair (medians in us)", "subject", "excluded",
               "baseline", "bare", "ratio", "bound");
   for (const Result& result : results) {
     std::printf("%-28s %12.3f %12.3f %12.3f %7.2f %7.2f %7.2f  %s\n", result.name.c_str(),
-                result.subject, result.apart, result.baseline, result.bareRatio, result.ratio(),
+                result.subject, result.excluded, result.baseline, result.bareRatio, result.ratio(),
                 result.bound, result.isOver() ? "OVER" : "ok");
   }
 }
@@ -132,7 +141,7 @@ int runPairs(int argc, char** argv) {
   for (const Pair& pair : pairs()) {
     registerSide(pair, kSubject, pair.subject);
     registerSide(pair, kBaseline, pair.baseline);
-    registerSide(pair, kApart, pair.apart);
+    registerSide(pair, kExcluded, pair.excluded);
     registerSide(pair, kBareSubject, pair.bareSubject);
     registerSide(pair, kBareBaseline, pair.bareBaseline);
   }

@@ -21,7 +21,7 @@ struct Pair {
   Side baseline;
   /// A part of the subject that the bound leaves out: measured by itself and subtracted from the
   /// subject's median. Null when all of the subject counts.
-  Side apart = nullptr;
+  Side excluded = nullptr;
   /// What the machine itself makes of the two sides, without the library: the ratio is divided by
   /// that of these two. Null when the ratio counts as it is.
   Side bareSubject = nullptr;

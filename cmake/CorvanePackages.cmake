@@ -69,7 +69,7 @@ This package holds the library, the station kit above it, and the libraries
 that offer a virtual device on Linux.")
 
 corvane_package(libcorvane-dev COMPONENTS development corefoundation-development SECTION libdevel
-                DEPENDS "${same_version}" SUGGESTS "corvane (= ${PROJECT_VERSION}), cmake, pkg-config" DESCRIPTION
+                DEPENDS "${same_version}" SUGGESTS "corvane (= ${PROJECT_VERSION}), cmake, pkgconf" DESCRIPTION
 "support library for factory test programs - development files
 Corvane is what the programs of test stations link: the test-status bytes, the
 configuration keys and the records that stations leave on a unit, its boot
