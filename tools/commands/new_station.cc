@@ -81,8 +81,8 @@ std::string keyOf(int number) { return "R" + std::to_string(1000 + number).subst
 /// What is taken, each with whose it is.
 using Owners = std::map<int, std::string>;
 
-/// Returns `given` or, when absent, the first from `first` in steps below `limit` that has no
-/// owner. Throws for a given one that has an owner, and when none is free.
+/// Returns `given` or, when absent, the first of `first`, `first` + `step`, ..., which go on from 0
+/// at `limit`, that has no owner. Throws for a given one that has an owner, and when none is free.
 int chosen(const std::string& what, const std::string& option, std::optional<int> given, int first,
            int step, int limit, const Owners& owners) {
   if (given && !owners.contains(*given)) return *given;
@@ -120,14 +120,14 @@ Station newStation(const std::string& name, std::optional<int> number, std::opti
 
 std::string filled(std::string_view text, const Station& station) {
   const std::pair<std::string, std::string> fields[] = {
-      {"NAME", station.name},
-      {"NUMBER", std::to_string(station.number)},
-      {"OFFSET", std::to_string(station.statusOffset)},
-      {"POISON_OFFSET", std::to_string(station.poisonOffset)},
-      {"KEY", station.runCountKey}};
+      {R"(\{\{NAME\}\})", station.name},
+      {R"(\{\{NUMBER\}\})", std::to_string(station.number)},
+      {R"(\{\{OFFSET\}\})", std::to_string(station.statusOffset)},
+      {R"(\{\{POISON_OFFSET\}\})", std::to_string(station.poisonOffset)},
+      {R"(\{\{KEY\}\})", station.runCountKey}};
   std::string result(text);
   for (const auto& [field, value] : fields) {
-    result = std::regex_replace(result, std::regex(R"(\{\{)" + field + R"(\}\})"), value);
+    result = std::regex_replace(result, std::regex(field), value);
   }
   return result;
 }
