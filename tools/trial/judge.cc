@@ -20,12 +20,9 @@ namespace field = station::line_field;
 using Slot = DiagnosticRecord<time_t>;
 constexpr size_t kRecordsEnd = slotOffset<time_t>(kRecordSlots);
 
-std::string bytePlace(size_t offset) { return "byte " + std::to_string(offset); }
-
 constexpr char kRecordPlace[] = "record ";
-
+std::string bytePlace(size_t offset) { return "byte " + std::to_string(offset); }
 std::string keyPlace(uint32_t key) { return "key " + unit::keyName(key); }
-
 uint8_t byteIn(const Places& unit, size_t offset) { return unit.at(bytePlace(offset)).at(0); }
 
 /// Returns what the unit has under the name; empty when it has nothing.
@@ -72,7 +69,8 @@ class Judge {
     for (const std::string& place : _changed) {
       if (!place.starts_with(kRecordPlace)) continue;
       const bool isNew = contentsIn(_before, place).empty();
-      isNew ? _added.push_back(_after[place]) : void(_isRecordLost = true);
+      if (isNew) _added.push_back(_after[place]);
+      _isRecordLost |= !isNew;
     }
   }
 

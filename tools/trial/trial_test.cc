@@ -43,6 +43,8 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
     EXPECT_EQ(summary["findings"][0]["finding"], finding);
     EXPECT_PRED_FORMAT2(::testing::IsSubstring, reason, summary["findings"][0]["reason"]);
   }
+  const auto meddled = tryStation(kLiar + "--only meddling -- ignores-refusal", 1)["findings"];
+  EXPECT_PRED_FORMAT2(::testing::IsSubstring, "an old record is lost", meddled.dump());
 }
 
 TEST_F(TrialTest, AnHonestStationIsTriedInEveryWayAndLeavesNothing) {
