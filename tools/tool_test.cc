@@ -293,25 +293,17 @@ TEST_F(CommandTest, AConfigurationChangeThatCannotBeMadeLeavesTheAreaAlone) {
 
 TEST_F(CommandTest, AChangeIsReportedAsTheUnitHoldsItWhicheverReadFails) {
   const std::string read = "IORegistryEntryCreateCFProperty@";
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"bootargs set a", "bootargs set b", "nvram.plist"},
-      {"bootargs set a", "bootargs add b", "nvram.plist"},
-      {"status set 24 --status passed", "poison set 24", "data/VelmoDiagnosticData.bin"}};
-  for (const auto& [before, change, file] : cases) {
-    EXPECT_EQ(run(before).exitStatus, 0);
-    const std::string old = readText(unit() / file);
-    EXPECT_EQ(run(change).exitStatus, 0);
-    const std::string wanted = readText(unit() / file);
+  EXPECT_EQ(run("bootargs set a").exitStatus, 0);
+  const std::string old = readText(unit() / "nvram.plist");
+  for (const char* change : {"bootargs set b", "bootargs add b"}) {
     for (const char* number : {"1", "2", "3", "3+", "4", "5"}) {
-      writeText(unit() / file, old);
+      writeText(unit() / "nvram.plist", old);
       const Outcome outcome = run(change, read + number);
       const std::string said = change + (" @" + (number + outcome.output)) + outcome.errors;
-      const std::string now = readText(unit() / file);
-      EXPECT_TRUE(now == old || now == wanted) << said;
-      EXPECT_TRUE(now == wanted || outcome.exitStatus != 0) << said;
-      EXPECT_TRUE(now == old || outcome.exitStatus == 0 ||
-                  outcome.errors.find("not known") != std::string::npos ||
-                  outcome.errors.find("not taken back") != std::string::npos)
+      const bool isChanged = readText(unit() / "nvram.plist") != old;
+      EXPECT_TRUE(isChanged || outcome.exitStatus != 0) << said;
+      EXPECT_TRUE(!isChanged || outcome.exitStatus == 0 ||
+                  outcome.errors.find("not known") != std::string::npos)
           << said;
       EXPECT_EQ(outcome.output.find("(not set)"), std::string::npos) << said;
     }

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <functional>
+#include <tuple>
 
 #include "controlbits/diagnostic_record.h"
 #include "tools/inspect/inspect.h"
@@ -15,8 +16,9 @@ std::pair<std::optional<DumpKind>, std::string> guess(ByteSpan contents) {
   if (contents.size() >= sizeof area::kMagic && area::loadWord(contents.data()) == area::kMagic) {
     return {DumpKind::kConfiguration, "it begins with the magic number"};
   }
-  if (contents.size() == kConfigurationAreaSize) {
-    return {DumpKind::kConfiguration, "it has the size of a configuration area"};
+  if (contents.size() == kConfigurationAreaSize &&
+      area::loadWord(&contents[offsetof(area::Header, area_size)]) == kConfigurationAreaSize) {
+    return {DumpKind::kConfiguration, "it has the size of an area, and its header says so"};
   }
   // Stations leave bits 5 to 7 of a control-bit byte set.
   const auto usual =

@@ -168,11 +168,12 @@ TEST(InspectTest, DamageIsNamedWithItsBytes) {
 
 TEST(InspectTest, OtherBytesAreUnknownUnlessTheCallerNamesTheirKind) {
   std::mt19937 random(1);
-  Bytes noise(1024);
+  Bytes noise(kConfigurationAreaSize);
   std::ranges::generate(noise, [&random] { return static_cast<uint8_t>(random()); });
   const std::pair<Bytes, const char*> cases[] = {
       {Bytes(), "every byte of it is the same"},
       {Bytes(8192, 0xFF), "every byte of it is the same"},
+      {damaged(Bytes(1024, 0), {{{0, 1}}}), "neither like"},
       {noise, "neither like"},
   };
   for (const auto& [contents, reason] : cases) {
