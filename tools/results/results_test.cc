@@ -35,7 +35,7 @@ TEST(StatisticsTest, MeanAndDeviationArePreciseForAnySpread) {
     std::optional<double> deviation;
     size_t bins;  ///< How many have a value.
     const char* shown;
-  } cases[] = {{{9e15, 9e15 + 2, 9e15 + 2}, 9e15 + 1, 1.1547005383792515, 2, "9000000000000001"},
+  } cases[] = {{{6e15 + 20, 6e15 + 22, 6e15 + 21}, 6e15 + 21, 1, 3, "6000000000000021"},
                {{26e6 + 2, 26e6 - 2, 26e6}, 26e6, 2, 3, "26000000"},
                {{3e-18, 1e-18, 2e-18}, 2e-18, 1e-18, 3, "2e-18"},
                {{0, 0, 3e-9, 0}, 0.75e-9, 1.5e-9, 2, "7.5e-10"},
@@ -62,6 +62,7 @@ TEST(StatisticsTest, BinsHoldTheirValues) {
     }
     const MeasurementSummary summary = summaryOf(values);
     const Histogram& histogram = summary.histogram;
+    EXPECT_LE(histogram.counts().size(), 64u);
     for (const auto& [bin, count] : histogram.counts()) {
       const auto isInside = [&, at = bin](double value) {
         return value >= histogram.begin(at) && value < histogram.begin(at + 1);
@@ -131,7 +132,7 @@ TEST_F(ResultsTest, YieldsFailuresAndMeasurementsAreShown) {
        {"speaker           33.33 %  66.67 %      3     5       1           1        1          0",
         "speaker  tone                   1  25.00 %  SN1\n", "\nSN1             2026-11-16 ",
         "80 dB (at most 75)", "failed, then passed", "loudness, dB      4  73.25      4.573 ",
-        "tone   loudness, dB  2026-11-16T0"}) {
+        "tone   loudness, dB  2026-11-16T0", "PASSED  FIRST PASS\ncamera & <co>  2026-11-16T06"}) {
     EXPECT_PRED_FORMAT2(IsSubstring, part, table.output);
   }
   EXPECT_EQ(jsonOf(file())["schema"], 1);
