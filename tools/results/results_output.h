@@ -31,7 +31,7 @@ std::string valueText(const Measurement& measurement, const Names& names);
 /// A value as JSON and CSV have it, and as people read it.
 struct Value {
   // NOLINTBEGIN(google-explicit-constructor): a cell is written as its value.
-  Value() = default;
+  Value() : data(nullptr) {}
   template <typename T>
   Value(const T& given) : data(given) {}
   template <typename T>
