@@ -190,17 +190,11 @@ class Trial {
                          {"repeat", repeatOf(what)}});
   }
 
-  fs::path keptFolder(const Case& what) const {
-    std::string name = what.name;
-    std::ranges::replace(name, '/', '_');
-    return fs::path(_options.keep) / name;
-  }
-
   /// Replaces what an earlier trial kept of the case.
   void keep(const Case& what, const fs::path& folder) const {
     constexpr auto kWhole = fs::copy_options::recursive | fs::copy_options::copy_symlinks;
     fs::copy(what.unit, folder / "before", kWhole);
-    const fs::path kept = keptFolder(what);
+    const fs::path kept = fs::path(_options.keep) / what.name;
     fs::create_directories(kept);
     for (const char* name : {"before", "unit", "results", "output"}) {
       fs::remove_all(kept / name);
@@ -213,7 +207,7 @@ class Trial {
     for (const std::string& argument : _station.arguments) arguments += " " + quoted(argument);
     const std::string program = quoted(_station.program);
     if (!what.faults.empty() && !what.meddling && !_options.keep.empty()) {
-      return "CORVANE_DEVICE=" + quoted(keptFolder(what) / "before") +
+      return "CORVANE_DEVICE=" + quoted(fs::path(_options.keep) / what.name / "before") +
              " CORVANE_FAULTS=" + quoted(what.faults) + " " + program + arguments;
     }
     std::string places;
