@@ -76,19 +76,19 @@ std::string svgText(double x, double y, const char* anchor, std::string_view tex
          markupText(text) + "</text>";
 }
 
-Html Html::raw(std::string markup) {
+Html Html::raw(std::string written) {
   Html html;
-  html._markup = std::move(markup);
+  html.markup = std::move(written);
   return html;
 }
 
 Html& Html::operator+=(const Html& more) {
-  _markup += more._markup;
+  markup += more.markup;
   return *this;
 }
 
 Html linkTo(const std::string& id, const Html& content) {
-  return Html::raw("<a href=\"#" + markupText(id) + "\">" + content.markup() + "</a>");
+  return Html::raw("<a href=\"#" + markupText(id) + "\">" + content.markup + "</a>");
 }
 
 std::string paragraph(std::string_view text) { return "<p>" + markupText(text) + "</p>\n"; }
@@ -112,7 +112,7 @@ std::string htmlTable(const std::string& label, const std::vector<std::string>& 
   for (const HtmlRow& row : rows) {
     html += row.id.empty() ? "<tr>" : "<tr id=\"" + markupText(row.id) + "\">";
     for (size_t i = 0; i < row.cells.size(); ++i) {
-      html += (i == 0 ? "<th scope=\"row\"" : "<td") + classOf(i) + ">" + row.cells[i].markup() +
+      html += (i == 0 ? "<th scope=\"row\"" : "<td") + classOf(i) + ">" + row.cells[i].markup +
               (i == 0 ? "</th>" : "</td>");
     }
     html += "</tr>\n";

@@ -23,21 +23,18 @@ std::string svgText(double x, double y, const char* anchor, std::string_view tex
 
 /// A piece of HTML. Text is escaped when it becomes one, so that it cannot become markup by
 /// mistake.
-class Html {
- public:
+struct Html {
   Html() = default;
   template <std::convertible_to<std::string_view> Text>
   // NOLINTNEXTLINE(google-explicit-constructor): a cell is written as its text.
-  Html(const Text& text) : _markup(markupText(text)) {}
+  Html(const Text& text) : markup(markupText(text)) {}
   /// Takes markup that the tool itself has written.
-  static Html raw(std::string markup);
+  static Html raw(std::string written);
 
   Html& operator+=(const Html& more);
   friend Html operator+(Html a, const Html& b) { return a += b; }
-  const std::string& markup() const { return _markup; }
 
- private:
-  std::string _markup;
+  std::string markup;
 };
 
 /// Returns a link to the element of the page that has this id.

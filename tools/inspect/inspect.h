@@ -75,7 +75,6 @@ struct AreaEntry {
 
 /// The data set "VelmoDiagnosticDataSysCfg".
 struct AreaReport {
-  /// Size of the area in bytes.
   size_t size = 0;
   /// Absent when the area is too small for a header.
   std::optional<area::Header> header;

@@ -202,7 +202,7 @@ std::string reportPage(const std::vector<std::pair<std::string, UnitImage>>& sub
     const std::vector<Statement> statements = statementsOn(image);
     const std::string id = "subject-" + std::to_string(&subject - subjects.data());
     list +=
-        "<li>" + linkTo(id, name).markup() + ": " + markupText(statements[0].headline) + "</li>\n";
+        "<li>" + linkTo(id, name).markup + ": " + markupText(statements[0].headline) + "</li>\n";
     articles += articleOn(name, image, id, statements);
   }
   std::string html = subjects.size() > 1 ? "<nav><ul>\n" + list + "</ul></nav>\n" : "";

@@ -18,8 +18,7 @@ struct Statement {
   /// "Failed", "Failed, or poisoned", "Damaged", "Incomplete", "Uncommitted", "Passed",
   /// "Not tested" or "Sound".
   std::string headline;
-  /// A whole sentence.
-  std::string detail;
+  std::string detail;  ///< A whole sentence.
 };
 
 /// Returns at least one statement on a unit or a dump, the gravest first.
