@@ -91,7 +91,7 @@ std::string yieldCharts(const Results& results) {
   return charts.empty() ? "" : "<h2>Yields over time</h2>\n" + charts;
 }
 
-std::string listOf(const std::vector<std::string>& texts) {
+std::string inOneLine(const std::vector<std::string>& texts) {
   std::string all;
   for (const std::string& text : texts) all += (all.empty() ? "" : ", ") + text;
   return all;
@@ -100,9 +100,9 @@ std::string listOf(const std::vector<std::string>& texts) {
 std::string aboutThisPage(const Results& results, const std::string& madeAt) {
   const ResultsSource& source = results.source;
   const std::string filters =
-      source.filters.empty() ? "nothing: all of them" : listOf(source.filters);
+      source.filters.empty() ? "nothing: all of them" : inOneLine(source.filters);
   std::vector<HtmlRow> rows = {{{"Made at", madeAt}},
-                               {{"From", shortText(listOf(source.paths))}},
+                               {{"From", shortText(inOneLine(source.paths))}},
                                {{"Files read", std::to_string(source.files)}},
                                {{"Runs chosen by", filters}}};
   const auto addTime = [&](const char* what, int64_t time) {
