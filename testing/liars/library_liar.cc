@@ -84,7 +84,10 @@ int test() {
 
   const bool isEarly = lies("early-verdict");
   if (isEarly && !leavePass(records)) return 1;
-  if (getBatteryCapacity() < 50) return 1;
+  if (getBatteryCapacity() < 50) {
+    if (lies("foreign-byte")) write(40, kPassed);
+    return 1;
+  }
   if (isEarly || leavePass(records)) return 0;
   write(kStatusOffset, kIncomplete);
   return 1;

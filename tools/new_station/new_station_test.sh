@@ -53,5 +53,5 @@ done
 echo "== without GoogleTest the tests fail and say what is missing"
 cmake -G Ninja -S speaker -B bare -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_CXX_COMPILER="$cxx" \
   -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON >/dev/null
-! ctest --test-dir bare >tests 2>&1
+if ctest --test-dir bare >tests 2>&1; then exit 1; fi
 grep 'GoogleTest is missing: sudo apt install libgtest-dev' tests

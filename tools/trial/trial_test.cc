@@ -34,6 +34,7 @@ TEST_F(TrialTest, EachLieIsFoundByTheCaseThatShould) {
       {kLiar, "never-reads-back", "stuck:VelmoDiagnosticData:30=254", "lie",
        "ended with 0, but the unit does not show a pass"},
       {kLiar, "early-verdict", "no power source", "lie", "ended with 1, but the unit shows a pass"},
+      {kLiar, "foreign-byte", "no power source", "lie", "ended with 1, but byte 40 was changed"},
       {kLiar, "hangs", "IORegistryEntrySetCFProperties@1+", "hang", "not ended after 5 s"}};
   for (const auto& [station, lie, found, finding, reason] : cases) {
     const auto summary = tryStation(
