@@ -1,6 +1,5 @@
-#include "tools/unit_access.h"
-
 #include "host/include/virtual_device.h"
+#include "tools/unit_access.h"
 
 namespace corvane::tools {
 
