@@ -96,9 +96,8 @@ Json parse(ByteSpan text, const std::string& name) {
   try {
     return Json::parse(text.begin(), text.end(), limit);
   } catch (const Json::parse_error& error) {
-    // Its text begins with the library's name of the error, and ends with the whole last word.
-    const std::string said = error.what();
-    throw CommandError(kFailed, name + ": " + shortened(said.substr(said.find("] ") + 2), 160));
+    // Its text ends with the whole last word.
+    throw CommandError(kFailed, name + ": " + shortened(error.what(), 160));
   }
 }
 

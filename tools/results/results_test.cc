@@ -200,7 +200,7 @@ TEST_F(ResultsTest, ChecksAttemptsLimitsAndGroupsAreShown) {
     _text +=
         R"({"schema":1,"time":"2026-11-17","station":"s","run":"x","unit":"SN9",)" + fields + "}\n";
   };
-  add(R"("type":"begin","host":"h","fixture":"f2","facts":{"model":"M"})");
+  add(R"("type":"begin","host":"h","fixture":"f2","facts":{"model":"M","run":"y"})");
   add(R"("type":"phaseBegin","phase":"p")");
   const std::string volts = R"("type":"measurement","phase":"p","name":"v","unitOfMeasure":"V",)";
   add(volts + R"("attempt":1,"value":9,"lower":3,"upper":4,"inside":false)");

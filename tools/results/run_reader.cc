@@ -106,26 +106,28 @@ class LineParser {
   }
 
  private:
-  /// Where a field's value belongs: with an object, those of its fields to the line itself.
-  using Place =
-      std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*, Line*>;
+  struct Fields;
+  /// Where a field's value belongs; that of an object to the places of its own fields.
+  using Place = std::variant<std::string_view*, std::optional<double>*, double*, uint64_t*, bool*,
+                             const Fields*>;
+  struct Fields : std::map<std::string_view, Place> {};
 
   error_code parseText(std::string_view text) {
     json::element line;
     const auto error = _parser.parse(text.data(), text.size(), false).get(line);
-    return error ? error : parseValue(line, _line);
+    return error ? error : parseValue(line, _fields);
   }
 
   error_code parseValue(json::element value, auto& place) { return value.get(place); }
   error_code parseValue(json::element value, std::optional<double>& place) {
     return value.get(place.emplace());
   }
-  error_code parseValue(json::element given, Line& /*place*/) {
+  error_code parseValue(json::element given, const Fields& fields) {
     json::object object;
     if (const auto error = given.get(object)) return error;
     for (const auto [key, value] : object) {
-      const auto field = _fields.find(key);
-      if (field == _fields.end() || value.is_null()) continue;
+      const auto field = fields.find(key);
+      if (field == fields.end() || value.is_null()) continue;
       const auto take = [&, &value = value](auto* place) { return parseValue(value, *place); };
       if (const auto error = std::visit(take, field->second)) return error;
     }
@@ -134,34 +136,34 @@ class LineParser {
 
   json::parser _parser;
   Line _line;
-  const std::map<std::string_view, Place> _fields = {{field::kType, &_line.type},
-                                                     {field::kTime, &_line.time},
-                                                     {field::kRun, &_line.run},
-                                                     {field::kStation, &_line.station},
-                                                     {field::kUnit, &_line.unit},
-                                                     {field::kPhase, &_line.phase},
-                                                     {field::kName, &_line.name},
-                                                     {field::kSchema, &_line.schema},
-                                                     {field::kValue, &_line.measured.value},
-                                                     {field::kLower, &_line.measured.lower},
-                                                     {field::kUpper, &_line.measured.upper},
-                                                     {field::kInside, &_line.measured.isInside},
-                                                     {field::kUnitOfMeasure, &_line.unitOfMeasure},
-                                                     {field::kVerdict, &_line.verdictName},
-                                                     {field::kSeconds, &_line.seconds},
-                                                     {field::kReason, &_line.reason},
-                                                     {field::kCount, &_line.count},
-                                                     {field::kAttempt, &_line.attempt},
-                                                     {field::kCheck, &_line.check},
-                                                     {field::kText, &_line.text},
-                                                     {field::kExpected, &_line.expected},
-                                                     {field::kHost, &_line.fields[0]},
-                                                     {field::kFixture, &_line.fields[1]},
-                                                     {field::kOperator, &_line.fields[2]},
-                                                     {field::kProgram, &_line.fields[3]},
-                                                     {field::kFacts, &_line},
-                                                     {kGroupFields[4], &_line.fields[4]},
-                                                     {kGroupFields[5], &_line.fields[5]}};
+  const Fields _facts = {
+      {{kGroupFields[4], &_line.fields[4]}, {kGroupFields[5], &_line.fields[5]}}};
+  const Fields _fields = {{{field::kType, &_line.type},
+                           {field::kTime, &_line.time},
+                           {field::kRun, &_line.run},
+                           {field::kStation, &_line.station},
+                           {field::kUnit, &_line.unit},
+                           {field::kPhase, &_line.phase},
+                           {field::kName, &_line.name},
+                           {field::kSchema, &_line.schema},
+                           {field::kValue, &_line.measured.value},
+                           {field::kLower, &_line.measured.lower},
+                           {field::kUpper, &_line.measured.upper},
+                           {field::kInside, &_line.measured.isInside},
+                           {field::kUnitOfMeasure, &_line.unitOfMeasure},
+                           {field::kVerdict, &_line.verdictName},
+                           {field::kSeconds, &_line.seconds},
+                           {field::kReason, &_line.reason},
+                           {field::kCount, &_line.count},
+                           {field::kAttempt, &_line.attempt},
+                           {field::kCheck, &_line.check},
+                           {field::kText, &_line.text},
+                           {field::kExpected, &_line.expected},
+                           {field::kHost, &_line.fields[0]},
+                           {field::kFixture, &_line.fields[1]},
+                           {field::kOperator, &_line.fields[2]},
+                           {field::kProgram, &_line.fields[3]},
+                           {field::kFacts, &_facts}}};
 };
 
 /// Assembles runs from their lines. Of a run that has ended only its verdict is kept.
